@@ -1,0 +1,86 @@
+// MarginSession: one run of the library as a trading application would drive it: log in, load the instruments, register
+// the accounts, set the positions, read the figures.
+//
+// Everything goes through the exported functions, except the GO of firms and settlement accounts, which no exported
+// function hands out; those are read from the inside.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "CsvTable.h"
+
+namespace quindal {
+
+/// An exported function gave a code.
+class CallError : public std::runtime_error
+{
+public:
+    /// where: "FILE:LINE" of the row that caused it, or empty.
+    CallError(const std::string& where, const std::string& call, std::int32_t code);
+};
+
+struct ClientFigures
+{
+    std::string code;
+    std::string firm;
+    double volatilityGO;            // money, not rounded
+    double deliveryAndVolatilityGO; // money, not rounded
+    double GO;                      // money, in cents
+};
+
+struct FirmFigures
+{
+    std::string code;
+    std::string settlementAccount; // empty when it was registered without one
+    double GO;                     // money, in cents
+};
+
+struct SettlementAccountFigures
+{
+    std::string id;
+    double GO; // money, in cents
+};
+
+struct MarginFigures
+{
+    std::vector<ClientFigures> clients; // each list in the order of the accounts file
+    std::vector<FirmFigures> firms;
+    std::vector<SettlementAccountFigures> settlementAccounts;
+};
+
+/// Columns of the two input files.
+[[nodiscard]] CsvTable ReadAccounts(const std::string& file);
+[[nodiscard]] CsvTable ReadPositions(const std::string& file);
+
+class MarginSession
+{
+public:
+    /// Logs in and makes the calculator. Throws CallError.
+    MarginSession(const std::string& iniFile, const std::string& user, const std::string& password);
+    ~MarginSession(); ///< Empties the model and logs out.
+    MarginSession(const MarginSession&) = delete;
+    MarginSession& operator=(const MarginSession&) = delete;
+
+    void LoadInstruments();
+    void Register(const CsvRow& account);
+    void SetPosition(const CsvRow& position);
+    [[nodiscard]] MarginFigures Figures() const;
+
+private:
+    void RegisterSettlementAccountRow(const CsvRow& row);
+    void RegisterFirmRow(const CsvRow& row);
+    void RegisterClientRow(const CsvRow& row);
+    void RegisterRatioRow(const CsvRow& row);
+
+    std::intptr_t m_calculator = 0;
+    std::vector<std::string> m_clients;
+    std::vector<FirmFigures> m_firms;
+    std::vector<std::string> m_settlementAccounts;
+};
+
+} // namespace quindal

@@ -1,0 +1,32 @@
+// Progress: a bar on stderr for work that takes longer than a second, when somebody looks at it.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace quindal {
+
+class Progress
+{
+public:
+    /// what names the work, "positions"; total is the number of steps.
+    Progress(std::string what, std::size_t total);
+    ~Progress(); ///< Wipes the bar, if one was drawn.
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Step(); ///< One step is done.
+
+private:
+    void Draw() const;
+
+    std::string m_what;
+    std::size_t m_total;
+    std::size_t m_done = 0;
+    bool m_visible; // stderr is a terminal
+    bool m_drawn = false;
+    std::chrono::steady_clock::time_point m_next; // when to draw again
+};
+
+} // namespace quindal

@@ -1,0 +1,76 @@
+// quindal: the command line of the library.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <map>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "MarginCommand.h"
+#include "QuindalIM.h"
+#include "ServeCommand.h"
+
+namespace {
+
+void AddMargin(CLI::App& app, quindal::MarginOptions& options)
+{
+    static const std::map<std::string, quindal::ReportFormat> formats{{"table", quindal::ReportFormat::Table},
+                                                                      {"csv", quindal::ReportFormat::Csv},
+                                                                      {"json", quindal::ReportFormat::Json}};
+    CLI::App* const margin = app.add_subcommand("margin", "Compute the margin of a book of positions");
+    CLI::Option* const ini = margin->add_option("--ini", options.iniFile, "Ini file that names a live server");
+    CLI::Option* const instruments = margin->add_option(
+        "--instruments", options.instruments, "Market file (XML), served privately for the length of the run");
+    ini->excludes(instruments);
+    margin->add_option("--user", options.user,
+                       "User to log in as; its password comes from the environment or a prompt");
+    margin->add_option("--accounts", options.accounts, "Accounts (CSV)")->required();
+    margin->add_option("--positions", options.positions, "Positions (CSV)")->required();
+    margin->add_option("--format", options.format, "table, csv or json")
+        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
+    margin->add_option("--password-env", options.passwordVariable, "Environment variable that holds the password")
+        ->capture_default_str();
+    margin->callback([&options] {
+        if (options.iniFile.empty() && options.instruments.empty()) throw CLI::RequiredError("--ini or --instruments");
+        if (!options.iniFile.empty() && options.user.empty()) throw CLI::RequiredError("--user");
+        if (options.user.empty()) options.user = "demo";
+    });
+}
+
+void AddServe(CLI::App& app, quindal::ServeOptions& options)
+{
+    CLI::App* const serve = app.add_subcommand("serve", "Answer clients until SIGINT or SIGTERM");
+    serve->add_option("--instruments", options.instruments, "Market file (XML)")->required();
+    serve->add_option("--users", options.users, "Users (CSV: user,part_count,login_type,password)")->required();
+    serve->add_option("--router-port", options.port, "Port of a running router; without it a private one is started");
+    serve->add_option("--server-user", options.serverUser, "The server's own user at the router")
+        ->capture_default_str();
+    serve
+        ->add_option("--password-env", options.passwordVariable,
+                     "Environment variable that holds the server's password at a running router")
+        ->capture_default_str();
+    serve->add_option("--service", options.service, "Name of the service")->capture_default_str();
+    serve->add_flag("!--plain", options.compress, "Never compress replies");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        CLI::App app("Client-side initial margin for derivatives", "quindal");
+        app.set_version_flag("--version", std::string(GetQuindalIMLibraryVersion()));
+        app.require_subcommand(1);
+        quindal::MarginOptions margin;
+        quindal::ServeOptions serve;
+        AddMargin(app, margin);
+        AddServe(app, serve);
+        CLI11_PARSE(app, argc, argv);
+        return app.got_subcommand("margin") ? quindal::RunMargin(margin) : quindal::RunServe(serve);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "quindal: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,28 @@
+/* libZ9Sys: the formatter. The standard printf verbs, and four of its own:
+ *   %R     Z9ERR          the code in decimal, ": " and its text, "94820: QuindalIM is not connected"
+ *   %P     size_t         decimal
+ *   %B     decimal value  const unsigned char* of the packed form in Z9BCDII.h, plain decimal text
+ *   %I64d  int64_t        decimal
+ * Flags and width hold for all of them. A text argument is never taken for a format; what is no verb is copied as it
+ * stands, and %n writes through no pointer. */
+#ifndef Z9FMT_H
+#define Z9FMT_H
+
+#include <stdarg.h>
+
+#include "Z9Types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Both write at most size - 1 characters and a terminating zero into buffer and return the count of characters
+ * written (a text that does not fit is cut, and the count is that of what stands in the buffer); 0 or less on
+ * failure. */
+Z9_API int Z9SysVSNPrintf(char* buffer, size_t size, const char* format, va_list args);
+Z9_API int Z9SysSNPrintf(char* buffer, size_t size, const char* format, ...);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,22 @@
+// What the other sources of libZ9Sys need from an open ini file beyond the C interface: a value that tells "missing"
+// from "empty".
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Z9Types.h"
+
+namespace z9 {
+
+// 0, or why the handle stands for no open file.
+[[nodiscard]] Z9ERR IniCheckHandle(Z9INI_HANDLE handle);
+
+// Whether the file has such a section, or for "" any key before its first section.
+[[nodiscard]] bool IniHasSection(Z9INI_HANDLE handle, const std::string& section);
+
+// The value, nothing when the handle, the section or the key is missing.
+[[nodiscard]] std::optional<std::string> IniFind(Z9INI_HANDLE handle, const std::string& section,
+                                                 const std::string& key);
+
+} // namespace z9

@@ -1,0 +1,59 @@
+// What the sources of libZ9Sys share: the common codes by name, the frame that keeps exceptions inside, and objects
+// that outlive every static destructor.
+//
+// Always true: no exception passes a function of the C interface; an Immortal is built once and never destroyed.
+#pragma once
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "Z9Types.h"
+
+namespace z9 {
+
+// Codes of the common range that this library gives. Named apart from the catalogue of the client library, which
+// defines the whole range and includes our headers.
+inline constexpr Z9ERR kOk = 0;
+inline constexpr Z9ERR kNoMemory = 1;
+inline constexpr Z9ERR kWrongArguments = 2;
+inline constexpr Z9ERR kInternalError = 3;
+inline constexpr Z9ERR kCancelEnum = 12;
+inline constexpr Z9ERR kAlreadyInitialized = 17;
+inline constexpr Z9ERR kAlreadyDefined = 19;
+inline constexpr Z9ERR kNoSuchItem = 32;
+
+// Runs the body of a C function and turns whatever it throws into a code.
+template <class Body>
+[[nodiscard]] Z9ERR Guarded(Body&& body) noexcept
+{
+    try {
+        return std::forward<Body>(body)();
+    } catch (const std::bad_alloc&) {
+        return kNoMemory;
+    } catch (...) {
+        return kInternalError;
+    }
+}
+
+// An object whose destructor never runs: callers keep pointers into it, and static destructors of other libraries may
+// still log or ask for a text after ours have run. Use as a function-local static.
+template <class T>
+class Immortal
+{
+public:
+    Immortal() { std::construct_at(std::addressof(value_)); }
+    ~Immortal() {}
+    Immortal(const Immortal&) = delete;
+    Immortal& operator=(const Immortal&) = delete;
+
+    [[nodiscard]] T& Get() noexcept { return value_; }
+
+private:
+    union
+    {
+        T value_;
+    };
+};
+
+} // namespace z9

@@ -1,0 +1,428 @@
+// Logs: a default one and custom ones, each with a sink and a level of its own; spdlog's files and rotation under
+// them. The gates that call sites test are words of ours, one a (severity, category), kept in step with the levels of
+// all open logs.
+#include "Z9Log.h"
+
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <spdlog/details/log_msg.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+
+#include "Z9Fmt.h"
+#include "Z9IniFile.h"
+#include "Z9Internal.h"
+
+namespace {
+
+using SinkPtr = std::shared_ptr<spdlog::sinks::sink>;
+
+constexpr std::string_view kSeverityNames[] = {"INFO", "WARNING", "ERROR", "FATAL"};
+constexpr std::string_view kLevelNames[] = {"info", "warning", "error", "fatal", "off"}; // index: the lowest written
+constexpr const char* kLinePattern = "%Y-%m-%d %H:%M:%S.%e %v";
+constexpr std::size_t kMaxTextSize = 64 * 1024; // with the terminating zero
+constexpr std::uint64_t kDefaultMaxFiles = 5;
+constexpr std::uint64_t kMostFiles = 200000; // the rotating sink refuses more
+
+bool IsSeverity(int severity) noexcept { return severity >= Z9LOG_INFO && severity <= Z9LOG_FATAL; }
+
+// One open log. Without a sink it is open and writes nowhere.
+class Log
+{
+public:
+    Log(SinkPtr sink, int level) : sink_(std::move(sink)), level_(level) {}
+
+    void SetLevel(int level) noexcept { level_ = level; }
+
+    [[nodiscard]] bool Writes(int severity) const noexcept { return sink_ != nullptr && severity >= level_; }
+
+    // One line, in the file when this returns. Throws what the sink throws.
+    void Write(int severity, std::string_view category, std::string_view text)
+    {
+        std::string line(kSeverityNames[severity]);
+        line.append(" [").append(category).append("] ").append(text);
+        sink_->log(spdlog::details::log_msg(spdlog::string_view_t(), spdlog::level::info,
+                                            spdlog::string_view_t(line.data(), line.size())));
+        sink_->flush();
+    }
+
+private:
+    SinkPtr sink_;
+    std::atomic<int> level_;
+};
+
+// All open logs, and the gates.
+class Logs
+{
+public:
+    // The log of a handle, the default one for null; null when it is not open. It stays good while it is held.
+    std::shared_ptr<Log> Find(Z9LOG_HANDLE handle)
+    {
+        const std::shared_lock lock(guard_);
+        if (handle == nullptr) return default_;
+        const auto found = custom_.find(handle);
+        return found == custom_.end() ? nullptr : found->second;
+    }
+
+    // False when a default log is open already.
+    bool AddDefault(std::shared_ptr<Log> log)
+    {
+        const std::unique_lock lock(guard_);
+        if (default_ != nullptr) return false;
+        default_ = std::move(log);
+        RefreshGates();
+        return true;
+    }
+
+    Z9LOG_HANDLE AddCustom(std::shared_ptr<Log> log)
+    {
+        const std::unique_lock lock(guard_);
+        Z9LOG_HANDLE handle = log.get();
+        custom_.emplace(handle, std::move(log));
+        RefreshGates();
+        return handle;
+    }
+
+    bool RemoveDefault()
+    {
+        const std::unique_lock lock(guard_);
+        const bool wasOpen = std::exchange(default_, nullptr) != nullptr;
+        RefreshGates();
+        return wasOpen;
+    }
+
+    bool RemoveCustom(Z9LOG_HANDLE handle)
+    {
+        const std::unique_lock lock(guard_);
+        const bool wasOpen = custom_.erase(handle) == 1;
+        RefreshGates();
+        return wasOpen;
+    }
+
+    void SetLevel(Log& log, int level)
+    {
+        const std::unique_lock lock(guard_);
+        log.SetLevel(level);
+        RefreshGates();
+    }
+
+    // The word of a call site; made at the first question and never moved or removed.
+    volatile int32_t* Gate(int severity, const char* category)
+    {
+        const std::unique_lock lock(guard_);
+        const auto [gate, isNew] = gates_.try_emplace({severity, category}, 0);
+        if (isNew) gate->second = AnyWrites(severity) ? 1 : 0;
+        return &gate->second;
+    }
+
+private:
+    [[nodiscard]] bool AnyWrites(int severity) const noexcept
+    {
+        if (default_ != nullptr && default_->Writes(severity)) return true;
+        for (const auto& [handle, log] : custom_) {
+            if (log->Writes(severity)) return true;
+        }
+        return false;
+    }
+
+    // Call sites read the words without a lock, so each is stored in one piece.
+    void RefreshGates() noexcept
+    {
+        for (auto& [site, word] : gates_) {
+            const int32_t state = AnyWrites(site.first) ? 1 : 0;
+            std::atomic_ref<int32_t>(word).store(state, std::memory_order_relaxed);
+        }
+    }
+
+    std::shared_mutex guard_;
+    std::shared_ptr<Log> default_;
+    std::map<const void*, std::shared_ptr<Log>> custom_; // the handle is the address of the log
+    std::map<std::pair<int, std::string>, int32_t> gates_;
+};
+
+Logs& AllLogs()
+{
+    static z9::Immortal<Logs> logs;
+    return logs.Get();
+}
+
+// Opening ----------------------------------------------------------------------------------------------------------
+
+struct Settings
+{
+    std::string file; // empty: none named
+    int level = Z9LOG_INFO;
+    std::uint64_t maxSize = 0; // bytes, 0 for no rotation
+    std::uint64_t maxFiles = kDefaultMaxFiles;
+};
+
+std::string LowerCase(std::string text)
+{
+    for (char& c : text) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return text;
+}
+
+// False when the key is there and is no number.
+bool ReadNumber(Z9INI_HANDLE ini, const std::string& section, const char* key, std::uint64_t& number)
+{
+    const std::optional<std::string> text = z9::IniFind(ini, section, key);
+    if (!text) return true;
+    const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), number);
+    return error == std::errc{} && end == text->data() + text->size();
+}
+
+bool ReadLevel(Z9INI_HANDLE ini, const std::string& section, int& level)
+{
+    const std::optional<std::string> text = z9::IniFind(ini, section, "level");
+    if (!text) return true;
+    for (int i = Z9LOG_INFO; i <= Z9LOG_OFF; ++i) {
+        if (*text == kLevelNames[i]) {
+            level = i;
+            return true;
+        }
+    }
+    return false;
+}
+
+Z9ERR ReadSettings(Z9INI_HANDLE ini, const char* sectionName, Settings& settings)
+{
+    if (const Z9ERR code = z9::IniCheckHandle(ini); code != z9::kOk) return code;
+    std::string section = sectionName == nullptr ? "" : sectionName;
+    if (!z9::IniHasSection(ini, section)) section = LowerCase(section);
+
+    settings.file = z9::IniFind(ini, section, "file").value_or("");
+    const bool good = ReadLevel(ini, section, settings.level) &&
+                      ReadNumber(ini, section, "max_size", settings.maxSize) &&
+                      ReadNumber(ini, section, "max_files", settings.maxFiles) && settings.maxFiles <= kMostFiles;
+    return good ? z9::kOk : Z9ERR_LOG_WRONG_PARAMETER;
+}
+
+// Null when the file cannot be written. spdlog would make a missing folder and would wait at a pipe, so both are
+// looked at first. The path is made absolute: rotation must find the file wherever the process has moved to.
+SinkPtr OpenSink(const Settings& settings)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path path = fs::absolute(settings.file, error);
+    if (error || !fs::is_directory(path.parent_path(), error)) return nullptr;
+    if (fs::exists(path, error) && !fs::is_regular_file(path, error)) return nullptr;
+    try {
+        SinkPtr sink;
+        if (settings.maxSize == 0) {
+            sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path.string());
+        } else {
+            sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.string(), settings.maxSize,
+                                                                          settings.maxFiles);
+        }
+        sink->set_pattern(kLinePattern);
+        return sink;
+    } catch (const spdlog::spdlog_ex&) {
+        return nullptr;
+    }
+}
+
+// Makes a log from its section; without a named file only if fileRequired is false.
+Z9ERR MakeLog(Z9INI_HANDLE ini, const char* section, bool fileRequired, std::shared_ptr<Log>& log)
+{
+    Settings settings;
+    if (const Z9ERR code = ReadSettings(ini, section, settings); code != z9::kOk) return code;
+    SinkPtr sink;
+    if (fileRequired || !settings.file.empty()) {
+        sink = settings.file.empty() ? nullptr : OpenSink(settings);
+        if (sink == nullptr) return Z9ERR_LOG_CANNOT_OPEN;
+    }
+    log = std::make_shared<Log>(std::move(sink), settings.level);
+    return z9::kOk;
+}
+
+// Writing ----------------------------------------------------------------------------------------------------------
+
+// Formats into a buffer that grows up to the limit; a longer text is cut there.
+std::string FormatText(const char* format, va_list args)
+{
+    std::string text;
+    for (std::size_t size = 1024; size <= kMaxTextSize; size *= 8) {
+        text.resize(size);
+        va_list copy;
+        va_copy(copy, args);
+        const int count = Z9SysVSNPrintf(text.data(), size, format, copy);
+        va_end(copy);
+        const bool isCut = count >= 0 && static_cast<std::size_t>(count) + 1 == size;
+        if (isCut && size < kMaxTextSize) continue;
+        text.resize(count >= 0 ? static_cast<std::size_t>(count) : text.find('\0')); // a failure left its beginning
+        break;
+    }
+    return text;
+}
+
+// A log entry is one line: its line breaks are written as backslash and n.
+std::string OnOneLine(std::string_view text)
+{
+    std::string line;
+    line.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isPairStart = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
+        if (isPairStart) continue; // the pair is one break
+        if (text[i] == '\r' || text[i] == '\n') {
+            line += "\\n";
+        } else {
+            line += text[i];
+        }
+    }
+    return line;
+}
+
+// Nothing that goes wrong while logging reaches the caller, and errno stays his.
+void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::optional<Z9ERR> code, const char* format,
+               va_list args) noexcept
+{
+    const int callersErrno = errno;
+    static_cast<void>(z9::Guarded([&]() -> Z9ERR {
+        if (!IsSeverity(severity) || format == nullptr) return z9::kWrongArguments;
+        const std::shared_ptr<Log> log = AllLogs().Find(handle);
+        if (log == nullptr || !log->Writes(severity)) return z9::kOk;
+        errno = callersErrno;
+        std::string text = FormatText(format, args);
+        if (code) text += " (code " + std::to_string(*code) + ")";
+        log->Write(severity, OnOneLine(category == nullptr ? "" : category), OnOneLine(text));
+        return z9::kOk;
+    }));
+    errno = callersErrno;
+}
+
+volatile int32_t* GateOf(int severity, const char* category) noexcept
+{
+    static int32_t alwaysOff = 0; // for what is no severity, and when there is no memory for a word
+    volatile int32_t* gate = &alwaysOff;
+    static_cast<void>(z9::Guarded([&]() -> Z9ERR {
+        if (IsSeverity(severity)) gate = AllLogs().Gate(severity, category == nullptr ? "" : category);
+        return z9::kOk;
+    }));
+    return gate;
+}
+
+} // namespace
+
+// The default log --------------------------------------------------------------------------------------------------
+
+int Z9LogIsOpened(void)
+{
+    const Z9ERR code =
+        z9::Guarded([]() -> Z9ERR { return AllLogs().Find(nullptr) != nullptr ? z9::kOk : Z9ERR_LOG_NOT_OPENED; });
+    return code == z9::kOk ? 1 : 0;
+}
+
+Z9ERR Z9LogOpenEx(Z9INI_HANDLE ini, const char* section)
+{
+    return z9::Guarded([&]() -> Z9ERR {
+        if (AllLogs().Find(nullptr) != nullptr) return z9::kAlreadyInitialized;
+        std::shared_ptr<Log> log;
+        if (const Z9ERR code = MakeLog(ini, section, false, log); code != z9::kOk) return code;
+        return AllLogs().AddDefault(std::move(log)) ? z9::kOk : z9::kAlreadyInitialized;
+    });
+}
+
+Z9ERR Z9LogClose(void)
+{
+    return z9::Guarded([]() -> Z9ERR { return AllLogs().RemoveDefault() ? z9::kOk : Z9ERR_LOG_NOT_OPENED; });
+}
+
+// Custom logs ------------------------------------------------------------------------------------------------------
+
+Z9ERR Z9LogCustOpenEx(Z9LOG_HANDLE* log, Z9INI_HANDLE ini, const char* section)
+{
+    return z9::Guarded([&]() -> Z9ERR {
+        if (log == nullptr) return z9::kWrongArguments;
+        std::shared_ptr<Log> opened;
+        if (const Z9ERR code = MakeLog(ini, section, true, opened); code != z9::kOk) return code;
+        *log = AllLogs().AddCustom(std::move(opened));
+        return z9::kOk;
+    });
+}
+
+Z9ERR Z9LogCustClose(Z9LOG_HANDLE log)
+{
+    return z9::Guarded([&]() -> Z9ERR { return AllLogs().RemoveCustom(log) ? z9::kOk : Z9ERR_LOG_NOT_OPENED; });
+}
+
+Z9ERR Z9LogCustSetLevel(Z9LOG_HANDLE log, int severity)
+{
+    return z9::Guarded([&]() -> Z9ERR {
+        if (severity < Z9LOG_INFO || severity > Z9LOG_OFF) return Z9ERR_LOG_WRONG_PARAMETER;
+        const std::shared_ptr<Log> found = AllLogs().Find(log);
+        if (found == nullptr) return Z9ERR_LOG_NOT_OPENED;
+        AllLogs().SetLevel(*found, severity);
+        return z9::kOk;
+    });
+}
+
+void Z9LogCustExv(Z9LOG_HANDLE log, int severity, const char* category, const char* format, va_list args)
+{
+    WriteLine(log, severity, category, std::nullopt, format, args);
+}
+
+// Both forms ask for the same word: how often a site is on matters to its branch, not to us.
+volatile int32_t* trcheckEx_Z9LogCustExv_(Z9LOG_HANDLE, int severity, const char* category, const char*, ...)
+{
+    return GateOf(severity, category);
+}
+
+volatile int32_t* trcheckEx_Z9LogCustExv_0(Z9LOG_HANDLE, int severity, const char* category, const char*, ...)
+{
+    return GateOf(severity, category);
+}
+
+// Straight to the default log --------------------------------------------------------------------------------------
+
+void Z9LogError(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    WriteLine(nullptr, Z9LOG_ERROR, "", std::nullopt, format, args);
+    va_end(args);
+}
+
+void Z9LogErrorEx(const char* category, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    WriteLine(nullptr, Z9LOG_ERROR, category, std::nullopt, format, args);
+    va_end(args);
+}
+
+void Z9LogWarning(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    WriteLine(nullptr, Z9LOG_WARNING, "", std::nullopt, format, args);
+    va_end(args);
+}
+
+void Z9LogWarningEx(const char* category, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    WriteLine(nullptr, Z9LOG_WARNING, category, std::nullopt, format, args);
+    va_end(args);
+}
+
+void Z9LogErrorWithCode(Z9ERR code, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    WriteLine(nullptr, Z9LOG_ERROR, "", code, format, args);
+    va_end(args);
+}

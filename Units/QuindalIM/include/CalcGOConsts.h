@@ -1,0 +1,21 @@
+// Constants of the facade: its log category, its version and the names under which it reads the ini file.
+#pragma once
+
+namespace QuindalIM {
+
+/// Log category of every message of this unit.
+inline constexpr const char* LogCategory = "QuindalIM";
+
+/// Version of the library; the server learns it with the user information.
+inline constexpr const char* LibraryVersion = "9.9.64.4654";
+
+// The whole ini surface of the library. The keys inside the two log sections belong to the platform.
+inline constexpr const char* IniSectionMq = "QuindalIM::mq";
+inline constexpr const char* IniKeyPort = "port";
+inline constexpr const char* IniKeyTimeout = "timeout"; // milliseconds
+inline constexpr const char* IniSectionOptions = "QuindalIM::options";
+inline constexpr const char* IniKeyXmlPath = "xmlPath";
+inline constexpr const char* IniSectionLog = "QuindalIM::log";
+inline constexpr const char* IniSectionTraceLog = "QuindalIM::xplog";
+
+} // namespace QuindalIM

@@ -1,0 +1,164 @@
+// CCalcGOEx: the calculator behind the handle. It owns neither instruments nor participants. What it adds to the
+// repositories is names: every instrument code gets an isin of ours, each insertion goes to the accounting dictionary
+// and then to the risk repository, and the flat cursors of the boundary stand here.
+//
+// Always true:  one isin stands for one code, whatever the kind of the instrument; isins begin at 1 and only grow.
+//               A code keeps its isin when a repository refuses the instrument.
+//               m_empty is true until the first instrument, participant or position; currencies do not count.
+// Errors:       a Z9ERR as result, or CZ9Error where a conversion, a lookup or the accounting dictionary throws.
+// Read first:   the operations in the order of the groups below; each is behind the exported function of its name.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "CalcGO.h"
+#include "Enums.h"
+#include "InstrumentsStorages.h"
+#include "TablesData.h"
+#include "kv7errors.h"
+
+class BraskClient;
+
+namespace QuindalIM {
+
+class CCalcGOEx final : public CCalcGO
+{
+public:
+    CCalcGOEx(ParticipantRepository& participantRepository, kv7im::InstrumentsRepository& instrumentsRepository,
+              pos::PositionCalculatorInstruments& posCalcInstruments);
+
+    /// Makes a calculator, which Destroy takes back. Z9ERR_QUINDAL_IM_NOT_ENOUGH_MEMORY leaves `calculator` null.
+    [[nodiscard]] static Z9ERR Create(CCalcGOEx*& calculator, ParticipantRepository& participantRepository,
+                                      kv7im::InstrumentsRepository& instrumentsRepository,
+                                      pos::PositionCalculatorInstruments& posCalcInstruments);
+    static void Destroy(CCalcGOEx* calculator) noexcept;
+
+    // Common parameters and instruments, in the order in which parents come before children.
+
+    /// Edge coefficient of futures inserted from now on; what the repository corrects is corrected in silence.
+    void SetCommonParams(double EdgeCoeff);
+    [[nodiscard]] double GetCommonParams() const;
+
+    [[nodiscard]] Z9ERR InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius);
+
+    /// Whatever the repository says, the code has taken an isin and the calculator is no longer empty.
+    [[nodiscard]] Z9ERR
+    InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
+                         Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
+                         double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
+                         double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
+                         double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
+                         double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
+                         double MarketRisk1Exceptional, double MarketRisk2Exceptional, std::int64_t ConcentrationLimit1,
+                         std::int64_t ConcentrationLimit2, std::int32_t RiskPointsN, double WindowSizePercentage,
+                         Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass, double CFRisk);
+
+    /// TASBaseFutCode: empty for none; a futures that is not inserted yet takes its isin here.
+    [[nodiscard]] Z9ERR InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
+                                      Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
+                                      double MinStep, double XLot, double InterestRateRiskUp,
+                                      double InterestRateRiskDown, double TimeToExpiration, double NormalizedSpot,
+                                      Enums::InstrumentStatus Attribute, double MRAddOnUp, double MRAddOnDown,
+                                      bool EnforceIMSHalfNetting, const char* TASBaseFutCode);
+
+    /// Participants before instruments: positions point at instruments. Every cursor is to be set on first again.
+    void ClearAll();
+    /// Instruments stay, and the calculator does not become empty by it.
+    void RemoveAllParticipants();
+
+    // Cursors, one a kind, which stand on the end until they are set on first. SetOnFirst... gives the number of
+    // entries; GetNext... moves on and says null (or Z9ERR_QUINDAL_IM_END_OF_DATA) at the end.
+
+    std::int32_t SetOnFirstCurrency() noexcept; ///< Order of insertion.
+    [[nodiscard]] Z9ERR GetNextCurrency(std::int32_t& CurrencyId, double& CurvatureRadius);
+    std::int32_t SetOnFirstBaseContract(); ///< No promised order, as the next.
+    [[nodiscard]] const kv7im::CSpecBaseContract* GetNextBaseContract();
+    std::int32_t SetOnFirstFutures();
+    [[nodiscard]] const kv7im::CSpecFutures* GetNextFutures();
+
+    // Codes and isins.
+
+    /// The isin of the code; a new code gets the next one.
+    [[nodiscard]] std::int32_t GetIsin(const std::string& code);
+    /// 0, or Z9ERR_QUINDAL_IM_NOT_FOUND, which leaves `code` alone.
+    [[nodiscard]] Z9ERR GetCodeByIsin(int isin, std::string& code) const;
+    /// Isin and CalcFutPrice of a futures; of any other known code the isin only, and `price` stays as the caller set
+    /// it. Z9ERR_QUINDAL_IM_NOT_FOUND, or Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for null.
+    [[nodiscard]] Z9ERR GetIsinAndCalcPriceByCode(const char* code, int& isin, double& price) const;
+
+    [[nodiscard]] bool IsEmpty() const noexcept { return m_empty; }
+    [[nodiscard]] std::size_t GetClientCount() const;
+    /// Tables and isins of the server, filled by a download.
+    [[nodiscard]] Dictionary& GetTablesData() noexcept { return m_TablesData; }
+    [[nodiscard]] RealIsinStorage& GetRealIsinStorage() noexcept { return m_RealIsinStorage; }
+
+    // Participants, top down. The first 12 characters of a settlement account's id count.
+
+    [[nodiscard]] Z9ERR RegisterSettlementAccount(const char* SettlementAccountId, Enums::MarginRule marginRule,
+                                                  Enums::SpreadMarginType calendarSpreadMarginType,
+                                                  Enums::SpreadMarginType interContractSpreadMarginType,
+                                                  double ShortOptionMinimumChargeRatio);
+    /// Weights as shares, 0.25 is a quarter. An unknown account: the firm stands under the dummy one.
+    [[nodiscard]] Z9ERR RegisterBroker(const char* BrokerCode, std::int32_t NClr2Delivery, double ExpWeight,
+                                       double ExpWeightClientDefault, Enums::BrokerAccountType brokerAccountType,
+                                       const char* SettlementAccountId,
+                                       Enums::SpreadMarginType calendarSpreadMarginType, Enums::MarginRule marginRule,
+                                       Enums::SpreadMarginType interContractSpreadMarginType,
+                                       double ShortOptionMinimumChargeRatio);
+    [[nodiscard]] Z9ERR RegisterClient(const char* ClientCode, bool NoFutDiscount, std::int32_t NClr2Delivery,
+                                       double ExpWeight, Enums::SpreadMarginType calendarSpreadMarginType,
+                                       Enums::SpreadMarginType interContractSpreadMarginType, double GORatio,
+                                       double ShortOptionMinimumChargeRatio, Enums::ClientRiskLevel clientRiskLevel);
+    [[nodiscard]] Z9ERR InsertBrokerBaseContractParam(const char* Code, const char* CodeBC, double GORatio);
+
+    // Margin.
+
+    /// Sets the position of a client, a firm or a settlement account and gives the margins of its level and of those
+    /// above: a client all five, a firm the last two, an account the last. Results that are not given, and all five
+    /// after a failure, stay as they are.
+    [[nodiscard]] Z9ERR SetPositionEx(const char* Code, Isin isin, std::int64_t Quantity, double WAPrice,
+                                      double& VolatilityPartGO, double& DeliveryAndVolatilityPartGO, double& PartGO,
+                                      double& FirmGO, double& SettlementAccountGO,
+                                      Enums::AccountHierarchyRecordType accountHierarchy,
+                                      std::int64_t afterLastClearingQuantity);
+    /// The two margins of the client's portfolio, unrounded, and the GO of the client, its firm and its account, in
+    /// whole cents.
+    static void GetClientAndBrokerInitialMargin(const BraskClient& client, double& VolatilityPartGO,
+                                                double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
+                                                double& SettlementAccountGO);
+
+private:
+    /// Codes are looked up by any text, without building a string.
+    struct CodeHash
+    {
+        using is_transparent = void;
+        [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
+        {
+            return std::hash<std::string_view>{}(code);
+        }
+    };
+    using BaseContractIterator = kv7im::StorageBaseContract::index<kv7im::ByCode>::type::const_iterator;
+    using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
+
+    [[nodiscard]] Isin TASBaseFutIsin(const char* TASBaseFutCode);
+    void PutCursorsOnEnd();
+
+    RealIsinStorage m_RealIsinStorage;
+    Dictionary m_TablesData;
+    BaseContractIterator m_iBaseContract; // over the repository's index by code
+    FuturesIterator m_iFutures;
+    std::list<std::int32_t> m_currencyIndex; // in the order of insertion
+    std::list<std::int32_t>::const_iterator m_currentCurrency;
+    std::int32_t m_Isin = 1; // next to hand out
+    std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
+    std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;
+    bool m_empty = true;
+};
+
+} // namespace QuindalIM

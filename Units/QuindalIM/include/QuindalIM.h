@@ -1,0 +1,380 @@
+/* QuindalIM.h: initial margin (GO) of derivatives portfolios, computed in the caller's process.
+ *
+ * The road of a caller:
+ *
+ *     InitQuindalIM("margin.ini", "user", "password");     log in; nothing works before this
+ *     CreateQuindalIMCalculator(&calc);                    the one calculator
+ *     GetInstrumentParameters(calc, NULL);                 all instruments from the server,
+ *     InsertCurrency, InsertBaseContract, InsertFutures     or one by one, parents first
+ *     RegisterSettlementAccount, RegisterFirm, RegisterPart the account tree, top down
+ *     SetPosition(calc, ...);                              as often as positions change: the client's new GO
+ *     DestroyQuindalIMCalculator(calc); DeInitQuindalIM();
+ *
+ * Results. Every function but the first two returns a code: 0 is success, GetErrorCodeDescription gives its text. Codes
+ * that any of them may return: 94808 something unforeseen (the log says what), 94811 a null pointer, a null handle or a
+ * text of the wrong length, 94821 InitQuindalIM has not succeeded yet.
+ *
+ * Ownership. The caller owns every text and buffer that it passes; the library copies what it keeps, and no pointer is
+ * kept after the call. The texts that the first two functions return are constants of the library. The library owns the
+ * calculator. Instruments and participants live in the library until ClearAll, not only as long as the calculator.
+ *
+ * Null pointers. No pointer may be null unless its function says so. A null pointer is answered by 94811 and a line in
+ * the error log; nothing is written or changed then.
+ *
+ * Out-parameters are written on code 0 only, with the exceptions that a function states; after any other code they hold
+ * what the caller put there.
+ *
+ * Size contract of the code buffers of the GetNext... functions. ...Size is the capacity of the buffer in bytes, the
+ * terminating zero included, on the way in, and the size that the code needs (its length plus one) on the way out. When
+ * one capacity is too small the result is 7: all sizes are written and nothing else. The cursor has moved on by then,
+ * so the entry is not offered again before the next SetOnFirst...; pass buffers that are large enough from the start.
+ *
+ * Threads. None of the library's own. The caller makes one call at a time, from whatever thread; only the first two
+ * functions may be called at any time from any thread.
+ *
+ * Numbers. A GO is an amount of money, 0 or more. Codes are zero-terminated bytes. Enumerations travel as integers of
+ * the stated width; an int8_t flag is true when it is not 0. */
+#ifndef QUINDALIM_H
+#define QUINDALIM_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define QUINDAL_API __attribute__((visibility("default")))
+#else
+#define QUINDAL_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* How the money value of a price step is defined. */
+typedef int8_t QuindalMSPType;
+enum
+{
+    QUINDAL_MSP_FIXED_PRICE_STEP = 0,
+    QUINDAL_MSP_CURRENCY_INDICATOR_PRICE_STEP = 1
+};
+
+/* Model that values the options of a base contract. */
+typedef int8_t QuindalOptionModel;
+enum
+{
+    QUINDAL_OPTION_MODEL_BLACK_SCHOLES = 0,
+    QUINDAL_OPTION_MODEL_BACHELIER = 1
+};
+
+typedef int32_t QuindalAssetClass;
+enum
+{
+    QUINDAL_ASSET_CLASS_STOCK = 1,
+    QUINDAL_ASSET_CLASS_CURRENCY = 2,
+    QUINDAL_ASSET_CLASS_BOND = 3,
+    QUINDAL_ASSET_CLASS_INDEX = 4,
+    QUINDAL_ASSET_CLASS_COMMODITY = 5,
+    QUINDAL_ASSET_CLASS_PERCENTAGE = 6,
+    QUINDAL_ASSET_CLASS_METAL = 7
+};
+
+/* Part of an instrument in the netting between delivery months. */
+typedef int8_t QuindalSpreadAspect;
+enum
+{
+    QUINDAL_SPREAD_ASPECT_NOT_IN_SPREAD = 0,
+    QUINDAL_SPREAD_ASPECT_IN_SPREAD = 2
+};
+
+/* Status of a futures, a bit mask. The margin reads TAS (traded at settlement: prices are offsets from the settlement
+ * price) and COLLATERAL (a spot instrument held as collateral). */
+typedef int32_t QuindalAttribute;
+enum
+{
+    QUINDAL_ATTRIBUTE_NONE = 0,
+    QUINDAL_ATTRIBUTE_SPOT = 1,
+    QUINDAL_ATTRIBUTE_MAIN_SPOT = 3,
+    QUINDAL_ATTRIBUTE_ANONYMOUS = 4,
+    QUINDAL_ATTRIBUTE_ADDRESS = 8,
+    QUINDAL_ATTRIBUTE_NEO_SPOT = 16,
+    QUINDAL_ATTRIBUTE_DELIVERY = 256,
+    QUINDAL_ATTRIBUTE_PAIRS_ALLOWED = 512,
+    QUINDAL_ATTRIBUTE_MAIN_REPO = 1024,
+    QUINDAL_ATTRIBUTE_VXL_MONEY = 2048,
+    QUINDAL_ATTRIBUTE_REPO_ALLOWED = 4096,
+    QUINDAL_ATTRIBUTE_RATE_QUOTING = 8192,
+    QUINDAL_ATTRIBUTE_RISK = 524288,
+    QUINDAL_ATTRIBUTE_TAS = 1048576,
+    QUINDAL_ATTRIBUTE_COLLATERAL = 8388608,
+    QUINDAL_ATTRIBUTE_STRATEGY = 134217728
+};
+
+/* Column of the risk parameters that a client is margined by. */
+typedef int32_t QuindalClientRiskLevel;
+enum
+{
+    QUINDAL_CLIENT_RISK_LEVEL_DEFAULT = 0,
+    QUINDAL_CLIENT_RISK_LEVEL_LOW = 1,
+    QUINDAL_CLIENT_RISK_LEVEL_MEDIUM = 2,
+    QUINDAL_CLIENT_RISK_LEVEL_HIGH = 3,
+    QUINDAL_CLIENT_RISK_LEVEL_EXCEPTIONAL = 4
+};
+
+/* How a participant's risk reaches the participant above. */
+typedef int8_t QuindalMarginRule;
+enum
+{
+    QUINDAL_MARGIN_RULE_GROSS = 2,
+    QUINDAL_MARGIN_RULE_HALF_NETTING = 3,
+    QUINDAL_MARGIN_RULE_NETTING = 4
+};
+
+/* Netting within one participant: between the futures of a base contract (calendar) or between base contracts
+ * (inter-contract). */
+typedef int8_t QuindalSpreadMarginType;
+enum
+{
+    QUINDAL_SPREAD_MARGIN_TYPE_UNUSED = 0,
+    QUINDAL_SPREAD_MARGIN_TYPE_HALF_NETTING = 3,
+    QUINDAL_SPREAD_MARGIN_TYPE_NETTING = 4
+};
+
+typedef int32_t QuindalBrokerAccountType;
+enum
+{
+    QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY = 0,
+    QUINDAL_BROKER_ACCOUNT_TYPE_TRUSTED = 1,
+    QUINDAL_BROKER_ACCOUNT_TYPE_SEGREGATED = 2
+};
+
+/* Level of the account tree that a code names. */
+typedef int8_t QuindalAccountHierarchyRecordType;
+enum
+{
+    QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT = 0,
+    QUINDAL_ACCOUNT_HIERARCHY_BROKER = 1,
+    QUINDAL_ACCOUNT_HIERARCHY_CLIENT = 2
+};
+
+/* ---- Library ---------------------------------------------------------------------------------------------------- */
+
+/* Version of the library, "9.9.64.4654". Works before InitQuindalIM. */
+QUINDAL_API const char* GetQuindalIMLibraryVersion(void);
+
+/* Text of a code; never null, valid until the process ends. Works before InitQuindalIM. */
+QUINDAL_API const char* GetErrorCodeDescription(int32_t errorCode);
+
+/* Starts the library: opens the logs, reads the settings, connects to the local router and logs in. Blocks on the
+ * network, at most a few time-outs.
+ *   IniFile    path of the ini file; null or empty: the default ini file that the process has opened
+ *   username, password  of the exchange's account; the password is not logged
+ * The ini file: section [QuindalIM::mq] with port (of the router on this machine) and timeout (of a request, ms), both
+ * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply), optional; the sections
+ * [QuindalIM::log] and [QuindalIM::xplog] open the library's own log and the trace log when they are there.
+ * 94809 it is started already; 94814 to 94817 start, connection, login or user information failed; 94822 no port; 94823
+ * no time-out; 94824 the user may register no clients; a code of the platform when the ini file or a log does not open.
+ * After a failure it may be called again; logs that were opened stay open. */
+QUINDAL_API int32_t InitQuindalIM(const char* IniFile, const char* username, const char* password);
+
+/* Logs out and closes the library's own logs. The calculator and all that it holds stay, and the next InitQuindalIM and
+ * CreateQuindalIMCalculator find them again. */
+QUINDAL_API int32_t DeInitQuindalIM(void);
+
+/* Gives the handle of the calculator, which it makes at the first call: there is one, and a second call gives the same
+ * handle. 94812 out of memory; *QuindalIMCalculator is then 0. */
+QUINDAL_API int32_t CreateQuindalIMCalculator(intptr_t* QuindalIMCalculator);
+
+/* Destroys the calculator; its handle must not be used afterwards. Instruments, participants and positions stay in the
+ * library and answer as before; what is forgotten are the isins of codes, the list of currencies and the cursors. Call
+ * ClearAll first for a clean slate. 94811 also for a handle that is not the calculator's. */
+QUINDAL_API int32_t DestroyQuindalIMCalculator(intptr_t QuindalIMCalculator);
+
+/* ---- Instruments ------------------------------------------------------------------------------------------------ */
+
+/* Sets the edge coefficient that futures inserted from now on take; 0.75 before it. A negative value or one that is no
+ * number is replaced by 0.75. */
+QUINDAL_API int32_t SetCommonParams(intptr_t QuindalIMCalculator, double EdgeCoeff);
+
+/* Gives the edge coefficient. */
+QUINDAL_API int32_t GetCommonParams(intptr_t QuindalIMCalculator, double* EdgeCoeff);
+
+/* Inserts a currency.
+ *   CurvatureRadius  share of the price by which the margin of contracts priced through this currency is widened
+ * 94791 the id is there already. */
+QUINDAL_API int32_t InsertCurrency(intptr_t QuindalIMCalculator, int32_t CurrencyId, double CurvatureRadius);
+
+/* Inserts a base contract: the parameters that its futures share.
+ *   MCSCode           inter-contract group that it nets in, empty for none
+ *   VolatNum          number of volatility scenarios, odd, 3 or more
+ *   CurrencyId        must be known where MSPType is CURRENCY_INDICATOR_PRICE_STEP
+ *   ShortOptionMinimumCharge  0 to 1
+ *   MarketRisk...     rates, shares of the spot, above 0: of the grid, MarketRisk1 and MarketRisk2 of positions beyond
+ *                     ConcentrationLimit1 and ConcentrationLimit2, for each client risk level
+ *   ConcentrationLimit1, ConcentrationLimit2  units of the underlying, 0 or more
+ *   RiskPointsN       price points of the grid on each side, 1 to 500
+ *   WindowSizePercentage  share of the grid within which groups of an MCS net, 0 to 1
+ *   SpotPrice         above 0 for the asset class PERCENTAGE
+ *   CFRisk            0 or more
+ * Each parameter is checked; a bad one either refuses the contract (its code of the family CALCGO names the parameter)
+ * or is corrected with a line in the log. */
+QUINDAL_API int32_t InsertBaseContract(
+    intptr_t QuindalIMCalculator, const char* BaseContractCode, const char* MCSCode, int32_t VolatNum,
+    QuindalMSPType MSPType, int32_t CurrencyId, double ShortOptionMinimumCharge, double MarketRisk, double MarketRisk1,
+    double MarketRisk2, double MarketRiskLow, double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
+    double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh, double MarketRisk1High,
+    double MarketRisk2High, double MarketRiskExceptional, double MarketRisk1Exceptional, double MarketRisk2Exceptional,
+    int64_t ConcentrationLimit1, int64_t ConcentrationLimit2, int32_t RiskPointsN, double WindowSizePercentage,
+    QuindalOptionModel OptionModel, double SpotPrice, QuindalAssetClass AssetClass, double CFRisk);
+
+/* Inserts a futures of a base contract.
+ *   CalcFutPrice      price that the grid is centred on; at most 11 digits before the point, 5 behind it
+ *   MinStepPrice      money value of one MinStep, above 0
+ *   RealCalcPrice     settlement price
+ *   MinStep           smallest price step, above 0
+ *   XLot              lot size, not 0
+ *   InterestRateRiskUp, InterestRateRiskDown  rate shocks, shares a year, 0 or more
+ *   TimeToExpiration  years, 0 or more
+ *   NormalizedSpot    spot price in the units of the futures' price
+ *   MRAddOnUp, MRAddOnDown  additions to the market-risk rates
+ *   EnforceIMSHalfNetting   flag: between delivery months only losses count
+ *   TASBaseFutCode    for a TAS futures the futures that it tracks, which may be inserted later; otherwise empty
+ * 94714 the base contract is unknown; a code of the family CALCGO for a refused parameter; 94520 when the code
+ * was offered before, even if it was refused. */
+QUINDAL_API int32_t InsertFutures(intptr_t QuindalIMCalculator, const char* FuturesCode, const char* BaseContractCode,
+                                  double CalcFutPrice, QuindalSpreadAspect SpreadAspect, double MinStepPrice,
+                                  double RealCalcPrice, double MinStep, double XLot, double InterestRateRiskUp,
+                                  double InterestRateRiskDown, double TimeToExpiration, double NormalizedSpot,
+                                  QuindalAttribute Attribute, double MRAddOnUp, double MRAddOnDown,
+                                  int8_t EnforceIMSHalfNetting, const char* TASBaseFutCode);
+
+/* Fetches all instruments from the server; blocks for one exchange.
+ *   DataTime  moment of the dictionary, such as "2026/11/21/10/15/30"; null or empty for the present one
+ * 94995 an instrument, a participant or a position was entered before: call ClearAll first; 94808 the exchange failed
+ * (the log says why), and the instruments inserted up to then stay. */
+QUINDAL_API int32_t GetInstrumentParameters(intptr_t QuindalIMCalculator, const char* DataTime);
+
+/* Removes everything: participants with their positions, and instruments. The edge coefficient goes back to 0.75. */
+QUINDAL_API int32_t ClearAll(intptr_t QuindalIMCalculator);
+
+/* Removes all participants with their positions. Instruments stay. */
+QUINDAL_API int32_t ClearParts(intptr_t QuindalIMCalculator);
+
+/* ---- Reading instruments back ----------------------------------------------------------------------------------- */
+
+/* SetOnFirst...: puts the cursor of its kind on the first entry and gives the number of entries. GetNext...: gives the
+ * entry at the cursor and moves on; 94810 at the end, where nothing is written. There is one cursor a kind. It has to
+ * be set before the first GetNext... and again after ClearAll. */
+
+/* Currencies, in the order of insertion. */
+QUINDAL_API int32_t SetOnFirstCurrency(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextCurrency(intptr_t QuindalIMCalculator, int32_t* CurrencyId, double* CurvatureRadius);
+
+/* Base contracts, in no promised order. The values are those stored, corrections included; PointsNum is the value given
+ * as RiskPointsN. Code buffers: see the size contract above; 7 when one is too small. */
+QUINDAL_API int32_t SetOnFirstBaseContract(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextBaseContract(intptr_t QuindalIMCalculator, char* BaseContractCode,
+                                        int32_t* BaseContractCodeSize, char* MCSCode, int32_t* MCSCodeSize,
+                                        int32_t* VolatNum, int32_t* PointsNum, QuindalMSPType* MSPType,
+                                        int32_t* CurrencyId, double* ShortOptionMinimumCharge, double* MarketRisk,
+                                        double* MarketRisk1, double* MarketRisk2, double* MarketRiskLow,
+                                        double* MarketRisk1Low, double* MarketRisk2Low, double* MarketRiskMedium,
+                                        double* MarketRisk1Medium, double* MarketRisk2Medium, double* MarketRiskHigh,
+                                        double* MarketRisk1High, double* MarketRisk2High, double* MarketRiskExceptional,
+                                        double* MarketRisk1Exceptional, double* MarketRisk2Exceptional,
+                                        int64_t* ConcentrationLimit1, int64_t* ConcentrationLimit2,
+                                        double* WindowSizePercentage, QuindalOptionModel* OptionModel,
+                                        double* SpotPrice, QuindalAssetClass* AssetClass, double* CFRisk);
+
+/* Futures, in no promised order. Code buffers: see the size contract above; 7 when one is too small.
+ *   ClientRiskLevel        in: the level that Limit is asked for
+ *   Limit                  half the way from the centre of the price grid to its end at that level, price units; not a
+ *                          number for a level outside 0 to 4
+ *   EnforceIMSHalfNetting  0 or 1
+ *   TASBaseFutCode         empty when the futures tracks no other
+ * 94813 the code of the tracked futures is not known to this calculator; nothing is written, the cursor has moved on.
+ */
+QUINDAL_API int32_t SetOnFirstFutures(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextFutures(intptr_t QuindalIMCalculator, QuindalClientRiskLevel ClientRiskLevel,
+                                   char* FuturesCode, int32_t* FuturesCodeSize, char* BaseContractCode,
+                                   int32_t* BaseContractCodeSize, double* Limit, double* CalcFutPrice,
+                                   QuindalSpreadAspect* SpreadAspect, double* MinStepPrice, double* RealCalcPrice,
+                                   double* MinStep, double* XLot, double* InterestRateRiskUp,
+                                   double* InterestRateRiskDown, double* TimeToExpiration, double* NormalizedSpot,
+                                   QuindalAttribute* Attribute, double* MRAddOnUp, double* MRAddOnDown,
+                                   int8_t* EnforceIMSHalfNetting, char* TASBaseFutCode, int32_t* TASBaseFutCodeSize);
+
+/* ---- Participants ----------------------------------------------------------------------------------------------- */
+
+/* Registers a settlement account.
+ *   SettlementAccountId  its first 12 characters count
+ *   marginRule           how the firms below reach it
+ *   ShortOptionMinimumChargeRatio  factor on the minimum charge of short options, 1.0 leaves it
+ * 94723 marginRule or calendarSpreadMarginType is none of its values; 94740 the id is there already. */
+QUINDAL_API int32_t RegisterSettlementAccount(intptr_t QuindalIMCalculator, const char* SettlementAccountId,
+                                              QuindalMarginRule marginRule,
+                                              QuindalSpreadMarginType calendarSpreadMarginType,
+                                              QuindalSpreadMarginType interContractSpreadMarginType,
+                                              double ShortOptionMinimumChargeRatio);
+
+/* Registers a firm.
+ *   BrokerCode           4 characters
+ *   NClr2Delivery        clearings before the delivery from which deliveries count
+ *   ExpWeight            weight of the delivery margin, 0 to 1
+ *   ExpWeightClientDefault  the same for clients that have none of their own
+ *   SettlementAccountId  account above; null, empty or unknown: the firm stands without one
+ *   Reserved             not used
+ * 94811 for a code of another length; 94719 the firm is there already. Bad parameters are repaired with a line in the
+ * log. */
+QUINDAL_API int32_t RegisterFirm(intptr_t QuindalIMCalculator, const char* BrokerCode, int32_t NClr2Delivery,
+                                 double ExpWeight, double ExpWeightClientDefault,
+                                 QuindalBrokerAccountType brokerAccountType, const char* SettlementAccountId,
+                                 QuindalSpreadMarginType calendarSpreadMarginType, QuindalMarginRule marginRule,
+                                 QuindalSpreadMarginType interContractSpreadMarginType,
+                                 double ShortOptionMinimumChargeRatio, int8_t Reserved);
+
+/* Registers a client ("part") of the firm that the first 4 characters of its code name.
+ *   ClientCode      7 characters
+ *   NoFutDiscount   not 0: a futures position is never valued better than at the settlement price
+ *   ExpWeight       weight of the delivery margin, 0 to 1; -1: the firm's default
+ *   GORatio         factor on the client's GO, 1.0 leaves it
+ *   Reserved        not used
+ * 94811 for a code of another length; 94818 the number of clients that the exchange allows is reached; 94720 the firm
+ * is not registered; 94717 the client is there already; 94723 GORatio is no usable number or the risk level is none of
+ * its values. Nothing is registered then. */
+QUINDAL_API int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* ClientCode, int32_t NoFutDiscount,
+                                 int32_t NClr2Delivery, double ExpWeight,
+                                 QuindalSpreadMarginType calendarSpreadMarginType,
+                                 QuindalSpreadMarginType interContractSpreadMarginType, double GORatio,
+                                 double ShortOptionMinimumChargeRatio, QuindalClientRiskLevel clientRiskLevel,
+                                 int8_t Reserved);
+
+/* Sets a firm's ratio on the margin of one base contract, 0 to 10; anything else becomes 1.0 with a line in the log.
+ *   Code    firm, 4 characters;  CodeBC  base contract
+ * 94720 the firm is not registered. */
+QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, const char* Code, const char* CodeBC,
+                                                  double GORatio);
+
+/* ---- Margin ----------------------------------------------------------------------------------------------------- */
+
+/* Sets a participant's position in an instrument and gives the new GO. Asks the server whether the link is alive, at
+ * most once in 20 seconds over the wire.
+ *   Code, accountHierarchy     whose position: of a client, a firm or a settlement account
+ *   InstrCode                  futures
+ *   Quantity                   contracts, short below 0; the whole position, not a change
+ *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the instrument
+ *   afterLastClearingQuantity  contracts that the last clearing left; futures do not look at it
+ * Written for a client; a position of a firm or an account leaves all five as they are:
+ *   VolatilityPartGO             margin of the client's portfolio, not rounded
+ *   DeliveryAndVolatilityPartGO  the same with the outcomes of deliveries, not rounded
+ *   PartGO                       GO of the client: both weighted by ExpWeight, times GORatio, rounded up to cents
+ *   FirmGO, SettlementAccountGO  must not be null, and are left as they are
+ * 94820 no link to the server (looked at before the handle is); 94813 the instrument is unknown; 94260 the code names
+ * nothing a position can stand in; 94309, 94312 the client, the firm is unknown. */
+QUINDAL_API int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int64_t Quantity,
+                                double WAPrice, double* VolatilityPartGO, double* DeliveryAndVolatilityPartGO,
+                                double* PartGO, double* FirmGO, double* SettlementAccountGO,
+                                QuindalAccountHierarchyRecordType accountHierarchy, int64_t afterLastClearingQuantity);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,208 @@
+#include "CalcGOEx.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "CalcGOConsts.h"
+#include "InstrumentsRepository.h"
+#include "ParticipantRepository.h"
+#include "PositionCalculatorInstruments.h"
+#include "Z9Log.h"
+#include "z9bcd.h"
+
+namespace QuindalIM {
+
+CCalcGOEx::CCalcGOEx(ParticipantRepository& participantRepository, kv7im::InstrumentsRepository& instrumentsRepository,
+                     pos::PositionCalculatorInstruments& posCalcInstruments)
+    : CCalcGO(participantRepository, instrumentsRepository, posCalcInstruments)
+{
+    PutCursorsOnEnd();
+}
+
+Z9ERR CCalcGOEx::Create(CCalcGOEx*& calculator, ParticipantRepository& participantRepository,
+                        kv7im::InstrumentsRepository& instrumentsRepository,
+                        pos::PositionCalculatorInstruments& posCalcInstruments)
+{
+    calculator = nullptr;
+    try {
+        calculator =
+            std::make_unique<CCalcGOEx>(participantRepository, instrumentsRepository, posCalcInstruments).release();
+        return Z9ERR_OK;
+    } catch (const std::bad_alloc&) {
+        return Z9ERR_QUINDAL_IM_NOT_ENOUGH_MEMORY;
+    }
+}
+
+void CCalcGOEx::Destroy(CCalcGOEx* calculator) noexcept { const std::unique_ptr<CCalcGOEx> owner(calculator); }
+
+void CCalcGOEx::SetCommonParams(double EdgeCoeff) { static_cast<void>(instrumentsRepository_.SetEdgeCoeff(EdgeCoeff)); }
+
+double CCalcGOEx::GetCommonParams() const { return instrumentsRepository_.GetEdgeCoeff(); }
+
+Z9ERR CCalcGOEx::InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius)
+{
+    const Z9ERR result = instrumentsRepository_.InsertCurrency(CurrencyId, CurvatureRadius);
+    if (result == Z9ERR_OK) m_currencyIndex.push_back(CurrencyId);
+    return result;
+}
+
+Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
+                                      Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
+                                      double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
+                                      double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
+                                      double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
+                                      double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
+                                      double MarketRisk1Exceptional, double MarketRisk2Exceptional,
+                                      std::int64_t ConcentrationLimit1, std::int64_t ConcentrationLimit2,
+                                      std::int32_t RiskPointsN, double WindowSizePercentage,
+                                      Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass,
+                                      double CFRisk)
+{
+    posCalcInstruments_.InsertBaseContract(m_Isin, MSPType != Enums::MSPType::FixedPriceStep, CurrencyId);
+    const Z9ERR result = instrumentsRepository_.InsertBaseContract(
+        BaseContractCode, MCSCode, VolatNum, MSPType, CurrencyId, ShortOptionMinimumCharge, SpotPrice, MarketRisk,
+        MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low, MarketRiskMedium, MarketRisk1Medium,
+        MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High, MarketRiskExceptional,
+        MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1, ConcentrationLimit2, RiskPointsN, m_Isin,
+        WindowSizePercentage, OptionModel, AssetClass, CFRisk, Enums::BaseContractSigns::None);
+
+    // Refused or not, the code has its isin. A repeat keeps the first isin of the code, and the new one names it too.
+    m_Code_Isin_uMap.emplace(BaseContractCode, m_Isin);
+    m_Isin_Code_uMap.emplace(m_Isin, BaseContractCode);
+    ++m_Isin;
+    m_empty = false;
+    return result;
+}
+
+Z9ERR CCalcGOEx::InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
+                               Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
+                               double MinStep, double XLot, double InterestRateRiskUp, double InterestRateRiskDown,
+                               double TimeToExpiration, double NormalizedSpot, Enums::InstrumentStatus Attribute,
+                               double MRAddOnUp, double MRAddOnDown, bool EnforceIMSHalfNetting,
+                               const char* TASBaseFutCode)
+{
+    const auto baseContract = m_Code_Isin_uMap.find(std::string_view(BaseContractCode));
+    if (baseContract == m_Code_Isin_uMap.end()) {
+        Z9LogErrorEx(LogCategory, "Base contract (%s) not found while inserting futures (%s)", BaseContractCode,
+                     FuturesCode);
+        return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
+    }
+    const std::int32_t baseContractIsin = baseContract->second;
+    const std::int32_t isin = GetIsin(FuturesCode);
+    const std::int32_t tasBaseFutIsin = TASBaseFutIsin(TASBaseFutCode);
+
+    posCalcInstruments_.InsertFutures(FuturesCode, isin, baseContractIsin, MinStep, MinStepPrice,
+                                      t_bprice(CalcFutPrice), TimeToExpiration, Attribute, XLot);
+    const Z9ERR result = instrumentsRepository_.InsertFutures(
+        FuturesCode, BaseContractCode, CalcFutPrice, SpreadAspect, MinStepPrice, RealCalcPrice, MinStep, XLot, isin,
+        InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp, MRAddOnDown,
+        EnforceIMSHalfNetting, tasBaseFutIsin);
+    m_empty = false;
+    return result;
+}
+
+Isin CCalcGOEx::TASBaseFutIsin(const char* TASBaseFutCode)
+{
+    return *TASBaseFutCode == '\0' ? 0 : GetIsin(TASBaseFutCode);
+}
+
+void CCalcGOEx::ClearAll()
+{
+    participantRepository_.Clear();
+    posCalcInstruments_.Clear();
+    instrumentsRepository_.Clear();
+    m_currencyIndex.clear();
+    PutCursorsOnEnd();
+    m_TablesData.Clear();
+    m_Isin = 1;
+    m_Code_Isin_uMap.clear();
+    m_Isin_Code_uMap.clear();
+    m_RealIsinStorage.Clear();
+    m_empty = true;
+}
+
+void CCalcGOEx::RemoveAllParticipants() { participantRepository_.Clear(); }
+
+void CCalcGOEx::PutCursorsOnEnd()
+{
+    m_currentCurrency = m_currencyIndex.end();
+    m_iBaseContract = instrumentsRepository_.RangeBaseContractByCode().end();
+    m_iFutures = instrumentsRepository_.RangeFuturesByCode().end();
+}
+
+std::int32_t CCalcGOEx::SetOnFirstCurrency() noexcept
+{
+    m_currentCurrency = m_currencyIndex.begin();
+    return static_cast<std::int32_t>(m_currencyIndex.size());
+}
+
+Z9ERR CCalcGOEx::GetNextCurrency(std::int32_t& CurrencyId, double& CurvatureRadius)
+{
+    if (m_currentCurrency == m_currencyIndex.end()) return Z9ERR_QUINDAL_IM_END_OF_DATA;
+    CurrencyId = *m_currentCurrency;
+    CurvatureRadius = instrumentsRepository_.GetCurvatureRadius(CurrencyId);
+    ++m_currentCurrency;
+    return Z9ERR_OK;
+}
+
+std::int32_t CCalcGOEx::SetOnFirstBaseContract()
+{
+    m_iBaseContract = instrumentsRepository_.RangeBaseContractByCode().begin();
+    return static_cast<std::int32_t>(instrumentsRepository_.CountBaseContract());
+}
+
+const kv7im::CSpecBaseContract* CCalcGOEx::GetNextBaseContract()
+{
+    if (m_iBaseContract == instrumentsRepository_.RangeBaseContractByCode().end()) return nullptr;
+    const kv7im::BaseContractNode& node = *m_iBaseContract++;
+    return node.GetCurrent();
+}
+
+std::int32_t CCalcGOEx::SetOnFirstFutures()
+{
+    m_iFutures = instrumentsRepository_.RangeFuturesByCode().begin();
+    return static_cast<std::int32_t>(instrumentsRepository_.CountFutures());
+}
+
+const kv7im::CSpecFutures* CCalcGOEx::GetNextFutures()
+{
+    if (m_iFutures == instrumentsRepository_.RangeFuturesByCode().end()) return nullptr;
+    const kv7im::FuturesNode& node = *m_iFutures++;
+    return node.GetCurrent();
+}
+
+std::int32_t CCalcGOEx::GetIsin(const std::string& code)
+{
+    const auto [entry, isNew] = m_Code_Isin_uMap.try_emplace(code, m_Isin);
+    if (isNew) {
+        m_Isin_Code_uMap.emplace(m_Isin, code);
+        ++m_Isin;
+    }
+    return entry->second;
+}
+
+Z9ERR CCalcGOEx::GetCodeByIsin(int isin, std::string& code) const
+{
+    const auto entry = m_Isin_Code_uMap.find(isin);
+    if (entry == m_Isin_Code_uMap.end()) return Z9ERR_QUINDAL_IM_NOT_FOUND;
+    code = entry->second;
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::GetIsinAndCalcPriceByCode(const char* code, int& isin, double& price) const
+{
+    if (code == nullptr) return Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS;
+    const std::string_view text(code);
+    if (const kv7im::CSpecFutures* futures = instrumentsRepository_.GetFutures(text)) {
+        isin = futures->isin;
+        price = futures->CalcFutPrice;
+        return Z9ERR_OK;
+    }
+    const auto entry = m_Code_Isin_uMap.find(text);
+    if (entry == m_Code_Isin_uMap.end()) return Z9ERR_QUINDAL_IM_NOT_FOUND;
+    isin = entry->second;
+    return Z9ERR_OK;
+}
+
+} // namespace QuindalIM

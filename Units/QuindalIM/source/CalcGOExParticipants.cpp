@@ -1,0 +1,188 @@
+// The calculator's participants: registration, positions and the margins that come of them.
+#include "CalcGOEx.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "MarginOrchestrator.h"
+#include "ParticipantRegistrar.h"
+#include "ParticipantRepository.h"
+#include "TradingCodes.h"
+#include "z9bcd.h"
+
+namespace QuindalIM {
+
+namespace {
+
+/// Id of a settlement account as the exchange's records hold it: the first twelve characters of a text.
+class AccountId
+{
+public:
+    explicit AccountId(const char* text) noexcept
+    {
+        for (std::size_t i = 0; i + 1 < m_text.size() && text[i] != '\0'; ++i)
+            m_text[i] = text[i];
+    }
+    [[nodiscard]] const char* c_str() const noexcept { return m_text.data(); }
+
+private:
+    std::array<char, sizeof(t_settlement_account)> m_text{};
+};
+
+/// A share as hundredths, 0.25 becomes 25. Throws CZ9Error for what is no number, or 10 and more in magnitude.
+[[nodiscard]] t_weight_int Weight(double share)
+{
+    return t_weight_int::FromPlain(kv7base::CZ9BCD<3, 2>(share).AsInt64Plain(2));
+}
+
+[[nodiscard]] bool IsMarginRule(Enums::MarginRule rule) noexcept
+{
+    using enum Enums::MarginRule;
+    return rule == Gross || rule == HalfNetting || rule == Netting;
+}
+
+[[nodiscard]] bool IsSpreadMarginType(Enums::SpreadMarginType type) noexcept
+{
+    using enum Enums::SpreadMarginType;
+    return type == Unused || type == HalfNetting || type == Netting;
+}
+
+[[nodiscard]] bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
+{
+    return std::ranges::find(Enums::PossibleClientRiskLevelValues, level) != Enums::PossibleClientRiskLevelValues.end();
+}
+
+void SetSpreadParameters(ParticipantBase& participant, Enums::SpreadMarginType calendarSpreadMarginType,
+                         Enums::SpreadMarginType interContractSpreadMarginType, double shortOptionMinimumChargeRatio)
+{
+    participant.SetCalSpreadMarginType(calendarSpreadMarginType);
+    participant.SetInterContractSpreadMarginType(interContractSpreadMarginType);
+    participant.SetShortOptionMinimumChargeRatio(shortOptionMinimumChargeRatio);
+}
+
+} // namespace
+
+std::size_t CCalcGOEx::GetClientCount() const { return participantRepository_.GetClientCount(); }
+
+Z9ERR CCalcGOEx::RegisterSettlementAccount(const char* SettlementAccountId, Enums::MarginRule marginRule,
+                                           Enums::SpreadMarginType calendarSpreadMarginType,
+                                           Enums::SpreadMarginType interContractSpreadMarginType,
+                                           double ShortOptionMinimumChargeRatio)
+{
+    const AccountId id(SettlementAccountId);
+    if (participantRepository_.SearchSettlementAccountById(id.c_str()) != nullptr)
+        return Z9ERR_CALCGO_API_ERROR_SETTLEMENT_ACCOUNT_ALREADY_EXIST;
+    if (!IsMarginRule(marginRule) || !IsSpreadMarginType(calendarSpreadMarginType))
+        return Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS;
+
+    SSettlementAccountMoneyStruct money;
+    std::copy_n(id.c_str(), sizeof money.Code, money.Code);
+    ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
+    registrar.RegisterSettlementAccount(money, marginRule, false, GetDummySettlementAccount()->GetOwner());
+
+    SetSpreadParameters(*participantRepository_.GetSettlementAccountById(id.c_str()), calendarSpreadMarginType,
+                        interContractSpreadMarginType, ShortOptionMinimumChargeRatio);
+    m_empty = false;
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::RegisterBroker(const char* BrokerCode, std::int32_t NClr2Delivery, double ExpWeight,
+                                double ExpWeightClientDefault, Enums::BrokerAccountType brokerAccountType,
+                                const char* SettlementAccountId, Enums::SpreadMarginType calendarSpreadMarginType,
+                                Enums::MarginRule marginRule, Enums::SpreadMarginType interContractSpreadMarginType,
+                                double ShortOptionMinimumChargeRatio)
+{
+    const ::BrokerCode code = CodeParser<::BrokerCode>(BrokerCode).Parse();
+    if (participantRepository_.ContainsBroker(code)) return Z9ERR_CALCGO_API_ERROR_FIRM_ALREADY_EXIST;
+
+    BraskSettlementAccountPtr account =
+        participantRepository_.SearchSettlementAccountById(AccountId(SettlementAccountId).c_str());
+    if (account == nullptr) account = GetDummySettlementAccount(); // a firm may stand without an account of its own
+
+    constexpr std::int32_t nClr2DeliveryClientDefault = 0;
+    ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
+    BraskBroker& broker =
+        registrar.RegisterBroker(code, brokerAccountType, marginRule, account, NClr2Delivery,
+                                 nClr2DeliveryClientDefault, Weight(ExpWeight), Weight(ExpWeightClientDefault));
+
+    SetSpreadParameters(broker, calendarSpreadMarginType, interContractSpreadMarginType, ShortOptionMinimumChargeRatio);
+    m_empty = false;
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::RegisterClient(const char* ClientCode, bool NoFutDiscount, std::int32_t NClr2Delivery,
+                                double ExpWeight, Enums::SpreadMarginType calendarSpreadMarginType,
+                                Enums::SpreadMarginType interContractSpreadMarginType, double GORatio,
+                                double ShortOptionMinimumChargeRatio, Enums::ClientRiskLevel clientRiskLevel)
+{
+    const ::ClientCode code = CodeParser<::ClientCode>(ClientCode).Parse();
+    const ClientSearchResult found = participantRepository_.SearchClient(code);
+    if (!found.BrokerFound()) return Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND;
+    if (found.ClientFound()) return Z9ERR_CALCGO_API_ERROR_PART_ALREADY_EXIST;
+
+    // A ratio that is no number has no fixed-point form, and a level outside the five has no parameters to margin by.
+    const t_bprice_int ratio(GORatio);
+    if (ratio.IsNAN() || !IsClientRiskLevel(clientRiskLevel)) return Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS;
+
+    ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
+    BraskClient& client = registrar.RegisterClient(*found.Broker(), code, NoFutDiscount, NClr2Delivery,
+                                                   Weight(ExpWeight), clientRiskLevel, Enums::InvestorStatus::None);
+
+    SetSpreadParameters(client, calendarSpreadMarginType, interContractSpreadMarginType, ShortOptionMinimumChargeRatio);
+    client.SetClgoRatio(ratio);
+    m_empty = false;
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::InsertBrokerBaseContractParam(const char* Code, const char* CodeBC, double GORatio)
+{
+    const BrokerCode code = CodeParser<BrokerCode>(Code).Parse();
+    participantRepository_.GetBroker(code, Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND)
+        .SetBaseContractGORatio(CodeBC, GORatio);
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::SetPositionEx(const char* Code, Isin isin, std::int64_t Quantity, double WAPrice,
+                               double& VolatilityPartGO, double& DeliveryAndVolatilityPartGO, double& PartGO,
+                               double& FirmGO, double& SettlementAccountGO,
+                               Enums::AccountHierarchyRecordType accountHierarchy,
+                               std::int64_t afterLastClearingQuantity)
+{
+    using enum Enums::AccountHierarchyRecordType;
+    const bool namesAccount = accountHierarchy != Client && accountHierarchy != Broker;
+    const AccountId accountId(namesAccount ? Code : "");
+
+    const Z9ERR result = margin_orchestrator::SetPositionByRecordType(
+        namesAccount ? accountId.c_str() : Code, accountHierarchy, isin, Quantity, WAPrice, afterLastClearingQuantity,
+        participantRepository_);
+    if (result != Z9ERR_OK) return result;
+
+    if (accountHierarchy == Client) {
+        const BraskClient& client = participantRepository_.GetClient(CodeParser<ClientCode>(Code).Parse());
+        GetClientAndBrokerInitialMargin(client, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, FirmGO,
+                                        SettlementAccountGO);
+    } else if (accountHierarchy == Broker) {
+        const BraskBroker& broker = participantRepository_.GetBroker(CodeParser<BrokerCode>(Code).Parse(),
+                                                                     Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED);
+        FirmGO = broker.GetInitialMargin();
+        SettlementAccountGO = broker.GetSettlementAccount()->GetInitialMargin();
+    } else if (accountHierarchy == SettlementAccount) {
+        SettlementAccountGO = participantRepository_.GetSettlementAccountById(accountId.c_str())->GetInitialMargin();
+    }
+    m_empty = false;
+    return Z9ERR_OK;
+}
+
+void CCalcGOEx::GetClientAndBrokerInitialMargin(const BraskClient& client, double& VolatilityPartGO,
+                                                double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
+                                                double& SettlementAccountGO)
+{
+    VolatilityPartGO = client.GetPortfolio().GetVolatilityInitialMargin();
+    DeliveryAndVolatilityPartGO = client.GetPortfolio().GetDeliveryVolatilityInitialMargin();
+    PartGO = client.GetInitialMargin();
+    FirmGO = client.GetBroker().GetInitialMargin();
+    SettlementAccountGO = client.GetBroker().GetSettlementAccount()->GetInitialMargin();
+}
+
+} // namespace QuindalIM

@@ -1,0 +1,84 @@
+// The frame of an exported function, written once. Every export has the same beats: say what was asked, look at the
+// pointers, make one call inward, say what came of it.
+//
+//   int32_t SetCommonParams(intptr_t QuindalIMCalculator, double EdgeCoeff)
+//   {
+//       return Export(
+//           "SetCommonParams",
+//           [&](ParamsBuilder params) { params.Add("QuindalIMCalculator", QuindalIMCalculator).Add(...); },
+//           {},
+//           [&](ExportCall& call) {
+//               GetQuindalImCalculator(QuindalIMCalculator).SetCommonParams(EdgeCoeff);
+//               return call.SetError(Z9ERR_OK);
+//           });
+//   }
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+
+#include "QLTracer.h"
+#include "except.h"
+#include "kv7errors.h"
+
+namespace QuindalIM {
+
+using kv7base::ParamsBuilder;
+
+/// A pointer that the caller must not leave null, under its own name.
+struct PointerArgument
+{
+    const char* name;
+    const void* value;
+};
+
+/// One call of an exported function while it runs: its name and its line in the trace log.
+class ExportCall
+{
+public:
+    /// The trace shows Z9ERR_QUINDAL_IM_COMMON_ERROR for any way out that sets no other code.
+    explicit ExportCall(const char* name);
+
+    [[nodiscard]] const char* Name() const noexcept { return m_name; }
+    [[nodiscard]] ParamsBuilder Params() noexcept { return m_tracer.Params(); }
+    /// Records the outcome and hands it back, to be returned.
+    Z9ERR SetError(Z9ERR code) { return m_tracer.SetError(code); }
+    /// The same with a text that says more than the code's own.
+    Z9ERR SetError(Z9ERR code, const char* text);
+
+    /// True when one of the pointers is null; the first one is logged and the outcome recorded.
+    [[nodiscard]] bool RefusesNull(std::initializer_list<PointerArgument> pointers);
+
+private:
+    const char* m_name;
+    kv7base::QLTracer m_tracer;
+};
+
+/// To be called while an exception is handled: logs what it is.
+void LogException(const char* name);
+/// The last resort of the frame, where nothing may be thrown any more.
+void LogExceptionQuietly(const char* name) noexcept;
+
+/// Runs an exported function. recordInputs(ParamsBuilder) records the arguments in the order of the signature;
+/// body(ExportCall&) does the work and returns the result, recorded or not. No exception leaves.
+template <class Inputs, class Body>
+[[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
+                                  std::initializer_list<PointerArgument> pointers, const Body& body) noexcept
+{
+    try {
+        ExportCall call(name);
+        recordInputs(call.Params());
+        try {
+            if (call.RefusesNull(pointers)) return static_cast<std::int32_t>(Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS);
+            return static_cast<std::int32_t>(body(call));
+        } catch (kv7base::CZ9Error& error) {
+            LogException(name);
+            return static_cast<std::int32_t>(call.SetError(error.GetCode()));
+        }
+    } catch (...) { // the tracer is gone by now, and its line shows the common error
+        LogExceptionQuietly(name);
+        return static_cast<std::int32_t>(Z9ERR_QUINDAL_IM_COMMON_ERROR);
+    }
+}
+
+} // namespace QuindalIM

@@ -1,0 +1,215 @@
+#include "InstrumentElements.h"
+
+#include <array>
+#include <cstdint>
+#include <locale>
+#include <string>
+
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include "CalcGOEx.h"
+#include "TableRecords.h"
+#include "TablesData.h"
+#include "Z9Time.h"
+#include "except.h"
+
+namespace QuindalIM {
+
+using boost::property_tree::ptree;
+using kv7base::CZ9Error;
+
+namespace {
+
+// A failure is reported under the name of the whole download, whichever element it is found in.
+#define KV7_DOWNLOAD_LOCATION ::kv7base::source_location::current(__LINE__, 0, __FILE__, "GetInstrumentParameters")
+
+// Attributes are read one statement each, in the order in which the exchange lists them: the first one that is missing
+// or malformed is the one that the failure names.
+
+template <class T>
+[[nodiscard]] T Number(const ptree& element, const char* name)
+{
+    return FromString<T>(GetAttr(element, name));
+}
+
+/// A code that has no room in a record is refused: cut off, it might name another instrument.
+void ReadCode(const ptree& element, const char* name, t_instr& field)
+{
+    const std::string code = GetAttr(element, name);
+    if (!SetInstr(field, code))
+        throw CZ9Error(Z9ERR_COMMON_BUFFER_TOO_SMALL, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::%s is too long: %s", name, code.c_str());
+}
+
+[[nodiscard]] Z9TIME ReadTime(const ptree& element, const char* name)
+{
+    const std::string text = GetAttr(element, name);
+    Z9TIME time = {};
+    const Z9ERR result = Z9TimeGetFromStr(&time, text.c_str());
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::%s is not a time: %s", name, text.c_str());
+    return time;
+}
+
+void InsertCommonParameters(CCalcGOEx& calculator, const ptree& element)
+{
+    // A server that has no edge coefficient to give sends 0; a quarter is used then, not the repository's default.
+    constexpr double EdgeCoeffOfNone = 0.25;
+    constexpr const char* EdgeCoeffOfNoneText = "0.25";
+
+    std::string text = GetAttr(element, "EdgeCoeff");
+    double EdgeCoeff = FromString<double>(text);
+    if (EdgeCoeff == 0.0) {
+        EdgeCoeff = EdgeCoeffOfNone;
+        text = EdgeCoeffOfNoneText;
+    }
+    calculator.SetCommonParams(EdgeCoeff);
+    calculator.GetTablesData().AddCommonParameters(text);
+}
+
+void InsertCurrency(CCalcGOEx& calculator, const ptree& element)
+{
+    SCurrencyStruct record;
+    record.IndicatorID = Number<int>(element, "IndicatorID");
+    record.Radius = Number<double>(element, "Radius");
+
+    const Z9ERR result = calculator.InsertCurrency(record.IndicatorID, record.Radius);
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertCurrency with IndicatorID: %d - failed",
+                 static_cast<int>(record.IndicatorID));
+    calculator.GetTablesData().AddCurrency(element);
+}
+
+void ReadMarketRisks(const ptree& element, SBaseContractStruct& record)
+{
+    record.MarketRisk = Number<double>(element, "MarketRisk");
+    record.MarketRisk1 = Number<double>(element, "MarketRisk1");
+    record.MarketRisk2 = Number<double>(element, "MarketRisk2");
+    record.MarketRiskLow = Number<double>(element, "MarketRiskLow");
+    record.MarketRisk1Low = Number<double>(element, "MarketRisk1Low");
+    record.MarketRisk2Low = Number<double>(element, "MarketRisk2Low");
+    record.MarketRiskMedium = Number<double>(element, "MarketRiskMedium");
+    record.MarketRisk1Medium = Number<double>(element, "MarketRisk1Medium");
+    record.MarketRisk2Medium = Number<double>(element, "MarketRisk2Medium");
+    record.MarketRiskHigh = Number<double>(element, "MarketRiskHigh");
+    record.MarketRisk1High = Number<double>(element, "MarketRisk1High");
+    record.MarketRisk2High = Number<double>(element, "MarketRisk2High");
+    record.MarketRiskExceptional = Number<double>(element, "MarketRiskExceptional");
+    record.MarketRisk1Exceptional = Number<double>(element, "MarketRisk1Exceptional");
+    record.MarketRisk2Exceptional = Number<double>(element, "MarketRisk2Exceptional");
+}
+
+[[nodiscard]] SBaseContractStruct ReadBaseContract(const ptree& element)
+{
+    SBaseContractStruct record;
+    ReadCode(element, "Code", record.Code);
+    ReadCode(element, "CodeMCS", record.CodeMCS);
+    record.VolatNum = Number<signed char>(element, "VolatNum");
+    record.MSPType = static_cast<Enums::MSPType>(Number<signed char>(element, "MSPType"));
+    record.ShortOptionMinimumCharge = Number<double>(element, "ShortOptionMinimumCharge");
+    record.IndicatorID = Number<int>(element, "IndicatorID");
+    ReadMarketRisks(element, record);
+    record.ConcentrationLimit1 = Number<long>(element, "ConcentrationLimit1");
+    record.ConcentrationLimit2 = Number<long>(element, "ConcentrationLimit2");
+    record.RiskPointsN = Number<int>(element, "RiskPointsN");
+    record.WindowSizePercentage = Number<double>(element, "WindowSizePercentage");
+    record.OptionModel = static_cast<Enums::OptionModel>(Number<signed char>(element, "OptionModel"));
+    record.SpotPrice = Number<double>(element, "SpotPrice");
+    record.AssetClass = static_cast<Enums::AssetClass>(Number<int>(element, "AssetClass"));
+    record.CFRisk = Number<double>(element, "CFRisk");
+    return record;
+}
+
+void InsertBaseContract(CCalcGOEx& calculator, const ptree& element)
+{
+    const SBaseContractStruct record = ReadBaseContract(element);
+    const Z9ERR result = calculator.InsertBaseContractEx(
+        record.Code, record.CodeMCS, record.VolatNum, record.MSPType, record.IndicatorID,
+        record.ShortOptionMinimumCharge, record.MarketRisk, record.MarketRisk1, record.MarketRisk2,
+        record.MarketRiskLow, record.MarketRisk1Low, record.MarketRisk2Low, record.MarketRiskMedium,
+        record.MarketRisk1Medium, record.MarketRisk2Medium, record.MarketRiskHigh, record.MarketRisk1High,
+        record.MarketRisk2High, record.MarketRiskExceptional, record.MarketRisk1Exceptional,
+        record.MarketRisk2Exceptional, record.ConcentrationLimit1, record.ConcentrationLimit2, record.RiskPointsN,
+        record.WindowSizePercentage, record.OptionModel, record.SpotPrice, record.AssetClass, record.CFRisk);
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertBaseContractEx with code: %s - failed", record.Code);
+    calculator.GetTablesData().AddBaseContract(element);
+}
+
+/// TASBaseFutCode: the base futures of a trade-at-settlement futures stays a code until the calculator finds its isin.
+[[nodiscard]] SFuturesStruct ReadFutures(const ptree& element, std::string& TASBaseFutCode)
+{
+    SFuturesStruct record;
+    ReadCode(element, "Code", record.Code);
+    ReadCode(element, "CodeBC", record.CodeBC);
+    record.Isin = Number<int>(element, "Isin");
+    record.CalcFutPrice = t_bprice(Number<double>(element, "CalcFutPrice"));
+    record.SpreadAspect = static_cast<Enums::SpreadAspect>(Number<signed char>(element, "SpreadAspect"));
+    record.MinStepPrice = Number<double>(element, "MinStepPrice");
+    record.RealCalcPrice = t_bprice(Number<double>(element, "RealCalcPrice"));
+    record.MinStep = Number<double>(element, "MinStep");
+    record.ExpiredDate = ReadTime(element, "ExpiredDate");
+    static_cast<void>(Number<int>(element, "Spot")); // must be there and be a number; the margin has no use for it
+    record.XLot = Number<double>(element, "XLot");
+    record.Lot = Number<int>(element, "Lot");
+    record.InterestRateRiskUp = Number<double>(element, "InterestRateRiskUp");
+    record.InterestRateRiskDown = Number<double>(element, "InterestRateRiskDown");
+    record.TimeToExpiration = Number<double>(element, "TimeToExpiration");
+    record.NormalizedSpot = Number<double>(element, "NormalizedSpot");
+    record.Attribute = Number<int>(element, "Attribute");
+    record.MRAddOnUp = Number<double>(element, "MRAddOnUp");
+    record.MRAddOnDown = Number<double>(element, "MRAddOnDown");
+    record.EnforceIMSHalfNetting = Number<signed char>(element, "EnforceIMSHalfNetting") != 0;
+    TASBaseFutCode = GetAttr(element, "TASBaseFutCode");
+    return record;
+}
+
+void InsertFutures(CCalcGOEx& calculator, const ptree& element)
+{
+    std::string TASBaseFutCode;
+    const SFuturesStruct record = ReadFutures(element, TASBaseFutCode);
+    const Z9ERR result = calculator.InsertFutures(
+        record.Code, record.CodeBC, record.CalcFutPrice.AsDouble(), record.SpreadAspect, record.MinStepPrice,
+        record.RealCalcPrice.AsDouble(), record.MinStep, record.XLot, record.InterestRateRiskUp,
+        record.InterestRateRiskDown, record.TimeToExpiration, record.NormalizedSpot,
+        static_cast<Enums::InstrumentStatus>(record.Attribute), record.MRAddOnUp, record.MRAddOnDown,
+        record.EnforceIMSHalfNetting, TASBaseFutCode.c_str());
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertFutures with code: %s - failed", record.Code);
+
+    int isin = record.Isin; // the server's, not the calculator's
+    calculator.GetRealIsinStorage().SaveIsinCode(isin, record.Code);
+    calculator.GetTablesData().AddFutures(element);
+}
+
+struct ElementKind
+{
+    const char* tag;
+    void (*insert)(CCalcGOEx& calculator, const ptree& element);
+};
+
+constexpr std::array ElementKinds{
+    ElementKind{"CommonParameters", InsertCommonParameters},
+    ElementKind{"Currency", InsertCurrency},
+    ElementKind{"BaseContract", InsertBaseContract},
+    ElementKind{"Futures", InsertFutures},
+};
+
+} // namespace
+
+void InsertInstruments(CCalcGOEx& calculator, const ptree& root)
+{
+    const std::locale& classic = std::locale::classic();
+    for (const auto& [tag, element] : root)
+        for (const ElementKind& kind : ElementKinds)
+            if (boost::algorithm::iequals(tag, kind.tag, classic)) kind.insert(calculator, element);
+}
+
+#undef KV7_DOWNLOAD_LOCATION
+
+} // namespace QuindalIM

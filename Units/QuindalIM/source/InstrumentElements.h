@@ -1,0 +1,16 @@
+// InstrumentElements: from the server's instrument document into the calculator, element by element.
+#pragma once
+
+#include <boost/property_tree/ptree_fwd.hpp>
+
+namespace QuindalIM {
+
+class CCalcGOEx;
+
+/// Inserts the children of the document's root in their order, each into the calculator and, when that worked, into its
+/// tables as text. Elements of other kinds are passed over. What went in before a failure stays.
+/// Throws CZ9Error for a refused insertion or a malformed value, std::out_of_range for a number beyond its type, and
+/// the property tree's exception for a missing attribute.
+void InsertInstruments(CCalcGOEx& calculator, const boost::property_tree::ptree& root);
+
+} // namespace QuindalIM

@@ -1,0 +1,265 @@
+#include "TablesData.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include <boost/property_tree/ptree.hpp>
+#include <locale.h>
+
+#include "except.h"
+
+namespace QuindalIM {
+
+using boost::property_tree::ptree;
+using kv7base::CZ9Error;
+using kv7base::source_location;
+
+namespace {
+
+constexpr const char* FieldSeparator = ";";
+
+/// Where the property tree keeps the attributes of an element.
+[[nodiscard]] std::string AttributePath(const std::string& name) { return "<xmlattr>." + name; }
+
+template <class Names, class Value>
+[[nodiscard]] std::string Joined(const Names& names, const Value& value)
+{
+    std::string row;
+    for (const auto& name : names) {
+        if (&name != &names.front()) row += FieldSeparator;
+        row += value(name);
+    }
+    return row;
+}
+
+constexpr const char* NotFloatingPoint =
+    "String \"%s\" should not contain characters except for representation of floating-point number";
+constexpr const char* NotInteger = "String \"%s\" should not contain characters except for representation of integer";
+
+/// The text is no number, or more than one. The location names the conversion that refuses it.
+[[noreturn]] void Refuse(const char* message, const std::string& text, const source_location& location)
+{
+    throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, location).Fmt(message, text.c_str());
+}
+
+/// std::stod, but for the locale: a host program that has set a decimal comma must still read the exchange's numbers.
+[[nodiscard]] double ParseDouble(const std::string& text, std::size_t& consumed)
+{
+    static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+    const int before = std::exchange(errno, 0);
+    char* end = nullptr;
+    const double value = strtod_l(text.c_str(), &end, classic);
+    const bool isOutOfRange = errno == ERANGE;
+    errno = before;
+    consumed = static_cast<std::size_t>(end - text.c_str());
+    if (isOutOfRange) throw std::out_of_range("stod");
+    return value;
+}
+
+/// The standard conversion of an integer, all of the text and nothing else.
+template <class T, class Convert>
+[[nodiscard]] T ParseInteger(const std::string& text, const char* name, const source_location& location,
+                             const Convert& convert)
+{
+    try {
+        std::size_t consumed = 0;
+        const auto value = convert(text, &consumed);
+        if (consumed != text.size()) Refuse(NotInteger, text, location);
+        if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max())
+            throw std::out_of_range(name);
+        return static_cast<T>(value);
+    } catch (const std::invalid_argument&) { // not even one digit
+        Refuse(NotInteger, text, location);
+    }
+}
+
+[[nodiscard]] long ToLong(const std::string& text, std::size_t* consumed) { return std::stol(text, consumed); }
+[[nodiscard]] long long ToLongLong(const std::string& text, std::size_t* consumed)
+{
+    return std::stoll(text, consumed);
+}
+
+} // namespace
+
+#define KV7_CONVERSION_LOCATION(name) source_location::current(__LINE__, 0, __FILE__, name)
+
+template <>
+double FromString<double>(const std::string& text)
+{
+    std::size_t consumed = 0;
+    const double value = ParseDouble(text, consumed);
+    if (consumed == 0 || consumed != text.size())
+        Refuse(NotFloatingPoint, text, KV7_CONVERSION_LOCATION("FromString<double>"));
+    return value;
+}
+
+template <>
+int FromString<int>(const std::string& text)
+{
+    return ParseInteger<int>(text, "stol", KV7_CONVERSION_LOCATION("FromString<int>"), ToLong);
+}
+
+template <>
+signed char FromString<signed char>(const std::string& text)
+{
+    return ParseInteger<signed char>(text, "stol", KV7_CONVERSION_LOCATION("FromString<signed char>"), ToLong);
+}
+
+template <>
+long FromString<long>(const std::string& text)
+{
+    return ParseInteger<long>(text, "stoll", KV7_CONVERSION_LOCATION("FromString<long int>"), ToLongLong);
+}
+
+#undef KV7_CONVERSION_LOCATION
+
+std::string GetAttr(const ptree& element, const char* name) { return element.get<std::string>(AttributePath(name)); }
+
+// AttributeList
+
+AttributeList::AttributeList(std::initializer_list<const char*> names) : m_names(names.begin(), names.end()) {}
+
+std::string AttributeList::GetAttributeList(const ptree& element) const
+{
+    return Joined(m_names, [&element](const std::string& name) { return GetAttribute(element, name); });
+}
+
+std::string AttributeList::GetAttributeListName() const
+{
+    return Joined(m_names, [](const std::string& name) -> const std::string& { return name; });
+}
+
+std::string AttributeList::GetAttribute(const ptree& element, const std::string& name)
+{
+    const auto attribute = element.get_child_optional(AttributePath(name));
+    return attribute ? attribute->data() : std::string();
+}
+
+// Table
+
+void Table::Clear() noexcept
+{
+    m_data.clear();
+    m_cursor = 0;
+}
+
+bool Table::GetNextRow(std::string& row, bool header)
+{
+    if (header) {
+        row = m_fieldNames;
+        return true;
+    }
+    if (m_cursor == m_data.size()) return false;
+    row = m_data[m_cursor++];
+    return true;
+}
+
+// Dictionary
+
+Dictionary::Dictionary()
+    : CommonParametersFields{"EdgeCoeff"},
+      CurrencyFields{"IndicatorID", "Radius"},
+      BaseContractFields{"Code",
+                         "CodeMCS",
+                         "VolatNum",
+                         "MSPType",
+                         "ShortOptionMinimumCharge",
+                         "IndicatorID",
+                         "MarketRisk",
+                         "MarketRisk1",
+                         "MarketRisk2",
+                         "MarketRiskLow",
+                         "MarketRisk1Low",
+                         "MarketRisk2Low",
+                         "MarketRiskMedium",
+                         "MarketRisk1Medium",
+                         "MarketRisk2Medium",
+                         "MarketRiskHigh",
+                         "MarketRisk1High",
+                         "MarketRisk2High",
+                         "MarketRiskExceptional",
+                         "MarketRisk1Exceptional",
+                         "MarketRisk2Exceptional",
+                         "ConcentrationLimit1",
+                         "ConcentrationLimit2",
+                         "RiskPointsN",
+                         "WindowSizePercentage",
+                         "OptionModel",
+                         "SpotPrice",
+                         "AssetClass",
+                         "CFRisk"},
+      // "BaseGO" is a column that the server no longer fills: empty in every row.
+      FuturesFields{"Code",
+                    "CodeBC",
+                    "CalcFutPrice",
+                    "SpreadAspect",
+                    "MinStepPrice",
+                    "BaseGO",
+                    "RealCalcPrice",
+                    "ExpiredDate",
+                    "MinStep",
+                    "Lot",
+                    "XLot",
+                    "InterestRateRiskUp",
+                    "InterestRateRiskDown",
+                    "TimeToExpiration",
+                    "NormalizedSpot",
+                    "Attribute",
+                    "MRAddOnUp",
+                    "MRAddOnDown",
+                    "EnforceIMSHalfNetting"},
+      m_commonParameters(CommonParametersFields.GetAttributeListName()),
+      m_currency(CurrencyFields.GetAttributeListName()),
+      m_baseContract(BaseContractFields.GetAttributeListName()),
+      m_futures(FuturesFields.GetAttributeListName())
+{}
+
+void Dictionary::AddCommonParameters(const std::string& row) { m_commonParameters.AddRow(row); }
+void Dictionary::AddCurrency(const ptree& element) { m_currency.AddRow(CurrencyFields.GetAttributeList(element)); }
+void Dictionary::AddBaseContract(const ptree& element)
+{
+    m_baseContract.AddRow(BaseContractFields.GetAttributeList(element));
+}
+void Dictionary::AddFutures(const ptree& element) { m_futures.AddRow(FuturesFields.GetAttributeList(element)); }
+
+bool Dictionary::GetCommonParameters(std::string& row, bool header)
+{
+    return m_commonParameters.GetNextRow(row, header);
+}
+bool Dictionary::GetNextCurrency(std::string& row, bool header) { return m_currency.GetNextRow(row, header); }
+bool Dictionary::GetNextBaseContract(std::string& row, bool header) { return m_baseContract.GetNextRow(row, header); }
+bool Dictionary::GetNextFutures(std::string& row, bool header) { return m_futures.GetNextRow(row, header); }
+
+void Dictionary::SetOnFirstCommonParameters() noexcept { m_commonParameters.SetOnFirst(); }
+void Dictionary::SetOnFirstCurrency() noexcept { m_currency.SetOnFirst(); }
+void Dictionary::SetOnFirstBaseContract() noexcept { m_baseContract.SetOnFirst(); }
+void Dictionary::SetOnFirstFutures() noexcept { m_futures.SetOnFirst(); }
+
+void Dictionary::Clear() noexcept
+{
+    m_commonParameters.Clear();
+    m_currency.Clear();
+    m_baseContract.Clear();
+    m_futures.Clear();
+}
+
+// RealIsinStorage
+
+void RealIsinStorage::SaveIsinCode(int& isin, const char* code) { MapIsinToCode.try_emplace(isin, code); }
+
+bool RealIsinStorage::Find(int& isin) const { return MapIsinToCode.contains(isin); }
+
+bool RealIsinStorage::Find(int& isin, std::string& code) const
+{
+    const auto entry = MapIsinToCode.find(isin);
+    if (entry == MapIsinToCode.end()) return false;
+    code = entry->second;
+    return true;
+}
+
+void RealIsinStorage::Clear() noexcept { MapIsinToCode.clear(); }
+
+} // namespace QuindalIM

@@ -1,0 +1,90 @@
+// BraskSettlementAccount: the level that settles with the exchange; firms are bound to it. And BraskClearingBroker, the
+// owner of such accounts.
+//
+// Always true:  an account that passed validateState has an id, an owner and one of the three rules.
+//               m_brokers holds firms that live: a firm that is destroyed leaves the list of its own account.
+// Numbers:      ExpWeight is 1.00: an account is margined by its delivery margin.
+#pragma once
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Enums.h"
+#include "ParticipantBase.h"
+#include "TradingCodes.h"
+#include "z9bcd.h"
+
+class BraskBroker;
+
+/// Clearing firm: a code, and what settlement accounts are held under.
+class BraskClearingBroker
+{
+public:
+    explicit BraskClearingBroker(ClearingBrokerCode code) noexcept : m_clearingBrokerCode(code) {}
+    BraskClearingBroker(const BraskClearingBroker&) = delete;
+    BraskClearingBroker& operator=(const BraskClearingBroker&) = delete;
+
+    [[nodiscard]] ClearingBrokerCode GetClearingBrokerCode() const noexcept { return m_clearingBrokerCode; }
+
+private:
+    const ClearingBrokerCode m_clearingBrokerCode;
+};
+using BraskClearingBrokerPtr = std::shared_ptr<BraskClearingBroker>;
+
+using t_settlement_account = char[13]; // twelve characters and a zero
+using t_money = kv7base::CZ9BCD<16, 2>;
+
+/// A settlement account and its money, as the exchange's record gives them.
+struct SSettlementAccountMoneyStruct
+{
+    /// The text of Code: it ends at a zero or at the field's last byte.
+    [[nodiscard]] std::string_view Id() const noexcept { return {Code, strnlen(Code, sizeof Code)}; }
+
+    t_settlement_account Code = {};
+    t_money AmountMoneyOld; // at the start of the session
+    t_money Amount_money;
+    t_money Amount_money_pledge;
+    Enums::SpreadMarginType CalendarSpreadMarginType = Enums::SpreadMarginType::HalfNetting;
+    double ShortOptionMinimumChargeRatio = 1.0;
+    Enums::SpreadMarginType InterContractSpreadMarginType = Enums::SpreadMarginType::HalfNetting;
+    t_money BlockedTax;
+    t_money MTM;
+};
+
+class BraskSettlementAccount final : public ParticipantBase
+{
+public:
+    /// Checks nothing; validateState does. A sum that does not fit cents throws CZ9Error.
+    BraskSettlementAccount(const SSettlementAccountMoneyStruct& money, Enums::MarginRule rule, bool isUnitedPool,
+                           BraskClearingBrokerPtr owner, kv7im::InstrumentsRepository& instrumentsRepository,
+                           const pos::PositionCalculatorInstruments& positionInstruments);
+
+    /// Throws CZ9Error: Z9ERR_CHECK_INVALID_SETTLEMENT_ACCOUNT_ID for an empty id, Z9ERR_COMMON_ERROR for a missing
+    /// owner or a rule other than Gross, HalfNetting and Netting.
+    void validateState() const;
+
+    [[nodiscard]] const char* GetParticipantCode() const noexcept override { return m_id.c_str(); }
+    /// Under Gross the running sum of the firms' GO, otherwise the account's own weighted margin; rounded.
+    [[nodiscard]] double GetInitialMargin() const override;
+
+    [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
+    [[nodiscard]] const BraskClearingBrokerPtr& GetOwner() const noexcept { return m_owner; }
+    [[nodiscard]] bool IsUnitedPool() const noexcept { return m_isUnitedPool; }
+
+    /// Firms in the order of binding; a firm bound twice stands twice.
+    [[nodiscard]] const std::vector<BraskBroker*>& GetBrokers() const noexcept { return m_brokers; }
+    void BindBroker(BraskBroker& broker) { m_brokers.push_back(&broker); }
+    /// Takes every entry of the firm out.
+    void UnbindBroker(const BraskBroker& broker) noexcept;
+    void UnbindAllBrokers() noexcept { m_brokers.clear(); }
+
+private:
+    const std::string m_id;
+    const BraskClearingBrokerPtr m_owner;
+    std::vector<BraskBroker*> m_brokers; // not owned
+    const bool m_isUnitedPool;
+};
+using BraskSettlementAccountPtr = std::shared_ptr<BraskSettlementAccount>;

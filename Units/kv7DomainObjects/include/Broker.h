@@ -1,0 +1,121 @@
+// BraskBroker: a firm. It owns its clients and is tied to one settlement account.
+//
+// Always true:  clients stand at their addresses until Clear. settlementAccount is never null.
+// Numbers:      GORatio_ multiplies the firm's own GO, 1.00000 leaves it. The map of base contract ratios acts on the
+//               margin of the firm's clients, not on its own.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ranges>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "BraskSettlementAccount.h"
+#include "Client.h"
+#include "OrderManager.h"
+#include "ParticipantBase.h"
+#include "TradingCodes.h"
+
+/// Base contract code to the multiplier of its margin, 0.0 to 10.0.
+using TBaseContractGORatioMap = std::unordered_map<std::string, double>;
+using TClientsMap = std::unordered_map<ClientCode, BraskClient, ShortClientCodeHash, ShortClientCodeEqual>;
+/// Futures isin to the clients that have a position on it.
+using TClientsByIsinsToRecalc = std::unordered_map<Isin, std::set<BraskClient*>>;
+
+class BraskBroker final : public ParticipantBase
+{
+public:
+    /// All that a firm's GO is made of, to be kept while the firm changes.
+    struct MarginFigures
+    {
+        t_weight_int expWeight;
+        double volatility; // money, not rounded
+        double delivery;
+        t_bprice_int ratio;
+
+        /// ((1 - w) V + w D) times the ratio, rounded.
+        [[nodiscard]] double InitialMargin() const noexcept;
+    };
+
+    /// Puts parameters that are out of range right, each with a warning. The ratios are taken as they are. Throws
+    /// CZ9Error with Z9ERR_CHECK_BROKER_IS_NOT_LINKED_TO_SETTLEMENT_ACCOUNT for a null account. Does not bind the firm
+    /// to the account.
+    BraskBroker(BrokerCode code, Enums::BrokerAccountType type, Enums::MarginRule rule,
+                BraskSettlementAccountPtr account, std::int32_t nClr2Delivery, std::int32_t nClr2DeliveryClientDefault,
+                t_weight_int expWeight, t_weight_int expWeightClientDefault, const TBaseContractGORatioMap& ratioMap,
+                kv7im::InstrumentsRepository& instrumentsRepository,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    ~BraskBroker() override;
+
+    [[nodiscard]] const char* GetParticipantCode() const noexcept override { return brokerCode_.c_str(); }
+    [[nodiscard]] double GetInitialMargin() const override { return GetMarginFigures().InitialMargin(); }
+    [[nodiscard]] MarginFigures GetMarginFigures() const noexcept;
+
+    [[nodiscard]] BrokerCode GetBrokerCode() const noexcept { return brokerCode_; }
+    [[nodiscard]] Enums::BrokerAccountType GetBrokerType() const noexcept { return brokerType; }
+    [[nodiscard]] const BraskSettlementAccountPtr& GetSettlementAccount() const noexcept { return settlementAccount; }
+    [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
+    [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
+
+    /// Multiplier of the firm's own GO.
+    [[nodiscard]] t_bprice_int GetGORatio() const noexcept { return GORatio_; }
+    void SetGORatio(t_bprice_int value) noexcept { GORatio_ = value; }
+    /// What clients with the sentinel values take.
+    [[nodiscard]] t_weight_int GetExpWeightClientDefault() const noexcept { return expWeightClientDefault_; }
+    [[nodiscard]] std::int32_t GetNClr2DeliveryClientDefault() const noexcept { return NClr2DeliveryClientDefault_; }
+    [[nodiscard]] bool GetNotUseNOVClientDefault() const noexcept { return m_notUseNOVClientDefault; }
+    void SetNotUseNOVClientDefault(bool value) noexcept { m_notUseNOVClientDefault = value; }
+    [[nodiscard]] bool GetNotUseNOVClientDefaultNextSession() const noexcept
+    {
+        return m_notUseNOVClientDefaultNextSession;
+    }
+    void SetNotUseNOVClientDefaultNextSession(bool value) noexcept { m_notUseNOVClientDefaultNextSession = value; }
+
+    /// Multiplier for the margin of the clients' positions on this base contract, 0.0 to 10.0. Anything else, NaN
+    /// included, becomes 1.0 with a warning. Nodes that stand keep the ratio that they were made with.
+    void SetBaseContractGORatio(const std::string& baseContractCode, double ratio);
+    /// What was agreed for the base contract, else 1.0.
+    [[nodiscard]] double GetBaseContractGORatio(const std::string& baseContractCode) const;
+
+    /// Null when the firm has no such client; only the client's own part of the code is looked at.
+    [[nodiscard]] BraskClient* SearchClient(ClientCode code) noexcept;
+    [[nodiscard]] std::size_t GetClientCount() const noexcept { return clients_.size(); }
+    /// In hash order.
+    [[nodiscard]] auto EnumerateClients() noexcept { return std::views::values(clients_); }
+    /// Builds a client in the table, from the arguments of one of its constructors behind the code. Gives the client
+    /// that stands under the code, and whether it is new. A constructor that throws leaves the table as it was.
+    template <class... Arguments>
+    std::pair<BraskClient&, bool> EmplaceClient(ClientCode code, Arguments&&... arguments)
+    {
+        const auto [entry, isNew] = clients_.try_emplace(code, std::forward<Arguments>(arguments)...);
+        return {entry->second, isNew};
+    }
+
+    /// Enters the client under the isin of a futures that it has come to hold; once, however often it is told.
+    void MarkClientToRecalc(Isin isin, BraskClient& client);
+    /// Clients that have held this futures.
+    [[nodiscard]] const std::set<BraskClient*>& EnumerateClientsToRecalc(Isin isin) const;
+
+    /// Destroys the clients.
+    void Clear() noexcept;
+
+private:
+    void UpdateMoneyCalculatorRelatedFields();
+
+    const Enums::BrokerAccountType brokerType;
+    const BraskSettlementAccountPtr settlementAccount;
+    COrderManager orderManager;
+    const BrokerCode brokerCode_;
+    TClientsMap clients_;
+    t_weight_int expWeightClientDefault_; // for clients with ExpWeight -1.00
+    t_bprice_int GORatio_{1};             // multiplier of the firm's GO
+    std::int32_t NClr2DeliveryClientDefault_;
+    TClientsByIsinsToRecalc clientsToRecalc_;
+    TBaseContractGORatioMap baseContractGORatioMap;
+    bool m_notUseNOVClientDefault = false;
+    bool m_notUseNOVClientDefaultNextSession = false;
+};

@@ -1,0 +1,83 @@
+// BraskClient: the lowest level of the account tree, the one that trades.
+//
+// Always true:  a client belongs to one firm for life and is destroyed with it. Its rule is Netting: all it holds nets.
+//               the book without premium-style options is kept only while IsNotUseNOV holds.
+// Numbers:      NClr2Delivery -1 and ExpWeight -1.00 mean "as the firm has it for its clients".
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ParticipantBase.h"
+#include "TradingCodes.h"
+
+class BraskBroker;
+
+class BraskClient final : public ParticipantBase
+{
+public:
+    /// Out-of-range values are put right with a warning: NClr2Delivery below -1 and ExpWeight below 0 (other than
+    /// -1.00) become 0, ExpWeight above 1.00 becomes 1.00. checksEnabled: whether the collateral of this client is
+    /// looked at.
+    BraskClient(ClientCode code, t_bprice_int clgoRatio_, bool noFutDiscount, std::int32_t nClr2Delivery,
+                t_weight_int expWeight, bool checksEnabled, Enums::ClientRiskLevel riskLevel,
+                Enums::InvestorStatus status, BraskBroker& broker,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
+    BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// The same client under another firm: code, parameters, money and accounting. The risk book starts empty
+    /// (SetPositionsOf fills it).
+    BraskClient(const BraskClient& source, BraskBroker& broker,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+
+    /// The other client's positions into both books, each at its average price. A position whose instrument is unknown
+    /// here drops out.
+    void SetPositionsOf(const BraskClient& source);
+
+    [[nodiscard]] const char* GetParticipantCode() const noexcept override { return clientCode_.c_str(); }
+    /// Weighted margin of the book that counts, times clgoRatio, rounded. The firm's weight stands in for -1.00.
+    [[nodiscard]] double GetInitialMargin() const override;
+    /// Marks the client at its firm, so that a change of this futures finds it.
+    void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override;
+    /// What the firm agreed for the base contract, else 1.0.
+    [[nodiscard]] double GetBrokerBaseContractGORatio(const std::string& baseContractCode) const override;
+    /// The largest over the base contracts of the MCS, each without an agreement counting 1.0; 0.0 for an MCS of none.
+    [[nodiscard]] double GetBrokerBaseContractGORatioForMCS(const std::string& mcsCode) const override;
+
+    [[nodiscard]] ClientCode GetClientCode() const noexcept { return clientCode_; }
+    [[nodiscard]] const BraskBroker& GetBroker() const noexcept { return broker_; }
+    [[nodiscard]] BraskBroker& GetBroker() noexcept { return broker_; }
+    /// Multiplier of the client's GO.
+    [[nodiscard]] t_bprice_int GetClgoRatio() const noexcept { return clgoRatio; }
+    void SetClgoRatio(t_bprice_int value) noexcept { clgoRatio = value; }
+
+    /// True: premium-style options stay out of the margin.
+    [[nodiscard]] bool IsNotUseNOV() const noexcept;
+    /// The same from the next session on.
+    [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
+    /// -1 as the firm has it for its clients, 0 no, anything else yes. The side book is not filled by this: positions
+    /// set from then on enter it.
+    void SetNotUseNOV(std::int32_t value) noexcept { m_notUseNOV = value; }
+    void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
+
+    /// Puts a position into the book without premium-style options as well. Does nothing, and gives 0, unless
+    /// IsNotUseNOV holds.
+    Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
+                                                     std::int64_t volume);
+    [[nodiscard]] const kv7im::Portfolio& GetPortfolioWithoutEquityOptions() const noexcept
+    {
+        return m_portfolioWithoutEquityOptions;
+    }
+
+private:
+    void CorrectParameters();
+
+    const ClientCode clientCode_;
+    BraskBroker& broker_;
+    t_bprice_int clgoRatio;        // multiplier of the client's GO, 1.00000 leaves it
+    std::int32_t m_notUseNOV = -1; // -1 as the firm, 0 no, anything else yes
+    kv7im::Portfolio m_portfolioWithoutEquityOptions;
+    bool m_notUseNOVNextSession = false;
+    bool m_inheritNotUseNOVFromBrokerNextSession = true;
+};

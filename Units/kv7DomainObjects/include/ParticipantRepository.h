@@ -1,0 +1,102 @@
+// ParticipantRepository: all participants of one calculator.
+//
+// Always true:  references to firms and clients stay valid until Clear. clientCount_ is the number of clients of all
+//               firms.
+// Lookups allocate nothing.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "BraskSettlementAccount.h"
+#include "Broker.h"
+#include "Client.h"
+#include "Primitives.h"
+#include "TradingCodes.h"
+
+/// Hash of settlement account ids that takes a view, so that a lookup builds no string.
+struct SettlementAccountIdHash
+{
+    using is_transparent = void;
+    [[nodiscard]] std::size_t operator()(std::string_view id) const noexcept
+    {
+        return std::hash<std::string_view>{}(id);
+    }
+};
+
+using TClearingBrokersMap = std::unordered_map<ClearingBrokerCode, BraskClearingBrokerPtr, ClearingBrokerCodeHash>;
+using TSettlementAccountsMap =
+    std::unordered_map<std::string, BraskSettlementAccountPtr, SettlementAccountIdHash, std::equal_to<>>;
+using TBrokersMap = std::unordered_map<BrokerCode, BraskBroker, BrokerCodeHash>;
+
+/// A client looked up by its code: as much of the way to it as there is.
+class ClientSearchResult
+{
+public:
+    ClientSearchResult(BraskBroker* broker, BraskClient* client, ClientCode code) noexcept
+        : broker_(broker), client_(client), clientCode_(code)
+    {}
+
+    [[nodiscard]] bool BrokerFound() const noexcept { return broker_ != nullptr; }
+    [[nodiscard]] bool ClientFound() const noexcept { return client_ != nullptr; }
+    [[nodiscard]] BraskBroker* Broker() const noexcept { return broker_; } ///< Null when the firm is missing.
+    [[nodiscard]] BraskClient* Client() const noexcept { return client_; } ///< Null when the firm has no such client.
+    [[nodiscard]] ClientCode GetClientCode() const noexcept { return clientCode_; }
+    /// The code that fits: no firm, no client, or Z9ERR_OK when both are there.
+    [[nodiscard]] Z9ERR ReportFailure(Z9ERR noBroker, Z9ERR noClient) const noexcept;
+
+private:
+    BraskBroker* broker_;
+    BraskClient* client_;
+    ClientCode clientCode_;
+};
+
+class ParticipantRepository
+{
+public:
+    ParticipantRepository() = default;
+    ParticipantRepository(const ParticipantRepository&) = delete;
+    ParticipantRepository& operator=(const ParticipantRepository&) = delete;
+    ~ParticipantRepository();
+
+    /// Missing: CZ9Error with Z9ERR_DATALOAD_RF_NOT_FOUND.
+    [[nodiscard]] const BraskClearingBrokerPtr& GetClearingBroker(ClearingBrokerCode code) const;
+    /// Missing: CZ9Error with Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND, "Settlement Account \"<id>\" not found".
+    [[nodiscard]] const BraskSettlementAccountPtr& GetSettlementAccountById(std::string_view id) const;
+    /// Null when missing.
+    [[nodiscard]] BraskSettlementAccountPtr SearchSettlementAccountById(std::string_view id) const noexcept;
+    /// Missing: CZ9Error with the code given.
+    [[nodiscard]] BraskBroker& GetBroker(BrokerCode code, Z9ERR error);
+    /// Null when missing.
+    [[nodiscard]] BraskBroker* SearchBroker(BrokerCode code) noexcept;
+    [[nodiscard]] bool ContainsBroker(BrokerCode code) const noexcept { return brokers_.contains(code); }
+    /// Missing firm: CZ9Error with Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, "The broker of the Client \"<code>\" not
+    /// found"; missing client: Z9ERR_CHECK_CLIENT_NOT_FOUND, "Client \"<code>\" not found".
+    [[nodiscard]] BraskClient& GetClient(ClientCode code);
+    /// The firm by the code's first four characters, then the client by the other three.
+    [[nodiscard]] ClientSearchResult SearchClient(ClientCode code) noexcept;
+
+    [[nodiscard]] std::size_t GetClearingBrokerCount() const noexcept { return clearingBrokers_.size(); }
+    [[nodiscard]] std::size_t GetSettlementAccountCount() const noexcept { return settlementAccounts_.size(); }
+    [[nodiscard]] std::size_t GetBrokerCount() const noexcept { return brokers_.size(); }
+    [[nodiscard]] std::size_t GetClientCount() const noexcept { return clientCount_.CurrentValue(); }
+
+    // In hash order.
+    [[nodiscard]] auto EnumerateBrokers() noexcept { return std::views::values(brokers_); }
+    [[nodiscard]] auto EnumerateSettlementAccounts() const noexcept { return std::views::values(settlementAccounts_); }
+
+    /// Destroys firms and their clients, then settlement accounts and clearing firms.
+    void Clear() noexcept;
+
+private:
+    friend class ParticipantRegistrar; // the only way in
+
+    TClearingBrokersMap clearingBrokers_;
+    TSettlementAccountsMap settlementAccounts_;
+    TBrokersMap brokers_; // behind the accounts: firms go first, and take leave of their account
+    Counter clientCount_;
+};

@@ -1,0 +1,78 @@
+#include "ParticipantBase.h"
+
+#include "Constants.h"
+
+ParticipantBase::ParticipantBase(const Parameters& parameters, kv7im::InstrumentsRepository& instrumentsRepository,
+                                 const pos::PositionCalculatorInstruments& positionInstruments)
+    : CollateralChecker(parameters.collateralErrorCode, parameters.collateralChecksEnabled),
+      NClr2Delivery(parameters.nClr2Delivery),
+      ExpWeight(parameters.expWeight),
+      NoFutDiscount(parameters.noFutDiscount),
+      marginRule_(parameters.marginRule),
+      instrumentsRepository_(instrumentsRepository),
+      instrumentsRepositoryWapper_(instrumentsRepository),
+      positionCalculator(positionInstruments),
+      portfolio(this),
+      m_riskLevel(parameters.riskLevel),
+      m_status(parameters.status)
+{}
+
+ParticipantBase::ParticipantBase(const ParticipantBase& source, kv7im::InstrumentsRepository& instrumentsRepository,
+                                 const pos::PositionCalculatorInstruments& positionInstruments)
+    : ParticipantBase({source.CollateralChecker.GetErrorCode(), source.CollateralChecker.Enabled(),
+                       source.NClr2Delivery, source.ExpWeight, source.NoFutDiscount, source.marginRule_,
+                       source.m_riskLevel, source.m_status},
+                      instrumentsRepository, positionInstruments)
+{
+    m_means = source.m_means;
+    m_calSpreadMarginType = source.m_calSpreadMarginType;
+    interContractSpreadMarginType = source.interContractSpreadMarginType;
+    shortOptionMinimumChargeRatio = source.shortOptionMinimumChargeRatio;
+    m_amountMoneyOld = source.m_amountMoneyOld;
+
+    // Each record is pointed at its instrument anew; the sums are carried over as they stand.
+    for (const auto& [isin, position] : source.positionCalculator.GetPositions())
+        positionCalculator.InsertPosition(position, false, false);
+    positionCalculator.VM = source.positionCalculator.VM;
+    positionCalculator.VMCurr = source.positionCalculator.VMCurr;
+    positionCalculator.VMFull = source.positionCalculator.VMFull;
+    positionCalculator.VMCurrFull = source.positionCalculator.VMCurrFull;
+    positionCalculator.NetOptionValue = source.positionCalculator.NetOptionValue;
+}
+
+t_bsum_int ParticipantBase::GetVMCloseTotal() const { return positionCalculator.GetVM(); }
+
+const VMCloseByCurrencies& ParticipantBase::GetVMCloseByCurrencies() const { return positionCalculator.GetVMCurr(); }
+
+kv7im::InstrumentsRepository& ParticipantBase::GetInstrumentsRepository() { return instrumentsRepository_; }
+
+const kv7im::InstrumentsRepository& ParticipantBase::GetInstrumentsRepository() const { return instrumentsRepository_; }
+
+void ParticipantBase::NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures&) {}
+
+double ParticipantBase::GetBrokerBaseContractGORatio(const std::string&) const
+{
+    return kv7im::Constants::DefaultBrokerBaseContractGORatio;
+}
+
+double ParticipantBase::GetBrokerBaseContractGORatioForMCS(const std::string&) const
+{
+    return kv7im::Constants::DefaultBrokerBaseContractGORatio;
+}
+
+t_bround_int ParticipantBase::GetPremiumBlocked() const { return {}; }
+
+TradingLimits ParticipantBase::GetTradingLimits() const noexcept
+{
+    return {m_means.m_amountMoney, m_means.m_amountMoneyPledge, false};
+}
+
+void ParticipantBase::SetTradingLimits(const TradingLimits& limits)
+{
+    m_means.putAmountMoney(limits.amountMoney);
+    m_means.putAmountMoneyPledge(limits.amountMoneyPledge);
+    if (limits.needCalcGO)
+        m_means.Refresh(GetInitialMargin());
+    else
+        m_means.Recalculate();
+}

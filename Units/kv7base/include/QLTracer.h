@@ -1,0 +1,200 @@
+// QLTracer: one line of the trace log for each call of an exported function. It stands on the stack of the function and
+// writes when it goes out of scope:
+//
+//   [operation id,]seconds since the first tracer,seconds of duration,code,text of the
+//   code,function,@name=value,@name=...
+//              0,    0.000123,00,,InsertCurrency,@QuindalIMCalculator=94110,@CurrencyId=840
+//
+// Always true:  nothing is written before the destructor, and nothing at all while the trace log is closed; the texts
+// are
+//               built either way. A successful call has the code "00" and an empty text.
+// Numbers:      seconds, 12 characters wide; values as FormatDouble writes them.
+// Threads:      a tracer belongs to one stack; the log and its category are set up while nobody traces.
+// Used as:      QLTracer tracer("InsertCurrency");
+//               tracer.Params().Add("QuindalIMCalculator", handle).Add("CurrencyId", id);
+//               return tracer.SetError(result);
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory_resource>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Enums.h"
+#include "kv7errors.h"
+#include "z9custom_log.h"
+
+namespace kv7base {
+
+class CZ9Ini;
+
+/// A moment of the monotonic clock; the epoch itself, 0, is "not set".
+using chronoTime = std::chrono::time_point<std::chrono::steady_clock, std::chrono::nanoseconds>;
+using durationSeconds = std::chrono::duration<double>;
+
+/// Values as texts of the trace log. Numbers come out as printf would write them in the "C" locale, whatever the
+/// locale of the process.
+class Formatter
+{
+public:
+    /// Room for any number that the functions below write.
+    using NumberBuffer = std::array<char, 32>;
+
+    /// Plain printf verbs.
+    [[nodiscard, gnu::format(printf, 1, 2)]] static std::string DoFormat(const char* format, ...);
+
+    /// "%12.6f", or "%12g" where the absolute value is above 1e8 or below 1e-8 (0 included), so that a field keeps its
+    /// width. The text stands in the buffer.
+    [[nodiscard]] static std::string_view FormatDouble(NumberBuffer& buffer, double value) noexcept;
+    /// "%ld", which is also the "%d" of every narrower number.
+    [[nodiscard]] static std::string_view FormatLong(NumberBuffer& buffer, long value) noexcept;
+    /// "%lu".
+    [[nodiscard]] static std::string_view FormatUnsigned(NumberBuffer& buffer, std::uint64_t value) noexcept;
+
+    /// Each appends one value to the text. Doubles and durations (in seconds) as FormatDouble; a time as
+    /// "2026-11-21 10:15:30.123"; a null text or pointer as NULL, any other pointer as the value it points at.
+    static void FormatInto(std::string& text, char value);
+    static void FormatInto(std::string& text, std::int32_t value);
+    static void FormatInto(std::string& text, std::uint32_t value);
+    static void FormatInto(std::string& text, std::int64_t value);
+    static void FormatInto(std::string& text, std::uint64_t value);
+    static void FormatInto(std::string& text, double value);
+    static void FormatInto(std::string& text, const char* value);
+    static void FormatInto(std::string& text, const std::string& value);
+    static void FormatInto(std::string& text, durationSeconds value);
+    static void FormatInto(std::string& text, const Z9TIME& value);
+    template <class T>
+    static void FormatInto(std::string& text, const T* value)
+    {
+        if (value == nullptr)
+            text += "NULL";
+        else
+            FormatInto(text, *value);
+    }
+    template <class E>
+    requires std::is_enum_v<E>
+    static void FormatInto(std::string& text, E value) { FormatInto(text, static_cast<std::int64_t>(value)); }
+};
+
+/// Adds the arguments of the traced call to its line, "@name=value", separated by commas. Reference: QLTracer::Params.
+class ParamsBuilder
+{
+public:
+    explicit ParamsBuilder(std::pmr::string& params) noexcept : m_params(params) {}
+
+    ParamsBuilder& Add(std::string_view name, int value) { return Add(name, static_cast<long>(value)); }
+    ParamsBuilder& Add(std::string_view name, signed char value) { return Add(name, static_cast<long>(value)); }
+    /// int64_t and intptr_t are long here.
+    ParamsBuilder& Add(std::string_view name, long value);
+    ParamsBuilder& Add(std::string_view name, double value);
+    /// The value pointed at, or NULL.
+    ParamsBuilder& Add(std::string_view name, const double* value);
+    /// The text in single quotes, or the word NULL without them.
+    ParamsBuilder& Add(std::string_view name, const char* value);
+    /// The number behind the enumerator, as an int.
+    template <class E>
+    requires std::is_enum_v<E> ParamsBuilder& Add(std::string_view name, E value)
+    {
+        return Add(name, static_cast<int>(value));
+    }
+
+private:
+    void AddText(std::string_view name, std::string_view value, std::string_view quote = {});
+
+    std::pmr::string& m_params;
+};
+
+/// Builds one extra line behind the traced call, value by value; the line begins with the first value.
+class TraceBuilder
+{
+public:
+    explicit TraceBuilder(std::vector<std::string>& lines) noexcept : m_lines(lines) {}
+
+    template <class T>
+    TraceBuilder& Add(const T& value)
+    {
+        if (!std::exchange(m_begun, true)) m_lines.emplace_back();
+        Formatter::FormatInto(m_lines.back(), value);
+        return *this;
+    }
+
+private:
+    std::vector<std::string>& m_lines;
+    bool m_begun = false;
+};
+
+class QLTracer
+{
+public:
+    /// Takes the line instead of the trace log: category, the prefix (everything before the function), the parameters.
+    using LogFunc = std::function<void(const std::string& category, std::string_view prefix, std::string_view params)>;
+    /// Takes one extra line.
+    using TraceFunc = std::function<void(const std::string& line)>;
+
+    explicit QLTracer(std::string_view functionName);
+    QLTracer(const QLTracer&) = delete;
+    QLTracer& operator=(const QLTracer&) = delete;
+    /// Writes the line. An exception from a custom function ends the process.
+    ~QLTracer();
+
+    /// Opens the trace log; one that is open stays as it is. Throw CZ9Error.
+    static void Init(const CZ9Ini& ini); ///< From the section "xplog"; an ini object without a handle is left alone.
+    static void Init(Z9INI_HANDLE ini, const char* section);
+    /// Closes the trace log. The first tracer from now on is the new start of time.
+    static void DeInit();
+    static void SetLogCategory(const std::string& category) { s_category = category; }
+    static void SetFullFilePath(const std::string& path) { s_fullFilePath = path; }
+
+    [[nodiscard]] static chronoTime GetInitializeTime() noexcept { return s_initializeTime; }
+    [[nodiscard]] static Z9CustomLog& GetXPLog() noexcept { return s_log; }
+    [[nodiscard]] static const std::string& GetFullFilePath() noexcept { return s_fullFilePath; }
+
+    /// With all three set the line goes to them and not to the trace log.
+    void SetCustomLogFunctions(LogFunc noError, LogFunc error, TraceFunc trace);
+
+    /// Records the outcome of the call with the text of its code, and hands the code back to be returned.
+    Z9ERR SetError(Z9ERR code);
+    void SetError(Enums::RptCode code, const char* text);
+    void SetError(std::uint64_t operId, Enums::RptCode code, const char* text);
+
+    [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_params); }
+    [[nodiscard]] TraceBuilder Traces() noexcept { return TraceBuilder(m_traceList); }
+    /// Moves the lines behind those there are; `lines` is left empty.
+    void MergeTraces(std::vector<std::string>& lines);
+
+private:
+    void Trace();
+    void AppendPrefix(std::pmr::string& prefix, chronoTime now) const;
+
+    static chronoTime s_initializeTime; // of the first tracer; 0 before it
+    // Never destroyed: a call at the very end of the process may still trace.
+    static Z9CustomLog& s_log;
+    static std::string& s_fullFilePath;
+    static std::string& s_category;
+
+    // The texts of an ordinary call fit in here, so that tracing it does not touch the heap.
+    std::array<std::byte, 1024> m_room;
+    std::pmr::monotonic_buffer_resource m_memory{m_room.data(), m_room.size()};
+
+    const std::int32_t XPNoError = 0; // the code that means no error
+    std::pmr::string m_functionName{&m_memory};
+    std::pmr::string m_errorStr{&m_memory}; // text of the last code
+    std::int32_t m_errorNum = 0;            // last code set
+    std::uint64_t m_operId = 0;             // 0 when there is none
+    std::pmr::string m_params{&m_memory};
+    chronoTime m_beginMeasurementTime;
+    std::vector<std::string> m_traceList;
+    LogFunc m_logNoErrorFunc;
+    LogFunc m_logErrorFunc;
+    TraceFunc m_logTraceFunc;
+};
+
+} // namespace kv7base

@@ -1,0 +1,143 @@
+// InstrumentsRepository: the owner of all instruments, and the gate by which they enter.
+//
+// Always true:  an instrument that is in has passed the checks of its kind, and its profile is computed.
+//               a refused instrument leaves everything as it was, with one exception that InsertFutures names.
+//               order of insertion: currencies, base contracts, futures; each level refuses an unknown parent.
+// Read access:  pointers are not owned and stay valid until Clear, or until a commit replaces the object. Null means
+// that
+//               there is no such instrument.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ranges>
+#include <string>
+#include <string_view>
+
+#include "Constants.h"
+#include "Enums.h"
+#include "InstrumentsStorages.h"
+#include "TableRecords.h"
+#include "TelemetryAlertsCollector.h"
+#include "Z9Types.h"
+
+namespace kv7im {
+
+struct BaseContractParameters;
+struct FuturesParameters;
+
+class InstrumentsRepository
+{
+public:
+    template <class Storage, class Index>
+    using Range = std::ranges::subrange<typename Storage::template index<Index>::type::const_iterator>;
+
+    InstrumentsRepository() = default;
+    InstrumentsRepository(const InstrumentsRepository&) = delete;
+    InstrumentsRepository& operator=(const InstrumentsRepository&) = delete;
+
+    // Entry. Each returns Z9ERR_OK or the code of the refusal.
+
+    /// Adds a currency with its curvature radius. CURRENCY_ALREADY_EXIST for a known id, whose radius stays.
+    [[nodiscard]] Z9ERR InsertCurrency(std::int32_t currencyId, double radius);
+    [[nodiscard]] Z9ERR InsertCurrency(const SCurrencyStruct& record);
+
+    /// Adds a base contract. Rates level by level, each level in the order MarketRisk, MarketRisk1, MarketRisk2.
+    /// Refuses non-positive rates, negative limits, a window outside 0 to 1, a known code, values outside their
+    /// enumerations, the currency step without its currency, and a grid that differs from its inter-contract group's.
+    /// Corrects the rest. Throws CArgumentException for a null code.
+    [[nodiscard]] Z9ERR
+    InsertBaseContract(const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType,
+                       std::int32_t currencyId, double shortOptionMinimumCharge, double spotPrice, double marketRisk,
+                       double marketRisk1, double marketRisk2, double marketRiskLow, double marketRisk1Low,
+                       double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium,
+                       double marketRisk2Medium, double marketRiskHigh, double marketRisk1High, double marketRisk2High,
+                       double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional,
+                       std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, std::int32_t riskPointsN,
+                       std::int32_t isinVCB, double windowSizePercentage, Enums::OptionModel optionModel,
+                       Enums::AssetClass assetClass, double cfRisk, Enums::BaseContractSigns signs);
+    [[nodiscard]] Z9ERR InsertBaseContract(const SBaseContractStruct& record);
+
+    /// Adds a futures under its base contract, lets it move the contract's shift and limits, and computes its profile,
+    /// or that of the whole family when they moved. FUTURES_NOT_FOUND from the trade-at-settlement link and
+    /// BC_NOT_FOUND from its family's recomputation leave the futures in. Throws CArgumentException for a null code,
+    /// and what the allocation of the grid throws; the futures is not in then.
+    [[nodiscard]] Z9ERR InsertFutures(const char* code, const char* codeBC, double calcFutPrice,
+                                      Enums::SpreadAspect spreadAspect, double minStepPrice, double realCalcPrice,
+                                      double minStep, double xLot, Isin isin, double interestRateRiskUp,
+                                      double interestRateRiskDown, double timeToExpiration, double normalizedSpot,
+                                      Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
+                                      bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
+    /// A price that is not a number raises CZ9Error from its conversion.
+    [[nodiscard]] Z9ERR InsertFutures(const SFuturesStruct& record);
+
+    /// Edge coefficient of futures inserted from now on. A negative one is corrected to 0.75; always Z9ERR_OK.
+    Z9ERR SetEdgeCoeff(double value);
+    void SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector);
+    /// Empties everything and resets the edge coefficient. The telemetry collector stays.
+    void Clear();
+
+    // Reading.
+
+    [[nodiscard]] double GetEdgeCoeff() const noexcept { return m_EdgeCoeff; }
+    /// Radius of a currency, 0.0 for an unknown one.
+    [[nodiscard]] double GetCurvatureRadius(std::int32_t currencyId) const;
+    [[nodiscard]] bool HasCurrency(std::int32_t currencyId) const;
+    [[nodiscard]] const CurrencyMap& GetCurrency() const noexcept { return curvatureRadiusMap; }
+
+    [[nodiscard]] const CSpecBaseContract* GetBaseContract(AccessByStatus access, std::string_view code) const;
+    [[nodiscard]] const CSpecFutures* GetFutures(AccessByStatus access, std::string_view code) const;
+    [[nodiscard]] const CSpecFutures* GetFutures(AccessByStatus access, Isin isin) const;
+    [[nodiscard]] const CSpecFutures* GetFutures(std::string_view code) const; ///< Current.
+    [[nodiscard]] const CSpecFutures* GetFutures(Isin isin) const;             ///< Current.
+    [[nodiscard]] bool BaseContractExists(std::string_view code) const;
+    [[nodiscard]] bool FuturesExists(std::string_view code) const;
+    [[nodiscard]] bool FuturesExists(Isin isin) const;
+
+    [[nodiscard]] std::size_t CountBaseContract() const noexcept { return storageBaseContracts.size(); }
+    /// Different inter-contract groups that base contracts belong to.
+    [[nodiscard]] std::size_t CountMCS() const;
+    [[nodiscard]] std::size_t CountFutures() const noexcept { return storageFutures.size(); }
+    /// Different inter-month groups, that is base contracts with a futures in spread.
+    [[nodiscard]] std::size_t CountMMS() const;
+    [[nodiscard]] std::size_t CountCurrency() const noexcept { return curvatureRadiusMap.size(); }
+
+    // Nodes by index: the whole index where the key is unique, otherwise the nodes of one key. No order is promised but
+    // in the ordered ones. Iterators survive insertions.
+    [[nodiscard]] Range<StorageBaseContract, ByCode> RangeBaseContractByCode() const;
+    [[nodiscard]] Range<StorageBaseContract, ByMCS> RangeBaseContractByMCS(std::string_view codeMCS) const;
+    [[nodiscard]] Range<StorageBaseContract, ByStatus> RangeBaseContractByStatus(Status status) const;
+    [[nodiscard]] Range<StorageFutures, ByCode> RangeFuturesByCode() const;
+    [[nodiscard]] Range<StorageFutures, ByIsin> RangeFuturesByIsin() const;
+    [[nodiscard]] Range<StorageFutures, ByBaseContract> RangeFuturesByBaseContract(std::string_view codeBC) const;
+    [[nodiscard]] Range<StorageFutures, ByStatus> RangeFuturesByStatus(Status status) const;
+    [[nodiscard]] Range<StorageFutures, ByMMS> RangeFuturesByMMS(std::string_view codeMMS) const;
+    [[nodiscard]] Range<StorageFutures, ByMCS> RangeFuturesByMCS(std::string_view codeMCS) const;
+
+private:
+    [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
+    [[nodiscard]] Z9ERR CheckBaseContract(BaseContractParameters& parameters) const;
+    [[nodiscard]] bool SharesGridWithMCS(const CSpecBaseContract& baseContract) const;
+    [[nodiscard]] Z9ERR InsertFutures(FuturesParameters parameters);
+    [[nodiscard]] Z9ERR CheckFutures(FuturesParameters& parameters) const;
+    [[nodiscard]] Z9ERR SettleInsertedFutures(CSpecFutures& futures);
+    void RemoveInsertedFutures(const CSpecFutures& futures);
+
+    [[nodiscard]] CSpecBaseContract* FindBaseContract(std::string_view code) const;
+    [[nodiscard]] CSpecFutures* FindFutures(Isin isin) const;
+    [[nodiscard]] Z9ERR CopyParametersForTAS(CSpecFutures& futures);
+    [[nodiscard]] Z9ERR CopyParametersToTAS(const CSpecFutures& tracked);
+    void CopyParametersFromTracked(CSpecFutures& tas);
+    static void CopyBaseContractParametersForTAS(const CSpecBaseContract& source, CSpecBaseContract& target) noexcept;
+    [[nodiscard]] Z9ERR RecalculateFuturesBaseProfile(const CSpecBaseContract& baseContract);
+    void RecalculateFuturesOf(std::string_view codeBC);
+
+    double m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
+    CurrencyMap curvatureRadiusMap;
+    StorageBaseContract storageBaseContracts;
+    StorageFutures storageFutures;
+    StorageTASBaseFutIsinIDToIsin storageTASBaseFutIsinIDToIsin;
+    TelemetryAlertsCollectorPtr telemetryAlertsCollector;
+};
+
+} // namespace kv7im

@@ -1,0 +1,95 @@
+// LazyMemoryPool: the recycling storage behind the arrays of the risk engine, one pool a thread, no locks.
+//
+// Why:          recalculating a portfolio makes and drops arrays at a very high rate, always of the same few sizes. A
+//               dropped block waits on a free list and is handed out again, so that the steady state never reaches the
+//               general heap.
+// Shape:        16 bulks. Bulk i serves blocks of 256 * (i + 1) bytes. Bulk 15 also serves everything larger: its block
+//               size rises to the largest request of the thread and never comes down again.
+// Always true:  the data area of a block is aligned to 64 bytes and stands 64 bytes behind its header.
+//               a block may be released on any thread; it then joins the lists of the releasing thread.
+//               a free list has no upper limit, and it is emptied when its thread ends.
+// Thread end:   singletons may hold arrays longer than the main thread keeps its thread-local objects. A thread whose
+//               lists are already emptied goes straight to the system, in both directions.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace kv7im::auxiliary {
+
+/// What stands in front of every block.
+struct MallocedHeader
+{
+    std::size_t size;          // usable bytes behind the header
+    MallocedHeader* next;      // next free block of the list, null while the block is taken
+    std::uint64_t reserved[6]; // fills one cache line, so that the data area keeps the alignment
+};
+static_assert(sizeof(MallocedHeader) == 64);
+
+/// Free blocks of one size.
+struct MemoryBulk
+{
+    MallocedHeader* pool;   // head of the free list, null when empty
+    std::size_t objectSize; // bytes of each block, the header not counted
+};
+
+class LazyMemoryPool
+{
+public:
+    static constexpr std::size_t BulkCount = 16;
+    static constexpr std::size_t BulkStep = 256; // bytes between the block sizes of two bulks
+    static constexpr std::size_t Alignment = 64; // bytes, of every data area
+    static constexpr std::size_t ItemBytes = 32; // one four-lane vector of doubles
+
+    LazyMemoryPool() = delete;
+
+    /// A block of at least `bytes` bytes, the first `bytes` of them zero.
+    /// Throws kv7base::CZ9Error with code 1 when the system has no memory left.
+    [[nodiscard]] static void* Allocate(std::size_t bytes);
+
+    /// The same without the zeros, for a caller that writes every byte itself.
+    [[nodiscard]] static void* AllocateUnfilled(std::size_t bytes);
+
+    /// Takes back what Allocate gave, on whichever thread. Null is allowed.
+    static void Release(void* data) noexcept;
+
+    /// Bytes of `items` vectors. Throws std::bad_array_new_length from 2^58 items on.
+    [[nodiscard]] static std::size_t BytesOfItems(std::size_t items);
+
+    // What tests and diagnostics ask about the calling thread.
+
+    /// Blocks allocated less blocks released on this thread. Negative on a thread that gives back what others took.
+    [[nodiscard]] static std::ptrdiff_t OutstandingBlocks() noexcept;
+    /// Blocks that this thread has asked of the system since it started.
+    [[nodiscard]] static std::size_t SystemAllocations() noexcept;
+    /// Length of the free list of a bulk, 0 to 15. Walks the list.
+    [[nodiscard]] static std::size_t FreeBlocks(std::size_t bulk) noexcept;
+    /// Present block size of a bulk, 0 to 15, in bytes.
+    [[nodiscard]] static std::size_t ObjectSize(std::size_t bulk) noexcept;
+
+private:
+    enum class Stage : std::uint8_t
+    {
+        Untouched, // nothing allocated or released yet, nobody waits for the end of the thread
+        Open,      // the lists are in use and will be emptied at the end of the thread
+        Closed,    // the lists are gone for good
+    };
+    class ThreadEnd;
+
+    [[nodiscard]] static MallocedHeader* Take(std::size_t bytes);
+    [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize) noexcept;
+    static void RaiseLargestBulk(std::size_t objectSize) noexcept;
+    static void FreeList(MemoryBulk& bulk) noexcept;
+    static void Open() noexcept;
+    static void Close() noexcept;
+
+    // All of it is constant-initialised and trivially destructible, so that it may be read and written at any moment of
+    // a thread's life, after the end of its thread-local objects too.
+    static thread_local constinit std::array<MemoryBulk, BulkCount> pool;
+    static thread_local constinit Stage stage;
+    static thread_local constinit std::ptrdiff_t outstanding;
+    static thread_local constinit std::size_t systemAllocations;
+};
+
+} // namespace kv7im::auxiliary

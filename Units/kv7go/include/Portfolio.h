@@ -1,0 +1,143 @@
+// Portfolio: the risk book of one participant, client, firm or settlement account.
+//
+// Always true:  VolatilityInitialMargin_ and DeliveryVolatilityInitialMargin_ are the sums of the margins of the top
+//               nodes (of the rolled-up entries, on a participant that is fed from below), kept by increments.
+// Numbers:      money, not rounded; a margin is 0 or more.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
+#include "Enums.h"
+#include "Position.h"
+#include "RiskNode.h"
+#include "Z9Types.h"
+
+namespace kv7im {
+
+class CSpecBaseContract;
+class CSpecFutures;
+class RiskParticipant;
+
+/// Changes that one participant hands to the one above: the isin in whose name, and the rolled-up change.
+/// One change of a client makes one or two of them, so they stand in place and no heap is touched.
+using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2>;
+
+/// Code of a base contract, of an MCS, or of a futures standing alone.
+using TInitialMarginEntityCode = std::string;
+
+class Portfolio
+{
+public:
+    using MapCumulativeFuturesPosition = std::unordered_map<Isin, CumulativePositionByFutures>;
+    template <class Node>
+    using RisksMap = std::unordered_map<TInitialMarginEntityCode, std::shared_ptr<Node>>;
+    using MapRolledUpRiskNode = std::unordered_map<TInitialMarginEntityCode, RolledUpRiskNode>;
+
+    /// What an isin resolves to.
+    class SearchResult
+    {
+    public:
+        enum class ResultType
+        {
+            Futures = 0,
+            Option = 1,
+            Multileg = 2,
+            Nothing = 3,
+        };
+
+        SearchResult() noexcept = default;
+        SearchResult(CumulativePositionByFutures& position, const CSpecFutures& futures) noexcept
+            : resultType(ResultType::Futures), futuresPtr(&futures), positionPtr(&position)
+        {}
+
+        [[nodiscard]] bool FuturesFound() const noexcept { return resultType == ResultType::Futures; }
+        [[nodiscard]] const CSpecFutures* GetFuturesPtr() const noexcept { return futuresPtr; }
+        [[nodiscard]] CumulativePositionByFutures* GetPositionPtr() const noexcept { return positionPtr; }
+        /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, else 0.
+        [[nodiscard]] Z9ERR ErrorToZ9ErrorCode() const noexcept;
+
+    private:
+        ResultType resultType = ResultType::Nothing;
+        const CSpecFutures* futuresPtr = nullptr;
+        CumulativePositionByFutures* positionPtr = nullptr;
+    };
+
+    explicit Portfolio(RiskParticipant* participant) noexcept : participant_(participant) {}
+    Portfolio(const Portfolio&) = delete;
+    Portfolio& operator=(const Portfolio&) = delete;
+
+    /// Sets a position and carries the change to both margins. Z9ERR_INSTRUMENT_ABSENT for an isin that names nothing
+    /// a position can stand in; nothing changes then.
+    [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
+    void Clear();
+
+    [[nodiscard]] const MapCumulativeFuturesPosition& RangePositions() const noexcept { return positions; }
+    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
+    /// Null when there is no position on this futures.
+    [[nodiscard]] const CumulativePositionByFutures* GetFuturesPositionByIsin(Isin isin) const;
+    [[nodiscard]] std::size_t GetPositionCount() const noexcept { return positions.size(); }
+    [[nodiscard]] bool Empty() const noexcept { return positions.empty(); }
+    /// The futures position of a futures isin, without creating anything; null when there is none.
+    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
+
+    [[nodiscard]] double GetVolatilityInitialMargin() const noexcept { return VolatilityInitialMargin_; }
+    [[nodiscard]] double GetDeliveryVolatilityInitialMargin() const noexcept
+    {
+        return DeliveryVolatilityInitialMargin_;
+    }
+    void IncreaseVolatilityInitialMarginBy(double change) noexcept { VolatilityInitialMargin_ += change; }
+    void IncreaseDeliveryVolatilityInitialMarginBy(double change) noexcept
+    {
+        DeliveryVolatilityInitialMargin_ += change;
+    }
+    /// Sum of the GO changes of the firms below, for a settlement account under Gross.
+    void IncreaseGrossInitialMargin(double change) noexcept { grossInitialMargin_ += change; }
+    [[nodiscard]] double GetGrossInitialMargin() const noexcept { return grossInitialMargin_; }
+
+    [[nodiscard]] RisksMap<RiskNodeMMS>& GetRisksMapOfLevelMMS() noexcept { return initialMarginRisksMapMMS_; }
+    [[nodiscard]] RisksMap<RiskNodeMCS>& GetRisksMapOfLevelMCS() noexcept { return initialMarginRisksMapMCS_; }
+    [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
+    [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
+
+    /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. Pushes
+    /// nothing for an isin that names nothing.
+    void GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas);
+    /// Applies changes from below, in order.
+    void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
+    void AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node);
+    /// The entry of a base contract, an MCS or a futures standing alone; null when absent.
+    [[nodiscard]] const RolledUpRiskNode* GetHalfNettingRisksByCode(const std::string& code) const;
+
+private:
+    [[nodiscard]] SearchResult FindByIsin(Isin isin);
+    CumulativePositionByFutures& FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures);
+    [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
+                                                              const CSpecBaseContract& baseContract);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code,
+                                                            const CumulativePositionByFutures& position);
+    void AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node);
+    void RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS);
+    void AddMarginChangesOf(RolledUpRiskNode& entry);
+
+    RiskParticipant* participant_; // owner of this book
+    MapCumulativeFuturesPosition positions;
+    RisksMap<RiskNodeMMS> initialMarginRisksMapMMS_;
+    RisksMap<RiskNodeMCS> initialMarginRisksMapMCS_;
+    double VolatilityInitialMargin_ = 0.0;
+    double DeliveryVolatilityInitialMargin_ = 0.0;
+    double grossInitialMargin_ = 0.0;
+    MapRolledUpRiskNode halfNettingRisksCorrected_;
+};
+
+} // namespace kv7im

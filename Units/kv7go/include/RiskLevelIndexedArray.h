@@ -1,0 +1,49 @@
+// RiskLevelIndexedArray: one value for each client risk level.
+//
+// Always true:  five values, in the order Default, Low, Medium, High, Exceptional.
+//               a level is one of Enums::PossibleClientRiskLevelValues; a level from outside is checked before it
+//               comes here.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <utility>
+
+#include "Enums.h"
+
+namespace kv7im {
+
+template <class T>
+class RiskLevelIndexedArray
+{
+public:
+    static constexpr std::size_t NumberOfClientRiskLevels = Enums::PossibleClientRiskLevelValues.size();
+
+    /// Five default values; zeros for numbers.
+    RiskLevelIndexedArray() : m_values{} {}
+
+    /// The same value at every level.
+    explicit RiskLevelIndexedArray(const T& everyLevel)
+        : m_values{everyLevel, everyLevel, everyLevel, everyLevel, everyLevel}
+    {}
+
+    /// The values in the order of the levels.
+    RiskLevelIndexedArray(T levelDefault, T levelLow, T levelMedium, T levelHigh, T levelExceptional)
+        : m_values{std::move(levelDefault), std::move(levelLow), std::move(levelMedium), std::move(levelHigh),
+                   std::move(levelExceptional)}
+    {}
+
+    [[nodiscard]] T& operator[](Enums::ClientRiskLevel level) noexcept
+    {
+        return m_values[static_cast<std::size_t>(level)];
+    }
+    [[nodiscard]] const T& operator[](Enums::ClientRiskLevel level) const noexcept
+    {
+        return m_values[static_cast<std::size_t>(level)];
+    }
+
+private:
+    std::array<T, NumberOfClientRiskLevels> m_values;
+};
+
+} // namespace kv7im

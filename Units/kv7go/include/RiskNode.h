@@ -1,0 +1,290 @@
+// Risk nodes: the tree along which one participant's risks net upward and from which the margin is read.
+//
+//   RiskNodeFutures   one futures:                  matrices, real price points only
+//   RiskNodeMMS       one base contract (MMS):      matrices; calendar spreads net cell by cell
+//   RiskNodeMCS       a group of base contracts:    rows; inter-contract spreads net point by point
+//   RolledUpRiskNode  a detached, collapsed copy:   rows; sums a firm's clients, carries deltas upward
+//
+// Always true:  a node equals the sum of what was added to it; it is never rebuilt, a change subtracts exactly what
+//               was added earlier.
+// Numbers:      money, a loss is negative; the margin is the absolute value of the worst cell times the ratio of the
+//               base contract. NaN never reaches a collapsed row.
+// Two figures:  every node has a volatility margin and a delivery margin; the second also looks at the outcomes of
+//               deliveries.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "Enums.h"
+#include "Risk.h"
+#include "RiskRow.h"
+#include "SpecialRiskPoints.h"
+#include "WindowMinimum.h"
+
+namespace kv7im {
+
+class CSpecBaseContract;
+class CSpecFutures;
+struct PositionTransform;
+class RolledUpRiskNode;
+class RiskNodeMMS;
+class RiskNodeMCS;
+
+class RiskNodeBase
+{
+public:
+    /// ratio multiplies the margin; riskLevel picks the market-risk rates of the stress points.
+    RiskNodeBase(double ratio, Enums::ClientRiskLevel riskLevel) noexcept
+        : brokerBaseContractGORatio(ratio), level(riskLevel)
+    {}
+    virtual ~RiskNodeBase() = default;
+
+    /// Recomputes the volatility margin, stores it and returns its change.
+    virtual double UpdateInitialMarginValue(const CSpecBaseContract& baseContract);
+    /// The same for the delivery margin.
+    virtual double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract);
+    /// Results over the price grid; the base answers with one empty Risk of no columns.
+    [[nodiscard]] virtual const Risk& Volatility() const;
+    /// Results over the price grid with the outcomes of deliveries mixed in.
+    [[nodiscard]] virtual const Risk& Expiration() const;
+
+    [[nodiscard]] double GetInitialMarginValue() const noexcept { return initialMarginValue; }
+    [[nodiscard]] double GetInitialMarginDeliveryValue() const noexcept { return initialMarginDeliveryValue; }
+    [[nodiscard]] double GetNOVj() const noexcept { return NOVj; }
+    [[nodiscard]] double GetTotalCumulativePerformance() const noexcept { return m_totalCumulativePerformance; }
+    [[nodiscard]] double GetBrokerBaseContractGORatio() const noexcept { return brokerBaseContractGORatio; }
+    [[nodiscard]] Enums::ClientRiskLevel GetLevel() const noexcept { return level; }
+
+    void ZeroMarginValue() noexcept; ///< Both margins to 0; the risks stay.
+    void AddNOVi(double value) noexcept { NOVj += value; }
+    void AddCumulativePerformance(double value) noexcept { m_totalCumulativePerformance += value; }
+
+    /// A detached copy collapsed to rows; margins 0. The delivery row is the worse of both rows at each point.
+    [[nodiscard]] RolledUpRiskNode GetRolledUpRiskNode(Risk::CollapseProperty property) const;
+
+    /// The heart of the margin: |worst of 0, the row and the corrected stress points| times the ratio. row has one
+    /// value a price point and is risk collapsed; curvature applies where the contract is priced through a currency.
+    [[nodiscard]] double ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
+                                                    const CSpecBaseContract& baseContract) const;
+
+protected:
+    friend class RiskNodeMCS; // reads the rows of the groups that it adds
+    friend class RiskNodeMMS; // keeps what its futures gave
+
+    RiskNodeBase(const RiskNodeBase&) = default;
+    RiskNodeBase(RiskNodeBase&&) = default;
+    RiskNodeBase& operator=(const RiskNodeBase&) = default;
+    RiskNodeBase& operator=(RiskNodeBase&&) = default;
+
+    /// The node collapsed over the price grid, kept until its risk changes: both margins, the group above and the
+    /// rolled-up copy read the same rows.
+    struct CollapsedRows
+    {
+        RiskRow volatility{0};
+        RiskRow delivery{0}; // at each point the worse of the volatility and the expiration side
+        bool fresh = false;
+    };
+    [[nodiscard]] const CollapsedRows& Collapsed() const;
+    void RiskHasChanged() noexcept { rows.fresh = false; }
+    void CopyFigures(const RiskNodeBase& other) noexcept; // everything but the rows
+
+    double StoreInitialMarginValue(double value) noexcept;         ///< Returns the change.
+    double StoreInitialMarginDeliveryValue(double value) noexcept; ///< Returns the change.
+
+    double initialMarginValue = 0.0;           // money, last volatility margin
+    double initialMarginDeliveryValue = 0.0;   // money, last delivery margin
+    double NOVj = 0.0;                         // money, net option value summed
+    double m_totalCumulativePerformance = 0.0; // money, paper loss summed
+    double brokerBaseContractGORatio;          // 1.0 is as computed
+    Enums::ClientRiskLevel level;
+    mutable CollapsedRows rows;
+};
+
+/// One futures of one participant.
+class RiskNodeFutures final : public RiskNodeBase
+{
+public:
+    /// parameters: the dimensions of the futures' profile.
+    RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel, bool collateral);
+
+    [[nodiscard]] const Risk& Volatility() const override { return riskFutures; }
+    [[nodiscard]] const Risk& Expiration() const override { return riskFuturesExpiration; }
+
+    /// Moves a position's risk into or out of both risks. A collateral instrument takes only the losses of the rate
+    /// stress; the mismatch stress counts by its losses everywhere.
+    RiskNodeFutures& operator+=(const Risk& risk);
+    RiskNodeFutures& operator-=(const Risk& risk);
+    RiskNodeFutures& operator+=(const RiskNodeFutures& other);
+    RiskNodeFutures& operator-=(const RiskNodeFutures& other);
+
+    /// Moves the futures position from one state to another, in one pass over the cells and with the bits of
+    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both.
+    void ReplacePosition(const PositionTransform& before, const PositionTransform& after, double chargeRatio);
+
+    /// A detached copy that holds losses only: no cell above 0, rate and mismatch stress folded into the cells.
+    [[nodiscard]] RiskNodeFutures GetTransformedRisk() const;
+
+    RiskNodeMMS* parent = nullptr; // the group of the base contract; null when the futures is not in a spread
+
+private:
+    friend class RiskNodeMMS;
+
+    Risk riskFutures;
+    Risk riskFuturesExpiration;
+    bool isCollateral;
+};
+
+/// Adapter of one MMS node towards its MCS: remembers what was added last, so that exactly that can be subtracted.
+class RiskNodeMMSToMCSProxy
+{
+public:
+    /// Nothing was added yet: rows of pointsNum zeros.
+    RiskNodeMMSToMCSProxy(RiskNodeMMS& node, std::size_t pointsNum);
+    RiskNodeMMSToMCSProxy(const RiskNodeMMSToMCSProxy&) = delete;
+    RiskNodeMMSToMCSProxy& operator=(const RiskNodeMMSToMCSProxy&) = delete;
+
+    [[nodiscard]] const Risk& Volatility() const;
+    [[nodiscard]] const Risk& Expiration() const;
+    [[nodiscard]] double GetNOVj() const noexcept;
+    [[nodiscard]] double GetTotalCumulativePerformance() const noexcept;
+
+    RiskNodeMMS& riskNodeMMS;
+    const CSpecFutures* futures = nullptr; // in whose name the change is made; gives the base contract
+    RiskRow cachedCollapsedRiskRowVolatilityMMS;
+    RiskRow cachedCollapsedRiskRowExpirationMMS;
+    SpecialRiskPoints cachedLastAdditionVolatility;
+    SpecialRiskPoints cachedLastAdditionExpiration;
+    std::optional<unsigned int> nettingPropertiesICS; // window in price points; empty: losses only
+};
+
+/// The margin group of one base contract: the sum of its futures in spread. Signed volatility cells net; the stress
+/// terms of rates and mismatch add by their losses.
+class RiskNodeMMS final : public RiskNodeBase
+{
+public:
+    /// How the group meets other groups: the participant's type, and the futures in whose name the change is made.
+    struct PropertiesForICS
+    {
+        Enums::SpreadMarginType interContractSpreadMarginType;
+        const CSpecFutures* futures;
+    };
+
+    /// Matrices of PointsNum columns and VolatNum rows.
+    RiskNodeMMS(const CSpecBaseContract& baseContract, double ratio, Enums::ClientRiskLevel riskLevel);
+    RiskNodeMMS(const RiskNodeMMS&) = delete;
+    RiskNodeMMS& operator=(const RiskNodeMMS&) = delete;
+
+    [[nodiscard]] const Risk& Volatility() const override { return volatilityRisk; }
+    [[nodiscard]] const Risk& Expiration() const override { return expirationRisk; }
+
+    RiskNodeMMS& operator+=(const RiskNodeFutures& futures);
+    RiskNodeMMS& operator-=(const RiskNodeFutures& futures);
+    RiskNodeMMS& operator+=(const RiskNodeMMS& other);
+    RiskNodeMMS& operator-=(const RiskNodeMMS& other);
+
+    /// Replaces what a futures gives to the group and remembers it in `previous`: the node as it is, or, with
+    /// lossesOnly, its transformed copy. One pass over the cells, with the bits of
+    /// mms -= previous, previous = node or node.GetTransformedRisk(), mms += previous; the rows come out on the way.
+    void ReplaceContribution(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly);
+
+    /// The node under those properties: under Netting the window of the base contract holds, otherwise none.
+    RiskNodeMMSToMCSProxy& operator|(const PropertiesForICS& properties);
+
+    RiskNodeMCS* parent = nullptr; // null when the base contract belongs to no MCS
+
+private:
+    Risk volatilityRisk;
+    Risk expirationRisk;
+    RiskNodeMMSToMCSProxy riskNodeMMSToMCSProxy;
+};
+
+/// The margin group across base contracts: rows over the common grid, and stress points.
+class RiskNodeMCS final : public RiskNodeBase
+{
+public:
+    /// pointsNum: length of both rows.
+    RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel);
+
+    /// No correction and no curvature here: both were applied on the way in.
+    double UpdateInitialMarginValue(const CSpecBaseContract& baseContract) override;
+    /// The stress points of the volatility side go with the delivery row; that mixed pair is meant.
+    double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract) override;
+
+    /// Collapses, corrects and adds a group. Under a window a nearby worse point of the group counts as well and the
+    /// stress points fold into the row's ends; without one only losses are taken.
+    RiskNodeMCS& operator+=(RiskNodeMMSToMCSProxy& proxy);
+    /// Subtracts exactly what was added last; to be called before the group changes.
+    RiskNodeMCS& operator-=(const RiskNodeMMSToMCSProxy& proxy);
+    RiskNodeMCS& operator+=(const RiskNodeMCS& other);
+    RiskNodeMCS& operator-=(const RiskNodeMCS& other);
+    [[nodiscard]] bool operator==(const RiskNodeMCS& other) const;
+
+    [[nodiscard]] const RiskRow& VolatilityRow() const noexcept { return volatilityRiskRow; }
+    [[nodiscard]] const RiskRow& ExpirationRow() const noexcept { return expirationRiskRow; }
+    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept { return volatilitySpecialRiskPoints; }
+    [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return expirationSpecialRiskPoints; }
+
+private:
+    RiskRow volatilityRiskRow;
+    RiskRow expirationRiskRow;
+    SpecialRiskPoints volatilitySpecialRiskPoints;
+    SpecialRiskPoints expirationSpecialRiskPoints;
+    WindowMinimum windowMinimum; // scratch space, kept to save an allocation a change
+};
+
+/// A node collapsed to rows and cut loose from the tree.
+class RolledUpRiskNode
+{
+public:
+    /// Zero rows of pointsNum values.
+    RolledUpRiskNode(std::size_t pointsNum, Enums::ClientRiskLevel level);
+    RolledUpRiskNode(const RolledUpRiskNode&) = default;
+    RolledUpRiskNode(RolledUpRiskNode&&) = default;
+    ~RolledUpRiskNode() = default;
+    /// Takes rows, points, sums and level; the margins and the flag of the target stay.
+    RolledUpRiskNode& operator=(const RolledUpRiskNode& other);
+
+    RolledUpRiskNode& operator+=(const RolledUpRiskNode& other);
+    RolledUpRiskNode& operator-=(const RolledUpRiskNode& other);
+    void Zero(); ///< Rows, points and sums to 0; padding lanes stay NaN.
+
+    /// |worst cell|, without a ratio; stores it and returns its change.
+    double UpdateInitialMarginValue();
+    double UpdateInitialMarginDeliveryValue();
+
+    void BoundValuesFromAbove(double bound);
+    /// Corrects the stress points by the rows and applies the curvature of a contract priced through a currency.
+    void ApplyCorrection(const CSpecBaseContract& baseContract);
+
+    [[nodiscard]] std::size_t PointsNum() const noexcept { return volatilityRiskRow.size(); }
+    [[nodiscard]] const RiskRow& Volatility() const noexcept { return volatilityRiskRow; }
+    [[nodiscard]] const RiskRow& Expiration() const noexcept { return expirationRiskRow; }
+    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept { return volatilitySpecialRiskPoints; }
+    [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return expirationSpecialRiskPoints; }
+    [[nodiscard]] double GetNOVj() const noexcept { return NOVj; }
+    [[nodiscard]] double GetTotalCumulativePerformance() const noexcept { return m_totalCumulativePerformance; }
+    [[nodiscard]] double GetInitialMarginValue() const noexcept { return initialMarginValue; }
+    [[nodiscard]] double GetInitialMarginDeliveryValue() const noexcept { return initialMarginDeliveryValue; }
+    [[nodiscard]] Enums::ClientRiskLevel GetRiskLevel() const noexcept { return m_riskLevel; }
+    [[nodiscard]] bool GetIsFromSpreadAspectChange() const noexcept { return isFromSpreadAspectChange; }
+    void SetIsFromSpreadAspectChange(bool value) noexcept { isFromSpreadAspectChange = value; }
+
+private:
+    friend class RiskNodeBase;
+
+    RiskRow volatilityRiskRow;
+    SpecialRiskPoints volatilitySpecialRiskPoints;
+    RiskRow expirationRiskRow;
+    SpecialRiskPoints expirationSpecialRiskPoints;
+    double initialMarginValue = 0.0;
+    double initialMarginDeliveryValue = 0.0;
+    double NOVj = 0.0;
+    double m_totalCumulativePerformance = 0.0;
+    Enums::ClientRiskLevel m_riskLevel;
+    bool isFromSpreadAspectChange = false;
+};
+
+} // namespace kv7im

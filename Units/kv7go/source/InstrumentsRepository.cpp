@@ -1,0 +1,194 @@
+#include "InstrumentsRepository.h"
+
+#include <functional>
+
+#include "InstrumentChecks.h"
+#include "InstrumentTables.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+template <class Index>
+auto WholeOf(const Index& index)
+{
+    return std::ranges::subrange(index.begin(), index.end());
+}
+
+template <class Index, class Key>
+auto PartOf(const Index& index, const Key& key)
+{
+    const auto [first, last] = index.equal_range(key);
+    return std::ranges::subrange(first, last);
+}
+
+template <class Index, class Key>
+std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
+{
+    std::size_t count = 0;
+    for (auto node = index.begin(); node != index.end(); node = index.equal_range(keyOf(*node)).second)
+        if (!keyOf(*node).empty()) ++count;
+    return count;
+}
+
+} // namespace
+
+// Currencies and common parameters.
+
+Z9ERR InstrumentsRepository::InsertCurrency(std::int32_t currencyId, double radius)
+{
+    const bool isNew = curvatureRadiusMap.emplace(currencyId, radius).second;
+    return isNew ? Z9ERR_OK : Z9ERR_CALCGO_API_ERROR_CURRENCY_ALREADY_EXIST;
+}
+
+Z9ERR InstrumentsRepository::InsertCurrency(const SCurrencyStruct& record)
+{
+    return InsertCurrency(record.IndicatorID, record.Radius);
+}
+
+Z9ERR InstrumentsRepository::SetEdgeCoeff(double value)
+{
+    EdgeCoeffParameters parameters{value};
+    const Context context(telemetryAlertsCollector, "SetEdgeCoeff", "");
+    const Z9ERR result = RunChecks(EdgeCoeffChecks, context, parameters);
+    m_EdgeCoeff = parameters.EdgeCoeff;
+    return result; // the table only corrects
+}
+
+void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector)
+{
+    telemetryAlertsCollector = collector;
+}
+
+void InstrumentsRepository::Clear()
+{
+    // Children before parents.
+    storageTASBaseFutIsinIDToIsin.clear();
+    storageFutures.clear();
+    storageBaseContracts.clear();
+    curvatureRadiusMap.clear();
+    m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
+}
+
+// Reading.
+
+CSpecBaseContract* InstrumentsRepository::FindBaseContract(std::string_view code) const
+{
+    const auto& index = storageBaseContracts.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->GetCurrent();
+}
+
+CSpecFutures* InstrumentsRepository::FindFutures(Isin isin) const
+{
+    const auto& index = storageFutures.get<ByIsin>();
+    const auto node = index.find(isin);
+    return node == index.end() ? nullptr : node->GetCurrent();
+}
+
+const CSpecBaseContract* InstrumentsRepository::GetBaseContract(AccessByStatus access, std::string_view code) const
+{
+    const auto& index = storageBaseContracts.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(AccessByStatus access, std::string_view code) const
+{
+    const auto& index = storageFutures.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(AccessByStatus access, Isin isin) const
+{
+    const auto& index = storageFutures.get<ByIsin>();
+    const auto node = index.find(isin);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(std::string_view code) const
+{
+    return GetFutures(AccessByStatus::eCurrent, code);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(Isin isin) const { return FindFutures(isin); }
+
+bool InstrumentsRepository::BaseContractExists(std::string_view code) const
+{
+    return FindBaseContract(code) != nullptr;
+}
+
+bool InstrumentsRepository::FuturesExists(std::string_view code) const { return GetFutures(code) != nullptr; }
+
+bool InstrumentsRepository::FuturesExists(Isin isin) const { return FindFutures(isin) != nullptr; }
+
+double InstrumentsRepository::GetCurvatureRadius(std::int32_t currencyId) const
+{
+    const auto currency = curvatureRadiusMap.find(currencyId);
+    return currency == curvatureRadiusMap.end() ? 0.0 : currency->second;
+}
+
+bool InstrumentsRepository::HasCurrency(std::int32_t currencyId) const
+{
+    return curvatureRadiusMap.contains(currencyId);
+}
+
+std::size_t InstrumentsRepository::CountMCS() const
+{
+    return CountNonEmptyKeys(storageBaseContracts.get<ByMCS>(), std::mem_fn(&BaseContractNode::GetMCS));
+}
+
+std::size_t InstrumentsRepository::CountMMS() const
+{
+    return CountNonEmptyKeys(storageFutures.get<ByMMS>(), std::mem_fn(&FuturesNode::GetMMS));
+}
+
+auto InstrumentsRepository::RangeBaseContractByCode() const -> Range<StorageBaseContract, ByCode>
+{
+    return WholeOf(storageBaseContracts.get<ByCode>());
+}
+
+auto InstrumentsRepository::RangeBaseContractByMCS(std::string_view codeMCS) const -> Range<StorageBaseContract, ByMCS>
+{
+    return PartOf(storageBaseContracts.get<ByMCS>(), codeMCS);
+}
+
+auto InstrumentsRepository::RangeBaseContractByStatus(Status status) const -> Range<StorageBaseContract, ByStatus>
+{
+    return PartOf(storageBaseContracts.get<ByStatus>(), status);
+}
+
+auto InstrumentsRepository::RangeFuturesByCode() const -> Range<StorageFutures, ByCode>
+{
+    return WholeOf(storageFutures.get<ByCode>());
+}
+
+auto InstrumentsRepository::RangeFuturesByIsin() const -> Range<StorageFutures, ByIsin>
+{
+    return WholeOf(storageFutures.get<ByIsin>());
+}
+
+auto InstrumentsRepository::RangeFuturesByBaseContract(std::string_view codeBC) const
+    -> Range<StorageFutures, ByBaseContract>
+{
+    return PartOf(storageFutures.get<ByBaseContract>(), codeBC);
+}
+
+auto InstrumentsRepository::RangeFuturesByStatus(Status status) const -> Range<StorageFutures, ByStatus>
+{
+    return PartOf(storageFutures.get<ByStatus>(), status);
+}
+
+auto InstrumentsRepository::RangeFuturesByMMS(std::string_view codeMMS) const -> Range<StorageFutures, ByMMS>
+{
+    return PartOf(storageFutures.get<ByMMS>(), codeMMS);
+}
+
+auto InstrumentsRepository::RangeFuturesByMCS(std::string_view codeMCS) const -> Range<StorageFutures, ByMCS>
+{
+    return PartOf(storageFutures.get<ByMCS>(), codeMCS);
+}
+
+} // namespace kv7im

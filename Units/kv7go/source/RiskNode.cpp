@@ -1,0 +1,406 @@
+#include "RiskNode.h"
+
+#include <cmath>
+
+#include "Curvature.h"
+#include "FuturesKernels.h"
+#include "RowCells.h"
+#include "SpecBaseContract.h"
+#include "SpecFutures.h"
+
+namespace kv7im {
+
+namespace {
+
+// Smaller and larger of two in the order written: the second operand when either is no number.
+double Smaller(double a, double b) noexcept { return a < b ? a : b; }
+
+void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
+{
+    Profile& into = target.GetRisk();
+    const Profile& from = source.GetRisk();
+    into.Volatility() += from.Volatility();
+    if (isCollateral)
+        into.InterestRate().NegativeSum(from.InterestRate());
+    else
+        into.InterestRate() += from.InterestRate();
+    into.VolatilityMismatch().NegativeSum(from.VolatilityMismatch());
+    if (from.GetParameters().hasExpiration()) into.Expiration() += from.Expiration();
+    into.GetSpecialRiskPoints() += from.GetSpecialRiskPoints();
+}
+
+void SubtractionRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
+{
+    Profile& outOf = target.GetRisk();
+    const Profile& from = source.GetRisk();
+    outOf.Volatility() -= from.Volatility();
+    if (isCollateral)
+        outOf.InterestRate().SubtractionNegative(from.InterestRate());
+    else
+        outOf.InterestRate() -= from.InterestRate();
+    outOf.VolatilityMismatch().SubtractionNegative(from.VolatilityMismatch());
+    if (from.GetParameters().hasExpiration()) outOf.Expiration() -= from.Expiration();
+    outOf.GetSpecialRiskPoints() -= from.GetSpecialRiskPoints();
+}
+
+void AdditionalRiskToMMS(Risk& target, const Risk& source)
+{
+    Profile& into = target.GetRisk();
+    const Profile& from = source.GetRisk();
+    into.Volatility() += from.Volatility();
+    into.InterestRate().NegativeSum(from.InterestRate());
+    into.VolatilityMismatch().NegativeSum(from.VolatilityMismatch());
+    into.GetSpecialRiskPoints() += from.GetSpecialRiskPoints();
+}
+
+void SubtractionRiskToMMS(Risk& target, const Risk& source)
+{
+    Profile& outOf = target.GetRisk();
+    const Profile& from = source.GetRisk();
+    outOf.Volatility() -= from.Volatility();
+    outOf.InterestRate().SubtractionNegative(from.InterestRate());
+    outOf.VolatilityMismatch().SubtractionNegative(from.VolatilityMismatch());
+    outOf.GetSpecialRiskPoints() -= from.GetSpecialRiskPoints();
+}
+
+// The stress points of a group under a window: the pairs below and above the market count at the row's ends, the tails
+// take their charges and stay as losses, nothing else stays.
+void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points)
+{
+    if (row.size() != 0) {
+        double* const cells = CellsOf(row);
+        cells[0] = Smaller(Smaller(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
+        double& last = cells[row.size() - 1];
+        last = Smaller(Smaller(points.GetPnL2U(), points.GetPnL3U()), last);
+    }
+    const double leftTail = Smaller(Smaller(points.GetZL(), points.GetDownRisk()), 0.0);
+    const double rightTail = Smaller(Smaller(points.GetZR(), points.GetUpRisk()), 0.0);
+    points = SpecialRiskPoints{};
+    points.SetZL(leftTail);
+    points.SetZR(rightTail);
+}
+
+} // namespace
+
+double RiskNodeBase::UpdateInitialMarginValue(const CSpecBaseContract& baseContract)
+{
+    return StoreInitialMarginValue(ComposeInitialMarginByRisk(Volatility(), Collapsed().volatility, baseContract));
+}
+
+double RiskNodeBase::UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract)
+{
+    return StoreInitialMarginDeliveryValue(
+        ComposeInitialMarginByRisk(Expiration(), Collapsed().delivery, baseContract));
+}
+
+const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
+{
+    if (!rows.fresh) {
+        rows.volatility = Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive);
+        rows.delivery =
+            kv7im::min(rows.volatility, Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive));
+        rows.fresh = true;
+    }
+    return rows;
+}
+
+const Risk& RiskNodeBase::Volatility() const
+{
+    static const Risk empty{Parameters{0, 0}};
+    return empty;
+}
+
+const Risk& RiskNodeBase::Expiration() const { return RiskNodeBase::Volatility(); }
+
+void RiskNodeBase::CopyFigures(const RiskNodeBase& other) noexcept
+{
+    initialMarginValue = other.initialMarginValue;
+    initialMarginDeliveryValue = other.initialMarginDeliveryValue;
+    NOVj = other.NOVj;
+    m_totalCumulativePerformance = other.m_totalCumulativePerformance;
+    brokerBaseContractGORatio = other.brokerBaseContractGORatio;
+    level = other.level;
+    RiskHasChanged();
+}
+
+void RiskNodeBase::ZeroMarginValue() noexcept
+{
+    initialMarginValue = 0.0;
+    initialMarginDeliveryValue = 0.0;
+}
+
+double RiskNodeBase::StoreInitialMarginValue(double value) noexcept
+{
+    const double change = value - initialMarginValue;
+    initialMarginValue = value;
+    return change;
+}
+
+double RiskNodeBase::StoreInitialMarginDeliveryValue(double value) noexcept
+{
+    const double change = value - initialMarginDeliveryValue;
+    initialMarginDeliveryValue = value;
+    return change;
+}
+
+double RiskNodeBase::ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
+                                                const CSpecBaseContract& baseContract) const
+{
+    SpecialRiskPoints points = risk.GetSpecialRiskPoints().GetCorrectedSpecialRiskPoints(row, baseContract, level);
+    const double curvature = baseContract.CalculateRiskCoefficient();
+    points.ApplyCurvature(NOVj, curvature);
+    const double worstPoint = points.min();
+
+    double worstCell = row.min();
+    if (curvature > 0.0) {
+        RiskRow curved = row;
+        ApplyCurvatureToRow(curved, NOVj, curvature);
+        worstCell = curved.min();
+    }
+    return std::abs(Smaller(Smaller(0.0, worstCell), worstPoint)) * brokerBaseContractGORatio;
+}
+
+RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
+                                 bool collateral)
+    : RiskNodeBase(ratio, riskLevel),
+      riskFutures(parameters),
+      riskFuturesExpiration(parameters),
+      isCollateral(collateral)
+{}
+
+RiskNodeFutures& RiskNodeFutures::operator+=(const Risk& risk)
+{
+    RiskHasChanged();
+    AdditionalRiskToFutures(riskFutures, risk, isCollateral);
+    AdditionalRiskToFutures(riskFuturesExpiration, risk, isCollateral);
+    return *this;
+}
+
+RiskNodeFutures& RiskNodeFutures::operator-=(const Risk& risk)
+{
+    RiskHasChanged();
+    SubtractionRiskToFutures(riskFutures, risk, isCollateral);
+    SubtractionRiskToFutures(riskFuturesExpiration, risk, isCollateral);
+    return *this;
+}
+
+RiskNodeFutures& RiskNodeFutures::operator+=(const RiskNodeFutures& other)
+{
+    RiskHasChanged();
+    AdditionalRiskToFutures(riskFutures, other.Volatility(), isCollateral);
+    AdditionalRiskToFutures(riskFuturesExpiration, other.Expiration(), isCollateral);
+    NOVj += other.NOVj;
+    m_totalCumulativePerformance += other.m_totalCumulativePerformance;
+    return *this;
+}
+
+RiskNodeFutures& RiskNodeFutures::operator-=(const RiskNodeFutures& other)
+{
+    RiskHasChanged();
+    SubtractionRiskToFutures(riskFutures, other.Volatility(), isCollateral);
+    SubtractionRiskToFutures(riskFuturesExpiration, other.Expiration(), isCollateral);
+    NOVj -= other.NOVj;
+    m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
+    return *this;
+}
+
+void RiskNodeFutures::ReplacePosition(const PositionTransform& before, const PositionTransform& after,
+                                      double chargeRatio)
+{
+    RiskHasChanged();
+    ReplacePositionInCells(riskFutures.GetRisk(), riskFuturesExpiration.GetRisk(), before, after, isCollateral);
+    const SpecialRiskPoints pointsBefore = PointsOfPosition(before, chargeRatio);
+    const SpecialRiskPoints pointsAfter = PointsOfPosition(after, chargeRatio);
+    for (Risk* const risk : {&riskFutures, &riskFuturesExpiration}) {
+        risk->GetSpecialRiskPoints() -= pointsBefore;
+        risk->GetSpecialRiskPoints() += pointsAfter;
+    }
+}
+
+RiskNodeFutures RiskNodeFutures::GetTransformedRisk() const
+{
+    RiskNodeFutures transformed = *this;
+    transformed.riskFutures.TransformMatrixByHalfNetting();
+    transformed.riskFuturesExpiration.TransformMatrixByHalfNetting();
+    transformed.RiskHasChanged();
+    return transformed;
+}
+
+RiskNodeMMSToMCSProxy::RiskNodeMMSToMCSProxy(RiskNodeMMS& node, std::size_t pointsNum)
+    : riskNodeMMS(node), cachedCollapsedRiskRowVolatilityMMS(pointsNum), cachedCollapsedRiskRowExpirationMMS(pointsNum)
+{}
+
+const Risk& RiskNodeMMSToMCSProxy::Volatility() const { return riskNodeMMS.Volatility(); }
+const Risk& RiskNodeMMSToMCSProxy::Expiration() const { return riskNodeMMS.Expiration(); }
+double RiskNodeMMSToMCSProxy::GetNOVj() const noexcept { return riskNodeMMS.GetNOVj(); }
+double RiskNodeMMSToMCSProxy::GetTotalCumulativePerformance() const noexcept
+{
+    return riskNodeMMS.GetTotalCumulativePerformance();
+}
+
+RiskNodeMMS::RiskNodeMMS(const CSpecBaseContract& baseContract, double ratio, Enums::ClientRiskLevel riskLevel)
+    : RiskNodeBase(ratio, riskLevel),
+      volatilityRisk(Parameters{static_cast<std::size_t>(baseContract.PointsNum),
+                                static_cast<std::size_t>(baseContract.VolatNum)}),
+      expirationRisk(volatilityRisk),
+      riskNodeMMSToMCSProxy(*this, static_cast<std::size_t>(baseContract.PointsNum))
+{}
+
+RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeFutures& futures)
+{
+    RiskHasChanged();
+    AdditionalRiskToMMS(volatilityRisk, futures.Volatility());
+    AdditionalRiskToMMS(expirationRisk, futures.Expiration());
+    NOVj += futures.GetNOVj();
+    m_totalCumulativePerformance += futures.GetTotalCumulativePerformance();
+    return *this;
+}
+
+RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeFutures& futures)
+{
+    RiskHasChanged();
+    SubtractionRiskToMMS(volatilityRisk, futures.Volatility());
+    SubtractionRiskToMMS(expirationRisk, futures.Expiration());
+    NOVj -= futures.GetNOVj();
+    m_totalCumulativePerformance -= futures.GetTotalCumulativePerformance();
+    return *this;
+}
+
+void RiskNodeMMS::ReplaceContribution(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly)
+{
+    NOVj -= previous.NOVj;
+    m_totalCumulativePerformance -= previous.m_totalCumulativePerformance;
+    static_cast<RiskNodeBase&>(previous).CopyFigures(node);
+    previous.parent = node.parent;
+
+    const auto replace = [&](Risk& group, Risk& given, const Risk& risk, RiskRow& row) {
+        row.resize(group.GetRisk().Volatility().ColsCount());
+        ReplaceContributionInCells(group.GetRisk(), given.GetRisk(), risk.GetRisk(), lossesOnly, row);
+        group.GetSpecialRiskPoints() -= given.GetSpecialRiskPoints();
+        given.GetSpecialRiskPoints() = risk.GetSpecialRiskPoints();
+        if (lossesOnly) given.GetSpecialRiskPoints().BoundValuesFromAbove(0.0);
+        group.GetSpecialRiskPoints() += given.GetSpecialRiskPoints();
+    };
+    replace(volatilityRisk, previous.riskFutures, node.riskFutures, rows.volatility);
+    replace(expirationRisk, previous.riskFuturesExpiration, node.riskFuturesExpiration, rows.delivery);
+    SmallerOfBoth(rows.volatility, rows.delivery);
+    rows.fresh = true;
+
+    NOVj += previous.NOVj;
+    m_totalCumulativePerformance += previous.m_totalCumulativePerformance;
+}
+
+RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
+{
+    RiskHasChanged();
+    volatilityRisk += other.volatilityRisk;
+    expirationRisk += other.expirationRisk;
+    NOVj += other.NOVj;
+    m_totalCumulativePerformance += other.m_totalCumulativePerformance;
+    return *this;
+}
+
+RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
+{
+    RiskHasChanged();
+    volatilityRisk -= other.volatilityRisk;
+    expirationRisk -= other.expirationRisk;
+    NOVj -= other.NOVj;
+    m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
+    return *this;
+}
+
+RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties)
+{
+    riskNodeMMSToMCSProxy.futures = properties.futures;
+    if (properties.interContractSpreadMarginType == Enums::SpreadMarginType::Netting)
+        riskNodeMMSToMCSProxy.nettingPropertiesICS =
+            static_cast<unsigned int>(properties.futures->BaseContract->WindowSize);
+    else
+        riskNodeMMSToMCSProxy.nettingPropertiesICS.reset();
+    return riskNodeMMSToMCSProxy;
+}
+
+RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
+    : RiskNodeBase(ratio, riskLevel), volatilityRiskRow(pointsNum), expirationRiskRow(pointsNum)
+{}
+
+double RiskNodeMCS::UpdateInitialMarginValue(const CSpecBaseContract&)
+{
+    return StoreInitialMarginValue(std::abs(Smaller(volatilityRiskRow.min(), volatilitySpecialRiskPoints.min())) *
+                                   brokerBaseContractGORatio);
+}
+
+double RiskNodeMCS::UpdateInitialMarginDeliveryValue(const CSpecBaseContract&)
+{
+    return StoreInitialMarginDeliveryValue(
+        std::abs(Smaller(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) * brokerBaseContractGORatio);
+}
+
+RiskNodeMCS& RiskNodeMCS::operator+=(RiskNodeMMSToMCSProxy& proxy)
+{
+    const CSpecBaseContract& baseContract = *proxy.futures->BaseContract;
+    const double curvature = baseContract.CalculateRiskCoefficient();
+    const SpecialRiskPoints& uncorrected = proxy.Volatility().GetSpecialRiskPoints();
+
+    // The group's rows and, by each row, its corrected stress points. The points of the delivery side come from the
+    // volatility side too.
+    RiskRow& volatilityRow = proxy.cachedCollapsedRiskRowVolatilityMMS;
+    RiskRow& expirationRow = proxy.cachedCollapsedRiskRowExpirationMMS;
+    volatilityRow = proxy.riskNodeMMS.Collapsed().volatility;
+    expirationRow = proxy.riskNodeMMS.Collapsed().delivery;
+    proxy.cachedLastAdditionVolatility = uncorrected.GetCorrectedSpecialRiskPoints(volatilityRow, baseContract, level);
+    proxy.cachedLastAdditionExpiration = uncorrected.GetCorrectedSpecialRiskPoints(expirationRow, baseContract, level);
+
+    const auto addPair = [&](RiskRow& row, SpecialRiskPoints& points, RiskRow& rowOfMCS,
+                             SpecialRiskPoints& pointsOfMCS) {
+        ApplyCurvatureToRow(row, proxy.GetNOVj(), curvature);
+        points.ApplyCurvature(proxy.GetNOVj(), curvature);
+        if (proxy.nettingPropertiesICS.has_value()) {
+            windowMinimum.Apply(row, *proxy.nettingPropertiesICS);
+            FoldStressPointsIntoRow(row, points);
+        } else {
+            row.BoundValuesFromAbove(0.0);
+            points.BoundValuesFromAbove(0.0);
+        }
+        rowOfMCS += row;
+        pointsOfMCS += points;
+    };
+    addPair(volatilityRow, proxy.cachedLastAdditionVolatility, volatilityRiskRow, volatilitySpecialRiskPoints);
+    addPair(expirationRow, proxy.cachedLastAdditionExpiration, expirationRiskRow, expirationSpecialRiskPoints);
+    return *this;
+}
+
+RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMMSToMCSProxy& proxy)
+{
+    volatilityRiskRow -= proxy.cachedCollapsedRiskRowVolatilityMMS;
+    volatilitySpecialRiskPoints -= proxy.cachedLastAdditionVolatility;
+    expirationRiskRow -= proxy.cachedCollapsedRiskRowExpirationMMS;
+    expirationSpecialRiskPoints -= proxy.cachedLastAdditionExpiration;
+    return *this;
+}
+
+RiskNodeMCS& RiskNodeMCS::operator+=(const RiskNodeMCS& other)
+{
+    volatilityRiskRow += other.volatilityRiskRow;
+    expirationRiskRow += other.expirationRiskRow;
+    volatilitySpecialRiskPoints += other.volatilitySpecialRiskPoints;
+    expirationSpecialRiskPoints += other.expirationSpecialRiskPoints;
+    return *this;
+}
+
+RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMCS& other)
+{
+    volatilityRiskRow -= other.volatilityRiskRow;
+    expirationRiskRow -= other.expirationRiskRow;
+    volatilitySpecialRiskPoints -= other.volatilitySpecialRiskPoints;
+    expirationSpecialRiskPoints -= other.expirationSpecialRiskPoints;
+    return *this;
+}
+
+bool RiskNodeMCS::operator==(const RiskNodeMCS& other) const
+{
+    return volatilityRiskRow == other.volatilityRiskRow && expirationRiskRow == other.expirationRiskRow;
+}
+
+} // namespace kv7im

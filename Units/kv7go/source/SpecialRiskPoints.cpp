@@ -1,0 +1,120 @@
+#include "SpecialRiskPoints.h"
+
+#include <cmath>
+
+#include "SpecBaseContract.h"
+
+namespace kv7im {
+
+namespace {
+
+/// Market-risk rates of one side: below the first concentration limit, between the two, above the second.
+struct Tiers
+{
+    double rate;
+    double rate1;
+    double rate2;
+};
+
+/// Losses that the stress points of one side must not be better than.
+struct Floors
+{
+    double step2 = 0.0; // for PnL2D or PnL2U
+    double step3 = 0.0; // for PnL3D or PnL3U
+};
+
+/// How much of the position falls into each tier follows from the result at the edge of the grid: at the rate of the
+/// first tier it took `edge / rate` of value. That amount is worn down tier by tier, limits in units of money at spot.
+Floors ConcentrationFloors(double edge, double limit1, double limit2, const Tiers& tiers) noexcept
+{
+    if (edge == 0.0) return {};
+    const double amount = std::fabs(edge / tiers.rate);
+    const double first = -Min(amount, limit1);
+    const double second = Max(Min(amount, limit2) - limit1, 0.0);
+    const double third = Max(amount - limit2, 0.0);
+    Floors floors;
+    floors.step2 = first * tiers.rate - (second + third) * tiers.rate1;
+    floors.step3 = first * tiers.rate - tiers.rate1 * second - third * tiers.rate2;
+    return floors;
+}
+
+/// max(floor, point), by way of a ratio: the rounding of the division and of the product is part of the figure. A NaN
+/// point stays NaN.
+double NotBetterThan(double floor, double point) noexcept
+{
+    const double ratio = point == 0.0 ? 0.0 : Max(floor, point) / point;
+    return ratio * point;
+}
+
+} // namespace
+
+double SpecialRiskPoints::min() const noexcept
+{
+    double smallest = LargestFinite;
+    for (const double point : points)
+        smallest = Min(point, smallest); // a NaN point never wins
+    return smallest;
+}
+
+SpecialRiskPoints& SpecialRiskPoints::operator+=(double value) noexcept
+{
+    for (std::size_t i = ZL; i <= ZR; ++i) // the charges at both ends are no prices
+        points[i] += value;
+    return *this;
+}
+
+SpecialRiskPoints& SpecialRiskPoints::operator-=(double value) noexcept { return *this += -value; }
+
+void SpecialRiskPoints::BoundValuesFromAbove(double bound) noexcept
+{
+    for (double& point : points)
+        point = Min(point, bound); // the bound second: it replaces a NaN
+}
+
+void SpecialRiskPoints::BoundValuesFromBelow(double bound) noexcept
+{
+    for (double& point : points)
+        point = Max(point, bound); // the bound second: it replaces a NaN
+}
+
+SpecialRiskPoints SpecialRiskPoints::GetCorrectedSpecialRiskPoints(const RiskRow& row,
+                                                                   const CSpecBaseContract& baseContract,
+                                                                   Enums::ClientRiskLevel level) const
+{
+    const bool hasGrid = row.size() != 0;
+    const double lowestEdge = hasGrid ? row[0] : 0.0;
+    const double highestEdge = hasGrid ? row[row.size() - 1] : 0.0;
+    const double limit1 = baseContract.ConcentrationLimit1Spot;
+    const double limit2 = baseContract.ConcentrationLimit2Spot;
+
+    const Floors down =
+        ConcentrationFloors(lowestEdge, limit1, limit2,
+                            Tiers{baseContract.MarketRiskDown[level], baseContract.MarketRisk1Down[level],
+                                  baseContract.MarketRisk2Down[level]});
+    const Floors up = ConcentrationFloors(
+        highestEdge, limit1, limit2,
+        Tiers{baseContract.MarketRiskUp[level], baseContract.MarketRisk1Up[level], baseContract.MarketRisk2Up[level]});
+
+    SpecialRiskPoints corrected(*this);
+    corrected.SetPnL3D(NotBetterThan(down.step3, GetPnL3D()));
+    corrected.SetPnL2D(NotBetterThan(down.step2, GetPnL2D()));
+    corrected.SetPnL2U(NotBetterThan(up.step2, GetPnL2U()));
+    corrected.SetPnL3U(NotBetterThan(up.step3, GetPnL3U()));
+    return corrected;
+}
+
+void SpecialRiskPoints::ApplyCurvature(double a, double b) noexcept
+{
+    if (!(b > 0.0)) return;
+    for (double& point : points)
+        point = Curved(point, a, b);
+}
+
+void SpecialRiskPoints::ApplyCurvature_PositionsOnly(double a, double b, double c) noexcept
+{
+    if (!(b > 0.0)) return;
+    for (double& point : points)
+        point = Curved_PositionsOnly(point, a, b, c);
+}
+
+} // namespace kv7im

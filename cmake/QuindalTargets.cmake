@@ -1,0 +1,40 @@
+# How every target of the house is compiled, said once.
+
+add_library(quindal_flags INTERFACE)
+target_compile_features(quindal_flags INTERFACE cxx_std_20 c_std_99)
+target_compile_options(quindal_flags INTERFACE
+  -march=x86-64-v3      # 256-bit vectors, the one instruction level the engine is written for
+  -ffp-contract=off     # no fused multiply-add behind our back: same input, same bits, every build
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  # gcc 12 sees overlaps in std::string's operator+ that are not there.
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wno-restrict>
+  $<$<COMPILE_LANGUAGE:CXX>:-fvisibility=hidden -fvisibility-inlines-hidden>)
+if(QUINDAL_SANITIZE)
+  target_compile_options(quindal_flags INTERFACE
+    -O1 -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quindal_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(QUINDAL_COVERAGE)
+  target_compile_options(quindal_flags INTERFACE --coverage)
+  target_link_options(quindal_flags INTERFACE --coverage)
+endif()
+
+# quindal_unit(NAME DEPENDS unit... SOURCES file... [PRIVATE_LIBS lib...])
+# One unit of the house: a static library with include/ for its readers and source/ for itself.
+function(quindal_unit name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES;PRIVATE_LIBS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC include PRIVATE source)
+  target_link_libraries(${name} PUBLIC quindal_flags ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_LIBS})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# quindal_test(NAME DEPENDS lib... SOURCES file... [LABELS label...])
+# One test program; CTest sees each of its cases by name.
+function(quindal_test name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE quindal_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()

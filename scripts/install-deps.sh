@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that the project builds, runs and is tested with. Asks apt only for what is missing.
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build pkg-config git ca-certificates
+    libboost-dev libsnappy-dev libsparsehash-dev
+    libnats-dev nats-server libspdlog-dev libsimpleini-dev
+    libcli11-dev libcsv-dev nlohmann-json3-dev
+    libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
+)
+if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+done
+[ "${#missing[@]}" -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
+printf '== install %s\n' "${missing[*]}" >&2
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq >&2
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2

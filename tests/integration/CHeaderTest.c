@@ -1,0 +1,67 @@
+/* A caller in C: the header compiles as C99 with every warning on, every export can be linked and called, with nulls
+ * wherever a pointer stands, and answers with a code. Ends with the number of answers that were not expected. */
+#include "QuindalIM.h"
+
+#include <stddef.h>
+#include <string.h>
+
+static int unexpected;
+
+static void expect(int32_t code, int32_t expected)
+{
+    if (code != expected) ++unexpected;
+}
+
+int main(void)
+{
+    const int32_t nullPointer = 94811;
+    const int32_t notInitialized = 94821;
+
+    if (strcmp(GetQuindalIMLibraryVersion(), "9.9.64.4654") != 0) ++unexpected;
+    if (strcmp(GetErrorCodeDescription(nullPointer), "QuindalIM wrong arguments") != 0) ++unexpected;
+
+    expect(InitQuindalIM(NULL, NULL, NULL), nullPointer);
+    expect(DeInitQuindalIM(), notInitialized);
+    expect(CreateQuindalIMCalculator(NULL), nullPointer);
+    expect(DestroyQuindalIMCalculator(0), notInitialized);
+
+    expect(SetCommonParams(0, 0.5), notInitialized);
+    expect(GetCommonParams(0, NULL), nullPointer);
+    expect(InsertCurrency(0, 840, 0.05), notInitialized);
+    expect(InsertBaseContract(0, NULL, NULL, 3, QUINDAL_MSP_FIXED_PRICE_STEP, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                              0, 0, 0, 0, 0, 0, 0, QUINDAL_OPTION_MODEL_BLACK_SCHOLES, 0, QUINDAL_ASSET_CLASS_STOCK, 0),
+           nullPointer);
+    expect(InsertFutures(0, NULL, NULL, 0, QUINDAL_SPREAD_ASPECT_IN_SPREAD, 0, 0, 0, 0, 0, 0, 0, 0,
+                         QUINDAL_ATTRIBUTE_NONE, 0, 0, 0, NULL),
+           nullPointer);
+    expect(GetInstrumentParameters(0, NULL), notInitialized);
+    expect(ClearAll(0), notInitialized);
+    expect(ClearParts(0), notInitialized);
+
+    expect(SetOnFirstCurrency(0, NULL), nullPointer);
+    expect(SetOnFirstBaseContract(0, NULL), nullPointer);
+    expect(SetOnFirstFutures(0, NULL), nullPointer);
+    expect(GetNextCurrency(0, NULL, NULL), nullPointer);
+    expect(GetNextBaseContract(0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                               NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                               NULL, NULL),
+           nullPointer);
+    expect(GetNextFutures(0, QUINDAL_CLIENT_RISK_LEVEL_DEFAULT, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                          NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL),
+           nullPointer);
+
+    expect(RegisterSettlementAccount(0, NULL, QUINDAL_MARGIN_RULE_NETTING, QUINDAL_SPREAD_MARGIN_TYPE_NETTING,
+                                     QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1),
+           nullPointer);
+    expect(RegisterFirm(0, NULL, 0, 0, 0, QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY, NULL,
+                        QUINDAL_SPREAD_MARGIN_TYPE_NETTING, QUINDAL_MARGIN_RULE_NETTING,
+                        QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1, 0),
+           nullPointer);
+    expect(RegisterPart(0, NULL, 0, 0, 0, QUINDAL_SPREAD_MARGIN_TYPE_NETTING, QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1, 1,
+                        QUINDAL_CLIENT_RISK_LEVEL_DEFAULT, 0),
+           nullPointer);
+    expect(InsertBrokerBaseContractParam(0, NULL, NULL, 1), nullPointer);
+    expect(SetPosition(0, NULL, NULL, 0, 0, NULL, NULL, NULL, NULL, NULL, QUINDAL_ACCOUNT_HIERARCHY_CLIENT, 0),
+           nullPointer);
+    return unexpected;
+}

@@ -1,0 +1,412 @@
+// The shared library over a real router and server: instruments in and out, the account tree, positions.
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "LibraryHost.h"
+
+namespace {
+
+using namespace quindal::test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class Download : public LibraryHost
+{};
+
+TEST_F(Download, FillsTheCalculatorWithTheMarketPlainOrCompressed)
+{
+    for (const bool compress : {true, false}) {
+        SCOPED_TRACE(compress ? "compressed" : "plain");
+        Serve(SmallMarket, compress);
+        StartAll();
+        ASSERT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+
+        double edgeCoeff = 0.0;
+        EXPECT_EQ(GetCommonParams(calc, &edgeCoeff), 0);
+        EXPECT_EQ(edgeCoeff, 0.5);
+        std::int32_t count = -1;
+        EXPECT_EQ(SetOnFirstCurrency(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        std::int32_t currency = 0;
+        double radius = 0.0;
+        EXPECT_EQ(GetNextCurrency(calc, &currency, &radius), 0);
+        EXPECT_EQ(currency, 840);
+        EXPECT_EQ(radius, 0.045);
+        EXPECT_EQ(GetNextCurrency(calc, &currency, &radius), 94810);
+
+        EXPECT_EQ(SetOnFirstBaseContract(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        calls::BaseContractEntry contract;
+        EXPECT_EQ(contract.GetNext(calc), 0);
+        EXPECT_STREQ(contract.code.data(), "INDX");
+        EXPECT_STREQ(contract.mcs.data(), "GROUP");
+        EXPECT_THAT(contract.rates, ElementsAre(0.1, 0.15, 0.2, 0.09, 0.14, 0.19, 0.11, 0.16, 0.21, 0.12, 0.17, 0.22,
+                                                0.13, 0.18, 0.23));
+        EXPECT_EQ(SetOnFirstFutures(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        calls::FuturesEntry futures;
+        EXPECT_EQ(futures.GetNext(calc), 0);
+        EXPECT_STREQ(futures.code.data(), "INDX-12.26");
+        EXPECT_EQ(futures.addOnDown, 0.002);
+        ASSERT_EQ(ClearAll(calc), 0);
+        ASSERT_EQ(DeInitQuindalIM(), 0);
+    }
+}
+
+TEST_F(Download, AMarketWithNothingInItIsAMarketToo)
+{
+    Serve("<root/>");
+    StartAll();
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+    std::int32_t count = -1;
+    EXPECT_EQ(SetOnFirstFutures(calc, &count), 0);
+    EXPECT_EQ(count, 0);
+}
+
+TEST_F(Download, AnEdgeCoefficientOfZeroCountsAsAQuarter)
+{
+    Serve(R"(<root><CommonParameters EdgeCoeff="0"/></root>)");
+    StartAll();
+    ASSERT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+    double edgeCoeff = 0.0;
+    EXPECT_EQ(GetCommonParams(calc, &edgeCoeff), 0);
+    EXPECT_EQ(edgeCoeff, 0.25);
+}
+
+TEST_F(Download, IsRefusedOnAFilledCalculatorUntilClearAll)
+{
+    StartAll();
+    ASSERT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94995);
+    EXPECT_STREQ(GetErrorCodeDescription(94995), "Instruments already loaded. Please call ClearAll()");
+    ASSERT_EQ(ClearParts(calc), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94995) << "instruments are still there";
+    ASSERT_EQ(ClearAll(calc), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+}
+
+TEST_F(Download, IsAllowedAfterCurrenciesAndCommonParametersAlone)
+{
+    StartAll();
+    ASSERT_EQ(InsertCurrency(calc, 978, 0.5), 0);
+    ASSERT_EQ(SetCommonParams(calc, 0.125), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, ""), 0);
+    std::int32_t count = 0;
+    EXPECT_EQ(SetOnFirstCurrency(calc, &count), 0);
+    EXPECT_EQ(count, 1) << "the download replaces everything";
+}
+
+TEST_F(Download, IsRefusedOnceAnAccountAFirmOrAnInstrumentWasEntered)
+{
+    StartAll();
+    ASSERT_EQ(calls::Account(calc, "ACCOUNT"), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94995);
+    ASSERT_EQ(ClearAll(calc), 0);
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94995);
+    ASSERT_EQ(ClearAll(calc), 0);
+    EXPECT_NE(calls::BaseContract(calc, "BC", "", -1), 0) << "a negative limit is refused";
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94995) << "and the calculator is no longer empty all the same";
+}
+
+TEST_F(Download, AnIncompleteElementStopsItAndKeepsWhatCameBefore)
+{
+    Serve(R"(<root><Currency IndicatorID="840" Radius="0.045"/><Currency IndicatorID="978"/></root>)");
+    StartAll();
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94808);
+    std::int32_t count = -1;
+    EXPECT_EQ(SetOnFirstCurrency(calc, &count), 0);
+    EXPECT_EQ(count, 1);
+    EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("No such node (<xmlattr>.Radius)")));
+}
+
+TEST_F(Download, LeavesACopyOfTheDocumentWhereTheIniFileAsksForOne)
+{
+    Serve();
+    const std::string ini = Ini("[QuindalIM::options]\nxmlPath = " + File("copy.xml") + "\n");
+    ASSERT_EQ(InitQuindalIM(ini.c_str(), User, Password), 0);
+    ASSERT_EQ(CreateQuindalIMCalculator(&calc), 0);
+    ASSERT_EQ(GetInstrumentParameters(calc, "2026/11/21/10/15/30"), 0);
+    std::ifstream copy(File("copy.xml"), std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(copy), {}), SmallMarket);
+    EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("RequestInstruments with datetime: "
+                                                               "2026/11/21/10/15/30/000")));
+}
+
+// Every argument a value of its own, so that no two fields can be exchanged unseen.
+class Cursors : public LibraryHost
+{
+protected:
+    void SetUp() override { StartAll(); }
+
+    [[nodiscard]] std::int32_t InsertContract(const char* code)
+    {
+        return InsertBaseContract(calc, code, "GROUP", 5, QUINDAL_MSP_CURRENCY_INDICATOR_PRICE_STEP, 840, 0.125, 0.01,
+                                  0.02, 0.03, 0.04, 0.05, 0.06, 0.07, 0.08, 0.09, 0.10, 0.11, 0.12, 0.13, 0.14, 0.15,
+                                  1000, 2000, 7, 0.25, QUINDAL_OPTION_MODEL_BACHELIER, 110.5,
+                                  QUINDAL_ASSET_CLASS_COMMODITY, 0.375);
+    }
+    [[nodiscard]] std::int32_t InsertContractFutures(const char* code)
+    {
+        return InsertFutures(calc, code, "BC", 100.5, QUINDAL_SPREAD_ASPECT_IN_SPREAD, 1.25, 100.75, 0.5, 10.0, 0.01,
+                             0.02, 0.375, 99.5, QUINDAL_ATTRIBUTE_DELIVERY, 0.003, 0.004, 1, "");
+    }
+};
+
+TEST_F(Cursors, GiveBackEveryFieldOfABaseContract)
+{
+    ASSERT_EQ(InsertCurrency(calc, 840, 0.045), 0);
+    ASSERT_EQ(InsertContract("BC"), 0);
+    std::int32_t count = 0;
+    ASSERT_EQ(SetOnFirstBaseContract(calc, &count), 0);
+    EXPECT_EQ(count, 1);
+    calls::BaseContractEntry entry;
+    ASSERT_EQ(entry.GetNext(calc), 0);
+    EXPECT_STREQ(entry.code.data(), "BC");
+    EXPECT_EQ(entry.codeSize, 3);
+    EXPECT_STREQ(entry.mcs.data(), "GROUP");
+    EXPECT_EQ(entry.mcsSize, 6);
+    EXPECT_EQ(entry.volatNum, 5);
+    EXPECT_EQ(entry.pointsNum, 7);
+    EXPECT_EQ(entry.mspType, QUINDAL_MSP_CURRENCY_INDICATOR_PRICE_STEP);
+    EXPECT_EQ(entry.currencyId, 840);
+    EXPECT_EQ(entry.minimumCharge, 0.125);
+    EXPECT_THAT(entry.rates, ElementsAre(0.01, 0.02, 0.03, 0.04, 0.05, 0.06, 0.07, 0.08, 0.09, 0.10, 0.11, 0.12, 0.13,
+                                         0.14, 0.15));
+    EXPECT_EQ(entry.limit1, 1000);
+    EXPECT_EQ(entry.limit2, 2000);
+    EXPECT_EQ(entry.window, 0.25);
+    EXPECT_EQ(entry.optionModel, QUINDAL_OPTION_MODEL_BACHELIER);
+    EXPECT_EQ(entry.spotPrice, 110.5);
+    EXPECT_EQ(entry.assetClass, QUINDAL_ASSET_CLASS_COMMODITY);
+    EXPECT_EQ(entry.cfRisk, 0.375);
+    calls::BaseContractEntry untouched;
+    EXPECT_EQ(untouched.GetNext(calc), 94810);
+    EXPECT_EQ(untouched, calls::BaseContractEntry()) << "the end of data writes nothing";
+}
+
+// Half the width of the grid at a level: the market-risk rate of the level times the spot, 0.01, 0.04, 0.07, 0.10 and
+// 0.13 times 99.5.
+TEST_F(Cursors, GiveBackEveryFieldOfAFuturesAndItsLimitAtEachLevel)
+{
+    ASSERT_EQ(InsertCurrency(calc, 840, 0.045), 0);
+    ASSERT_EQ(InsertContract("BC"), 0);
+    ASSERT_EQ(InsertContractFutures("FUT"), 0);
+    constexpr double limits[] = {0.995, 3.98, 6.965, 9.95, 12.935};
+    for (std::int32_t level = QUINDAL_CLIENT_RISK_LEVEL_DEFAULT; level <= QUINDAL_CLIENT_RISK_LEVEL_EXCEPTIONAL; ++level) {
+        std::int32_t count = 0;
+        ASSERT_EQ(SetOnFirstFutures(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        calls::FuturesEntry entry;
+        ASSERT_EQ(entry.GetNext(calc, level), 0);
+        EXPECT_STREQ(entry.code.data(), "FUT");
+        EXPECT_EQ(entry.codeSize, 4);
+        EXPECT_STREQ(entry.baseContract.data(), "BC");
+        EXPECT_EQ(entry.baseContractSize, 3);
+        EXPECT_NEAR(entry.limit, limits[level], 1e-12) << "level " << level;
+        EXPECT_EQ(entry.calcFutPrice, 100.5);
+        EXPECT_EQ(entry.spreadAspect, QUINDAL_SPREAD_ASPECT_IN_SPREAD);
+        EXPECT_EQ(entry.minStepPrice, 1.25);
+        EXPECT_EQ(entry.realCalcPrice, 100.75);
+        EXPECT_EQ(entry.minStep, 0.5);
+        EXPECT_EQ(entry.xLot, 10.0);
+        EXPECT_EQ(entry.rateUp, 0.01);
+        EXPECT_EQ(entry.rateDown, 0.02);
+        EXPECT_EQ(entry.timeToExpiration, 0.375);
+        EXPECT_EQ(entry.normalizedSpot, 99.5);
+        EXPECT_EQ(entry.attribute, QUINDAL_ATTRIBUTE_DELIVERY);
+        EXPECT_EQ(entry.addOnUp, 0.003);
+        EXPECT_EQ(entry.addOnDown, 0.004);
+        EXPECT_EQ(entry.enforceHalfNetting, 1);
+        EXPECT_STREQ(entry.tracked.data(), "");
+        EXPECT_EQ(entry.trackedSize, 1);
+    }
+}
+
+TEST_F(Cursors, ATradeAtSettlementContractMayBeInsertedBeforeTheOneItTracks)
+{
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    ASSERT_EQ(calls::BaseContract(calc, "TAS"), 0);
+    ASSERT_EQ(calls::Futures(calc, "TAS-1", "TAS", "FUT-1"), 0);
+    ASSERT_EQ(calls::Futures(calc, "FUT-1", "BC"), 0);
+    std::int32_t count = 0;
+    ASSERT_EQ(SetOnFirstFutures(calc, &count), 0);
+    ASSERT_EQ(count, 2);
+    for (int i = 0; i < 2; ++i) {
+        calls::FuturesEntry entry;
+        ASSERT_EQ(entry.GetNext(calc), 0);
+        const bool tracks = std::strcmp(entry.code.data(), "TAS-1") == 0;
+        EXPECT_STREQ(entry.tracked.data(), tracks ? "FUT-1" : "");
+        EXPECT_EQ(entry.trackedSize, tracks ? 6 : 1);
+    }
+}
+
+// A buffer that is too small gives 7 and the sizes needed, nothing else, and the entry is passed over.
+TEST_F(Cursors, ASmallBufferGivesTheSizesAndMovesOn)
+{
+    ASSERT_EQ(InsertCurrency(calc, 840, 0.045), 0);
+    ASSERT_EQ(InsertContract("BC"), 0);
+    ASSERT_EQ(InsertContractFutures("FUT-1"), 0);
+    ASSERT_EQ(InsertContractFutures("FUT-2"), 0);
+    for (const std::int32_t capacity : {0, 1, 5}) { // 5 is the length, 6 is needed
+        SCOPED_TRACE(capacity);
+        std::int32_t count = 0;
+        ASSERT_EQ(SetOnFirstFutures(calc, &count), 0);
+        ASSERT_EQ(count, 2);
+        calls::FuturesEntry small;
+        small.codeSize = capacity;
+        EXPECT_EQ(small.GetNext(calc), 7);
+        calls::FuturesEntry onlySizes;
+        onlySizes.codeSize = 6;
+        onlySizes.baseContractSize = 3;
+        onlySizes.trackedSize = 1;
+        EXPECT_EQ(small, onlySizes);
+
+        calls::FuturesEntry exact; // length + 1 is enough
+        exact.codeSize = 6;
+        EXPECT_EQ(exact.GetNext(calc), 0) << "the next entry";
+        EXPECT_EQ(std::strncmp(exact.code.data(), "FUT-", 4), 0);
+        EXPECT_EQ(exact.codeSize, 6);
+        calls::FuturesEntry end;
+        EXPECT_EQ(end.GetNext(calc), 94810) << "the entry that did not fit is not offered again";
+    }
+}
+
+TEST_F(Cursors, CurrenciesComeInTheOrderOfInsertionAndNotBeforeTheCursorIsSet)
+{
+    for (const std::int32_t id : {978, 840, 156})
+        ASSERT_EQ(InsertCurrency(calc, id, id * 0.001), 0);
+    EXPECT_EQ(InsertCurrency(calc, 840, 0.5), 94791);
+    std::int32_t id = -1;
+    double radius = -1.0;
+    EXPECT_EQ(GetNextCurrency(calc, &id, &radius), 94810);
+    EXPECT_EQ(id, -1);
+    std::int32_t count = 0;
+    ASSERT_EQ(SetOnFirstCurrency(calc, &count), 0);
+    EXPECT_EQ(count, 3);
+    for (const std::int32_t expected : {978, 840, 156}) {
+        ASSERT_EQ(GetNextCurrency(calc, &id, &radius), 0);
+        EXPECT_EQ(id, expected);
+        EXPECT_EQ(radius, expected * 0.001);
+    }
+    EXPECT_EQ(GetNextCurrency(calc, &id, &radius), 94810);
+}
+
+TEST_F(Cursors, InstrumentsNeedTheirParentAndAreTakenOnce)
+{
+    EXPECT_EQ(calls::Futures(calc, "FUT", "BC"), 94714);
+    EXPECT_THAT(Lines(File("trace.log")), Contains(HasSubstr("94714,CalcGO: Base contract not found,InsertFutures")));
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
+    EXPECT_EQ(calls::Futures(calc, "FUT", "BC"), 94520);
+}
+
+class Participants : public LibraryHost
+{};
+
+TEST_F(Participants, NoMoreClientsAreRegisteredThanTheServerAllows)
+{
+    partCount = 2;
+    StartAll();
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    EXPECT_EQ(calls::Part(calc, "BB01001"), 94720) << "no such firm";
+    ASSERT_EQ(calls::Part(calc, "AA01001"), 0);
+    EXPECT_EQ(calls::Part(calc, "AA01001"), 94717) << "registered already, below the limit";
+    ASSERT_EQ(calls::Part(calc, "AA01002"), 0);
+    EXPECT_EQ(calls::Part(calc, "AA01003"), 94818);
+    EXPECT_EQ(calls::Part(calc, "AA01001"), 94818) << "the limit comes first, even for one that is there";
+    EXPECT_THAT(Lines(File("library.log")),
+                Contains(HasSubstr("RegisterPart: Exceeded limit on number of participants (max 2)")));
+    ASSERT_EQ(ClearParts(calc), 0);
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    EXPECT_EQ(calls::Part(calc, "AA01003"), 0) << "removed clients count no longer";
+}
+
+TEST_F(Participants, AreRefusedForBadCodesAndRepeats)
+{
+    StartAll();
+    EXPECT_EQ(calls::Firm(calc, "AA1"), 94811);
+    EXPECT_EQ(calls::Firm(calc, nullptr), 94811);
+    EXPECT_EQ(calls::Part(calc, "AA0100"), 94811);
+    const std::vector<std::string> log = Lines(File("library.log"));
+    EXPECT_THAT(log, Contains(HasSubstr("RegisterFirm: Length of BrokerCode must be 4 symbols")));
+    EXPECT_THAT(log, Contains(HasSubstr("RegisterPart: Length of ClientCode must be 7 symbols")));
+
+    EXPECT_EQ(calls::Account(calc, "ACCOUNT-0001"), 0);
+    EXPECT_EQ(calls::Account(calc, "ACCOUNT-0001"), 94740);
+    EXPECT_EQ(calls::Account(calc, "ACCOUNT-0001-AND-MORE"), 94740) << "the first twelve characters count";
+    EXPECT_EQ(calls::Account(calc, "OTHER", 1), 94723);
+    EXPECT_EQ(calls::Firm(calc, "AA01", "NO-SUCH-ACC"), 0) << "a firm may stand without an account";
+    EXPECT_EQ(calls::Firm(calc, "AA01"), 94719);
+    EXPECT_EQ(InsertBrokerBaseContractParam(calc, "BB01", "BC", 1.5), 94720);
+}
+
+class Positions : public LibraryHost
+{
+protected:
+    void SetUp() override
+    {
+        StartAll();
+        ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+        ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
+        ASSERT_EQ(calls::Account(calc, "ACCOUNT"), 0);
+        ASSERT_EQ(calls::Firm(calc, "AA01", "ACCOUNT"), 0);
+        ASSERT_EQ(calls::Part(calc, "AA01001"), 0);
+    }
+
+    // Each output holds a value of its own before the call.
+    calls::Margins margins;
+    const calls::Margins untouched;
+};
+
+// The grid is 900, 1000, 1100 and a point is worth 1: three long at the calculated price lose 300.
+TEST_F(Positions, OfAClientWriteItsThreeFiguresAndLeaveTheTwoAbove)
+{
+    ASSERT_EQ(calls::Position(calc, "AA01001", "FUT", 3, 0.0, margins), 0);
+    EXPECT_NEAR(margins.volatility, 300.0, 1e-9);
+    EXPECT_NEAR(margins.delivery, 300.0, 1e-9);
+    EXPECT_EQ(margins.part, 300.0);
+    EXPECT_EQ(margins.firm, untouched.firm);
+    EXPECT_EQ(margins.account, untouched.account);
+    ASSERT_EQ(calls::Position(calc, "AA01001", "FUT", 0, 0.0, margins), 0);
+    EXPECT_EQ(margins.part, 0.0);
+}
+
+TEST_F(Positions, OfAFirmAndOfAnAccountWriteNothing)
+{
+    ASSERT_EQ(calls::Position(calc, "AA01", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_BROKER), 0);
+    EXPECT_EQ(margins, untouched);
+    ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT), 0);
+    EXPECT_EQ(margins, untouched);
+    ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, 3), 0) << "any other level is an account's";
+    EXPECT_EQ(margins, untouched);
+}
+
+TEST_F(Positions, ThatAreRefusedWriteNothing)
+{
+    EXPECT_EQ(calls::Position(calc, "AA01001", "NONE", 3, 0.0, margins), 94813);
+    EXPECT_EQ(calls::Position(calc, "AA01001", "BC", 3, 0.0, margins), 94260) << "a base contract holds no position";
+    EXPECT_EQ(calls::Position(calc, "AA01002", "FUT", 3, 0.0, margins), 94309);
+    EXPECT_EQ(calls::Position(calc, "AA02", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_BROKER), 94312);
+    EXPECT_NE(calls::Position(calc, "NO-ACCOUNT", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT),
+              0);
+    EXPECT_EQ(margins, untouched);
+}
+
+TEST_F(Positions, WithNullPointersAreRefusedByNameTheInstrumentFirst)
+{
+    double figure = 7.0;
+    EXPECT_EQ(SetPosition(calc, nullptr, nullptr, 1, 0.0, &figure, &figure, &figure, &figure, &figure, 2, 0), 94811);
+    EXPECT_THAT(Lines(File("library.log")).back(), HasSubstr("ERROR [QuindalIM] SetPosition: InstrCode is null"));
+    EXPECT_EQ(SetPosition(calc, nullptr, "FUT", 1, 0.0, &figure, &figure, &figure, &figure, &figure, 2, 0), 94811);
+    EXPECT_THAT(Lines(File("library.log")).back(), HasSubstr("SetPosition: Code is null"));
+    EXPECT_EQ(SetPosition(calc, "AA01001", "FUT", 1, 0.0, &figure, &figure, &figure, nullptr, &figure, 2, 0), 94811);
+    EXPECT_THAT(Lines(File("library.log")).back(), HasSubstr("SetPosition: FirmGO is null"));
+    EXPECT_EQ(figure, 7.0);
+}
+
+} // namespace

@@ -1,0 +1,73 @@
+// A router that is lost for good. The link is looked at when it has been silent for twenty seconds, which is what this
+// test waits for.
+#include <chrono>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "LibraryHost.h"
+
+namespace {
+
+using namespace quindal::test;
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::HasSubstr;
+
+class LostRouter : public LibraryHost
+{};
+
+TEST_F(LostRouter, IsNoticedAfterTwentySecondsAndChangesNoPosition)
+{
+    StartAll();
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    ASSERT_EQ(calls::Part(calc, "AA01001"), 0);
+    calls::Margins margins;
+    ASSERT_EQ(calls::Position(calc, "AA01001", "FUT", 3, 0.0, margins), 0);
+    EXPECT_EQ(margins.part, 300.0);
+
+    server.reset();
+    router.reset();
+    EXPECT_EQ(calls::Position(calc, "AA01001", "FUT", 4, 0.0, margins), 0) << "nobody asks within twenty seconds";
+    EXPECT_EQ(margins.part, 400.0);
+
+    std::this_thread::sleep_for(20500ms);
+    const calls::Margins before = margins;
+    EXPECT_EQ(calls::Position(calc, "AA01001", "FUT", 5, 0.0, margins), 94820);
+    EXPECT_EQ(margins, before);
+    EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("SetPosition: Check connection failed: ")));
+    EXPECT_EQ(calls::Position(calc, "AA01001", "FUT", 5, 0.0, margins), 94820) << "the link is gone for good";
+    ASSERT_EQ(ClearAll(calc), 0);
+    EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94808);
+    EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("Connection is not initialized")));
+}
+
+// The same loss, and a new login: the position is what it was before the loss, one of four contracts.
+TEST_F(LostRouter, IsMadeGoodByANewLoginThatFindsThePositionsAsTheyWere)
+{
+    StartAll();
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
+    ASSERT_EQ(calls::Futures(calc, "OTHER", "BC"), 0);
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    ASSERT_EQ(calls::Part(calc, "AA01001"), 0);
+    calls::Margins margins;
+    ASSERT_EQ(calls::Position(calc, "AA01001", "FUT", 4, 0.0, margins), 0);
+    server.reset();
+    router.reset();
+    std::this_thread::sleep_for(20500ms);
+    EXPECT_EQ(calls::Position(calc, "AA01001", "FUT", 5, 0.0, margins), 94820);
+
+    ASSERT_EQ(DeInitQuindalIM(), 0);
+    router = std::make_unique<quindal::PrivateRouter>(quindal::RouterUser{ServerName, ServerPassword},
+                                                      std::vector<quindal::RouterUser>{{User, Password}});
+    Serve();
+    ASSERT_EQ(Init(), 0);
+    // Setting another futures to nothing shows the client's figure without changing it.
+    ASSERT_EQ(calls::Position(calc, "AA01001", "OTHER", 0, 0.0, margins), 0);
+    EXPECT_EQ(margins.part, 400.0);
+}
+
+} // namespace

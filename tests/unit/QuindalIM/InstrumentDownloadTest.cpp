@@ -1,0 +1,785 @@
+// The instrument download over a queue that the test plays: what is asked, what each reply makes of the calculator.
+#include "Z9MQCore.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <snappy.h>
+
+#include "CalcGOEx.h"
+#include "FakeQueue.h"
+#include "InstrumentsRepository.h"
+#include "LogCapture.h"
+#include "OnlineTimer.h"
+#include "ParticipantRepository.h"
+#include "PositionCalculatorInstruments.h"
+
+namespace {
+
+using QuindalIM::CCalcGOEx;
+using QuindalIM::Z9MQCore;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+/// One element of a reply, to be changed attribute by attribute.
+class Element
+{
+public:
+    Element(std::string tag, std::vector<std::pair<std::string, std::string>> attributes)
+        : m_tag(std::move(tag)), m_attributes(std::move(attributes))
+    {}
+    [[nodiscard]] Element With(const std::string& name, const std::string& value) const
+    {
+        Element changed = *this;
+        for (auto& attribute : changed.m_attributes)
+            if (attribute.first == name) attribute.second = value;
+        return changed;
+    }
+    [[nodiscard]] Element Without(const std::string& name) const
+    {
+        Element changed = *this;
+        std::erase_if(changed.m_attributes, [&name](const auto& attribute) { return attribute.first == name; });
+        return changed;
+    }
+    [[nodiscard]] std::string Xml() const
+    {
+        std::string xml = "<" + m_tag;
+        for (const auto& [name, value] : m_attributes)
+            xml += " " + name + "=\"" + value + "\"";
+        return xml + "/>";
+    }
+    [[nodiscard]] std::vector<std::string> Names() const
+    {
+        std::vector<std::string> names;
+        for (const auto& attribute : m_attributes)
+            names.push_back(attribute.first);
+        return names;
+    }
+
+private:
+    std::string m_tag;
+    std::vector<std::pair<std::string, std::string>> m_attributes;
+};
+
+// Every attribute has a value of its own, so that no two can be taken for each other.
+const Element currency("Currency", {{"IndicatorID", "840"}, {"Radius", "0.045"}});
+const Element baseContract("BaseContract", {{"Code", "BC"},
+                                            {"CodeMCS", "GROUP"},
+                                            {"VolatNum", "5"},
+                                            {"MSPType", "1"},
+                                            {"ShortOptionMinimumCharge", "0.125"},
+                                            {"IndicatorID", "840"},
+                                            {"MarketRisk", "0.10"},
+                                            {"MarketRisk1", "0.11"},
+                                            {"MarketRisk2", "0.12"},
+                                            {"MarketRiskLow", "0.13"},
+                                            {"MarketRisk1Low", "0.14"},
+                                            {"MarketRisk2Low", "0.15"},
+                                            {"MarketRiskMedium", "0.16"},
+                                            {"MarketRisk1Medium", "0.17"},
+                                            {"MarketRisk2Medium", "0.18"},
+                                            {"MarketRiskHigh", "0.19"},
+                                            {"MarketRisk1High", "0.20"},
+                                            {"MarketRisk2High", "0.21"},
+                                            {"MarketRiskExceptional", "0.22"},
+                                            {"MarketRisk1Exceptional", "0.23"},
+                                            {"MarketRisk2Exceptional", "0.24"},
+                                            {"ConcentrationLimit1", "60000"},
+                                            {"ConcentrationLimit2", "5000000000"}, // more than 32 bits
+                                            {"RiskPointsN", "40"},
+                                            {"WindowSizePercentage", "0.25"},
+                                            {"OptionModel", "1"},
+                                            {"SpotPrice", "101.5"},
+                                            {"AssetClass", "5"},
+                                            {"CFRisk", "0.0625"}});
+const Element futures("Futures", {{"Code", "FUT-12.26"},
+                                  {"CodeBC", "BC"},
+                                  {"Isin", "1001"},
+                                  {"CalcFutPrice", "1002.5"},
+                                  {"SpreadAspect", "2"},
+                                  {"MinStepPrice", "12.5"},
+                                  {"RealCalcPrice", "1001.25"},
+                                  {"MinStep", "0.5"},
+                                  {"ExpiredDate", "2026-12-17 19:00:00"},
+                                  {"Spot", "0"},
+                                  {"XLot", "7"},
+                                  {"Lot", "8"},
+                                  {"InterestRateRiskUp", "0.03"},
+                                  {"InterestRateRiskDown", "0.025"},
+                                  {"TimeToExpiration", "0.0712"},
+                                  {"NormalizedSpot", "1015"},
+                                  {"Attribute", "1024"},
+                                  {"MRAddOnUp", "0.01"},
+                                  {"MRAddOnDown", "0.02"},
+                                  {"EnforceIMSHalfNetting", "1"},
+                                  {"TASBaseFutCode", ""}});
+
+std::string Document(const std::vector<Element>& elements)
+{
+    std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<root>\n";
+    for (const Element& element : elements)
+        xml += "  " + element.Xml() + "\n";
+    return xml + "</root>\n";
+}
+
+PlainMessage PlainReply(const std::string& xml)
+{
+    PlainMessage reply = ServerAnswer(110);
+    reply.numbers["snappy_support"] = 0;
+    reply.body = xml;
+    return reply;
+}
+
+PlainMessage CompressedReply(const std::string& xml)
+{
+    PlainMessage reply = ServerAnswer(110);
+    snappy::Compress(xml.data(), xml.size(), &reply.body);
+    reply.numbers["snappy_support"] = 1;
+    reply.numbers["snappy_decompressedSize"] = static_cast<std::uint32_t>(xml.size());
+    reply.numbers["snappy_compressedSize"] = static_cast<std::uint32_t>(reply.body.size());
+    return reply;
+}
+
+class InstrumentDownloadTest : public testing::Test
+{
+protected:
+    InstrumentDownloadTest() : calculator(participants, instruments, accounting)
+    {
+        TheQueue() = FakeQueue();
+        LogIn();
+    }
+    ~InstrumentDownloadTest() override { TheQueue() = FakeQueue(); }
+
+    void LogIn(const std::string& xmlPath = "")
+    {
+        TheQueue().news = {RouterState(Z9MQ_ROUTER_CONNECTED, FakeQueue::LoginId)};
+        if (!core.Startup(4001, 3000, xmlPath) || !core.Connect() || !core.Login("USER01", "secret1"))
+            throw std::runtime_error("no login");
+        TheQueue().properties.clear();
+        static_cast<void>(log.Take());
+    }
+    bool Download(const PlainMessage& reply, const char* datetime = nullptr)
+    {
+        TheQueue().onRequest = [reply](const SentRequest&) { return std::optional(reply); };
+        return core.GetInstrumentParameters(calculator, datetime);
+    }
+    bool Download(const std::vector<Element>& elements) { return Download(PlainReply(Document(elements))); }
+    [[nodiscard]] std::string LastError() const { return core.GetLastError(); }
+
+    LogCapture log;
+    pos::PositionCalculatorInstruments accounting;
+    kv7im::InstrumentsRepository instruments;
+    ParticipantRepository participants;
+    CCalcGOEx calculator;
+    Z9MQCore core;
+};
+
+// The request
+
+TEST_F(InstrumentDownloadTest, TheMessageSays109AndItsDocument103)
+{
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+    ASSERT_EQ(TheQueue().requests.size(), 1u);
+    const SentRequest& request = TheQueue().requests.front();
+    EXPECT_EQ(request.texts.at("Z9_To"), "z9.svc.kv7go_srv_60");
+    EXPECT_EQ(request.texts.at("Z9_From"), "kv7go");
+    EXPECT_EQ(request.texts.at("Z9_Category"), "kv7go");
+    EXPECT_EQ(request.texts.at("Z9_Type"), "109");
+    EXPECT_EQ(request.texts.at("snappy_support"), "1");
+    EXPECT_EQ(request.timeout, 3000u);
+    EXPECT_EQ(request.body, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+                            "<root><RequestInstruments msg_type=\"103\"/></root>");
+    EXPECT_THAT(TheQueue().properties,
+                ElementsAre("Z9_To", "Z9_From", "Z9_Category", "Z9_Type", "snappy_support", "body"));
+    EXPECT_THAT(log.Take(), ElementsAre("INFO [QuindalIM] RequestInstruments without datetime"));
+}
+
+TEST_F(InstrumentDownloadTest, AMomentGoesOutBehindTheType)
+{
+    ASSERT_TRUE(Download(PlainReply("<root/>"), "2026/11/20/18/45/00/000"));
+    EXPECT_EQ(TheQueue().requests.front().body,
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+              "<root><RequestInstruments msg_type=\"103\" datetime=\"2026/11/20/18/45/00/000\"/></root>");
+    EXPECT_THAT(log.Take(), ElementsAre("INFO [QuindalIM] RequestInstruments with datetime: 2026/11/20/18/45/00/000"));
+}
+
+TEST_F(InstrumentDownloadTest, AMomentWithMarkupIsEscaped)
+{
+    ASSERT_TRUE(Download(PlainReply("<root/>"), "\"<&>"));
+    EXPECT_THAT(TheQueue().requests.front().body, HasSubstr("datetime=\"&quot;&lt;&amp;&gt;\""));
+}
+
+TEST_F(InstrumentDownloadTest, WithoutASessionNothingIsAsked)
+{
+    TheQueue().status = 0x00010002;
+    EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr));
+    EXPECT_EQ(LastError(), "System is not logged");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+
+    core.Cleanup();
+    EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr));
+    EXPECT_EQ(LastError(), "Connection is not initialized");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+    EXPECT_THAT(TheQueue().requests, IsEmpty());
+}
+
+TEST_F(InstrumentDownloadTest, AfterAFailedCheckThereIsNoConnection)
+{
+    MoveClock(std::chrono::seconds(20));
+    TheQueue().send = Z9ERR_MQ_NOT_CONNECTED_YET;
+    ASSERT_FALSE(core.CheckPing());
+    TheQueue().send = Z9ERR_OK;
+    EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr));
+    EXPECT_EQ(LastError(), "Connection is not initialized");
+}
+
+TEST_F(InstrumentDownloadTest, ARequestThatCannotBeMadeOrSentSaysSo)
+{
+    TheQueue().createMessage = Z9ERR_COMMON_NO_MEMORY;
+    EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr));
+    EXPECT_EQ(LastError(), "Could not create message for server");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_NO_MEMORY);
+
+    TheQueue().createMessage = Z9ERR_OK;
+    for (const char* property : {"Z9_To", "Z9_From", "Z9_Category", "Z9_Type", "snappy_support", "body"}) {
+        core.SetLastError("", Z9ERR_OK);
+        TheQueue().refusedProperty = property;
+        EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr)) << property;
+        EXPECT_EQ(LastError(), "Could not compose message for server") << property;
+    }
+    EXPECT_THAT(TheQueue().requests, IsEmpty());
+
+    TheQueue().refusedProperty.clear();
+    TheQueue().send = Z9ERR_COMMON_INTERNAL_ERROR;
+    EXPECT_FALSE(core.GetInstrumentParameters(calculator, nullptr));
+    EXPECT_EQ(LastError(), "Could not send message for server");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_INTERNAL_ERROR);
+}
+
+TEST_F(InstrumentDownloadTest, TheExchangeIsMeasured)
+{
+    const auto hits = [] {
+        const std::lock_guard lock(vxl_COnlineTimer::timers_mutex);
+        for (const vxl_COnlineTimer* timer : vxl_COnlineTimer::timers)
+            if (timer->name == "Z9MQSendMsg in CZ9MQCore::GetInstrumentParameters") return timer->hitCount;
+        return std::int64_t{0};
+    };
+    const std::int64_t before = hits();
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+    EXPECT_EQ(hits(), before + 1);
+}
+
+// The reply
+
+TEST_F(InstrumentDownloadTest, AReplyOfAnotherTypeIsNoAnswer)
+{
+    for (const std::uint32_t type : {104u, 112u, 109u, 0u}) {
+        PlainMessage reply = PlainReply("<root/>");
+        reply.numbers["Z9_Type"] = type;
+        EXPECT_FALSE(Download(reply)) << type;
+        EXPECT_EQ(LastError(), "Could not retrieve message from server") << type;
+        EXPECT_EQ(core.GetLastErrorCode(), 0u) << type;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, ASystemMessageNamesTheRoutersError)
+{
+    EXPECT_FALSE(Download(SystemError(Z9ERR_MQ_TIMEOUT))); // 0x6001
+    EXPECT_EQ(LastError(),
+              "Could not retrieve message from server; Response not received in specified timeout or router "
+              "error occurred; Z9ERR 24577");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+}
+
+TEST_F(InstrumentDownloadTest, APlainReplyNeedsNoSizes)
+{
+    ASSERT_TRUE(Download(PlainReply(Document({currency}))));
+    EXPECT_EQ(instruments.CountCurrency(), 1u);
+
+    PlainMessage silent = PlainReply(Document({currency}));
+    silent.numbers.erase("snappy_support");
+    ASSERT_TRUE(Download(silent)) << "a server that knows nothing of compression";
+    EXPECT_EQ(instruments.CountCurrency(), 1u);
+}
+
+TEST_F(InstrumentDownloadTest, ACompressedReplyIsUnpackedAndItsSizesAreLogged)
+{
+    const PlainMessage reply = CompressedReply(Document({currency, baseContract, futures}));
+    ASSERT_TRUE(Download(reply));
+    EXPECT_EQ(instruments.CountFutures(), 1u);
+    const std::vector<std::string> lines = log.Take();
+    const auto size = [&reply](const char* name) { return std::to_string(reply.numbers.at(name)); };
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "INFO [QuindalIM] CZ9MQCore::GetInstrumentParameters::decompressedSize - " +
+                            size("snappy_decompressedSize"));
+    EXPECT_EQ(lines[1],
+              "INFO [QuindalIM] CZ9MQCore::GetInstrumentParameters::compressedSize - " + size("snappy_compressedSize"));
+    EXPECT_EQ(lines[2], "INFO [QuindalIM] RequestInstruments without datetime");
+}
+
+TEST_F(InstrumentDownloadTest, AnyNumberButZeroSaysCompressed)
+{
+    PlainMessage reply = CompressedReply("<root/>");
+    reply.numbers["snappy_support"] = 4294967295u;
+    EXPECT_TRUE(Download(reply));
+}
+
+TEST_F(InstrumentDownloadTest, TheCompressedSizeIsOnlyLogged)
+{
+    PlainMessage reply = CompressedReply("<root/>");
+    reply.numbers["snappy_compressedSize"] += 1;
+    EXPECT_TRUE(Download(reply));
+}
+
+TEST_F(InstrumentDownloadTest, ASizeThatTheBlockDoesNotHaveIsRefused)
+{
+    const std::string xml = Document({currency}); // its size S is in the block
+    PlainMessage reply = CompressedReply(xml);
+    reply.numbers["snappy_decompressedSize"] += 1;
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "Unexpected uncompressed message size");
+    EXPECT_THAT(log.Take(),
+                Contains("ERROR [QuindalIM] Received corrupted message: expected and real uncompressed message "
+                         "size do not match: expected " +
+                         std::to_string(xml.size() + 1) + ", got " + std::to_string(xml.size()) + " (code 3)"));
+    EXPECT_EQ(instruments.CountCurrency(), 0u);
+}
+
+TEST_F(InstrumentDownloadTest, ABlockThatHidesItsSizeIsRefused)
+{
+    PlainMessage reply = CompressedReply("<root/>");
+    for (const std::string& body : {std::string(), std::string("\xFF\xFF\xFF\xFF\xFF\xFF", 6)}) {
+        reply.body = body;
+        EXPECT_FALSE(Download(reply));
+        EXPECT_EQ(LastError(), "Unexpected uncompressed message size");
+        EXPECT_THAT(log.Take(), Contains(EndsWith("expected 7, got 0 (code 3)")));
+    }
+}
+
+TEST_F(InstrumentDownloadTest, AMissingSizeIsASizeOfZero)
+{
+    PlainMessage reply = CompressedReply("<root/>");
+    reply.numbers.erase("snappy_decompressedSize");
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "Unexpected uncompressed message size");
+}
+
+TEST_F(InstrumentDownloadTest, ACorruptBlockCannotBeProcessed)
+{
+    PlainMessage reply = CompressedReply(Document({currency, baseContract, futures}));
+    reply.body.resize(reply.body.size() / 2); // the size at its front is right
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "Could not process message from server");
+}
+
+TEST_F(InstrumentDownloadTest, ABlockThatClaimsFourGigabytesTakesNoMemory)
+{
+    PlainMessage reply = CompressedReply("<root/>");
+    reply.body = std::string("\xFF\xFF\xFF\xFF\x0F", 5); // the greatest size that a block can state, and nothing else
+    reply.numbers["snappy_decompressedSize"] = 4294967295u;
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "Could not process message from server");
+}
+
+TEST_F(InstrumentDownloadTest, AnEmptyRootIsAnEmptyMarket)
+{
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+    ASSERT_TRUE(Download(CompressedReply("<root></root>")));
+    EXPECT_EQ(calculator.SetOnFirstBaseContract(), 0);
+    EXPECT_TRUE(calculator.IsEmpty());
+}
+
+// The copy
+
+class XmlCopyTest : public InstrumentDownloadTest
+{
+protected:
+    XmlCopyTest()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "quindal-copy-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder");
+        folder = name;
+    }
+    ~XmlCopyTest() override
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    [[nodiscard]] std::string Copy() const
+    {
+        std::ostringstream text;
+        text << std::ifstream(folder / "copy.xml", std::ios::binary).rdbuf();
+        return text.str();
+    }
+
+    std::filesystem::path folder;
+};
+
+TEST_F(XmlCopyTest, TheDocumentIsCopiedByteForByteOverTheLastOne)
+{
+    LogIn(folder / "copy.xml");
+    const std::string first = Document({currency, baseContract});
+    ASSERT_TRUE(Download(CompressedReply(first)));
+    EXPECT_EQ(Copy(), first) << "unpacked";
+    ASSERT_TRUE(Download(PlainReply("<root>\r\n</root>")));
+    EXPECT_EQ(Copy(), "<root>\r\n</root>");
+}
+
+TEST_F(XmlCopyTest, ADocumentThatCannotBeReadIsCopiedForInspection)
+{
+    LogIn(folder / "copy.xml");
+    EXPECT_FALSE(Download(PlainReply("<root")));
+    EXPECT_EQ(Copy(), "<root");
+}
+
+TEST_F(XmlCopyTest, ACopyThatCannotBeWrittenIsAWarningAndNoFailure)
+{
+    const std::string path = folder / "no such folder" / "copy.xml";
+    LogIn(path);
+    EXPECT_TRUE(Download(PlainReply("<root/>")));
+    EXPECT_THAT(log.Take(), Contains(AllOf(StartsWith("WARNING [QuindalIM]"), EndsWith(path))));
+}
+
+// What becomes of each element
+
+TEST_F(InstrumentDownloadTest, CommonParametersSetTheEdgeCoefficient)
+{
+    ASSERT_TRUE(Download({Element("CommonParameters", {{"EdgeCoeff", "0.50"}})}));
+    EXPECT_EQ(calculator.GetCommonParams(), 0.5);
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetCommonParameters(row, false));
+    EXPECT_EQ(row, "0.50") << "the server's own text";
+}
+
+TEST_F(InstrumentDownloadTest, AnEdgeCoefficientOfZeroIsAQuarterInTheRepositoryAndInTheTable)
+{
+    for (const char* zero : {"0", "0.0", "-0", "0e5"}) {
+        ASSERT_TRUE(Download({Element("CommonParameters", {{"EdgeCoeff", zero}})})) << zero;
+        EXPECT_EQ(calculator.GetCommonParams(), 0.25) << zero;
+        std::string row;
+        ASSERT_TRUE(calculator.GetTablesData().GetCommonParameters(row, false));
+        EXPECT_EQ(row, "0.25") << zero;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, ANegativeEdgeCoefficientIsCorrectedByTheRepositoryOnly)
+{
+    ASSERT_TRUE(Download({Element("CommonParameters", {{"EdgeCoeff", "-1"}})}));
+    EXPECT_EQ(calculator.GetCommonParams(), 0.75);
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetCommonParameters(row, false));
+    EXPECT_EQ(row, "-1");
+}
+
+TEST_F(InstrumentDownloadTest, ACurrencyGoesIntoTheRepositoryAndTheTable)
+{
+    ASSERT_TRUE(Download({currency}));
+    EXPECT_EQ(instruments.GetCurvatureRadius(840), 0.045);
+    EXPECT_EQ(calculator.SetOnFirstCurrency(), 1);
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetNextCurrency(row, false));
+    EXPECT_EQ(row, "840;0.045");
+}
+
+TEST_F(InstrumentDownloadTest, EachAttributeOfABaseContractFindsItsField)
+{
+    ASSERT_TRUE(Download({currency, baseContract})) << LastError();
+    const kv7im::CSpecBaseContract* contract = instruments.GetBaseContract(kv7im::AccessByStatus::eCurrent, "BC");
+    ASSERT_NE(contract, nullptr);
+    EXPECT_EQ(contract->CodeMCS, "GROUP");
+    EXPECT_EQ(contract->VolatNum, 5);
+    EXPECT_EQ(contract->MSPTypeVal, Enums::MSPType::CurrencyIndicatorPriceStep);
+    EXPECT_EQ(contract->ShortOptionMinimumCharge, 0.125);
+    EXPECT_EQ(contract->IndicatorID, 840);
+    const double risks[5][3] = {
+        {0.10, 0.11, 0.12}, {0.13, 0.14, 0.15}, {0.16, 0.17, 0.18}, {0.19, 0.20, 0.21}, {0.22, 0.23, 0.24}};
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        const auto& expected = risks[static_cast<int>(level)];
+        EXPECT_EQ(contract->MarketRisk[level], expected[0]) << static_cast<int>(level);
+        EXPECT_EQ(contract->MarketRisk1[level], expected[1]) << static_cast<int>(level);
+        EXPECT_EQ(contract->MarketRisk2[level], expected[2]) << static_cast<int>(level);
+    }
+    EXPECT_EQ(contract->ConcentrationLimit1, 60000);
+    EXPECT_EQ(contract->ConcentrationLimit2, 5000000000);
+    EXPECT_EQ(contract->RiskPointsN, 40);
+    EXPECT_EQ(contract->WindowSizePercentage, 0.25);
+    EXPECT_EQ(contract->optionModel, Enums::OptionModel::Bachelier);
+    EXPECT_EQ(contract->SpotPrice, 101.5);
+    EXPECT_EQ(contract->assetClass, Enums::AssetClass::Commodity);
+    EXPECT_EQ(contract->CFRisk, 0.0625);
+
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetNextBaseContract(row, false));
+    EXPECT_EQ(row, "BC;GROUP;5;1;0.125;840;0.10;0.11;0.12;0.13;0.14;0.15;0.16;0.17;0.18;0.19;0.20;0.21;0.22;0.23;0.24;"
+                   "60000;5000000000;40;0.25;1;101.5;5;0.0625");
+}
+
+TEST_F(InstrumentDownloadTest, EachAttributeOfAFuturesFindsItsField)
+{
+    ASSERT_TRUE(Download({currency, baseContract, futures})) << LastError();
+    const kv7im::CSpecFutures* found = instruments.GetFutures("FUT-12.26");
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->CodeBC, "BC");
+    EXPECT_EQ(found->isin, 2) << "the calculator's own number: the base contract took 1";
+    EXPECT_EQ(found->TASBaseFutIsinID, 0);
+    EXPECT_EQ(found->CalcFutPrice, 1002.5);
+    EXPECT_TRUE(found->IsInSpread);
+    EXPECT_EQ(found->MinStepPrice, 12.5);
+    EXPECT_EQ(found->RealCalcPrice, 1001.25);
+    EXPECT_EQ(found->MinStep, 0.5);
+    EXPECT_EQ(found->XLot, 7.0);
+    EXPECT_EQ(found->InterestRateRiskUp, 0.03);
+    EXPECT_EQ(found->InterestRateRiskDown, 0.025);
+    EXPECT_EQ(found->TimeToExpiration, 0.0712);
+    EXPECT_EQ(found->NormalizedSpot, 1015.0);
+    EXPECT_EQ(found->Attribute, Enums::InstrumentStatus::MainREPO);
+    EXPECT_EQ(found->MRAddOnUp, 0.01);
+    EXPECT_EQ(found->MRAddOnDown, 0.02);
+    EXPECT_TRUE(found->EnforceIMSHalfNetting);
+
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetNextFutures(row, false));
+    EXPECT_EQ(row, "FUT-12.26;BC;1002.5;2;12.5;;1001.25;2026-12-17 19:00:00;0.5;8;7;0.03;0.025;0.0712;1015;1024;0.01;"
+                   "0.02;1");
+    int isin = 1001;
+    std::string code;
+    ASSERT_TRUE(calculator.GetRealIsinStorage().Find(isin, code));
+    EXPECT_EQ(code, "FUT-12.26");
+}
+
+TEST_F(InstrumentDownloadTest, PricesOfAFuturesPassThroughFixedPoint)
+{
+    // Five digits behind the point, halves away from zero: 1002.123455 becomes 1002.12346 (its double is a little above
+    // the half), 1001.000004 becomes 1001.
+    ASSERT_TRUE(Download(
+        {currency, baseContract, futures.With("CalcFutPrice", "1002.1234551").With("RealCalcPrice", "1001.000004")}));
+    const kv7im::CSpecFutures* found = instruments.GetFutures("FUT-12.26");
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->CalcFutPrice, 1002.12346);
+    EXPECT_EQ(found->RealCalcPrice, 1001.0);
+}
+
+TEST_F(InstrumentDownloadTest, APriceThatIsNoNumberOrTooLargeFailsWithTheCodeOfItsConversion)
+{
+    EXPECT_FALSE(Download({currency, baseContract, futures.With("CalcFutPrice", "nan")}));
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_FALSE(Download({currency, baseContract, futures.With("RealCalcPrice", "1e12")})); // 11 digits in front
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_OVERFLOW);
+}
+
+TEST_F(InstrumentDownloadTest, ATradeAtSettlementFuturesIsTiedToItsBaseByCode)
+{
+    // 1048576 is the trade-at-settlement bit.
+    const Element tas = futures.With("Code", "TAS")
+                            .With("Isin", "1002")
+                            .With("Attribute", "1048576")
+                            .With("TASBaseFutCode", "FUT-12.26");
+    ASSERT_TRUE(Download({currency, baseContract, futures, tas})) << LastError();
+    const kv7im::CSpecFutures* found = instruments.GetFutures("TAS");
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->TASBaseFutIsinID, instruments.GetFutures("FUT-12.26")->isin);
+}
+
+TEST_F(InstrumentDownloadTest, BothFormsOfATimeAreReadAndNoOther)
+{
+    EXPECT_TRUE(Download({currency, baseContract, futures.With("ExpiredDate", "2026/12/17/19/00/00/000")}));
+    EXPECT_TRUE(Download({currency, baseContract, futures.With("ExpiredDate", "2026-12-17 19:00:00.500")}));
+    for (const char* text : {"", "17.12.2026", "2026-13-17 19:00:00", "2026-12-17"}) {
+        EXPECT_FALSE(Download({currency, baseContract, futures.With("ExpiredDate", text)})) << text;
+        EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_WRONG_ARGUMENTS) << text;
+        EXPECT_EQ(instruments.CountFutures(), 0u) << text;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, SpotAndLotAreReadThoughTheMarginHasNoUseForThem)
+{
+    for (const char* name : {"Spot", "Lot"}) {
+        EXPECT_FALSE(Download({currency, baseContract, futures.With(name, "x")})) << name;
+        EXPECT_THAT(LastError(), HasSubstr("String \"x\" should not contain characters")) << name;
+        EXPECT_FALSE(Download({currency, baseContract, futures.Without(name)})) << name;
+        EXPECT_THAT(LastError(), HasSubstr(std::string("No such node (<xmlattr>.") + name + ")"));
+    }
+}
+
+TEST_F(InstrumentDownloadTest, TagsAreFoundWithoutRegardToCaseAndOthersPassedOver)
+{
+    std::string xml = Document({currency, baseContract, futures});
+    const auto replace = [&xml](const std::string& from, const std::string& to) {
+        xml.replace(xml.find(from), from.size(), to);
+    };
+    replace("<Currency", "<!-- a comment --><Session Code=\"S\"/>text<CURRENCY");
+    replace("<BaseContract", "<basecontract");
+    replace("<Futures", "<Future/><FuTures");
+    ASSERT_TRUE(Download(PlainReply(xml))) << LastError();
+    EXPECT_EQ(instruments.CountFutures(), 1u);
+}
+
+TEST_F(InstrumentDownloadTest, AttributesAreFoundByTheirExactNamesInAnyOrder)
+{
+    EXPECT_TRUE(Download({Element("Currency", {{"Radius", "0.5"}, {"Extra", "x"}, {"IndicatorID", "1"}})}));
+    EXPECT_FALSE(Download({Element("Currency", {{"radius", "0.5"}, {"IndicatorID", "1"}})}));
+}
+
+// Failures
+
+TEST_F(InstrumentDownloadTest, EveryAttributeIsRequired)
+{
+    for (const std::string& name : baseContract.Names()) {
+        EXPECT_FALSE(Download({currency, baseContract.Without(name)})) << name;
+        EXPECT_THAT(LastError(), HasSubstr("No such node (<xmlattr>." + name + ")"));
+        EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+        std::string row;
+        EXPECT_FALSE(calculator.GetTablesData().GetNextBaseContract(row, false)) << "no row without " << name;
+    }
+    for (const std::string& name : futures.Names()) {
+        EXPECT_FALSE(Download({currency, baseContract, futures.Without(name)})) << name;
+        EXPECT_THAT(LastError(), HasSubstr("No such node (<xmlattr>." + name + ")"));
+    }
+    for (const std::string& name : currency.Names())
+        EXPECT_FALSE(Download({currency.Without(name)})) << name;
+    EXPECT_FALSE(Download({Element("CommonParameters", {})}));
+}
+
+TEST_F(InstrumentDownloadTest, TheFirstMissingAttributeIsTheOneThatIsNamed)
+{
+    EXPECT_FALSE(Download({currency, baseContract.Without("CFRisk").Without("VolatNum").Without("SpotPrice")}));
+    EXPECT_THAT(LastError(), HasSubstr("VolatNum"));
+    EXPECT_FALSE(Download({currency, baseContract, futures.Without("XLot").Without("Spot").Without("ExpiredDate")}));
+    EXPECT_THAT(LastError(), HasSubstr("ExpiredDate"));
+}
+
+TEST_F(InstrumentDownloadTest, EveryNumberMustBeANumber)
+{
+    const auto isText = [](const std::string& name) {
+        return name.find("Code") != std::string::npos || name == "ExpiredDate";
+    };
+    for (const std::string& name : baseContract.Names()) {
+        if (isText(name)) continue;
+        EXPECT_FALSE(Download({currency, baseContract.With(name, "1..")})) << name;
+        EXPECT_THAT(LastError(),
+                    HasSubstr("String \"1..\" should not contain characters except for representation of"));
+        EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_WRONG_ARGUMENTS);
+    }
+    for (const std::string& name : futures.Names()) {
+        if (isText(name)) continue;
+        EXPECT_FALSE(Download({currency, baseContract, futures.With(name, "1..")})) << name;
+        EXPECT_THAT(LastError(),
+                    HasSubstr("String \"1..\" should not contain characters except for representation of"));
+    }
+}
+
+TEST_F(InstrumentDownloadTest, ANumberBeyondItsTypeSurfacesAsTheStandardException)
+{
+    EXPECT_FALSE(Download({currency, baseContract.With("VolatNum", "300")}));
+    EXPECT_EQ(LastError(), "stol");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+    EXPECT_THAT(log.Take(), Contains("ERROR [QuindalIM] CZ9MQCore::GetInstrumentParameters Exception: - stol"));
+}
+
+TEST_F(InstrumentDownloadTest, ACodeIsAtMostTwentyFiveCharacters)
+{
+    const std::string fits(25, 'B');
+    EXPECT_TRUE(Download({currency, baseContract.With("Code", fits), futures.With("CodeBC", fits)})) << LastError();
+    EXPECT_FALSE(Download({currency, baseContract.With("Code", fits + "B")})) << "cut off it would name another one";
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_BUFFER_TOO_SMALL);
+    EXPECT_EQ(instruments.CountBaseContract(), 0u);
+}
+
+TEST_F(InstrumentDownloadTest, ARefusedCurrencyFailsWithItsCodeAndId)
+{
+    EXPECT_FALSE(Download({currency, currency}));
+    EXPECT_THAT(LastError(),
+                HasSubstr("CZ9MQCore::GetInstrumentParameters::InsertCurrency with IndicatorID: 840 - failed"));
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_CALCGO_API_ERROR_CURRENCY_ALREADY_EXIST);
+    const std::vector<std::string> lines = log.Take();
+    EXPECT_THAT(lines, Contains("ERROR [QuindalIM] CZ9MQCore::GetInstrumentParameters error - " + LastError()));
+    std::string row;
+    EXPECT_TRUE(calculator.GetTablesData().GetNextCurrency(row, false));
+    EXPECT_FALSE(calculator.GetTablesData().GetNextCurrency(row, false)) << "the refused one has no row";
+}
+
+TEST_F(InstrumentDownloadTest, ARefusedBaseContractFailsWithItsCode)
+{
+    EXPECT_FALSE(Download({currency, baseContract.With("ConcentrationLimit1", "-1")}));
+    EXPECT_THAT(LastError(),
+                HasSubstr("CZ9MQCore::GetInstrumentParameters::InsertBaseContractEx with code: BC - failed"));
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_CALCGO_API_ERROR_CL1_CANNOT_BE_NEGATIVE);
+}
+
+TEST_F(InstrumentDownloadTest, AFuturesBeforeItsBaseContractFailsTheDownload)
+{
+    EXPECT_FALSE(Download({currency, futures, baseContract}));
+    EXPECT_THAT(LastError(),
+                HasSubstr("CZ9MQCore::GetInstrumentParameters::InsertFutures with code: FUT-12.26 - failed"));
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND);
+    int isin = 1001;
+    EXPECT_FALSE(calculator.GetRealIsinStorage().Find(isin));
+}
+
+TEST_F(InstrumentDownloadTest, WhatWentInBeforeAFailureStays)
+{
+    EXPECT_FALSE(Download({currency, baseContract, futures, futures.With("CodeBC", "NONE"), futures}));
+    EXPECT_EQ(instruments.CountFutures(), 1u);
+    EXPECT_FALSE(calculator.IsEmpty());
+}
+
+TEST_F(InstrumentDownloadTest, ADownloadReplacesWhatTheCalculatorHolds)
+{
+    ASSERT_EQ(calculator.InsertCurrency(978, 0.5), Z9ERR_OK);
+    calculator.SetCommonParams(0.5);
+    ASSERT_TRUE(Download({currency}));
+    EXPECT_FALSE(instruments.HasCurrency(978));
+    EXPECT_TRUE(instruments.HasCurrency(840));
+    EXPECT_EQ(calculator.GetCommonParams(), 0.75) << "the default, as the reply says nothing";
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetNextCurrency(row, false));
+    EXPECT_FALSE(calculator.GetTablesData().GetNextCurrency(row, false));
+}
+
+TEST_F(InstrumentDownloadTest, ADocumentThatCannotBeParsedLeavesTheCalculatorAsItWas)
+{
+    ASSERT_EQ(calculator.InsertCurrency(978, 0.5), Z9ERR_OK);
+    for (const char* xml : {"<root", "<root></rot>", "no markup", "<root><Currency IndicatorID=1/></root>"}) {
+        EXPECT_FALSE(Download(PlainReply(xml))) << xml;
+        EXPECT_THAT(LastError(), StartsWith("Could not parse message from server. ")) << xml;
+        const std::string parserText = LastError().substr(LastError().find(". ") + 2);
+        EXPECT_THAT(
+            log.Take(),
+            Contains("ERROR [QuindalIM] CZ9MQCore::GetInstrumentParameters XMLReader: Exception: - " + parserText))
+            << xml;
+        EXPECT_TRUE(instruments.HasCurrency(978)) << xml;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, ADocumentWithoutItsRootFails)
+{
+    for (const char* xml : {"", "<Root/>", "<other><Currency/></other>"}) {
+        EXPECT_FALSE(Download(PlainReply(xml))) << xml;
+        EXPECT_EQ(LastError(), "No such node (root)") << xml;
+        EXPECT_THAT(log.Take(),
+                    Contains("ERROR [QuindalIM] CZ9MQCore::GetInstrumentParameters Exception: - No such node (root)"));
+    }
+}
+
+TEST_F(InstrumentDownloadTest, PercentSignsOfTheServerAreNoFormats)
+{
+    EXPECT_FALSE(Download({currency, baseContract, futures.With("CodeBC", "%s%n%d")}));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("Base contract")).Times(0)) << "that line goes to the default log";
+    EXPECT_FALSE(Download({currency.With("Radius", "%s%n")}));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("%s")));
+}
+
+} // namespace

@@ -1,0 +1,359 @@
+// The text tables of a download: reading of attributes and numbers, rows and headers, the map of the server's isins.
+#include "TablesData.h"
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include <boost/property_tree/ptree.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+#include <gmock/gmock.h>
+
+#include "except.h"
+#include "kv7errors.h"
+
+namespace {
+
+using boost::property_tree::ptree;
+using QuindalIM::AttributeList;
+using QuindalIM::Dictionary;
+using QuindalIM::FromString;
+using QuindalIM::GetAttr;
+using QuindalIM::RealIsinStorage;
+using QuindalIM::Table;
+using testing::HasSubstr;
+
+/// The element of a one-element document.
+ptree Element(const std::string& xml)
+{
+    std::istringstream stream(xml);
+    ptree document;
+    read_xml(stream, document);
+    return document.front().second;
+}
+
+struct Refusal
+{
+    Z9ERR code = Z9ERR_OK;
+    std::string text;
+    std::string function;
+};
+
+template <class T>
+Refusal RefusalOf(const std::string& text)
+{
+    try {
+        static_cast<void>(FromString<T>(text));
+    } catch (const kv7base::CZ9Error& error) {
+        return {error.GetCode(), error.what(), error.GetLocation().function_name()};
+    }
+    return {};
+}
+
+template <class T>
+std::string OutOfRangeOf(const std::string& text)
+{
+    try {
+        static_cast<void>(FromString<T>(text));
+    } catch (const std::out_of_range& error) {
+        return error.what();
+    }
+    return "in range";
+}
+
+TEST(GetAttr, GivesTheTextOfTheAttribute)
+{
+    EXPECT_EQ(GetAttr(Element(R"(<Futures Code="FUT-1" CodeBC=""/>)"), "Code"), "FUT-1");
+    EXPECT_EQ(GetAttr(Element(R"(<Futures Code="FUT-1" CodeBC=""/>)"), "CodeBC"), "");
+    EXPECT_EQ(GetAttr(Element(R"(<Futures Code="A&amp;B&lt;"/>)"), "Code"), "A&B<");
+}
+
+TEST(GetAttr, RaisesThePropertyTreesExceptionForAMissingAttribute)
+{
+    try {
+        static_cast<void>(GetAttr(Element("<Futures/>"), "Code"));
+        FAIL() << "nothing was raised";
+    } catch (const boost::property_tree::ptree_bad_path& error) {
+        EXPECT_THAT(error.what(), HasSubstr("No such node"));
+        EXPECT_THAT(error.what(), HasSubstr("Code"));
+    }
+}
+
+TEST(GetAttr, IsCaseSensitive)
+{
+    EXPECT_THROW(static_cast<void>(GetAttr(Element(R"(<Futures code="F"/>)"), "Code")),
+                 boost::property_tree::ptree_error);
+}
+
+TEST(FromString, ReadsNumbersThatFillTheWholeText)
+{
+    EXPECT_EQ(FromString<int>("12"), 12);
+    EXPECT_EQ(FromString<int>("-2147483648"), std::numeric_limits<int>::min());
+    EXPECT_EQ(FromString<signed char>("-128"), -128);
+    EXPECT_EQ(FromString<signed char>("5"), 5); // the number, not the letter
+    EXPECT_EQ(FromString<long>("9223372036854775807"), std::numeric_limits<long>::max());
+    EXPECT_EQ(FromString<double>("0.25"), 0.25);
+    EXPECT_EQ(FromString<double>("-1.5e3"), -1500.0);
+}
+
+TEST(FromString, TakesWhatTheStandardConversionTakes)
+{
+    EXPECT_EQ(FromString<int>(" \t+7"), 7); // blanks in front and a plus
+    EXPECT_EQ(FromString<int>("010"), 10);  // decimal, never octal
+    EXPECT_EQ(FromString<double>(" +.5"), 0.5);
+    EXPECT_EQ(FromString<double>("0x10"), 16.0); // hexadecimal, for floating point only
+    EXPECT_EQ(FromString<double>("inf"), std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isnan(FromString<double>("nan")));
+}
+
+TEST(FromString, RefusesAnythingBehindAnIntegerAndNamesTheText)
+{
+    const Refusal refusal = RefusalOf<int>("12x");
+    EXPECT_EQ(refusal.code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_THAT(refusal.text,
+                HasSubstr("String \"12x\" should not contain characters except for representation of integer"));
+    EXPECT_EQ(refusal.function, "FromString<int>");
+}
+
+TEST(FromString, RefusesAnythingBehindAFloatingPointNumberAndNamesTheText)
+{
+    const Refusal refusal = RefusalOf<double>("1.5 ");
+    EXPECT_EQ(refusal.code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_THAT(
+        refusal.text,
+        HasSubstr("String \"1.5 \" should not contain characters except for representation of floating-point number"));
+    EXPECT_EQ(refusal.function, "FromString<double>");
+}
+
+TEST(FromString, IsNamedAfterItsTypeInTheRefusal)
+{
+    EXPECT_EQ(RefusalOf<signed char>("1x").function, "FromString<signed char>");
+    EXPECT_EQ(RefusalOf<long>("1x").function, "FromString<long int>");
+}
+
+TEST(FromString, RefusesTextThatIsNoNumberInTheSameWords)
+{
+    for (const char* text : {"", " ", "x", "-", "one"}) {
+        const std::string quoted = std::string("String \"") + text + "\" should not contain characters except for ";
+        EXPECT_THAT(RefusalOf<int>(text).text, HasSubstr(quoted + "representation of integer")) << text;
+        EXPECT_THAT(RefusalOf<signed char>(text).text, HasSubstr(quoted + "representation of integer")) << text;
+        EXPECT_THAT(RefusalOf<long>(text).text, HasSubstr(quoted + "representation of integer")) << text;
+        EXPECT_THAT(RefusalOf<double>(text).text, HasSubstr(quoted + "representation of floating-point number"))
+            << text;
+    }
+}
+
+TEST(FromString, RefusesFractionsAndExponentsInIntegers)
+{
+    EXPECT_EQ(RefusalOf<int>("1.0").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(RefusalOf<long>("1e3").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(RefusalOf<int>("0x10").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+}
+
+TEST(FromString, RefusesADecimalComma) { EXPECT_EQ(RefusalOf<double>("0,25").code, Z9ERR_COMMON_WRONG_ARGUMENTS); }
+
+TEST(FromString, RefusesWhatStandsBehindAZeroByte)
+{
+    EXPECT_EQ(RefusalOf<int>(std::string("1\0", 2)).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(RefusalOf<double>(std::string("1\0", 2)).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+}
+
+TEST(FromString, LeavesNumbersBeyondTheTypeToTheStandardException)
+{
+    EXPECT_EQ(OutOfRangeOf<int>("2147483648"), "stol"); // fits a long, not an int
+    EXPECT_EQ(OutOfRangeOf<int>("9223372036854775808"), "stol");
+    EXPECT_EQ(OutOfRangeOf<signed char>("128"), "stol");
+    EXPECT_EQ(OutOfRangeOf<signed char>("-129"), "stol");
+    EXPECT_EQ(OutOfRangeOf<long>("9223372036854775808"), "stoll");
+    EXPECT_EQ(OutOfRangeOf<double>("1e999"), "stod");
+}
+
+TEST(AttributeList, JoinsItsNamesAsTheHeaderRow)
+{
+    EXPECT_EQ(AttributeList({"Code", "CodeBC", "Lot"}).GetAttributeListName(), "Code;CodeBC;Lot");
+    EXPECT_EQ(AttributeList({"Code"}).GetAttributeListName(), "Code");
+    EXPECT_EQ(AttributeList({}).GetAttributeListName(), "");
+    EXPECT_EQ(AttributeList({"Code", "CodeBC", "Lot"}).GetSize(), 3u);
+}
+
+TEST(AttributeList, TakesAttributesInItsOwnOrder)
+{
+    EXPECT_EQ(AttributeList({"Code", "CodeBC"}).GetAttributeList(Element(R"(<F CodeBC="BC" Other="1" Code="FUT"/>)")),
+              "FUT;BC");
+}
+
+TEST(AttributeList, LeavesTheFieldOfAMissingAttributeEmpty)
+{
+    const AttributeList list{"First", "Middle", "Last"};
+    EXPECT_EQ(list.GetAttributeList(Element(R"(<F First="1" Last="3"/>)")), "1;;3");
+    EXPECT_EQ(list.GetAttributeList(Element(R"(<F Middle="2"/>)")), ";2;");
+    EXPECT_EQ(list.GetAttributeList(Element("<F/>")), ";;");
+}
+
+TEST(AttributeList, TakesValuesAsTheyStandSeparatorsIncluded)
+{
+    EXPECT_EQ(AttributeList({"A", "B"}).GetAttributeList(Element(R"(<F A="1;2" B=" 3 "/>)")), "1;2; 3 ");
+}
+
+TEST(Table, GivesTheHeaderWithoutMovingTheCursor)
+{
+    Table table("Code;CodeBC");
+    table.AddRow("F1;BC");
+    table.AddRow("F2;BC");
+    std::string row;
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    EXPECT_EQ(row, "F1;BC");
+    ASSERT_TRUE(table.GetNextRow(row, true));
+    EXPECT_EQ(row, "Code;CodeBC");
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    EXPECT_EQ(row, "F2;BC");
+}
+
+TEST(Table, SaysFalseAtTheEndAndLeavesTheRow)
+{
+    Table table("Code");
+    table.AddRow("F1");
+    std::string row;
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    EXPECT_FALSE(table.GetNextRow(row, false));
+    EXPECT_EQ(row, "F1");
+    EXPECT_TRUE(table.GetNextRow(row, true)); // the header is there at the end, too
+}
+
+TEST(Table, BeginsAgainWhenSetOnFirst)
+{
+    Table table("Code");
+    table.AddRow("F1");
+    std::string row;
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    table.SetOnFirst();
+    row.clear();
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    EXPECT_EQ(row, "F1");
+}
+
+TEST(Table, LosesItsRowsAndItsCursorWhenCleared)
+{
+    Table table("Code");
+    table.AddRow("F1");
+    std::string row;
+    ASSERT_TRUE(table.GetNextRow(row, false));
+    table.Clear();
+    EXPECT_FALSE(table.GetNextRow(row, false));
+    table.AddRow("F2");
+    ASSERT_TRUE(table.GetNextRow(row, false)) << "the cursor must stand on the first row again";
+    EXPECT_EQ(row, "F2");
+}
+
+TEST(Dictionary, NamesTheColumnsOfEachTable)
+{
+    Dictionary dictionary;
+    std::string row;
+    ASSERT_TRUE(dictionary.GetCommonParameters(row, true));
+    EXPECT_EQ(row, "EdgeCoeff");
+    ASSERT_TRUE(dictionary.GetNextCurrency(row, true));
+    EXPECT_EQ(row, "IndicatorID;Radius");
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, true));
+    EXPECT_EQ(row, "Code;CodeMCS;VolatNum;MSPType;ShortOptionMinimumCharge;IndicatorID;MarketRisk;MarketRisk1;"
+                   "MarketRisk2;MarketRiskLow;MarketRisk1Low;MarketRisk2Low;MarketRiskMedium;MarketRisk1Medium;"
+                   "MarketRisk2Medium;MarketRiskHigh;MarketRisk1High;MarketRisk2High;MarketRiskExceptional;"
+                   "MarketRisk1Exceptional;MarketRisk2Exceptional;ConcentrationLimit1;ConcentrationLimit2;RiskPointsN;"
+                   "WindowSizePercentage;OptionModel;SpotPrice;AssetClass;CFRisk");
+    ASSERT_TRUE(dictionary.GetNextFutures(row, true));
+    EXPECT_EQ(row,
+              "Code;CodeBC;CalcFutPrice;SpreadAspect;MinStepPrice;BaseGO;RealCalcPrice;ExpiredDate;MinStep;Lot;XLot;"
+              "InterestRateRiskUp;InterestRateRiskDown;TimeToExpiration;NormalizedSpot;Attribute;MRAddOnUp;"
+              "MRAddOnDown;EnforceIMSHalfNetting");
+}
+
+TEST(Dictionary, KeepsAFuturesWithAnEmptyColumnForEachAttributeItLacks)
+{
+    Dictionary dictionary;
+    dictionary.AddFutures(Element(R"(<Futures Code="F" CodeBC="B" CalcFutPrice="1" XLot="2" Isin="7"/>)"));
+    std::string row;
+    ASSERT_TRUE(dictionary.GetNextFutures(row, false));
+    // Nineteen columns; BaseGO and whatever the server left out are empty, Isin is no column.
+    EXPECT_EQ(row, "F;B;1;;;;;;;;2;;;;;;;;");
+}
+
+TEST(Dictionary, TakesTheCommonParametersAsTheyStand)
+{
+    Dictionary dictionary;
+    dictionary.AddCommonParameters(" 0.750 ");
+    std::string row;
+    ASSERT_TRUE(dictionary.GetCommonParameters(row, false));
+    EXPECT_EQ(row, " 0.750 ");
+    EXPECT_FALSE(dictionary.GetCommonParameters(row, false));
+    dictionary.SetOnFirstCommonParameters();
+    EXPECT_TRUE(dictionary.GetCommonParameters(row, false));
+}
+
+TEST(Dictionary, ReadsEachTableThroughACursorOfItsOwn)
+{
+    Dictionary dictionary;
+    dictionary.AddCurrency(Element(R"(<Currency IndicatorID="1" Radius="0.5"/>)"));
+    dictionary.AddBaseContract(Element(R"(<BaseContract Code="BC"/>)"));
+    dictionary.AddFutures(Element(R"(<Futures Code="F"/>)"));
+    std::string row;
+    ASSERT_TRUE(dictionary.GetNextCurrency(row, false));
+    EXPECT_EQ(row, "1;0.5");
+    EXPECT_FALSE(dictionary.GetNextCurrency(row, false));
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, false));
+    EXPECT_EQ(row, "BC" + std::string(28, ';'));
+    ASSERT_TRUE(dictionary.GetNextFutures(row, false));
+    EXPECT_EQ(row, "F" + std::string(18, ';'));
+
+    dictionary.SetOnFirstCurrency();
+    EXPECT_TRUE(dictionary.GetNextCurrency(row, false));
+    EXPECT_FALSE(dictionary.GetNextFutures(row, false));
+    dictionary.SetOnFirstBaseContract();
+    dictionary.SetOnFirstFutures();
+    EXPECT_TRUE(dictionary.GetNextBaseContract(row, false));
+    EXPECT_TRUE(dictionary.GetNextFutures(row, false));
+}
+
+TEST(Dictionary, IsEmptyInEveryTableWhenCleared)
+{
+    Dictionary dictionary;
+    dictionary.AddCommonParameters("0.75");
+    dictionary.AddCurrency(Element("<Currency/>"));
+    dictionary.AddBaseContract(Element("<BaseContract/>"));
+    dictionary.AddFutures(Element("<Futures/>"));
+    dictionary.Clear();
+    std::string row;
+    EXPECT_FALSE(dictionary.GetCommonParameters(row, false));
+    EXPECT_FALSE(dictionary.GetNextCurrency(row, false));
+    EXPECT_FALSE(dictionary.GetNextBaseContract(row, false));
+    EXPECT_FALSE(dictionary.GetNextFutures(row, false));
+    EXPECT_TRUE(dictionary.GetNextFutures(row, true)) << "the headers stay";
+}
+
+TEST(RealIsinStorage, KeepsTheFirstCodeOfAnIsin)
+{
+    RealIsinStorage storage;
+    int isin = 1001;
+    storage.SaveIsinCode(isin, "FUT-1");
+    storage.SaveIsinCode(isin, "FUT-2");
+    std::string code;
+    ASSERT_TRUE(storage.Find(isin, code));
+    EXPECT_EQ(code, "FUT-1");
+    EXPECT_TRUE(storage.Find(isin));
+}
+
+TEST(RealIsinStorage, LeavesTheCodeOfAnUnknownIsinAlone)
+{
+    RealIsinStorage storage;
+    int isin = 1001;
+    storage.SaveIsinCode(isin, "FUT-1");
+    std::string code = "as it was";
+    int other = 1002;
+    EXPECT_FALSE(storage.Find(other));
+    EXPECT_FALSE(storage.Find(other, code));
+    EXPECT_EQ(code, "as it was");
+    storage.Clear();
+    EXPECT_FALSE(storage.Find(isin));
+}
+
+} // namespace

@@ -1,0 +1,565 @@
+// Logs: the line, the levels and their gates, rotation, and what is refused at opening.
+#include "Z9Log.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TempDir.h"
+#include "Z9Err.h"
+#include "Z9Ini.h"
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+namespace {
+
+// Opens an ini file of the given text for one call and gives the code of that call.
+template <class Call>
+Z9ERR WithIni(const TempDir& dir, const std::string& text, Call call)
+{
+    Z9INI_HANDLE ini = nullptr;
+    EXPECT_EQ(Z9IniCustOpen(&ini, dir.Write("log.ini", text).c_str()), 0u);
+    const Z9ERR code = call(ini);
+    Z9IniCustClose(ini);
+    return code;
+}
+
+Z9ERR OpenDefault(const TempDir& dir, const std::string& text, const char* section = "")
+{
+    return WithIni(dir, text, [&](Z9INI_HANDLE ini) { return Z9LogOpenEx(ini, section); });
+}
+
+Z9ERR OpenCustom(const TempDir& dir, Z9LOG_HANDLE* log, const std::string& text, const char* section = "s")
+{
+    return WithIni(dir, text, [&](Z9INI_HANDLE ini) { return Z9LogCustOpenEx(log, ini, section); });
+}
+
+// A custom log that closes itself; its file is dir/name.
+class CustomLog
+{
+public:
+    CustomLog(const TempDir& dir, const std::string& name, const std::string& more = "") : file_(dir.File(name))
+    {
+        EXPECT_EQ(OpenCustom(dir, &handle_, "[s]\nfile = " + file_ + "\n" + more), 0u);
+    }
+    ~CustomLog() { Close(); }
+    CustomLog(const CustomLog&) = delete;
+    CustomLog& operator=(const CustomLog&) = delete;
+
+    void Close()
+    {
+        if (handle_ != nullptr) Z9LogCustClose(handle_);
+        handle_ = nullptr;
+    }
+
+    operator Z9LOG_HANDLE() const { return handle_; }
+    [[nodiscard]] const std::string& File() const { return file_; }
+
+private:
+    Z9LOG_HANDLE handle_ = nullptr;
+    std::string file_;
+};
+
+// Closes the default log at the end of the scope, so that each test begins without one.
+struct DefaultLogCloser
+{
+    ~DefaultLogCloser() { Z9LogClose(); }
+};
+
+void Write(Z9LOG_HANDLE log, int severity, const char* category, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    Z9LogCustExv(log, severity, category, format, args);
+    va_end(args);
+}
+
+// What follows the time in each line. Every line must begin with a time of the right form, a severity and a bracket.
+std::vector<std::string> Entries(const std::string& file)
+{
+    const char* const kHead = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+                              "(INFO|WARNING|ERROR|FATAL) \\[";
+    constexpr std::size_t kTimeSize = 24; // "2026-11-21 10:15:30.123 "
+    std::vector<std::string> entries;
+    for (const std::string& line : ReadLines(file)) {
+        EXPECT_THAT(line.substr(0, line.find('[') + 1), MatchesRegex(kHead));
+        entries.push_back(line.size() > kTimeSize ? line.substr(kTimeSize) : line);
+    }
+    return entries;
+}
+
+int32_t Gate(int severity, const char* category) { return *trcheckEx_Z9LogCustExv_(nullptr, severity, category, ""); }
+
+// The line -----------------------------------------------------------------------------------------------------------
+
+TEST(Z9LogTest, ALineHoldsTimeSeverityCategoryAndText)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    Write(log, Z9LOG_INFO, "QuindalIM", "port(%d), timeout(%d)", 4001, 5000);
+    Write(log, Z9LOG_WARNING, "Risk", "%s", "text");
+    Write(log, Z9LOG_ERROR, "", "no category");
+    Write(log, Z9LOG_FATAL, nullptr, "nor here");
+    EXPECT_THAT(Entries(log.File()), ElementsAre("INFO [QuindalIM] port(4001), timeout(5000)", "WARNING [Risk] text",
+                                                 "ERROR [] no category", "FATAL [] nor here"));
+}
+
+TEST(Z9LogTest, TheTimeIsTheLocalTimeOfTheWrite)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    const auto stamp = [](std::time_t moment) {
+        char text[32];
+        std::tm broken{};
+        localtime_r(&moment, &broken);
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &broken);
+        return std::string(text);
+    };
+    const std::string before = stamp(std::time(nullptr));
+    Write(log, Z9LOG_INFO, "c", "x");
+    const std::string after = stamp(std::time(nullptr));
+    const std::string written = ReadLines(log.File()).at(0).substr(0, 19);
+    EXPECT_LE(before, written);
+    EXPECT_LE(written, after);
+}
+
+TEST(Z9LogTest, LineBreaksBecomeTwoCharacters)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    Write(log, Z9LOG_INFO, "two\nlines", "%s", "one\ntwo\r\nthree\rfour\n\nsix\r");
+    EXPECT_THAT(Entries(log.File()), ElementsAre(R"(INFO [two\nlines] one\ntwo\nthree\nfour\n\nsix\n)"));
+}
+
+TEST(Z9LogTest, TheVerbsOfTheHouseWorkAndATextIsNeverAFormat)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    Write(log, Z9LOG_ERROR, "QuindalIM", "MQ core login failed: %s (%R), %P", "{} %s {0} %n", Z9ERR{0}, std::size_t{3});
+    Write(log, Z9LOG_ERROR, "{}%s", "{}");
+    EXPECT_THAT(Entries(log.File()),
+                ElementsAre("ERROR [QuindalIM] MQ core login failed: {} %s {0} %n (0: Success), 3", "ERROR [{}%s] {}"));
+}
+
+TEST(Z9LogTest, LongTextsComeWholeUpToTheLimit)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    for (const std::size_t size : {1022u, 1023u, 1024u, 8191u, 8192u, 65535u}) {
+        Write(log, Z9LOG_INFO, "c", "%s", std::string(size, 'x').c_str());
+        EXPECT_EQ(Entries(log.File()).back(), "INFO [c] " + std::string(size, 'x'));
+    }
+    Write(log, Z9LOG_INFO, "c", "%s", std::string(70000, 'x').c_str());
+    EXPECT_EQ(Entries(log.File()).back(), "INFO [c] " + std::string(65535, 'x'));
+}
+
+TEST(Z9LogTest, AFileThatIsThereIsContinued)
+{
+    const TempDir dir;
+    {
+        Write(CustomLog(dir, "a.log"), Z9LOG_INFO, "c", "first");
+    }
+    {
+        Write(CustomLog(dir, "a.log"), Z9LOG_INFO, "c", "second");
+    }
+    EXPECT_THAT(Entries(dir.File("a.log")), ElementsAre("INFO [c] first", "INFO [c] second"));
+}
+
+TEST(Z9LogTest, ErrnoStaysThatOfTheCaller)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    errno = ERANGE;
+    Write(log, Z9LOG_INFO, "c", "%m");
+    EXPECT_EQ(errno, ERANGE);
+    EXPECT_THAT(Entries(log.File()), ElementsAre("INFO [c] Numerical result out of range"));
+}
+
+TEST(Z9LogTest, WhatIsNoSeverityOrNoFormatIsNotWritten)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    Write(log, -1, "c", "x");
+    Write(log, Z9LOG_OFF, "c", "x");
+    Write(log, 1000, "c", "x");
+    Write(log, Z9LOG_INFO, "c", nullptr);
+    EXPECT_THAT(Entries(log.File()), IsEmpty());
+}
+
+// Levels -------------------------------------------------------------------------------------------------------------
+
+TEST(Z9LogTest, ALevelWritesItselfAndAllAbove)
+{
+    const struct
+    {
+        const char* level;
+        std::vector<std::string> written;
+    } cases[] = {
+        {"info", {"INFO [] x", "WARNING [] x", "ERROR [] x", "FATAL [] x"}},
+        {"warning", {"WARNING [] x", "ERROR [] x", "FATAL [] x"}},
+        {"error", {"ERROR [] x", "FATAL [] x"}},
+        {"fatal", {"FATAL [] x"}},
+        {"off", {}},
+    };
+    for (int level = 0; level < 5; ++level) {
+        const TempDir dir;
+        const CustomLog byKey(dir, "a.log", std::string("level = ") + cases[level].level + "\n");
+        const CustomLog byCall(dir, "b.log");
+        EXPECT_EQ(Z9LogCustSetLevel(byCall, level), 0u);
+        for (int severity = Z9LOG_INFO; severity <= Z9LOG_FATAL; ++severity) {
+            Write(byKey, severity, "", "x");
+            Write(byCall, severity, "", "x");
+        }
+        EXPECT_EQ(Entries(byKey.File()), cases[level].written) << cases[level].level;
+        EXPECT_EQ(Entries(byCall.File()), cases[level].written) << cases[level].level;
+    }
+}
+
+TEST(Z9LogTest, AGateIsOnWhileAnyOpenLogWritesItsSeverity)
+{
+    const TempDir dir;
+    volatile int32_t* info = trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, "Gate", "%d", 1);
+    volatile int32_t* error = trcheckEx_Z9LogCustExv_0(nullptr, Z9LOG_ERROR, "Gate", "%s", "x");
+    ASSERT_NE(info, nullptr);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(*info, 0);
+    EXPECT_EQ(*error, 0);
+    {
+        const CustomLog errors(dir, "errors.log", "level = error\n");
+        EXPECT_EQ(*info, 0);
+        EXPECT_EQ(*error, 1);
+        {
+            const CustomLog all(dir, "all.log");
+            EXPECT_EQ(*info, 1);
+            EXPECT_EQ(*error, 1);
+            EXPECT_EQ(Z9LogCustSetLevel(all, Z9LOG_OFF), 0u);
+            EXPECT_EQ(*info, 0);
+            EXPECT_EQ(*error, 1);
+            EXPECT_EQ(Z9LogCustSetLevel(errors, Z9LOG_FATAL), 0u);
+            EXPECT_EQ(*error, 0);
+            EXPECT_EQ(Z9LogCustSetLevel(all, Z9LOG_INFO), 0u);
+            EXPECT_EQ(*info, 1);
+            EXPECT_EQ(*error, 1);
+        }
+        EXPECT_EQ(*info, 0);
+        EXPECT_EQ(*error, 0);
+    }
+    const CustomLog reopened(dir, "all.log");
+    EXPECT_EQ(*info, 1);
+    EXPECT_EQ(*error, 1);
+}
+
+TEST(Z9LogTest, ThereIsOneWordASeverityAndCategory)
+{
+    volatile int32_t* word = trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, "One", "a %d", 1);
+    int marker = 0;
+    EXPECT_EQ(trcheckEx_Z9LogCustExv_(&marker, Z9LOG_INFO, "One", "another format"), word);
+    EXPECT_EQ(trcheckEx_Z9LogCustExv_0(nullptr, Z9LOG_INFO, "One", nullptr), word);
+    EXPECT_NE(trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, "Two", ""), word);
+    EXPECT_NE(trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_ERROR, "One", ""), word);
+    EXPECT_EQ(trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, nullptr, ""),
+              trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, "", ""));
+    for (int i = 0; i < 1000; ++i)
+        trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, std::to_string(i).c_str(), "");
+    EXPECT_EQ(trcheckEx_Z9LogCustExv_(nullptr, Z9LOG_INFO, "One", ""), word);
+}
+
+TEST(Z9LogTest, TheGateOfWhatIsNoSeverityIsThereAndOff)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    for (const int severity : {-1, 4, 1000}) {
+        volatile int32_t* word = trcheckEx_Z9LogCustExv_(log, severity, "c", "");
+        ASSERT_NE(word, nullptr);
+        EXPECT_EQ(*word, 0);
+    }
+}
+
+// The default log ----------------------------------------------------------------------------------------------------
+
+TEST(Z9LogTest, TheDefaultLogTakesTheKeysBeforeTheFirstSection)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    EXPECT_EQ(Z9LogIsOpened(), 0);
+    EXPECT_EQ(Z9LogClose(), Z9ERR_LOG_NOT_OPENED);
+    const std::string file = dir.File("default.log");
+    ASSERT_EQ(OpenDefault(dir, "file = " + file + "\nlevel = warning\n[s]\nfile = other\n"), 0u);
+    EXPECT_EQ(Z9LogIsOpened(), 1);
+    Write(nullptr, Z9LOG_INFO, "c", "too low");
+    Write(nullptr, Z9LOG_WARNING, "c", "high enough");
+    EXPECT_EQ(Z9LogClose(), 0u);
+    EXPECT_EQ(Z9LogIsOpened(), 0);
+    Write(nullptr, Z9LOG_FATAL, "c", "nobody listens");
+    EXPECT_THAT(Entries(file), ElementsAre("WARNING [c] high enough"));
+}
+
+TEST(Z9LogTest, TheStraightWritersGoToTheDefaultLog)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    const std::string file = dir.File("default.log");
+    ASSERT_EQ(OpenDefault(dir, "file = " + file + "\n"), 0u);
+    Z9LogError("error %d", 1);
+    Z9LogErrorEx("Cat", "error %s", "two");
+    Z9LogWarning("warning %R", Z9ERR{0});
+    Z9LogWarningEx("Cat", "warning");
+    Z9LogErrorWithCode(94820, "%s: Check connection failed\n", "SetPosition");
+    EXPECT_THAT(Entries(file), ElementsAre("ERROR [] error 1", "ERROR [Cat] error two", "WARNING [] warning 0: Success",
+                                           "WARNING [Cat] warning",
+                                           R"(ERROR [] SetPosition: Check connection failed\n (code 94820))"));
+}
+
+TEST(Z9LogTest, TheCodeStandsBehindATextThatWasCutToo)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    const std::string file = dir.File("default.log");
+    ASSERT_EQ(OpenDefault(dir, "file = " + file + "\n"), 0u);
+    Z9LogErrorWithCode(7, "%s", std::string(70000, 'x').c_str());
+    EXPECT_THAT(Entries(file), ElementsAre("ERROR [] " + std::string(65535, 'x') + " (code 7)"));
+}
+
+TEST(Z9LogTest, ADefaultLogWithoutAFileIsOpenAndWritesNowhere)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    ASSERT_EQ(OpenDefault(dir, "[QuindalIM]\nport = 1\n"), 0u);
+    EXPECT_EQ(Z9LogIsOpened(), 1);
+    EXPECT_EQ(Gate(Z9LOG_FATAL, "c"), 0);
+    EXPECT_EQ(Z9LogCustSetLevel(nullptr, Z9LOG_INFO), 0u);
+    EXPECT_EQ(Gate(Z9LOG_FATAL, "c"), 0);
+    Z9LogError("into the void");
+    EXPECT_EQ(Z9LogClose(), 0u);
+}
+
+TEST(Z9LogTest, ASecondOpenOfTheDefaultLogChangesNothing)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    const std::string first = dir.File("first.log");
+    ASSERT_EQ(OpenDefault(dir, "file = " + first + "\n"), 0u);
+    EXPECT_EQ(OpenDefault(dir, "file = " + dir.File("second.log") + "\n"), 17u);
+    Z9LogError("x");
+    EXPECT_THAT(Entries(first), ElementsAre("ERROR [] x"));
+    EXPECT_FALSE(std::filesystem::exists(dir.File("second.log")));
+}
+
+TEST(Z9LogTest, TheLevelOfTheDefaultLogIsSetThroughNull)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    EXPECT_EQ(Z9LogCustSetLevel(nullptr, Z9LOG_INFO), Z9ERR_LOG_NOT_OPENED);
+    ASSERT_EQ(OpenDefault(dir, "file = " + dir.File("d.log") + "\n"), 0u);
+    EXPECT_EQ(Gate(Z9LOG_INFO, "Default"), 1);
+    EXPECT_EQ(Z9LogCustSetLevel(nullptr, Z9LOG_FATAL), 0u);
+    EXPECT_EQ(Gate(Z9LOG_ERROR, "Default"), 0);
+    Z9LogError("x");
+    EXPECT_THAT(Entries(dir.File("d.log")), IsEmpty());
+}
+
+TEST(Z9LogTest, LinesOfAnIniFileThatCannotBeReadAreReported)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    const std::string file = dir.File("default.log");
+    ASSERT_EQ(OpenDefault(dir, "file = " + file + "\n"), 0u);
+    const std::string path = std::filesystem::canonical(dir.Write("bad.ini", "[s]\n; fine\na=1\nwhat\n\n[open\n"));
+    Z9INI_HANDLE ini = nullptr;
+    ASSERT_EQ(Z9IniCustOpen(&ini, path.c_str()), 0u);
+    Z9IniCustClose(ini);
+    EXPECT_THAT(Entries(file),
+                ElementsAre("WARNING [Z9Ini] Line 4 of '" + path + "' is no section, key or comment and is ignored",
+                            "WARNING [Z9Ini] Line 6 of '" + path + "' is no section, key or comment and is ignored"));
+}
+
+TEST(Z9LogTest, ALogMayBeOpenedFromTheDefaultIniFile)
+{
+    const TempDir dir;
+    Z9LOG_HANDLE log = nullptr;
+    EXPECT_EQ(Z9LogCustOpenEx(&log, Z9INI_DEFAULT, "s"), Z9ERR_INI_NOT_OPENED);
+    ASSERT_EQ(Z9IniOpen(dir.Write("d.ini", "[s]\nfile = " + dir.File("a.log") + "\n").c_str()), 0u);
+    EXPECT_EQ(Z9LogCustOpenEx(&log, Z9INI_DEFAULT, "s"), 0u);
+    EXPECT_EQ(Z9IniClose(), 0u);
+    Write(log, Z9LOG_INFO, "c", "x");
+    EXPECT_EQ(Z9LogCustClose(log), 0u);
+    EXPECT_THAT(Entries(dir.File("a.log")), ElementsAre("INFO [c] x"));
+}
+
+// Opening ------------------------------------------------------------------------------------------------------------
+
+TEST(Z9LogTest, ASectionIsFoundByItsNameOrByItsLowerCaseName)
+{
+    const TempDir dir;
+    Z9LOG_HANDLE log = nullptr;
+    const std::string lower = "[quindalim::log]\nfile = " + dir.File("lower.log") + "\n";
+    ASSERT_EQ(OpenCustom(dir, &log, lower, "QuindalIM::log"), 0u);
+    EXPECT_EQ(Z9LogCustClose(log), 0u);
+    EXPECT_TRUE(std::filesystem::exists(dir.File("lower.log")));
+
+    const std::string exact = "[QuindalIM::log]\nfile = " + dir.File("exact.log") + "\n";
+    std::filesystem::remove(dir.File("lower.log"));
+    ASSERT_EQ(OpenCustom(dir, &log, lower + exact, "QuindalIM::log"), 0u);
+    EXPECT_EQ(Z9LogCustClose(log), 0u);
+    EXPECT_TRUE(std::filesystem::exists(dir.File("exact.log")));
+    EXPECT_FALSE(std::filesystem::exists(dir.File("lower.log")));
+
+    EXPECT_EQ(OpenCustom(dir, &log, exact, "QUINDALIM::LOG"), Z9ERR_LOG_CANNOT_OPEN); // no third way
+}
+
+TEST(Z9LogTest, AFileThatCannotBeWrittenIsAFailureOfOpening)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    ASSERT_EQ(mkfifo(dir.File("pipe").c_str(), 0600), 0);
+    const std::string wrongFiles[] = {"", dir.File("no/such/folder/a.log"), dir.File(""), dir.File("pipe"),
+                                      dir.File("log.ini/a.log")};
+    int marker = 0;
+    for (const std::string& file : wrongFiles) {
+        Z9LOG_HANDLE log = &marker;
+        EXPECT_EQ(OpenCustom(dir, &log, "[s]\nfile = " + file + "\n"), Z9ERR_LOG_CANNOT_OPEN) << file;
+        EXPECT_EQ(log, &marker) << file;
+        if (file.empty()) continue; // which a default log may be without
+        EXPECT_EQ(OpenDefault(dir, "file = " + file + "\n"), Z9ERR_LOG_CANNOT_OPEN) << file;
+    }
+    Z9LOG_HANDLE log = &marker;
+    EXPECT_EQ(OpenCustom(dir, &log, "[s]\nlevel = info\n"), Z9ERR_LOG_CANNOT_OPEN);
+    EXPECT_EQ(OpenCustom(dir, &log, "[t]\nfile = a.log\n"), Z9ERR_LOG_CANNOT_OPEN);
+    EXPECT_EQ(log, &marker);
+    EXPECT_EQ(Z9LogIsOpened(), 0);
+    EXPECT_FALSE(std::filesystem::exists(dir.File("no")));
+    EXPECT_EQ(Gate(Z9LOG_FATAL, "c"), 0);
+}
+
+TEST(Z9LogTest, WrongLevelsAndNumbersAreRefused)
+{
+    const TempDir dir;
+    const DefaultLogCloser closer;
+    for (const std::string wrong : {"level = INFO", "level =", "level = debug", "level = 1", "max_size = -1",
+                                    "max_size = 1k", "max_size =", "max_size = 99999999999999999999999",
+                                    "max_files = many", "max_files = -1", "max_files = 200001"}) {
+        int marker = 0;
+        Z9LOG_HANDLE log = &marker;
+        const std::string keys = "file = " + dir.File("a.log") + "\n" + wrong + "\n";
+        EXPECT_EQ(OpenCustom(dir, &log, "[s]\n" + keys), Z9ERR_LOG_WRONG_PARAMETER) << wrong;
+        EXPECT_EQ(log, &marker) << wrong;
+        EXPECT_EQ(OpenDefault(dir, keys), Z9ERR_LOG_WRONG_PARAMETER) << wrong;
+        EXPECT_EQ(OpenDefault(dir, wrong + "\n"), Z9ERR_LOG_WRONG_PARAMETER) << wrong;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir.File("a.log")));
+}
+
+TEST(Z9LogTest, HandlesThatAreNotOpenGiveACodeAndNeverACrash)
+{
+    const TempDir dir;
+    Z9LOG_HANDLE closed = nullptr;
+    ASSERT_EQ(OpenCustom(dir, &closed, "[s]\nfile = " + dir.File("a.log") + "\n"), 0u);
+    ASSERT_EQ(Z9LogCustClose(closed), 0u);
+    int marker = 0;
+    for (const Z9LOG_HANDLE log : {closed, static_cast<Z9LOG_HANDLE>(&marker)}) {
+        EXPECT_EQ(Z9LogCustClose(log), Z9ERR_LOG_NOT_OPENED);
+        EXPECT_EQ(Z9LogCustSetLevel(log, Z9LOG_INFO), Z9ERR_LOG_NOT_OPENED);
+        Write(log, Z9LOG_FATAL, "c", "x");
+    }
+    EXPECT_EQ(Z9LogCustClose(nullptr), Z9ERR_LOG_NOT_OPENED);
+    EXPECT_EQ(Z9LogCustSetLevel(nullptr, -1), Z9ERR_LOG_WRONG_PARAMETER);
+    EXPECT_EQ(Z9LogCustSetLevel(nullptr, 5), Z9ERR_LOG_WRONG_PARAMETER);
+    EXPECT_EQ(Z9LogCustOpenEx(nullptr, nullptr, "s"), 2u);
+    EXPECT_EQ(Z9LogCustOpenEx(&closed, nullptr, "s"), 2u);
+    EXPECT_EQ(Z9LogOpenEx(&marker, ""), 2u);
+    EXPECT_THAT(Entries(dir.File("a.log")), IsEmpty());
+}
+
+// Files --------------------------------------------------------------------------------------------------------------
+
+TEST(Z9LogTest, AFileIsRotatedAndOnlySoManyAreKept)
+{
+    const TempDir dir;
+    // A line is 24 bytes of time and blank, "INFO [c] 1" and the line end: 35. Two fit into 80, three do not.
+    const CustomLog log(dir, "a.log", "max_size = 80\nmax_files = 2\n");
+    for (int i = 1; i <= 9; ++i)
+        Write(log, Z9LOG_INFO, "c", "%d", i);
+    EXPECT_THAT(Entries(dir.File("a.log")), ElementsAre("INFO [c] 9"));
+    EXPECT_THAT(Entries(dir.File("a.1.log")), ElementsAre("INFO [c] 7", "INFO [c] 8"));
+    EXPECT_THAT(Entries(dir.File("a.2.log")), ElementsAre("INFO [c] 5", "INFO [c] 6"));
+    EXPECT_FALSE(std::filesystem::exists(dir.File("a.3.log")));
+}
+
+TEST(Z9LogTest, FiveRotatedFilesAreKeptByDefault)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log", "max_size = 1\n"); // every line fills a file
+    for (int i = 1; i <= 9; ++i)
+        Write(log, Z9LOG_INFO, "c", "%d", i);
+    EXPECT_THAT(Entries(dir.File("a.log")), ElementsAre("INFO [c] 9"));
+    EXPECT_THAT(Entries(dir.File("a.5.log")), ElementsAre("INFO [c] 4"));
+    EXPECT_FALSE(std::filesystem::exists(dir.File("a.6.log")));
+}
+
+TEST(Z9LogTest, ARelativeFileStaysWhereItWasOpenedThroughRotation)
+{
+    const TempDir dir;
+    const TempDir elsewhere;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(std::filesystem::path(dir.File("x")).parent_path());
+    Z9LOG_HANDLE log = nullptr;
+    EXPECT_EQ(OpenCustom(dir, &log, "[s]\nfile = a.log\nmax_size = 1\n"), 0u);
+    std::filesystem::current_path(std::filesystem::path(elsewhere.File("x")).parent_path());
+    Write(log, Z9LOG_INFO, "c", "1");
+    Write(log, Z9LOG_INFO, "c", "2");
+    EXPECT_EQ(Z9LogCustClose(log), 0u);
+    std::filesystem::current_path(before);
+    EXPECT_THAT(Entries(dir.File("a.log")), ElementsAre("INFO [c] 2"));
+    EXPECT_THAT(Entries(dir.File("a.1.log")), ElementsAre("INFO [c] 1"));
+}
+
+TEST(Z9LogTest, TwoLogsDoNotDisturbEachOther)
+{
+    const TempDir dir;
+    CustomLog first(dir, "first.log", "level = error\n");
+    const CustomLog second(dir, "second.log");
+    Write(first, Z9LOG_INFO, "c", "not here");
+    Write(second, Z9LOG_INFO, "c", "here");
+    EXPECT_EQ(Z9LogCustSetLevel(first, Z9LOG_OFF), 0u);
+    Write(second, Z9LOG_ERROR, "c", "still here");
+    first.Close();
+    Write(second, Z9LOG_INFO, "c", "and now");
+    EXPECT_THAT(Entries(first.File()), IsEmpty());
+    EXPECT_THAT(Entries(second.File()), ElementsAre("INFO [c] here", "ERROR [c] still here", "INFO [c] and now"));
+}
+
+TEST(Z9LogTest, LinesOfManyThreadsStayWholeWhileLevelsChangeAndLogsComeAndGo)
+{
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([&log, t] {
+            for (int i = 0; i < 200; ++i)
+                Write(log, Z9LOG_ERROR, "c", "thread %d line %d", t, i);
+        });
+    }
+    for (int i = 0; i < 20; ++i) {
+        const CustomLog passing(dir, "passing.log");
+        EXPECT_EQ(Z9LogCustSetLevel(log, i % 2 == 0 ? Z9LOG_ERROR : Z9LOG_INFO), 0u);
+        EXPECT_EQ(Gate(Z9LOG_ERROR, "Threads"), 1);
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    const std::vector<std::string> entries = Entries(log.File());
+    EXPECT_EQ(entries.size(), 600u);
+    EXPECT_THAT(entries, Each(MatchesRegex("ERROR \\[c\\] thread [0-2] line [0-9]+")));
+}
+
+} // namespace

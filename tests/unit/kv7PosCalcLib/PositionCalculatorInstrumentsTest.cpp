@@ -1,0 +1,216 @@
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+
+#include "PositionCalculatorInstruments.h"
+#include "except.h"
+
+namespace {
+
+using Enums::InstrumentStatus;
+using Enums::InstrumentType;
+using pos::PositionCalculatorInstruments;
+using testing::HasSubstr;
+
+constexpr std::int32_t Silver = 7; // id of a base contract
+constexpr Isin March = 21;         // futures on it
+
+struct Failure
+{
+    Z9ERR code = Z9ERR_OK;
+    std::string text;
+};
+
+Failure FailureOf(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const kv7base::CZ9Error& e) {
+        return {e.GetCode(), e.what()};
+    }
+    return {};
+}
+
+t_bprice NotANumber()
+{
+    t_bprice price;
+    price.SetNAN();
+    return price;
+}
+
+class Instruments : public testing::Test
+{
+protected:
+    void InsertSilver() { instruments.InsertBaseContract(Silver, true, 840); }
+    void InsertMarch(const t_bprice& price = t_bprice(25.5), double xlot = 10)
+    {
+        // One step of 0.01 is 6.5 of money.
+        instruments.InsertFutures("SILV-3.27", March, Silver, 0.01, 6.5, price, 0.25, InstrumentStatus::TAS, xlot);
+    }
+
+    PositionCalculatorInstruments instruments;
+};
+
+TEST_F(Instruments, ABaseContractStandsUnderItsId)
+{
+    InsertSilver();
+    const auto& stored = instruments.GetConstInstruments().m_baseContracts.at(Silver);
+    EXPECT_EQ(stored.isin, Silver);
+    EXPECT_TRUE(stored.is_curr);
+    EXPECT_EQ(stored.indicatorIndex, 840);
+}
+
+TEST_F(Instruments, ABaseContractIsNotInsertedTwice)
+{
+    InsertSilver();
+    const Failure failure = FailureOf([&] { instruments.InsertBaseContract(Silver, false, 978); });
+    EXPECT_EQ(failure.code, Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS);
+    EXPECT_THAT(failure.text, HasSubstr("Base Contract ID: 7"));
+    EXPECT_TRUE(instruments.GetConstInstruments().m_baseContracts.at(Silver).is_curr) << "the first one stays";
+}
+
+TEST_F(Instruments, AFuturesKeepsWhatAccountingNeeds)
+{
+    InsertSilver();
+    InsertMarch();
+    const pos::SFutures* futures = instruments.GetInstrFutures(March);
+    ASSERT_NE(futures, nullptr);
+    EXPECT_EQ(futures->isin, March);
+    EXPECT_EQ(futures->code, "SILV-3.27");
+    EXPECT_EQ(futures->instrType, InstrumentType::Futures);
+    EXPECT_EQ(futures->settlPriceReal, t_bprice_int(25.5));
+    EXPECT_EQ(futures->getRealPrice(), t_bprice_int(25.5));
+    EXPECT_EQ(futures->GetMarginStyle(), Enums::MarginStyle::Futures);
+    EXPECT_EQ(futures->GetMinStep(), 0.01);
+    EXPECT_EQ(futures->GetMinStepPrice(), 6.5);
+    EXPECT_EQ(futures->timeToExpiration, 0.25);
+    EXPECT_EQ(futures->xlot, 10);
+    EXPECT_EQ(futures->baseContractID, Silver);
+    EXPECT_EQ(futures->bc, &instruments.GetConstInstruments().m_baseContracts.at(Silver));
+    EXPECT_EQ(futures->cur_instr_params, &instruments.GetCurrentInstrument());
+
+    EXPECT_EQ(&instruments.getInstrumentCLR(March), futures);
+    EXPECT_EQ(&instruments.getClearingInstrumentBaseContract(March), futures->bc);
+    EXPECT_EQ(instruments.getClearingInstrumentType(March), InstrumentType::Futures);
+    EXPECT_EQ(instruments.GetInstrTypes().at(March), InstrumentType::Futures);
+    EXPECT_EQ(instruments.GetFuturesAttribute(March), InstrumentStatus::TAS);
+}
+
+TEST_F(Instruments, AFuturesNeedsItsBaseContract)
+{
+    const Failure failure = FailureOf([&] { InsertMarch(); });
+    EXPECT_EQ(failure.code, Z9ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND);
+    EXPECT_THAT(failure.text, HasSubstr("Base Contract (id 7) not found while inserting futures (SILV-3.27)"));
+    EXPECT_EQ(instruments.GetInstrFutures(March), nullptr);
+    EXPECT_TRUE(instruments.GetInstrTypes().empty());
+    EXPECT_TRUE(instruments.GetCurrentInstrument().m_futures.empty());
+}
+
+TEST_F(Instruments, AFuturesIsNotInsertedTwice)
+{
+    InsertSilver();
+    InsertMarch();
+    // The repeat is told even when the base contract is unknown too.
+    const Failure failure = FailureOf(
+        [&] { instruments.InsertFutures("OTHER", March, 999, 1, 1, t_bprice(1), 1, InstrumentStatus::None, 1); });
+    EXPECT_EQ(failure.code, Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS);
+    EXPECT_THAT(failure.text, HasSubstr("Futures (OTHER) already exists with isin (21)"));
+    EXPECT_EQ(instruments.GetInstrFutures(March)->code, "SILV-3.27");
+    EXPECT_EQ(instruments.GetInstrFutures(March)->settlPriceReal, t_bprice_int(25.5));
+}
+
+TEST_F(Instruments, AFuturesWithoutAPriceLeavesNothingBehind)
+{
+    InsertSilver();
+    EXPECT_EQ(FailureOf([&] { InsertMarch(NotANumber()); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(instruments.GetInstrFutures(March), nullptr);
+    EXPECT_TRUE(instruments.GetInstrTypes().empty());
+    InsertMarch();
+    EXPECT_NE(instruments.GetInstrFutures(March), nullptr);
+}
+
+TEST_F(Instruments, AnUpdateStoresTimeAndPriceOnly)
+{
+    InsertSilver();
+    InsertMarch();
+    instruments.UpdateFutures(March, 0.125, t_bprice(-1.00001));
+    const pos::SFutures* futures = instruments.GetInstrFutures(March);
+    EXPECT_EQ(futures->settlPriceReal.AsPlain(), -100001);
+    EXPECT_EQ(futures->timeToExpiration, 0.125);
+    EXPECT_EQ(futures->minStep, 0.01);
+
+    EXPECT_EQ(FailureOf([&] { instruments.UpdateFutures(March, 9, NotANumber()); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(futures->settlPriceReal.AsPlain(), -100001);
+    EXPECT_EQ(futures->timeToExpiration, 0.125);
+}
+
+TEST_F(Instruments, UnknownIsinsAreToldByEachLookup)
+{
+    const Failure update = FailureOf([&] { instruments.UpdateFutures(5, 1, t_bprice(1)); });
+    EXPECT_EQ(update.code, Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND);
+    EXPECT_THAT(update.text, HasSubstr("Isin: 5"));
+    const Failure instrument = FailureOf([&] { (void)instruments.getInstrumentCLR(6); });
+    EXPECT_EQ(instrument.code, Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+    EXPECT_THAT(instrument.text, HasSubstr("Isin: 6"));
+    EXPECT_EQ(FailureOf([&] { (void)instruments.getClearingInstrumentBaseContract(6); }).code,
+              Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+    EXPECT_EQ(FailureOf([&] { (void)instruments.GetFuturesAttribute(6); }).code,
+              Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND);
+    EXPECT_EQ(instruments.getClearingInstrumentType(6), InstrumentType::Undefined);
+    EXPECT_EQ(instruments.GetInstrFutures(6), nullptr);
+}
+
+TEST_F(Instruments, TheMoneyOfAPriceUnitIsPerContractOrPerLot)
+{
+    InsertSilver();
+    InsertMarch();
+    // 6.5 / 0.01 = 650 of money for one unit of price; a contract of 10 units of silver: 65 each.
+    EXPECT_DOUBLE_EQ(instruments.GetLotMoneyCoeff(March, "c"), 650.0);
+    EXPECT_DOUBLE_EQ(instruments.GetLotMoneyCoeff(March, ""), 65.0);
+    EXPECT_DOUBLE_EQ(instruments.GetLotMoneyCoeff(March, "cc"), 65.0);
+    const Failure failure = FailureOf([&] { (void)instruments.GetLotMoneyCoeff(1, "c"); });
+    EXPECT_EQ(failure.code, Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+    EXPECT_THAT(failure.text, HasSubstr("Isin: 1"));
+}
+
+TEST_F(Instruments, ALotOfNothingCannotDivideTheMoney)
+{
+    InsertSilver();
+    InsertMarch(t_bprice(25.5), 0.99e-10);
+    EXPECT_EQ(FailureOf([&] { (void)instruments.GetLotMoneyCoeff(March, ""); }).code,
+              Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO);
+    EXPECT_DOUBLE_EQ(instruments.GetLotMoneyCoeff(March, "c"), 650.0) << "the contract's own money needs no lot";
+}
+
+TEST_F(Instruments, AfterClearTheSameInsertsSucceed)
+{
+    InsertSilver();
+    InsertMarch();
+    instruments.Clear();
+    EXPECT_TRUE(instruments.GetConstInstruments().m_baseContracts.empty());
+    EXPECT_TRUE(instruments.GetCurrentInstrument().m_futures.empty());
+    EXPECT_TRUE(instruments.GetInstrTypes().empty());
+    InsertSilver();
+    InsertMarch();
+    EXPECT_NE(instruments.GetInstrFutures(March), nullptr);
+}
+
+TEST_F(Instruments, StayAtTheirAddressesWhileOthersAreInserted)
+{
+    InsertSilver();
+    InsertMarch();
+    const pos::SFutures* const futures = instruments.GetInstrFutures(March);
+    const pos::SBaseContract* const baseContract = futures->bc;
+    for (int i = 0; i < 5000; ++i) {
+        instruments.InsertBaseContract(1000 + i, false, 0);
+        instruments.InsertFutures(std::to_string(i), 10000 + i, 1000 + i, 1, 1, t_bprice(1), 1, InstrumentStatus::None,
+                                  1);
+    }
+    EXPECT_EQ(instruments.GetInstrFutures(March), futures);
+    EXPECT_EQ(&instruments.GetConstInstruments().m_baseContracts.at(Silver), baseContract);
+    EXPECT_EQ(instruments.GetInstrFutures(10123)->bc->isin, 1123);
+}
+
+} // namespace

@@ -1,0 +1,312 @@
+// The recycling pool behind the arrays: block sizes, reuse, the raise of the largest bulk, threads and their end.
+//
+// Each test runs on a thread of its own, because a pool belongs to a thread and its largest bulk never shrinks.
+
+#include "LazyMemoryPool.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <random>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "RiskMatrix.h"
+#include "RiskRow.h"
+#include "except.h"
+
+namespace {
+
+using kv7im::auxiliary::LazyMemoryPool;
+using kv7im::auxiliary::MallocedHeader;
+
+template <class Body>
+void OnFreshThread(Body body)
+{
+    std::thread(body).join();
+}
+
+const MallocedHeader& HeaderOf(void* data) { return *(static_cast<const MallocedHeader*>(data) - 1); }
+
+TEST(LazyMemoryPool, BulkNumberIHoldsBlocksOf256TimesIPlusOneBytes)
+{
+    OnFreshThread([] {
+        for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
+            EXPECT_EQ(LazyMemoryPool::ObjectSize(i), 256 * (i + 1)) << "bulk " << i;
+    });
+}
+
+TEST(LazyMemoryPool, ARequestGoesToTheBulkOfItsBytesDividedBy256)
+{
+    struct Case
+    {
+        std::size_t bytes;
+        std::size_t bulk;
+        std::size_t size;
+    };
+    // 255 / 256 = 0, 256 / 256 = 1, ..., 3839 / 256 = 14, 3840 / 256 = 15, 4095 / 256 = 15.
+    const Case cases[] = {{0, 0, 256},   {1, 0, 256},      {255, 0, 256},    {256, 1, 512},   {511, 1, 512},
+                          {512, 2, 768}, {3839, 14, 3840}, {3840, 15, 4096}, {4095, 15, 4096}};
+    for (const Case& c : cases) {
+        OnFreshThread([&c] {
+            void* data = LazyMemoryPool::Allocate(c.bytes);
+            EXPECT_EQ(HeaderOf(data).size, c.size) << c.bytes << " bytes";
+            EXPECT_EQ(HeaderOf(data).next, nullptr) << c.bytes << " bytes";
+            LazyMemoryPool::Release(data);
+            for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
+                EXPECT_EQ(LazyMemoryPool::FreeBlocks(i), i == c.bulk ? 1u : 0u) << c.bytes << " bytes, bulk " << i;
+        });
+    }
+}
+
+TEST(LazyMemoryPool, DataIsAlignedTo64BytesAndZeroEvenInAUsedBlock)
+{
+    OnFreshThread([] {
+        for (const std::size_t bytes : {std::size_t{32}, std::size_t{300}, std::size_t{4095}, std::size_t{5000}}) {
+            void* used = LazyMemoryPool::Allocate(bytes);
+            std::memset(used, 0xA5, bytes);
+            LazyMemoryPool::Release(used);
+
+            void* again = LazyMemoryPool::Allocate(bytes);
+            EXPECT_EQ(again, used) << "a free block is handed out before the system is asked";
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(again) % 64, 0u);
+            const std::vector<unsigned char> zeros(bytes, 0);
+            EXPECT_EQ(std::memcmp(again, zeros.data(), bytes), 0) << bytes << " bytes";
+            LazyMemoryPool::Release(again);
+        }
+    });
+}
+
+TEST(LazyMemoryPool, ExactlyThe4096thByteRaisesTheLargestBulk)
+{
+    OnFreshThread([] {
+        void* small = LazyMemoryPool::Allocate(4095);
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4096u);
+        void* large = LazyMemoryPool::Allocate(4096); // (4096 / 256 + 1) * 256 = 4352
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4352u);
+        EXPECT_EQ(HeaderOf(small).size, 4096u) << "a taken block keeps its size";
+
+        LazyMemoryPool::Release(small);
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 0u) << "a block of 4096 is too small for the list now";
+        LazyMemoryPool::Release(large);
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 1u);
+    });
+}
+
+TEST(LazyMemoryPool, ARaiseFreesTheSmallerFreeBlocksAndNeverComesBack)
+{
+    OnFreshThread([] {
+        std::vector<void*> blocks;
+        for (int i = 0; i < 3; ++i)
+            blocks.push_back(LazyMemoryPool::Allocate(5000)); // (19 + 1) * 256 = 5120
+        for (void* block : blocks)
+            LazyMemoryPool::Release(block);
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 3u);
+
+        void* larger = LazyMemoryPool::Allocate(10000); // (39 + 1) * 256 = 10240
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 0u);
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 10240u);
+        LazyMemoryPool::Release(larger);
+
+        void* smaller = LazyMemoryPool::Allocate(3840);
+        EXPECT_EQ(smaller, larger) << "every block of the largest bulk has the largest size ever seen";
+        EXPECT_EQ(HeaderOf(smaller).size, 10240u);
+        LazyMemoryPool::Release(smaller);
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 10240u);
+    });
+}
+
+TEST(LazyMemoryPool, ASizeThatTheSystemRefusesLeavesThePoolAsItWas)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's allocator ends the process at such a size";
+#endif
+    OnFreshThread([] {
+        const std::size_t hopeless = std::size_t{1} << 62;
+        try {
+            static_cast<void>(LazyMemoryPool::Allocate(hopeless));
+            FAIL() << "no machine has that much memory";
+        } catch (const kv7base::CZ9Error& error) {
+            EXPECT_EQ(error.GetCode(), 1);
+            EXPECT_NE(std::string(error.what()).find("Can't allocate new node"), std::string::npos) << error.what();
+        }
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4096u);
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
+        void* ordinary = LazyMemoryPool::Allocate(5000);
+        EXPECT_EQ(HeaderOf(ordinary).size, 5120u);
+        LazyMemoryPool::Release(ordinary);
+    });
+}
+
+TEST(LazyMemoryPool, TwoToThe58VectorsAreABadArrayLength)
+{
+    const std::size_t tooMany = std::size_t{1} << 58;
+    EXPECT_THROW(static_cast<void>(LazyMemoryPool::BytesOfItems(tooMany)), std::bad_array_new_length);
+    EXPECT_EQ(LazyMemoryPool::BytesOfItems(tooMany - 1), (tooMany - 1) * 32);
+    EXPECT_THROW(kv7im::avxarray(tooMany * 4), std::bad_array_new_length);
+    EXPECT_THROW(kv7im::avxarray(std::numeric_limits<std::size_t>::max()), std::bad_array_new_length);
+    EXPECT_THROW(kv7im::RiskMatrix(tooMany * 4, 1, false), std::bad_array_new_length);
+    EXPECT_THROW(kv7im::RiskMatrix(std::numeric_limits<std::size_t>::max(), 1000, false), std::bad_array_new_length);
+}
+
+TEST(LazyMemoryPool, ReleasingNothingIsAllowed)
+{
+    OnFreshThread([] {
+        LazyMemoryPool::Release(nullptr);
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
+    });
+}
+
+TEST(LazyMemoryPool, ABlockReleasedElsewhereJoinsTheListsOfThatThread)
+{
+    OnFreshThread([] {
+        void* travelling = LazyMemoryPool::Allocate(100);
+        OnFreshThread([travelling] {
+            LazyMemoryPool::Release(travelling);
+            EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 1u);
+            EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), -1) << "it gave back what another thread took";
+            void* reused = LazyMemoryPool::Allocate(200);
+            EXPECT_EQ(reused, travelling);
+            EXPECT_EQ(LazyMemoryPool::SystemAllocations(), 0u);
+            LazyMemoryPool::Release(reused);
+        }); // the thread that keeps the block frees it at its end: a leak or a double free would show here
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 0u);
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 1);
+    });
+}
+
+TEST(LazyMemoryPool, ALargerForeignBlockServesUnderTheSizeOfTheLocalBulk)
+{
+    OnFreshThread([] {
+        void* large = LazyMemoryPool::Allocate(10000); // 10240 bytes here, 4096 is enough on the other thread
+        OnFreshThread([large] {
+            LazyMemoryPool::Release(large);
+            EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 1u);
+            void* reused = LazyMemoryPool::Allocate(4000);
+            EXPECT_EQ(reused, large);
+            EXPECT_EQ(HeaderOf(reused).size, 4096u);
+            LazyMemoryPool::Release(reused);
+        });
+    });
+}
+
+/// Built before the pool opens on its thread, so its destructor runs after the lists were emptied.
+struct Straggler
+{
+    ~Straggler()
+    {
+        if (kept == nullptr) return;
+        LazyMemoryPool::Release(kept); // straight to the system
+        *listsEmpty = LazyMemoryPool::FreeBlocks(0) == 0;
+        void* late = LazyMemoryPool::Allocate(100); // straight from the system
+        *lateBlockIsZero = static_cast<const unsigned char*>(late)[99] == 0;
+        LazyMemoryPool::Release(late);
+        *listsEmpty = *listsEmpty && LazyMemoryPool::FreeBlocks(0) == 0;
+        *outstanding = LazyMemoryPool::OutstandingBlocks();
+    }
+    void* kept = nullptr;
+    bool* listsEmpty = nullptr;
+    bool* lateBlockIsZero = nullptr;
+    std::ptrdiff_t* outstanding = nullptr;
+};
+
+TEST(LazyMemoryPool, WorksOnAfterTheListsOfAThreadWereEmptied)
+{
+    bool listsEmpty = false;
+    bool lateBlockIsZero = false;
+    std::ptrdiff_t outstanding = -1;
+    OnFreshThread([&] {
+        static thread_local Straggler straggler;
+        straggler.listsEmpty = &listsEmpty;
+        straggler.lateBlockIsZero = &lateBlockIsZero;
+        straggler.outstanding = &outstanding;
+        straggler.kept = LazyMemoryPool::Allocate(100); // opens the pool, after the straggler stands
+        LazyMemoryPool::Release(LazyMemoryPool::Allocate(100));
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 1u);
+    });
+    EXPECT_TRUE(listsEmpty);
+    EXPECT_TRUE(lateBlockIsZero);
+    EXPECT_EQ(outstanding, 0);
+}
+
+/// A singleton that outlives the thread-local objects of the main thread, as the ones of a real program do.
+kv7im::RiskMatrix& MatrixOfTheProcess()
+{
+    static kv7im::RiskMatrix matrix(5, 3, true);
+    return matrix;
+}
+
+TEST(LazyMemoryPool, AMatrixOfTheProcessMayDieAfterTheMainThreadsPool)
+{
+    // Destroyed at the end of the program, where a use of a dead list would crash or be reported by the sanitizers.
+    EXPECT_EXIT(
+        {
+            MatrixOfTheProcess() += 1.0;
+            std::exit(MatrixOfTheProcess().sum() == 15.0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(LazyMemoryPool, NobodyWritesOverAnybodyAndAllComesHome)
+{
+    OnFreshThread([] {
+        struct Taken
+        {
+            unsigned char* data;
+            std::size_t bytes;
+            unsigned char pattern;
+        };
+        std::mt19937 random(20260101);
+        std::vector<Taken> taken;
+        for (int step = 0; step < 5000; ++step) {
+            if (taken.empty() || random() % 2 == 0) {
+                const std::size_t bytes = 32 * (random() % 200);
+                const auto pattern = static_cast<unsigned char>(random());
+                auto* data = static_cast<unsigned char*>(LazyMemoryPool::Allocate(bytes));
+                std::memset(data, pattern, bytes);
+                taken.push_back({data, bytes, pattern});
+                continue;
+            }
+            std::swap(taken[random() % taken.size()], taken.back());
+            const Taken last = taken.back();
+            taken.pop_back();
+            for (std::size_t i = 0; i < last.bytes; ++i)
+                ASSERT_EQ(last.data[i], last.pattern) << "step " << step << ", byte " << i;
+            LazyMemoryPool::Release(last.data);
+        }
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), static_cast<std::ptrdiff_t>(taken.size()));
+        for (const Taken& rest : taken)
+            LazyMemoryPool::Release(rest.data);
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
+    });
+}
+
+TEST(LazyMemoryPool, TheSteadyStateAsksTheSystemForNothing)
+{
+    OnFreshThread([] {
+        const auto work = [] {
+            kv7im::RiskMatrix a(11, 3, true);
+            kv7im::RiskMatrix b(a);
+            b += a;
+            kv7im::avxarray row(11);
+            kv7im::avxarray other = kv7im::min(row, row);
+            other += row;
+            a = b;
+        };
+        work();
+        const std::size_t before = LazyMemoryPool::SystemAllocations();
+        EXPECT_GT(before, 0u);
+        for (int i = 0; i < 1000; ++i)
+            work();
+        EXPECT_EQ(LazyMemoryPool::SystemAllocations(), before);
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
+    });
+}
+
+} // namespace
