@@ -20,10 +20,15 @@ double Smaller(double a, double b) noexcept { return a < b ? a : b; }
 // Werman 1993).
 void WindowMinimum::FillRunningMinima(const double* values, std::size_t size, std::size_t block)
 {
-    for (std::size_t i = 0; i < size; ++i)
-        m_forward[i] = i % block == 0 ? values[i] : Smaller(m_forward[i - 1], values[i]);
-    for (std::size_t i = size; i-- > 0;)
-        m_backward[i] = (i + 1) % block == 0 || i + 1 == size ? values[i] : Smaller(values[i], m_backward[i + 1]);
+    for (std::size_t begin = 0; begin < size; begin += block) {
+        const std::size_t end = std::min(begin + block, size);
+        double smallest = Nothing;
+        for (std::size_t i = begin; i < end; ++i)
+            m_forward[i] = smallest = Smaller(values[i], smallest);
+        smallest = Nothing;
+        for (std::size_t i = end; i-- > begin;)
+            m_backward[i] = smallest = Smaller(values[i], smallest);
+    }
 }
 
 void WindowMinimum::Apply(RiskRow& row, std::size_t window)
