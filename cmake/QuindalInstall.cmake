@@ -15,5 +15,6 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/QuindalIMConfigVers
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuindalIMConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QuindalIMConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QuindalIM)
 
+file(RELATIVE_PATH QUINDAL_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/quindalim.pc.in ${CMAKE_CURRENT_BINARY_DIR}/quindalim.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quindalim.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

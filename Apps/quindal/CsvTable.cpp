@@ -152,10 +152,11 @@ void CsvTable::TakeHeader(std::span<const std::string_view> columns)
     m_rows.erase(m_rows.begin());
     for (std::size_t i = 0; i < header.cells.size(); ++i) {
         const std::string& name = header.cells[i];
-        const std::string where = m_file.string() + ":" + std::to_string(header.line) + ": ";
-        if (std::find(columns.begin(), columns.end(), name) == columns.end())
-            throw InputError(where + "unknown column \"" + name + "\"");
-        if (!m_columns.emplace(name, i).second) throw InputError(where + "column \"" + name + "\" stands twice");
+        const auto refuse = [&](const std::string& what) {
+            throw InputError(m_file.string() + ":" + std::to_string(header.line) + ": " + what);
+        };
+        if (std::find(columns.begin(), columns.end(), name) == columns.end()) refuse("unknown column \"" + name + "\"");
+        if (!m_columns.emplace(name, i).second) refuse("column \"" + name + "\" stands twice");
     }
     for (const Row& row : m_rows)
         if (row.cells.size() > header.cells.size())

@@ -1,0 +1,348 @@
+// Figures of firms and settlement accounts, which no exported function hands out: set through the exported functions,
+// read from the inside.
+//
+// The hand market: see HandContract. One contract at 1000 has the results -200, 0, +200.
+#include <cmath>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "BraskSettlementAccount.h"
+#include "Broker.h"
+#include "Client.h"
+#include "LibraryHost.h"
+#include "LibraryState.h"
+#include "MarginMarket.h"
+#include "ParticipantRepository.h"
+#include "TradingCodes.h"
+
+namespace {
+
+using namespace quindal::test;
+using enum Enums::MarginRule;
+
+struct Firm
+{
+    std::string code;
+    std::string account;
+    Enums::MarginRule rule;
+    Enums::SpreadMarginType calendar = Enums::SpreadMarginType::Netting;
+    Enums::SpreadMarginType interContract = Enums::SpreadMarginType::HalfNetting;
+};
+struct Account
+{
+    std::string id;
+    Enums::MarginRule rule;
+};
+struct Client
+{
+    std::string code;
+    plain::Rules rules = {};
+    double goRatio = 1.0;
+};
+/// An account tree, to be registered as often as a test likes.
+struct Tree
+{
+    std::vector<Account> accounts;
+    std::vector<Firm> firms;
+    std::vector<Client> clients;
+};
+
+/// GO of every participant by its code.
+using Figures = std::map<std::string, double>;
+
+/// Position of a participant: its level, its code, the futures.
+struct Place
+{
+    QuindalAccountHierarchyRecordType level;
+    std::string code;
+    std::string futures;
+    friend auto operator<=>(const Place&, const Place&) = default;
+};
+using Positions = std::map<Place, plain::Holding>;
+
+class AccountFigures : public LibraryHost
+{
+protected:
+    void Start(const plain::Market& market)
+    {
+        StartAll();
+        InsertMarket(calc, market);
+    }
+
+    void Register(const Tree& tree)
+    {
+        for (const Account& account : tree.accounts)
+            ASSERT_EQ(calls::Account(calc, account.id.c_str(), static_cast<QuindalMarginRule>(account.rule)), 0);
+        for (const Firm& firm : tree.firms) {
+            ASSERT_EQ(RegisterFirm(calc, firm.code.c_str(), 0, 1.0, 1.0, QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY,
+                                   firm.account.c_str(), static_cast<QuindalSpreadMarginType>(firm.calendar),
+                                   static_cast<QuindalMarginRule>(firm.rule),
+                                   static_cast<QuindalSpreadMarginType>(firm.interContract), 1.0, 0),
+                      0);
+            ASSERT_EQ(InsertBrokerBaseContractParam(calc, firm.code.c_str(), "SHARE", 1.5), 0);
+        }
+        for (const Client& client : tree.clients)
+            ASSERT_EQ(RegisterClient(calc, client.code, client.rules, client.goRatio), 0);
+    }
+
+    void Set(const Place& place, std::int64_t quantity, double price)
+    {
+        calls::Margins margins;
+        ASSERT_EQ(
+            calls::Position(calc, place.code.c_str(), place.futures.c_str(), quantity, price, margins, place.level), 0);
+    }
+    void SetClient(const char* code, std::int64_t quantity, double price)
+    {
+        Set({QUINDAL_ACCOUNT_HIERARCHY_CLIENT, code, "FUT"}, quantity, price);
+    }
+    void SetFirm(const char* code, std::int64_t quantity, double price)
+    {
+        Set({QUINDAL_ACCOUNT_HIERARCHY_BROKER, code, "FUT"}, quantity, price);
+    }
+    void SetAccount(const char* code, std::int64_t quantity, double price)
+    {
+        Set({QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT, code, "FUT"}, quantity, price);
+    }
+
+    static double GOOfClient(const std::string& code)
+    {
+        return QuindalIM::GetParticipantRepositoryForQuindaIM().GetClient(ClientCode::Parse(code)).GetInitialMargin();
+    }
+    static double GOOfFirm(const std::string& code)
+    {
+        return QuindalIM::GetParticipantRepositoryForQuindaIM()
+            .GetBroker(BrokerCode::Parse(code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED)
+            .GetInitialMargin();
+    }
+    static double GOOfAccount(const std::string& id)
+    {
+        return QuindalIM::GetParticipantRepositoryForQuindaIM().GetSettlementAccountById(id)->GetInitialMargin();
+    }
+    static Figures AllFigures(const Tree& tree)
+    {
+        Figures figures;
+        for (const Client& client : tree.clients)
+            figures[client.code] = GOOfClient(client.code);
+        for (const Firm& firm : tree.firms)
+            figures[firm.code] = GOOfFirm(firm.code);
+        for (const Account& account : tree.accounts)
+            figures[account.id] = GOOfAccount(account.id);
+        return figures;
+    }
+};
+
+// Two firms, three clients, records of every level:
+//   client 1 of AA01   long 5 at 1000.0001    (900 - 1000.0001) * 10 = -1000.001 at the left     GO 1000.01
+//   client 2 of AA01   short 2 at 1000        -400 at the right                                  GO  400.00
+//   client 1 of AA02   long 5 at 1000.0001    -1000.001 at the left                              GO 1000.01
+//   firm AA01          long 1 at 1000         200.00        firm AA02   short 3 at 1000          GO  600.00
+//   account            long 2 at 1000.0001    (900 - 1000.0001) * 4 = -400.0004                  GO  400.01
+// A HalfNetting firm adds its clients' losses point by point: AA01 -1000.001 at the left, -400 at the right: 1000.01.
+// A HalfNetting account does so with the clients of all its firms, whatever their rule: -2000.002 at the left: 2000.01.
+// A Gross account adds the GO of its firms as they are charged: 1000.01 twice is 2000.02, a cent more.
+// A Netting level lives by its own records. A Gross firm takes its clients' losses only below a HalfNetting account and
+// has no figure otherwise.
+TEST_F(AccountFigures, OfTheNineCombinationsOfRulesAreTheHandWorkedOnes)
+{
+    struct Case
+    {
+        Enums::MarginRule firm;
+        Enums::MarginRule account;
+        double goAA01;
+        double goAA02;
+        double goAccount;
+    };
+    const Case cases[] = {
+        // clang-format off
+        // firm       account        AA01     AA02  account
+        {HalfNetting, HalfNetting, 1000.01, 1000.01, 2000.01},
+        {HalfNetting, Gross,       1000.01, 1000.01, 2000.02},
+        {HalfNetting, Netting,     1000.01, 1000.01,  400.01},
+        {Gross,       HalfNetting, 1000.01, 1000.01, 2000.01},
+        {Gross,       Gross,          0.00,    0.00,    0.00},
+        {Gross,       Netting,        0.00,    0.00,  400.01},
+        {Netting,     HalfNetting,  200.00,  600.00, 2000.01},
+        {Netting,     Gross,        200.00,  600.00,  800.00},
+        {Netting,     Netting,      200.00,  600.00,  400.01},
+        // clang-format on
+    };
+    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    for (const Case& c : cases) {
+        SCOPED_TRACE("firms " + std::to_string(static_cast<int>(c.firm)) + ", account " +
+                     std::to_string(static_cast<int>(c.account)));
+        ASSERT_EQ(ClearParts(calc), 0);
+        Register({{{"ACCOUNT", c.account}},
+                  {{"AA01", "ACCOUNT", c.firm}, {"AA02", "ACCOUNT", c.firm}},
+                  {{"AA01001"}, {"AA01002"}, {"AA02001"}}});
+        SetAccount("ACCOUNT", 2, 1000.0001);
+        SetFirm("AA01", 1, 1000.0);
+        SetFirm("AA02", -3, 1000.0);
+        SetClient("AA01001", 5, 1000.0001);
+        SetClient("AA01002", -2, 1000.0);
+        SetClient("AA02001", 5, 1000.0001);
+        EXPECT_DOUBLE_EQ(GOOfClient("AA01001"), 1000.01);
+        EXPECT_DOUBLE_EQ(GOOfClient("AA01002"), 400.0);
+        EXPECT_DOUBLE_EQ(GOOfFirm("AA01"), c.goAA01);
+        EXPECT_DOUBLE_EQ(GOOfFirm("AA02"), c.goAA02);
+        EXPECT_DOUBLE_EQ(GOOfAccount("ACCOUNT"), c.goAccount);
+    }
+}
+
+// One account over firms of all three rules. HalfNetting: the losses of all clients, -1000.001 * 3. Gross: 1000.01 of
+// AA01, nothing of the Gross firm, 200 of the records of AA03.
+TEST_F(AccountFigures, OfAnAccountOverFirmsOfDifferentRules)
+{
+    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    for (const auto& [rule, expected] : {std::pair{HalfNetting, 3000.01}, std::pair{Gross, 1200.01}}) {
+        ASSERT_EQ(ClearParts(calc), 0);
+        Register({{{"ACCOUNT", rule}},
+                  {{"AA01", "ACCOUNT", HalfNetting}, {"AA02", "ACCOUNT", Gross}, {"AA03", "ACCOUNT", Netting}},
+                  {{"AA01001"}, {"AA02001"}, {"AA03001"}}});
+        for (const char* client : {"AA01001", "AA02001", "AA03001"})
+            SetClient(client, 5, 1000.0001);
+        SetFirm("AA03", 1, 1000.0);
+        EXPECT_DOUBLE_EQ(GOOfAccount("ACCOUNT"), expected);
+    }
+}
+
+// A firm without an account, or with one that nobody registered, has its figure like any other.
+TEST_F(AccountFigures, AFirmMayStandWithoutAnAccount)
+{
+    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Register({{}, {{"AA01", "", HalfNetting}, {"AA02", "UNKNOWN", Netting}}, {{"AA01001"}, {"AA02001"}}});
+    SetClient("AA01001", 5, 1000.0001);
+    SetClient("AA02001", 5, 1000.0);
+    EXPECT_DOUBLE_EQ(GOOfFirm("AA01"), 1000.01);
+    EXPECT_DOUBLE_EQ(GOOfFirm("AA02"), 0.0) << "its own records count, and there are none";
+    SetClient("AA01001", 0, 0.0);
+    EXPECT_EQ(GOOfFirm("AA01"), 0.0);
+}
+
+/// Three accounts, one under each rule, with three firms each, one under each rule, with two clients each. The rules of
+/// the clients differ from one to the next.
+Tree MixedTree()
+{
+    using enum Enums::SpreadMarginType;
+    const Enums::SpreadMarginType types[] = {Unused, Enums::SpreadMarginType::HalfNetting,
+                                             Enums::SpreadMarginType::Netting};
+    Tree tree;
+    const Enums::MarginRule rules[] = {Enums::MarginRule::Gross, Enums::MarginRule::HalfNetting,
+                                       Enums::MarginRule::Netting};
+    for (const Enums::MarginRule accountRule : rules) {
+        const std::string account = "ACCOUNT-" + std::to_string(tree.accounts.size() + 1);
+        tree.accounts.push_back({account, accountRule});
+        for (const Enums::MarginRule firmRule : rules) {
+            const std::string firm = "AA0" + std::to_string(tree.firms.size() + 1);
+            tree.firms.push_back(
+                {firm, account, firmRule, types[tree.firms.size() % 2 + 1], types[tree.firms.size() % 3]});
+            for (int number = 1; number <= 2; ++number) {
+                Client client{firm + "00" + std::to_string(number)};
+                const std::size_t index = tree.clients.size();
+                client.rules.level = static_cast<Enums::ClientRiskLevel>(index % 5);
+                client.rules.noFutDiscount = index % 4 == 0;
+                client.rules.calendar = types[index % 3];
+                client.rules.interContract = types[index / 3 % 3];
+                client.rules.shortChargeRatio = 0.5 + 0.5 * static_cast<double>(index % 3);
+                client.goRatio = index % 2 == 0 ? 1.0 : 1.25;
+                tree.clients.push_back(client);
+            }
+        }
+    }
+    return tree;
+}
+
+std::vector<std::pair<QuindalAccountHierarchyRecordType, std::string>> Participants(const Tree& tree)
+{
+    std::vector<std::pair<QuindalAccountHierarchyRecordType, std::string>> all;
+    for (const Client& client : tree.clients)
+        all.emplace_back(QUINDAL_ACCOUNT_HIERARCHY_CLIENT, client.code);
+    for (const Firm& firm : tree.firms)
+        all.emplace_back(QUINDAL_ACCOUNT_HIERARCHY_BROKER, firm.code);
+    for (const Account& account : tree.accounts)
+        all.emplace_back(QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT, account.id);
+    return all;
+}
+
+/// What the plain model finds for the records of one participant, as charged.
+double PlainFigure(const plain::Market& market, const plain::Rules& rules, const Positions& positions,
+                   const std::string& code)
+{
+    plain::Book book;
+    for (const auto& [place, holding] : positions) {
+        if (place.code != code) continue;
+        for (const FuturesSample& futures : market.futures)
+            if (futures.Code == place.futures) book[futures.Isin] = holding;
+    }
+    return Charged(plain::Model(market, rules).Of(book).volatility);
+}
+
+/// Levels under Netting live by their own records, so the plain model knows their figures.
+void ExpectNettingLevelsPlain(const plain::Market& market, const Tree& tree, const Positions& positions,
+                              const Figures& figures)
+{
+    const auto expect = [&](const std::string& code, const plain::Rules& rules) {
+        const double expected = PlainFigure(market, rules, positions, code);
+        EXPECT_NEAR(figures.at(code), expected, 1e-9 * (1.0 + expected)) << code;
+    };
+    plain::Rules rules;
+    for (const Firm& firm : tree.firms) {
+        rules.calendar = firm.calendar;
+        rules.interContract = firm.interContract;
+        if (firm.rule == Netting) expect(firm.code, rules);
+    }
+    rules.calendar = rules.interContract = Enums::SpreadMarginType::Netting;
+    for (const Account& account : tree.accounts)
+        if (account.rule == Netting) expect(account.id, rules);
+}
+
+// After any walk over any mix of rules every figure is what a tree made anew finds for the positions held, and where
+// nothing is held nothing is charged.
+TEST_F(AccountFigures, AfterAWalkEqualThoseOfAFreshTreeAndEndAtZero)
+{
+    const plain::Market market = BusyMarket();
+    const Tree tree = MixedTree();
+    const auto participants = Participants(tree);
+    Start(market);
+
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        Positions positions;
+        std::vector<std::pair<Positions, Figures>> snapshots;
+        ASSERT_EQ(ClearParts(calc), 0);
+        Register(tree);
+        for (int step = 1; step <= 600; ++step) {
+            const auto& [level, code] = participants[random() % participants.size()];
+            const FuturesSample& futures = market.futures[random() % market.futures.size()];
+            const std::int64_t quantity = random() % 4 == 0 ? 0 : static_cast<std::int64_t>(random() % 401) - 200;
+            const double price = futures.CalcFutPrice + futures.MinStep * (static_cast<double>(random() % 41) - 20.0);
+            const Place place{level, code, futures.Code};
+            Set(place, quantity, price);
+            positions[place] = {quantity, price};
+            if (step % 150 == 0) snapshots.emplace_back(positions, AllFigures(tree));
+        }
+        for (const auto& [place, holding] : positions)
+            Set(place, 0, 0.0);
+        for (const auto& [code, figure] : AllFigures(tree)) {
+            EXPECT_EQ(figure, 0.0) << code;
+            EXPECT_FALSE(std::signbit(figure)) << code << ": a minus before a zero would be printed";
+        }
+
+        for (const auto& [held, figures] : snapshots) {
+            ASSERT_EQ(ClearParts(calc), 0);
+            Register(tree);
+            for (const auto& [place, holding] : held)
+                Set(place, holding.quantity, holding.price);
+            const Figures fresh = AllFigures(tree);
+            ExpectNettingLevelsPlain(market, tree, held, figures);
+            for (const auto& [code, figure] : figures)
+                EXPECT_NEAR(figure, fresh.at(code), 1e-9 * (1.0 + fresh.at(code))) << code;
+        }
+    }
+}
+
+} // namespace

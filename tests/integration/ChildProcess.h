@@ -58,7 +58,8 @@ public:
     /// Next line of its standard output, without the line break; what is left at the end of it.
     std::string ReadLine()
     {
-        while (m_unread.find('\n') == std::string::npos && Fill()) {}
+        while (m_unread.find('\n') == std::string::npos && Fill()) {
+        }
         const std::size_t end = m_unread.find('\n');
         std::string line = m_unread.substr(0, end);
         m_unread.erase(0, end == std::string::npos ? end : end + 1);
@@ -67,14 +68,15 @@ public:
     /// The rest of its standard output; returns when the child has closed it.
     std::string ReadOut()
     {
-        while (Fill()) {}
+        while (Fill()) {
+        }
         return std::exchange(m_unread, {});
     }
-    /// Its exit status, 128 and more for a signal. Blocks until it ends.
+    /// Its exit status, 128 and more for a signal; -1 once it was waited for. Blocks until it ends.
     int Wait()
     {
         int status = 0;
-        if (::waitpid(m_pid, &status, 0) != m_pid) return -1;
+        if (m_pid < 0 || ::waitpid(m_pid, &status, 0) != m_pid) return -1;
         m_pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
@@ -142,7 +144,7 @@ struct Finished
     std::string errors;
 };
 
-inline Finished Run(std::vector<std::string> arguments, std::vector<std::string> variables = {})
+inline Finished RunToEnd(std::vector<std::string> arguments, std::vector<std::string> variables = {})
 {
     ChildProcess child(std::move(arguments), std::move(variables));
     std::string out = child.ReadOut();

@@ -1,0 +1,466 @@
+// The command line, run as a program: its figures, its errors, its server.
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "ChildProcess.h"
+#include "ExampleBook.h"
+#include "PlainMargin.h"
+#include "PrivateRouter.h"
+
+namespace {
+
+using namespace quindal::test;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char* Password = "sesame-of-USER01";
+
+std::vector<std::string> Margin(std::vector<std::string> further, const std::string& accounts = Example("accounts.csv"),
+                                const std::string& positions = Example("positions.csv"))
+{
+    std::vector<std::string> arguments{QUINDAL_COMMAND, "margin", "--accounts", accounts, "--positions", positions};
+    arguments.insert(arguments.end(), further.begin(), further.end());
+    return arguments;
+}
+std::vector<std::string> MarginOfExamples(const std::string& format)
+{
+    return Margin({"--instruments", Example("market.xml"), "--format", format});
+}
+
+std::vector<std::string> Split(const std::string& text, const std::string& separator)
+{
+    const std::regex pattern(separator);
+    return {std::sregex_token_iterator(text.begin(), text.end(), pattern, -1), std::sregex_token_iterator()};
+}
+
+/// Figures of one row of the report; those of clients come first.
+struct Row
+{
+    std::string code;
+    std::string parent;
+    std::optional<double> volatility;
+    std::optional<double> delivery;
+    double go = 0.0;
+};
+
+std::vector<Row> FromCsv(const std::string& text)
+{
+    std::istringstream stream(text);
+    std::string line;
+    std::getline(stream, line);
+    EXPECT_EQ(line, "level,code,parent,volatility_go,delivery_and_volatility_go,go");
+    std::vector<Row> rows;
+    while (std::getline(stream, line)) {
+        const std::vector<std::string> cells = Split(line, ",");
+        EXPECT_EQ(cells.size(), 6U) << line;
+        Row row{cells[1], cells[2], {}, {}, std::stod(cells[5])};
+        if (!cells[3].empty()) row.volatility = std::stod(cells[3]);
+        if (!cells[4].empty()) row.delivery = std::stod(cells[4]);
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+std::vector<Row> FromJson(const std::string& text)
+{
+    const auto document = nlohmann::json::parse(text);
+    std::vector<Row> rows;
+    for (const auto& client : document.at("clients"))
+        rows.push_back({client.at("code"), client.at("firm"), client.at("volatilityGO").get<double>(),
+                        client.at("deliveryAndVolatilityGO").get<double>(), client.at("GO")});
+    for (const auto& firm : document.at("firms"))
+        rows.push_back({firm.at("code"), firm.at("settlementAccount"), {}, {}, firm.at("GO")});
+    for (const auto& account : document.at("settlementAccounts"))
+        rows.push_back({account.at("id"), "", {}, {}, account.at("GO")});
+    return rows;
+}
+
+// "112 756.53": blanks between thousands.
+double Ungrouped(std::string text)
+{
+    std::erase(text, ' ');
+    return std::stod(text);
+}
+
+// Columns stand at least two blanks apart; a heading begins each of the three tables.
+std::vector<Row> FromTable(const std::string& text)
+{
+    std::vector<Row> rows;
+    std::istringstream stream(text);
+    bool isHeading = true;
+    for (std::string line; std::getline(stream, line); isHeading = line.empty()) {
+        if (line.empty() || isHeading) continue;
+        const std::vector<std::string> cells = Split(line, " {2,}");
+        switch (cells.size()) {
+        case 5:
+            rows.push_back({cells[0], cells[1], Ungrouped(cells[2]), Ungrouped(cells[3]), Ungrouped(cells[4])});
+            break;
+        case 3:
+            rows.push_back({cells[0], cells[1] == "-" ? "" : cells[1], {}, {}, Ungrouped(cells[2])});
+            break;
+        case 2:
+            rows.push_back({cells[0], "", {}, {}, Ungrouped(cells[1])});
+            break;
+        default:
+            ADD_FAILURE() << line;
+        }
+    }
+    return rows;
+}
+
+TEST(MarginCommand, PrintsTheSameFiguresInAllThreeFormats)
+{
+    const Finished table = RunToEnd(MarginOfExamples("table"));
+    const Finished csv = RunToEnd(MarginOfExamples("csv"));
+    const Finished json = RunToEnd(MarginOfExamples("json"));
+    for (const Finished* finished : {&table, &csv, &json}) {
+        EXPECT_EQ(finished->status, 0) << finished->errors;
+        EXPECT_THAT(finished->errors, IsEmpty());
+    }
+    const std::vector<Row> ofCsv = FromCsv(csv.out);
+    const std::vector<Row> ofJson = FromJson(json.out);
+    const std::vector<Row> ofTable = FromTable(table.out);
+    ASSERT_EQ(ofCsv.size(), 16U) << "eight clients, five firms, three accounts";
+    ASSERT_EQ(ofJson.size(), ofCsv.size());
+    ASSERT_EQ(ofTable.size(), ofCsv.size());
+    for (std::size_t i = 0; i < ofCsv.size(); ++i) {
+        const Row& row = ofCsv[i];
+        SCOPED_TRACE(row.code);
+        for (const Row* other : {&ofJson[i], &ofTable[i]}) {
+            EXPECT_EQ(other->code, row.code);
+            if (i < 8 || other == &ofJson[i] || !row.parent.empty()) {
+                EXPECT_EQ(other->parent, row.parent);
+            }
+            EXPECT_DOUBLE_EQ(other->go, row.go);
+            EXPECT_EQ(other->volatility.has_value(), row.volatility.has_value());
+        }
+        EXPECT_EQ(row.volatility.has_value(), i < 8) << "unrounded figures are the clients'";
+        if (!row.volatility) continue;
+        EXPECT_EQ(*ofJson[i].volatility, *row.volatility) << "to the last bit";
+        EXPECT_EQ(*ofJson[i].delivery, *row.delivery);
+        EXPECT_NEAR(*ofTable[i].volatility, *row.volatility, 0.00501) << "to nearest cents";
+        EXPECT_NEAR(*ofTable[i].delivery, *row.delivery, 0.00501);
+    }
+}
+
+TEST(MarginCommand, FiguresOfTheExamplesEqualThePlainModel)
+{
+    const Finished csv = RunToEnd(MarginOfExamples("csv"));
+    ASSERT_EQ(csv.status, 0) << csv.errors;
+    const plain::Market market = ReadMarket(Example("market.xml"));
+    const std::vector<ClientOfExamples> clients = ReadClients(market);
+    std::vector<Row> rows = FromCsv(csv.out);
+    ASSERT_EQ(clients.size(), 8U);
+    int compared = 0;
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        const ClientOfExamples& client = clients[i];
+        const Row& row = rows.at(i);
+        SCOPED_TRACE(client.code);
+        ASSERT_EQ(row.code, client.code);
+        EXPECT_GT(row.go, 0.0);
+        // The weight of deliveries does not matter: both figures are the same.
+        const double raw = *row.volatility * client.goRatio;
+        EXPECT_DOUBLE_EQ(row.go, std::ceil(std::round(raw * 100000) / 100000 * 100) / 100);
+        if (client.tracksSettlement) continue;
+        const plain::Margins expected = plain::Model(market, client.rules).Of(client.book);
+        EXPECT_NEAR(*row.volatility, expected.volatility, 1e-9 * expected.volatility);
+        EXPECT_NEAR(*row.delivery, expected.delivery, 1e-9 * expected.delivery);
+        ++compared;
+    }
+    EXPECT_EQ(compared, 7) << "one client holds a trade-at-settlement contract";
+}
+
+class CommandErrors : public testing::Test
+{
+protected:
+    std::string Write(const std::string& name, const std::string& content)
+    {
+        const std::string path = (folder.Path() / name).string();
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+    static Finished RunWith(const std::string& accountsFile, const std::string& positionsFile)
+    {
+        return RunToEnd(Margin({"--instruments", Example("market.xml")}, accountsFile, positionsFile));
+    }
+    static void ExpectRefusal(const Finished& finished)
+    {
+        EXPECT_NE(finished.status, 0);
+        EXPECT_LT(finished.status, 128) << "an exit, no crash";
+        EXPECT_THAT(finished.out, IsEmpty());
+        EXPECT_THAT(finished.errors, HasSubstr("quindal: "));
+    }
+
+    quindal::TemporaryFolder folder{"quindal-errors-"};
+    const std::string accounts = Write("good_accounts.csv", "level,code,parent\nfirm,AA01,\nclient,AA01001,\n");
+    const std::string positions = Write("good_positions.csv", "level,code,instrument,quantity\n"
+                                                              "client,AA01001,INDX-12.26,1\n");
+};
+
+TEST_F(CommandErrors, TheGoodFilesOfTheseTestsAreGood)
+{
+    const Finished finished = RunWith(accounts, positions);
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    EXPECT_THAT(finished.out, HasSubstr("AA01001"));
+}
+
+TEST_F(CommandErrors, AnAccountThatTheLibraryRefusesIsNamedByFileLineCodeAndText)
+{
+    const std::string broken = Write("accounts.csv", "# a comment\nlevel,code,parent\nfirm,AA1,\n");
+    const Finished finished = RunWith(broken, positions);
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors,
+                HasSubstr(broken + ":3: RegisterFirm failed with code 94811: QuindalIM wrong arguments"));
+
+    const std::string orphan = Write("orphan.csv", "level,code,parent\nclient,BB01001,\n");
+    const Finished withoutFirm = RunWith(orphan, positions);
+    ExpectRefusal(withoutFirm);
+    EXPECT_THAT(withoutFirm.errors, HasSubstr(orphan + ":2: RegisterPart failed with code 94720: Firm not found"));
+}
+
+TEST_F(CommandErrors, AnUnknownInstrumentIsNamedByFileLineCodeAndText)
+{
+    const std::string unknown = Write("positions.csv", "level,code,instrument,quantity\nclient,AA01001,INDX-12.26,1\n\n"
+                                                       "client,AA01001,NONE-12.26,1\n");
+    const Finished finished = RunWith(accounts, unknown);
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors, HasSubstr(unknown + ":4: SetPosition failed with code 94813: QuindalIM not found"));
+}
+
+TEST_F(CommandErrors, WordsAndNumbersThatMakeNoSenseAreNamedByFileLineAndColumn)
+{
+    struct Case
+    {
+        const char* name;
+        const char* content;
+        const char* line;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"column", "level,code,parentt\nfirm,AA01,\n", ":1: ", "unknown column \"parentt\""},
+        {"twice", "level,code,code\nfirm,AA01,\n", ":1: ", "column \"code\" stands twice"},
+        {"level", "level,code,parent\nfirms,AA01,\n", ":2: ", "column \"level\": \"firms\" is none of "},
+        {"number", "level,code,exp_weight\nfirm,AA01,half\n",
+         ":2: ", "column \"exp_weight\": \"half\" is not a number"},
+        {"integer", "level,code,clearings\nfirm,AA01,1.5\n", ":2: ", "\"1.5\" is not a whole number"},
+        {"empty", "level,code\nfirm,\n", ":2: ", "column \"code\" is empty"},
+        {"cells", "level,code\nfirm,AA01,HOUSE\n", ":2: ", "more cells than the header has"},
+        {"quote", "level,code\nfirm,\"AA01\n", ":2: ", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string file = Write(std::string(c.name) + ".csv", c.content);
+        const Finished finished = RunWith(file, positions);
+        ExpectRefusal(finished);
+        EXPECT_THAT(finished.errors, AllOf(HasSubstr(file + c.line), HasSubstr(c.text)));
+    }
+}
+
+TEST_F(CommandErrors, AFileThatIsNotThereIsNamed)
+{
+    for (const std::string missing : {"/nowhere/accounts.csv", "/tmp"}) {
+        const Finished finished = RunWith(missing, positions);
+        ExpectRefusal(finished);
+        EXPECT_THAT(finished.errors, HasSubstr(missing + ": cannot be read"));
+    }
+    const Finished finished = RunToEnd(Margin({"--instruments", "/nowhere/market.xml"}, accounts, positions));
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors, HasSubstr("/nowhere/market.xml: cannot be read"));
+}
+
+TEST_F(CommandErrors, AMarketThatIsNoMarketIsNamed)
+{
+    const std::string cut = Write("cut.xml", "<root>\n<Currency IndicatorID=\"1\" Radius=\"0\"/>\n");
+    const Finished ofCut = RunToEnd(Margin({"--instruments", cut}, accounts, positions));
+    ExpectRefusal(ofCut);
+    EXPECT_THAT(ofCut.errors, HasSubstr(cut + ":"));
+    const std::string incomplete = Write("incomplete.xml", "<root><Currency IndicatorID=\"1\"/></root>");
+    const Finished ofIncomplete = RunToEnd(Margin({"--instruments", incomplete}, accounts, positions));
+    ExpectRefusal(ofIncomplete);
+    EXPECT_THAT(ofIncomplete.errors,
+                HasSubstr("GetInstrumentParameters failed with code 94808: QuindalIM common error"));
+}
+
+TEST_F(CommandErrors, AnEmptyFileHasNoHeader)
+{
+    const Finished finished = RunWith(Write("empty.csv", ""), positions);
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors, HasSubstr("empty.csv: has no header row"));
+}
+
+/// Processes whose parent is this one.
+std::vector<pid_t> ChildrenOf(pid_t parent)
+{
+    std::vector<pid_t> children;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+        std::ifstream status(entry.path() / "status");
+        for (std::string line; std::getline(status, line);)
+            if (line == "PPid:\t" + std::to_string(parent)) children.push_back(std::stoi(name));
+    }
+    return children;
+}
+
+std::string ArgumentsOf(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/cmdline", std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+class Serve : public testing::Test
+{
+protected:
+    std::string Write(const std::string& name, const std::string& content)
+    {
+        const std::string path = (folder.Path() / name).string();
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+    ~Serve() override { Stop(); }
+    void Stop()
+    {
+        if (!server) return;
+        server->Signal(SIGTERM);
+        static_cast<void>(server->Wait());
+        server.reset();
+    }
+    /// Starts a server on a router of its own and takes the port from the line that it prints.
+    void Start(std::vector<std::string> further = {})
+    {
+        const std::string users = Write("users.csv", "user,part_count,login_type,password\nUSER01,100,CLIENT," +
+                                                         std::string(Password) + "\nUSER02,1,CLIENT,other\n");
+        std::vector<std::string> arguments{QUINDAL_COMMAND,       "serve",   "--instruments",
+                                           Example("market.xml"), "--users", users};
+        arguments.insert(arguments.end(), further.begin(), further.end());
+        // A killed server cannot remove its router's folder: it stands in the test's own.
+        server.emplace(arguments, std::vector<std::string>{"TMPDIR=" + folder.Path().string()});
+        const std::string line = server->ReadLine();
+        ASSERT_TRUE(line.starts_with("serving kv7go_srv_60 on port ")) << line << server->Errors();
+        ini = Write("margin.ini", "[QuindalIM::mq]\nport = " + line.substr(line.rfind(' ') + 1) + "\ntimeout = 5000\n" +
+                                      "[QuindalIM::log]\nfile = " + (folder.Path() / "margin.log").string() +
+                                      "\n[QuindalIM::xplog]\nfile = " + (folder.Path() / "trace.log").string() + "\n");
+    }
+    Finished MarginAs(const std::string& user, std::vector<std::string> variables)
+    {
+        return RunToEnd(Margin({"--ini", ini, "--user", user, "--format", "csv"}), std::move(variables));
+    }
+
+    quindal::TemporaryFolder folder{"quindal-serve-"};
+    std::optional<ChildProcess> server;
+    std::string ini;
+};
+
+TEST_F(Serve, AnswersAMarginRunWithTheFiguresOfAPrivateOne)
+{
+    const Finished alone = RunToEnd(MarginOfExamples("csv"));
+    for (const bool plain : {false, true}) {
+        Start(plain ? std::vector<std::string>{"--plain"} : std::vector<std::string>{});
+        const Finished served = MarginAs("USER01", {std::string("QUINDAL_PASSWORD=") + Password});
+        EXPECT_EQ(served.status, 0) << served.errors;
+        EXPECT_EQ(served.out, alone.out);
+        Stop();
+    }
+}
+
+TEST_F(Serve, RefusesAWrongPasswordAndAMissingOne)
+{
+    Start();
+    const Finished wrong = MarginAs("USER01", {"QUINDAL_PASSWORD=wrong"});
+    EXPECT_NE(wrong.status, 0);
+    EXPECT_THAT(wrong.out, IsEmpty());
+    EXPECT_THAT(wrong.errors, HasSubstr("InitQuindalIM failed with code 94816: QuindalIM login error"));
+    const Finished missing =
+        RunToEnd(Margin({"--ini", ini, "--user", "USER01", "--password-env", "QUINDAL_NO_SUCH_VARIABLE"}));
+    EXPECT_NE(missing.status, 0);
+    EXPECT_THAT(missing.out, IsEmpty());
+    EXPECT_THAT(missing.errors, HasSubstr("set the environment variable QUINDAL_NO_SUCH_VARIABLE"));
+}
+
+TEST_F(Serve, HoldsAUserToItsNumberOfClients)
+{
+    Start();
+    const Finished finished = MarginAs("USER02", {"QUINDAL_PASSWORD=other"});
+    EXPECT_NE(finished.status, 0);
+    EXPECT_THAT(finished.out, IsEmpty());
+    EXPECT_THAT(finished.errors, HasSubstr("RegisterPart failed with code 94818"));
+}
+
+TEST_F(Serve, EndsOnASignalWithStatusZeroAndTakesItsRouterAlong)
+{
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Start();
+        const std::vector<pid_t> routers = ChildrenOf(server->Pid());
+        ASSERT_EQ(routers.size(), 1U);
+        EXPECT_THAT(ArgumentsOf(routers.front()), HasSubstr("nats-server"));
+        server->Signal(signal);
+        EXPECT_EQ(server->Wait(), 0);
+        EXPECT_NE(::kill(routers.front(), 0), 0) << "the router has ended, and was waited for";
+        EXPECT_THAT(server->Errors(), IsEmpty());
+    }
+}
+
+// A server that is killed has no chance to end its router; the kernel does.
+TEST_F(Serve, EvenAKilledServerLeavesNoRouterBehind)
+{
+    Start();
+    const std::vector<pid_t> routers = ChildrenOf(server->Pid());
+    ASSERT_EQ(routers.size(), 1U);
+    server->Signal(SIGKILL);
+    EXPECT_EQ(server->Wait(), 128 + SIGKILL);
+    const auto isRouter = [&] { return ArgumentsOf(routers.front()).find("nats-server") != std::string::npos; };
+    for (int wait = 0; wait < 500 && isRouter(); ++wait)
+        ::usleep(10'000);
+    EXPECT_FALSE(isRouter());
+}
+
+TEST_F(Serve, NoPasswordStandsInArgumentsOutputOrLogs)
+{
+    Start();
+    std::vector<pid_t> all = ChildrenOf(server->Pid());
+    all.push_back(server->Pid());
+    for (const pid_t pid : all)
+        EXPECT_THAT(ArgumentsOf(pid), AllOf(Not(IsEmpty()), Not(HasSubstr(Password)))) << pid;
+    const Finished finished = MarginAs("USER01", {std::string("QUINDAL_PASSWORD=") + Password});
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    EXPECT_THAT(finished.out + finished.errors, Not(HasSubstr(Password)));
+    for (const char* log : {"margin.log", "trace.log"}) {
+        std::ifstream file(folder.Path() / log);
+        std::ostringstream text;
+        text << file.rdbuf();
+        EXPECT_THAT(text.str(), AllOf(Not(IsEmpty()), Not(HasSubstr(Password)))) << log;
+    }
+}
+
+TEST_F(Serve, SaysWhatIsWrongWithItsUsers)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"user,password\nUSER 01,x\n", ":2: a user's name consists of letters"},
+        {"user,password\nUSER01,x\nUSER01,y\n", ":3: user \"USER01\" stands twice"},
+        {"user,part_count\nUSER01,5\n", ":2: column \"password\" is empty"}};
+    for (const auto& [content, text] : cases) {
+        const std::string users = Write("bad.csv", content);
+        const Finished finished =
+            RunToEnd({QUINDAL_COMMAND, "serve", "--instruments", Example("market.xml"), "--users", users});
+        EXPECT_NE(finished.status, 0);
+        EXPECT_THAT(finished.out, IsEmpty());
+        EXPECT_THAT(finished.errors, HasSubstr(users + text));
+    }
+}
+
+} // namespace

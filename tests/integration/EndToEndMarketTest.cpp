@@ -175,8 +175,8 @@ TEST_F(Cursors, GiveBackEveryFieldOfABaseContract)
     EXPECT_EQ(entry.mspType, QUINDAL_MSP_CURRENCY_INDICATOR_PRICE_STEP);
     EXPECT_EQ(entry.currencyId, 840);
     EXPECT_EQ(entry.minimumCharge, 0.125);
-    EXPECT_THAT(entry.rates, ElementsAre(0.01, 0.02, 0.03, 0.04, 0.05, 0.06, 0.07, 0.08, 0.09, 0.10, 0.11, 0.12, 0.13,
-                                         0.14, 0.15));
+    EXPECT_THAT(entry.rates,
+                ElementsAre(0.01, 0.02, 0.03, 0.04, 0.05, 0.06, 0.07, 0.08, 0.09, 0.10, 0.11, 0.12, 0.13, 0.14, 0.15));
     EXPECT_EQ(entry.limit1, 1000);
     EXPECT_EQ(entry.limit2, 2000);
     EXPECT_EQ(entry.window, 0.25);
@@ -189,15 +189,16 @@ TEST_F(Cursors, GiveBackEveryFieldOfABaseContract)
     EXPECT_EQ(untouched, calls::BaseContractEntry()) << "the end of data writes nothing";
 }
 
-// Half the width of the grid at a level: the market-risk rate of the level times the spot, 0.01, 0.04, 0.07, 0.10 and
-// 0.13 times 99.5.
+// The limit is half the move of the level, whose rate is a share of the spot: 0.01, 0.04, 0.07, 0.10 and 0.13
+// times 99.5, halved.
 TEST_F(Cursors, GiveBackEveryFieldOfAFuturesAndItsLimitAtEachLevel)
 {
     ASSERT_EQ(InsertCurrency(calc, 840, 0.045), 0);
     ASSERT_EQ(InsertContract("BC"), 0);
     ASSERT_EQ(InsertContractFutures("FUT"), 0);
-    constexpr double limits[] = {0.995, 3.98, 6.965, 9.95, 12.935};
-    for (std::int32_t level = QUINDAL_CLIENT_RISK_LEVEL_DEFAULT; level <= QUINDAL_CLIENT_RISK_LEVEL_EXCEPTIONAL; ++level) {
+    constexpr double limits[] = {0.4975, 1.99, 3.4825, 4.975, 6.4675};
+    for (std::int32_t level = QUINDAL_CLIENT_RISK_LEVEL_DEFAULT; level <= QUINDAL_CLIENT_RISK_LEVEL_EXCEPTIONAL;
+         ++level) {
         std::int32_t count = 0;
         ASSERT_EQ(SetOnFirstFutures(calc, &count), 0);
         EXPECT_EQ(count, 1);
@@ -380,7 +381,8 @@ TEST_F(Positions, OfAFirmAndOfAnAccountWriteNothing)
 {
     ASSERT_EQ(calls::Position(calc, "AA01", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_BROKER), 0);
     EXPECT_EQ(margins, untouched);
-    ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT), 0);
+    ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT),
+              0);
     EXPECT_EQ(margins, untouched);
     ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, 3), 0) << "any other level is an account's";
     EXPECT_EQ(margins, untouched);

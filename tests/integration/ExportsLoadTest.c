@@ -12,12 +12,31 @@ typedef const char* (*Version)(void);
 typedef int32_t (*Init)(const char*, const char*, const char*);
 typedef int32_t (*Create)(intptr_t*);
 
-static const char* const names[] = {
-    "GetQuindalIMLibraryVersion", "GetErrorCodeDescription", "InitQuindalIM", "DeInitQuindalIM",
-    "CreateQuindalIMCalculator", "DestroyQuindalIMCalculator", "SetCommonParams", "GetCommonParams", "InsertCurrency",
-    "InsertBaseContract", "InsertFutures", "GetInstrumentParameters", "ClearAll", "ClearParts", "SetOnFirstCurrency",
-    "GetNextCurrency", "SetOnFirstBaseContract", "GetNextBaseContract", "SetOnFirstFutures", "GetNextFutures",
-    "RegisterSettlementAccount", "RegisterFirm", "RegisterPart", "InsertBrokerBaseContractParam", "SetPosition"};
+static const char* const names[] = {"GetQuindalIMLibraryVersion",
+                                    "GetErrorCodeDescription",
+                                    "InitQuindalIM",
+                                    "DeInitQuindalIM",
+                                    "CreateQuindalIMCalculator",
+                                    "DestroyQuindalIMCalculator",
+                                    "SetCommonParams",
+                                    "GetCommonParams",
+                                    "InsertCurrency",
+                                    "InsertBaseContract",
+                                    "InsertFutures",
+                                    "GetInstrumentParameters",
+                                    "ClearAll",
+                                    "ClearParts",
+                                    "SetOnFirstCurrency",
+                                    "GetNextCurrency",
+                                    "SetOnFirstBaseContract",
+                                    "GetNextBaseContract",
+                                    "SetOnFirstFutures",
+                                    "GetNextFutures",
+                                    "RegisterSettlementAccount",
+                                    "RegisterFirm",
+                                    "RegisterPart",
+                                    "InsertBrokerBaseContractParam",
+                                    "SetPosition"};
 
 static int fail(const char* what)
 {

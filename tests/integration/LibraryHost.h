@@ -1,7 +1,8 @@
-// LibraryHost: what a process that uses the library needs around it, real and private: a router on a free port, a server
-// that answers over it, ini files that lead there. All files stand in one folder that goes with the fixture.
+// LibraryHost: what a process that uses the library needs around it, real and private: a router on a free port, a
+// server that answers over it, ini files that lead there. All files stand in one folder that goes with the fixture.
 //
-// Always true:  each test has a router of its own. After a test the library is empty and stopped, whatever the test did.
+// Always true:  each test has a router of its own. After a test the library is empty and stopped, whatever the test
+// did.
 #pragma once
 
 #include <cstdint>
@@ -49,10 +50,18 @@ inline constexpr const char* SmallMarket = R"(<?xml version="1.0" encoding="utf-
 class LibraryHost : public testing::Test
 {
 protected:
+    LibraryHost() { StartRouter(); }
     ~LibraryHost() override
     {
         std::intptr_t calculator = 0;
-        if (CreateQuindalIMCalculator(&calculator) != 0) return;
+        // A start that failed leaves its logs open, and only a start that succeeds can be stopped.
+        if (CreateQuindalIMCalculator(&calculator) != 0) {
+            partCount = 1;
+            if (!router) StartRouter();
+            Serve();
+            EXPECT_EQ(Init(), 0);
+            EXPECT_EQ(CreateQuindalIMCalculator(&calculator), 0);
+        }
         static_cast<void>(ClearAll(calculator));
         static_cast<void>(DestroyQuindalIMCalculator(calculator));
         static_cast<void>(DeInitQuindalIM());
@@ -74,6 +83,14 @@ protected:
         return lines;
     }
 
+    /// A new router on a port of its own. NOBODY may use it and is unknown to the server.
+    void StartRouter()
+    {
+        server.reset();
+        router = std::make_unique<PrivateRouter>(
+            RouterUser{ServerName, ServerPassword},
+            std::vector<RouterUser>{{User, Password}, {"OTHER", "other-word"}, {"NOBODY", "nobody-word"}});
+    }
     /// Another server of the same service.
     [[nodiscard]] std::unique_ptr<ImServer> MakeServer(const std::string& market = SmallMarket, bool compress = true)
     {
@@ -82,7 +99,12 @@ protected:
             ImServer::Settings{router->Port(), ServerName, ServerPassword, Service, compress}, users,
             InstrumentsDocument(Write("market.xml", market)));
     }
-    void Serve(const std::string& market = SmallMarket, bool compress = true) { server = MakeServer(market, compress); }
+    /// The server of the test; a former one stops first.
+    void Serve(const std::string& market = SmallMarket, bool compress = true)
+    {
+        server.reset();
+        server = MakeServer(market, compress);
+    }
 
     /// An ini file that leads to the router, with a trace log and a log; further lines go behind them.
     [[nodiscard]] std::string Ini(const std::string& further = {})
@@ -106,10 +128,7 @@ protected:
     std::int32_t timeoutMs = 3000;
     std::int32_t partCount = 1000; // what the server says of USER01
     TemporaryFolder folder{"quindal-host-"};
-    // NOBODY may use the router and is unknown to the server.
-    std::unique_ptr<PrivateRouter> router = std::make_unique<PrivateRouter>(
-        RouterUser{ServerName, ServerPassword},
-        std::vector<RouterUser>{{User, Password}, {"OTHER", "other-word"}, {"NOBODY", "nobody-word"}});
+    std::unique_ptr<PrivateRouter> router;
     std::unique_ptr<ImServer> server;
     std::intptr_t calc = 0;
 };

@@ -44,10 +44,10 @@ TEST_F(MarginFigures, ALongAndAShortContractLoseTheMoveAgainstThem)
 {
     Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
     ASSERT_EQ(RegisterClient(calc, "AA01001", {}), 0);
-    EXPECT_NEAR(Set("AA01001", "F1", 3, 0.0).volatility, 600.0, Tolerance);      // (900 - 1000) * 3 * 2
-    EXPECT_NEAR(Set("AA01001", "F1", -3, 0.0).volatility, 600.0, Tolerance);     // (1100 - 1000) * 3 * 2
-    EXPECT_NEAR(Set("AA01001", "F1", 3, 1010.0).volatility, 660.0, Tolerance);   // (900 - 1010) * 6
-    EXPECT_NEAR(Set("AA01001", "F1", 3, 990.0).volatility, 540.0, Tolerance);    // (900 - 990) * 6
+    EXPECT_NEAR(Set("AA01001", "F1", 3, 0.0).volatility, 600.0, Tolerance);    // (900 - 1000) * 3 * 2
+    EXPECT_NEAR(Set("AA01001", "F1", -3, 0.0).volatility, 600.0, Tolerance);   // (1100 - 1000) * 3 * 2
+    EXPECT_NEAR(Set("AA01001", "F1", 3, 1010.0).volatility, 660.0, Tolerance); // (900 - 1010) * 6
+    EXPECT_NEAR(Set("AA01001", "F1", 3, 990.0).volatility, 540.0, Tolerance);  // (900 - 990) * 6
     EXPECT_EQ(Set("AA01001", "F1", 0, 0.0).part, 0.0);
 }
 
@@ -129,6 +129,7 @@ TEST_F(MarginFigures, TheChargedFigureIsRoundedInTwoStages)
         double charged;
     };
     const Case cases[] = {
+        // clang-format off
         // name                                 ratio  price         V           GO
         {"whole cents stay",                      1.0, 1000.0,     200.0,      200.00},
         {"a tenth of a cent costs a cent",        1.0, 1000.0005,  200.001,    200.01},
@@ -138,6 +139,7 @@ TEST_F(MarginFigures, TheChargedFigureIsRoundedInTwoStages)
         {"half the margin",                       0.5, 1000.0,     200.0,      100.00},
         {"a ratio keeps five decimals",           1.000004, 1000.0, 200.0,     200.00}, // the ratio is 1.00000
         {"and rounds the sixth",                  1.000006, 1000.0, 200.0,     200.01}, // 1.00001, 200.002
+        // clang-format on
     };
     int number = 0;
     for (const Case& c : cases) {

@@ -32,8 +32,8 @@ inline BaseContractSample HandContract(const std::string& code, const std::strin
     return contract;
 }
 
-inline FuturesSample HandFutures(const std::string& code, const std::string& contract, Isin isin,
-                                 double price = 1000.0, double time = 0.5)
+inline FuturesSample HandFutures(const std::string& code, const std::string& contract, Isin isin, double price = 1000.0,
+                                 double time = 0.5)
 {
     FuturesSample futures;
     futures.Code = code;

@@ -30,7 +30,7 @@
 
 namespace {
 
-constexpr off_t kMaxFileSize = 16 * 1024 * 1024; // no ini file is that long; a log named by mistake is
+constexpr off_t kMaxFileSize = off_t{16} * 1024 * 1024; // no ini file is that long; a log named by mistake is
 
 // A file descriptor that closes itself.
 class Descriptor

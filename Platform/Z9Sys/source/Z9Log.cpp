@@ -31,7 +31,7 @@ using SinkPtr = std::shared_ptr<spdlog::sinks::sink>;
 constexpr std::string_view kSeverityNames[] = {"INFO", "WARNING", "ERROR", "FATAL"};
 constexpr std::string_view kLevelNames[] = {"info", "warning", "error", "fatal", "off"}; // index: the lowest written
 constexpr const char* kLinePattern = "%Y-%m-%d %H:%M:%S.%e %v";
-constexpr std::size_t kMaxTextSize = 64 * 1024; // with the terminating zero
+constexpr std::size_t kMaxTextSize = std::size_t{64} * 1024; // with the terminating zero
 constexpr std::uint64_t kDefaultMaxFiles = 5;
 constexpr std::uint64_t kMostFiles = 200000; // the rotating sink refuses more
 

@@ -72,6 +72,8 @@ template <class Inputs, class Body>
             if (call.RefusesNull(pointers)) return static_cast<std::int32_t>(Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS);
             return static_cast<std::int32_t>(body(call));
         } catch (kv7base::CZ9Error& error) {
+            // Exhausted memory is one failure, whichever allocation noticed it: the catch-all's.
+            if (error.GetCode() == Z9ERR_COMMON_NO_MEMORY) throw;
             LogException(name);
             return static_cast<std::int32_t>(call.SetError(error.GetCode()));
         }

@@ -199,7 +199,7 @@ Z9ERR Z9MQCore::ResolveServer()
         KV7TRACE_ERROR_WITH_CODE_EX(result, LogCategory, "Z9MQServiceResolve failed");
         return result;
     }
-    m_to = address.c_str(); // up to the terminating zero
+    m_to.assign(address.data()); // up to the terminating zero
     m_tc = MonotonicMilliseconds();
     return Z9ERR_OK;
 }

@@ -7,12 +7,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ranges>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+
+#include <boost/range/adaptor/map.hpp>
 
 #include "BraskSettlementAccount.h"
 #include "Client.h"
@@ -85,7 +86,7 @@ public:
     [[nodiscard]] BraskClient* SearchClient(ClientCode code) noexcept;
     [[nodiscard]] std::size_t GetClientCount() const noexcept { return clients_.size(); }
     /// In hash order.
-    [[nodiscard]] auto EnumerateClients() noexcept { return std::views::values(clients_); }
+    [[nodiscard]] auto EnumerateClients() noexcept { return boost::adaptors::values(clients_); }
     /// Builds a client in the table, from the arguments of one of its constructors behind the code. Gives the client
     /// that stands under the code, and whether it is new. A constructor that throws leaves the table as it was.
     template <class... Arguments>

@@ -7,10 +7,11 @@
 
 #include <cstddef>
 #include <functional>
-#include <ranges>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+
+#include <boost/range/adaptor/map.hpp>
 
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
@@ -86,8 +87,11 @@ public:
     [[nodiscard]] std::size_t GetClientCount() const noexcept { return clientCount_.CurrentValue(); }
 
     // In hash order.
-    [[nodiscard]] auto EnumerateBrokers() noexcept { return std::views::values(brokers_); }
-    [[nodiscard]] auto EnumerateSettlementAccounts() const noexcept { return std::views::values(settlementAccounts_); }
+    [[nodiscard]] auto EnumerateBrokers() noexcept { return boost::adaptors::values(brokers_); }
+    [[nodiscard]] auto EnumerateSettlementAccounts() const noexcept
+    {
+        return boost::adaptors::values(settlementAccounts_);
+    }
 
     /// Destroys firms and their clients, then settlement accounts and clearing firms.
     void Clear() noexcept;

@@ -34,9 +34,10 @@ namespace Domain {
 /// GO as it is charged: to five decimals with halves away from zero, then up to the next cent, never in favour of the
 /// participant. The first stage takes away what is below 0.00001. The product by 100 is a double's: where it lands
 /// above the whole cent by its last bit, a cent more is charged (1.10 gives 1.11). Both stages stand as they are.
+/// The 0.0 at the end makes a plain zero of the minus zero that a residue of -1e-12, left by the increments, comes to.
 [[nodiscard]] inline double RoundInitialMargin(double margin) noexcept
 {
-    return std::ceil(std::round(margin * 100000) / 100000 * 100) / 100;
+    return std::ceil(std::round(margin * 100000) / 100000 * 100) / 100 + 0.0;
 }
 
 } // namespace Domain

@@ -10,9 +10,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ranges>
 #include <string>
 #include <string_view>
+
+#include <boost/range/iterator_range.hpp>
 
 #include "Constants.h"
 #include "Enums.h"
@@ -30,7 +31,7 @@ class InstrumentsRepository
 {
 public:
     template <class Storage, class Index>
-    using Range = std::ranges::subrange<typename Storage::template index<Index>::type::const_iterator>;
+    using Range = boost::iterator_range<typename Storage::template index<Index>::type::const_iterator>;
 
     InstrumentsRepository() = default;
     InstrumentsRepository(const InstrumentsRepository&) = delete;

@@ -13,14 +13,14 @@ namespace {
 template <class Index>
 auto WholeOf(const Index& index)
 {
-    return std::ranges::subrange(index.begin(), index.end());
+    return boost::make_iterator_range(index.begin(), index.end());
 }
 
 template <class Index, class Key>
 auto PartOf(const Index& index, const Key& key)
 {
     const auto [first, last] = index.equal_range(key);
-    return std::ranges::subrange(first, last);
+    return boost::make_iterator_range(first, last);
 }
 
 template <class Index, class Key>
