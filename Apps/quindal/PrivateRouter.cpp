@@ -137,6 +137,8 @@ void PrivateRouter::WaitUntilReady()
         if (ports.is_object() && ports.contains("nats") && !ports["nats"].empty()) {
             const std::string address = ports["nats"].front().get<std::string>();
             m_port = static_cast<std::uint16_t>(std::stoul(address.substr(address.rfind(':') + 1)));
+            // Read by now; its passwords shall not outlive us on the disk if we are killed.
+            std::filesystem::remove(m_folder.Path() / "router.conf");
             return;
         }
         std::this_thread::sleep_for(PollInterval);

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -40,10 +39,28 @@ std::vector<std::string> MarginOfExamples(const std::string& format)
     return Margin({"--instruments", Example("market.xml"), "--format", format});
 }
 
+/// The cells between separators; two separators in a row enclose an empty one.
 std::vector<std::string> Split(const std::string& text, const std::string& separator)
 {
-    const std::regex pattern(separator);
-    return {std::sregex_token_iterator(text.begin(), text.end(), pattern, -1), std::sregex_token_iterator()};
+    std::vector<std::string> cells;
+    std::size_t begin = 0;
+    for (std::size_t at = 0; (at = text.find(separator, begin)) != std::string::npos;) {
+        cells.push_back(text.substr(begin, at - begin));
+        begin = at + separator.size();
+    }
+    cells.push_back(text.substr(begin));
+    return cells;
+}
+
+/// The same for columns that stand two or more blanks apart.
+std::vector<std::string> SplitColumns(const std::string& line)
+{
+    std::vector<std::string> cells;
+    for (std::string cell : Split(line, "  ")) {
+        cell.erase(0, cell.find_first_not_of(' '));
+        if (!cell.empty()) cells.push_back(cell);
+    }
+    return cells;
 }
 
 /// Figures of one row of the report; those of clients come first.
@@ -103,7 +120,7 @@ std::vector<Row> FromTable(const std::string& text)
     bool isHeading = true;
     for (std::string line; std::getline(stream, line); isHeading = line.empty()) {
         if (line.empty() || isHeading) continue;
-        const std::vector<std::string> cells = Split(line, " {2,}");
+        const std::vector<std::string> cells = SplitColumns(line);
         switch (cells.size()) {
         case 5:
             rows.push_back({cells[0], cells[1], Ungrouped(cells[2]), Ungrouped(cells[3]), Ungrouped(cells[4])});

@@ -1,6 +1,5 @@
 // The library as its users have it, the shared library behind the C header, over a real router and the real server:
 // logging in, starting and stopping, the logs, the link.
-#include <regex>
 #include <set>
 #include <thread>
 

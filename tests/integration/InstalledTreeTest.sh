@@ -18,7 +18,8 @@ library=$(dirname "$(find "$work/tree" -name libQuindalIM_Client.so)")
 [ "$(find "$work/tree/include" -name '*.h' | wc -l)" -eq 1 ] || { echo "more headers than QuindalIM.h"; exit 1; }
 
 if [ "$road" = cmake ]; then
-    "$cmake" -S "$program" -B "$work/program" -DCMAKE_PREFIX_PATH="$work/tree" -DCMAKE_C_COMPILER="$compiler" >"$work/log"
+    "$cmake" -S "$program" -B "$work/program" \
+        -DCMAKE_PREFIX_PATH="$work/tree" -DCMAKE_C_COMPILER="$compiler" >"$work/log"
     "$cmake" --build "$work/program" >>"$work/log" || { cat "$work/log"; exit 1; }
     binary="$work/program/install_test"
 else
