@@ -10,6 +10,7 @@ packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
 )
 if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
+if [ "${1:-}" = "--fuzz" ]; then packages+=(clang clang-14 libclang-rt-14-dev); fi
 
 missing=()
 for package in "${packages[@]}"; do

@@ -184,8 +184,8 @@ TEST_F(DownloadTest, AReplyTooLargeForTheRouterIsTheServersErrorEight)
     InitWithCalculator();
     server.OnRequest(109, [](const LinkMessage&) { return std::optional(SystemError(8)); });
     EXPECT_EQ(GetInstrumentParameters(calc, nullptr), CommonError);
-    EXPECT_THAT(log.Take(),
-                Contains(HasSubstr("Response not received in specified timeout or router error occurred; Z9ERR 8")));
+    EXPECT_THAT(Content(folder / "trace.log"),
+                HasSubstr("Response not received in specified timeout or router error occurred; Z9ERR 8,"));
 }
 
 TEST_F(DownloadTest, ADamagedReplyFailsAndAGoodOneBringsTheMarket)

@@ -337,12 +337,12 @@ TEST_F(Link, RequestsAreSpreadOverTheServersOfTheGroup)
     EXPECT_EQ(counts, (std::set<std::int32_t>{0, 1}));
 }
 
-TEST_F(Link, ADownloadWithoutAServerFailsAndSaysSoInTheLog)
+TEST_F(Link, ADownloadWithoutAServerFailsAndSaysSoInTheTrace)
 {
     StartAll();
     server.reset();
     EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94808);
-    EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("Could not retrieve message from server")));
+    EXPECT_THAT(Lines(File("trace.log")), Contains(HasSubstr("Could not retrieve message from server")));
     Serve();
     EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 0) << "the session with the router has lasted";
 }

@@ -13,6 +13,23 @@
 
 namespace QuindalIM {
 
+namespace {
+
+// An instrument stands in the accounting dictionary first. When the repository has no memory for it, it goes out again:
+// the containers are as they were. A refusal by code leaves it there.
+template <class Insert, class TakeBack>
+[[nodiscard]] Z9ERR OrTakeBack(const Insert& insert, const TakeBack& takeBack)
+{
+    try {
+        return insert();
+    } catch (...) {
+        takeBack();
+        throw;
+    }
+}
+
+} // namespace
+
 CCalcGOEx::CCalcGOEx(ParticipantRepository& participantRepository, kv7im::InstrumentsRepository& instrumentsRepository,
                      pos::PositionCalculatorInstruments& posCalcInstruments)
     : CCalcGO(participantRepository, instrumentsRepository, posCalcInstruments)
@@ -60,12 +77,17 @@ Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* 
                                       double CFRisk)
 {
     posCalcInstruments_.InsertBaseContract(m_Isin, MSPType != Enums::MSPType::FixedPriceStep, CurrencyId);
-    const Z9ERR result = instrumentsRepository_.InsertBaseContract(
-        BaseContractCode, MCSCode, VolatNum, MSPType, CurrencyId, ShortOptionMinimumCharge, SpotPrice, MarketRisk,
-        MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low, MarketRiskMedium, MarketRisk1Medium,
-        MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High, MarketRiskExceptional,
-        MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1, ConcentrationLimit2, RiskPointsN, m_Isin,
-        WindowSizePercentage, OptionModel, AssetClass, CFRisk, Enums::BaseContractSigns::None);
+    const Z9ERR result = OrTakeBack(
+        [&] {
+            return instrumentsRepository_.InsertBaseContract(
+                BaseContractCode, MCSCode, VolatNum, MSPType, CurrencyId, ShortOptionMinimumCharge, SpotPrice,
+                MarketRisk, MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low, MarketRiskMedium,
+                MarketRisk1Medium, MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High,
+                MarketRiskExceptional, MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1,
+                ConcentrationLimit2, RiskPointsN, m_Isin, WindowSizePercentage, OptionModel, AssetClass, CFRisk,
+                Enums::BaseContractSigns::None);
+        },
+        [&] { posCalcInstruments_.RemoveBaseContract(m_Isin); });
 
     // Refused or not, the code has its isin. A repeat keeps the first isin of the code, and the new one names it too.
     m_Code_Isin_uMap.emplace(BaseContractCode, m_Isin);
@@ -94,10 +116,14 @@ Z9ERR CCalcGOEx::InsertFutures(const char* FuturesCode, const char* BaseContract
 
     posCalcInstruments_.InsertFutures(FuturesCode, isin, baseContractIsin, MinStep, MinStepPrice,
                                       t_bprice(CalcFutPrice), TimeToExpiration, Attribute, XLot);
-    const Z9ERR result = instrumentsRepository_.InsertFutures(
-        FuturesCode, BaseContractCode, CalcFutPrice, SpreadAspect, MinStepPrice, RealCalcPrice, MinStep, XLot, isin,
-        InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp, MRAddOnDown,
-        EnforceIMSHalfNetting, tasBaseFutIsin);
+    const Z9ERR result = OrTakeBack(
+        [&] {
+            return instrumentsRepository_.InsertFutures(
+                FuturesCode, BaseContractCode, CalcFutPrice, SpreadAspect, MinStepPrice, RealCalcPrice, MinStep, XLot,
+                isin, InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp,
+                MRAddOnDown, EnforceIMSHalfNetting, tasBaseFutIsin);
+        },
+        [&] { posCalcInstruments_.RemoveFutures(isin); });
     m_empty = false;
     return result;
 }

@@ -100,11 +100,12 @@ Z9ERR CCalcGOEx::RegisterBroker(const char* BrokerCode, std::int32_t NClr2Delive
         participantRepository_.SearchSettlementAccountById(AccountId(SettlementAccountId).c_str());
     if (account == nullptr) account = GetDummySettlementAccount(); // a firm may stand without an account of its own
 
+    const t_weight_int expWeight = Weight(ExpWeight); // in this order: either may be refused
+    const t_weight_int expWeightClientDefault = Weight(ExpWeightClientDefault);
     constexpr std::int32_t nClr2DeliveryClientDefault = 0;
     ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
-    BraskBroker& broker =
-        registrar.RegisterBroker(code, brokerAccountType, marginRule, account, NClr2Delivery,
-                                 nClr2DeliveryClientDefault, Weight(ExpWeight), Weight(ExpWeightClientDefault));
+    BraskBroker& broker = registrar.RegisterBroker(code, brokerAccountType, marginRule, account, NClr2Delivery,
+                                                   nClr2DeliveryClientDefault, expWeight, expWeightClientDefault);
 
     SetSpreadParameters(broker, calendarSpreadMarginType, interContractSpreadMarginType, ShortOptionMinimumChargeRatio);
     m_empty = false;

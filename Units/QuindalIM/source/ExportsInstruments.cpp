@@ -166,9 +166,6 @@ int32_t GetInstrumentParameters(intptr_t QuindalIMCalculator, const char* DataTi
             if (g_mq_core.GetInstrumentParameters(calculator, datetime.empty() ? nullptr : datetime.c_str()))
                 return call.SetError(Z9ERR_OK);
 
-            KV7TRACE_ERROR_WITH_CODE_EX(Z9ERR_QUINDAL_IM_COMMON_ERROR, LogCategory,
-                                        "%s: Instrument download failed: %s (%R)", call.Name(),
-                                        g_mq_core.GetLastError(), g_mq_core.GetLastErrorCode());
             return call.SetError(Z9ERR_QUINDAL_IM_COMMON_ERROR, g_mq_core.GetLastError());
         });
 }

@@ -38,9 +38,8 @@ int CollectSectionName(const char* name, void* context)
     return text;
 }
 
-/// True when the ini file has the section, under this name or the name in lower case; `name` is then as the file spells
-/// it, since the platform opens logs by a name that is case-sensitive.
-[[nodiscard]] bool IsExistIniSection(Z9INI_HANDLE handle, std::string& name)
+/// True when the ini file has the section, under this name or the name in lower case.
+[[nodiscard]] bool IsExistIniSection(Z9INI_HANDLE handle, const std::string& name)
 {
     std::vector<std::string> sections;
     const Z9ERR result = Z9IniCustEnumSections(handle, CollectSectionName, &sections);
@@ -50,9 +49,7 @@ int CollectSectionName(const char* name, void* context)
     const auto has = [&sections](const std::string& wanted) {
         return std::ranges::find(sections, wanted) != sections.end();
     };
-    if (has(name)) return true;
-    name = LowerCased(std::move(name));
-    return has(name);
+    return has(name) || has(LowerCased(name));
 }
 
 void OpenLogsOf(Z9INI_HANDLE handle)
@@ -61,12 +58,12 @@ void OpenLogsOf(Z9INI_HANDLE handle)
     if (!defaultLog.IsOpen()) defaultLog.Open(handle, "");
 
     kv7base::CZ9Log& customLog = kv7base::GetCustomLog();
-    if (std::string section = IniSectionLog; !customLog.IsOpen() && IsExistIniSection(handle, section)) {
-        customLog.Open(handle, section);
+    if (!customLog.IsOpen() && IsExistIniSection(handle, IniSectionLog)) {
+        customLog.Open(handle, IniSectionLog);
         kv7base::UseCustomAppLog();
     }
-    if (std::string section = IniSectionTraceLog; IsExistIniSection(handle, section)) {
-        kv7base::QLTracer::Init(handle, section.c_str());
+    if (IsExistIniSection(handle, IniSectionTraceLog)) {
+        kv7base::QLTracer::Init(handle, IniSectionTraceLog);
         kv7base::QLTracer::SetLogCategory(LogCategory);
     }
 }

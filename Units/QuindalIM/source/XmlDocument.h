@@ -18,7 +18,7 @@ using RequestAttributes = std::vector<std::pair<const char*, std::string>>;
 [[nodiscard]] std::string CreateDocument(const char* requestName, const RequestAttributes& attributes);
 
 /// Reads a document straight from the text's bytes. Comments and the blanks between elements are dropped. Throws
-/// boost::property_tree::xml_parser_error.
+/// boost::property_tree::xml_parser_error, for elements nested deeper than any document of the link as well.
 [[nodiscard]] boost::property_tree::ptree ReadDocument(std::string_view text);
 
 } // namespace QuindalIM

@@ -199,7 +199,7 @@ Z9ERR Z9MQCore::ResolveServer()
         KV7TRACE_ERROR_WITH_CODE_EX(result, LogCategory, "Z9MQServiceResolve failed");
         return result;
     }
-    m_to.assign(address.data()); // up to the terminating zero
+    m_to = address.substr(0, address.find('\0'));
     m_tc = MonotonicMilliseconds();
     return Z9ERR_OK;
 }
@@ -236,10 +236,8 @@ bool Z9MQCore::CheckPing()
         m_tc = MonotonicMilliseconds();
         return true;
     }
-    const std::string why = m_err_str; // the farewell below has nothing new to say
-    const Z9ERR code = m_err_code;
-    Cleanup();
-    return Fail(why.c_str(), code);
+    Cleanup(); // whatever its farewell finds out about the router is the last error then
+    return false;
 }
 
 bool Z9MQCore::CheckConnection()
@@ -302,7 +300,7 @@ bool Z9MQCore::Exchange(const Z9AutoMessage& request, IMSrvMessageType awaited, 
     return Fail("Could not retrieve message from server", Z9ERR_OK); // nothing failed, but it is not the answer
 }
 
-bool Z9MQCore::TimeoutOrRouterErrorOccurred(std::uint32_t type, const Z9AutoMessage& reply)
+bool Z9MQCore::TimeoutOrRouterErrorOccurred(std::uint32_t /*type*/, const Z9AutoMessage& reply)
 {
     unsigned char bytes[4] = {};
     std::size_t size = sizeof bytes;
@@ -311,7 +309,6 @@ bool Z9MQCore::TimeoutOrRouterErrorOccurred(std::uint32_t type, const Z9AutoMess
     const std::uint32_t number = static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U |
                                  static_cast<std::uint32_t>(bytes[2]) << 16U |
                                  static_cast<std::uint32_t>(bytes[3]) << 24U;
-    KV7TRACE_ERROR_WITH_CODE_EX(number, LogCategory, "Request failed: system message of type %u", type);
     const std::string text = "Could not retrieve message from server; Response not received in specified timeout or "
                              "router error occurred; Z9ERR " +
                              std::to_string(number);

@@ -116,7 +116,7 @@ void BraskBroker::SetBaseContractGORatio(const std::string& baseContractCode, do
     // Said so that a NaN is refused too.
     const bool allowed = ratio >= MinimumBrokerBaseContractGORatio && ratio <= MaximumBrokerBaseContractGORatio;
     if (!allowed)
-        KV7TRACE_WARNING_EX("BraskBroker",
+        KV7TRACE_WARNING_EX("QuindalIM",
                             "Wrong GORatio %f for BF %s and BC %s (allowed range [%f, %f]). Reset to default value %f.",
                             ratio, brokerCode_.c_str(), baseContractCode.c_str(), MinimumBrokerBaseContractGORatio,
                             MaximumBrokerBaseContractGORatio, DefaultBrokerBaseContractGORatio);
@@ -148,4 +148,5 @@ void BraskBroker::Clear() noexcept
 {
     clientsToRecalc_.clear(); // points at the clients
     clients_.clear();
+    orderManager.Clear();
 }

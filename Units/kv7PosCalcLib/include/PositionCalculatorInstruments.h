@@ -128,6 +128,10 @@ public:
 
     void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
 
+    /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
+    /// not looked for: it has none yet.
+    void RemoveBaseContract(std::int32_t id) noexcept;
+    void RemoveFutures(Isin isin) noexcept;
     /// Empties everything.
     void Clear() noexcept;
 

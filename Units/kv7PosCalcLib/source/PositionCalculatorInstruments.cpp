@@ -68,6 +68,17 @@ void PositionCalculatorInstruments::InsertFutures(const std::string& code, Isin 
     }
 }
 
+void PositionCalculatorInstruments::RemoveBaseContract(std::int32_t id) noexcept
+{
+    m_const_instruments.m_baseContracts.erase(id);
+}
+
+void PositionCalculatorInstruments::RemoveFutures(Isin isin) noexcept
+{
+    m_instr_types.erase(isin);
+    p_default_instruments.m_futures.erase(isin);
+}
+
 void PositionCalculatorInstruments::UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price)
 {
     SFutures* const futures = p_default_instruments.getFutures(isin);

@@ -45,9 +45,18 @@ union Immortal
     constexpr ~Immortal() {}
 };
 
+// Before its 15th edition clang cannot make gcc's std::string at compile time and makes these two at start-up.
+#if defined(__clang__) && __clang_major__ < 15
+#define KV7_CONSTINIT_STRING
+#else
+#define KV7_CONSTINIT_STRING constinit
+#endif
+
 constinit Immortal<Z9CustomLog> xpLog;
-constinit Immortal<std::string> fullFilePath;
-constinit Immortal<std::string> category;
+KV7_CONSTINIT_STRING Immortal<std::string> fullFilePath;
+KV7_CONSTINIT_STRING Immortal<std::string> category;
+
+#undef KV7_CONSTINIT_STRING
 
 } // namespace
 

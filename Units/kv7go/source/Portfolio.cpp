@@ -49,7 +49,13 @@ Portfolio::SearchResult Portfolio::FindByIsin(Isin isin)
 CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures)
 {
     const auto [entry, isNew] = positions.try_emplace(futures.isin, participant_, *this, futures);
-    if (isNew) participant_->NewPositionAddedToPortfolio(entry->second);
+    if (!isNew) return entry->second;
+    try {
+        participant_->NewPositionAddedToPortfolio(entry->second);
+    } catch (...) { // or the participant would never be told
+        positions.erase(entry);
+        throw;
+    }
     return entry->second;
 }
 

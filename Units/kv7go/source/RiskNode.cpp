@@ -322,7 +322,10 @@ RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties
 }
 
 RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
-    : RiskNodeBase(ratio, riskLevel), volatilityRiskRow(pointsNum), expirationRiskRow(pointsNum)
+    : RiskNodeBase(ratio, riskLevel),
+      volatilityRiskRow(pointsNum),
+      expirationRiskRow(pointsNum),
+      windowMinimum(pointsNum)
 {}
 
 double RiskNodeMCS::UpdateInitialMarginValue(const CSpecBaseContract&)

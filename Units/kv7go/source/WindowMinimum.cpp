@@ -15,6 +15,12 @@ double Smaller(double a, double b) noexcept { return a < b ? a : b; }
 
 } // namespace
 
+WindowMinimum::WindowMinimum(std::size_t longest)
+{
+    for (std::vector<double>* const scratch : {&m_padded, &m_forward, &m_backward})
+        scratch->reserve(3 * longest);
+}
+
 // Two running minima a block, one from each side, give every window's minimum by one comparison: a window of the
 // block's length touches at most two blocks, the end of one and the beginning of the next (van Herk 1992; Gil and
 // Werman 1993).

@@ -39,6 +39,14 @@ protected:
         return calculator.InsertFutures(code, baseContract, price, Enums::SpreadAspect::InSpread, 1.0, 1000.0, minStep,
                                         1.0, 0.0, 0.0, 0.25, 1000.0, status, 0.0, 0.0, false, tracked);
     }
+    /// More scenarios than any machine has memory for; a base contract itself holds no grid.
+    Z9ERR InsertBaseContractOfABillionScenarios(const char* code)
+    {
+        return calculator.InsertBaseContractEx(code, "", 1'000'000'001, Enums::MSPType::FixedPriceStep, 0, 0.1, 0.1,
+                                               0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3,
+                                               1000, 5000, 500, 0.5, Enums::OptionModel::BlackScholes, 0.0,
+                                               Enums::AssetClass::Stock, 0.0);
+    }
     template <class Call>
     static Z9ERR CodeThrownBy(Call call)
     {
@@ -69,6 +77,16 @@ TEST_F(CalcGOExTest, IsinsBeginAtOneAndEachNewCodeTakesTheNext)
     EXPECT_EQ(calculator.GetIsin("A"), 1);
     EXPECT_EQ(calculator.GetIsin("C"), 3);
     EXPECT_EQ(CodeOf(2), "B");
+}
+
+TEST_F(CalcGOExTest, AGridThatNoMachineHoldsLeavesBothStoresAsTheyWere)
+{
+    ASSERT_EQ(InsertBaseContractOfABillionScenarios("BC"), Z9ERR_OK);
+    for (int attempt = 0; attempt < 2; ++attempt) { // the second one finds nothing of the first
+        EXPECT_EQ(CodeThrownBy([&] { return InsertFutures("FUT", "BC"); }), Z9ERR_COMMON_NO_MEMORY);
+        EXPECT_EQ(instruments.GetFutures("FUT"), nullptr);
+        EXPECT_EQ(accounting.GetInstrFutures(calculator.GetIsin("FUT")), nullptr);
+    }
 }
 
 TEST_F(CalcGOExTest, AnUnknownIsinIsNotFoundAndLeavesTheTextAlone)

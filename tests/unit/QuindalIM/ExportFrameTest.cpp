@@ -84,6 +84,14 @@ TEST_F(ExportFrameTest, AnyOtherExceptionIsTheCommonError)
     EXPECT_THAT(TraceOf("Probe"), Each("94808,QuindalIM common error,Probe,@Argument=7"));
 }
 
+// Whether a container or the engine's own pool notices it, a caller sees one code.
+TEST_F(ExportFrameTest, ExhaustedMemoryIsTheCommonErrorWhicheverAllocationNoticesIt)
+{
+    EXPECT_EQ(Probe([](ExportCall&) -> Z9ERR { throw CZ9Error(Z9ERR_COMMON_NO_MEMORY, KV7_CURRENT_LOCATION); }), 94808);
+    EXPECT_EQ(Probe([](ExportCall&) -> Z9ERR { throw std::bad_alloc(); }), 94808);
+    EXPECT_THAT(TraceOf("Probe"), Each("94808,QuindalIM common error,Probe,@Argument=7"));
+}
+
 TEST_F(ExportFrameTest, EvenAnErrorOfTheLibraryIsTheCommonErrorWhenTheArgumentsThrowIt)
 {
     EXPECT_EQ(Export(

@@ -303,14 +303,13 @@ TEST_F(StartedTest, ADownloadPassesTheMomentWithMillisecondsAndNullForNone)
     EXPECT_THAT(TraceOf("GetInstrumentParameters").back(), HasSubstr("@DataTime='2026/11/21/10/15/30'"));
 }
 
-TEST_F(StartedTest, ADownloadThatFailsTellsItsReasonInTheTraceAndInTheLog)
+TEST_F(StartedTest, ADownloadThatFailsTellsItsReasonInTheTrace)
 {
     TheLink().download = false;
     EXPECT_EQ(GetInstrumentParameters(calc, nullptr), 94808);
     EXPECT_EQ(TraceOf("GetInstrumentParameters").back(),
               "94808,the test says so,GetInstrumentParameters," + Handle() + ",@DataTime=NULL");
-    EXPECT_THAT(log.Take(), ElementsAre(HasSubstr("GetInstrumentParameters: Instrument download failed: the test says "
-                                                  "so (")));
+    EXPECT_THAT(log.Take(), testing::IsEmpty()) << "what failed inside has logged itself";
 }
 
 TEST_F(StartedTest, AFuturesBeforeItsBaseContractIsLoggedWithBothCodes)

@@ -95,7 +95,7 @@ PlainMessage RouterState(std::uint32_t state, std::uint32_t loginId)
 
 std::uint32_t SentRequest::Type() const { return static_cast<std::uint32_t>(std::stoul(texts.at("Z9_Type"))); }
 
-// The clock of the process, and so of the library.
+// The clock as the library reads it. Shared libraries, the C++ one included, keep the real one.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));

@@ -80,5 +80,5 @@ struct FakeQueue
 /// The queue of this process.
 FakeQueue& TheQueue();
 
-/// Moves the monotonic clock, backward when negative.
+/// Moves the library's monotonic clock, backward when negative.
 void MoveClock(std::chrono::milliseconds step);

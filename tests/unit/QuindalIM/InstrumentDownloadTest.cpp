@@ -752,7 +752,7 @@ TEST_F(InstrumentDownloadTest, ADownloadReplacesWhatTheCalculatorHolds)
 TEST_F(InstrumentDownloadTest, ADocumentThatCannotBeParsedLeavesTheCalculatorAsItWas)
 {
     ASSERT_EQ(calculator.InsertCurrency(978, 0.5), Z9ERR_OK);
-    for (const char* xml : {"<root", "<root></rot>", "no markup", "<root><Currency IndicatorID=1/></root>"}) {
+    for (const char* xml : {"<root", "<root><Currency/>", "no markup", "<root><Currency IndicatorID=1/></root>"}) {
         EXPECT_FALSE(Download(PlainReply(xml))) << xml;
         EXPECT_THAT(LastError(), StartsWith("Could not parse message from server. ")) << xml;
         const std::string parserText = LastError().substr(LastError().find(". ") + 2);
@@ -762,6 +762,59 @@ TEST_F(InstrumentDownloadTest, ADocumentThatCannotBeParsedLeavesTheCalculatorAsI
             << xml;
         EXPECT_TRUE(instruments.HasCurrency(978)) << xml;
     }
+}
+
+/// A document whose root holds this many elements inside each other.
+std::string Nested(std::size_t depth, const std::string& between = "")
+{
+    std::string xml = "<root>";
+    for (std::size_t level = 0; level < depth; ++level)
+        xml += "<a>" + between;
+    for (std::size_t level = 0; level < depth; ++level)
+        xml += "</a>";
+    return xml + "</root>";
+}
+
+TEST_F(InstrumentDownloadTest, ElementsNestedWithoutEndAreRefusedAndDoNotUseUpTheStack)
+{
+    EXPECT_TRUE(Download(PlainReply(Nested(255)))) << LastError(); // with the root 256 elements deep
+    for (const std::size_t depth : {std::size_t{256}, std::size_t{200'000}}) {
+        EXPECT_FALSE(Download(PlainReply(Nested(depth)))) << depth;
+        EXPECT_THAT(LastError(), HasSubstr("Could not parse message from server. ")) << depth;
+        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << depth;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, NestingCannotBeHiddenBehindOtherMarkup)
+{
+    // Each of these holds an end of an element, or seems to open what swallows the rest, and is neither for the reader.
+    for (const char* markup :
+         {"<!-- </a> -->", "<![CDATA[</a>]]>", "<?x </a> ?>", "<!DOCTYPE a [ <!b> </a> ] >", "<!x [>", "<!DOCTYPEx [>",
+          "<b c=\"</a>\"/>", "<b c='/>'></b>", "<b c=\"'\"/>", "text ' \" > ]]> --> ?>", "<!->", "<![CDAT>"}) {
+        EXPECT_TRUE(Download(PlainReply(Nested(100, markup)))) << markup << ": " << LastError();
+        EXPECT_FALSE(Download(PlainReply(Nested(50'000, markup)))) << markup;
+        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << markup;
+    }
+}
+
+// A quote inside a name opens no value: the reader takes it for a letter, and so does the count of elements.
+TEST_F(InstrumentDownloadTest, NestingCannotBeHiddenBehindAQuoteInAName)
+{
+    std::string deep;
+    for (int level = 0; level < 50'000; ++level)
+        deep += "<b>";
+    for (const char* opening : {"<root><a\">", "<root><a x\"='1'>", "<root><a'>", "<root><a x = \"1\" y'=\"2\">"}) {
+        EXPECT_FALSE(Download(PlainReply(opening + deep))) << opening;
+        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << opening;
+    }
+}
+
+TEST_F(InstrumentDownloadTest, ElementsBesideEachOtherAreNotNested)
+{
+    std::string xml = "<root>";
+    for (int element = 0; element < 1000; ++element)
+        xml += "<a b='>'/><a></a ><c d=\"x>y\">text</c>";
+    EXPECT_TRUE(Download(PlainReply(xml + "</root>"))) << LastError();
 }
 
 TEST_F(InstrumentDownloadTest, ADocumentWithoutItsRootFails)
@@ -776,10 +829,13 @@ TEST_F(InstrumentDownloadTest, ADocumentWithoutItsRootFails)
 
 TEST_F(InstrumentDownloadTest, PercentSignsOfTheServerAreNoFormats)
 {
-    EXPECT_FALSE(Download({currency, baseContract, futures.With("CodeBC", "%s%n%d")}));
-    EXPECT_THAT(log.Take(), Contains(HasSubstr("Base contract")).Times(0)) << "that line goes to the default log";
+    EXPECT_FALSE(Download({currency, futures.With("Code", "%s%n%d")}));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("InsertFutures with code: %%s%%n%%d - failed")))
+        << "doubled by the error";
     EXPECT_FALSE(Download({currency.With("Radius", "%s%n")}));
-    EXPECT_THAT(log.Take(), Contains(HasSubstr("%s")));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("String \"%%s%%n\" should not contain")));
+    ASSERT_TRUE(Download(PlainReply("<root/>"), "%s%n"));
+    EXPECT_THAT(log.Take(), Contains("INFO [QuindalIM] RequestInstruments with datetime: %s%n"));
 }
 
 } // namespace

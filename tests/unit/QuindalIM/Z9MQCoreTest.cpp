@@ -10,6 +10,7 @@
 #include "FakeQueue.h"
 #include "LogCapture.h"
 #include "kv7errors.h"
+#include "z9time.h"
 
 namespace {
 
@@ -400,7 +401,7 @@ TEST_F(Z9MQCoreTest, APingCarriesItsAddressesAndTheMonotonicTime)
     EXPECT_EQ(ping.timeout, Timeout);
     EXPECT_THAT(TheQueue().properties, ElementsAre("Z9_To", "Z9_From", "Z9_Category", "Z9_Type", "kv7go_ping"));
 
-    const auto now = std::chrono::steady_clock::now().time_since_epoch(); // the same clock
+    const auto now = kv7base::fast_steady_clock::now().time_since_epoch();
     const auto milliseconds =
         static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
     const auto sent = static_cast<std::uint32_t>(std::stoul(ping.texts.at("kv7go_ping")));
@@ -501,6 +502,18 @@ TEST_F(Z9MQCoreTest, AFailedCheckDropsTheConnectionForGood)
     EXPECT_FALSE(core.CheckPing()) << "a server that is back does not bring the connection back";
     EXPECT_TRUE(core.Logout());
     EXPECT_EQ(TheQueue().calls.size(), 8u);
+}
+
+TEST_F(Z9MQCoreTest, AFailedCheckOfALostRouterEndsWithWhatTheLogoutFoundOut)
+{
+    LogIn();
+    MoveClock(20s);
+    TheQueue().send = Z9ERR_MQ_NOT_CONNECTED_YET;
+    TheQueue().status = 0x00020004; // reconnecting
+    EXPECT_FALSE(core.CheckPing());
+    EXPECT_THAT(TheQueue().calls, ElementsAre("Send", "Disconnect", "FreeConnection"));
+    EXPECT_EQ(LastError(), "Logout: Router status is not 'connected'");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_QUINDAL_IM_CONNECT_ERROR);
 }
 
 // System messages

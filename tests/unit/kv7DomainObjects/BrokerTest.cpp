@@ -158,7 +158,7 @@ TEST_F(BrokerTest, RatioOfABaseContractMayBeTenAndNotMore)
     firm.SetBaseContractGORatio("BC", 10.000001);
     EXPECT_EQ(firm.GetBaseContractGORatio("BC"), 1.0);
     EXPECT_THAT(log.Take(),
-                ElementsAre("WARNING [BraskBroker] Wrong GORatio 10.000001 for BF AA01 and BC BC (allowed range "
+                ElementsAre("WARNING [QuindalIM] Wrong GORatio 10.000001 for BF AA01 and BC BC (allowed range "
                             "[0.000000, 10.000000]). Reset to default value 1.000000."));
 }
 

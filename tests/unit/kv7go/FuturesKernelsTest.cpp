@@ -135,29 +135,37 @@ TEST(FuturesKernels, ReplacingByUnusualNumbersHasTheBitsOfThePlainForm)
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     const std::vector<State> states{
         {0, 0.0}, {std::numeric_limits<std::int64_t>::min(), 1e300}, {0, 0.0}, {3, nan}, {1, 1.0}};
-    const Bench bench(2, 3, false);
-    RiskNodeFutures fast = bench.Node();
-    RiskNodeFutures plainly = bench.Node();
-    for (std::size_t i = 1; i < states.size(); ++i) {
-        fast.ReplacePosition(bench.Described(states[i - 1].quantity, states[i - 1].price),
-                             bench.Described(states[i].quantity, states[i].price), 1.0);
-        plainly -= bench.Position(states[i - 1].quantity, states[i - 1].price, 1.0);
-        plainly += bench.Position(states[i].quantity, states[i].price, 1.0);
-        ASSERT_TRUE(SameBits(fast.Volatility(), plainly.Volatility())) << "step " << i;
-    }
+    for (const bool collateral : {false, true})
+        for (std::size_t length = 2; length <= states.size(); ++length) {
+            const Bench bench(2, 3, collateral);
+            RiskNodeFutures fast = bench.Node();
+            RiskNodeFutures plainly = bench.Node();
+            for (std::size_t i = 1; i < length; ++i) {
+                fast.ReplacePosition(bench.Described(states[i - 1].quantity, states[i - 1].price),
+                                     bench.Described(states[i].quantity, states[i].price), 1.0);
+                plainly -= bench.Position(states[i - 1].quantity, states[i - 1].price, 1.0);
+                plainly += bench.Position(states[i].quantity, states[i].price, 1.0);
+                ASSERT_TRUE(SameBits(fast.Volatility(), plainly.Volatility())) << "step " << i;
+                ASSERT_TRUE(SameBits(fast.Expiration(), plainly.Expiration())) << "step " << i;
+            }
+        }
 }
 
 TEST(FuturesKernels, ReplacingAContributionHasTheBitsOfSubtractingCopyingAndAdding)
 {
     for (const bool lossesOnly : {false, true})
         for (const std::int32_t points : {1, 2, 3, 4, 40}) {
-            const Bench bench(points, 5, false);
+            const std::int32_t scenarios = 3 + points % 3 * 2; // 3, 5 and 7
+            const Bench bench(points, scenarios, points == 2);
             RiskNodeFutures node = bench.Node();
             RiskNodeFutures fastPrevious = node;
             RiskNodeFutures plainPrevious = node;
             RiskNodeMMS fast(*bench.contract, 1.0, Level);
             RiskNodeMMS plainly(*bench.contract, 1.0, Level);
-            const std::vector<State> states = RandomStates(static_cast<unsigned>(points));
+            std::vector<State> states = RandomStates(static_cast<unsigned>(points));
+            states.push_back({std::numeric_limits<std::int64_t>::max(), 1e300}); // overflows, then is no number
+            states.push_back({5, std::numeric_limits<double>::quiet_NaN()});
+            states.push_back({1, 1000.0});
             for (std::size_t i = 1; i < states.size(); ++i) {
                 node -= bench.Position(states[i - 1].quantity, states[i - 1].price, 1.0);
                 node += bench.Position(states[i].quantity, states[i].price, 1.0);

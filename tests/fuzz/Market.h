@@ -1,0 +1,53 @@
+// Market: a calculator with stores of its own, and what must hold in it after any download.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "CalcGOEx.h"
+#include "InstrumentsRepository.h"
+#include "ParticipantRepository.h"
+#include "PositionCalculatorInstruments.h"
+#include "Require.h"
+#include "SpecFutures.h"
+
+class Market
+{
+public:
+    [[nodiscard]] QuindalIM::CCalcGOEx& Calculator() noexcept { return m_calculator; }
+
+    /// Rows of text in the table of futures.
+    [[nodiscard]] std::int32_t FuturesRows()
+    {
+        std::int32_t rows = 0;
+        m_calculator.GetTablesData().SetOnFirstFutures();
+        for (std::string row; m_calculator.GetTablesData().GetNextFutures(row, false);)
+            ++rows;
+        return rows;
+    }
+
+    void RequireConsistency()
+    {
+        std::int32_t rows = 0;
+        m_calculator.GetTablesData().SetOnFirstBaseContract();
+        for (std::string row; m_calculator.GetTablesData().GetNextBaseContract(row, false);)
+            ++rows;
+        Require(rows == m_calculator.SetOnFirstBaseContract(), "each base contract that is in has its row of text");
+
+        Require(FuturesRows() == m_calculator.SetOnFirstFutures(), "each futures that is in has its row of text");
+        while (const kv7im::CSpecFutures* futures = m_calculator.GetNextFutures()) {
+            std::string code;
+            Require(m_calculator.GetCodeByIsin(futures->isin, code) == Z9ERR_OK, "each futures has a code");
+            int isin = 0;
+            double price = 0.0;
+            const Z9ERR found = m_calculator.GetIsinAndCalcPriceByCode(code.c_str(), isin, price);
+            Require(found == Z9ERR_OK && isin == futures->isin, "the code of a futures leads back to it");
+        }
+    }
+
+private:
+    pos::PositionCalculatorInstruments m_accounting;
+    kv7im::InstrumentsRepository m_instruments;
+    ParticipantRepository m_participants;
+    QuindalIM::CCalcGOEx m_calculator{m_participants, m_instruments, m_accounting};
+};
