@@ -39,9 +39,9 @@ bool Flag(const CsvRow& row, std::string_view column)
 
 } // namespace
 
-CallError::CallError(const std::string& where, const std::string& call, std::int32_t code)
+CallError::CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason)
     : std::runtime_error((where.empty() ? "" : where + ": ") + call + " failed with code " + std::to_string(code) +
-                         ": " + GetErrorCodeDescription(code))
+                         ": " + GetErrorCodeDescription(code) + (reason.empty() ? "" : " (" + reason + ")"))
 {}
 
 CsvTable ReadAccounts(const std::string& file) { return CsvTable(file, AccountColumns); }
@@ -65,7 +65,9 @@ MarginSession::~MarginSession()
 
 void MarginSession::LoadInstruments()
 {
-    Check(GetInstrumentParameters(m_calculator, nullptr), "GetInstrumentParameters");
+    const std::int32_t code = GetInstrumentParameters(m_calculator, nullptr);
+    // The code of a failed download says little; the link knows why.
+    if (code != 0) throw CallError({}, "GetInstrumentParameters", code, QuindalIM::g_mq_core.GetLastError());
 }
 
 void MarginSession::Register(const CsvRow& account)

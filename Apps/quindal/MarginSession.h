@@ -20,8 +20,8 @@ namespace quindal {
 class CallError : public std::runtime_error
 {
 public:
-    /// where: "FILE:LINE" of the row that caused it, or empty.
-    CallError(const std::string& where, const std::string& call, std::int32_t code);
+    /// where: "FILE:LINE" of the row that caused it, or empty. reason: what the link says of it, or empty.
+    CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason = {});
 };
 
 struct ClientFigures
