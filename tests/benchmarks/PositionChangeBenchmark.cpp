@@ -2,22 +2,19 @@
 //
 // Each benchmark does both in turns and reports `ratio`, the plain form's time over the engine's, and the engine's
 // nanoseconds a change. The argument is the number of price points less one (160: 161 points, five scenarios).
-#include <benchmark/benchmark.h>
-
-#include <algorithm>
-#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "EngineBook.h"
+#include "InTurns.h"
 #include "PlainNodes.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Nanoseconds = std::chrono::duration<double, std::nano>;
+using bench::Change;
 
 plain::Market MarketOf(std::int32_t riskPointsN, const std::string& codeMCS, std::int32_t futuresCount = 2)
 {
@@ -39,43 +36,6 @@ plain::Market MarketOf(std::int32_t riskPointsN, const std::string& codeMCS, std
     return market;
 }
 
-struct Change
-{
-    std::int64_t quantity;
-    double price;
-};
-
-std::vector<Change> Changes()
-{
-    std::vector<Change> changes;
-    for (int i = 0; i < 64; ++i)
-        changes.push_back({(i * 37) % 101 - 50, 980.0 + (i * 13) % 41});
-    return changes;
-}
-
-template <class Engine, class Plain>
-void InTurns(benchmark::State& state, const Engine& engine, const Plain& plainly)
-{
-    const std::vector<Change> changes = Changes();
-    double engineTime = 0.0;
-    double plainTime = 0.0;
-    std::int64_t count = 0;
-    for (auto _ : state) {
-        const auto start = Clock::now();
-        for (const Change& change : changes)
-            engine(change);
-        const auto between = Clock::now();
-        for (const Change& change : changes)
-            plainly(change);
-        plainTime += Nanoseconds(Clock::now() - between).count();
-        engineTime += Nanoseconds(between - start).count();
-        count += static_cast<std::int64_t>(changes.size());
-    }
-    state.counters["ratio"] = plainTime / engineTime;
-    state.counters["engine_ns"] = engineTime / static_cast<double>(count);
-    state.counters["plain_ns"] = plainTime / static_cast<double>(count);
-}
-
 void PositionChange(benchmark::State& state, const char* codeMCS, Enums::SpreadMarginType calendar,
                     Enums::SpreadMarginType interContract)
 {
@@ -85,12 +45,14 @@ void PositionChange(benchmark::State& state, const char* codeMCS, Enums::SpreadM
     rules.interContract = interContract;
     EngineBook engine(*repository, rules);
     PlainNodes plainly(*repository->GetFutures(1), rules);
-    InTurns(
-        state,
-        [&](const Change& change) {
+    bench::InTurns(
+        state, bench::ChangesAround(1000.0),
+        [&](std::size_t, const Change& change) {
             benchmark::DoNotOptimize(engine.portfolio.SetPosition(1, change.quantity, change.price, 0));
         },
-        [&](const Change& change) { benchmark::DoNotOptimize(plainly.SetPosition(change.quantity, change.price)); });
+        [&](std::size_t, const Change& change) {
+            benchmark::DoNotOptimize(plainly.SetPosition(change.quantity, change.price));
+        });
 }
 
 using enum Enums::SpreadMarginType;
@@ -107,18 +69,9 @@ void CallLatency(benchmark::State& state)
     EngineBook engine(*repository, plain::Rules{});
     for (Isin isin = 1; isin <= held; ++isin)
         benchmark::DoNotOptimize(engine.portfolio.SetPosition(isin, isin, 1000.0, 0));
-    const std::vector<Change> changes = Changes();
-    std::vector<double> times;
-    times.reserve(1 << 20);
-    for (auto _ : state)
-        for (const Change& change : changes) {
-            const auto start = Clock::now();
-            benchmark::DoNotOptimize(engine.portfolio.SetPosition(1, change.quantity, change.price, 0));
-            if (times.size() < times.capacity()) times.push_back(Nanoseconds(Clock::now() - start).count());
-        }
-    std::sort(times.begin(), times.end());
-    state.counters["p50_ns"] = times[times.size() / 2];
-    state.counters["p99_ns"] = times[times.size() * 99 / 100];
+    bench::Latency(state, bench::ChangesAround(1000.0), [&](std::size_t, const Change& change) {
+        benchmark::DoNotOptimize(engine.portfolio.SetPosition(1, change.quantity, change.price, 0));
+    });
 }
 BENCHMARK(CallLatency)->Arg(2)->Arg(160)->Arg(2000);
 

@@ -54,12 +54,12 @@ struct Tree
 /// GO of every participant by its code.
 using Figures = std::map<std::string, double>;
 
-/// Position of a participant: its level, its code, the futures.
+/// Position of a participant: its level, its code, the instrument.
 struct Place
 {
     QuindalAccountHierarchyRecordType level;
     std::string code;
-    std::string futures;
+    std::string instrument;
     friend auto operator<=>(const Place&, const Place&) = default;
 };
 using Positions = std::map<Place, plain::Holding>;
@@ -89,23 +89,22 @@ protected:
             ASSERT_EQ(RegisterClient(calc, client.code, client.rules, client.goRatio), 0);
     }
 
-    void Set(const Place& place, std::int64_t quantity, double price)
+    void Set(const Place& place, const plain::Holding& holding)
     {
         calls::Margins margins;
-        ASSERT_EQ(
-            calls::Position(calc, place.code.c_str(), place.futures.c_str(), quantity, price, margins, place.level), 0);
+        ASSERT_EQ(SetHolding(calc, place.code, place.instrument, holding, margins, place.level), 0);
     }
-    void SetClient(const char* code, std::int64_t quantity, double price)
+    void SetClient(const char* code, std::int64_t quantity, double price, const char* instrument = "FUT")
     {
-        Set({QUINDAL_ACCOUNT_HIERARCHY_CLIENT, code, "FUT"}, quantity, price);
+        Set({QUINDAL_ACCOUNT_HIERARCHY_CLIENT, code, instrument}, {quantity, price});
     }
     void SetFirm(const char* code, std::int64_t quantity, double price)
     {
-        Set({QUINDAL_ACCOUNT_HIERARCHY_BROKER, code, "FUT"}, quantity, price);
+        Set({QUINDAL_ACCOUNT_HIERARCHY_BROKER, code, "FUT"}, {quantity, price});
     }
     void SetAccount(const char* code, std::int64_t quantity, double price)
     {
-        Set({QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT, code, "FUT"}, quantity, price);
+        Set({QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT, code, "FUT"}, {quantity, price});
     }
 
     static double GOOfClient(const std::string& code)
@@ -222,6 +221,38 @@ TEST_F(AccountFigures, AFirmMayStandWithoutAnAccount)
     EXPECT_EQ(GOOfFirm("AA01"), 0.0);
 }
 
+// An option in spread nets with its futures at the client, and only what the client loses goes up; an option alone goes
+// up by itself. Client 1 holds a covered call in spread, -190, 10, 110 (long 1 at 1000: -200, 0, 200; a call at 1050
+// sold for 5: 10, 10, -90). Client 2 holds the same with the call alone: -200 at the left, and far out, at 1331, the
+// call loses 276 * 2 * 0.75 * 100 / 331 = 125.08. Client 3 is short 2 futures: -400 at the right. The firm adds losses
+// point by point: of the futures -190 and -200 at the left, -400 at the right; of the series alone the stress point of
+// client 2. 400 + 125.08, and the account the same. Without client 3: 390 + 125.08.
+TEST_F(AccountFigures, OptionsGoUpWithTheirFuturesOrByThemselves)
+{
+    plain::Market market{{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}};
+    market.series = {HandSeries("IN", "FUT"), HandSeriesAlone("OUT", "FUT")};
+    for (const char* const series : {"IN", "OUT"})
+        market.options.push_back(HandOption(std::string(series) + "-C1050", series, Enums::OptionType::Call, 1050.0,
+                                            5.0, static_cast<Isin>(100 + market.options.size())));
+    Start(market);
+    Register({{{"ACCOUNT", HalfNetting}}, {{"AA01", "ACCOUNT", HalfNetting}}, {{"AA01001"}, {"AA01002"}, {"AA01003"}}});
+    SetClient("AA01001", 1, 1000.0);
+    SetClient("AA01001", -1, 5.0, "IN-C1050");
+    SetClient("AA01002", 1, 1000.0);
+    SetClient("AA01002", -1, 5.0, "OUT-C1050");
+    SetClient("AA01003", -2, 1000.0);
+    EXPECT_DOUBLE_EQ(GOOfClient("AA01001"), 190.0);
+    EXPECT_DOUBLE_EQ(GOOfClient("AA01002"), 325.08);
+    EXPECT_DOUBLE_EQ(GOOfClient("AA01003"), 400.0);
+    EXPECT_DOUBLE_EQ(GOOfFirm("AA01"), 525.08);
+    EXPECT_DOUBLE_EQ(GOOfAccount("ACCOUNT"), 525.08);
+    SetClient("AA01003", 0, 0.0);
+    EXPECT_DOUBLE_EQ(GOOfFirm("AA01"), 515.08);
+    SetClient("AA01002", 0, 0.0, "OUT-C1050");
+    EXPECT_DOUBLE_EQ(GOOfFirm("AA01"), 390.0);
+    EXPECT_DOUBLE_EQ(GOOfAccount("ACCOUNT"), 390.0);
+}
+
 /// Three accounts, one under each rule, with three firms each, one under each rule, with two clients each. The rules of
 /// the clients differ from one to the next.
 Tree MixedTree()
@@ -247,6 +278,7 @@ Tree MixedTree()
                 client.rules.calendar = types[index % 3];
                 client.rules.interContract = types[index / 3 % 3];
                 client.rules.shortChargeRatio = 0.5 + 0.5 * static_cast<double>(index % 3);
+                client.rules.clearings = static_cast<std::int32_t>(index % 3);
                 client.goRatio = index % 2 == 0 ? 1.0 : 1.25;
                 tree.clients.push_back(client);
             }
@@ -267,45 +299,107 @@ std::vector<std::pair<QuindalAccountHierarchyRecordType, std::string>> Participa
     return all;
 }
 
-/// What the plain model finds for the records of one participant, as charged.
-double PlainFigure(const plain::Market& market, const plain::Rules& rules, const Positions& positions,
-                   const std::string& code)
+/// What the plain model finds for every participant of a tree by the positions that stand. Deliveries weigh one half
+/// for clients, and wholly for firms and accounts.
+class PlainTree
 {
-    plain::Book book;
-    for (const auto& [place, holding] : positions) {
-        if (place.code != code) continue;
-        for (const FuturesSample& futures : market.futures)
-            if (futures.Code == place.futures) book[futures.Isin] = holding;
-    }
-    return Charged(plain::Model(market, rules).Of(book).volatility);
-}
+public:
+    PlainTree(const plain::Market& market, const Tree& tree, const Positions& positions)
+        : m_market(market), m_tree(tree), m_instruments(Tradables(market)), m_positions(positions)
+    {}
 
-/// Levels under Netting live by their own records, so the plain model knows their figures.
-void ExpectNettingLevelsPlain(const plain::Market& market, const Tree& tree, const Positions& positions,
-                              const Figures& figures)
-{
-    const auto expect = [&](const std::string& code, const plain::Rules& rules) {
-        const double expected = PlainFigure(market, rules, positions, code);
-        EXPECT_NEAR(figures.at(code), expected, 1e-9 * (1.0 + expected)) << code;
-    };
-    plain::Rules rules;
-    for (const Firm& firm : tree.firms) {
-        rules.calendar = firm.calendar;
-        rules.interContract = firm.interContract;
-        if (firm.rule == Netting) expect(firm.code, rules);
+    [[nodiscard]] Figures All() const
+    {
+        Figures figures;
+        for (const Client& client : m_tree.clients) {
+            const plain::Margins margins = plain::Model(m_market, RulesOf(client)).Of(BookOf(client.code));
+            figures[client.code] = Charged((margins.volatility + margins.delivery) / 2.0 * client.goRatio);
+        }
+        for (const Firm& firm : m_tree.firms)
+            figures[firm.code] = OfFirm(firm);
+        for (const Account& account : m_tree.accounts)
+            figures[account.id] = OfAccount(account, figures);
+        return figures;
     }
-    rules.calendar = rules.interContract = Enums::SpreadMarginType::Netting;
-    for (const Account& account : tree.accounts)
-        if (account.rule == Netting) expect(account.id, rules);
-}
 
-// After any walk over any mix of rules every figure is what a tree made anew finds for the positions held, and where
-// nothing is held nothing is charged.
-TEST_F(AccountFigures, AfterAWalkEqualThoseOfAFreshTreeAndEndAtZero)
+private:
+    [[nodiscard]] static plain::Rules RulesOf(const Client& client)
+    {
+        plain::Rules rules = client.rules;
+        rules.ratios = {{"SHARE", 1.5}}; // of every firm
+        return rules;
+    }
+    [[nodiscard]] plain::Book BookOf(const std::string& code) const
+    {
+        plain::Book book;
+        for (const auto& [place, holding] : m_positions) {
+            if (place.code != code) continue;
+            for (const Tradable& instrument : m_instruments)
+                if (instrument.code == place.instrument) book[instrument.isin] = holding;
+        }
+        return book;
+    }
+    void AddLosses(plain::SumOfLosses& sum, const Firm& firm) const
+    {
+        for (const Client& client : m_tree.clients)
+            if (client.code.starts_with(firm.code))
+                sum.Add(plain::Model(m_market, RulesOf(client)).LossesOf(BookOf(client.code)));
+    }
+
+    // A firm under Netting lives by its own records, any other by the losses of its clients. They are handed up only
+    // where the firm or its account nets by losses.
+    [[nodiscard]] double OfFirm(const Firm& firm) const
+    {
+        if (firm.rule == Netting) {
+            plain::Rules rules;
+            rules.tier = plain::Tier::Firm;
+            rules.calendar = firm.calendar;
+            rules.interContract = firm.interContract;
+            return Charged(plain::Model(m_market, rules).Of(BookOf(firm.code)).delivery);
+        }
+        if (firm.rule != HalfNetting && RuleOfAccount(firm.account) != HalfNetting) return 0.0;
+        plain::SumOfLosses losses(m_market);
+        AddLosses(losses, firm);
+        return Charged(losses.Total().delivery);
+    }
+    [[nodiscard]] double OfAccount(const Account& account, const Figures& figures) const
+    {
+        if (account.rule == Netting) {
+            plain::Rules rules;
+            rules.tier = plain::Tier::Account;
+            rules.calendar = rules.interContract = Enums::SpreadMarginType::Netting;
+            return Charged(plain::Model(m_market, rules).Of(BookOf(account.id)).delivery);
+        }
+        plain::SumOfLosses losses(m_market);
+        double sum = 0.0;
+        for (const Firm& firm : m_tree.firms) {
+            if (firm.account != account.id) continue;
+            AddLosses(losses, firm);
+            sum += figures.at(firm.code);
+        }
+        return Charged(account.rule == HalfNetting ? losses.Total().delivery : sum);
+    }
+    [[nodiscard]] Enums::MarginRule RuleOfAccount(const std::string& id) const
+    {
+        for (const Account& account : m_tree.accounts)
+            if (account.id == id) return account.rule;
+        return Gross;
+    }
+
+    const plain::Market& m_market;
+    const Tree& m_tree;
+    std::vector<Tradable> m_instruments;
+    const Positions& m_positions;
+};
+
+// After any walk over any mix of rules every figure is what the plain model, and a tree made anew, find for the
+// positions held, and where nothing is held nothing is charged.
+TEST_F(AccountFigures, AfterAWalkEqualThePlainModelAndAFreshTreeAndEndAtZero)
 {
     const plain::Market market = BusyMarket();
     const Tree tree = MixedTree();
     const auto participants = Participants(tree);
+    const std::vector<Tradable> instruments = Tradables(market);
     Start(market);
 
     for (unsigned seed = 1; seed <= 6; ++seed) {
@@ -317,16 +411,17 @@ TEST_F(AccountFigures, AfterAWalkEqualThoseOfAFreshTreeAndEndAtZero)
         Register(tree);
         for (int step = 1; step <= 600; ++step) {
             const auto& [level, code] = participants[random() % participants.size()];
-            const FuturesSample& futures = market.futures[random() % market.futures.size()];
+            const Tradable& instrument = instruments[random() % instruments.size()];
             const std::int64_t quantity = random() % 4 == 0 ? 0 : static_cast<std::int64_t>(random() % 401) - 200;
-            const double price = futures.CalcFutPrice + futures.MinStep * (static_cast<double>(random() % 41) - 20.0);
-            const Place place{level, code, futures.Code};
-            Set(place, quantity, price);
-            positions[place] = {quantity, price};
+            const double price = instrument.price + instrument.step * (static_cast<double>(random() % 41) - 20.0);
+            const Place place{level, code, instrument.code};
+            const plain::Holding holding{quantity, price, random() % 4 == 0 ? quantity / 2 : quantity};
+            Set(place, holding);
+            positions[place] = holding;
             if (step % 150 == 0) snapshots.emplace_back(positions, AllFigures(tree));
         }
         for (const auto& [place, holding] : positions)
-            Set(place, 0, 0.0);
+            Set(place, {});
         for (const auto& [code, figure] : AllFigures(tree)) {
             EXPECT_EQ(figure, 0.0) << code;
             EXPECT_FALSE(std::signbit(figure)) << code << ": a minus before a zero would be printed";
@@ -336,11 +431,13 @@ TEST_F(AccountFigures, AfterAWalkEqualThoseOfAFreshTreeAndEndAtZero)
             ASSERT_EQ(ClearParts(calc), 0);
             Register(tree);
             for (const auto& [place, holding] : held)
-                Set(place, holding.quantity, holding.price);
+                Set(place, holding);
             const Figures fresh = AllFigures(tree);
-            ExpectNettingLevelsPlain(market, tree, held, figures);
-            for (const auto& [code, figure] : figures)
+            const Figures expected = PlainTree(market, tree, held).All();
+            for (const auto& [code, figure] : figures) {
                 EXPECT_NEAR(figure, fresh.at(code), 1e-9 * (1.0 + fresh.at(code))) << code;
+                EXPECT_NEAR(figure, expected.at(code), 1e-9 * (1.0 + expected.at(code))) << code;
+            }
         }
     }
 }

@@ -34,6 +34,12 @@ int main(void)
     expect(InsertFutures(0, NULL, NULL, 0, QUINDAL_SPREAD_ASPECT_IN_SPREAD, 0, 0, 0, 0, 0, 0, 0, 0,
                          QUINDAL_ATTRIBUTE_NONE, 0, 0, 0, NULL),
            nullPointer);
+    expect(InsertOptionSeries(0, NULL, NULL, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                              QUINDAL_MARGIN_STYLE_EQUITY, QUINDAL_SETTLEMENT_TYPE_DELIVERABLE,
+                              QUINDAL_EXERCISE_STYLE_EUROPEAN, 0, QUINDAL_SPREAD_ASPECT_IN_SPREAD, 0, 0, 0, 0, 0, 0, 0,
+                              0, 0, 0, 0, 0),
+           nullPointer);
+    expect(InsertOption(0, NULL, NULL, 0, QUINDAL_OPTION_TYPE_PUT, 0), nullPointer);
     expect(GetInstrumentParameters(0, NULL), notInitialized);
     expect(ClearAll(0), notInitialized);
     expect(ClearParts(0), notInitialized);
@@ -49,6 +55,14 @@ int main(void)
     expect(GetNextFutures(0, QUINDAL_CLIENT_RISK_LEVEL_DEFAULT, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
                           NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL),
            nullPointer);
+
+    expect(SetOnFirstOptionSeries(0, NULL), nullPointer);
+    expect(SetOnFirstOption(0, NULL), nullPointer);
+    expect(GetNextOptionSeries(0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                               NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                               NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL),
+           nullPointer);
+    expect(GetNextOption(0, NULL, NULL, NULL, NULL, NULL, NULL, NULL), nullPointer);
 
     expect(RegisterSettlementAccount(0, NULL, QUINDAL_MARGIN_RULE_NETTING, QUINDAL_SPREAD_MARGIN_TYPE_NETTING,
                                      QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1),

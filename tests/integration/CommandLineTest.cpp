@@ -150,7 +150,7 @@ TEST(MarginCommand, PrintsTheSameFiguresInAllThreeFormats)
     const std::vector<Row> ofCsv = FromCsv(csv.out);
     const std::vector<Row> ofJson = FromJson(json.out);
     const std::vector<Row> ofTable = FromTable(table.out);
-    ASSERT_EQ(ofCsv.size(), 16U) << "eight clients, five firms, three accounts";
+    ASSERT_EQ(ofCsv.size(), 18U) << "ten clients, five firms, three accounts";
     ASSERT_EQ(ofJson.size(), ofCsv.size());
     ASSERT_EQ(ofTable.size(), ofCsv.size());
     for (std::size_t i = 0; i < ofCsv.size(); ++i) {
@@ -158,13 +158,13 @@ TEST(MarginCommand, PrintsTheSameFiguresInAllThreeFormats)
         SCOPED_TRACE(row.code);
         for (const Row* other : {&ofJson[i], &ofTable[i]}) {
             EXPECT_EQ(other->code, row.code);
-            if (i < 8 || other == &ofJson[i] || !row.parent.empty()) {
+            if (i < 10 || other == &ofJson[i] || !row.parent.empty()) {
                 EXPECT_EQ(other->parent, row.parent);
             }
             EXPECT_DOUBLE_EQ(other->go, row.go);
             EXPECT_EQ(other->volatility.has_value(), row.volatility.has_value());
         }
-        EXPECT_EQ(row.volatility.has_value(), i < 8) << "unrounded figures are the clients'";
+        EXPECT_EQ(row.volatility.has_value(), i < 10) << "unrounded figures are the clients'";
         if (!row.volatility) continue;
         EXPECT_EQ(*ofJson[i].volatility, *row.volatility) << "to the last bit";
         EXPECT_EQ(*ofJson[i].delivery, *row.delivery);
@@ -180,7 +180,7 @@ TEST(MarginCommand, FiguresOfTheExamplesEqualThePlainModel)
     const plain::Market market = ReadMarket(Example("market.xml"));
     const std::vector<ClientOfExamples> clients = ReadClients(market);
     std::vector<Row> rows = FromCsv(csv.out);
-    ASSERT_EQ(clients.size(), 8U);
+    ASSERT_EQ(clients.size(), 10U);
     int compared = 0;
     for (std::size_t i = 0; i < clients.size(); ++i) {
         const ClientOfExamples& client = clients[i];
@@ -188,16 +188,17 @@ TEST(MarginCommand, FiguresOfTheExamplesEqualThePlainModel)
         SCOPED_TRACE(client.code);
         ASSERT_EQ(row.code, client.code);
         EXPECT_GT(row.go, 0.0);
-        // The weight of deliveries does not matter: both figures are the same.
-        const double raw = *row.volatility * client.goRatio;
+        const double w = client.deliveryWeight;
+        const double raw = ((1.0 - w) * *row.volatility + w * *row.delivery) * client.goRatio;
         EXPECT_DOUBLE_EQ(row.go, std::ceil(std::round(raw * 100000) / 100000 * 100) / 100);
+        EXPECT_EQ(*row.volatility != *row.delivery, client.rules.clearings > 0) << "one holds options about to expire";
         if (client.tracksSettlement) continue;
         const plain::Margins expected = plain::Model(market, client.rules).Of(client.book);
         EXPECT_NEAR(*row.volatility, expected.volatility, 1e-9 * expected.volatility);
         EXPECT_NEAR(*row.delivery, expected.delivery, 1e-9 * expected.delivery);
         ++compared;
     }
-    EXPECT_EQ(compared, 7) << "one client holds a trade-at-settlement contract";
+    EXPECT_EQ(compared, 9) << "one client holds a trade-at-settlement contract";
 }
 
 class CommandErrors : public testing::Test
@@ -318,6 +319,90 @@ TEST_F(CommandErrors, AnEmptyFileHasNoHeader)
     const Finished finished = RunWith(Write("empty.csv", ""), positions);
     ExpectRefusal(finished);
     EXPECT_THAT(finished.errors, HasSubstr("empty.csv: has no header row"));
+}
+
+/// A contract to be worked by hand: prices 900, 1000 and 1100, one unit of price is worth 1 of a currency whose rate
+/// moves by 0.05. Both series expire within the hour; the premium of PAID is paid up front.
+constexpr const char* OptionsMarket = R"(<root>
+  <Currency IndicatorID="840" Radius="0.05"/>
+  <BaseContract Code="BC" CodeMCS="" VolatNum="3" MSPType="1" ShortOptionMinimumCharge="0" IndicatorID="840"
+    MarketRisk="0.1" MarketRisk1="0.1" MarketRisk2="0.1" MarketRiskLow="0.1" MarketRisk1Low="0.1" MarketRisk2Low="0.1"
+    MarketRiskMedium="0.1" MarketRisk1Medium="0.1" MarketRisk2Medium="0.1" MarketRiskHigh="0.1" MarketRisk1High="0.1"
+    MarketRisk2High="0.1" MarketRiskExceptional="0.1" MarketRisk1Exceptional="0.1" MarketRisk2Exceptional="0.1"
+    ConcentrationLimit1="1000000" ConcentrationLimit2="1000000" RiskPointsN="1" WindowSizePercentage="0.5"
+    OptionModel="0" SpotPrice="1000" AssetClass="1" CFRisk="0"/>
+  <Futures Code="FUT" CodeBC="BC" Isin="1" CalcFutPrice="1000" SpreadAspect="0" MinStepPrice="1" RealCalcPrice="1000"
+    MinStep="1" ExpiredDate="2026-12-17 19:00:00" Spot="0" XLot="1" Lot="1" InterestRateRiskUp="0"
+    InterestRateRiskDown="0" TimeToExpiration="0.25" NormalizedSpot="1000" Attribute="0" MRAddOnUp="0" MRAddOnDown="0"
+    EnforceIMSHalfNetting="0" TASBaseFutCode=""/>
+  <VirtFutures Code="PAID" CodeRF="FUT" A_Black="20" B_Black="0" C_Black="0" D_Black="0" E_Black="1" S_Black="0"
+    UseNullVolat="0" StrikeStep="100" ExpClearingsSA="0" ExpClearingsBF="0" ExpClearingsCC="0" VolatilityRisk="0.25"
+    VolatilityRiskMismatch="0" TimeToExpiration="0.0001" A_Bach="1" B_Bach="0" C_Bach="0" D_Bach="0" E_Bach="1"
+    S_Bach="0" M_Bach="100" MarginStyle="1" SettlementType="0" ExerciseStyle="1" SubRisk="0" SpreadAspect="0"
+    EnforceHalfNetting="0" MinStep="1" MinStepPrice="1" LotCoeff="1" r="0" InterestRateRiskUp="0"
+    InterestRateRiskDown="0" FixedSpotDiscount="0" ProjectedSpotDiscount="0" r2="0" InterestRate2RiskUp="0"
+    InterestRate2RiskDown="0"/>
+  <Option Code="PAID-C1000" CodeVF="PAID" Strike="1000" OptType="2" CalcOptPrice="10"/>
+  <Option Code="PAID-P1000" CodeVF="PAID" Strike="1000" OptType="1" CalcOptPrice="12"/>
+</root>
+)";
+
+class MarginOfOptions : public CommandErrors
+{
+protected:
+    /// GO of the one client, the output as it was printed.
+    Finished RunWith(const std::string& rows)
+    {
+        const std::string book = Write("book.csv", "level,code,instrument,quantity,price,after_last_clearing\n" + rows);
+        return RunToEnd(Margin({"--instruments", market, "--format", "csv"}, accounts, book));
+    }
+    const std::string market = Write("options.xml", OptionsMarket);
+};
+
+// At the price on its wrong side a bought option is worth nothing: three calls lose 30, four puts 48. The loss grows by
+// the move of the currency, 0.05, as far as the options' own value does not cover it. That value goes by what the last
+// clearing left, which is the whole position unless the file says otherwise, and by the calculated price.
+TEST_F(MarginOfOptions, TakesOptionsByTheirCodesAtTheirOwnOrTheCalculatedPrice)
+{
+    const struct
+    {
+        const char* position;
+        double go;
+    } cases[] = {
+        {"client,AA01001,PAID-C1000,3,10,\n", 30.0},  // worth 3 x 10: covered
+        {"client,AA01001,PAID-C1000,3,,\n", 30.0},    // the same at the calculated price
+        {"client,AA01001,PAID-C1000,3,,0\n", 31.5},   // bought since the clearing: 30 + 0.05 x 30
+        {"client,AA01001,PAID-P1000,4,,0\n", 50.4},   // 48 + 0.05 x 48
+        {"client,AA01001,PAID-P1000,4,15,2\n", 61.8}, // loses 60, worth 24: 60 + 0.05 x 36
+        {"client,AA01001,PAID-P1000,4,,\nclient,AA01001,PAID-P1000,0,,\n", 0.0},
+    };
+    for (const auto& [position, go] : cases) {
+        const Finished finished = RunWith(position);
+        ASSERT_EQ(finished.status, 0) << position << finished.errors;
+        const std::vector<Row> rows = FromCsv(finished.out);
+        ASSERT_EQ(rows.size(), 2U) << position;
+        EXPECT_EQ(rows[0].code, "AA01001");
+        EXPECT_NEAR(*rows[0].volatility, go, 1e-9) << position;
+        EXPECT_DOUBLE_EQ(rows[0].go, go) << position;
+    }
+}
+
+TEST_F(MarginOfOptions, NamesTheLineOfASeriesThatIsTakenForAnInstrument)
+{
+    const Finished finished = RunWith("client,AA01001,PAID-C1000,1,,\nclient,AA01001,PAID,1,,\n");
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors, HasSubstr("book.csv:3: SetPosition failed with code 94813: QuindalIM not found"));
+}
+
+TEST_F(MarginOfOptions, TellsWhichSeriesOfAMarketIsRefused)
+{
+    std::string broken = OptionsMarket;
+    broken.replace(broken.find("LotCoeff=\"1\""), 12, "LotCoeff=\"0\"");
+    const Finished finished = RunToEnd(Margin({"--instruments", Write("broken.xml", broken)}, accounts, positions));
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors,
+                AllOf(HasSubstr("GetInstrumentParameters failed with code 94808"),
+                      HasSubstr("CZ9MQCore::GetInstrumentParameters::InsertOptionSeries with code: PAID - failed")));
 }
 
 /// Processes whose parent is this one.

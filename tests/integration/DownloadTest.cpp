@@ -112,6 +112,10 @@ TEST_F(DownloadTest, TheExampleMarketComesInWhole)
     ASSERT_GT(CountOf(market, "<Futures "), 0u);
     EXPECT_EQ(static_cast<std::size_t>(Futures()), CountOf(market, "<Futures "));
     std::int32_t count = -1;
+    ASSERT_EQ(SetOnFirstOptionSeries(calc, &count), Ok);
+    EXPECT_EQ(static_cast<std::size_t>(count), CountOf(market, "<VirtFutures "));
+    ASSERT_EQ(SetOnFirstOption(calc, &count), Ok);
+    EXPECT_EQ(static_cast<std::size_t>(count), CountOf(market, "<Option "));
     ASSERT_EQ(SetOnFirstBaseContract(calc, &count), Ok);
     EXPECT_EQ(static_cast<std::size_t>(count), CountOf(market, "<BaseContract "));
     ASSERT_EQ(SetOnFirstCurrency(calc, &count), Ok);

@@ -52,6 +52,26 @@ TEST_F(Download, FillsTheCalculatorWithTheMarketPlainOrCompressed)
         EXPECT_EQ(futures.GetNext(calc), 0);
         EXPECT_STREQ(futures.code.data(), "INDX-12.26");
         EXPECT_EQ(futures.addOnDown, 0.002);
+
+        EXPECT_EQ(SetOnFirstOptionSeries(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        calls::OptionSeriesEntry series;
+        EXPECT_EQ(series.GetNext(calc), 0);
+        EXPECT_STREQ(series.code.data(), "INDX-12.26M17");
+        EXPECT_STREQ(series.futures.data(), "INDX-12.26");
+        EXPECT_EQ(series.sqrtT, 0.25) << "of a sixteenth of a year";
+        calls::OptionSeriesArguments sent = calls::OptionSeriesArguments::AllDifferent();
+        sent.TimeToExpiration = 0.0625;
+        EXPECT_EQ(series.values, sent);
+        EXPECT_EQ(SetOnFirstOption(calc, &count), 0);
+        EXPECT_EQ(count, 1);
+        calls::OptionEntry option;
+        EXPECT_EQ(option.GetNext(calc), 0);
+        EXPECT_STREQ(option.code.data(), "INDX-12.26M17P3300");
+        EXPECT_STREQ(option.series.data(), "INDX-12.26M17");
+        EXPECT_EQ(option.strike, 3300.5);
+        EXPECT_EQ(option.type, QUINDAL_OPTION_TYPE_PUT);
+        EXPECT_EQ(option.calcOptPrice, 41.25);
         ASSERT_EQ(ClearAll(calc), 0);
         ASSERT_EQ(DeInitQuindalIM(), 0);
     }
@@ -228,6 +248,43 @@ TEST_F(Cursors, GiveBackEveryFieldOfAFuturesAndItsLimitAtEachLevel)
     }
 }
 
+TEST_F(Cursors, GiveBackEveryFieldOfASeriesAndOfAnOption)
+{
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
+    const calls::OptionSeriesArguments given = calls::OptionSeriesArguments::AllDifferent();
+    ASSERT_EQ(given.Insert(calc, "SER", "FUT"), 0);
+    ASSERT_EQ(calls::Option(calc, "OPT", "SER", 987.5, QUINDAL_OPTION_TYPE_PUT, 12.25), 0);
+    std::int32_t count = 0;
+    ASSERT_EQ(SetOnFirstOptionSeries(calc, &count), 0);
+    EXPECT_EQ(count, 1);
+    calls::OptionSeriesEntry series;
+    ASSERT_EQ(series.GetNext(calc), 0);
+    EXPECT_STREQ(series.code.data(), "SER");
+    EXPECT_EQ(series.codeSize, 4);
+    EXPECT_STREQ(series.futures.data(), "FUT");
+    EXPECT_EQ(series.futuresSize, 4);
+    EXPECT_EQ(series.sqrtT, 0.5);
+    EXPECT_EQ(series.values, given);
+    ASSERT_EQ(SetOnFirstOption(calc, &count), 0);
+    EXPECT_EQ(count, 1);
+    calls::OptionEntry option;
+    ASSERT_EQ(option.GetNext(calc), 0);
+    EXPECT_STREQ(option.code.data(), "OPT");
+    EXPECT_EQ(option.codeSize, 4);
+    EXPECT_STREQ(option.series.data(), "SER");
+    EXPECT_EQ(option.seriesSize, 4);
+    EXPECT_EQ(option.strike, 987.5);
+    EXPECT_EQ(option.type, QUINDAL_OPTION_TYPE_PUT);
+    EXPECT_EQ(option.calcOptPrice, 12.25);
+    calls::OptionSeriesEntry noSeries;
+    calls::OptionEntry noOption;
+    EXPECT_EQ(noSeries.GetNext(calc), 94810);
+    EXPECT_EQ(noOption.GetNext(calc), 94810);
+    EXPECT_EQ(noSeries, calls::OptionSeriesEntry()) << "the end of data writes nothing";
+    EXPECT_EQ(noOption, calls::OptionEntry());
+}
+
 TEST_F(Cursors, ATradeAtSettlementContractMayBeInsertedBeforeTheOneItTracks)
 {
     ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
@@ -304,6 +361,12 @@ TEST_F(Cursors, InstrumentsNeedTheirParentAndAreTakenOnce)
     ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
     ASSERT_EQ(calls::Futures(calc, "FUT", "BC"), 0);
     EXPECT_EQ(calls::Futures(calc, "FUT", "BC"), 94520);
+    EXPECT_EQ(calls::Option(calc, "OPT", "SER"), 94515);
+    EXPECT_EQ(calls::OptionSeries(calc, "SER", "NONE"), 94510);
+    ASSERT_EQ(calls::OptionSeries(calc, "SER", "FUT"), 0);
+    EXPECT_EQ(calls::OptionSeries(calc, "SER", "FUT"), 94519);
+    ASSERT_EQ(calls::Option(calc, "OPT", "SER"), 0);
+    EXPECT_EQ(calls::Option(calc, "OPT", "SER"), 94521);
 }
 
 class Participants : public LibraryHost

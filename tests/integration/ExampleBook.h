@@ -63,7 +63,9 @@ inline BaseContractSample ReadBaseContract(const Attributes& element)
     c.ConcentrationLimit2 = element.Integer("ConcentrationLimit2");
     c.RiskPointsN = element.Integer("RiskPointsN");
     c.WindowSizePercentage = element.Number("WindowSizePercentage");
+    c.OptionModel = static_cast<Enums::OptionModel>(element.Integer("OptionModel"));
     c.AssetClass = static_cast<Enums::AssetClass>(element.Integer("AssetClass"));
+    c.CFRisk = element.Number("CFRisk");
     return c;
 }
 
@@ -90,6 +92,67 @@ inline FuturesSample ReadFutures(const Attributes& element)
     return f;
 }
 
+inline kv7im::OptionSeriesParameters ReadSeries(const Attributes& element)
+{
+    kv7im::OptionSeriesParameters s;
+    s.Code = element.Text("Code");
+    s.CodeRF = element.Text("CodeRF");
+    const std::pair<const char*, double*> numbers[] = {{"A_Black", &s.A},
+                                                       {"B_Black", &s.B},
+                                                       {"C_Black", &s.C},
+                                                       {"D_Black", &s.D},
+                                                       {"E_Black", &s.E},
+                                                       {"S_Black", &s.S},
+                                                       {"StrikeStep", &s.StrikeStep},
+                                                       {"VolatilityRisk", &s.VolatilityRisk},
+                                                       {"VolatilityRiskMismatch", &s.VolatilityRiskMismatch},
+                                                       {"TimeToExpiration", &s.TimeToExpiration},
+                                                       {"A_Bach", &s.A_Bach},
+                                                       {"B_Bach", &s.B_Bach},
+                                                       {"C_Bach", &s.C_Bach},
+                                                       {"D_Bach", &s.D_Bach},
+                                                       {"E_Bach", &s.E_Bach},
+                                                       {"S_Bach", &s.S_Bach},
+                                                       {"M_Bach", &s.M_Bach},
+                                                       {"MinStep", &s.MinStep},
+                                                       {"MinStepPrice", &s.MinStepPrice},
+                                                       {"r", &s.R},
+                                                       {"InterestRateRiskUp", &s.InterestRateRiskUp},
+                                                       {"InterestRateRiskDown", &s.InterestRateRiskDown},
+                                                       {"FixedSpotDiscount", &s.FixedSpotDiscount},
+                                                       {"ProjectedSpotDiscount", &s.ProjectedSpotDiscount},
+                                                       {"r2", &s.R2},
+                                                       {"InterestRate2RiskUp", &s.InterestRate2RiskUp},
+                                                       {"InterestRate2RiskDown", &s.InterestRate2RiskDown}};
+    for (const auto& [name, number] : numbers)
+        *number = element.Number(name);
+    s.UseNullVolat = element.Integer("UseNullVolat") != 0;
+    s.ExpClearingsSA = element.Integer("ExpClearingsSA");
+    s.ExpClearingsBF = element.Integer("ExpClearingsBF");
+    s.ExpClearingsCC = element.Integer("ExpClearingsCC");
+    s.marginStyle = static_cast<Enums::MarginStyle>(element.Integer("MarginStyle"));
+    s.settlementType = static_cast<Enums::SettlementType>(element.Integer("SettlementType"));
+    s.exerciseStyle = static_cast<Enums::ExerciseStyle>(element.Integer("ExerciseStyle"));
+    s.SubRisk = element.Integer("SubRisk") != 0;
+    s.SpreadAspect = static_cast<Enums::SpreadAspect>(element.Integer("SpreadAspect"));
+    s.EnforceHalfNetting = element.Integer("EnforceHalfNetting") != 0;
+    s.LotCoeff = element.Integer("LotCoeff");
+    return s;
+}
+
+/// The document gives options no isin; any that no futures has will do.
+inline OptionSample ReadOption(const Attributes& element, Isin isin)
+{
+    OptionSample o;
+    o.Code = element.Text("Code");
+    o.CodeVF = element.Text("CodeVF");
+    o.Strike = element.Number("Strike");
+    o.OptionType = static_cast<Enums::OptionType>(element.Integer("OptType"));
+    o.CalcOptPrice = element.Number("CalcOptPrice");
+    o.Isin = isin;
+    return o;
+}
+
 inline plain::Market ReadMarket(const std::string& file)
 {
     boost::property_tree::ptree document;
@@ -100,7 +163,15 @@ inline plain::Market ReadMarket(const std::string& file)
         if (tag == "CommonParameters") market.edgeCoeff = attributes.Number("EdgeCoeff");
         if (tag == "Currency") market.currencies[attributes.Integer("IndicatorID")] = attributes.Number("Radius");
         if (tag == "BaseContract") market.baseContracts.push_back(ReadBaseContract(attributes));
-        if (tag == "Futures") market.futures.push_back(ReadFutures(attributes));
+        if (tag == "Futures") {
+            FuturesSample futures = ReadFutures(attributes);
+            for (const FuturesSample& other : market.futures)
+                if (other.Code == attributes.Text("TASBaseFutCode")) futures.TASBaseFutIsinID = other.Isin;
+            market.futures.push_back(futures);
+        }
+        if (tag == "VirtFutures") market.series.push_back(ReadSeries(attributes));
+        if (tag == "Option")
+            market.options.push_back(ReadOption(attributes, 1'000'000 + static_cast<Isin>(market.options.size())));
     }
     return market;
 }
@@ -110,6 +181,7 @@ struct ClientOfExamples
     std::string code;
     plain::Rules rules;
     double goRatio = 1.0;
+    double deliveryWeight = 1.0;
     plain::Book book = {};
     bool tracksSettlement = false; // holds a trade-at-settlement contract, which the plain model does not know
 };
@@ -138,11 +210,14 @@ inline std::vector<ClientOfExamples> ReadAccountsOfClients()
                                             "risk_level", "account_type"};
     const CsvTable accounts(Example("accounts.csv"), columns);
     std::map<std::string, std::map<std::string, double>> ratiosOfFirms;
+    std::map<std::string, double> weightsOfFirms; // for clients that have none of their own
     std::vector<ClientOfExamples> clients;
     for (std::size_t i = 0; i < accounts.size(); ++i) {
         const CsvRow row = accounts[i];
         if (row.Text("level") == "ratio")
             ratiosOfFirms[row.Text("code")][row.Text("parent")] = row.Number("go_ratio", 1.0);
+        if (row.Text("level") == "firm")
+            weightsOfFirms[row.Text("code")] = row.Number("exp_weight_client_default", 1.0);
         if (row.Text("level") != "client") continue;
         ClientOfExamples& client = clients.emplace_back();
         client.code = row.Text("code");
@@ -153,19 +228,36 @@ inline std::vector<ClientOfExamples> ReadAccountsOfClients()
         client.rules.interContract = Spread(row.Text("inter_contract"), Enums::SpreadMarginType::HalfNetting);
         client.rules.shortChargeRatio = row.Number("short_charge_ratio", 1.0);
         client.rules.ratios = ratiosOfFirms[client.code.substr(0, 4)];
+        client.rules.clearings = row.Integer32("clearings", 0);
+        client.deliveryWeight = row.Number("exp_weight", weightsOfFirms[client.code.substr(0, 4)]);
     }
     return clients;
 }
 
-template <class Items, class Member>
-auto& Find(Items& items, Member member, const std::string& value)
+inline ClientOfExamples& FindClient(std::vector<ClientOfExamples>& clients, const std::string& code)
 {
-    for (auto& item : items)
-        if (item.*member == value) return item;
-    throw std::runtime_error("the examples do not know " + value);
+    for (ClientOfExamples& client : clients)
+        if (client.code == code) return client;
+    throw std::runtime_error("the examples do not know " + code);
 }
 
-/// Clients of the examples with what they hold. An empty price is the calculated one.
+/// Futures or option: its isin and its calculated price.
+inline std::pair<Isin, double> FindInstrument(const plain::Market& market, const std::string& code)
+{
+    for (const FuturesSample& futures : market.futures)
+        if (futures.Code == code) return {futures.Isin, futures.CalcFutPrice};
+    for (const OptionSample& option : market.options)
+        if (option.Code == code) return {option.Isin, option.CalcOptPrice};
+    throw std::runtime_error("the examples do not know " + code);
+}
+
+inline bool TracksSettlement(const plain::Market& market, Isin isin)
+{
+    const FuturesSample* const futures = plain::MarketView(market, {}).FindFutures(isin);
+    return futures != nullptr && futures->Attribute == Enums::InstrumentStatus::TAS;
+}
+
+/// Clients of the examples with what they hold; the last clearing left all of it. An empty price is the calculated one.
 inline std::vector<ClientOfExamples> ReadClients(const plain::Market& market)
 {
     std::vector<ClientOfExamples> clients = ReadAccountsOfClients();
@@ -174,10 +266,11 @@ inline std::vector<ClientOfExamples> ReadClients(const plain::Market& market)
     for (std::size_t i = 0; i < positions.size(); ++i) {
         const CsvRow row = positions[i];
         if (row.Text("level") != "client") continue;
-        ClientOfExamples& client = Find(clients, &ClientOfExamples::code, row.Text("code"));
-        const FuturesSample& futures = Find(market.futures, &FuturesSample::Code, row.Text("instrument"));
-        client.book[futures.Isin] = {row.Integer("quantity", 0), row.Number("price", futures.CalcFutPrice)};
-        client.tracksSettlement |= futures.Attribute == Enums::InstrumentStatus::TAS;
+        ClientOfExamples& client = FindClient(clients, row.Text("code"));
+        const auto [isin, price] = FindInstrument(market, row.Text("instrument"));
+        const std::int64_t quantity = row.Integer("quantity", 0);
+        client.book[isin] = {quantity, row.Number("price", price), quantity};
+        client.tracksSettlement |= TracksSettlement(market, isin);
     }
     return clients;
 }

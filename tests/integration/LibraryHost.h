@@ -28,7 +28,7 @@ inline constexpr const char* ServerPassword = "server-side-word";
 inline constexpr const char* User = "USER01";
 inline constexpr const char* Password = "open;sesame=01"; // a semicolon and an equals sign belong to it
 
-/// Two contracts of one group and one alone, for tests that look at codes and fields and not at figures.
+/// One instrument of each kind, for tests that look at codes and fields and not at figures.
 inline constexpr const char* SmallMarket = R"(<?xml version="1.0" encoding="utf-8"?>
 <root>
   <CommonParameters EdgeCoeff="0.5"/>
@@ -44,6 +44,15 @@ inline constexpr const char* SmallMarket = R"(<?xml version="1.0" encoding="utf-
     RealCalcPrice="3302.0" MinStep="0.5" ExpiredDate="2026-12-17 19:00:00" Spot="0" XLot="1" Lot="1"
     InterestRateRiskUp="0.03" InterestRateRiskDown="0.025" TimeToExpiration="0.07" NormalizedSpot="3285.4"
     Attribute="0" MRAddOnUp="0.001" MRAddOnDown="0.002" EnforceIMSHalfNetting="1" TASBaseFutCode=""/>
+  <VirtFutures Code="INDX-12.26M17" CodeRF="INDX-12.26" A_Black="21.5" B_Black="22.5" C_Black="0.5" D_Black="-1.25"
+    E_Black="2.25" S_Black="0.0625" UseNullVolat="1" StrikeStep="50" ExpClearingsSA="3" ExpClearingsBF="4"
+    ExpClearingsCC="5" VolatilityRisk="0.125" VolatilityRiskMismatch="0.1875" TimeToExpiration="0.0625" A_Bach="0.75"
+    B_Bach="0.875" C_Bach="0.375" D_Bach="-0.25" E_Bach="1.75" S_Bach="0.03125" M_Bach="110" MarginStyle="1"
+    SettlementType="1" ExerciseStyle="1" SubRisk="1" SpreadAspect="2" EnforceHalfNetting="1" MinStep="0.5"
+    MinStepPrice="6.5" LotCoeff="10" r="0.07" InterestRateRiskUp="0.011" InterestRateRiskDown="0.012"
+    FixedSpotDiscount="1.5" ProjectedSpotDiscount="2.5" r2="0.03" InterestRate2RiskUp="0.013"
+    InterestRate2RiskDown="0.014"/>
+  <Option Code="INDX-12.26M17P3300" CodeVF="INDX-12.26M17" Strike="3300.5" OptType="1" CalcOptPrice="41.25"/>
 </root>
 )";
 

@@ -2,17 +2,20 @@
 // in the library.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 
+#include "ExportCalls.h"
 #include "PlainMargin.h"
 #include "QuindalIM.h"
 
 namespace quindal::test {
 
 /// A contract to be worked by hand: the grid has three points, 100 below the price, at it and 100 above (a rate of 0.1
-/// of the spot 1000); limits that never bind; no rates; one unit of price is worth 2 of money.
+/// of the spot 1000); limits that never bind; no rates; one unit of price is worth 2 of money. Options are valued by
+/// the model of Bachelier.
 inline BaseContractSample HandContract(const std::string& code, const std::string& group = "")
 {
     BaseContractSample contract;
@@ -29,6 +32,7 @@ inline BaseContractSample HandContract(const std::string& code, const std::strin
     contract.ConcentrationLimit1 = 1'000'000'000;
     contract.ConcentrationLimit2 = 2'000'000'000;
     contract.WindowSizePercentage = 0.0;
+    contract.OptionModel = Enums::OptionModel::Bachelier;
     return contract;
 }
 
@@ -49,9 +53,102 @@ inline FuturesSample HandFutures(const std::string& code, const std::string& con
     return futures;
 }
 
-/// Four contracts with everything that a futures market has: a group of two, one priced through a currency, one in per
-/// cent; several expiries, one of them outside the spread, one that enforces half netting, a collateral; rates, shifts
-/// and limits that bind.
+/// A series in which every option is worth what its exercise would bring: the smile is 0, so that the volatility is the
+/// smallest there is, 0.01 a year, and strikes lie far enough from the grid for it not to be felt. One unit of price is
+/// worth 2 of money; in spread; no sub-points.
+inline kv7im::OptionSeriesParameters HandSeries(const std::string& code, const std::string& futures)
+{
+    kv7im::OptionSeriesParameters series;
+    series.Code = code;
+    series.CodeRF = futures;
+    series.E = 1.0;
+    series.E_Bach = 1.0;
+    series.M_Bach = 1.0;
+    series.StrikeStep = 50.0;
+    series.TimeToExpiration = 0.25;
+    series.SpreadAspect = Enums::SpreadAspect::InSpread;
+    series.MinStep = 0.01;
+    series.MinStepPrice = 0.02;
+    return series;
+}
+inline kv7im::OptionSeriesParameters HandSeriesAlone(const std::string& code, const std::string& futures)
+{
+    kv7im::OptionSeriesParameters series = HandSeries(code, futures);
+    series.SpreadAspect = Enums::SpreadAspect::NotInSpread;
+    return series;
+}
+
+inline OptionSample HandOption(const std::string& code, const std::string& series, Enums::OptionType type,
+                               double strike, double price, Isin isin)
+{
+    OptionSample option;
+    option.Code = code;
+    option.CodeVF = series;
+    option.OptionType = type;
+    option.Strike = strike;
+    option.CalcOptPrice = price;
+    option.Isin = isin;
+    return option;
+}
+
+namespace details {
+
+/// A series with a smile, shocks and rates, scaled to the price of its futures, and five strikes of puts and calls. The
+/// series of one market differ by their number in what a series may do.
+inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool inSpread, Enums::MarginStyle style)
+{
+    const std::size_t number = market.series.size();
+    const double price = futures.NormalizedSpot;
+    kv7im::OptionSeriesParameters series = HandSeries(futures.Code + "-S" + std::to_string(number), futures.Code);
+    series.A = 18.0 + static_cast<double>(number);
+    series.B = 9.0;
+    series.C = number % 3 == 0 ? 0.0 : 0.6;
+    series.D = -5.0;
+    series.E = 2.5;
+    series.S = 0.01;
+    series.A_Bach = 1.0;
+    series.B_Bach = 0.3;
+    series.C_Bach = 0.5;
+    series.D_Bach = -0.1;
+    series.E_Bach = 1.5;
+    series.M_Bach = 0.2 * price;
+    series.UseNullVolat = number % 4 == 1;
+    series.StrikeStep = 0.02 * price;
+    series.ExpClearingsSA = series.ExpClearingsBF = series.ExpClearingsCC = static_cast<std::int32_t>(number % 3);
+    series.settlementType = number % 5 == 3 ? Enums::SettlementType::CashSettled : Enums::SettlementType::Deliverable;
+    series.VolatilityRisk = 0.25;
+    series.VolatilityRiskMismatch = 0.06;
+    series.TimeToExpiration = 0.8 * futures.TimeToExpiration;
+    series.marginStyle = style;
+    series.SubRisk = number % 2 == 0;
+    if (!inSpread) series.SpreadAspect = Enums::SpreadAspect::NotInSpread;
+    series.EnforceHalfNetting = number % 4 == 2;
+    series.MinStep = futures.MinStep;
+    series.MinStepPrice = futures.MinStepPrice;
+    series.R = 0.08;
+    series.InterestRateRiskUp = 0.02;
+    series.InterestRateRiskDown = 0.015;
+    series.FixedSpotDiscount = 0.004 * price;
+    series.ProjectedSpotDiscount = 0.006 * price;
+    series.R2 = 0.03;
+    series.InterestRate2RiskUp = 0.005;
+    series.InterestRate2RiskDown = 0.004;
+    for (int step = -2; step <= 2; ++step)
+        for (const auto type : {Enums::OptionType::Put, Enums::OptionType::Call}) {
+            const std::string code =
+                series.Code + (type == Enums::OptionType::Put ? "-P" : "-C") + std::to_string(step);
+            const auto isin = static_cast<Isin>(101 + market.options.size());
+            market.options.push_back(
+                HandOption(code, series.Code, type, price * (1.0 + 0.02 * step), 0.03 * price, isin));
+        }
+    market.series.push_back(series);
+}
+
+} // namespace details
+
+/// Five contracts with everything that a market has: a group of two, one priced through a currency, one in per cent;
+/// several expiries, one of them outside the spread, one that enforces half netting, a collateral; rates, shifts and
+/// limits that bind; options of all kinds and both models, in spread and alone, with deliveries and without.
 inline plain::Market BusyMarket()
 {
     plain::Market market;
@@ -102,11 +199,38 @@ inline plain::Market BusyMarket()
     market.baseContracts.back().CurrencyId = 840;
     market.futures[currency].EnforceIMSHalfNetting = true;
     market.futures[currency + 1].SpreadAspect = Enums::SpreadAspect::NotInSpread;
-    add("RATE", "", 14.25, 0.01, 83.33, 0.16);
+    const std::size_t rate = add("RATE", "", 14.25, 0.01, 83.33, 0.16);
     market.baseContracts.back().AssetClass = Enums::AssetClass::Percentage;
     market.baseContracts.back().SpotPrice = 14.25;
     const std::size_t share = add("SHARE", "", 26480.0, 1.0, 1.0, 0.18);
     market.futures[share].Attribute = Enums::InstrumentStatus::Collateral;
+    market.baseContracts.back().CFRisk = 0.2;
+    for (const std::size_t contract : {0U, 2U, 4U})
+        market.baseContracts[contract].OptionModel = Enums::OptionModel::BlackScholes;
+
+    using enum Enums::MarginStyle;
+    const struct
+    {
+        std::size_t futures;
+        bool inSpread;
+        Enums::MarginStyle style;
+    } all[] = {{0, true, Futures},
+               {0, false, Futures},
+               {1, true, Futures},
+               {3, true, Futures},
+               {4, true, Equity},
+               {4, false, Futures},
+               {currency, true, Equity},
+               {currency + 1, true, Futures},
+               {currency + 2, false, Equity},
+               {rate, true, Futures},
+               {rate + 1, true, Futures},
+               {share, true, Equity},
+               {share, false, Equity},
+               {share + 1, true, Futures},
+               {share + 1, true, Equity}};
+    for (const auto& [futures, inSpread, style] : all)
+        details::AddSeries(market, market.futures[futures], inSpread, style);
     return market;
 }
 
@@ -129,13 +253,33 @@ inline std::int32_t Insert(std::intptr_t calc, const BaseContractSample& c)
         c.CFRisk);
 }
 
-inline std::int32_t Insert(std::intptr_t calc, const FuturesSample& f)
+/// tracked is the code of the futures whose settlement this one trades at.
+inline std::int32_t Insert(std::intptr_t calc, const FuturesSample& f, const std::string& tracked)
 {
     return InsertFutures(calc, f.Code.c_str(), f.CodeBC.c_str(), f.CalcFutPrice,
                          static_cast<QuindalSpreadAspect>(f.SpreadAspect), f.MinStepPrice, f.RealCalcPrice, f.MinStep,
                          f.XLot, f.InterestRateRiskUp, f.InterestRateRiskDown, f.TimeToExpiration, f.NormalizedSpot,
                          static_cast<QuindalAttribute>(f.Attribute), f.MRAddOnUp, f.MRAddOnDown,
-                         f.EnforceIMSHalfNetting ? 1 : 0, "");
+                         f.EnforceIMSHalfNetting ? 1 : 0, tracked.c_str());
+}
+
+inline std::int32_t Insert(std::intptr_t calc, const kv7im::OptionSeriesParameters& s)
+{
+    return InsertOptionSeries(
+        calc, s.Code.c_str(), s.CodeRF.c_str(), s.A, s.B, s.C, s.D, s.E, s.UseNullVolat ? 1 : 0, s.S, s.StrikeStep,
+        s.ExpClearingsSA, s.ExpClearingsBF, s.ExpClearingsCC, s.VolatilityRisk, s.VolatilityRiskMismatch,
+        s.TimeToExpiration, s.A_Bach, s.B_Bach, s.C_Bach, s.D_Bach, s.E_Bach, s.S_Bach, s.M_Bach,
+        static_cast<QuindalMarginStyle>(s.marginStyle), static_cast<QuindalSettlementType>(s.settlementType),
+        static_cast<QuindalExerciseStyle>(s.exerciseStyle), s.SubRisk ? 1 : 0,
+        static_cast<QuindalSpreadAspect>(s.SpreadAspect), s.EnforceHalfNetting ? 1 : 0, s.MinStep, s.MinStepPrice,
+        s.LotCoeff, s.R, s.InterestRateRiskUp, s.InterestRateRiskDown, s.FixedSpotDiscount, s.ProjectedSpotDiscount,
+        s.R2, s.InterestRate2RiskUp, s.InterestRate2RiskDown);
+}
+
+inline std::int32_t Insert(std::intptr_t calc, const OptionSample& o)
+{
+    return InsertOption(calc, o.Code.c_str(), o.CodeVF.c_str(), o.Strike, static_cast<QuindalOptionType>(o.OptionType),
+                        o.CalcOptPrice);
 }
 
 } // namespace details
@@ -148,19 +292,52 @@ inline void InsertMarket(std::intptr_t calc, const plain::Market& market)
         details::Check(InsertCurrency(calc, id, radius), "currency " + std::to_string(id));
     for (const BaseContractSample& contract : market.baseContracts)
         details::Check(details::Insert(calc, contract), contract.Code);
-    for (const FuturesSample& futures : market.futures)
-        details::Check(details::Insert(calc, futures), futures.Code);
+    for (const FuturesSample& futures : market.futures) {
+        const FuturesSample* const tracked = plain::MarketView(market, {}).FindFutures(futures.TASBaseFutIsinID);
+        details::Check(details::Insert(calc, futures, tracked == nullptr ? "" : tracked->Code), futures.Code);
+    }
+    for (const kv7im::OptionSeriesParameters& series : market.series)
+        details::Check(details::Insert(calc, series), series.Code);
+    for (const OptionSample& option : market.options)
+        details::Check(details::Insert(calc, option), option.Code);
 }
 
-/// Registers a client that is margined by the rules. Its weight of deliveries is of no account: futures deliver nothing
-/// that differs from their price.
+/// Registers a client that is margined by the rules. Deliveries weigh one half.
 inline std::int32_t RegisterClient(std::intptr_t calc, const std::string& code, const plain::Rules& rules,
                                    double goRatio = 1.0)
 {
-    return RegisterPart(calc, code.c_str(), rules.noFutDiscount ? 1 : 0, 0, 0.5,
+    return RegisterPart(calc, code.c_str(), rules.noFutDiscount ? 1 : 0, rules.clearings, 0.5,
                         static_cast<QuindalSpreadMarginType>(rules.calendar),
                         static_cast<QuindalSpreadMarginType>(rules.interContract), goRatio, rules.shortChargeRatio,
                         static_cast<QuindalClientRiskLevel>(rules.level), 0);
+}
+
+/// Sets a position of any level, with what the last clearing left of it.
+inline std::int32_t SetHolding(std::intptr_t calc, const std::string& participant, const std::string& instrument,
+                               const plain::Holding& holding, calls::Margins& margins,
+                               QuindalAccountHierarchyRecordType level = QUINDAL_ACCOUNT_HIERARCHY_CLIENT)
+{
+    return SetPosition(calc, participant.c_str(), instrument.c_str(), holding.quantity, holding.price,
+                       &margins.volatility, &margins.delivery, &margins.part, &margins.firm, &margins.account, level,
+                       holding.afterLastClearing);
+}
+
+/// One instrument of a market that may be held, and a price to trade it near.
+struct Tradable
+{
+    std::string code;
+    Isin isin;
+    double price;
+    double step;
+};
+inline std::vector<Tradable> Tradables(const plain::Market& market)
+{
+    std::vector<Tradable> all;
+    for (const FuturesSample& f : market.futures)
+        all.push_back({f.Code, f.Isin, f.CalcFutPrice, f.MinStep});
+    for (const OptionSample& o : market.options)
+        all.push_back({o.Code, o.Isin, o.CalcOptPrice, o.CalcOptPrice / 40.0});
+    return all;
 }
 
 /// A margin as it is charged: to five decimals, then up to the next cent.

@@ -9,6 +9,8 @@
 #include "PlainMargin.h"
 #include "Portfolio.h"
 #include "RiskParticipant.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 
 /// A repository that holds a market of samples.
 inline std::unique_ptr<kv7im::InstrumentsRepository> MakeRepository(const plain::Market& market)
@@ -24,6 +26,10 @@ inline std::unique_ptr<kv7im::InstrumentsRepository> MakeRepository(const plain:
         check(contract.InsertInto(*repository));
     for (const FuturesSample& futures : market.futures)
         check(futures.InsertInto(*repository));
+    for (const kv7im::OptionSeriesParameters& series : market.series)
+        check(repository->InsertVirtFutures(series));
+    for (const OptionSample& option : market.options)
+        check(option.InsertInto(*repository));
     return repository;
 }
 
@@ -52,6 +58,19 @@ public:
         for (const auto& node : m_repository.RangeBaseContractByMCS(mcs))
             ratio = std::max(ratio, GetBrokerBaseContractGORatio(node.GetCode()));
         return ratio;
+    }
+    bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override
+    {
+        if (option == nullptr) return false;
+        const kv7im::CSpecVirtFutures& series = *option->VirtFutures;
+        switch (m_rules.tier) {
+        case plain::Tier::Account:
+            return series.ExpClearingsSA >= 1;
+        case plain::Tier::Firm:
+            return series.ExpClearingsBF >= 1;
+        default:
+            return series.ExpClearingsCC >= 1 && series.ExpClearingsCC <= m_rules.clearings;
+        }
     }
     void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override
     {

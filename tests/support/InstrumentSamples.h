@@ -1,4 +1,5 @@
-// InstrumentSamples: a base contract and a futures with plain numbers, to be changed field by field.
+// InstrumentSamples: a base contract, a futures, an option series and an option with plain numbers, to be changed field
+// by field.
 //
 // The numbers are chosen to be worked by hand: five price points, three scenarios, rates that are sums of powers of
 // two.
@@ -7,12 +8,16 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Constants.h"
 #include "Enums.h"
 #include "InstrumentsRepository.h"
+#include "OptionSeriesParameters.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 
 struct BaseContractSample
 {
@@ -97,5 +102,61 @@ struct FuturesSample
                                         RealCalcPrice, MinStep, XLot, Isin, InterestRateRiskUp, InterestRateRiskDown,
                                         TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp, MRAddOnDown,
                                         EnforceIMSHalfNetting, TASBaseFutIsinID);
+    }
+};
+
+/// A flat smile of 32 per cent, no shocks, no rates, no sub-points, nothing delivered: every check is satisfied.
+struct OptionSeriesSample : kv7im::OptionSeriesParameters
+{
+    OptionSeriesSample()
+    {
+        Code = "SER";
+        CodeRF = "FUT";
+        A = 32.0;
+        E = 1.0;
+        StrikeStep = 50.0;
+        TimeToExpiration = 0.25;
+        A_Bach = 2.0;
+        E_Bach = 1.0;
+        M_Bach = 100.0;
+        SpreadAspect = Enums::SpreadAspect::InSpread;
+        MinStep = 5.0;
+        MinStepPrice = 10.0;
+    }
+    OptionSeriesSample(std::string code, std::string codeRF) : OptionSeriesSample()
+    {
+        Code = std::move(code);
+        CodeRF = std::move(codeRF);
+    }
+
+    /// As the constructor leaves it: the grid is not computed.
+    [[nodiscard]] std::unique_ptr<kv7im::CSpecVirtFutures> Make(kv7im::CSpecFutures& futures) const
+    {
+        return std::make_unique<kv7im::CSpecVirtFutures>(&futures, *this, StrikeStep / LotCoeff);
+    }
+
+    [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
+    {
+        return repository.InsertVirtFutures(*this);
+    }
+};
+
+struct OptionSample
+{
+    std::string Code = "OPT";
+    std::string CodeVF = "SER";
+    double Strike = 1000.0;
+    Enums::OptionType OptionType = Enums::OptionType::Call;
+    double CalcOptPrice = 64.0;
+    ::Isin Isin = 101;
+
+    [[nodiscard]] kv7im::CSpecOption Make(kv7im::CSpecVirtFutures& series) const
+    {
+        return {&series, Code, CodeVF, Isin, Strike, OptionType == Enums::OptionType::Put, CalcOptPrice};
+    }
+
+    [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
+    {
+        return repository.InsertOption(Code.c_str(), CodeVF.c_str(), Strike, OptionType, CalcOptPrice, Isin);
     }
 };

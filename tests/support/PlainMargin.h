@@ -1,4 +1,4 @@
-// PlainMargin: the margin of a book of futures, worked out from nothing by plain loops over vectors.
+// PlainMargin: the margin of a book of futures and options, worked out from nothing by plain loops over vectors.
 //
 // The slow, obvious twin of the engine: no increments, no nodes, no vector instructions, nothing shared with it but the
 // input records. Every figure of the engine has to agree with it within rounding.
@@ -10,21 +10,21 @@
 #include <cstdint>
 #include <limits>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Enums.h"
-#include "InstrumentSamples.h"
+#include "PlainMarket.h"
+#include "PlainOption.h"
 
 namespace plain {
 
-struct Market
+/// Level of the account tree. Each looks at the clearings before an expiry in its own way.
+enum class Tier
 {
-    std::vector<BaseContractSample> baseContracts;
-    std::vector<FuturesSample> futures;
-    std::map<std::int32_t, double> currencies; // id to curvature radius
-    double edgeCoeff = 0.75;
+    Client,
+    Firm,
+    Account,
 };
 
 struct Rules
@@ -34,15 +34,18 @@ struct Rules
     Enums::SpreadMarginType calendar = Enums::SpreadMarginType::Netting;
     Enums::SpreadMarginType interContract = Enums::SpreadMarginType::HalfNetting;
     double shortChargeRatio = 1.0;
-    std::map<std::string, double> ratios; // base contract to multiplier of the margin
+    std::map<std::string, double> ratios = {}; // base contract to multiplier of the margin
+    Tier tier = Tier::Client;
+    std::int32_t clearings = 0; // of a client: deliveries count from so many clearings before the expiry on
 };
 
 struct Holding
 {
     std::int64_t quantity = 0;
     double price = 0.0;
+    std::int64_t afterLastClearing = 0; // what the value of premium-style options is taken of
 };
-using Book = std::map<Isin, Holding>;
+using Book = std::map<Isin, Holding>; // futures and options
 
 /// Volatility and delivery margin, money, not rounded.
 struct Margins
@@ -65,181 +68,293 @@ enum Point
     PointCount
 };
 
-/// One futures, one base contract or one group: result per column and per stress point.
-struct Result
+/// Results of a position, a series, a futures or a base contract, money: per column and per stress point.
+struct Sheet
 {
-    explicit Result(std::size_t columns)
-        : cell(columns, 0.0), rateUp(columns, 0.0), rateDown(columns, 0.0), point(PointCount, 0.0)
+    Sheet(std::size_t scenarios, std::size_t columns)
+        : cell(scenarios, std::vector<double>(columns, 0.0)),
+          rate(2, std::vector<double>(columns, 0.0)),
+          mismatch(2, std::vector<double>(columns, 0.0)),
+          point(PointCount, 0.0)
     {}
-    std::vector<double> cell;   // every volatility scenario of a futures is alike
-    std::vector<double> rateUp; // stress of the rates
-    std::vector<double> rateDown;
+    Table cell;     // by volatility scenarios
+    Table rate;     // change by the stress of rates, up and down
+    Table mismatch; // change by volatilities that move apart, up and down
     std::vector<double> point;
 };
+
+/// What is netted together: once by theoretical values, once with options of deliveries near by their outcomes.
+struct Node
+{
+    Node(std::size_t scenarios, std::size_t columns) : volatility(scenarios, columns), delivery(scenarios, columns) {}
+    Sheet volatility;
+    Sheet delivery;
+    double optionValue = 0.0; // of premium-style options
+};
+
+/// The same collapsed, and corrected: one result per column and per stress point.
+struct Outline
+{
+    explicit Outline(std::size_t columns)
+        : row(columns, 0.0), deliveryRow(columns, 0.0), point(PointCount, 0.0), deliveryPoint(PointCount, 0.0)
+    {}
+    std::vector<double> row;
+    std::vector<double> deliveryRow;
+    std::vector<double> point;
+    std::vector<double> deliveryPoint;
+};
+/// By code: of base contracts in spread, of futures and of option series that stand alone.
+using Outlines = std::map<std::string, Outline>;
+
+namespace details {
+
+inline void Add(std::vector<double>& sum, const std::vector<double>& row)
+{
+    for (std::size_t j = 0; j < sum.size(); ++j)
+        sum[j] += row[j];
+}
+inline void Add(Table& sum, const Table& table)
+{
+    for (std::size_t i = 0; i < sum.size(); ++i)
+        Add(sum[i], table[i]);
+}
+inline void AddLosses(Table& sum, const Table& table)
+{
+    for (std::size_t i = 0; i < sum.size(); ++i)
+        for (std::size_t j = 0; j < sum[i].size(); ++j)
+            sum[i][j] += std::min(table[i][j], 0.0);
+}
+inline double WorstInColumn(const Table& table, std::size_t column)
+{
+    double worst = table.front()[column];
+    for (const std::vector<double>& row : table)
+        worst = std::min(worst, row[column]);
+    return worst;
+}
+inline double Worst(const std::vector<double>& values) { return *std::min_element(values.begin(), values.end()); }
+
+// Sub-points count at the column of the futures that they are bound to, where they are worse.
+inline void Fold(Table& table, const std::vector<std::size_t>& real, std::size_t columns)
+{
+    for (std::vector<double>& row : table) {
+        for (std::size_t c = columns; c < row.size(); ++c)
+            row[real[c]] = std::min(row[real[c]], row[c]);
+        row.resize(columns);
+    }
+}
+
+} // namespace details
 
 class Model
 {
 public:
-    Model(const Market& market, const Rules& rules) : m_market(market), m_rules(rules) {}
+    Model(const Market& market, const Rules& rules) : m_market(market, rules.level), m_rules(rules) {}
 
     [[nodiscard]] Margins Of(const Book& book) const
     {
-        std::map<std::string, Result> contracts; // base contract: its futures in spread
+        const Nodes nodes = NodesOf(book);
         Margins total;
-        for (const auto& [isin, holding] : book) {
-            const FuturesSample& futures = FuturesOf(isin);
-            const Result position = PositionOf(futures, holding);
-            if (futures.SpreadAspect == Enums::SpreadAspect::NotInSpread) {
-                const double margin = Compose(position, ContractOf(futures), futures.CodeBC);
-                total.volatility += margin;
-                total.delivery += margin;
-                continue;
+        for (const auto& [code, node] : nodes.alone)
+            AddMargin(total, Composed(node.second, *node.first), node.first->Code);
+        std::map<std::string, Outline> groups;
+        for (const auto& [code, node] : nodes.contracts) {
+            const BaseContractSample& contract = m_market.ContractNamed(code);
+            if (contract.CodeMCS.empty()) {
+                AddMargin(total, Composed(node, contract), code);
+            } else {
+                const std::size_t columns = MarketView::Columns(contract);
+                AddToGroup(groups.try_emplace(contract.CodeMCS, columns).first->second, node, contract);
             }
-            const auto entry = contracts.try_emplace(futures.CodeBC, Columns(ContractOf(futures))).first;
-            AddToContract(entry->second, position, futures);
         }
-        AddContracts(total, contracts);
+        for (const auto& [code, group] : groups) {
+            total.volatility += std::abs(std::min(Worst(group.row), Worst(group.point))) * GroupRatio(code);
+            // The stress points of the volatility side stand beside the row of deliveries.
+            total.delivery += std::abs(std::min(Worst(group.deliveryRow), Worst(group.point))) * GroupRatio(code);
+        }
         return total;
     }
 
-private:
-    struct Rates
+    /// What a level above that nets its clients by their losses only takes of this book.
+    [[nodiscard]] Outlines LossesOf(const Book& book) const
     {
-        double base;
-        double one;
-        double two;
+        const Nodes nodes = NodesOf(book);
+        Outlines losses;
+        const auto add = [&](const std::string& code, const Node& node, const BaseContractSample& contract) {
+            Outline outline = Composed(node, contract);
+            for (std::vector<double>* values :
+                 {&outline.row, &outline.deliveryRow, &outline.point, &outline.deliveryPoint})
+                for (double& value : *values)
+                    value = std::min(value, 0.0);
+            losses.emplace(code, outline);
+        };
+        for (const auto& [code, node] : nodes.alone)
+            add(code, node.second, *node.first);
+        for (const auto& [code, node] : nodes.contracts)
+            add(code, node, m_market.ContractNamed(code));
+        return losses;
+    }
+
+private:
+    struct Nodes
+    {
+        std::map<std::string, Node> contracts; // base contracts, of their futures in spread
+        std::map<std::string, std::pair<const BaseContractSample*, Node>> alone; // futures and series not in spread
     };
 
-    static std::size_t Columns(const BaseContractSample& contract)
-    {
-        return 2 * static_cast<std::size_t>(contract.RiskPointsN) + 1;
-    }
+    // ---- From positions to nodes --------------------------------------------------------------------------------
 
-    const FuturesSample& FuturesOf(Isin isin) const
+    [[nodiscard]] Nodes NodesOf(const Book& book) const
     {
-        return *std::find_if(m_market.futures.begin(), m_market.futures.end(),
-                             [&](const FuturesSample& f) { return f.Isin == isin; });
-    }
-    const BaseContractSample& ContractNamed(const std::string& code) const
-    {
-        return *std::find_if(m_market.baseContracts.begin(), m_market.baseContracts.end(),
-                             [&](const BaseContractSample& c) { return c.Code == code; });
-    }
-    const BaseContractSample& ContractOf(const FuturesSample& futures) const { return ContractNamed(futures.CodeBC); }
-
-    Rates RatesOf(const BaseContractSample& c) const
-    {
-        switch (m_rules.level) {
-        case Enums::ClientRiskLevel::Low:
-            return {c.MarketRiskLow, c.MarketRisk1Low, c.MarketRisk2Low};
-        case Enums::ClientRiskLevel::Medium:
-            return {c.MarketRiskMedium, c.MarketRisk1Medium, c.MarketRisk2Medium};
-        case Enums::ClientRiskLevel::High:
-            return {c.MarketRiskHigh, c.MarketRisk1High, c.MarketRisk2High};
-        case Enums::ClientRiskLevel::Exceptional:
-            return {c.MarketRiskExceptional, c.MarketRisk1Exceptional, c.MarketRisk2Exceptional};
-        default:
-            return {c.MarketRisk, c.MarketRisk1, c.MarketRisk2};
+        Nodes nodes;
+        std::map<Isin, Node> futures; // with their series in spread
+        const auto nodeOf = [&](const FuturesSample& f) -> Node& {
+            return futures.try_emplace(f.Isin, NewNode(f)).first->second;
+        };
+        std::map<std::string, Book> series;
+        for (const auto& [isin, holding] : book) {
+            if (const FuturesSample* const f = m_market.FindFutures(isin))
+                AddToFutures(nodeOf(*f), BothSides(PositionOf(*f, holding)), *f);
+            else
+                series[m_market.FindOption(isin)->CodeVF].emplace(isin, holding);
         }
+        for (const auto& [code, options] : series) {
+            const kv7im::OptionSeriesParameters& s = m_market.SeriesOf(*m_market.FindOption(options.begin()->first));
+            const FuturesSample& f = m_market.FuturesOf(s);
+            const Node node = SeriesNode(s, options);
+            if (s.SpreadAspect != Enums::SpreadAspect::InSpread)
+                nodes.alone.emplace(code, std::pair(&m_market.ContractOf(f), node));
+            else
+                AddToFutures(nodeOf(f), s.EnforceHalfNetting ? LossesOnly(node) : node, f);
+        }
+        for (const auto& [isin, node] : futures)
+            Place(nodes, node, *m_market.FindFutures(isin));
+        return nodes;
     }
 
-    // The futures that gives a contract its shift and its limits: the nearest one, a collateral instrument before all
-    // others; of equals the later one. Expired futures do not serve.
-    const FuturesSample* Reference(const BaseContractSample& contract) const
+    // A futures in spread goes into its base contract.
+    void Place(Nodes& nodes, const Node& node, const FuturesSample& f) const
     {
-        const FuturesSample* reference = nullptr;
-        for (const FuturesSample& f : m_market.futures) {
-            if (f.CodeBC != contract.Code) continue;
-            const bool collateral = IsCollateral(f);
-            if (!collateral && !(f.TimeToExpiration > 1e-5)) continue;
-            if (reference != nullptr) {
-                if (f.TimeToExpiration - reference->TimeToExpiration > 0.001) continue;
-                if (!collateral && IsCollateral(*reference)) continue;
+        if (f.SpreadAspect == Enums::SpreadAspect::NotInSpread) {
+            nodes.alone.emplace(f.Code, std::pair(&m_market.ContractOf(f), node));
+            return;
+        }
+        const bool lossesOnly = m_rules.calendar == Enums::SpreadMarginType::HalfNetting || f.EnforceIMSHalfNetting;
+        Node& contract = nodes.contracts.try_emplace(f.CodeBC, NewNode(f)).first->second;
+        AddToContract(contract, lossesOnly ? LossesOnly(node) : node);
+    }
+
+    [[nodiscard]] Node NewNode(const FuturesSample& f) const
+    {
+        const BaseContractSample& contract = m_market.ContractOf(f);
+        return {MarketView::Scenarios(contract), MarketView::Columns(contract)};
+    }
+    static Node BothSides(const Sheet& sheet)
+    {
+        Node node(0, 0);
+        node.volatility = node.delivery = sheet;
+        return node;
+    }
+
+    // Cells net; the stress of volatilities moving apart does not, nor does that of rates on a collateral instrument.
+    static void AddToFutures(Node& futures, const Node& part, const FuturesSample& f)
+    {
+        const auto add = [&](Sheet& sum, const Sheet& sheet) {
+            details::Add(sum.cell, sheet.cell);
+            if (IsCollateral(f))
+                details::AddLosses(sum.rate, sheet.rate);
+            else
+                details::Add(sum.rate, sheet.rate);
+            details::AddLosses(sum.mismatch, sheet.mismatch);
+            details::Add(sum.point, sheet.point);
+        };
+        add(futures.volatility, part.volatility);
+        add(futures.delivery, part.delivery);
+        futures.optionValue += part.optionValue;
+    }
+    // Cells net between months; neither stress does.
+    static void AddToContract(Node& contract, const Node& part)
+    {
+        const auto add = [](Sheet& sum, const Sheet& sheet) {
+            details::Add(sum.cell, sheet.cell);
+            details::AddLosses(sum.rate, sheet.rate);
+            details::AddLosses(sum.mismatch, sheet.mismatch);
+            details::Add(sum.point, sheet.point);
+        };
+        add(contract.volatility, part.volatility);
+        add(contract.delivery, part.delivery);
+        contract.optionValue += part.optionValue;
+    }
+
+    // The stresses folded into the cells, then no gain is left; the middle scenario is not charged for volatilities
+    // that move apart.
+    static Node LossesOnly(Node node)
+    {
+        for (Sheet* const sheet : {&node.volatility, &node.delivery}) {
+            const std::size_t median = (sheet->cell.size() - 1) / 2;
+            for (std::size_t j = 0; j < sheet->cell.front().size(); ++j) {
+                const double rate = details::WorstInColumn(sheet->rate, j);
+                const double mismatch = details::WorstInColumn(sheet->mismatch, j);
+                for (std::size_t i = 0; i < sheet->cell.size(); ++i) {
+                    double& cell = sheet->cell[i][j];
+                    cell = std::min(0.0, cell + rate + (i == median ? 0.0 : mismatch));
+                }
             }
-            reference = &f;
+            Clear(sheet->rate);
+            Clear(sheet->mismatch);
+            for (double& point : sheet->point)
+                point = std::min(point, 0.0);
         }
-        return reference;
+        return node;
     }
-    double Shift(const BaseContractSample& contract) const
+    static void Clear(Table& table)
     {
-        const FuturesSample* const f = Reference(contract);
-        return f == nullptr ? 0.0 : (f->CalcFutPrice - f->RealCalcPrice) / f->NormalizedSpot;
-    }
-    // Money value of one unit of a concentration limit.
-    double LimitValue(const BaseContractSample& contract) const
-    {
-        if (contract.AssetClass == Enums::AssetClass::Percentage) return contract.SpotPrice;
-        const FuturesSample* const f = Reference(contract);
-        return f == nullptr ? 0.0 : f->MinStepPrice / (f->MinStep * f->XLot) * f->NormalizedSpot;
-    }
-    static bool IsCollateral(const FuturesSample& f) { return (static_cast<std::int32_t>(f.Attribute) & 8388608) != 0; }
-    double Curvature(const BaseContractSample& contract) const
-    {
-        if (contract.MSPType != Enums::MSPType::CurrencyIndicatorPriceStep) return 0.0;
-        const auto found = m_market.currencies.find(contract.CurrencyId);
-        return found == m_market.currencies.end() ? 0.0 : found->second;
+        for (std::vector<double>& row : table)
+            row.assign(row.size(), 0.0);
     }
 
-    double UsedPrice(const FuturesSample& f, const Holding& h) const
+    // ---- Futures ------------------------------------------------------------------------------------------------
+
+    [[nodiscard]] double UsedPrice(const FuturesSample& f, const Holding& h) const
     {
         if (!m_rules.noFutDiscount) return h.price;
         return h.quantity < 1 ? std::min(f.RealCalcPrice, h.price) : std::max(f.RealCalcPrice, h.price);
     }
 
-    double CoverOf(double distance, double move, double marketRisk, const FuturesSample& f) const
+    [[nodiscard]] Sheet PositionOf(const FuturesSample& f, const Holding& h) const
     {
-        if (f.MinStep > distance) return marketRisk * m_market.edgeCoeff;
-        return std::min(move / distance, 1.0) * m_market.edgeCoeff;
-    }
-
-    Result PositionOf(const FuturesSample& f, const Holding& h) const
-    {
-        const BaseContractSample& contract = ContractOf(f);
-        const Rates rates = RatesOf(contract);
+        const BaseContractSample& contract = m_market.ContractOf(f);
         const bool percentage = contract.AssetClass == Enums::AssetClass::Percentage;
-        const double shift = Shift(contract);
-        const double spot = f.NormalizedSpot;
-        const double scale = std::abs(static_cast<double>(h.quantity)) * (f.MinStepPrice / f.MinStep);
-        const double sign = h.quantity < 0 ? -1.0 : 1.0;
+        const double money = static_cast<double>(h.quantity) * (f.MinStepPrice / f.MinStep);
         const double price = UsedPrice(f, h);
-        const auto money = [&](double difference) { return difference * sign * scale; };
 
-        Result result(Columns(contract));
+        Sheet sheet(MarketView::Scenarios(contract), MarketView::Columns(contract));
         const double n = contract.RiskPointsN;
-        for (std::size_t j = 0; j < result.cell.size(); ++j) {
+        for (std::size_t j = 0; j < MarketView::Columns(contract); ++j) {
             const double at = (static_cast<double>(j) - n) / n; // -1 to 1
-            const double x = f.CalcFutPrice + spot * rates.base * at;
+            const double x = m_market.PriceAt(f, j);
             const double u = std::abs(at);
-            result.cell[j] = money(x - price);
+            for (std::vector<double>& row : sheet.cell) // every volatility scenario of a futures is alike
+                row[j] = (x - price) * money;
             if (at > 0.0)
-                result.rateUp[j] = money(percentage ? u * f.InterestRateRiskUp
-                                                    : RateStress(f, x, u, f.InterestRateRiskUp, 1.0, f.MRAddOnUp));
+                sheet.rate[0][j] = money * (percentage ? u * f.InterestRateRiskUp
+                                                       : RateStress(f, x, u, f.InterestRateRiskUp, 1.0, f.MRAddOnUp));
             if (at < 0.0)
-                result.rateDown[j] =
-                    money(percentage ? -u * f.InterestRateRiskDown
-                                     : RateStress(f, x, u, f.InterestRateRiskDown, -1.0, -f.MRAddOnDown));
+                sheet.rate[1][j] =
+                    money * (percentage ? -u * f.InterestRateRiskDown
+                                        : RateStress(f, x, u, f.InterestRateRiskDown, -1.0, -f.MRAddOnDown));
         }
 
-        const double down = rates.base - shift;
-        const double up = rates.base + shift;
-        const double left = percentage ? -100000.0 : f.RealCalcPrice - (3 - 3 * down + down * down) * down * spot;
-        const double right = percentage ? 100000.0 : f.RealCalcPrice + (3 + 3 * up + up * up) * up * spot;
-        const double coverLeft = percentage ? 0.0 : CoverOf(f.RealCalcPrice - left, spot * down, down, f);
-        const double coverRight = percentage ? 0.0 : CoverOf(right - f.RealCalcPrice, spot * up, up, f);
-        result.point[DownRisk] = money(-contract.ShortOptionMinimumCharge * spot * down) * m_rules.shortChargeRatio;
-        result.point[ZL] = money(left - price) * coverLeft;
-        result.point[PnL3D] = money(f.RealCalcPrice - (rates.two - shift) * spot - price);
-        result.point[PnL2D] = money(f.RealCalcPrice - (rates.one - shift) * spot - price);
-        result.point[PnL2U] = money(f.RealCalcPrice + (rates.one + shift) * spot - price);
-        result.point[PnL3U] = money(f.RealCalcPrice + (rates.two + shift) * spot - price);
-        result.point[ZR] = money(right - price) * coverRight;
-        result.point[UpRisk] = money(contract.ShortOptionMinimumCharge * spot * up) * m_rules.shortChargeRatio;
-        if (IsCollateral(f)) // only the losses of the rate stress
-            for (std::size_t j = 0; j < result.cell.size(); ++j) {
-                result.rateUp[j] = std::min(result.rateUp[j], 0.0);
-                result.rateDown[j] = std::min(result.rateDown[j], 0.0);
-            }
-        return result;
+        const MarketView::StressPrices stress = m_market.StressOf(f);
+        const double charge = contract.ShortOptionMinimumCharge * f.NormalizedSpot * m_rules.shortChargeRatio;
+        sheet.point = {-charge * stress.moveDown * money,
+                       (stress.left - price) * money * stress.coverLeft,
+                       (stress.down3 - price) * money,
+                       (stress.down2 - price) * money,
+                       (stress.up2 - price) * money,
+                       (stress.up3 - price) * money,
+                       (stress.right - price) * money * stress.coverRight,
+                       charge * stress.moveUp * money};
+        return sheet;
     }
 
     static double RateStress(const FuturesSample& f, double x, double u, double rate, double timeSign, double addOn)
@@ -248,40 +363,144 @@ private:
         return f.NormalizedSpot * addOn * u + x * std::expm1(e);
     }
 
-    void AddToContract(Result& contract, const Result& position, const FuturesSample& futures) const
+    // ---- Options ------------------------------------------------------------------------------------------------
+
+    [[nodiscard]] bool DeliveriesCount(const kv7im::OptionSeriesParameters& s) const
     {
-        const bool lossesOnly =
-            m_rules.calendar == Enums::SpreadMarginType::HalfNetting || futures.EnforceIMSHalfNetting;
-        for (std::size_t j = 0; j < contract.cell.size(); ++j) {
-            const double worstRate = std::min(position.rateUp[j], position.rateDown[j]);
-            if (lossesOnly) {
-                contract.cell[j] += std::min(0.0, position.cell[j] + worstRate);
-            } else {
-                contract.cell[j] += position.cell[j];
-                contract.rateUp[j] += std::min(0.0, position.rateUp[j]);
-                contract.rateDown[j] += std::min(0.0, position.rateDown[j]);
-            }
+        if (!MarketView::HasDeliveries(s)) return false;
+        switch (m_rules.tier) {
+        case Tier::Account:
+            return s.ExpClearingsSA >= 1;
+        case Tier::Firm:
+            return s.ExpClearingsBF >= 1;
+        default:
+            return s.ExpClearingsCC >= 1 && s.ExpClearingsCC <= m_rules.clearings;
         }
-        for (std::size_t i = 0; i < PointCount; ++i)
-            contract.point[i] += lossesOnly ? std::min(0.0, position.point[i]) : position.point[i];
     }
 
-    static std::vector<double> Collapsed(const Result& result)
+    [[nodiscard]] Node SeriesNode(const kv7im::OptionSeriesParameters& s, const Book& options) const
     {
-        std::vector<double> row(result.cell.size());
+        const FuturesSample& f = m_market.FuturesOf(s);
+        const BaseContractSample& contract = m_market.ContractOf(f);
+        const Axis axis = m_market.AxisOf(s);
+        Node node(0, 0);
+        Sheet sum(MarketView::Scenarios(contract), axis.prices.size());
+        Table outcomes(DeliveriesCount(s) ? axis.deliveryPrices.size() : 0,
+                       std::vector<double>(axis.prices.size(), 0.0));
+        for (const auto& [isin, holding] : options) {
+            const OptionSample& option = *m_market.FindOption(isin);
+            const OptionPricer pricer(contract, f, s, option.Strike, option.OptionType == Enums::OptionType::Put);
+            AddOption(sum, pricer, option, holding, f, axis);
+            AddOutcomes(outcomes, pricer, holding, m_market.DeliveryScope(f), axis);
+            if (s.marginStyle == Enums::MarginStyle::Equity && holding.quantity != 0)
+                node.optionValue +=
+                    static_cast<double>(holding.afterLastClearing) * option.CalcOptPrice * pricer.MoneyCoef();
+        }
+        node.volatility = node.delivery = sum;
+        if (!outcomes.empty()) Deliver(node.delivery, outcomes);
+        for (Sheet* const sheet : {&node.volatility, &node.delivery})
+            for (Table* const table : {&sheet->cell, &sheet->rate, &sheet->mismatch})
+                details::Fold(*table, axis.real, MarketView::Columns(contract));
+        return node;
+    }
+
+    void AddOption(Sheet& sum, const OptionPricer& pricer, const OptionSample& option, const Holding& h,
+                   const FuturesSample& f, const Axis& axis) const
+    {
+        const double money = static_cast<double>(h.quantity) * pricer.MoneyCoef();
+        const OptionValues values = pricer.Over(axis.prices, axis.real);
+        for (std::size_t c = 0; c < axis.prices.size(); ++c) {
+            for (std::size_t i = 0; i < sum.cell.size(); ++i) {
+                double gain = values.volatility[i][c] - h.price;
+                if (h.quantity >= 1) gain = std::max(gain, -h.price); // the premium is all that a buyer can lose
+                sum.cell[i][c] += gain * money;
+            }
+            sum.rate[0][c] += values.rateUp[c] * money;
+            sum.rate[1][c] += values.rateDown[c] * money;
+            sum.mismatch[0][c] += values.mismatchUp * money;
+            sum.mismatch[1][c] += values.mismatchDown * money;
+        }
+
+        const MarketView::StressPrices stress = m_market.StressOf(f);
+        const bool put = option.OptionType == Enums::OptionType::Put;
+        const auto at = [&](double price) { return (pricer.AtPoint(price) - h.price) * money; };
+        const double charge = m_rules.shortChargeRatio * money;
+        details::Add(sum.point, {put ? pricer.ShortSellingValue(stress.moveDown) * charge : 0.0,
+                                 at(stress.left) * stress.coverLeft, at(stress.down3), at(stress.down2), at(stress.up2),
+                                 at(stress.up3), at(stress.right) * stress.coverRight,
+                                 put ? 0.0 : pricer.ShortSellingValue(stress.moveUp) * charge});
+    }
+
+    static void AddOutcomes(Table& outcomes, const OptionPricer& pricer, const Holding& h, double scope,
+                            const Axis& axis)
+    {
+        const double money = static_cast<double>(h.quantity) * pricer.MoneyCoef();
+        for (std::size_t s = 0; s < outcomes.size(); ++s)
+            for (std::size_t c = 0; c < axis.prices.size(); ++c)
+                outcomes[s][c] += (pricer.AtDelivery(axis.deliveryPrices[s], scope, axis.prices[c]) - h.price) * money;
+    }
+
+    // The worst outcome of those that have the column in their scope takes the place of all scenarios; rates and
+    // volatilities no longer matter.
+    static void Deliver(Sheet& sheet, const Table& outcomes)
+    {
+        for (std::size_t c = 0; c < sheet.cell.front().size(); ++c) {
+            double worst = std::numeric_limits<double>::max();
+            for (const std::vector<double>& outcome : outcomes)
+                if (outcome[c] < worst) worst = outcome[c]; // false for NaN: out of scope
+            for (std::vector<double>& row : sheet.cell)
+                row[c] = worst;
+        }
+        Clear(sheet.rate);
+        Clear(sheet.mismatch);
+    }
+
+    // ---- From nodes to margins ----------------------------------------------------------------------------------
+
+    static std::vector<double> Collapsed(const Sheet& sheet)
+    {
+        std::vector<double> row(sheet.cell.front().size());
         for (std::size_t j = 0; j < row.size(); ++j)
-            row[j] = result.cell[j] + std::min(result.rateUp[j], result.rateDown[j]);
+            row[j] = details::WorstInColumn(sheet.cell, j) + details::WorstInColumn(sheet.rate, j) +
+                     details::WorstInColumn(sheet.mismatch, j);
         return row;
     }
 
-    // A stress point may not be worse than the loss at the edge of the grid, worn down through the three tiers.
-    std::vector<double> Corrected(const Result& result, const std::vector<double>& row,
-                                  const BaseContractSample& contract) const
+    // Rows of both sides, with their stress points corrected, and the curvature of the currency on everything.
+    [[nodiscard]] Outline Composed(const Node& node, const BaseContractSample& contract) const
     {
-        const Rates rates = RatesOf(contract);
-        const double shift = Shift(contract);
-        const double limit1 = static_cast<double>(contract.ConcentrationLimit1) * LimitValue(contract);
-        const double limit2 = static_cast<double>(contract.ConcentrationLimit2) * LimitValue(contract);
+        Outline outline = Rows(node);
+        outline.point = Corrected(node.volatility.point, outline.row, contract);
+        outline.deliveryPoint = Corrected(node.delivery.point, outline.deliveryRow, contract);
+        Curve(outline, node, contract);
+        return outline;
+    }
+    static Outline Rows(const Node& node)
+    {
+        Outline outline(0);
+        outline.row = Collapsed(node.volatility);
+        outline.deliveryRow = Collapsed(node.delivery);
+        for (std::size_t j = 0; j < outline.row.size(); ++j)
+            outline.deliveryRow[j] = std::min(outline.row[j], outline.deliveryRow[j]);
+        return outline;
+    }
+    void Curve(Outline& outline, const Node& node, const BaseContractSample& contract) const
+    {
+        const double curvature = m_market.Curvature(contract);
+        if (!(curvature > 0.0)) return;
+        for (std::vector<double>* values : {&outline.row, &outline.deliveryRow, &outline.point, &outline.deliveryPoint})
+            for (double& value : *values)
+                value -= std::abs(node.optionValue + value) * curvature;
+    }
+
+    // A stress point may not be worse than the loss at the edge of the grid, worn down through the three tiers.
+    [[nodiscard]] std::vector<double> Corrected(std::vector<double> points, const std::vector<double>& row,
+                                                const BaseContractSample& contract) const
+    {
+        const MarketView::Rates rates = m_market.RatesOf(contract);
+        const double shift = m_market.Shift(contract);
+        const double limit1 = static_cast<double>(contract.ConcentrationLimit1) * m_market.LimitValue(contract);
+        const double limit2 = static_cast<double>(contract.ConcentrationLimit2) * m_market.LimitValue(contract);
         const auto floors = [&](double edge, double sign) -> std::pair<double, double> {
             if (edge == 0.0) return {0.0, 0.0};
             const double m = rates.base + sign * shift;
@@ -295,7 +514,6 @@ private:
         };
         const auto [floor2D, floor3D] = floors(row.front(), -1.0);
         const auto [floor2U, floor3U] = floors(row.back(), 1.0);
-        std::vector<double> points = result.point;
         const auto lift = [&](Point p, double floor) {
             if (points[p] != 0.0) points[p] = std::max(floor, points[p]);
         };
@@ -306,64 +524,41 @@ private:
         return points;
     }
 
-    static void Curve(std::vector<double>& values, double curvature)
-    {
-        if (curvature > 0.0)
-            for (double& value : values)
-                value -= std::abs(value) * curvature;
-    }
-    static double Worst(const std::vector<double>& values) { return *std::min_element(values.begin(), values.end()); }
+    static double Worst(const std::vector<double>& values) { return details::Worst(values); }
 
-    double RatioOf(const std::string& code) const
+    [[nodiscard]] double RatioOf(const std::string& code) const
     {
         const auto found = m_rules.ratios.find(code);
         return found == m_rules.ratios.end() ? 1.0 : found->second;
     }
-
-    double Compose(const Result& result, const BaseContractSample& contract, const std::string& code) const
-    {
-        std::vector<double> row = Collapsed(result);
-        std::vector<double> points = Corrected(result, row, contract);
-        Curve(row, Curvature(contract));
-        Curve(points, Curvature(contract));
-        return std::abs(std::min({0.0, Worst(row), Worst(points)})) * RatioOf(code);
-    }
-
-    void AddContracts(Margins& total, const std::map<std::string, Result>& contracts) const
-    {
-        std::map<std::string, Result> groups;
-        for (const auto& [code, result] : contracts) {
-            const BaseContractSample& contract = ContractNamed(code);
-            if (contract.CodeMCS.empty()) {
-                const double margin = Compose(result, contract, code);
-                total.volatility += margin;
-                total.delivery += margin;
-                continue;
-            }
-            const auto group = groups.try_emplace(contract.CodeMCS, Columns(contract)).first;
-            AddToGroup(group->second, result, contract);
-        }
-        for (const auto& [code, group] : groups) {
-            const double margin = std::abs(std::min(Worst(group.cell), Worst(group.point))) * GroupRatio(code);
-            total.volatility += margin;
-            total.delivery += margin;
-        }
-    }
-
-    double GroupRatio(const std::string& codeMCS) const
+    [[nodiscard]] double GroupRatio(const std::string& codeMCS) const
     {
         double ratio = 0.0;
-        for (const BaseContractSample& c : m_market.baseContracts)
+        for (const BaseContractSample& c : m_market.Records().baseContracts)
             if (c.CodeMCS == codeMCS) ratio = std::max(ratio, RatioOf(c.Code));
         return ratio;
     }
 
-    void AddToGroup(Result& group, const Result& result, const BaseContractSample& contract) const
+    void AddMargin(Margins& total, const Outline& outline, const std::string& code) const
     {
-        std::vector<double> row = Collapsed(result);
-        std::vector<double> points = Corrected(result, row, contract);
-        Curve(row, Curvature(contract));
-        Curve(points, Curvature(contract));
+        total.volatility += std::abs(std::min({0.0, Worst(outline.row), Worst(outline.point)})) * RatioOf(code);
+        total.delivery +=
+            std::abs(std::min({0.0, Worst(outline.deliveryRow), Worst(outline.deliveryPoint)})) * RatioOf(code);
+    }
+
+    // In a group the stress points of the delivery side are those of the volatility side, held against its own row.
+    void AddToGroup(Outline& group, const Node& node, const BaseContractSample& contract) const
+    {
+        Outline outline = Rows(node);
+        outline.point = Corrected(node.volatility.point, outline.row, contract);
+        outline.deliveryPoint = Corrected(node.volatility.point, outline.deliveryRow, contract);
+        Curve(outline, node, contract);
+        AddSide(group.row, group.point, outline.row, outline.point, contract);
+        AddSide(group.deliveryRow, group.deliveryPoint, outline.deliveryRow, outline.deliveryPoint, contract);
+    }
+    void AddSide(std::vector<double>& sumRow, std::vector<double>& sumPoints, std::vector<double> row,
+                 std::vector<double> points, const BaseContractSample& contract) const
+    {
         if (m_rules.interContract == Enums::SpreadMarginType::Netting) {
             row = Windowed(row, contract);
             row.front() = std::min({points[PnL2D], points[PnL3D], row.front()});
@@ -379,10 +574,8 @@ private:
             for (double& value : points)
                 value = std::min(value, 0.0);
         }
-        for (std::size_t j = 0; j < row.size(); ++j)
-            group.cell[j] += row[j];
-        for (std::size_t i = 0; i < points.size(); ++i)
-            group.point[i] += points[i];
+        details::Add(sumRow, row);
+        details::Add(sumPoints, points);
     }
 
     static std::vector<double> Windowed(const std::vector<double>& row, const BaseContractSample& contract)
@@ -398,8 +591,48 @@ private:
         return windowed;
     }
 
+    MarketView m_market;
+    Rules m_rules;
+};
+
+/// The margin of a level that nets the participants below it by their losses only: losses add up point by point within
+/// a base contract, and between the base contracts of a group.
+class SumOfLosses
+{
+public:
+    explicit SumOfLosses(const Market& market) : m_market(market) {}
+
+    void Add(const Outlines& losses)
+    {
+        for (const auto& [code, outline] : losses) {
+            Outline& sum = m_sums.try_emplace(GroupOf(code), outline.row.size()).first->second;
+            details::Add(sum.row, outline.row);
+            details::Add(sum.deliveryRow, outline.deliveryRow);
+            details::Add(sum.point, outline.point);
+            details::Add(sum.deliveryPoint, outline.deliveryPoint);
+        }
+    }
+    [[nodiscard]] Margins Total() const
+    {
+        Margins total;
+        for (const auto& [code, sum] : m_sums) {
+            total.volatility += std::abs(std::min(details::Worst(sum.row), details::Worst(sum.point)));
+            total.delivery += std::abs(std::min(details::Worst(sum.deliveryRow), details::Worst(sum.deliveryPoint)));
+        }
+        return total;
+    }
+
+private:
+    // Only a base contract can belong to a group.
+    [[nodiscard]] std::string GroupOf(const std::string& code) const
+    {
+        for (const BaseContractSample& contract : m_market.baseContracts)
+            if (contract.Code == code && !contract.CodeMCS.empty()) return "group " + contract.CodeMCS;
+        return code;
+    }
+
     const Market& m_market;
-    const Rules& m_rules;
+    std::map<std::string, Outline> m_sums;
 };
 
 } // namespace plain

@@ -3,6 +3,7 @@
 // and then to the risk repository, and the flat cursors of the boundary stand here.
 //
 // Always true:  one isin stands for one code, whatever the kind of the instrument; isins begin at 1 and only grow.
+//               Option series have none.
 //               A code keeps its isin when a repository refuses the instrument.
 //               m_empty is true until the first instrument, participant or position; currencies do not count.
 // Errors:       a Z9ERR as result, or CZ9Error where a conversion, a lookup or the accounting dictionary throws.
@@ -24,6 +25,11 @@
 #include "kv7errors.h"
 
 class BraskClient;
+namespace kv7im {
+class CSpecOption;
+class CSpecVirtFutures;
+struct OptionSeriesParameters;
+} // namespace kv7im
 
 namespace QuindalIM {
 
@@ -67,6 +73,12 @@ public:
                                       Enums::InstrumentStatus Attribute, double MRAddOnUp, double MRAddOnDown,
                                       bool EnforceIMSHalfNetting, const char* TASBaseFutCode);
 
+    /// Whatever the repository says, the series has its entry in the list and the calculator is no longer empty.
+    [[nodiscard]] Z9ERR InsertOptionSeries(const kv7im::OptionSeriesParameters& parameters);
+    /// Only an option that is taken is listed and ends the emptiness; the code has its isin either way.
+    [[nodiscard]] Z9ERR InsertOption(const char* OptionCode, const char* OptionSeriesCode, double Strike,
+                                     Enums::OptionType OptionType, double CalcOptPrice);
+
     /// Participants before instruments: positions point at instruments. Every cursor is to be set on first again.
     void ClearAll();
     /// Instruments stay, and the calculator does not become empty by it.
@@ -81,6 +93,12 @@ public:
     [[nodiscard]] const kv7im::CSpecBaseContract* GetNextBaseContract();
     std::int32_t SetOnFirstFutures();
     [[nodiscard]] const kv7im::CSpecFutures* GetNextFutures();
+    std::int32_t SetOnFirstOptionSeries() noexcept; ///< Order of insertion, as the next; refused series count.
+    /// Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND at a series that the repository does not hold; the cursor moves on.
+    [[nodiscard]] Z9ERR GetNextOptionSeries(const kv7im::CSpecVirtFutures*& series);
+    std::int32_t SetOnFirstOption() noexcept;
+    /// Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND likewise.
+    [[nodiscard]] Z9ERR GetNextOption(const kv7im::CSpecOption*& option);
 
     // Codes and isins.
 
@@ -88,8 +106,9 @@ public:
     [[nodiscard]] std::int32_t GetIsin(const std::string& code);
     /// 0, or Z9ERR_QUINDAL_IM_NOT_FOUND, which leaves `code` alone.
     [[nodiscard]] Z9ERR GetCodeByIsin(int isin, std::string& code) const;
-    /// Isin and CalcFutPrice of a futures; of any other known code the isin only, and `price` stays as the caller set
-    /// it. Z9ERR_QUINDAL_IM_NOT_FOUND, or Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for null.
+    /// Isin and CalcFutPrice of a futures, isin and CalcOptPrice of an option; of any other known code the isin only,
+    /// and `price` stays as the caller set it. Z9ERR_QUINDAL_IM_NOT_FOUND, or Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for
+    /// null.
     [[nodiscard]] Z9ERR GetIsinAndCalcPriceByCode(const char* code, int& isin, double& price) const;
 
     [[nodiscard]] bool IsEmpty() const noexcept { return m_empty; }
@@ -155,6 +174,10 @@ private:
     FuturesIterator m_iFutures;
     std::list<std::int32_t> m_currencyIndex; // in the order of insertion
     std::list<std::int32_t>::const_iterator m_currentCurrency;
+    std::list<std::string> m_VirtFuturesCodeIndex; // in the order of insertion, as the next
+    std::list<std::string> m_OptionCodeIndex;
+    std::list<std::string>::const_iterator m_currentVirtualFutures;
+    std::list<std::string>::const_iterator m_currentOption;
     std::int32_t m_Isin = 1; // next to hand out
     std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
     std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;

@@ -5,7 +5,8 @@
  *     InitQuindalIM("margin.ini", "user", "password");     log in; nothing works before this
  *     CreateQuindalIMCalculator(&calc);                    the one calculator
  *     GetInstrumentParameters(calc, NULL);                 all instruments from the server,
- *     InsertCurrency, InsertBaseContract, InsertFutures     or one by one, parents first
+ *     InsertCurrency, InsertBaseContract, InsertFutures,    or one by one, parents first
+ *     InsertOptionSeries, InsertOption
  *     RegisterSettlementAccount, RegisterFirm, RegisterPart the account tree, top down
  *     SetPosition(calc, ...);                              as often as positions change: the client's new GO
  *     DestroyQuindalIMCalculator(calc); DeInitQuindalIM();
@@ -77,7 +78,37 @@ enum
     QUINDAL_ASSET_CLASS_METAL = 7
 };
 
-/* Part of an instrument in the netting between delivery months. */
+/* When the premium of an option is paid: FUTURES by and by through variation margin, EQUITY in full at the purchase. */
+typedef int32_t QuindalMarginStyle;
+enum
+{
+    QUINDAL_MARGIN_STYLE_FUTURES = 0,
+    QUINDAL_MARGIN_STYLE_EQUITY = 1
+};
+
+/* What an exercise brings: money, or the underlying. */
+typedef int32_t QuindalSettlementType;
+enum
+{
+    QUINDAL_SETTLEMENT_TYPE_CASH_SETTLED = 0,
+    QUINDAL_SETTLEMENT_TYPE_DELIVERABLE = 1
+};
+
+typedef int32_t QuindalExerciseStyle;
+enum
+{
+    QUINDAL_EXERCISE_STYLE_AMERICAN = 0,
+    QUINDAL_EXERCISE_STYLE_EUROPEAN = 1
+};
+
+typedef int8_t QuindalOptionType;
+enum
+{
+    QUINDAL_OPTION_TYPE_PUT = 1,
+    QUINDAL_OPTION_TYPE_CALL = 2
+};
+
+/* Part of an instrument in the netting: of a futures between delivery months, of an option series with its futures. */
 typedef int8_t QuindalSpreadAspect;
 enum
 {
@@ -184,8 +215,9 @@ QUINDAL_API int32_t DeInitQuindalIM(void);
 QUINDAL_API int32_t CreateQuindalIMCalculator(intptr_t* QuindalIMCalculator);
 
 /* Destroys the calculator; its handle must not be used afterwards. Instruments, participants and positions stay in the
- * library and answer as before; what is forgotten are the isins of codes, the list of currencies and the cursors. Call
- * ClearAll first for a clean slate. 94811 also for a handle that is not the calculator's. */
+ * library and answer as before; what is forgotten are the isins of codes, the lists of currencies, option series and
+ * options, and the cursors. Call ClearAll first for a clean slate. 94811 also for a handle that is not the
+ * calculator's. */
 QUINDAL_API int32_t DestroyQuindalIMCalculator(intptr_t QuindalIMCalculator);
 
 /* ---- Instruments ------------------------------------------------------------------------------------------------ */
@@ -246,6 +278,57 @@ QUINDAL_API int32_t InsertFutures(intptr_t QuindalIMCalculator, const char* Futu
                                   QuindalAttribute Attribute, double MRAddOnUp, double MRAddOnDown,
                                   int8_t EnforceIMSHalfNetting, const char* TASBaseFutCode);
 
+/* Inserts an option series: all options on one futures with one expiration, and what they share.
+ *   A_Black ... E_Black  volatility smile of the Black and Scholes model, in per cent a year: level A (0 or more),
+ *                     height of the wings B, their decay C (0 or more), height of the skew D, its steepness E (1 to 15)
+ *   UseNullVolat      flag: the lowest volatility scenario values options at what their exercise would bring
+ *   S_Black           shift of the smile, in log moneyness
+ *   StrikeStep        distance of strikes, in units of their price, MinStep or more
+ *   ExpClearingsSA, ExpClearingsBF, ExpClearingsCC  clearings until the expiration as settlement accounts, firms and
+ *                     clients count them: deliveries of a DELIVERABLE series enter the margin of an account and of a
+ *                     firm from 1 on, of a client from 1 to its NClr2Delivery; 0: never
+ *   VolatilityRisk    share by which the volatility moves as a whole, 0 up to but not including 5
+ *   VolatilityRiskMismatch  share by which single volatilities move beside that, the same bounds
+ *   TimeToExpiration  years; at least half an hour
+ *   A_Bach ... S_Bach the same of the Bachelier model, levels and heights in shares of M_Bach; C_Bach 0 or more, E_Bach
+ *                     1 or more
+ *   M_Bach            scale of the Bachelier model's moneyness and volatility, price units, above 0
+ *   MarginStyle       EQUITY on a futures with the attribute COLLATERAL
+ *   SubRisk           flag: the price grid has points at multiples of StrikeStep / LotCoeff beside those of the futures
+ *   SpreadAspect      IN_SPREAD: the series nets with its futures; otherwise it is margined by itself
+ *   EnforceHalfNetting  flag: of a series in spread only the losses reach its futures
+ *   MinStep           smallest price step of the options, above 0
+ *   MinStepPrice      money value of one MinStep, above 0
+ *   LotCoeff          units of the underlying of one option, 1 or more
+ *   r                 interest rate, a share a year
+ *   InterestRateRiskUp, InterestRateRiskDown  its shocks, 0 or more
+ *   FixedSpotDiscount, ProjectedSpotDiscount  payments of the underlying before the expiration, known and expected,
+ *                     price units, 0 or more
+ *   r2                second interest rate: of the foreign currency, or what the index pays
+ *   InterestRate2RiskUp, InterestRate2RiskDown  its shocks, 0 or more
+ * Each parameter is checked; a bad one either refuses the series (its code of the family CALCGO names the parameter) or
+ * is corrected with a line in the log. 94510 the futures is unknown, 94715 it was refused; 94519 when the code was
+ * offered before, even if it was refused. The first series on a COLLATERAL futures whose base contract is of the asset
+ * class BOND or PERCENTAGE makes a STOCK of that contract. */
+QUINDAL_API int32_t InsertOptionSeries(
+    intptr_t QuindalIMCalculator, const char* OptionSeriesCode, const char* FuturesCode, double A_Black, double B_Black,
+    double C_Black, double D_Black, double E_Black, int8_t UseNullVolat, double S_Black, double StrikeStep,
+    int32_t ExpClearingsSA, int32_t ExpClearingsBF, int32_t ExpClearingsCC, double VolatilityRisk,
+    double VolatilityRiskMismatch, double TimeToExpiration, double A_Bach, double B_Bach, double C_Bach, double D_Bach,
+    double E_Bach, double S_Bach, double M_Bach, QuindalMarginStyle MarginStyle, QuindalSettlementType SettlementType,
+    QuindalExerciseStyle ExerciseStyle, int8_t SubRisk, QuindalSpreadAspect SpreadAspect, int8_t EnforceHalfNetting,
+    double MinStep, double MinStepPrice, int32_t LotCoeff, double r, double InterestRateRiskUp,
+    double InterestRateRiskDown, double FixedSpotDiscount, double ProjectedSpotDiscount, double r2,
+    double InterestRate2RiskUp, double InterestRate2RiskDown);
+
+/* Inserts an option of a series. Its values over the price grid are worked out when a position first needs them.
+ *   Strike        at most 11 digits before the point, 5 behind it; otherwise 14, or 2 for what is no number
+ *   OptionType    PUT; anything else is a call
+ *   CalcOptPrice  settlement price
+ * 94515 the series is unknown, 94715 it was refused; 94521 when the code was offered before, even if it was refused. */
+QUINDAL_API int32_t InsertOption(intptr_t QuindalIMCalculator, const char* OptionCode, const char* OptionSeriesCode,
+                                 double Strike, QuindalOptionType OptionType, double CalcOptPrice);
+
 /* Fetches all instruments from the server; blocks for one exchange.
  *   DataTime  moment of the dictionary, such as "2026/11/21/10/15/30"; null or empty for the present one
  * 94995 an instrument, a participant or a position was entered before: call ClearAll first; 94808 the exchange failed
@@ -302,6 +385,34 @@ QUINDAL_API int32_t GetNextFutures(intptr_t QuindalIMCalculator, QuindalClientRi
                                    QuindalAttribute* Attribute, double* MRAddOnUp, double* MRAddOnDown,
                                    int8_t* EnforceIMSHalfNetting, char* TASBaseFutCode, int32_t* TASBaseFutCodeSize);
 
+/* Option series, in the order of insertion. The values are those stored, corrections included. Code buffers: see the
+ * size contract above; 7 when one is too small.
+ *   SqrtT         square root of TimeToExpiration
+ *   UseNullVolat, SubRisk, EnforceHalfNetting  0 or 1
+ *   SpreadAspect  IN_SPREAD or NOT_IN_SPREAD
+ * A series that was refused is counted, and has its place among the entries: 94716 there; nothing is written, the
+ * cursor has moved on. */
+QUINDAL_API int32_t SetOnFirstOptionSeries(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextOptionSeries(
+    intptr_t QuindalIMCalculator, char* OptionSeriesCode, int32_t* OptionSeriesCodeSize, char* FuturesCode,
+    int32_t* FuturesCodeSize, double* SqrtT, double* A_Black, double* B_Black, double* C_Black, double* D_Black,
+    double* E_Black, int8_t* UseNullVolat, double* S_Black, double* StrikeStep, int32_t* ExpClearingsSA,
+    int32_t* ExpClearingsBF, int32_t* ExpClearingsCC, double* VolatilityRisk, double* VolatilityRiskMismatch,
+    double* TimeToExpiration, double* A_Bach, double* B_Bach, double* C_Bach, double* D_Bach, double* E_Bach,
+    double* S_Bach, double* M_Bach, QuindalMarginStyle* MarginStyle, QuindalSettlementType* SettlementType,
+    QuindalExerciseStyle* ExerciseStyle, int8_t* SubRisk, QuindalSpreadAspect* SpreadAspect, int8_t* EnforceHalfNetting,
+    double* MinStep, double* MinStepPrice, int32_t* LotCoeff, double* r, double* InterestRateRiskUp,
+    double* InterestRateRiskDown, double* FixedSpotDiscount, double* ProjectedSpotDiscount, double* r2,
+    double* InterestRate2RiskUp, double* InterestRate2RiskDown);
+
+/* Options, in the order of insertion; refused ones are not among them. Code buffers: see the size contract above; 7
+ * when one is too small.
+ *   OptionType  PUT or CALL */
+QUINDAL_API int32_t SetOnFirstOption(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextOption(intptr_t QuindalIMCalculator, char* OptionCode, int32_t* OptionCodeSize,
+                                  char* OptionSeriesCode, int32_t* OptionSeriesCodeSize, double* Strike,
+                                  QuindalOptionType* OptionType, double* CalcOptPrice);
+
 /* ---- Participants ----------------------------------------------------------------------------------------------- */
 
 /* Registers a settlement account.
@@ -317,7 +428,8 @@ QUINDAL_API int32_t RegisterSettlementAccount(intptr_t QuindalIMCalculator, cons
 
 /* Registers a firm.
  *   BrokerCode           4 characters
- *   NClr2Delivery        clearings before the delivery from which deliveries count
+ *   NClr2Delivery        clearings before the delivery from which deliveries count; kept only: for the margin of a firm
+ *                        the ExpClearingsBF of an option series decides
  *   ExpWeight            weight of the delivery margin, 0 to 1
  *   ExpWeightClientDefault  the same for clients that have none of their own
  *   SettlementAccountId  account above; null, empty or unknown: the firm stands without one
@@ -334,6 +446,8 @@ QUINDAL_API int32_t RegisterFirm(intptr_t QuindalIMCalculator, const char* Broke
 /* Registers a client ("part") of the firm that the first 4 characters of its code name.
  *   ClientCode      7 characters
  *   NoFutDiscount   not 0: a futures position is never valued better than at the settlement price
+ *   NClr2Delivery   deliveries of options count from so many clearings before the expiration on; -1: as the firm has
+ *                   it, which is never
  *   ExpWeight       weight of the delivery margin, 0 to 1; -1: the firm's default
  *   GORatio         factor on the client's GO, 1.0 leaves it
  *   Reserved        not used
@@ -358,10 +472,12 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
 /* Sets a participant's position in an instrument and gives the new GO. Asks the server whether the link is alive, at
  * most once in 20 seconds over the wire.
  *   Code, accountHierarchy     whose position: of a client, a firm or a settlement account
- *   InstrCode                  futures
+ *   InstrCode                  futures or option
  *   Quantity                   contracts, short below 0; the whole position, not a change
- *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the instrument
- *   afterLastClearingQuantity  contracts that the last clearing left; futures do not look at it
+ *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
+ *                              CalcOptPrice of the option
+ *   afterLastClearingQuantity  contracts that the last clearing left. Options whose premium is paid up front (EQUITY)
+ *                              have their net option value by it; other instruments do not look at it
  * Written for a client; a position of a firm or an account leaves all five as they are:
  *   VolatilityPartGO             margin of the client's portfolio, not rounded
  *   DeliveryAndVolatilityPartGO  the same with the outcomes of deliveries, not rounded

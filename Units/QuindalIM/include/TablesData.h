@@ -80,17 +80,23 @@ public:
     void AddCurrency(const boost::property_tree::ptree& element);
     void AddBaseContract(const boost::property_tree::ptree& element);
     void AddFutures(const boost::property_tree::ptree& element);
+    void AddOptionSeries(const boost::property_tree::ptree& element);
+    void AddOption(const boost::property_tree::ptree& element);
 
     /// As Table::GetNextRow.
     [[nodiscard]] bool GetCommonParameters(std::string& row, bool header);
     [[nodiscard]] bool GetNextCurrency(std::string& row, bool header);
     [[nodiscard]] bool GetNextBaseContract(std::string& row, bool header);
     [[nodiscard]] bool GetNextFutures(std::string& row, bool header);
+    [[nodiscard]] bool GetNextOptionSeries(std::string& row, bool header);
+    [[nodiscard]] bool GetNextOption(std::string& row, bool header);
 
     void SetOnFirstCommonParameters() noexcept;
     void SetOnFirstCurrency() noexcept;
     void SetOnFirstBaseContract() noexcept;
     void SetOnFirstFutures() noexcept;
+    void SetOnFirstOptionSeries() noexcept;
+    void SetOnFirstOption() noexcept;
 
     void Clear() noexcept;
 
@@ -99,10 +105,14 @@ private:
     const AttributeList CurrencyFields;
     const AttributeList BaseContractFields;
     const AttributeList FuturesFields;
+    const AttributeList OptionSeriesFields;
+    const AttributeList OptionFields;
     Table m_commonParameters;
     Table m_currency;
     Table m_baseContract;
     Table m_futures;
+    Table m_optionSeries;
+    Table m_option;
 };
 
 /// The exchange's own isins, as a download names them, and the codes they stand for.

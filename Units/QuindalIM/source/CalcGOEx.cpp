@@ -6,8 +6,11 @@
 
 #include "CalcGOConsts.h"
 #include "InstrumentsRepository.h"
+#include "OptionSeriesParameters.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "Z9Log.h"
 #include "z9bcd.h"
 
@@ -133,12 +136,48 @@ Isin CCalcGOEx::TASBaseFutIsin(const char* TASBaseFutCode)
     return *TASBaseFutCode == '\0' ? 0 : GetIsin(TASBaseFutCode);
 }
 
+Z9ERR CCalcGOEx::InsertOptionSeries(const kv7im::OptionSeriesParameters& parameters)
+{
+    std::list<std::string> entry{parameters.Code}; // made while nothing is entered yet, so that the end cannot fail
+    posCalcInstruments_.InsertVirtFutures(parameters.Code, parameters.CodeRF, parameters.marginStyle,
+                                          parameters.MinStep, parameters.MinStepPrice);
+    const Z9ERR result = OrTakeBack([&] { return instrumentsRepository_.InsertVirtFutures(parameters); },
+                                    [&] { posCalcInstruments_.RemoveVirtFutures(parameters.Code); });
+
+    m_VirtFuturesCodeIndex.splice(m_VirtFuturesCodeIndex.end(), entry);
+    m_empty = false;
+    return result;
+}
+
+Z9ERR CCalcGOEx::InsertOption(const char* OptionCode, const char* OptionSeriesCode, double Strike,
+                              Enums::OptionType OptionType, double CalcOptPrice)
+{
+    std::list<std::string> entry{OptionCode};
+    const std::int32_t isin = GetIsin(entry.front());
+
+    // What the accounting keeps as the price of an option is its strike; no figure of the boundary comes of it.
+    posCalcInstruments_.InsertOption(entry.front(), OptionSeriesCode, isin, OptionType, t_bprice(Strike));
+    const Z9ERR result = OrTakeBack(
+        [&] {
+            return instrumentsRepository_.InsertOption(OptionCode, OptionSeriesCode, Strike, OptionType, CalcOptPrice,
+                                                       isin);
+        },
+        [&] { posCalcInstruments_.RemoveOption(isin); });
+
+    if (result != Z9ERR_OK) return result;
+    m_OptionCodeIndex.splice(m_OptionCodeIndex.end(), entry);
+    m_empty = false;
+    return result;
+}
+
 void CCalcGOEx::ClearAll()
 {
     participantRepository_.Clear();
     posCalcInstruments_.Clear();
     instrumentsRepository_.Clear();
     m_currencyIndex.clear();
+    m_VirtFuturesCodeIndex.clear();
+    m_OptionCodeIndex.clear();
     PutCursorsOnEnd();
     m_TablesData.Clear();
     m_Isin = 1;
@@ -155,6 +194,8 @@ void CCalcGOEx::PutCursorsOnEnd()
     m_currentCurrency = m_currencyIndex.end();
     m_iBaseContract = instrumentsRepository_.RangeBaseContractByCode().end();
     m_iFutures = instrumentsRepository_.RangeFuturesByCode().end();
+    m_currentVirtualFutures = m_VirtFuturesCodeIndex.end();
+    m_currentOption = m_OptionCodeIndex.end();
 }
 
 std::int32_t CCalcGOEx::SetOnFirstCurrency() noexcept
@@ -198,6 +239,32 @@ const kv7im::CSpecFutures* CCalcGOEx::GetNextFutures()
     return node.GetCurrent();
 }
 
+std::int32_t CCalcGOEx::SetOnFirstOptionSeries() noexcept
+{
+    m_currentVirtualFutures = m_VirtFuturesCodeIndex.begin();
+    return static_cast<std::int32_t>(m_VirtFuturesCodeIndex.size());
+}
+
+Z9ERR CCalcGOEx::GetNextOptionSeries(const kv7im::CSpecVirtFutures*& series)
+{
+    if (m_currentVirtualFutures == m_VirtFuturesCodeIndex.end()) return Z9ERR_QUINDAL_IM_END_OF_DATA;
+    series = instrumentsRepository_.GetVirtualFutures(kv7im::AccessByStatus::eCurrent, *m_currentVirtualFutures++);
+    return series != nullptr ? Z9ERR_OK : Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
+}
+
+std::int32_t CCalcGOEx::SetOnFirstOption() noexcept
+{
+    m_currentOption = m_OptionCodeIndex.begin();
+    return static_cast<std::int32_t>(m_OptionCodeIndex.size());
+}
+
+Z9ERR CCalcGOEx::GetNextOption(const kv7im::CSpecOption*& option)
+{
+    if (m_currentOption == m_OptionCodeIndex.end()) return Z9ERR_QUINDAL_IM_END_OF_DATA;
+    option = instrumentsRepository_.GetOption(kv7im::AccessByStatus::eCurrent, *m_currentOption++);
+    return option != nullptr ? Z9ERR_OK : Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
+}
+
 std::int32_t CCalcGOEx::GetIsin(const std::string& code)
 {
     const auto [entry, isNew] = m_Code_Isin_uMap.try_emplace(code, m_Isin);
@@ -223,6 +290,11 @@ Z9ERR CCalcGOEx::GetIsinAndCalcPriceByCode(const char* code, int& isin, double& 
     if (const kv7im::CSpecFutures* futures = instrumentsRepository_.GetFutures(text)) {
         isin = futures->isin;
         price = futures->CalcFutPrice;
+        return Z9ERR_OK;
+    }
+    if (const kv7im::CSpecOption* option = instrumentsRepository_.GetOption(kv7im::AccessByStatus::eCurrent, text)) {
+        isin = option->isin;
+        price = option->CalcOptPrice;
         return Z9ERR_OK;
     }
     const auto entry = m_Code_Isin_uMap.find(text);

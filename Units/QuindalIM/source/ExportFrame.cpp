@@ -20,7 +20,7 @@ Z9ERR ExportCall::SetError(Z9ERR code, const char* text)
     return code;
 }
 
-bool ExportCall::RefusesNull(std::initializer_list<PointerArgument> pointers)
+bool ExportCall::RefusesNull(std::span<const PointerArgument> pointers)
 {
     for (const PointerArgument& pointer : pointers) {
         if (pointer.value != nullptr) continue;

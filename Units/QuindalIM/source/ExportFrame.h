@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 
 #include "QLTracer.h"
 #include "except.h"
@@ -47,7 +48,11 @@ public:
     Z9ERR SetError(Z9ERR code, const char* text);
 
     /// True when one of the pointers is null; the first one is logged and the outcome recorded.
-    [[nodiscard]] bool RefusesNull(std::initializer_list<PointerArgument> pointers);
+    [[nodiscard]] bool RefusesNull(std::span<const PointerArgument> pointers);
+    [[nodiscard]] bool RefusesNull(std::initializer_list<PointerArgument> pointers)
+    {
+        return RefusesNull(std::span(pointers.begin(), pointers.size()));
+    }
 
 private:
     const char* m_name;
@@ -63,7 +68,7 @@ void LogExceptionQuietly(const char* name) noexcept;
 /// body(ExportCall&) does the work and returns the result, recorded or not. No exception leaves.
 template <class Inputs, class Body>
 [[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
-                                  std::initializer_list<PointerArgument> pointers, const Body& body) noexcept
+                                  std::span<const PointerArgument> pointers, const Body& body) noexcept
 {
     try {
         ExportCall call(name);
@@ -81,6 +86,14 @@ template <class Inputs, class Body>
         LogExceptionQuietly(name);
         return static_cast<std::int32_t>(Z9ERR_QUINDAL_IM_COMMON_ERROR);
     }
+}
+
+/// The same with the pointers listed at the call.
+template <class Inputs, class Body>
+[[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
+                                  std::initializer_list<PointerArgument> pointers, const Body& body) noexcept
+{
+    return Export(name, recordInputs, std::span(pointers.begin(), pointers.size()), body);
 }
 
 } // namespace QuindalIM

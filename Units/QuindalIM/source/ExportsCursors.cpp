@@ -1,4 +1,4 @@
-// Exported functions: the cursors that read currencies and instruments back.
+// Exported functions: the cursors that read currencies, base contracts and futures back.
 #include "QuindalIM.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 
 #include "CalcGOConsts.h"
 #include "CodeBuffers.h"
+#include "CursorFrame.h"
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
@@ -18,50 +19,6 @@
 using namespace QuindalIM;
 
 namespace {
-
-/// What all SetOnFirst... functions do: puts one cursor on its first entry and gives the number of entries.
-[[nodiscard]] int32_t SetOnFirst(const char* name, intptr_t QuindalIMCalculator, int32_t* count,
-                                 int32_t (CCalcGOEx::*setOnFirst)())
-{
-    return Export(
-        name, [&](ParamsBuilder params) { params.Add("QuindalIMCalculator", QuindalIMCalculator); }, {{"count", count}},
-        [&](ExportCall& call) {
-            *count = (GetQuindalImCalculator(QuindalIMCalculator).*setOnFirst)();
-            call.Params().Add("count", *count);
-            return call.SetError(Z9ERR_OK);
-        });
-}
-
-/// The end of the data is no error in the trace, and yet it is what the caller is told.
-[[nodiscard]] Z9ERR EndOfData(ExportCall& call)
-{
-    call.SetError(Z9ERR_OK);
-    return Z9ERR_QUINDAL_IM_END_OF_DATA;
-}
-
-/// Writes one value to the caller and to the trace line, under the same name.
-class Outputs
-{
-public:
-    explicit Outputs(ExportCall& call) noexcept : m_params(call.Params()) {}
-
-    template <class T, class Value>
-    Outputs& Give(const char* name, T* target, Value value)
-    {
-        *target = static_cast<T>(value);
-        m_params.Add(name, *target);
-        return *this;
-    }
-    /// A code that stands in its buffer already.
-    Outputs& Given(const char* name, const char* code, const char* sizeName, int32_t size)
-    {
-        m_params.Add(name, code).Add(sizeName, size);
-        return *this;
-    }
-
-private:
-    ParamsBuilder m_params;
-};
 
 [[nodiscard]] double LimitAt(const kv7im::CSpecFutures& futures, Enums::ClientRiskLevel level)
 {

@@ -9,6 +9,7 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "CalcGOEx.h"
+#include "OptionSeriesParameters.h"
 #include "TableRecords.h"
 #include "TablesData.h"
 #include "Z9Time.h"
@@ -40,6 +41,13 @@ void ReadCode(const ptree& element, const char* name, t_instr& field)
     if (!SetInstr(field, code))
         throw CZ9Error(Z9ERR_COMMON_BUFFER_TOO_SMALL, KV7_DOWNLOAD_LOCATION)
             .Fmt("CZ9MQCore::GetInstrumentParameters::%s is too long: %s", name, code.c_str());
+}
+
+[[nodiscard]] std::string ReadCode(const ptree& element, const char* name)
+{
+    t_instr field = {};
+    ReadCode(element, name, field);
+    return field;
 }
 
 [[nodiscard]] Z9TIME ReadTime(const ptree& element, const char* name)
@@ -187,6 +195,92 @@ void InsertFutures(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddFutures(element);
 }
 
+void ReadBlackScholesSmile(const ptree& element, kv7im::OptionSeriesParameters& series)
+{
+    series.A = Number<double>(element, "A_Black");
+    series.B = Number<double>(element, "B_Black");
+    series.C = Number<double>(element, "C_Black");
+    series.D = Number<double>(element, "D_Black");
+    series.E = Number<double>(element, "E_Black");
+    series.S = Number<double>(element, "S_Black");
+}
+
+void ReadBachelierSmile(const ptree& element, kv7im::OptionSeriesParameters& series)
+{
+    series.A_Bach = Number<double>(element, "A_Bach");
+    series.B_Bach = Number<double>(element, "B_Bach");
+    series.C_Bach = Number<double>(element, "C_Bach");
+    series.D_Bach = Number<double>(element, "D_Bach");
+    series.E_Bach = Number<double>(element, "E_Bach");
+    series.S_Bach = Number<double>(element, "S_Bach");
+    series.M_Bach = Number<double>(element, "M_Bach");
+}
+
+void ReadRatesAndDiscounts(const ptree& element, kv7im::OptionSeriesParameters& series)
+{
+    series.R = Number<double>(element, "r");
+    series.InterestRateRiskUp = Number<double>(element, "InterestRateRiskUp");
+    series.InterestRateRiskDown = Number<double>(element, "InterestRateRiskDown");
+    series.FixedSpotDiscount = Number<double>(element, "FixedSpotDiscount");
+    series.ProjectedSpotDiscount = Number<double>(element, "ProjectedSpotDiscount");
+    series.R2 = Number<double>(element, "r2");
+    series.InterestRate2RiskUp = Number<double>(element, "InterestRate2RiskUp");
+    series.InterestRate2RiskDown = Number<double>(element, "InterestRate2RiskDown");
+}
+
+[[nodiscard]] kv7im::OptionSeriesParameters ReadOptionSeries(const ptree& element)
+{
+    kv7im::OptionSeriesParameters series;
+    series.Code = ReadCode(element, "Code");
+    series.CodeRF = ReadCode(element, "CodeRF");
+    ReadBlackScholesSmile(element, series);
+    series.UseNullVolat = Number<signed char>(element, "UseNullVolat") != 0;
+    series.StrikeStep = Number<double>(element, "StrikeStep");
+    series.ExpClearingsSA = Number<int>(element, "ExpClearingsSA");
+    series.ExpClearingsBF = Number<int>(element, "ExpClearingsBF");
+    series.ExpClearingsCC = Number<int>(element, "ExpClearingsCC");
+    series.VolatilityRisk = Number<double>(element, "VolatilityRisk");
+    series.VolatilityRiskMismatch = Number<double>(element, "VolatilityRiskMismatch");
+    series.TimeToExpiration = Number<double>(element, "TimeToExpiration");
+    ReadBachelierSmile(element, series);
+    series.marginStyle = static_cast<Enums::MarginStyle>(Number<int>(element, "MarginStyle"));
+    series.settlementType = static_cast<Enums::SettlementType>(Number<int>(element, "SettlementType"));
+    series.exerciseStyle = static_cast<Enums::ExerciseStyle>(Number<int>(element, "ExerciseStyle"));
+    series.SubRisk = Number<signed char>(element, "SubRisk") != 0;
+    series.SpreadAspect = static_cast<Enums::SpreadAspect>(Number<signed char>(element, "SpreadAspect"));
+    series.EnforceHalfNetting = Number<signed char>(element, "EnforceHalfNetting") != 0;
+    series.MinStep = Number<double>(element, "MinStep");
+    series.MinStepPrice = Number<double>(element, "MinStepPrice");
+    series.LotCoeff = Number<int>(element, "LotCoeff");
+    ReadRatesAndDiscounts(element, series);
+    return series;
+}
+
+void InsertOptionSeries(CCalcGOEx& calculator, const ptree& element)
+{
+    const kv7im::OptionSeriesParameters series = ReadOptionSeries(element);
+    const Z9ERR result = calculator.InsertOptionSeries(series);
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertOptionSeries with code: %s - failed", series.Code.c_str());
+    calculator.GetTablesData().AddOptionSeries(element);
+}
+
+void InsertOption(CCalcGOEx& calculator, const ptree& element)
+{
+    const std::string code = ReadCode(element, "Code");
+    const std::string codeVF = ReadCode(element, "CodeVF");
+    const double strike = Number<double>(element, "Strike");
+    const auto type = static_cast<Enums::OptionType>(Number<signed char>(element, "OptType"));
+    const double calcOptPrice = Number<double>(element, "CalcOptPrice"); // unlike a futures' price as it stands
+
+    const Z9ERR result = calculator.InsertOption(code.c_str(), codeVF.c_str(), strike, type, calcOptPrice);
+    if (result != Z9ERR_OK)
+        throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertOption with code: %s - failed", code.c_str());
+    calculator.GetTablesData().AddOption(element);
+}
+
 struct ElementKind
 {
     const char* tag;
@@ -194,10 +288,9 @@ struct ElementKind
 };
 
 constexpr std::array ElementKinds{
-    ElementKind{"CommonParameters", InsertCommonParameters},
-    ElementKind{"Currency", InsertCurrency},
-    ElementKind{"BaseContract", InsertBaseContract},
-    ElementKind{"Futures", InsertFutures},
+    ElementKind{"CommonParameters", InsertCommonParameters}, ElementKind{"Currency", InsertCurrency},
+    ElementKind{"BaseContract", InsertBaseContract},         ElementKind{"Futures", InsertFutures},
+    ElementKind{"VirtFutures", InsertOptionSeries},          ElementKind{"Option", InsertOption},
 };
 
 } // namespace

@@ -211,10 +211,56 @@ Dictionary::Dictionary()
                     "MRAddOnUp",
                     "MRAddOnDown",
                     "EnforceIMSHalfNetting"},
+      // The expiry of a series is its TimeToExpiration; the date is shown where the server sends it.
+      OptionSeriesFields{"Code",
+                         "CodeRF",
+                         "A_Black",
+                         "B_Black",
+                         "C_Black",
+                         "D_Black",
+                         "E_Black",
+                         "ExpiredDate",
+                         "UseNullVolat",
+                         "S_Black",
+                         "StrikeStep",
+                         "ExpClearingsSA",
+                         "ExpClearingsBF",
+                         "ExpClearingsCC",
+                         "VolatilityRisk",
+                         "VolatilityRiskMismatch",
+                         "TimeToExpiration",
+                         "A_Bach",
+                         "B_Bach",
+                         "C_Bach",
+                         "D_Bach",
+                         "E_Bach",
+                         "S_Bach",
+                         "M_Bach",
+                         "MarginStyle",
+                         "SettlementType",
+                         "ExerciseStyle",
+                         "SubRisk",
+                         "SpreadAspect",
+                         "EnforceHalfNetting",
+                         "MinStep",
+                         "MinStepPrice",
+                         "LotCoeff",
+                         "r",
+                         "InterestRateRiskUp",
+                         "InterestRateRiskDown",
+                         "FixedSpotDiscount",
+                         "ProjectedSpotDiscount",
+                         "r2",
+                         "InterestRate2RiskUp",
+                         "InterestRate2RiskDown"},
+      // The three "...GO" columns are of an older edition of the reply, as "BaseGO" is.
+      OptionFields{"Code", "CodeVF", "Strike", "OptType", "CalcOptPrice", "BaseGOSell", "SynthBaseGO", "BaseGOBuy"},
       m_commonParameters(CommonParametersFields.GetAttributeListName()),
       m_currency(CurrencyFields.GetAttributeListName()),
       m_baseContract(BaseContractFields.GetAttributeListName()),
-      m_futures(FuturesFields.GetAttributeListName())
+      m_futures(FuturesFields.GetAttributeListName()),
+      m_optionSeries(OptionSeriesFields.GetAttributeListName()),
+      m_option(OptionFields.GetAttributeListName())
 {}
 
 void Dictionary::AddCommonParameters(const std::string& row) { m_commonParameters.AddRow(row); }
@@ -224,6 +270,11 @@ void Dictionary::AddBaseContract(const ptree& element)
     m_baseContract.AddRow(BaseContractFields.GetAttributeList(element));
 }
 void Dictionary::AddFutures(const ptree& element) { m_futures.AddRow(FuturesFields.GetAttributeList(element)); }
+void Dictionary::AddOptionSeries(const ptree& element)
+{
+    m_optionSeries.AddRow(OptionSeriesFields.GetAttributeList(element));
+}
+void Dictionary::AddOption(const ptree& element) { m_option.AddRow(OptionFields.GetAttributeList(element)); }
 
 bool Dictionary::GetCommonParameters(std::string& row, bool header)
 {
@@ -232,11 +283,15 @@ bool Dictionary::GetCommonParameters(std::string& row, bool header)
 bool Dictionary::GetNextCurrency(std::string& row, bool header) { return m_currency.GetNextRow(row, header); }
 bool Dictionary::GetNextBaseContract(std::string& row, bool header) { return m_baseContract.GetNextRow(row, header); }
 bool Dictionary::GetNextFutures(std::string& row, bool header) { return m_futures.GetNextRow(row, header); }
+bool Dictionary::GetNextOptionSeries(std::string& row, bool header) { return m_optionSeries.GetNextRow(row, header); }
+bool Dictionary::GetNextOption(std::string& row, bool header) { return m_option.GetNextRow(row, header); }
 
 void Dictionary::SetOnFirstCommonParameters() noexcept { m_commonParameters.SetOnFirst(); }
 void Dictionary::SetOnFirstCurrency() noexcept { m_currency.SetOnFirst(); }
 void Dictionary::SetOnFirstBaseContract() noexcept { m_baseContract.SetOnFirst(); }
 void Dictionary::SetOnFirstFutures() noexcept { m_futures.SetOnFirst(); }
+void Dictionary::SetOnFirstOptionSeries() noexcept { m_optionSeries.SetOnFirst(); }
+void Dictionary::SetOnFirstOption() noexcept { m_option.SetOnFirst(); }
 
 void Dictionary::Clear() noexcept
 {
@@ -244,6 +299,8 @@ void Dictionary::Clear() noexcept
     m_currency.Clear();
     m_baseContract.Clear();
     m_futures.Clear();
+    m_optionSeries.Clear();
+    m_option.Clear();
 }
 
 // RealIsinStorage

@@ -69,6 +69,8 @@ public:
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return m_id.c_str(); }
     /// Under Gross the running sum of the firms' GO, otherwise the account's own weighted margin; rounded.
     [[nodiscard]] double GetInitialMargin() const override;
+    /// Deliveries of a series count from the first of its clearings for settlement accounts.
+    [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
 
     [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
     [[nodiscard]] const BraskClearingBrokerPtr& GetOwner() const noexcept { return m_owner; }

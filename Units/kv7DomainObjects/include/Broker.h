@@ -55,6 +55,8 @@ public:
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return brokerCode_.c_str(); }
     [[nodiscard]] double GetInitialMargin() const override { return GetMarginFigures().InitialMargin(); }
     [[nodiscard]] MarginFigures GetMarginFigures() const noexcept;
+    /// Deliveries of a series count from the first of its clearings for firms.
+    [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
 
     [[nodiscard]] BrokerCode GetBrokerCode() const noexcept { return brokerCode_; }
     [[nodiscard]] Enums::BrokerAccountType GetBrokerType() const noexcept { return brokerType; }

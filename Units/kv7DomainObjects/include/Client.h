@@ -31,13 +31,16 @@ public:
     BraskClient(const BraskClient& source, BraskBroker& broker,
                 const pos::PositionCalculatorInstruments& positionInstruments);
 
-    /// The other client's positions into both books, each at its average price. A position whose instrument is unknown
-    /// here drops out.
+    /// The other client's positions into both books, each at its average price; the net option value follows the
+    /// quantities that the accounting took over. A position whose instrument is unknown here drops out.
     void SetPositionsOf(const BraskClient& source);
 
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return clientCode_.c_str(); }
     /// Weighted margin of the book that counts, times clgoRatio, rounded. The firm's weight stands in for -1.00.
     [[nodiscard]] double GetInitialMargin() const override;
+    /// Deliveries of a series count while it has no more clearings left than NClr2Delivery, the firm's for -1; a series
+    /// without clearings for clients never counts.
+    [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
     /// Marks the client at its firm, so that a change of this futures finds it.
     void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override;
     /// What the firm agreed for the base contract, else 1.0.
@@ -61,8 +64,8 @@ public:
     void SetNotUseNOV(std::int32_t value) noexcept { m_notUseNOV = value; }
     void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
 
-    /// Puts a position into the book without premium-style options as well. Does nothing, and gives 0, unless
-    /// IsNotUseNOV holds.
+    /// Puts a position into the book without premium-style options as well. Does nothing, and gives 0, for such an
+    /// option and unless IsNotUseNOV holds.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                      std::int64_t volume);
     [[nodiscard]] const kv7im::Portfolio& GetPortfolioWithoutEquityOptions() const noexcept
@@ -72,6 +75,7 @@ public:
 
 private:
     void CorrectParameters();
+    void SetPositionInBothPortfolios(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
 
     const ClientCode clientCode_;
     BraskBroker& broker_;

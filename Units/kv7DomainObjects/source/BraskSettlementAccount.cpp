@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "Primitives.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "except.h"
 
 namespace {
@@ -55,6 +57,11 @@ double BraskSettlementAccount::GetInitialMargin() const
     if (marginRule_ == Enums::MarginRule::Gross) return Domain::RoundInitialMargin(portfolio.GetGrossInitialMargin());
     return Domain::RoundInitialMargin(Domain::WeightedInitialMargin(ExpWeight, portfolio.GetVolatilityInitialMargin(),
                                                                     portfolio.GetDeliveryVolatilityInitialMargin()));
+}
+
+bool BraskSettlementAccount::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const
+{
+    return option != nullptr && option->VirtFutures->ExpClearingsSA >= 1;
 }
 
 void BraskSettlementAccount::UnbindBroker(const BraskBroker& broker) noexcept { std::erase(m_brokers, &broker); }

@@ -4,6 +4,8 @@
 
 #include "Constants.h"
 #include "Primitives.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "except.h"
 #include "z9log.h"
 
@@ -108,6 +110,11 @@ BraskBroker::MarginFigures BraskBroker::GetMarginFigures() const noexcept
 {
     return {ExpWeight, portfolio.GetVolatilityInitialMargin(), portfolio.GetDeliveryVolatilityInitialMargin(),
             GORatio_};
+}
+
+bool BraskBroker::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const
+{
+    return option != nullptr && option->VirtFutures->ExpClearingsBF >= 1;
 }
 
 void BraskBroker::SetBaseContractGORatio(const std::string& baseContractCode, double ratio)

@@ -4,12 +4,20 @@
 #include "Constants.h"
 #include "InstrumentsRepository.h"
 #include "Primitives.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "z9log.h"
 
 namespace {
 
 constexpr std::int32_t InheritNClr2Delivery = -1;
 constexpr t_weight_int InheritExpWeight = t_weight_int::FromPlain(-100); // -1.00
+
+// The side book takes everything that is no premium-style option; an isin of no option counts as something else.
+bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isin)
+{
+    return !client.GetInstrumentsRepository().IsEquityOption(isin);
+}
 
 } // namespace
 
@@ -72,10 +80,18 @@ void BraskClient::SetPositionsOf(const BraskClient& source)
 {
     for (const auto& [isin, cumulative] : source.portfolio.RangePositions()) {
         const kv7im::CSpecPositionFutures& position = cumulative.GetFuturesPositionSpec();
-        // An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
-        static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), 0));
-        SetPositionInPortfolioWithoutEquityOptions(isin, position.GetQuantity(), position.GetWAPrice(), 0);
+        SetPositionInBothPortfolios(isin, position.GetQuantity(), position.GetWAPrice(), 0);
+        for (const auto& [optionIsin, option] : cumulative.RangeOptions())
+            SetPositionInBothPortfolios(optionIsin, option->GetQuantity(), option->GetWAPrice(),
+                                        positionCalculator.GetAfterLastClearingQuantityByIsin(optionIsin));
     }
+}
+
+// An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
+void BraskClient::SetPositionInBothPortfolios(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
+{
+    static_cast<void>(portfolio.SetPosition(isin, quantity, price, novQuantity));
+    SetPositionInPortfolioWithoutEquityOptions(isin, quantity, price, novQuantity);
 }
 
 double BraskClient::GetInitialMargin() const
@@ -85,6 +101,15 @@ double BraskClient::GetInitialMargin() const
     return Domain::RoundInitialMargin(Domain::WeightedInitialMargin(weight, book.GetVolatilityInitialMargin(),
                                                                     book.GetDeliveryVolatilityInitialMargin()) *
                                       clgoRatio.AsDouble());
+}
+
+bool BraskClient::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const
+{
+    if (option == nullptr) return false;
+    const std::int32_t clearings = option->VirtFutures->ExpClearingsCC;
+    if (clearings < 1) return false;
+    if (clearings <= NClr2Delivery) return true;
+    return NClr2Delivery == InheritNClr2Delivery && clearings <= broker_.GetNClr2DeliveryClientDefault();
 }
 
 void BraskClient::NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position)
@@ -124,10 +149,9 @@ void BraskClient::SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker
     m_inheritNotUseNOVFromBrokerNextSession = inheritFromBroker;
 }
 
-// The side book takes everything that is no premium-style option: every futures.
 Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                               std::int64_t volume)
 {
-    if (!IsNotUseNOV()) return Z9ERR_OK;
+    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.SetPosition(isin, quantity, price, volume);
 }

@@ -1,14 +1,16 @@
 // The instruments as position accounting sees them: steps, settlement prices, lot sizes, and nothing of risk. One
 // dictionary serves the position calculators of all participants; it is filled beside the risk repository.
 //
-// Always true:  a futures stands with its base contract; an insert that fails changes nothing; instruments stay
-//               at their addresses until Clear, so positions may point at them. A repeated insert is refused: the guard
-//               against loading an instrument twice.
+// Always true:  a futures stands with its base contract, a series with its futures, an option with its series; an
+// insert
+//               that fails changes nothing; instruments stay at their addresses until Clear, so positions may point at
+//               them. A repeated insert is refused: the guard against loading an instrument twice.
 // Numbers:      prices are t_bprice_int; steps and step prices are doubles in price and money; times are years.
 // Errors:       CZ9Error with the Z9ERR_POSITION_CALCULATOR_... codes.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -71,6 +73,43 @@ struct SFutures final : SInstrCLR
     const SBaseContract* bc = nullptr; // never null once inserted
 };
 
+/// An option series: what its options share.
+struct SVirtFutures
+{
+    std::string codeFutures;
+    Isin isinFutures = 0;
+    Enums::MarginStyle marginStyle = Enums::MarginStyle::Futures;
+    double minStep = 0;
+    double minStepPrice = 0;       // money of one price step
+    const SFutures* fut = nullptr; // never null once inserted
+};
+
+struct SOption final : SInstrCLR
+{
+    SOption(Isin isin_, std::string code_, const SMutableInstrumentsParameters& parameters);
+
+    [[nodiscard]] t_bprice_int getRealPrice() const noexcept override { return calcOptPrice; }
+    [[nodiscard]] Enums::MarginStyle GetMarginStyle() const noexcept override { return virtFutures->marginStyle; }
+    [[nodiscard]] double GetMinStep() const noexcept override { return virtFutures->minStep; }
+    [[nodiscard]] double GetMinStepPrice() const noexcept override { return virtFutures->minStepPrice; }
+
+    std::string codeVF; // of its series
+    Enums::OptionType optType = Enums::OptionType::Undefined;
+    t_bprice_int calcOptPrice;
+    const SVirtFutures* virtFutures = nullptr; // never null once inserted
+};
+
+/// Codes are looked up by any text, without building a string.
+struct CodeHash
+{
+    using is_transparent = void;
+
+    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
+    {
+        return std::hash<std::string_view>{}(code);
+    }
+};
+
 using CInstrTypeList = std::unordered_map<Isin, Enums::InstrumentType>;
 
 /// What does not change within a session.
@@ -85,11 +124,15 @@ struct SConstInstrumentsParameters
 struct SMutableInstrumentsParameters
 {
     std::unordered_map<Isin, SFutures> m_futures;
+    std::unordered_map<std::string, SVirtFutures, CodeHash, std::equal_to<>> m_virtFutures; // by code
+    std::unordered_map<Isin, SOption> m_options;
 
-    void clear() noexcept { m_futures.clear(); }
+    void clear() noexcept;
     /// Null when there is none.
     [[nodiscard]] const SFutures* getFutures(Isin isin) const noexcept;
     [[nodiscard]] SFutures* getFutures(Isin isin) noexcept;
+    [[nodiscard]] const SOption* getOption(Isin isin) const noexcept;
+    [[nodiscard]] SOption* getOption(Isin isin) noexcept;
 };
 
 class IPositionCalculatorInstruments
@@ -126,12 +169,23 @@ public:
                        double minStepPrice, const t_bprice& price, double timeToExpiration,
                        Enums::InstrumentStatus attribute, double xlot);
 
+    /// A repeated code: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_ALREADY_EXISTS, tested before the futures; an unknown
+    /// futures: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
+    void InsertVirtFutures(const std::string& code, const std::string& futuresCode, Enums::MarginStyle marginStyle,
+                           double minStep, double minStepPrice);
+    /// A repeated isin: Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, tested before the series; an unknown series:
+    /// Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND; a price that is no number: code 2.
+    void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
+                      const t_bprice& price);
+
     void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
 
     /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
     /// not looked for: it has none yet.
     void RemoveBaseContract(std::int32_t id) noexcept;
     void RemoveFutures(Isin isin) noexcept;
+    void RemoveVirtFutures(std::string_view code) noexcept;
+    void RemoveOption(Isin isin) noexcept;
     /// Empties everything.
     void Clear() noexcept;
 
@@ -152,20 +206,25 @@ public:
     [[nodiscard]] Enums::InstrumentType getClearingInstrumentType(Isin isin) const noexcept;
     /// Null when unknown.
     [[nodiscard]] const SFutures* GetInstrFutures(Isin isin) const noexcept;
+    [[nodiscard]] const SOption* GetInstrOption(Isin isin) const noexcept;
+    /// Undefined for anything but an option.
+    [[nodiscard]] Enums::OptionType getOptType(Isin isin) const noexcept;
     /// Unknown: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, "Isin: %d".
     [[nodiscard]] Enums::InstrumentStatus GetFuturesAttribute(Isin isin) const;
 
-    /// Money of one unit of price, c = step price / step: for the code "c" as it is, for any other per unit of the
-    /// underlying, c / xlot. An xlot below 1e-10: Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO; an unknown isin:
-    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    /// Money of one unit of price, c = step price / step of the futures (for an option, of the futures of its series):
+    /// for the code "c" as it is, for any other per unit of the underlying, c / xlot. An xlot below 1e-10:
+    /// Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     [[nodiscard]] double GetLotMoneyCoeff(Isin isin, std::string_view code) const;
 
 private:
-    [[nodiscard]] const SFutures& FuturesOrThrow(Isin isin, Z9ERR code) const;
+    /// The futures itself, or that of an option's series. Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    [[nodiscard]] const SFutures& UnderlyingFutures(Isin isin) const;
 
     SConstInstrumentsParameters m_const_instruments;
     SMutableInstrumentsParameters p_default_instruments;
     CInstrTypeList m_instr_types;
+    std::unordered_map<std::string, const SFutures*, CodeHash, std::equal_to<>> m_futuresByCode; // series name them so
 };
 
 } // namespace pos

@@ -17,17 +17,37 @@ SFutures::SFutures(Isin isin_, std::string code_, const SMutableInstrumentsParam
     : SInstrCLR(isin_, std::move(code_), Enums::InstrumentType::Futures, parameters)
 {}
 
-const SFutures* SMutableInstrumentsParameters::getFutures(Isin isin) const noexcept
+SOption::SOption(Isin isin_, std::string code_, const SMutableInstrumentsParameters& parameters)
+    : SInstrCLR(isin_, std::move(code_), Enums::InstrumentType::Option, parameters)
+{}
+
+namespace {
+
+/// The value of a key; null when there is none.
+template <class Map, class Key>
+auto* Find(Map& map, const Key& key) noexcept
 {
-    const auto found = m_futures.find(isin);
-    return found == m_futures.end() ? nullptr : &found->second;
+    const auto found = map.find(key);
+    return found == map.end() ? nullptr : &found->second;
 }
 
-SFutures* SMutableInstrumentsParameters::getFutures(Isin isin) noexcept
+} // namespace
+
+void SMutableInstrumentsParameters::clear() noexcept
 {
-    const auto found = m_futures.find(isin);
-    return found == m_futures.end() ? nullptr : &found->second;
+    // Children before parents.
+    m_options.clear();
+    m_virtFutures.clear();
+    m_futures.clear();
 }
+
+const SFutures* SMutableInstrumentsParameters::getFutures(Isin isin) const noexcept { return Find(m_futures, isin); }
+
+SFutures* SMutableInstrumentsParameters::getFutures(Isin isin) noexcept { return Find(m_futures, isin); }
+
+const SOption* SMutableInstrumentsParameters::getOption(Isin isin) const noexcept { return Find(m_options, isin); }
+
+SOption* SMutableInstrumentsParameters::getOption(Isin isin) noexcept { return Find(m_options, isin); }
 
 void PositionCalculatorInstruments::InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex)
 {
@@ -61,9 +81,57 @@ void PositionCalculatorInstruments::InsertFutures(const std::string& code, Isin 
 
     const auto inserted = p_default_instruments.m_futures.emplace(isin, std::move(futures)).first;
     try {
+        m_futuresByCode.try_emplace(code, &inserted->second);
         m_instr_types.insert_or_assign(isin, Enums::InstrumentType::Futures);
     } catch (...) {
-        p_default_instruments.m_futures.erase(inserted);
+        RemoveFutures(isin);
+        throw;
+    }
+}
+
+void PositionCalculatorInstruments::InsertVirtFutures(const std::string& code, const std::string& futuresCode,
+                                                      Enums::MarginStyle marginStyle, double minStep,
+                                                      double minStepPrice)
+{
+    auto& series = p_default_instruments.m_virtFutures;
+    if (series.contains(code))
+        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_ALREADY_EXISTS, KV7_CURRENT_LOCATION)
+            .Fmt("VFCode: %s", code.c_str());
+    const SFutures* const* const futures = Find(m_futuresByCode, futuresCode);
+    if (futures == nullptr)
+        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, KV7_CURRENT_LOCATION)
+            .Fmt("Futures (%s) not found while inserting virtual futures (%s)", futuresCode.c_str(), code.c_str());
+
+    series.try_emplace(code, SVirtFutures{.codeFutures = futuresCode,
+                                          .isinFutures = (*futures)->isin,
+                                          .marginStyle = marginStyle,
+                                          .minStep = minStep,
+                                          .minStepPrice = minStepPrice,
+                                          .fut = *futures});
+}
+
+void PositionCalculatorInstruments::InsertOption(const std::string& code, const std::string& seriesCode, Isin isin,
+                                                 Enums::OptionType optType, const t_bprice& price)
+{
+    if (p_default_instruments.getOption(isin) != nullptr)
+        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, KV7_CURRENT_LOCATION)
+            .Fmt("Option Isin: %d", isin);
+    const SVirtFutures* const series = Find(p_default_instruments.m_virtFutures, seriesCode);
+    if (series == nullptr)
+        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND, KV7_CURRENT_LOCATION)
+            .Fmt("Virtual Futures Code: %s", seriesCode.c_str());
+
+    SOption option(isin, code, p_default_instruments);
+    option.codeVF = seriesCode;
+    option.optType = optType;
+    option.calcOptPrice = ToPriceInt(price);
+    option.virtFutures = series;
+
+    p_default_instruments.m_options.emplace(isin, std::move(option));
+    try {
+        m_instr_types.insert_or_assign(isin, Enums::InstrumentType::Option);
+    } catch (...) {
+        p_default_instruments.m_options.erase(isin);
         throw;
     }
 }
@@ -75,8 +143,28 @@ void PositionCalculatorInstruments::RemoveBaseContract(std::int32_t id) noexcept
 
 void PositionCalculatorInstruments::RemoveFutures(Isin isin) noexcept
 {
+    const SFutures* const futures = p_default_instruments.getFutures(isin);
+    if (futures == nullptr) return;
+    const auto byCode = m_futuresByCode.find(futures->code);
+    if (byCode != m_futuresByCode.end() && byCode->second == futures) m_futuresByCode.erase(byCode);
     m_instr_types.erase(isin);
     p_default_instruments.m_futures.erase(isin);
+}
+
+void PositionCalculatorInstruments::RemoveVirtFutures(std::string_view code) noexcept
+{
+    auto& series = p_default_instruments.m_virtFutures;
+    if (const auto found = series.find(code); found != series.end()) series.erase(found);
+}
+
+void PositionCalculatorInstruments::RemoveOption(Isin isin) noexcept
+{
+    if (p_default_instruments.m_options.erase(isin) == 0) return;
+    // An option that was offered under the code of a futures had that futures' isin.
+    if (p_default_instruments.getFutures(isin) != nullptr)
+        m_instr_types.find(isin)->second = Enums::InstrumentType::Futures;
+    else
+        m_instr_types.erase(isin);
 }
 
 void PositionCalculatorInstruments::UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price)
@@ -92,25 +180,27 @@ void PositionCalculatorInstruments::Clear() noexcept
 {
     // Children before parents.
     m_instr_types.clear();
+    m_futuresByCode.clear();
     p_default_instruments.clear();
     m_const_instruments.clear();
 }
 
-const SFutures& PositionCalculatorInstruments::FuturesOrThrow(Isin isin, Z9ERR code) const
+const SFutures& PositionCalculatorInstruments::UnderlyingFutures(Isin isin) const
 {
-    const SFutures* const futures = p_default_instruments.getFutures(isin);
-    if (futures == nullptr) throw CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
-    return *futures;
+    if (const SFutures* const futures = GetInstrFutures(isin)) return *futures;
+    if (const SOption* const option = GetInstrOption(isin)) return *option->virtFutures->fut;
+    throw CZ9Error(Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
 }
 
 const SInstrCLR& PositionCalculatorInstruments::getInstrumentCLR(Isin isin) const
 {
-    return FuturesOrThrow(isin, Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+    if (const SOption* const option = GetInstrOption(isin)) return *option;
+    return UnderlyingFutures(isin);
 }
 
 const SBaseContract& PositionCalculatorInstruments::getClearingInstrumentBaseContract(Isin isin) const
 {
-    return *FuturesOrThrow(isin, Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND).bc;
+    return *UnderlyingFutures(isin).bc;
 }
 
 Enums::InstrumentType PositionCalculatorInstruments::getClearingInstrumentType(Isin isin) const noexcept
@@ -124,15 +214,29 @@ const SFutures* PositionCalculatorInstruments::GetInstrFutures(Isin isin) const 
     return p_default_instruments.getFutures(isin);
 }
 
+const SOption* PositionCalculatorInstruments::GetInstrOption(Isin isin) const noexcept
+{
+    return p_default_instruments.getOption(isin);
+}
+
+Enums::OptionType PositionCalculatorInstruments::getOptType(Isin isin) const noexcept
+{
+    const SOption* const option = GetInstrOption(isin);
+    return option == nullptr ? Enums::OptionType::Undefined : option->optType;
+}
+
 Enums::InstrumentStatus PositionCalculatorInstruments::GetFuturesAttribute(Isin isin) const
 {
-    return FuturesOrThrow(isin, Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND).attribute;
+    const SFutures* const futures = GetInstrFutures(isin);
+    if (futures == nullptr)
+        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
+    return futures->attribute;
 }
 
 double PositionCalculatorInstruments::GetLotMoneyCoeff(Isin isin, std::string_view code) const
 {
     constexpr double smallestLot = 1e-10;
-    const SFutures& futures = FuturesOrThrow(isin, Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+    const SFutures& futures = UnderlyingFutures(isin);
     const double coefficient = futures.minStepPrice / futures.minStep;
     if (code == "c") return coefficient;
     if (futures.xlot < smallestLot) throw CZ9Error(Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO, KV7_CURRENT_LOCATION);

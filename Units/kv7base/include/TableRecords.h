@@ -156,6 +156,75 @@ struct SFuturesStruct
     [[nodiscard]] static const char* tableName() noexcept { return "Futures"; }
 };
 
+/// An option series.
+struct SVirtFuturesStruct
+{
+    t_instr Code = {};
+    t_instr CodeRF = {}; // its futures
+    // Smile of the Black-Scholes model.
+    double A_Black = 0;
+    double B_Black = 0;
+    double C_Black = 0;
+    double D_Black = 0;
+    double E_Black = 0;
+    Z9TIME ExpiredDate = {};
+    t_bool UseNullVolat = false;
+    double S_Black = 0;
+    double StrikeStep = 0;
+    // Clearings before expiry from which deliveries count: for settlement accounts, firms and clients.
+    std::int32_t ExpClearingsSA = 0;
+    std::int32_t ExpClearingsBF = 0;
+    std::int32_t ExpClearingsCC = 0;
+    double VolatilityRisk = 0;
+    double VolatilityRiskMismatch = 0;
+    double TimeToExpiration = 0; // years
+    std::int32_t OptionSeriesId = 0;
+    std::int32_t UnderlyingId = 0;
+    // Smile of the Bachelier model, and its scale of moneyness.
+    double A_Bach = 0;
+    double B_Bach = 0;
+    double C_Bach = 0;
+    double D_Bach = 0;
+    double E_Bach = 0;
+    double S_Bach = 0;
+    double M_Bach = 0;
+    Enums::MarginStyle MarginStyle = Enums::MarginStyle::Futures;
+    Enums::SettlementType SettlementType = Enums::SettlementType::CashSettled;
+    Enums::ExerciseStyle ExerciseStyle = Enums::ExerciseStyle::American;
+    t_bool SubRisk = false; // the price grid has points near the strikes
+    Enums::SpreadAspect SpreadAspect = Enums::SpreadAspect::NotInSpread;
+    t_bool EnforceHalfNetting = false;
+    double MinStep = 0;        // price step
+    double MinStepPrice = 0;   // money of one price step
+    std::int32_t LotCoeff = 0; // units of the underlying per option
+    double r = 0;              // interest rates are shares per year
+    double InterestRateRiskUp = 0;
+    double InterestRateRiskDown = 0;
+    double FixedSpotDiscount = 0;
+    double ProjectedSpotDiscount = 0;
+    double r2 = 0;
+    double InterestRate2RiskUp = 0;
+    double InterestRate2RiskDown = 0;
+    double LotVolume = 0;
+    double FixedSpotDiscountClr = 0;
+
+    [[nodiscard]] static const char* tableName() noexcept { return "VirtFutures"; }
+};
+
+/// An option.
+struct SOptionStruct
+{
+    t_instr Code = {};
+    std::int32_t Isin = 0;
+    t_instr CodeVF = {}; // its series
+    t_bprice Strike;
+    Enums::OptionType OptType = Enums::OptionType::Undefined;
+    t_bprice CalcOptPrice; // settlement price
+    std::int64_t ProhibitionGroupMask = 0;
+
+    [[nodiscard]] static const char* tableName() noexcept { return "Option"; }
+};
+
 /// One leg of a multileg instrument.
 struct SMultilegDictionaryStruct
 {

@@ -1,17 +1,20 @@
 // InstrumentChecks: how the parameters of an instrument are judged before it is taken in.
 //
 // A check either refuses (an error line, a result code, nothing changed) or corrects (a warning line, the value
-// overwritten, an alert counted). The numeric checks are tables: one row a check, one reader for all of them, top to
-// bottom, and the first refusal ends the reading.
-// Always true:  a value that is not a number fails every check, as each test asks for the wanted bound.
+// overwritten, an alert counted). The checks are tables: one row a check, one reader for all of them, top to bottom,
+// and the first refusal ends the reading. A row asks a number for a bound (Check) or an enumeration for one of a few
+// values (Membership). Always true:  a value that is not a number fails every check, as each test asks for the wanted
+// bound.
 #pragma once
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 
 #include "Enums.h"
@@ -56,6 +59,22 @@ private:
     std::string codeBC_;
 };
 
+class VirtFuturesContext final : public Context
+{
+public:
+    VirtFuturesContext(TelemetryAlertsCollectorPtr telemetry, std::string action, std::string code, std::string codeRF,
+                       std::string codeBC, bool isCollateral);
+
+    /// "CodeRF(<code of the futures>) CodeBC(<code of the base contract>) Collateral"; otherwise "Non Collateral",
+    /// which has no blank before it.
+    [[nodiscard]] std::string str() const override;
+
+private:
+    std::string codeRF_;
+    std::string codeBC_;
+    bool isCollateral_;
+};
+
 /// "While <action> Code(<code>) assertion (<assertion>) failed. <name>(<value>). <context>" as an error with that code.
 void logAssertFail(Z9ERR code, const std::string& assertion, const Context& context, const std::string& name,
                    const std::string& value);
@@ -67,8 +86,8 @@ void logExpectFail(const std::string& assertion, const Context& context, const s
 /// "1(Stock)" as it stands in a list of possible values.
 [[nodiscard]] std::string NumberedName(std::int64_t value, std::string_view name);
 /// "MSPType in [0(FixedPriceStep),1(CurrencyIndicatorPriceStep)]"
-template <class Enum, std::size_t Size>
-[[nodiscard]] std::string ListOfPossibleValues(const std::array<Enum, Size>& possibleValues, const std::string& name)
+template <class Enum>
+[[nodiscard]] std::string ListOfPossibleValues(std::span<const Enum> possibleValues, const std::string& name)
 {
     std::string text = name + " in ";
     char separator = '[';
@@ -81,13 +100,21 @@ template <class Enum, std::size_t Size>
     return text;
 }
 
-/// True when the value is among the possible ones; otherwise logs an error with that code.
-template <class Enum, std::size_t Size>
-[[nodiscard]] bool AssertIn(Z9ERR code, const Context& context, const std::array<Enum, Size>& possibleValues,
-                            const std::string& name, Enum value)
+template <class Enum>
+[[nodiscard]] bool IsIn(std::span<const Enum> possibleValues, Enum value) noexcept
 {
     for (const Enum possible : possibleValues)
         if (value == possible) return true;
+    return false;
+}
+
+/// True when the value is among the possible ones; otherwise logs an error with that code.
+template <class Enum>
+[[nodiscard]] bool AssertIn(Z9ERR code, const Context& context,
+                            std::type_identity_t<std::span<const Enum>> possibleValues, const std::string& name,
+                            Enum value)
+{
+    if (IsIn(possibleValues, value)) return true;
     logAssertFail(code, ListOfPossibleValues(possibleValues, name), context, name, std::string(Enums::ToString(value)));
     return false;
 }
@@ -96,6 +123,7 @@ template <class Enum, std::size_t Size>
 enum class Relation
 {
     Above,            // value > bound
+    Below,            // value < bound
     AtLeast,          // value >= bound
     AtMost,           // value <= bound
     MagnitudeAtLeast, // |value| >= bound; the message shows the magnitude
@@ -109,7 +137,29 @@ enum class Remedy
     Magnitude, // its own absolute value
 };
 
-/// One row of a table of checks on `Parameters`.
+/// A bound or a default: a number, or another parameter as it stands when the row is read.
+template <class Parameters>
+class Amount
+{
+public:
+    constexpr Amount(double number) noexcept : number_(number) {} // NOLINT(*-explicit-*): a row reads like the rule
+    constexpr Amount(double Parameters::*field) noexcept : field_(field) {} // NOLINT(*-explicit-*)
+
+    [[nodiscard]] double Of(const Parameters& parameters) const noexcept
+    {
+        return field_ == nullptr ? number_ : parameters.*field_;
+    }
+
+private:
+    double number_ = 0.0;
+    double Parameters::*field_ = nullptr;
+};
+
+/// Whether a row is read at all; null: always.
+template <class Parameters>
+using Condition = bool (*)(const Parameters&);
+
+/// A row on a number.
 template <class Parameters>
 struct Check
 {
@@ -117,37 +167,113 @@ struct Check
     const char* name;      // of the parameter, as it stands in the log
     std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*> field;
     Relation relation;
-    double bound;
+    Amount<Parameters> bound;
     Remedy remedy;
-    Z9ERR refusal;                                // result code of Refuse
-    double defaultValue;                          // of SetTo
-    Alert alert;                                  // of SetTo and Magnitude
-    bool (*applies)(const Parameters&) = nullptr; // null: always
+    Z9ERR refusal;                   // result code of Refuse
+    Amount<Parameters> defaultValue; // of SetTo
+    Alert alert;                     // of SetTo and Magnitude
+    Condition<Parameters> applies = nullptr;
 };
 
-template <class Parameters, class Field>
-[[nodiscard]] constexpr Check<Parameters> RefuseUnless(const char* assertion, const char* name,
-                                                       Field Parameters::*field, Relation relation, double bound,
-                                                       Z9ERR refusal)
+/// A row on an enumeration.
+template <class Parameters, class Enum>
+struct Membership
 {
-    return {assertion, name, field, relation, bound, Remedy::Refuse, refusal, 0.0, Alert::UnspecifiedParam};
+    const char* assertion; // as it stands in the log; null: made of the list
+    const char* name;
+    Enum Parameters::*field;
+    std::span<const Enum> possibleValues;
+    Remedy remedy; // Refuse or SetTo
+    Z9ERR refusal; // result code of Refuse
+    Enum defaultValue{};
+    Alert alert = Alert::UnspecifiedParam;
+    Condition<Parameters> applies = nullptr;
+};
+
+/// A row of a table that asks after both.
+template <class Parameters>
+using AnyCheck = std::variant<Check<Parameters>, Membership<Parameters, Enums::MarginStyle>,
+                              Membership<Parameters, Enums::SettlementType>,
+                              Membership<Parameters, Enums::ExerciseStyle>, Membership<Parameters, Enums::AssetClass>>;
+
+// The words that tables are written in. `Parameters` is named at each, since a field may be one of its base's.
+
+template <class Parameters, class Owner, class Field>
+[[nodiscard]] constexpr Check<Parameters> RefuseUnless(const char* assertion, const char* name, Field Owner::*field,
+                                                       Relation relation, Amount<Parameters> bound, Z9ERR refusal)
+{
+    return {.assertion = assertion,
+            .name = name,
+            .field = static_cast<Field Parameters::*>(field),
+            .relation = relation,
+            .bound = bound,
+            .remedy = Remedy::Refuse,
+            .refusal = refusal,
+            .defaultValue = 0.0,
+            .alert = Alert::UnspecifiedParam};
 }
 
-template <class Parameters, class Field>
-[[nodiscard]] constexpr Check<Parameters> CorrectUnless(const char* assertion, const char* name,
-                                                        Field Parameters::*field, Relation relation, double bound,
-                                                        double defaultValue, Alert alert)
+template <class Parameters, class Owner, class Field>
+[[nodiscard]] constexpr Check<Parameters> CorrectUnless(const char* assertion, const char* name, Field Owner::*field,
+                                                        Relation relation, Amount<Parameters> bound,
+                                                        Amount<Parameters> defaultValue, Alert alert)
 {
-    return {assertion, name, field, relation, bound, Remedy::SetTo, Z9ERR_OK, defaultValue, alert};
+    return {.assertion = assertion,
+            .name = name,
+            .field = static_cast<Field Parameters::*>(field),
+            .relation = relation,
+            .bound = bound,
+            .remedy = Remedy::SetTo,
+            .refusal = Z9ERR_OK,
+            .defaultValue = defaultValue,
+            .alert = alert};
 }
 
 /// A value that should be above 0.0 loses its sign.
 template <class Parameters>
 [[nodiscard]] constexpr Check<Parameters> DropSignUnlessPositive(const char* assertion, const char* name,
                                                                  double Parameters::*field, Alert alert,
-                                                                 bool (*applies)(const Parameters&) = nullptr)
+                                                                 Condition<Parameters> applies = nullptr)
 {
-    return {assertion, name, field, Relation::Above, 0.0, Remedy::Magnitude, Z9ERR_OK, 0.0, alert, applies};
+    return {.assertion = assertion,
+            .name = name,
+            .field = field,
+            .relation = Relation::Above,
+            .bound = 0.0,
+            .remedy = Remedy::Magnitude,
+            .refusal = Z9ERR_OK,
+            .defaultValue = 0.0,
+            .alert = alert,
+            .applies = applies};
+}
+
+template <class Parameters, class Owner, class Enum, std::size_t Size>
+[[nodiscard]] constexpr Membership<Parameters, Enum> RefuseUnlessIn(const std::array<Enum, Size>& possibleValues,
+                                                                    const char* name, Enum Owner::*field, Z9ERR refusal)
+{
+    return {.assertion = nullptr,
+            .name = name,
+            .field = field,
+            .possibleValues = possibleValues,
+            .remedy = Remedy::Refuse,
+            .refusal = refusal};
+}
+
+/// A null assertion is made of the list.
+template <class Parameters, class Owner, class Enum, std::size_t Size>
+[[nodiscard]] constexpr Membership<Parameters, Enum>
+CorrectUnlessIn(const std::array<Enum, Size>& possibleValues, const char* assertion, const char* name,
+                Enum Owner::*field, Enum defaultValue, Alert alert, Condition<Parameters> applies)
+{
+    return {.assertion = assertion,
+            .name = name,
+            .field = field,
+            .possibleValues = possibleValues,
+            .remedy = Remedy::SetTo,
+            .refusal = Z9ERR_OK,
+            .defaultValue = defaultValue,
+            .alert = alert,
+            .applies = applies};
 }
 
 [[nodiscard]] bool Holds(Relation relation, double value, double bound) noexcept;
@@ -167,34 +293,66 @@ template <class Integer>
 }
 
 template <class Parameters, class Field>
-[[nodiscard]] Z9ERR RunOne(const Check<Parameters>& check, const Context& context, Field& value)
+[[nodiscard]] Z9ERR RunOn(Field Parameters::*field, const Check<Parameters>& check, const Context& context,
+                          Parameters& parameters)
 {
+    Field& value = parameters.*field;
     const Field judged = check.relation == Relation::MagnitudeAtLeast ? Magnitude(value) : value;
-    if (Holds(check.relation, static_cast<double>(judged), check.bound)) return Z9ERR_OK;
+    if (Holds(check.relation, static_cast<double>(judged), check.bound.Of(parameters))) return Z9ERR_OK;
     if (check.remedy == Remedy::Refuse) {
         logAssertFail(check.refusal, check.assertion, context, check.name, TextOf(judged));
         return check.refusal;
     }
-    const Field corrected = check.remedy == Remedy::SetTo ? static_cast<Field>(check.defaultValue) : Magnitude(value);
+    const Field corrected =
+        check.remedy == Remedy::SetTo ? static_cast<Field>(check.defaultValue.Of(parameters)) : Magnitude(value);
     logExpectFail(check.assertion, context, check.name, TextOf(value), TextOf(corrected));
     value = corrected;
     context.Notify(check.alert);
     return Z9ERR_OK;
 }
 
+template <class Parameters>
+[[nodiscard]] Z9ERR RunOne(const Check<Parameters>& check, const Context& context, Parameters& parameters)
+{
+    if (check.applies != nullptr && !check.applies(parameters)) return Z9ERR_OK;
+    return std::visit([&](auto field) { return RunOn(field, check, context, parameters); }, check.field);
+}
+
+template <class Parameters, class Enum>
+[[nodiscard]] Z9ERR RunOne(const Membership<Parameters, Enum>& check, const Context& context, Parameters& parameters)
+{
+    if (check.applies != nullptr && !check.applies(parameters)) return Z9ERR_OK;
+    Enum& value = parameters.*check.field;
+    if (IsIn(check.possibleValues, value)) return Z9ERR_OK;
+
+    const std::string assertion =
+        check.assertion != nullptr ? check.assertion : ListOfPossibleValues(check.possibleValues, check.name);
+    const std::string text(Enums::ToString(value));
+    if (check.remedy == Remedy::Refuse) {
+        logAssertFail(check.refusal, assertion, context, check.name, text);
+        return check.refusal;
+    }
+    logExpectFail(assertion, context, check.name, text, std::string(Enums::ToString(check.defaultValue)));
+    value = check.defaultValue;
+    context.Notify(check.alert);
+    return Z9ERR_OK;
+}
+
+template <class Parameters>
+[[nodiscard]] Z9ERR RunOne(const AnyCheck<Parameters>& row, const Context& context, Parameters& parameters)
+{
+    return std::visit([&](const auto& check) { return RunOne(check, context, parameters); }, row);
+}
+
 } // namespace check_detail
 
 /// Reads a table from top to bottom. Corrections are written into `parameters`; the first refusal is returned, and
 /// Z9ERR_OK when there is none.
-template <class Parameters, std::size_t Size>
-[[nodiscard]] Z9ERR RunChecks(const Check<Parameters> (&table)[Size], const Context& context, Parameters& parameters)
+template <class Row, class Parameters, std::size_t Size>
+[[nodiscard]] Z9ERR RunChecks(const Row (&table)[Size], const Context& context, Parameters& parameters)
 {
-    for (const Check<Parameters>& check : table) {
-        if (check.applies != nullptr && !check.applies(parameters)) continue;
-        const Z9ERR result = std::visit(
-            [&](auto field) { return check_detail::RunOne(check, context, parameters.*field); }, check.field);
-        if (result != Z9ERR_OK) return result;
-    }
+    for (const Row& row : table)
+        if (const Z9ERR refusal = check_detail::RunOne(row, context, parameters); refusal != Z9ERR_OK) return refusal;
     return Z9ERR_OK;
 }
 

@@ -1,11 +1,13 @@
 // InstrumentsRepository: the owner of all instruments, and the gate by which they enter.
 //
-// Always true:  an instrument that is in has passed the checks of its kind, and its profile is computed.
+// Always true:  an instrument that is in has passed the checks of its kind, and its profile is computed or, for an
+//               option, will be computed at its first use from the instruments as they stood at its insertion or last
+//               recalculation.
 //               a refused instrument leaves everything as it was, with one exception that InsertFutures names.
-//               order of insertion: currencies, base contracts, futures; each level refuses an unknown parent.
+//               order of insertion: currencies, base contracts, futures, series, options; each level refuses an unknown
+//               parent.
 // Read access:  pointers are not owned and stay valid until Clear, or until a commit replaces the object. Null means
-// that
-//               there is no such instrument.
+//               that there is no such instrument.
 #pragma once
 
 #include <cstddef>
@@ -18,6 +20,7 @@
 #include "Constants.h"
 #include "Enums.h"
 #include "InstrumentsStorages.h"
+#include "OptionSeriesParameters.h"
 #include "TableRecords.h"
 #include "TelemetryAlertsCollector.h"
 #include "Z9Types.h"
@@ -26,12 +29,16 @@ namespace kv7im {
 
 struct BaseContractParameters;
 struct FuturesParameters;
+struct OptionParameters;
+struct VirtFuturesParameters;
 
 class InstrumentsRepository
 {
 public:
     template <class Storage, class Index>
     using Range = boost::iterator_range<typename Storage::template index<Index>::type::const_iterator>;
+    template <class Map>
+    using MapRange = boost::iterator_range<typename Map::const_iterator>;
 
     InstrumentsRepository() = default;
     InstrumentsRepository(const InstrumentsRepository&) = delete;
@@ -72,6 +79,21 @@ public:
     /// A price that is not a number raises CZ9Error from its conversion.
     [[nodiscard]] Z9ERR InsertFutures(const SFuturesStruct& record);
 
+    /// Adds an option series under its futures and computes its grid. Refuses an unknown futures, a known code, and
+    /// steps, lot, shocks, rates and styles out of range; corrects the rest. The first series of a collateral
+    /// instrument of a base contract that is no stock, currency, index, commodity or metal makes a stock of that
+    /// contract. Throws what the allocation of the grid throws; everything is as it was then.
+    [[nodiscard]] Z9ERR InsertVirtFutures(OptionSeriesParameters parameters);
+    [[nodiscard]] Z9ERR InsertVirtFutures(const SVirtFuturesStruct& record);
+
+    /// Adds an option under its series. No value is checked; FUTURES_NOT_FOUND for a series that no futures has,
+    /// OPTION_ALREADY_EXIST for a code or an isin that any option has. Throws CArgumentException for a null code, and
+    /// what an allocation throws; everything is as it was then.
+    [[nodiscard]] Z9ERR InsertOption(const char* code, const char* codeVF, double strike, Enums::OptionType optionType,
+                                     double calcOptPrice, Isin isin);
+    /// A strike or a price that is not a number raises CZ9Error from its conversion.
+    [[nodiscard]] Z9ERR InsertOption(const SOptionStruct& record);
+
     /// Edge coefficient of futures inserted from now on. A negative one is corrected to 0.75; always Z9ERR_OK.
     Z9ERR SetEdgeCoeff(double value);
     void SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector);
@@ -91,9 +113,17 @@ public:
     [[nodiscard]] const CSpecFutures* GetFutures(AccessByStatus access, Isin isin) const;
     [[nodiscard]] const CSpecFutures* GetFutures(std::string_view code) const; ///< Current.
     [[nodiscard]] const CSpecFutures* GetFutures(Isin isin) const;             ///< Current.
+    [[nodiscard]] const CSpecVirtFutures* GetVirtualFutures(AccessByStatus access, std::string_view code) const;
+    [[nodiscard]] const CSpecOption* GetOption(AccessByStatus access, Isin isin) const;
+    [[nodiscard]] const CSpecOption* GetOption(AccessByStatus access, std::string_view code) const;
     [[nodiscard]] bool BaseContractExists(std::string_view code) const;
     [[nodiscard]] bool FuturesExists(std::string_view code) const;
     [[nodiscard]] bool FuturesExists(Isin isin) const;
+    [[nodiscard]] bool VirtualFuturesExists(std::string_view code) const;
+    [[nodiscard]] bool OptionExists(Isin isin) const;
+    [[nodiscard]] bool OptionExists(std::string_view code) const;
+    /// True for an option whose premium is paid up front; false for every other isin.
+    [[nodiscard]] bool IsEquityOption(Isin isin) const;
 
     [[nodiscard]] std::size_t CountBaseContract() const noexcept { return storageBaseContracts.size(); }
     /// Different inter-contract groups that base contracts belong to.
@@ -101,6 +131,11 @@ public:
     [[nodiscard]] std::size_t CountFutures() const noexcept { return storageFutures.size(); }
     /// Different inter-month groups, that is base contracts with a futures in spread.
     [[nodiscard]] std::size_t CountMMS() const;
+    [[nodiscard]] std::size_t CountVirtualFutures() const noexcept
+    {
+        return storageIndexVirtualFuturesToFutures.size();
+    }
+    [[nodiscard]] std::size_t CountOptions() const noexcept { return storageIndexOptionToFuturesByIsin.size(); }
     [[nodiscard]] std::size_t CountCurrency() const noexcept { return curvatureRadiusMap.size(); }
 
     // Nodes by index: the whole index where the key is unique, otherwise the nodes of one key. No order is promised but
@@ -114,6 +149,10 @@ public:
     [[nodiscard]] Range<StorageFutures, ByStatus> RangeFuturesByStatus(Status status) const;
     [[nodiscard]] Range<StorageFutures, ByMMS> RangeFuturesByMMS(std::string_view codeMMS) const;
     [[nodiscard]] Range<StorageFutures, ByMCS> RangeFuturesByMCS(std::string_view codeMCS) const;
+    // Keys of series and options, each with the node of its futures.
+    [[nodiscard]] MapRange<StorageIndexVirtualFuturesToFutures> RangeVirtualFuturesByCode() const;
+    [[nodiscard]] MapRange<StorageIndexOptionToFuturesByIsin> RangeOptionsByIsin() const;
+    [[nodiscard]] MapRange<StorageIndexOptionToFuturesByCode> RangeOptionsByCode() const;
 
 private:
     [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
@@ -123,6 +162,11 @@ private:
     [[nodiscard]] Z9ERR CheckFutures(FuturesParameters& parameters) const;
     [[nodiscard]] Z9ERR SettleInsertedFutures(CSpecFutures& futures);
     void RemoveInsertedFutures(const CSpecFutures& futures);
+    [[nodiscard]] Z9ERR CheckVirtFutures(VirtFuturesParameters& parameters, const CSpecFutures& futures) const;
+    void EnterVirtFutures(StorageFutures::iterator futures, const VirtFuturesParameters& parameters);
+    [[nodiscard]] Z9ERR InsertOption(const OptionParameters& parameters);
+    void EnterOption(StorageFutures::iterator futures, const OptionParameters& parameters);
+    void RemoveInsertedOption(StorageFutures::iterator futures, const OptionParameters& parameters) noexcept;
 
     [[nodiscard]] CSpecBaseContract* FindBaseContract(std::string_view code) const;
     [[nodiscard]] CSpecFutures* FindFutures(Isin isin) const;
@@ -132,11 +176,15 @@ private:
     static void CopyBaseContractParametersForTAS(const CSpecBaseContract& source, CSpecBaseContract& target) noexcept;
     [[nodiscard]] Z9ERR RecalculateFuturesBaseProfile(const CSpecBaseContract& baseContract);
     void RecalculateFuturesOf(std::string_view codeBC);
+    void ValueOptionsOf(std::string_view codeBC) const;
 
     double m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
     CurrencyMap curvatureRadiusMap;
     StorageBaseContract storageBaseContracts;
     StorageFutures storageFutures;
+    StorageIndexVirtualFuturesToFutures storageIndexVirtualFuturesToFutures;
+    StorageIndexOptionToFuturesByIsin storageIndexOptionToFuturesByIsin;
+    StorageIndexOptionToFuturesByCode storageIndexOptionToFuturesByCode;
     StorageTASBaseFutIsinIDToIsin storageTASBaseFutIsinIDToIsin;
     TelemetryAlertsCollectorPtr telemetryAlertsCollector;
 };

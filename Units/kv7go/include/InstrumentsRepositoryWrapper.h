@@ -32,11 +32,17 @@ public:
         const CSpecFutures* futures = m_repository->GetFutures(code);
         return futures == nullptr ? nullptr : GetFutures(futures->isin);
     }
-    /// Base contract of a futures; null when there is no such futures.
+    /// Null when there is no such option.
+    [[nodiscard]] const CSpecOption* GetOption(Isin isin) const
+    {
+        return m_repository->GetOption(GetStatus(isin), isin);
+    }
+    /// Base contract of a futures or an option; null when there is neither.
     [[nodiscard]] const CSpecBaseContract* GetBaseContractByDerivative(Isin isin) const
     {
-        const CSpecFutures* futures = GetFutures(isin);
-        return futures == nullptr ? nullptr : futures->BaseContract;
+        if (const CSpecFutures* futures = GetFutures(isin)) return futures->BaseContract;
+        const CSpecOption* option = GetOption(isin);
+        return option == nullptr ? nullptr : option->VirtFutures->Futures->BaseContract;
     }
     /// Radius of a currency, 0.0 for an unknown one.
     [[nodiscard]] double GetCurvatureRadius(std::int32_t currencyId) const

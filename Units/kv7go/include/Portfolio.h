@@ -1,7 +1,8 @@
 // Portfolio: the risk book of one participant, client, firm or settlement account.
 //
 // Always true:  VolatilityInitialMargin_ and DeliveryVolatilityInitialMargin_ are the sums of the margins of the top
-//               nodes (of the rolled-up entries, on a participant that is fed from below), kept by increments.
+//               nodes and of the option series standing alone (of the rolled-up entries, on a participant that is fed
+//               from below), kept by increments.
 // Numbers:      money, not rounded; a margin is 0 or more.
 #pragma once
 
@@ -25,13 +26,15 @@ namespace kv7im {
 
 class CSpecBaseContract;
 class CSpecFutures;
+class CSpecOption;
+class CSpecVirtFutures;
 class RiskParticipant;
 
 /// Changes that one participant hands to the one above: the isin in whose name, and the rolled-up change.
 /// One change of a client makes one or two of them, so they stand in place and no heap is touched.
 using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2>;
 
-/// Code of a base contract, of an MCS, or of a futures standing alone.
+/// Code of a base contract, of an MCS, or of a futures or an option series standing alone.
 using TInitialMarginEntityCode = std::string;
 
 class Portfolio
@@ -42,7 +45,7 @@ public:
     using RisksMap = std::unordered_map<TInitialMarginEntityCode, std::shared_ptr<Node>>;
     using MapRolledUpRiskNode = std::unordered_map<TInitialMarginEntityCode, RolledUpRiskNode>;
 
-    /// What an isin resolves to.
+    /// What an isin resolves to: the instrument, and the position on its futures.
     class SearchResult
     {
     public:
@@ -58,9 +61,14 @@ public:
         SearchResult(CumulativePositionByFutures& position, const CSpecFutures& futures) noexcept
             : resultType(ResultType::Futures), futuresPtr(&futures), positionPtr(&position)
         {}
+        SearchResult(CumulativePositionByFutures& position, const CSpecOption& option) noexcept
+            : resultType(ResultType::Option), optionPtr(&option), positionPtr(&position)
+        {}
 
         [[nodiscard]] bool FuturesFound() const noexcept { return resultType == ResultType::Futures; }
+        [[nodiscard]] bool OptionFound() const noexcept { return resultType == ResultType::Option; }
         [[nodiscard]] const CSpecFutures* GetFuturesPtr() const noexcept { return futuresPtr; }
+        [[nodiscard]] const CSpecOption* GetOptionPtr() const noexcept { return optionPtr; }
         [[nodiscard]] CumulativePositionByFutures* GetPositionPtr() const noexcept { return positionPtr; }
         /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, else 0.
         [[nodiscard]] Z9ERR ErrorToZ9ErrorCode() const noexcept;
@@ -68,6 +76,7 @@ public:
     private:
         ResultType resultType = ResultType::Nothing;
         const CSpecFutures* futuresPtr = nullptr;
+        const CSpecOption* optionPtr = nullptr;
         CumulativePositionByFutures* positionPtr = nullptr;
     };
 
@@ -75,8 +84,9 @@ public:
     Portfolio(const Portfolio&) = delete;
     Portfolio& operator=(const Portfolio&) = delete;
 
-    /// Sets a position and carries the change to both margins. Z9ERR_INSTRUMENT_ABSENT for an isin that names nothing
-    /// a position can stand in; nothing changes then.
+    /// Sets a position in a futures or an option and carries the change to both margins. novQuantity is the quantity
+    /// that the net option value of a premium-style option counts. Z9ERR_INSTRUMENT_ABSENT for an isin that names
+    /// nothing a position can stand in; nothing changes then.
     [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
 
     /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
@@ -88,7 +98,7 @@ public:
     [[nodiscard]] const CumulativePositionByFutures* GetFuturesPositionByIsin(Isin isin) const;
     [[nodiscard]] std::size_t GetPositionCount() const noexcept { return positions.size(); }
     [[nodiscard]] bool Empty() const noexcept { return positions.empty(); }
-    /// The futures position of a futures isin, without creating anything; null when there is none.
+    /// The position in a futures or in an option, without creating anything; null when there is none.
     [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
 
     [[nodiscard]] double GetVolatilityInitialMargin() const noexcept { return VolatilityInitialMargin_; }
@@ -110,13 +120,15 @@ public:
     [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
     [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
 
-    /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. Pushes
-    /// nothing for an isin that names nothing.
+    /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. An option
+    /// of a series standing alone speaks for its series, any other for its futures, under whose isin its change goes
+    /// then. Pushes nothing for an isin that names nothing.
     void GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas);
     /// Applies changes from below, in order.
     void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
+    /// Applies one change. In the name of an option of a series in spread there is none to apply: its futures has it.
     void AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node);
-    /// The entry of a base contract, an MCS or a futures standing alone; null when absent.
+    /// The entry of a base contract, an MCS, or a futures or series standing alone; null when absent.
     [[nodiscard]] const RolledUpRiskNode* GetHalfNettingRisksByCode(const std::string& code) const;
 
 private:
@@ -124,9 +136,12 @@ private:
     CumulativePositionByFutures& FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures);
     [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
                                                               const CSpecBaseContract& baseContract);
-    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code,
-                                                            const CumulativePositionByFutures& position);
+    [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const RiskNodeBase& node,
+                                                              const CSpecBaseContract& baseContract);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current);
     void AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node);
+    void AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node);
+    [[nodiscard]] RolledUpRiskNode& TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum);
     void RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS);
     void AddMarginChangesOf(RolledUpRiskNode& entry);
 

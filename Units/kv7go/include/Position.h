@@ -2,10 +2,15 @@
 // to the margin.
 //
 // Always true:  m_previousFuturesGroupRisks is exactly what this futures contributes to its MMS node at this moment.
+//               the node of a series in spread is contained in the node of the futures; a series standing alone reaches
+//               no node above it, its margin is added as it is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "Enums.h"
 #include "RiskNode.h"
@@ -14,12 +19,16 @@
 namespace kv7im {
 
 class CSpecFutures;
+class CSpecOption;
 class Portfolio;
 class RiskParticipant;
 
 class CumulativePositionByFutures
 {
 public:
+    using RisksMap = std::unordered_map<std::string, std::shared_ptr<RiskNodeOptionSeries>>;
+    using OptionsMap = std::unordered_map<Isin, std::shared_ptr<CSpecPositionOptionsBase>>;
+
     /// Finds or creates the upper nodes of the futures in the portfolio.
     CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio, const CSpecFutures& futures);
     CumulativePositionByFutures(const CumulativePositionByFutures&) = delete;
@@ -27,6 +36,30 @@ public:
 
     /// Sets the futures position and carries the change up to the portfolio's margins.
     void ChangeFuturesPosition(std::int64_t quantity, double price);
+    /// Sets a position in an option of this futures and carries the change up. novQuantity is the quantity that the net
+    /// option value counts.
+    void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// The position in an option of this futures; a new one is flat. The node of its series is found or made with it.
+    CSpecPositionOptionsBase& FindOrCreateOptionPosition(const CSpecOption& option);
+    /// The same, and the next margin calculation is that of the series where it stands alone.
+    CSpecPositionOptionsBase& FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option);
+    /// The position under an option's isin, made where there is none yet; null when no option has that isin.
+    CSpecPositionOptionsBase* GetOptionPositionSpec(Isin isin);
+    /// The same without making one: null when there is none.
+    [[nodiscard]] const CSpecPositionOptionsBase* FindOptionPosition(Isin isin) const;
+    /// The node of a series, null when no position stands in it.
+    [[nodiscard]] const RiskNodeOptionSeries* GetRiskNodeOptionSeriesByVFCode(const std::string& code) const;
+    /// All option positions by isin, in no particular order.
+    [[nodiscard]] const OptionsMap& RangeOptions() const noexcept { return m_optionsMap; }
+    [[nodiscard]] std::size_t GetOptionPositionCount() const noexcept { return m_optionsMap.size(); }
+
+    /// Margins of the series standing alone plus that of the top node, money.
+    [[nodiscard]] double GetTotalVolatilityInitialMargin() const noexcept;
+    [[nodiscard]] double GetTotalDeliveryVolatilityInitialMargin() const noexcept;
+    /// Forgets the margins of the futures' node, of its series and of the series standing alone; the nodes above keep
+    /// theirs.
+    void ZeroMarginValue() noexcept;
 
     [[nodiscard]] const CSpecPositionFutures& GetFuturesPositionSpec() const noexcept { return m_position; }
     [[nodiscard]] Isin GetIsin() const noexcept { return m_isin; }
@@ -47,7 +80,10 @@ public:
 
 private:
     void InitializeUpperLevelRiskPrivate();
+    RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
+    void SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price, std::int64_t novQuantity);
     void InitialMarginCalculation();
+    void CarryToGroups();
     void ReplaceContributionToMMS();
     [[nodiscard]] RiskNodeBase& TopNode() noexcept;
 
@@ -57,10 +93,15 @@ private:
     Isin m_isin;
     std::string m_code;
     RiskObjectLevel m_riskLevel;
+    RisksMap m_optionSeriesRiskMap;       // by series code
     RiskNodeBase* m_parentRisk = nullptr; // MCS node, MMS node, or null where the futures stands alone
     RiskNodeFutures m_ownerRisk;
     RiskNodeFutures m_previousFuturesGroupRisks;
     CSpecPositionFutures m_position;
+    OptionsMap m_optionsMap;                                          // by option isin
+    double m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0; // money, sum over the series standing alone
+    double m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
+    RiskNodeOptionSeries* m_changedOptionSeriesNodeWithoutSpread = nullptr; // of the call under way
 };
 
 } // namespace kv7im

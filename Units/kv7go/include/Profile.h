@@ -1,5 +1,6 @@
 // Profile: the picture of one instrument at one risk level over a grid of market scenarios.
-// BaseProfile: the five pictures of an instrument, one per client risk level; futures and options derive from it.
+// BaseProfile: the five pictures of an instrument, one per client risk level; futures and options derive from it. A
+//          futures keeps them (StoredProfiles), an option keeps less and makes them when it is asked.
 //
 // Shapes:    volatility           scenariosVolatilityCount x length()   row 0 lowest volatility, the last row highest
 //            interest rate        2 x length()                          row 0 rates up, row 1 rates down
@@ -116,39 +117,48 @@ public:
     /// Rebuilds the profiles of all levels from the parameters of the instrument.
     virtual void RecalcInvariants() = 0;
 
-    [[nodiscard]] Profile& GetProfile(Enums::ClientRiskLevel level) noexcept { return profile[level]; }
-    [[nodiscard]] const Profile& GetProfile(Enums::ClientRiskLevel level) const noexcept { return profile[level]; }
+    /// A deep copy of the profile of a level, the binding pointers included.
+    [[nodiscard]] virtual Profile CopyProfile(Enums::ClientRiskLevel level) const = 0;
+    /// The eight special points of a level: prices, but the two charges are differences.
+    [[nodiscard]] virtual const SpecialRiskPoints& GetPoints(Enums::ClientRiskLevel level) const = 0;
 
-    // Special points of the profile of a level: prices, but the two charges are differences.
-    [[nodiscard]] double GetZL(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetZL(); }
-    [[nodiscard]] double GetZR(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetZR(); }
-    [[nodiscard]] double GetUpRisk(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetUpRisk(); }
-    [[nodiscard]] double GetDownRisk(Enums::ClientRiskLevel level) const noexcept
-    {
-        return Points(level).GetDownRisk();
-    }
-    [[nodiscard]] double GetMR2D(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetPnL2D(); }
-    [[nodiscard]] double GetMR3D(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetPnL3D(); }
-    [[nodiscard]] double GetMR3U(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetPnL3U(); }
-    [[nodiscard]] double GetMR2U(Enums::ClientRiskLevel level) const noexcept { return Points(level).GetPnL2U(); }
+    [[nodiscard]] double GetZL(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZL(); }
+    [[nodiscard]] double GetZR(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZR(); }
+    [[nodiscard]] double GetUpRisk(Enums::ClientRiskLevel level) const { return GetPoints(level).GetUpRisk(); }
+    [[nodiscard]] double GetDownRisk(Enums::ClientRiskLevel level) const { return GetPoints(level).GetDownRisk(); }
+    [[nodiscard]] double GetMR2D(Enums::ClientRiskLevel level) const { return GetPoints(level).GetPnL2D(); }
+    [[nodiscard]] double GetMR3D(Enums::ClientRiskLevel level) const { return GetPoints(level).GetPnL3D(); }
+    [[nodiscard]] double GetMR3U(Enums::ClientRiskLevel level) const { return GetPoints(level).GetPnL3U(); }
+    [[nodiscard]] double GetMR2U(Enums::ClientRiskLevel level) const { return GetPoints(level).GetPnL2U(); }
 
 protected:
-    /// Five profiles of the same dimensions, all zero.
-    explicit BaseProfile(const Parameters& parameters);
-    BaseProfile(std::size_t points, std::size_t scenarios) : BaseProfile(Parameters(points, scenarios)) {}
     // Copied and moved as part of an instrument only.
+    BaseProfile() = default;
     BaseProfile(const BaseProfile&) = default;
     BaseProfile(BaseProfile&&) = default;
     BaseProfile& operator=(const BaseProfile&) = default;
     BaseProfile& operator=(BaseProfile&&) = default;
+};
 
-    RiskLevelIndexedArray<Profile> profile;
+/// A BaseProfile that keeps its five profiles as they are, ready to be read.
+class StoredProfiles : public BaseProfile
+{
+public:
+    [[nodiscard]] Profile& GetProfile(Enums::ClientRiskLevel level) noexcept { return profile[level]; }
+    [[nodiscard]] const Profile& GetProfile(Enums::ClientRiskLevel level) const noexcept { return profile[level]; }
 
-private:
-    [[nodiscard]] const SpecialRiskPoints& Points(Enums::ClientRiskLevel level) const noexcept
+    [[nodiscard]] Profile CopyProfile(Enums::ClientRiskLevel level) const override { return profile[level]; }
+    [[nodiscard]] const SpecialRiskPoints& GetPoints(Enums::ClientRiskLevel level) const noexcept override
     {
         return profile[level].GetSpecialRiskPoints();
     }
+
+protected:
+    /// Five profiles of the same dimensions, all zero.
+    explicit StoredProfiles(const Parameters& parameters);
+    StoredProfiles(std::size_t points, std::size_t scenarios) : StoredProfiles(Parameters(points, scenarios)) {}
+
+    RiskLevelIndexedArray<Profile> profile;
 };
 
 } // namespace kv7im

@@ -30,7 +30,7 @@ public:
     /// All zero, no binding. Throws like LazyMemoryPool::Allocate.
     explicit Risk(const Parameters& parameters) : risks(parameters) {}
     /// A deep copy of the instrument's profile of that level, the binding pointers included.
-    Risk(const BaseProfile& instrument, Enums::ClientRiskLevel level) : risks(instrument.GetProfile(level)) {}
+    Risk(const BaseProfile& instrument, Enums::ClientRiskLevel level) : risks(instrument.CopyProfile(level)) {}
 
     [[nodiscard]] Profile& GetRisk() noexcept { return risks; }
     [[nodiscard]] const Profile& GetRisk() const noexcept { return risks; }

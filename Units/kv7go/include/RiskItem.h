@@ -69,6 +69,20 @@ inline constexpr double SmallestPositive = std::numeric_limits<double>::min();
 /// The inner Max turns a NaN into 0, and the outer Min then answers with that second operand.
 [[nodiscard]] inline RiskItem ZeroIfNaN(RiskItem cell) noexcept { return Min(cell, Max(cell, RiskItem(0.0))); }
 
+/// The cell where low <= at <= high, NaN elsewhere, a NaN `at` included.
+[[nodiscard]] inline RiskItem NaNUnlessBetween(RiskItem cell, RiskItem at, RiskItem low, RiskItem high) noexcept
+{
+    const __m256d inside =
+        _mm256_and_pd(_mm256_cmp_pd(at.value, low.value, _CMP_GE_OQ), _mm256_cmp_pd(high.value, at.value, _CMP_GE_OQ));
+    return _mm256_blendv_pd(_mm256_set1_pd(std::numeric_limits<double>::quiet_NaN()), cell.value, inside);
+}
+
+/// The cell where a > b, +0.0 elsewhere, also where either is NaN.
+[[nodiscard]] inline RiskItem ZeroUnlessAbove(RiskItem cell, RiskItem a, RiskItem b) noexcept
+{
+    return _mm256_and_pd(_mm256_cmp_pd(a.value, b.value, _CMP_GT_OQ), cell.value);
+}
+
 /// lane 0 + lane 1 + lane 2 + lane 3, added in this order.
 [[nodiscard]] inline double SumOfLanes(RiskItem item) noexcept
 {

@@ -1,6 +1,7 @@
 // Risk nodes: the tree along which one participant's risks net upward and from which the margin is read.
 //
-//   RiskNodeFutures   one futures:                  matrices, real price points only
+//   RiskNodeOptionSeries  one option series:        matrices, sub-points and delivery rows included
+//   RiskNodeFutures   one futures and its series in spread: matrices, real price points only
 //   RiskNodeMMS       one base contract (MMS):      matrices; calendar spreads net cell by cell
 //   RiskNodeMCS       a group of base contracts:    rows; inter-contract spreads net point by point
 //   RolledUpRiskNode  a detached, collapsed copy:   rows; sums a firm's clients, carries deltas upward
@@ -28,8 +29,10 @@ namespace kv7im {
 
 class CSpecBaseContract;
 class CSpecFutures;
+struct OptionTransform;
 struct PositionTransform;
 class RolledUpRiskNode;
+class RiskNodeFutures;
 class RiskNodeMMS;
 class RiskNodeMCS;
 
@@ -89,6 +92,10 @@ protected:
     };
     [[nodiscard]] const CollapsedRows& Collapsed() const;
     void RiskHasChanged() noexcept { rows.fresh = false; }
+    [[nodiscard]] double ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
+                                              const CSpecBaseContract& baseContract) const;
+    /// Special points of Expiration(), without making it where it is made on demand.
+    [[nodiscard]] virtual const SpecialRiskPoints& ExpirationPoints() const;
     void CopyFigures(const RiskNodeBase& other) noexcept; // everything but the rows
 
     double StoreInitialMarginValue(double value) noexcept;         ///< Returns the change.
@@ -103,7 +110,71 @@ protected:
     mutable CollapsedRows rows;
 };
 
-/// One futures of one participant.
+/// One option series of one participant: the sum of its positions over the columns of the series, sub-points included.
+///
+/// A series in spread gives itself to its futures, as its view: the cells folded onto real price points and, where the
+/// series enforces half netting, its losses only. A series standing alone is margined by itself.
+class RiskNodeOptionSeries final : public RiskNodeBase
+{
+public:
+    /// parameters: the dimensions of the options' profile; no delivery rows where the participant does not count
+    /// deliveries. The second form is for a series with sub-points, whose binding must outlive the node.
+    RiskNodeOptionSeries(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel);
+    RiskNodeOptionSeries(const Parameters& parameters, const BindsRow& binding, double ratio,
+                         Enums::ClientRiskLevel riskLevel);
+
+    [[nodiscard]] const Risk& Volatility() const override { return optionSeriesRisk; }
+    /// Made on demand: every row the worst delivery outcome per price point. Without delivery rows the volatility side.
+    [[nodiscard]] const Risk& Expiration() const override;
+
+    RiskNodeOptionSeries& operator+=(const Risk& risk);
+    RiskNodeOptionSeries& operator-=(const Risk& risk);
+
+    /// A detached copy on real price points that holds losses only: no cell above 0, rate and mismatch stress folded
+    /// into the cells, of the delivery outcomes the losses.
+    [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk() const;
+
+    /// Moves a position in one option from one state to another, in one pass over the cells and with the bits of
+    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both. The rows come out on
+    /// the way.
+    void ReplacePosition(const OptionTransform& before, const OptionTransform& after, double chargeRatio);
+    /// The same for a series in spread, with the bits of futures -= view before it and futures += view after it; the
+    /// net option values are left to the caller. lossesOnly: the view is that of GetTransformedRisk().
+    void ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after, double chargeRatio,
+                                 RiskNodeFutures& futures, bool lossesOnly);
+
+protected:
+    [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const override;
+
+private:
+    /// What the futures holds of this series: nothing known, its cells folded, or its folded losses.
+    enum class ViewKind
+    {
+        Unknown,
+        Signed,
+        LossesOnly,
+    };
+
+    [[nodiscard]] const Parameters& Dimensions() const noexcept { return optionSeriesRisk.GetRisk().GetParameters(); }
+    void CellsHaveChanged() noexcept;
+    void ReplacePoints(const OptionTransform& before, const OptionTransform& after, double chargeRatio) noexcept;
+    [[nodiscard]] RiskRow WorstDelivery() const;
+    void WorkOutView(ViewKind kind);
+    void ReplaceSignedCells(const OptionTransform& before, const OptionTransform& after, RiskNodeFutures& futures);
+    void ReplaceView(const OptionTransform& before, const OptionTransform& after, RiskNodeFutures& futures,
+                     bool lossesOnly);
+
+    Risk optionSeriesRisk;
+    mutable Risk optionSeriesExpirationRisk; // of no columns until it is asked for
+    mutable bool needToRecalcExpirationRisk = true;
+    // The view of the present cells where it takes work to make one, so that a change takes the old one out of the
+    // futures as it stands here and works out the new one only.
+    ViewKind viewKind = ViewKind::Unknown;
+    RiskRow view{0};         // see OptionKernels.h; empty where the cells themselves are the view
+    RiskRow deliveryView{0}; // empty without delivery rows
+};
+
+/// One futures of one participant, and its option series in spread.
 class RiskNodeFutures final : public RiskNodeBase
 {
 public:
@@ -117,6 +188,10 @@ public:
     /// stress; the mismatch stress counts by its losses everywhere.
     RiskNodeFutures& operator+=(const Risk& risk);
     RiskNodeFutures& operator-=(const Risk& risk);
+    /// Moves a series in or out: its volatility side to ours, its delivery side to ours, sub-points folded onto real
+    /// price points; the net option value goes with them.
+    RiskNodeFutures& operator+=(const RiskNodeOptionSeries& series);
+    RiskNodeFutures& operator-=(const RiskNodeOptionSeries& series);
     RiskNodeFutures& operator+=(const RiskNodeFutures& other);
     RiskNodeFutures& operator-=(const RiskNodeFutures& other);
 
@@ -131,6 +206,7 @@ public:
 
 private:
     friend class RiskNodeMMS;
+    friend class RiskNodeOptionSeries; // moves its view within the cells
 
     Risk riskFutures;
     Risk riskFuturesExpiration;

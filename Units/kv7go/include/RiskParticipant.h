@@ -11,6 +11,7 @@
 
 namespace kv7im {
 
+class CSpecOption;
 class CumulativePositionByFutures;
 class InstrumentsRepositoryWrapper;
 
@@ -39,6 +40,9 @@ public:
 
     /// Multiplier of the margin of one MCS: the largest ratio over its base contracts.
     [[nodiscard]] virtual double GetBrokerBaseContractGORatioForMCS(const std::string& mcsCode) const = 0;
+
+    /// Whether deliveries of this option count in the participant's margin; false for null.
+    [[nodiscard]] virtual bool WeHaveToCalcDeliveryRisk(const CSpecOption* option) const = 0;
 
     /// Told once for every futures that the participant's portfolio begins to hold.
     virtual void NewPositionAddedToPortfolio(const CumulativePositionByFutures& position) = 0;

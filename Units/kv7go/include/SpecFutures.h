@@ -71,7 +71,7 @@ struct PositionTransform
     double coverZR;         // and the ZR point times this
 };
 
-class CSpecFutures final : public BaseProfile
+class CSpecFutures final : public StoredProfiles
 {
 public:
     /// Test of a grid price (first) against the centre of the grid (second).

@@ -13,7 +13,10 @@ namespace kv7im {
 
 class BaseProfile;
 class CSpecFutures;
+class CSpecOption;
+struct OptionTransform;
 class RiskNodeFutures;
+class RiskNodeOptionSeries;
 class RiskParticipant;
 
 /// Level at which an instrument is netted.
@@ -40,7 +43,8 @@ public:
     [[nodiscard]] virtual const BaseProfile& GetProfile() const = 0;
 
     /// Stores the new state and moves the difference of its risk into the node. quantity is signed, short below 0;
-    /// price is the weighted average price; novQuantity is the quantity that the net option value counts.
+    /// price is the weighted average price; novQuantity is the quantity that the net option value counts. When it
+    /// throws the position and the nodes are as they were.
     void UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity);
 
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
@@ -81,6 +85,58 @@ protected:
 private:
     const CSpecFutures& m_futures;
     RiskNodeFutures& m_futuresRisk;
+};
+
+/// A position in an option; it feeds the node of its series.
+class CSpecPositionOptionsBase : public CSpecPosition
+{
+public:
+    CSpecPositionOptionsBase(RiskParticipant* participant, const CSpecOption& option,
+                             RiskNodeOptionSeries& optionSeriesRisk);
+
+    [[nodiscard]] const BaseProfile& GetProfile() const override;
+    [[nodiscard]] const CSpecOption& GetOption() const noexcept { return m_options; }
+    [[nodiscard]] Isin GetOptIsin() const noexcept { return m_optIsin; }
+    [[nodiscard]] const RiskNodeOptionSeries& GetOptionSeriesRisk() const noexcept { return m_optionSeriesRisk; }
+    [[nodiscard]] RiskNodeOptionSeries& GetOptionSeriesRisk() noexcept { return m_optionSeriesRisk; }
+    /// Whether the series nets with its futures.
+    [[nodiscard]] bool IsInSpread() const noexcept;
+
+protected:
+    /// Premium-style options only: quantity times settlement price, in money; 0 for any other.
+    [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
+    /// Moves the change of this position's net option value into the node of the series. A flat position has none
+    /// there.
+    void UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept;
+    [[nodiscard]] OptionTransform Describe(std::int64_t quantity, double price) const;
+
+    Isin m_optIsin;
+    const CSpecOption& m_options;
+    RiskNodeOptionSeries& m_optionSeriesRisk;
+};
+
+/// An option of a series in spread: the change of the series goes on into the node of the futures.
+class CSpecPositionOptions final : public CSpecPositionOptionsBase
+{
+public:
+    CSpecPositionOptions(RiskParticipant* participant, const CSpecOption& option,
+                         RiskNodeOptionSeries& optionSeriesRisk, RiskNodeFutures& futuresRisk);
+
+protected:
+    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+
+private:
+    RiskNodeFutures& m_futuresRisk;
+};
+
+/// An option of a series that is margined by itself.
+class CSpecPositionOptionsWithoutSpread final : public CSpecPositionOptionsBase
+{
+public:
+    using CSpecPositionOptionsBase::CSpecPositionOptionsBase;
+
+protected:
+    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
 };
 
 } // namespace kv7im

@@ -8,7 +8,11 @@ namespace kv7im {
 
 namespace {
 
-constexpr std::size_t StressRows = 2; // up and down, of rates and of mismatch
+using kernels::Collapsed;
+using kernels::Loss;
+using kernels::Replaced;
+using kernels::StressRows;
+using kernels::Worst;
 
 // A position spread over the lanes. The side is a factor of 1 or -1: a product with 1 is exact.
 struct SpreadTransform
@@ -22,18 +26,6 @@ struct SpreadTransform
     RiskItem price;
     RiskItem side;
     RiskItem scale;
-};
-
-// Losses only, a NaN counting as none: zero stands second.
-[[nodiscard]] RiskItem Loss(RiskItem cell) noexcept { return Min(cell, RiskItem(0.0)); }
-
-[[nodiscard]] RiskItem Replaced(RiskItem cell, RiskItem out, RiskItem in) noexcept { return Add(Sub(cell, out), in); }
-
-// Running worst of the rows of a block, NaN counting as 0.
-struct Worst
-{
-    RiskItem value{LargestFinite};
-    void Take(RiskItem cell) noexcept { value = Min(ZeroIfNaN(cell), value); }
 };
 
 // The stress rows of a group take each futures by its losses, whatever the futures brings.
@@ -84,7 +76,7 @@ void ReplaceContribution(Profile& group, Profile& given, const Profile& node, Ri
         const RiskItem worstMismatch = ReplaceStress<LossesOnly>(group.VolatilityMismatch().pData() + stress,
                                                                  given.VolatilityMismatch().pData() + stress,
                                                                  node.VolatilityMismatch().pData() + stress);
-        row.pData()[block] = Min(Add(Add(worst.value, worstRate), worstMismatch), RiskItem(LargestFinite));
+        row.pData()[block] = Collapsed(worst.value, worstRate, worstMismatch);
     }
     if constexpr (LossesOnly) { // folded into the cells
         given.InterestRate() = 0.0;

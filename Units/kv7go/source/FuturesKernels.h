@@ -4,7 +4,10 @@
 // Layout: within a block the rows of a matrix lie one behind the other. Padding lanes hold NaN and keep it.
 #pragma once
 
+#include <cstddef>
+
 #include "Profile.h"
+#include "RiskItem.h"
 #include "RiskRow.h"
 #include "SpecialRiskPoints.h"
 
@@ -12,9 +15,38 @@ namespace kv7im {
 
 struct PositionTransform;
 
-/// cell = (cell - risk(before)) + risk(after) over the volatility and rate cells of both profiles of a futures node.
-/// All volatility scenarios of a futures are alike, and its mismatch cells are 0, so one scenario is read and the
-/// mismatch stays. collateral: of the rate stress only losses count.
+namespace kernels {
+
+inline constexpr std::size_t StressRows = 2; // up and down, of rates and of mismatch
+
+/// Losses only, a NaN counting as none: zero stands second.
+[[nodiscard]] inline RiskItem Loss(RiskItem cell) noexcept { return Min(cell, RiskItem(0.0)); }
+
+[[nodiscard]] inline RiskItem Replaced(RiskItem cell, RiskItem out, RiskItem in) noexcept
+{
+    return Add(Sub(cell, out), in);
+}
+
+/// Running worst of the rows of a block, NaN counting as 0.
+struct Worst
+{
+    RiskItem value{LargestFinite};
+    void Take(RiskItem cell) noexcept { value = Min(ZeroIfNaN(cell), value); }
+};
+
+/// A price point collapsed: worst value + worst rate stress + worst mismatch, each alone.
+[[nodiscard]] inline RiskItem Collapsed(RiskItem value, RiskItem rate, RiskItem mismatch) noexcept
+{
+    return Min(Add(Add(value, rate), mismatch), RiskItem(LargestFinite));
+}
+
+} // namespace kernels
+
+/// cell = (cell - risk(before)) + risk(after) over the volatility and rate cells of both profiles of a futures node,
+/// which differ where a series with delivery rows is in the node. All volatility scenarios of a futures are alike, and
+/// its mismatch cells are 0, so one scenario is read and the mismatch, whatever series gave to it, stays. (A zero of
+/// either sign changes no cell of a node: none of them is -0.0, since they began as +0.0.) collateral: of the rate
+/// stress only losses count.
 void ReplacePositionInCells(Profile& volatility, Profile& expiration, const PositionTransform& before,
                             const PositionTransform& after, bool collateral) noexcept;
 

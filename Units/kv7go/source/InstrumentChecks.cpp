@@ -31,6 +31,19 @@ FuturesContext::FuturesContext(TelemetryAlertsCollectorPtr telemetry, std::strin
 
 std::string FuturesContext::str() const { return "CodeBC(" + codeBC_ + ")"; }
 
+VirtFuturesContext::VirtFuturesContext(TelemetryAlertsCollectorPtr telemetry, std::string action, std::string code,
+                                       std::string codeRF, std::string codeBC, bool isCollateral)
+    : Context(std::move(telemetry), std::move(action), std::move(code)),
+      codeRF_(std::move(codeRF)),
+      codeBC_(std::move(codeBC)),
+      isCollateral_(isCollateral)
+{}
+
+std::string VirtFuturesContext::str() const
+{
+    return "CodeRF(" + codeRF_ + ") CodeBC(" + codeBC_ + ")" + (isCollateral_ ? " Collateral" : "Non Collateral");
+}
+
 void logAssertFail(Z9ERR code, const std::string& assertion, const Context& context, const std::string& name,
                    const std::string& value)
 {
@@ -59,6 +72,7 @@ std::string NumberedName(std::int64_t value, std::string_view name)
 bool Holds(Relation relation, double value, double bound) noexcept
 {
     return relation == Relation::Above    ? value > bound
+           : relation == Relation::Below  ? value < bound
            : relation == Relation::AtMost ? value <= bound
                                           : value >= bound; // a magnitude comes without its sign
 }

@@ -1,28 +1,17 @@
-// How a base contract and a futures enter the repository: checks, construction, and what is recomputed afterwards.
+// How base contracts and futures enter the repository: checks, construction, and what is recomputed afterwards.
 #include "InstrumentsRepository.h"
 
-#include <cstring>
 #include <utility>
 
 #include "InstrumentChecks.h"
 #include "InstrumentTables.h"
-#include "except.h"
+#include "InstrumentTexts.h"
 #include "kv7errors.h"
 #include "z9log.h"
 
 namespace kv7im {
 
 namespace {
-
-std::string TextOrThrow(const char* text, const char* name)
-{
-    if (text == nullptr)
-        throw kv7base::CArgumentException(name, KV7_CURRENT_LOCATION).Fmt("%s of an instrument is null", name);
-    return text;
-}
-
-/// Text of a record's field, which need not end with a zero when it is full.
-std::string TextOfField(const t_instr& field) { return {field, strnlen(field, sizeof(field))}; }
 
 /// The scenario in the middle is the volatility as it stands, so the number is odd, and at least three.
 std::int32_t OddScenarioCount(std::int32_t volatNum) noexcept
@@ -264,6 +253,7 @@ Z9ERR InstrumentsRepository::CopyParametersToTAS(const CSpecFutures& tracked)
     CSpecFutures* const tas = FindFutures(link->second);
     if (tas == nullptr) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
+    ValueOptionsOf(tas->BaseContract->Code); // only the futures itself is recomputed here
     tracked.BaseContract->TASBaseContractCode = tas->BaseContract->Code;
     tas->RealCalcPrice = tracked.RealCalcPrice;
     CopyBaseContractParametersForTAS(*tracked.BaseContract, *tas->BaseContract);
@@ -277,6 +267,7 @@ void InstrumentsRepository::CopyParametersFromTracked(CSpecFutures& tas)
     const CSpecFutures* const tracked = FindFutures(tas.TASBaseFutIsinID);
     if (tracked == nullptr) return; // it may come later
 
+    ValueOptionsOf(tas.BaseContract->Code); // their charges are those of the shift as it is now
     tracked->BaseContract->TASBaseContractCode = tas.BaseContract->Code;
     tas.RealCalcPrice = tracked->RealCalcPrice;
     CopyBaseContractParametersForTAS(*tracked->BaseContract, *tas.BaseContract);
@@ -305,8 +296,22 @@ Z9ERR InstrumentsRepository::RecalculateFuturesBaseProfile(const CSpecBaseContra
 
 void InstrumentsRepository::RecalculateFuturesOf(std::string_view codeBC)
 {
+    auto& index = storageFutures.get<ByBaseContract>();
+    const auto [first, last] = index.equal_range(codeBC);
+    for (auto node = first; node != last; ++node)
+        ChangeInside(index, node, [](FuturesNode& changed) {
+            // Parents before children: a series reads the grid its futures computed a moment ago.
+            changed.GetCurrent()->RecalcInvariants();
+            for (auto& [seriesCode, series] : changed.GetCurrentStorage())
+                series.RecalcInvariants();
+        });
+}
+
+void InstrumentsRepository::ValueOptionsOf(std::string_view codeBC) const
+{
     for (const FuturesNode& node : RangeFuturesByBaseContract(codeBC))
-        node.GetCurrent()->RecalcInvariants();
+        for (const auto& [seriesCode, series] : node.GetCurrentStorage())
+            series.ValueAllOptions();
 }
 
 } // namespace kv7im

@@ -32,6 +32,17 @@ std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
     return count;
 }
 
+/// The option of a key, by way of its futures; null when there is none.
+template <class OptionIndex, class Key>
+const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
+{
+    const auto owner = index.find(key);
+    if (owner == index.end()) return nullptr;
+    const FuturesNode& futures = *owner->second;
+    const auto series = futures.GetVirtualFuturesByOptionIterator(access, key);
+    return series == futures.Storage(access).end() ? nullptr : series->second.GetOption(key);
+}
+
 } // namespace
 
 // Currencies and common parameters.
@@ -63,8 +74,11 @@ void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCol
 
 void InstrumentsRepository::Clear()
 {
-    // Children before parents.
+    // Children before parents: the nodes of the futures take their series with them, and these their options.
     storageTASBaseFutIsinIDToIsin.clear();
+    storageIndexOptionToFuturesByIsin.clear();
+    storageIndexOptionToFuturesByCode.clear();
+    storageIndexVirtualFuturesToFutures.clear();
     storageFutures.clear();
     storageBaseContracts.clear();
     curvatureRadiusMap.clear();
@@ -115,6 +129,23 @@ const CSpecFutures* InstrumentsRepository::GetFutures(std::string_view code) con
 
 const CSpecFutures* InstrumentsRepository::GetFutures(Isin isin) const { return FindFutures(isin); }
 
+const CSpecVirtFutures* InstrumentsRepository::GetVirtualFutures(AccessByStatus access, std::string_view code) const
+{
+    const auto owner = storageIndexVirtualFuturesToFutures.find(code);
+    return owner == storageIndexVirtualFuturesToFutures.end() ? nullptr
+                                                              : owner->second->GetVirtualFutures(access, code);
+}
+
+const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, Isin isin) const
+{
+    return OptionIn(storageIndexOptionToFuturesByIsin, access, isin);
+}
+
+const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, std::string_view code) const
+{
+    return OptionIn(storageIndexOptionToFuturesByCode, access, code);
+}
+
 bool InstrumentsRepository::BaseContractExists(std::string_view code) const
 {
     return FindBaseContract(code) != nullptr;
@@ -123,6 +154,24 @@ bool InstrumentsRepository::BaseContractExists(std::string_view code) const
 bool InstrumentsRepository::FuturesExists(std::string_view code) const { return GetFutures(code) != nullptr; }
 
 bool InstrumentsRepository::FuturesExists(Isin isin) const { return FindFutures(isin) != nullptr; }
+
+bool InstrumentsRepository::VirtualFuturesExists(std::string_view code) const
+{
+    return storageIndexVirtualFuturesToFutures.contains(code);
+}
+
+bool InstrumentsRepository::OptionExists(Isin isin) const { return storageIndexOptionToFuturesByIsin.contains(isin); }
+
+bool InstrumentsRepository::OptionExists(std::string_view code) const
+{
+    return storageIndexOptionToFuturesByCode.contains(code);
+}
+
+bool InstrumentsRepository::IsEquityOption(Isin isin) const
+{
+    const CSpecOption* const option = GetOption(AccessByStatus::eCurrent, isin);
+    return option != nullptr && option->VirtFutures->marginStyle == Enums::MarginStyle::Equity;
+}
 
 double InstrumentsRepository::GetCurvatureRadius(std::int32_t currencyId) const
 {
@@ -189,6 +238,21 @@ auto InstrumentsRepository::RangeFuturesByMMS(std::string_view codeMMS) const ->
 auto InstrumentsRepository::RangeFuturesByMCS(std::string_view codeMCS) const -> Range<StorageFutures, ByMCS>
 {
     return PartOf(storageFutures.get<ByMCS>(), codeMCS);
+}
+
+auto InstrumentsRepository::RangeVirtualFuturesByCode() const -> MapRange<StorageIndexVirtualFuturesToFutures>
+{
+    return WholeOf(storageIndexVirtualFuturesToFutures);
+}
+
+auto InstrumentsRepository::RangeOptionsByIsin() const -> MapRange<StorageIndexOptionToFuturesByIsin>
+{
+    return WholeOf(storageIndexOptionToFuturesByIsin);
+}
+
+auto InstrumentsRepository::RangeOptionsByCode() const -> MapRange<StorageIndexOptionToFuturesByCode>
+{
+    return WholeOf(storageIndexOptionToFuturesByCode);
 }
 
 } // namespace kv7im

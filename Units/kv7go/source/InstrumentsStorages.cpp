@@ -4,6 +4,83 @@
 
 namespace kv7im {
 
+namespace {
+
+template <class Index, class Key>
+auto PartOf(const Index& index, const Key& key)
+{
+    const auto [first, last] = index.equal_range(key);
+    return boost::make_iterator_range(first, last);
+}
+
+template <class Index, class Key>
+const CSpecOption* FindIn(const Index& index, const Key& key)
+{
+    const auto option = index.find(key);
+    return option == index.end() ? nullptr : &*option;
+}
+
+} // namespace
+
+// Series.
+
+VirtualFuturesNode::VirtualFuturesNode(std::unique_ptr<CSpecVirtFutures> series)
+    : currentVirtualFutures(std::move(series))
+{}
+
+const CSpecOption* VirtualFuturesNode::GetOption(std::string_view code) const
+{
+    return FindIn(storageOptions.get<ByCode>(), code);
+}
+
+const CSpecOption* VirtualFuturesNode::GetOption(Isin isin) const { return FindIn(storageOptions.get<ByIsin>(), isin); }
+
+auto VirtualFuturesNode::RangeOptionsByCode() const -> OptionsRange<ByCode>
+{
+    const auto& index = storageOptions.get<ByCode>();
+    return boost::make_iterator_range(index.begin(), index.end());
+}
+
+auto VirtualFuturesNode::RangeOptionsByIsin() const -> OptionsRange<ByIsin>
+{
+    const auto& index = storageOptions.get<ByIsin>();
+    return boost::make_iterator_range(index.begin(), index.end());
+}
+
+auto VirtualFuturesNode::RangeOptionsByVirtualFuturesCode(std::string_view code) const
+    -> OptionsRange<ByVirtualFuturesCode>
+{
+    return PartOf(storageOptions.get<ByVirtualFuturesCode>(), code);
+}
+
+auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> OptionsRange<ByFuturesIsin>
+{
+    return PartOf(storageOptions.get<ByFuturesIsin>(), futuresIsin);
+}
+
+void VirtualFuturesNode::RecalcInvariants()
+{
+    currentVirtualFutures->RecalcInvariants();
+    for (auto option = storageOptions.begin(); option != storageOptions.end(); ++option)
+        ChangeInside(storageOptions, option, [](CSpecOption& changed) { changed.RecalcInvariants(); });
+}
+
+void VirtualFuturesNode::ValueAllOptions() const
+{
+    for (const CSpecOption& option : storageOptions)
+        option.ValueAllLevels();
+}
+
+VirtualFuturesNode VirtualFuturesNode::CopyUnder(CSpecFutures& futures) const
+{
+    VirtualFuturesNode copy(std::make_unique<CSpecVirtFutures>(*currentVirtualFutures, &futures));
+    for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // which keeps their order
+        copy.storageOptions.emplace(option, copy.get());
+    return copy;
+}
+
+// Base contracts.
+
 BaseContractNode::BaseContractNode(std::shared_ptr<CSpecBaseContract> baseContract)
     : current(std::move(baseContract)), Code(current->Code), CodeMCS(current->CodeMCS)
 {}
@@ -17,21 +94,96 @@ void BaseContractNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
     current = std::move(changed);
 }
 
+// Futures.
+
 FuturesNode::FuturesNode(std::shared_ptr<CSpecFutures> futures)
     : current(std::move(futures)), isin(current->isin), code(current->Code), codeBaseContract(current->CodeBC)
 {
     RefreshGroupCodes();
 }
 
+StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesIterator(AccessByStatus access,
+                                                                             std::string_view seriesCode) const
+{
+    return Storage(access).find(seriesCode);
+}
+
+const CSpecVirtFutures* FuturesNode::GetVirtualFutures(AccessByStatus access, std::string_view seriesCode) const
+{
+    const auto series = GetVirtualFuturesIterator(access, seriesCode);
+    return series == Storage(access).end() ? nullptr : series->second.get();
+}
+
+StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesByOptionIterator(AccessByStatus access,
+                                                                                     Isin optionIsin) const
+{
+    const auto seriesCode = storageIndexVirtualFuturesCodeByOptionIsin.find(optionIsin);
+    return seriesCode == storageIndexVirtualFuturesCodeByOptionIsin.end()
+               ? Storage(access).end()
+               : GetVirtualFuturesIterator(access, seriesCode->second);
+}
+
+StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesByOptionIterator(AccessByStatus access,
+                                                                                     std::string_view optionCode) const
+{
+    const auto seriesCode = storageIndexVirtualFuturesCodeByOptionCode.find(optionCode);
+    return seriesCode == storageIndexVirtualFuturesCodeByOptionCode.end()
+               ? Storage(access).end()
+               : GetVirtualFuturesIterator(access, seriesCode->second);
+}
+
+double FuturesNode::GetRealCalcPriceOption(Isin optionIsin) const
+{
+    const auto series = GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, optionIsin);
+    if (series == GetChangedStorage().end()) return 0.0;
+    const CSpecOption* const option = series->second.GetOption(optionIsin);
+    return option == nullptr ? 0.0 : option->CalcOptPrice;
+}
+
+StorageVirtualFutures::iterator FuturesNode::InsertVirtualFuturesNode(AccessByStatus access,
+                                                                      const VirtualFuturesNode& node)
+{
+    return Storage(access).try_emplace(node.Code(), node).first;
+}
+
+void FuturesNode::RegistrateOptionOnVirtualFutures(Isin optionIsin, std::string_view optionCode,
+                                                   std::string_view seriesCode)
+{
+    const auto [entry, isNew] = storageIndexVirtualFuturesCodeByOptionIsin.try_emplace(optionIsin, seriesCode);
+    try {
+        storageIndexVirtualFuturesCodeByOptionCode.try_emplace(std::string(optionCode), seriesCode);
+    } catch (...) {
+        if (isNew) storageIndexVirtualFuturesCodeByOptionIsin.erase(entry);
+        throw;
+    }
+}
+
+void FuturesNode::ForgetOption(Isin optionIsin, std::string_view optionCode) noexcept
+{
+    storageIndexVirtualFuturesCodeByOptionIsin.erase(optionIsin);
+    const auto entry = storageIndexVirtualFuturesCodeByOptionCode.find(optionCode);
+    if (entry != storageIndexVirtualFuturesCodeByOptionCode.end())
+        storageIndexVirtualFuturesCodeByOptionCode.erase(entry);
+}
+
 void FuturesNode::InitializeChangedInstrument(CSpecBaseContract* changedBaseContract)
 {
-    changed = std::make_shared<CSpecFutures>(*current, changedBaseContract);
+    const auto futures = std::make_shared<CSpecFutures>(*current, changedBaseContract);
+    StorageVirtualFutures series;
+    for (const auto& [seriesCode, node] : storageCurrent)
+        series.try_emplace(seriesCode, node.CopyUnder(*futures));
+
+    storageChanged = std::move(series); // before its futures, so that the old ones go in that order too
+    changed = futures;
 }
 
 void FuturesNode::SwapNewestInstrumentAsRegularAndClearNewNodes()
 {
     if (status != Status::WasChanged || changed == nullptr) return;
-    current = std::move(changed);
+    current.swap(changed);
+    storageCurrent.swap(storageChanged);
+    storageChanged.clear(); // the old series, before their futures
+    changed.reset();
     RefreshGroupCodes();
 }
 

@@ -1,17 +1,19 @@
 #include "Portfolio.h"
 
-#include <tuple>
-
 #include "InstrumentsRepository.h"
 #include "InstrumentsRepositoryWrapper.h"
 #include "RiskParticipant.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "kv7errors.h"
 
 namespace kv7im {
 
 namespace {
+
+std::size_t PointsNumOf(const CSpecFutures& futures) { return static_cast<std::size_t>(futures.GetPointsNum()); }
 
 // Futures in a spread speak for their base contract, others for themselves.
 const std::string& RolledUpCodeOf(const CSpecFutures& futures)
@@ -19,10 +21,11 @@ const std::string& RolledUpCodeOf(const CSpecFutures& futures)
     return futures.IsInSpread ? futures.CodeBC : futures.Code;
 }
 
-RolledUpRiskNode& TryFindOrCreateRolledUpRisk(Portfolio::MapRolledUpRiskNode& map, const std::string& code,
-                                              Enums::ClientRiskLevel level, std::size_t pointsNum)
+// The node of the series of an option, where the series is margined by itself and was ever held; otherwise null.
+const RiskNodeOptionSeries* SeriesStandingAlone(const Portfolio::SearchResult& found)
 {
-    return map.try_emplace(code, pointsNum, level).first->second;
+    if (!found.OptionFound() || found.GetOptionPtr()->VirtFutures->IsInSpread) return nullptr;
+    return found.GetPositionPtr()->GetRiskNodeOptionSeriesByVFCode(found.GetOptionPtr()->CodeVF);
 }
 
 template <class Map>
@@ -41,9 +44,14 @@ Z9ERR Portfolio::SearchResult::ErrorToZ9ErrorCode() const noexcept
 
 Portfolio::SearchResult Portfolio::FindByIsin(Isin isin)
 {
-    const CSpecFutures* const futures = participant_->GetInstruments().GetFutures(isin);
+    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
+    if (const CSpecFutures* const futures = instruments.GetFutures(isin))
+        return {FindOrCreateCumulativeFuturesPosition(*futures), *futures};
+    const CSpecOption* const option = instruments.GetOption(isin);
+    if (option == nullptr) return {};
+    const CSpecFutures* const futures = instruments.GetFutures(option->GetFuturesIsin());
     if (futures == nullptr) return {};
-    return {FindOrCreateCumulativeFuturesPosition(*futures), *futures};
+    return {FindOrCreateCumulativeFuturesPosition(*futures), *option};
 }
 
 CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures)
@@ -59,10 +67,13 @@ CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(co
     return entry->second;
 }
 
-Z9ERR Portfolio::SetPosition(Isin isin, std::int64_t quantity, double price, [[maybe_unused]] std::int64_t novQuantity)
+Z9ERR Portfolio::SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
 {
     const SearchResult found = FindByIsin(isin);
-    if (found.FuturesFound()) found.GetPositionPtr()->ChangeFuturesPosition(quantity, price);
+    if (found.FuturesFound())
+        found.GetPositionPtr()->ChangeFuturesPosition(quantity, price);
+    else if (found.OptionFound())
+        found.GetPositionPtr()->ChangeOptionPosition(*found.GetOptionPtr(), quantity, price, novQuantity);
     return found.ErrorToZ9ErrorCode();
 }
 
@@ -93,7 +104,11 @@ const CumulativePositionByFutures* Portfolio::GetFuturesPositionByIsin(Isin isin
 const CSpecPosition* Portfolio::GetSpecPosition(Isin isin) const
 {
     const CumulativePositionByFutures* const position = GetFuturesPositionByIsin(isin);
-    return position == nullptr ? nullptr : &position->GetFuturesPositionSpec();
+    if (position != nullptr) return &position->GetFuturesPositionSpec();
+    const CSpecOption* const option = participant_->GetInstruments().GetOption(isin);
+    if (option == nullptr) return nullptr;
+    const CumulativePositionByFutures* const onItsFutures = GetFuturesPositionByIsin(option->GetFuturesIsin());
+    return onItsFutures == nullptr ? nullptr : onItsFutures->FindOptionPosition(isin);
 }
 
 const RiskNodeMMS* Portfolio::GetRisksNodeOfLevelMMS(const std::string& code) const
@@ -113,39 +128,51 @@ const RolledUpRiskNode* Portfolio::GetHalfNettingRisksByCode(const std::string& 
     return FindNode(halfNettingRisksCorrected_, code);
 }
 
-RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFutures& position,
-                                                const CSpecBaseContract& baseContract)
+RolledUpRiskNode& Portfolio::TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum)
 {
-    const RiskNodeFutures& owner = position.GetOwnerRiskNode();
-    const RiskNodeBase& node = position.HasLevelMMS() ? static_cast<const RiskNodeBase&>(*owner.parent) : owner;
+    return halfNettingRisksCorrected_.try_emplace(code, pointsNum, participant_->GetRiskLevel()).first->second;
+}
+
+RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const RiskNodeBase& node, const CSpecBaseContract& baseContract)
+{
     RolledUpRiskNode rolledUp = node.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive);
     rolledUp.ApplyCorrection(baseContract);
     return rolledUp;
 }
 
-// The change of the losses since the last call under this code; profits are cut off on both sides.
-RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code,
-                                                     const CumulativePositionByFutures& position)
+RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFutures& position,
+                                                const CSpecBaseContract& baseContract)
 {
-    const CSpecFutures& futures = *position.GetFutures();
-    RolledUpRiskNode& entry =
-        TryFindOrCreateRolledUpRisk(halfNettingRisksCorrected_, code, participant_->GetRiskLevel(),
-                                    static_cast<std::size_t>(futures.GetPointsNum()));
+    const RiskNodeFutures& owner = position.GetOwnerRiskNode();
+    return GetRolledUpRiskNode(position.HasLevelMMS() ? static_cast<const RiskNodeBase&>(*owner.parent) : owner,
+                               baseContract);
+}
+
+// The change of the losses since the last call under this code; profits are cut off on both sides.
+RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current)
+{
+    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, current.PointsNum());
     RolledUpRiskNode old = entry;
-    RolledUpRiskNode delta = GetRolledUpRiskNode(position, *futures.BaseContract);
-    entry = delta;
+    entry = current;
     old.BoundValuesFromAbove(0.0);
-    delta.BoundValuesFromAbove(0.0);
-    delta -= old;
-    return delta;
+    current.BoundValuesFromAbove(0.0);
+    current -= old;
+    return current;
 }
 
 void Portfolio::GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas)
 {
     const SearchResult found = FindByIsin(isin);
-    if (!found.FuturesFound()) return;
-    const CSpecFutures& futures = *found.GetFuturesPtr();
-    deltas.emplace_back(futures.isin, GetDeltaRolledUpRiskNode(RolledUpCodeOf(futures), *found.GetPositionPtr()));
+    if (found.GetPositionPtr() == nullptr) return;
+    const CumulativePositionByFutures& position = *found.GetPositionPtr();
+    const CSpecFutures& futures = *position.GetFutures();
+    if (const RiskNodeOptionSeries* const series = SeriesStandingAlone(found)) {
+        const std::string& code = found.GetOptionPtr()->VirtFutures->Code;
+        deltas.emplace_back(isin, GetDeltaRolledUpRiskNode(code, GetRolledUpRiskNode(*series, *futures.BaseContract)));
+        return;
+    }
+    deltas.emplace_back(futures.isin, GetDeltaRolledUpRiskNode(RolledUpCodeOf(futures),
+                                                               GetRolledUpRiskNode(position, *futures.BaseContract)));
 }
 
 void Portfolio::AddRolledUpRiskNodes(const RolledUpRisksVector& deltas)
@@ -156,27 +183,35 @@ void Portfolio::AddRolledUpRiskNodes(const RolledUpRisksVector& deltas)
 
 void Portfolio::AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node)
 {
-    const CSpecFutures* const futures = participant_->GetInstruments().GetFutures(isin);
-    if (futures != nullptr) AddRolledUpRiskNode(*futures, node);
+    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
+    if (const CSpecFutures* const futures = instruments.GetFutures(isin)) {
+        AddRolledUpRiskNode(*futures, node);
+        return;
+    }
+    const CSpecOption* const option = instruments.GetOption(isin);
+    if (option != nullptr && !option->VirtFutures->IsInSpread) AddRolledUpRiskNode(*option->VirtFutures, node);
 }
 
 void Portfolio::AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node)
 {
     const CSpecBaseContract& baseContract = *futures.BaseContract;
-    const Enums::ClientRiskLevel level = participant_->GetRiskLevel();
-    const auto pointsNum = static_cast<std::size_t>(futures.GetPointsNum());
-
-    RolledUpRiskNode& entry =
-        TryFindOrCreateRolledUpRisk(halfNettingRisksCorrected_, RolledUpCodeOf(futures), level, pointsNum);
+    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(RolledUpCodeOf(futures), PointsNumOf(futures));
     entry += node;
     if (!futures.IsInSpread || !baseContract.HasMCS()) {
         AddMarginChangesOf(entry);
         return;
     }
-    RolledUpRiskNode& entryOfMCS =
-        TryFindOrCreateRolledUpRisk(halfNettingRisksCorrected_, baseContract.CodeMCS, level, pointsNum);
+    RolledUpRiskNode& entryOfMCS = TryFindOrCreateRolledUpRisk(baseContract.CodeMCS, PointsNumOf(futures));
     RebuildRolledUpMCS(baseContract, entryOfMCS);
     AddMarginChangesOf(entryOfMCS);
+}
+
+// A series standing alone belongs to no group. Its row has the real price points only: sub-points were folded below.
+void Portfolio::AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node)
+{
+    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(series.Code, static_cast<std::size_t>(series.GetPointsNum()));
+    entry += node;
+    AddMarginChangesOf(entry);
 }
 
 // The sum of an MCS is made anew from the entries of its base contracts, not updated.

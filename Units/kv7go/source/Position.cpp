@@ -1,11 +1,14 @@
 #include "Position.h"
 
-#include <memory>
+#include <utility>
 
+#include "InstrumentsRepositoryWrapper.h"
 #include "Portfolio.h"
 #include "RiskParticipant.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 
 namespace kv7im {
 
@@ -80,8 +83,98 @@ RiskNodeMMS::PropertiesForICS CumulativePositionByFutures::GetPropertiesForICS()
 
 void CumulativePositionByFutures::ChangeFuturesPosition(std::int64_t quantity, double price)
 {
-    m_position.UpdateInitialMarginByNewPosition(quantity, price, 0);
+    SetSpecPositionPrivate(m_position, quantity, price, 0);
+}
+
+void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price,
+                                                       std::int64_t novQuantity)
+{
+    SetSpecPositionPrivate(FindOrCreateOptionPositionAndMarkChanged(option), quantity, price, novQuantity);
+}
+
+void CumulativePositionByFutures::SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price,
+                                                         std::int64_t novQuantity)
+{
+    try {
+        position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity);
+    } catch (...) { // the mark belongs to this call only
+        m_changedOptionSeriesNodeWithoutSpread = nullptr;
+        throw;
+    }
     InitialMarginCalculation();
+}
+
+CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPosition(const CSpecOption& option)
+{
+    if (const auto found = m_optionsMap.find(option.isin); found != m_optionsMap.end()) return *found->second;
+    RiskNodeOptionSeries& series = InitializeOptionSeriesRisk(option);
+    std::shared_ptr<CSpecPositionOptionsBase> position;
+    if (option.VirtFutures->IsInSpread)
+        position = std::make_shared<CSpecPositionOptions>(m_participant, option, series, m_ownerRisk);
+    else
+        position = std::make_shared<CSpecPositionOptionsWithoutSpread>(m_participant, option, series);
+    return *m_optionsMap.emplace(option.isin, std::move(position)).first->second;
+}
+
+CSpecPositionOptionsBase&
+CumulativePositionByFutures::FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option)
+{
+    CSpecPositionOptionsBase& position = FindOrCreateOptionPosition(option);
+    if (!position.IsInSpread()) m_changedOptionSeriesNodeWithoutSpread = &position.GetOptionSeriesRisk();
+    return position;
+}
+
+// Where the participant does not count deliveries of the series its node has no rows for them.
+RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(const CSpecOption& option)
+{
+    if (const auto found = m_optionSeriesRiskMap.find(option.CodeVF); found != m_optionSeriesRiskMap.end())
+        return *found->second;
+    const Enums::ClientRiskLevel level = m_participant->GetRiskLevel();
+    const double ratio = m_participant->GetBrokerBaseContractGORatio(m_futures->CodeBC);
+    Parameters parameters = option.GetParameters(level);
+    if (!m_participant->WeHaveToCalcDeliveryRisk(&option)) parameters.expirationScenariosCount = 0;
+    auto node = parameters.hasSubPoints() ? std::make_shared<RiskNodeOptionSeries>(
+                                                parameters, option.VirtFutures->GetBindingArray(level), ratio, level)
+                                          : std::make_shared<RiskNodeOptionSeries>(parameters, ratio, level);
+    return *m_optionSeriesRiskMap.emplace(option.CodeVF, std::move(node)).first->second;
+}
+
+CSpecPositionOptionsBase* CumulativePositionByFutures::GetOptionPositionSpec(Isin isin)
+{
+    if (const auto found = m_optionsMap.find(isin); found != m_optionsMap.end()) return found->second.get();
+    const CSpecOption* const option = m_participant->GetInstruments().GetOption(isin);
+    return option == nullptr ? nullptr : &FindOrCreateOptionPosition(*option);
+}
+
+const CSpecPositionOptionsBase* CumulativePositionByFutures::FindOptionPosition(Isin isin) const
+{
+    const auto found = m_optionsMap.find(isin);
+    return found == m_optionsMap.end() ? nullptr : found->second.get();
+}
+
+const RiskNodeOptionSeries* CumulativePositionByFutures::GetRiskNodeOptionSeriesByVFCode(const std::string& code) const
+{
+    const auto found = m_optionSeriesRiskMap.find(code);
+    return found == m_optionSeriesRiskMap.end() ? nullptr : found->second.get();
+}
+
+double CumulativePositionByFutures::GetTotalVolatilityInitialMargin() const noexcept
+{
+    return m_volatilityInitialMarginOptionSeriesSWithoutSpread + GetFuturesGroupRisk().GetInitialMarginValue();
+}
+
+double CumulativePositionByFutures::GetTotalDeliveryVolatilityInitialMargin() const noexcept
+{
+    return m_deliveryInitialMarginOptionSeriesSWithoutSpread + GetFuturesGroupRisk().GetInitialMarginDeliveryValue();
+}
+
+void CumulativePositionByFutures::ZeroMarginValue() noexcept
+{
+    m_ownerRisk.ZeroMarginValue();
+    for (const auto& [code, node] : m_optionSeriesRiskMap)
+        node->ZeroMarginValue();
+    m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0;
+    m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
 }
 
 // Replaces what this futures gives to its group: the signed cells where futures of a contract net against each other,
@@ -93,7 +186,8 @@ void CumulativePositionByFutures::ReplaceContributionToMMS()
     m_ownerRisk.parent->ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, lossesOnly);
 }
 
-void CumulativePositionByFutures::InitialMarginCalculation()
+// Takes the change of this futures up through its groups.
+void CumulativePositionByFutures::CarryToGroups()
 {
     if (HasLevelMCS()) {
         RiskNodeMMS& mms = *m_ownerRisk.parent;
@@ -103,11 +197,22 @@ void CumulativePositionByFutures::InitialMarginCalculation()
     } else if (HasLevelMMS()) {
         ReplaceContributionToMMS();
     }
+}
 
+// A series standing alone is margined by itself and reaches no node above it.
+void CumulativePositionByFutures::InitialMarginCalculation()
+{
     const CSpecBaseContract& baseContract = *m_futures->BaseContract;
-    RiskNodeBase& node = TopNode();
+    RiskNodeOptionSeries* const series = std::exchange(m_changedOptionSeriesNodeWithoutSpread, nullptr);
+    if (series == nullptr) CarryToGroups();
+    RiskNodeBase& node = series != nullptr ? *series : TopNode();
+
     const double volatilityChange = node.UpdateInitialMarginValue(baseContract);
     const double deliveryChange = node.UpdateInitialMarginDeliveryValue(baseContract);
+    if (series != nullptr) {
+        m_volatilityInitialMarginOptionSeriesSWithoutSpread += volatilityChange;
+        m_deliveryInitialMarginOptionSeriesSWithoutSpread += deliveryChange;
+    }
     m_portfolio.IncreaseVolatilityInitialMarginBy(volatilityChange);
     m_portfolio.IncreaseDeliveryVolatilityInitialMarginBy(deliveryChange);
 }

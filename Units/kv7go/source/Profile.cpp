@@ -62,6 +62,6 @@ bool Profile::operator==(const Profile& other) const noexcept
            volatilityMismatchMatrix == other.volatilityMismatchMatrix && specialRiskPoints == other.specialRiskPoints;
 }
 
-BaseProfile::BaseProfile(const Parameters& parameters) : profile(Profile(CheckedForMemory(parameters))) {}
+StoredProfiles::StoredProfiles(const Parameters& parameters) : profile(Profile(CheckedForMemory(parameters))) {}
 
 } // namespace kv7im

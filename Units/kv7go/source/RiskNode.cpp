@@ -15,8 +15,20 @@ namespace {
 // Smaller and larger of two in the order written: the second operand when either is no number.
 double Smaller(double a, double b) noexcept { return a < b ? a : b; }
 
+// A risk with sub-points on the real price points, which is all that the node of a futures has.
+Risk OnRealPoints(const Risk& source)
+{
+    Parameters parameters = source.GetRisk().GetParameters();
+    parameters.subPointsCount = 0;
+    Risk folded(parameters);
+    source.GetRollupedRisk(folded);
+    return folded;
+}
+
 void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
+    if (source.GetRisk().GetParameters().hasSubPoints())
+        return AdditionalRiskToFutures(target, OnRealPoints(source), isCollateral);
     Profile& into = target.GetRisk();
     const Profile& from = source.GetRisk();
     into.Volatility() += from.Volatility();
@@ -31,6 +43,8 @@ void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral
 
 void SubtractionRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
+    if (source.GetRisk().GetParameters().hasSubPoints())
+        return SubtractionRiskToFutures(target, OnRealPoints(source), isCollateral);
     Profile& outOf = target.GetRisk();
     const Profile& from = source.GetRisk();
     outOf.Volatility() -= from.Volatility();
@@ -90,7 +104,7 @@ double RiskNodeBase::UpdateInitialMarginValue(const CSpecBaseContract& baseContr
 double RiskNodeBase::UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract)
 {
     return StoreInitialMarginDeliveryValue(
-        ComposeInitialMarginByRisk(Expiration(), Collapsed().delivery, baseContract));
+        ComposeInitialMargin(ExpirationPoints(), Collapsed().delivery, baseContract));
 }
 
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
@@ -111,6 +125,8 @@ const Risk& RiskNodeBase::Volatility() const
 }
 
 const Risk& RiskNodeBase::Expiration() const { return RiskNodeBase::Volatility(); }
+
+const SpecialRiskPoints& RiskNodeBase::ExpirationPoints() const { return Expiration().GetSpecialRiskPoints(); }
 
 void RiskNodeBase::CopyFigures(const RiskNodeBase& other) noexcept
 {
@@ -146,7 +162,13 @@ double RiskNodeBase::StoreInitialMarginDeliveryValue(double value) noexcept
 double RiskNodeBase::ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
                                                 const CSpecBaseContract& baseContract) const
 {
-    SpecialRiskPoints points = risk.GetSpecialRiskPoints().GetCorrectedSpecialRiskPoints(row, baseContract, level);
+    return ComposeInitialMargin(risk.GetSpecialRiskPoints(), row, baseContract);
+}
+
+double RiskNodeBase::ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
+                                          const CSpecBaseContract& baseContract) const
+{
+    SpecialRiskPoints points = uncorrected.GetCorrectedSpecialRiskPoints(row, baseContract, level);
     const double curvature = baseContract.CalculateRiskCoefficient();
     points.ApplyCurvature(NOVj, curvature);
     const double worstPoint = points.min();
@@ -181,6 +203,26 @@ RiskNodeFutures& RiskNodeFutures::operator-=(const Risk& risk)
     RiskHasChanged();
     SubtractionRiskToFutures(riskFutures, risk, isCollateral);
     SubtractionRiskToFutures(riskFuturesExpiration, risk, isCollateral);
+    return *this;
+}
+
+RiskNodeFutures& RiskNodeFutures::operator+=(const RiskNodeOptionSeries& series)
+{
+    RiskHasChanged();
+    AdditionalRiskToFutures(riskFutures, series.Volatility(), isCollateral);
+    AdditionalRiskToFutures(riskFuturesExpiration, series.Expiration(), isCollateral);
+    NOVj += series.GetNOVj();
+    m_totalCumulativePerformance += series.GetTotalCumulativePerformance();
+    return *this;
+}
+
+RiskNodeFutures& RiskNodeFutures::operator-=(const RiskNodeOptionSeries& series)
+{
+    RiskHasChanged();
+    SubtractionRiskToFutures(riskFutures, series.Volatility(), isCollateral);
+    SubtractionRiskToFutures(riskFuturesExpiration, series.Expiration(), isCollateral);
+    NOVj -= series.GetNOVj();
+    m_totalCumulativePerformance -= series.GetTotalCumulativePerformance();
     return *this;
 }
 

@@ -35,7 +35,7 @@ CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, std::string code, st
                            double timeToExpiration, double edgeCoeff_, double normalizedSpot,
                            Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
                            bool enforceIMSHalfNetting, Isin tasBaseFutIsinID)
-    : BaseProfile(GridOf(*baseContract)),
+    : StoredProfiles(GridOf(*baseContract)),
       BaseContract(baseContract),
       Code(std::move(code)),
       CodeBC(std::move(codeBC)),

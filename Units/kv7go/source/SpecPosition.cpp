@@ -6,6 +6,8 @@
 #include "RiskParticipant.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 
 namespace kv7im {
 
@@ -32,7 +34,14 @@ void CSpecPosition::UpdateInitialMarginByNewPosition(std::int64_t quantity, doub
     m_WAPrice = price;
     m_NOVi = CalculateNOVi(novQuantity);
 
-    CalculatePosRisk(oldQuantity, oldPrice, oldNOVi);
+    try {
+        CalculatePosRisk(oldQuantity, oldPrice, oldNOVi);
+    } catch (...) { // the nodes still hold the old state
+        m_quantity = oldQuantity;
+        m_WAPrice = oldPrice;
+        m_NOVi = oldNOVi;
+        throw;
+    }
 }
 
 double CSpecPosition::CalculateNOVi(std::int64_t) const { return 0.0; }
@@ -61,6 +70,63 @@ void CSpecPositionFutures::CalculatePosRisk(std::int64_t oldQuantity, double old
     };
     m_futuresRisk.ReplacePosition(state(oldQuantity, oldPrice), state(m_quantity, m_WAPrice),
                                   m_participant->GetShortOptionMinimumChargeRatio());
+}
+
+CSpecPositionOptionsBase::CSpecPositionOptionsBase(RiskParticipant* participant, const CSpecOption& option,
+                                                   RiskNodeOptionSeries& optionSeriesRisk)
+    : CSpecPosition(participant, *option.VirtFutures->Futures, option.Code),
+      m_optIsin(option.isin),
+      m_options(option),
+      m_optionSeriesRisk(optionSeriesRisk)
+{}
+
+const BaseProfile& CSpecPositionOptionsBase::GetProfile() const { return m_options; }
+
+bool CSpecPositionOptionsBase::IsInSpread() const noexcept { return m_options.VirtFutures->IsInSpread; }
+
+double CSpecPositionOptionsBase::CalculateNOVi(std::int64_t quantity) const
+{
+    const CSpecVirtFutures& series = *m_options.VirtFutures;
+    if (series.marginStyle != Enums::MarginStyle::Equity) return 0.0;
+    return static_cast<double>(quantity) * m_options.CalcOptPrice * series.MoneyCoef;
+}
+
+void CSpecPositionOptionsBase::UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept
+{
+    const double gone = oldQuantity != 0 ? oldNOVi : 0.0;
+    const double come = m_quantity != 0 ? m_NOVi : 0.0;
+    m_optionSeriesRisk.AddNOVi(come - gone);
+}
+
+// Valued here, before any node is touched: an option is valued at its first use, which may fail.
+OptionTransform CSpecPositionOptionsBase::Describe(std::int64_t quantity, double price) const
+{
+    return m_options.DescribePosition(quantity, price, m_participant->GetRiskLevel());
+}
+
+CSpecPositionOptions::CSpecPositionOptions(RiskParticipant* participant, const CSpecOption& option,
+                                           RiskNodeOptionSeries& optionSeriesRisk, RiskNodeFutures& futuresRisk)
+    : CSpecPositionOptionsBase(participant, option, optionSeriesRisk), m_futuresRisk(futuresRisk)
+{}
+
+void CSpecPositionOptions::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi)
+{
+    const OptionTransform before = Describe(oldQuantity, oldPrice);
+    const OptionTransform after = Describe(m_quantity, m_WAPrice);
+    m_optionSeriesRisk.ReplacePositionInSpread(before, after, m_participant->GetShortOptionMinimumChargeRatio(),
+                                               m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
+    // The net option value of the whole series goes out of the futures and comes back with the change.
+    m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
+    UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
+    m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
+}
+
+void CSpecPositionOptionsWithoutSpread::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi)
+{
+    const OptionTransform before = Describe(oldQuantity, oldPrice);
+    const OptionTransform after = Describe(m_quantity, m_WAPrice);
+    m_optionSeriesRisk.ReplacePosition(before, after, m_participant->GetShortOptionMinimumChargeRatio());
+    UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
 }
 
 } // namespace kv7im

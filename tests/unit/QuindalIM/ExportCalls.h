@@ -125,4 +125,202 @@ struct BaseContractEntry
     friend bool operator==(const BaseContractEntry&, const BaseContractEntry&) = default;
 };
 
+/// Arguments of InsertOptionSeries: a flat smile of 20 per cent, no rates, no sub-points, alone; one step of 1 is worth
+/// 1, so that a series on Futures can be worked by hand.
+struct OptionSeriesArguments
+{
+    double A_Black = 20.0;
+    double B_Black = 0.0;
+    double C_Black = 0.0;
+    double D_Black = 0.0;
+    double E_Black = 1.0;
+    std::int8_t UseNullVolat = 0;
+    double S_Black = 0.0;
+    double StrikeStep = 100.0;
+    std::int32_t ExpClearingsSA = 0;
+    std::int32_t ExpClearingsBF = 0;
+    std::int32_t ExpClearingsCC = 0;
+    double VolatilityRisk = 0.25;
+    double VolatilityRiskMismatch = 0.0;
+    double TimeToExpiration = 0.25;
+    double A_Bach = 1.0;
+    double B_Bach = 0.0;
+    double C_Bach = 0.0;
+    double D_Bach = 0.0;
+    double E_Bach = 1.0;
+    double S_Bach = 0.0;
+    double M_Bach = 100.0;
+    QuindalMarginStyle MarginStyle = QUINDAL_MARGIN_STYLE_FUTURES;
+    QuindalSettlementType SettlementType = QUINDAL_SETTLEMENT_TYPE_CASH_SETTLED;
+    QuindalExerciseStyle ExerciseStyle = QUINDAL_EXERCISE_STYLE_EUROPEAN;
+    std::int8_t SubRisk = 0;
+    QuindalSpreadAspect SpreadAspect = QUINDAL_SPREAD_ASPECT_NOT_IN_SPREAD;
+    std::int8_t EnforceHalfNetting = 0;
+    double MinStep = 1.0;
+    double MinStepPrice = 1.0;
+    std::int32_t LotCoeff = 1;
+    double r = 0.0;
+    double InterestRateRiskUp = 0.0;
+    double InterestRateRiskDown = 0.0;
+    double FixedSpotDiscount = 0.0;
+    double ProjectedSpotDiscount = 0.0;
+    double r2 = 0.0;
+    double InterestRate2RiskUp = 0.0;
+    double InterestRate2RiskDown = 0.0;
+
+    std::int32_t Insert(std::intptr_t calc, const char* code, const char* futures) const
+    {
+        return InsertOptionSeries(calc, code, futures, A_Black, B_Black, C_Black, D_Black, E_Black, UseNullVolat,
+                                  S_Black, StrikeStep, ExpClearingsSA, ExpClearingsBF, ExpClearingsCC, VolatilityRisk,
+                                  VolatilityRiskMismatch, TimeToExpiration, A_Bach, B_Bach, C_Bach, D_Bach, E_Bach,
+                                  S_Bach, M_Bach, MarginStyle, SettlementType, ExerciseStyle, SubRisk, SpreadAspect,
+                                  EnforceHalfNetting, MinStep, MinStepPrice, LotCoeff, r, InterestRateRiskUp,
+                                  InterestRateRiskDown, FixedSpotDiscount, ProjectedSpotDiscount, r2,
+                                  InterestRate2RiskUp, InterestRate2RiskDown);
+    }
+    /// Every number a value of its own that is stored as it is, so that no two can be exchanged unseen; all styles and
+    /// flags set.
+    static OptionSeriesArguments AllDifferent();
+    friend bool operator==(const OptionSeriesArguments&, const OptionSeriesArguments&) = default;
+};
+
+inline std::int32_t OptionSeries(std::intptr_t calc, const char* code, const char* futures)
+{
+    return OptionSeriesArguments().Insert(calc, code, futures);
+}
+
+inline std::int32_t Option(std::intptr_t calc, const char* code, const char* series, double strike = 1000.0,
+                           QuindalOptionType type = QUINDAL_OPTION_TYPE_CALL, double price = 10.0)
+{
+    return InsertOption(calc, code, series, strike, type, price);
+}
+
+inline OptionSeriesArguments OptionSeriesArguments::AllDifferent()
+{
+    return {.A_Black = 21.5,
+            .B_Black = 22.5,
+            .C_Black = 0.5,
+            .D_Black = -1.25,
+            .E_Black = 2.25,
+            .UseNullVolat = 1,
+            .S_Black = 0.0625,
+            .StrikeStep = 50.0,
+            .ExpClearingsSA = 3,
+            .ExpClearingsBF = 4,
+            .ExpClearingsCC = 5,
+            .VolatilityRisk = 0.125,
+            .VolatilityRiskMismatch = 0.1875,
+            .TimeToExpiration = 0.25,
+            .A_Bach = 0.75,
+            .B_Bach = 0.875,
+            .C_Bach = 0.375,
+            .D_Bach = -0.25,
+            .E_Bach = 1.75,
+            .S_Bach = 0.03125,
+            .M_Bach = 110.0,
+            .MarginStyle = QUINDAL_MARGIN_STYLE_EQUITY,
+            .SettlementType = QUINDAL_SETTLEMENT_TYPE_DELIVERABLE,
+            .ExerciseStyle = QUINDAL_EXERCISE_STYLE_EUROPEAN,
+            .SubRisk = 1,
+            .SpreadAspect = QUINDAL_SPREAD_ASPECT_IN_SPREAD,
+            .EnforceHalfNetting = 1,
+            .MinStep = 0.5,
+            .MinStepPrice = 6.5,
+            .LotCoeff = 10,
+            .r = 0.07,
+            .InterestRateRiskUp = 0.011,
+            .InterestRateRiskDown = 0.012,
+            .FixedSpotDiscount = 1.5,
+            .ProjectedSpotDiscount = 2.5,
+            .r2 = 0.03,
+            .InterestRate2RiskUp = 0.013,
+            .InterestRate2RiskDown = 0.014};
+}
+
+/// Buffers and values of GetNextOptionSeries, each holding a value of its own until it is written.
+struct OptionSeriesEntry
+{
+    std::array<char, 32> code{"untouched"};
+    std::int32_t codeSize = 32;
+    std::array<char, 32> futures{"untouched"};
+    std::int32_t futuresSize = 32;
+    double sqrtT = -1.0;
+    OptionSeriesArguments values = Untouched();
+
+    std::int32_t GetNext(std::intptr_t calc)
+    {
+        OptionSeriesArguments& v = values;
+        return GetNextOptionSeries(
+            calc, code.data(), &codeSize, futures.data(), &futuresSize, &sqrtT, &v.A_Black, &v.B_Black, &v.C_Black,
+            &v.D_Black, &v.E_Black, &v.UseNullVolat, &v.S_Black, &v.StrikeStep, &v.ExpClearingsSA, &v.ExpClearingsBF,
+            &v.ExpClearingsCC, &v.VolatilityRisk, &v.VolatilityRiskMismatch, &v.TimeToExpiration, &v.A_Bach, &v.B_Bach,
+            &v.C_Bach, &v.D_Bach, &v.E_Bach, &v.S_Bach, &v.M_Bach, &v.MarginStyle, &v.SettlementType, &v.ExerciseStyle,
+            &v.SubRisk, &v.SpreadAspect, &v.EnforceHalfNetting, &v.MinStep, &v.MinStepPrice, &v.LotCoeff, &v.r,
+            &v.InterestRateRiskUp, &v.InterestRateRiskDown, &v.FixedSpotDiscount, &v.ProjectedSpotDiscount, &v.r2,
+            &v.InterestRate2RiskUp, &v.InterestRate2RiskDown);
+    }
+    friend bool operator==(const OptionSeriesEntry&, const OptionSeriesEntry&) = default;
+
+private:
+    static OptionSeriesArguments Untouched()
+    {
+        return {.A_Black = -2,
+                .B_Black = -3,
+                .C_Black = -4,
+                .D_Black = -5,
+                .E_Black = -6,
+                .UseNullVolat = -7,
+                .S_Black = -8,
+                .StrikeStep = -9,
+                .ExpClearingsSA = -10,
+                .ExpClearingsBF = -11,
+                .ExpClearingsCC = -12,
+                .VolatilityRisk = -13,
+                .VolatilityRiskMismatch = -14,
+                .TimeToExpiration = -15,
+                .A_Bach = -16,
+                .B_Bach = -17,
+                .C_Bach = -18,
+                .D_Bach = -19,
+                .E_Bach = -20,
+                .S_Bach = -21,
+                .M_Bach = -22,
+                .MarginStyle = -23,
+                .SettlementType = -24,
+                .ExerciseStyle = -25,
+                .SubRisk = -26,
+                .SpreadAspect = -27,
+                .EnforceHalfNetting = -28,
+                .MinStep = -29,
+                .MinStepPrice = -30,
+                .LotCoeff = -31,
+                .r = -32,
+                .InterestRateRiskUp = -33,
+                .InterestRateRiskDown = -34,
+                .FixedSpotDiscount = -35,
+                .ProjectedSpotDiscount = -36,
+                .r2 = -37,
+                .InterestRate2RiskUp = -38,
+                .InterestRate2RiskDown = -39};
+    }
+};
+
+/// The same of GetNextOption.
+struct OptionEntry
+{
+    std::array<char, 32> code{"untouched"};
+    std::int32_t codeSize = 32;
+    std::array<char, 32> series{"untouched"};
+    std::int32_t seriesSize = 32;
+    double strike = -1.0;
+    QuindalOptionType type = -2;
+    double calcOptPrice = -3.0;
+
+    std::int32_t GetNext(std::intptr_t calc)
+    {
+        return GetNextOption(calc, code.data(), &codeSize, series.data(), &seriesSize, &strike, &type, &calcOptPrice);
+    }
+    friend bool operator==(const OptionEntry&, const OptionEntry&) = default;
+};
+
 } // namespace calls

@@ -125,9 +125,23 @@ std::vector<Case> AllWithPointers()
                                   0, 1.0, 1.0, 1.0, 1.0, 0.0, 0.0, 1.0, 1.0, 0, 0.0, 0.0, 0,
                                   Unless(null == "TASBaseFutCode", ""));
          }},
+        {"InsertOptionSeries",
+         {"OptionSeriesCode", "FuturesCode"},
+         94821,
+         [](Room&, const std::string& null) {
+             return calls::OptionSeries(0, Unless(null == "OptionSeriesCode", "S"), Unless(null == "FuturesCode", "F"));
+         }},
+        {"InsertOption",
+         {"OptionCode", "OptionSeriesCode"},
+         94821,
+         [](Room&, const std::string& null) {
+             return calls::Option(0, Unless(null == "OptionCode", "O"), Unless(null == "OptionSeriesCode", "S"));
+         }},
         setOnFirst("SetOnFirstCurrency", SetOnFirstCurrency),
         setOnFirst("SetOnFirstBaseContract", SetOnFirstBaseContract),
         setOnFirst("SetOnFirstFutures", SetOnFirstFutures),
+        setOnFirst("SetOnFirstOptionSeries", SetOnFirstOptionSeries),
+        setOnFirst("SetOnFirstOption", SetOnFirstOption),
         {"GetNextCurrency",
          {"CurrencyId", "CurvatureRadius"},
          94821,
@@ -220,6 +234,81 @@ std::vector<Case> AllWithPointers()
                                    real("TimeToExpiration"), real("NormalizedSpot"), number("Attribute"),
                                    real("MRAddOnUp"), real("MRAddOnDown"), small("EnforceIMSHalfNetting"),
                                    text("TASBaseFutCode"), number("TASBaseFutCodeSize"));
+         }},
+        {"GetNextOptionSeries",
+         {"OptionSeriesCode",
+          "FuturesCode",
+          "OptionSeriesCodeSize",
+          "FuturesCodeSize",
+          "SqrtT",
+          "A_Black",
+          "B_Black",
+          "C_Black",
+          "D_Black",
+          "E_Black",
+          "UseNullVolat",
+          "S_Black",
+          "StrikeStep",
+          "ExpClearingsSA",
+          "ExpClearingsBF",
+          "ExpClearingsCC",
+          "VolatilityRisk",
+          "VolatilityRiskMismatch",
+          "TimeToExpiration",
+          "A_Bach",
+          "B_Bach",
+          "C_Bach",
+          "D_Bach",
+          "E_Bach",
+          "S_Bach",
+          "M_Bach",
+          "MarginStyle",
+          "SettlementType",
+          "ExerciseStyle",
+          "SubRisk",
+          "SpreadAspect",
+          "EnforceHalfNetting",
+          "MinStep",
+          "MinStepPrice",
+          "LotCoeff",
+          "r",
+          "InterestRateRiskUp",
+          "InterestRateRiskDown",
+          "FixedSpotDiscount",
+          "ProjectedSpotDiscount",
+          "r2",
+          "InterestRate2RiskUp",
+          "InterestRate2RiskDown"},
+         94821,
+         [](Room& room, const std::string& null) {
+             const auto real = [&](const char* name) { return Unless(null == name, &room.real); };
+             const auto number = [&](const char* name) { return Unless(null == name, &room.number); };
+             const auto small = [&](const char* name) { return Unless(null == name, &room.small); };
+             const auto text = [&](const char* name) { return Unless(null == name, room.text.data()); };
+             return GetNextOptionSeries(
+                 0, text("OptionSeriesCode"), number("OptionSeriesCodeSize"), text("FuturesCode"),
+                 number("FuturesCodeSize"), real("SqrtT"), real("A_Black"), real("B_Black"), real("C_Black"),
+                 real("D_Black"), real("E_Black"), small("UseNullVolat"), real("S_Black"), real("StrikeStep"),
+                 number("ExpClearingsSA"), number("ExpClearingsBF"), number("ExpClearingsCC"), real("VolatilityRisk"),
+                 real("VolatilityRiskMismatch"), real("TimeToExpiration"), real("A_Bach"), real("B_Bach"),
+                 real("C_Bach"), real("D_Bach"), real("E_Bach"), real("S_Bach"), real("M_Bach"), number("MarginStyle"),
+                 number("SettlementType"), number("ExerciseStyle"), small("SubRisk"), small("SpreadAspect"),
+                 small("EnforceHalfNetting"), real("MinStep"), real("MinStepPrice"), number("LotCoeff"), real("r"),
+                 real("InterestRateRiskUp"), real("InterestRateRiskDown"), real("FixedSpotDiscount"),
+                 real("ProjectedSpotDiscount"), real("r2"), real("InterestRate2RiskUp"), real("InterestRate2RiskDown"));
+         }},
+        {"GetNextOption",
+         {"OptionCode", "OptionSeriesCode", "OptionCodeSize", "OptionSeriesCodeSize", "Strike", "OptionType",
+          "CalcOptPrice"},
+         94821,
+         [](Room& room, const std::string& null) {
+             const auto real = [&](const char* name) { return Unless(null == name, &room.real); };
+             const auto number = [&](const char* name) { return Unless(null == name, &room.number); };
+             const auto small = [&](const char* name) { return Unless(null == name, &room.small); };
+             const auto text = [&](const char* name) { return Unless(null == name, room.text.data()); };
+             return GetNextOption(0, text("OptionCode"), number("OptionCodeSize"), text("OptionSeriesCode"),
+                                  number("OptionSeriesCodeSize"), real("Strike"), small("OptionType"),
+                                  real("CalcOptPrice"));
          }},
         {"RegisterSettlementAccount",
          {"SettlementAccountId"},

@@ -1,6 +1,7 @@
 // The text tables of a download: reading of attributes and numbers, rows and headers, the map of the server's isins.
 #include "TablesData.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -266,6 +267,15 @@ TEST(Dictionary, NamesTheColumnsOfEachTable)
               "Code;CodeBC;CalcFutPrice;SpreadAspect;MinStepPrice;BaseGO;RealCalcPrice;ExpiredDate;MinStep;Lot;XLot;"
               "InterestRateRiskUp;InterestRateRiskDown;TimeToExpiration;NormalizedSpot;Attribute;MRAddOnUp;"
               "MRAddOnDown;EnforceIMSHalfNetting");
+    ASSERT_TRUE(dictionary.GetNextOptionSeries(row, true));
+    EXPECT_EQ(row, "Code;CodeRF;A_Black;B_Black;C_Black;D_Black;E_Black;ExpiredDate;UseNullVolat;S_Black;StrikeStep;"
+                   "ExpClearingsSA;ExpClearingsBF;ExpClearingsCC;VolatilityRisk;VolatilityRiskMismatch;"
+                   "TimeToExpiration;A_Bach;B_Bach;C_Bach;D_Bach;E_Bach;S_Bach;M_Bach;MarginStyle;SettlementType;"
+                   "ExerciseStyle;SubRisk;SpreadAspect;EnforceHalfNetting;MinStep;MinStepPrice;LotCoeff;r;"
+                   "InterestRateRiskUp;InterestRateRiskDown;FixedSpotDiscount;ProjectedSpotDiscount;r2;"
+                   "InterestRate2RiskUp;InterestRate2RiskDown");
+    ASSERT_TRUE(dictionary.GetNextOption(row, true));
+    EXPECT_EQ(row, "Code;CodeVF;Strike;OptType;CalcOptPrice;BaseGOSell;SynthBaseGO;BaseGOBuy");
 }
 
 TEST(Dictionary, KeepsAFuturesWithAnEmptyColumnForEachAttributeItLacks)
@@ -276,6 +286,21 @@ TEST(Dictionary, KeepsAFuturesWithAnEmptyColumnForEachAttributeItLacks)
     ASSERT_TRUE(dictionary.GetNextFutures(row, false));
     // Nineteen columns; BaseGO and whatever the server left out are empty, Isin is no column.
     EXPECT_EQ(row, "F;B;1;;;;;;;;2;;;;;;;;");
+}
+
+TEST(Dictionary, KeepsASeriesAndAnOptionWithAnEmptyColumnForEachAttributeTheyLack)
+{
+    Dictionary dictionary;
+    dictionary.AddOptionSeries(Element(
+        R"(<VirtFutures Code="S" CodeRF="F" S_Black="2" UseNullVolat="1" InterestRate2RiskDown="3" Isin="7"/>)"));
+    dictionary.AddOption(Element(R"(<Option Code="O" CodeVF="S" CalcOptPrice="5" BaseGOBuy="6" Isin="7"/>)"));
+    std::string row;
+    ASSERT_TRUE(dictionary.GetNextOptionSeries(row, false));
+    // Forty-one columns: the third to the eighth are empty, then the flag and the shift, then thirty more and the last.
+    EXPECT_EQ(row, "S;F" + std::string(6, ';') + ";1;2" + std::string(31, ';') + "3");
+    EXPECT_EQ(std::count(row.begin(), row.end(), ';'), 40);
+    ASSERT_TRUE(dictionary.GetNextOption(row, false));
+    EXPECT_EQ(row, "O;S;;;5;;;6");
 }
 
 TEST(Dictionary, TakesTheCommonParametersAsTheyStand)
@@ -296,6 +321,9 @@ TEST(Dictionary, ReadsEachTableThroughACursorOfItsOwn)
     dictionary.AddCurrency(Element(R"(<Currency IndicatorID="1" Radius="0.5"/>)"));
     dictionary.AddBaseContract(Element(R"(<BaseContract Code="BC"/>)"));
     dictionary.AddFutures(Element(R"(<Futures Code="F"/>)"));
+    dictionary.AddOptionSeries(Element(R"(<VirtFutures Code="S"/>)"));
+    dictionary.AddOption(Element(R"(<Option Code="O1"/>)"));
+    dictionary.AddOption(Element(R"(<Option Code="O2"/>)"));
     std::string row;
     ASSERT_TRUE(dictionary.GetNextCurrency(row, false));
     EXPECT_EQ(row, "1;0.5");
@@ -304,6 +332,11 @@ TEST(Dictionary, ReadsEachTableThroughACursorOfItsOwn)
     EXPECT_EQ(row, "BC" + std::string(28, ';'));
     ASSERT_TRUE(dictionary.GetNextFutures(row, false));
     EXPECT_EQ(row, "F" + std::string(18, ';'));
+    ASSERT_TRUE(dictionary.GetNextOptionSeries(row, false));
+    EXPECT_EQ(row, "S" + std::string(40, ';'));
+    EXPECT_FALSE(dictionary.GetNextOptionSeries(row, false));
+    ASSERT_TRUE(dictionary.GetNextOption(row, false));
+    EXPECT_EQ(row, "O1" + std::string(7, ';'));
 
     dictionary.SetOnFirstCurrency();
     EXPECT_TRUE(dictionary.GetNextCurrency(row, false));
@@ -312,6 +345,13 @@ TEST(Dictionary, ReadsEachTableThroughACursorOfItsOwn)
     dictionary.SetOnFirstFutures();
     EXPECT_TRUE(dictionary.GetNextBaseContract(row, false));
     EXPECT_TRUE(dictionary.GetNextFutures(row, false));
+    ASSERT_TRUE(dictionary.GetNextOption(row, false));
+    EXPECT_EQ(row, "O2" + std::string(7, ';')) << "its cursor has stayed";
+    EXPECT_FALSE(dictionary.GetNextOption(row, false));
+    dictionary.SetOnFirstOptionSeries();
+    dictionary.SetOnFirstOption();
+    EXPECT_TRUE(dictionary.GetNextOptionSeries(row, false));
+    EXPECT_TRUE(dictionary.GetNextOption(row, false));
 }
 
 TEST(Dictionary, IsEmptyInEveryTableWhenCleared)
@@ -321,12 +361,16 @@ TEST(Dictionary, IsEmptyInEveryTableWhenCleared)
     dictionary.AddCurrency(Element("<Currency/>"));
     dictionary.AddBaseContract(Element("<BaseContract/>"));
     dictionary.AddFutures(Element("<Futures/>"));
+    dictionary.AddOptionSeries(Element("<VirtFutures/>"));
+    dictionary.AddOption(Element("<Option/>"));
     dictionary.Clear();
     std::string row;
     EXPECT_FALSE(dictionary.GetCommonParameters(row, false));
     EXPECT_FALSE(dictionary.GetNextCurrency(row, false));
     EXPECT_FALSE(dictionary.GetNextBaseContract(row, false));
     EXPECT_FALSE(dictionary.GetNextFutures(row, false));
+    EXPECT_FALSE(dictionary.GetNextOptionSeries(row, false));
+    EXPECT_FALSE(dictionary.GetNextOption(row, false));
     EXPECT_TRUE(dictionary.GetNextFutures(row, true)) << "the headers stay";
 }
 

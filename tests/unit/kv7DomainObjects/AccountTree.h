@@ -1,58 +1,23 @@
 // AccountTree: a market to work by hand, and an account tree over it.
 //
-// One futures FUT (isin 1) of the base contract BC stands alone: three price points 700, 800 and 900 around a
-// settlement price of 800, one unit of price is one unit of money, no tails, no charges, and one market-risk rate in
-// all tiers. So the result of q contracts at the price p is
-//     q (700 - p),  q (800 - p),  q (900 - p)
-// and one contract at 800, bought or sold, has a margin of 100. Without deliveries both margin figures are the same.
+// The futures FUT of the base contract BC stands alone: one contract at 800, bought or sold, has a margin of 100
+// (HandMarket.h). Without deliveries both margin figures are the same.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
 #include "Broker.h"
 #include "Client.h"
-#include "InstrumentSamples.h"
+#include "HandMarket.h"
 #include "InstrumentsRepository.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "except.h"
 
-inline constexpr Isin FUT = 1;
 inline constexpr Isin UnknownIsin = 99;
-
-[[nodiscard]] inline BaseContractSample HandBaseContract(const std::string& code = "BC", const std::string& mcs = "")
-{
-    BaseContractSample sample;
-    sample.Code = code;
-    sample.CodeMCS = mcs;
-    sample.ShortOptionMinimumCharge = 0.0;
-    for (double* rate :
-         {&sample.MarketRisk, &sample.MarketRisk1, &sample.MarketRisk2, &sample.MarketRiskLow, &sample.MarketRisk1Low,
-          &sample.MarketRisk2Low, &sample.MarketRiskMedium, &sample.MarketRisk1Medium, &sample.MarketRisk2Medium,
-          &sample.MarketRiskHigh, &sample.MarketRisk1High, &sample.MarketRisk2High, &sample.MarketRiskExceptional,
-          &sample.MarketRisk1Exceptional, &sample.MarketRisk2Exceptional})
-        *rate = 0.125;
-    sample.RiskPointsN = 1;
-    return sample;
-}
-
-[[nodiscard]] inline FuturesSample HandFutures(const std::string& code = "FUT", Isin isin = FUT,
-                                               const std::string& codeBC = "BC")
-{
-    FuturesSample sample;
-    sample.Code = code;
-    sample.CodeBC = codeBC;
-    sample.Isin = isin;
-    sample.CalcFutPrice = 800.0;
-    sample.RealCalcPrice = 800.0;
-    sample.NormalizedSpot = 800.0;
-    sample.MinStep = 1.0;
-    sample.MinStepPrice = 1.0;
-    sample.SpreadAspect = Enums::SpreadAspect::NotInSpread;
-    return sample;
-}
 
 [[nodiscard]] inline SSettlementAccountMoneyStruct AccountRecord(const std::string& id)
 {
@@ -103,15 +68,18 @@ struct AccountTree
     }
 
     BraskBroker& AddFirm(const std::string& code, Enums::MarginRule rule, const BraskSettlementAccountPtr& account,
-                         double expWeight = 0.0, double expWeightClientDefault = 0.0)
+                         double expWeight = 0.0, double expWeightClientDefault = 0.0,
+                         std::int32_t nClr2DeliveryClientDefault = 0)
     {
         return registrar.RegisterBroker(BrokerCode::Parse(code), Enums::BrokerAccountType::Ordinary, rule, account, 0,
-                                        0, t_weight_int(expWeight), t_weight_int(expWeightClientDefault));
+                                        nClr2DeliveryClientDefault, t_weight_int(expWeight),
+                                        t_weight_int(expWeightClientDefault));
     }
 
-    BraskClient& AddClient(BraskBroker& firm, const std::string& code, double expWeight = 0.0)
+    BraskClient& AddClient(BraskBroker& firm, const std::string& code, double expWeight = 0.0,
+                           std::int32_t nClr2Delivery = 0)
     {
-        return registrar.RegisterClient(firm, ClientCode::Parse(code), false, 0, t_weight_int(expWeight),
+        return registrar.RegisterClient(firm, ClientCode::Parse(code), false, nClr2Delivery, t_weight_int(expWeight),
                                         Enums::ClientRiskLevel::Default, Enums::InvestorStatus::None);
     }
 

@@ -1,4 +1,6 @@
-// A position change in steady state touches no general heap, at any pair of rules.
+// A position change in steady state touches no general heap, at any pair of rules and for any kind of instrument.
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "AccountTree.h"
@@ -7,36 +9,90 @@
 
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;
+using Enums::OptionType;
 using margin_orchestrator::SetPositionByRecordType;
+
+namespace {
+
+/// FUT alone, a futures in spread, and options of every road: of a series alone, in spread, with deliveries, with
+/// sub-points, by its losses only, and premium-style.
+struct Market : AccountTree
+{
+    Market()
+    {
+        FuturesSample futures = HandFutures("FUT2", 2);
+        futures.SpreadAspect = Enums::SpreadAspect::InSpread;
+        Check(futures.InsertInto(instruments));
+        for (const char* const code : {"FUT", "FUT2"}) {
+            for (const auto& series : {HandSeries("", code), InSpread(HandSeries("", code))}) {
+                Add(series);
+                Add(Deliverable(series));
+                kv7im::OptionSeriesParameters subPoints = series;
+                subPoints.SubRisk = true;
+                subPoints.StrikeStep = 10.0;
+                Add(subPoints);
+                kv7im::OptionSeriesParameters lossesOnly = Deliverable(subPoints);
+                lossesOnly.EnforceHalfNetting = true;
+                Add(lossesOnly);
+                kv7im::OptionSeriesParameters premium = series;
+                premium.marginStyle = Enums::MarginStyle::Equity;
+                Add(premium);
+            }
+        }
+    }
+
+    /// Two options of one more series.
+    void Add(kv7im::OptionSeriesParameters series)
+    {
+        series.Code = "A long series code on " + series.CodeRF + ' ' + std::to_string(isins.size());
+        Check(instruments.InsertVirtFutures(series));
+        for (const OptionType type : {OptionType::Call, OptionType::Put}) {
+            isins.push_back(static_cast<Isin>(10 + isins.size()));
+            Check(HandOption(series.Code, isins.back(), type, 775.0, 30.0).InsertInto(instruments));
+        }
+    }
+
+    std::vector<Isin> isins{FUT, 2};
+};
+
+void ExpectNoAllocation(MarginRule firmRule, MarginRule accountRule)
+{
+    Market tree;
+    const BraskSettlementAccountPtr account = tree.AddAccount("L01-00000001", accountRule);
+    BraskBroker& firm = tree.AddFirm("AA01", firmRule, account);
+    firm.SetNotUseNOVClientDefault(true); // the side book is kept as well
+    tree.AddClient(firm, "AA01001", 0.0, 1);
+
+    const auto set = [&](const char* code, AccountHierarchyRecordType type, Isin isin, std::int64_t quantity) {
+        return SetPositionByRecordType(code, type, isin, quantity, 25.0, quantity, tree.repository);
+    };
+    const auto setAll = [&](std::int64_t quantity) {
+        Z9ERR code = 0;
+        for (const Isin isin : tree.isins) {
+            code |= set("AA01001", AccountHierarchyRecordType::Client, isin, quantity);
+            code |= set("AA01", AccountHierarchyRecordType::Broker, isin, quantity);
+            code |= set("L01-00000001", AccountHierarchyRecordType::SettlementAccount, isin, quantity);
+        }
+        return code;
+    };
+    ASSERT_EQ(setAll(1), 0U);
+    ASSERT_EQ(setAll(-2), 0U);
+
+    const testing_support::AllocationProbe probe;
+    for (std::int64_t quantity = -10; quantity <= 10; ++quantity)
+        ASSERT_EQ(setAll(quantity), 0U);
+    EXPECT_EQ(probe.Count(), 0U);
+}
+
+} // namespace
 
 TEST(SteadyStateAllocationTest, APositionChangeAllocatesNothingAfterTheFirstOnes)
 {
     for (const MarginRule firmRule : {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting}) {
         for (const MarginRule accountRule : {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting}) {
-            AccountTree tree;
-            const BraskSettlementAccountPtr account = tree.AddAccount("L01-00000001", accountRule);
-            BraskBroker& firm = tree.AddFirm("AA01", firmRule, account);
-            firm.SetNotUseNOVClientDefault(true); // the side book is kept as well
-            tree.AddClient(firm, "AA01001");
-
-            const auto setAll = [&](std::int64_t quantity) {
-                Z9ERR code = 0;
-                code |= SetPositionByRecordType("AA01001", AccountHierarchyRecordType::Client, FUT, quantity, 795.0, 0,
-                                                tree.repository);
-                code |= SetPositionByRecordType("AA01", AccountHierarchyRecordType::Broker, FUT, quantity, 795.0, 0,
-                                                tree.repository);
-                code |= SetPositionByRecordType("L01-00000001", AccountHierarchyRecordType::SettlementAccount, FUT,
-                                                quantity, 795.0, 0, tree.repository);
-                return code;
-            };
-            ASSERT_EQ(setAll(1), 0U);
-            ASSERT_EQ(setAll(-2), 0U);
-
-            const testing_support::AllocationProbe probe;
-            for (std::int64_t quantity = -50; quantity <= 50; ++quantity)
-                ASSERT_EQ(setAll(quantity), 0U);
-            EXPECT_EQ(probe.Count(), 0U) << "firm " << static_cast<int>(firmRule) << ", account "
-                                         << static_cast<int>(accountRule);
+            SCOPED_TRACE("firm " + std::to_string(static_cast<int>(firmRule)) + ", account " +
+                         std::to_string(static_cast<int>(accountRule)));
+            ExpectNoAllocation(firmRule, accountRule);
         }
     }
 }

@@ -1,3 +1,5 @@
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -15,6 +17,52 @@ TEST(TableRecords, ArePackedRows)
     EXPECT_EQ(sizeof(SBaseContractStruct),
               4U + 26 + 26 + 4 + 1 + 1 + 11 + 8 + 1 + 4 + 8 + 15 * 8 + 8 + 8 + 4 + 8 + 1 + 4 + 8 + 4);
     EXPECT_EQ(sizeof(SFuturesStruct), 26U + 4 + 26 + 11 + 1 + 8 + 8 + 10 + 11 + 8 + 4 + 8 + 4 + 4 + 8 * 6 + 1 + 4);
+    EXPECT_EQ(sizeof(SVirtFuturesStruct), 26U + 26 + 5 * 8 + 10 + 1 + 8 + 8 + 3 * 4 + 3 * 8 + 4 + 4 + 7 * 8 + 3 * 4 +
+                                              1 + 1 + 1 + 8 + 8 + 4 + 5 * 8 + 3 * 8 + 2 * 8);
+    EXPECT_EQ(sizeof(SOptionStruct), 26U + 4 + 26 + 11 + 1 + 11 + 8);
+}
+
+TEST(TableRecords, FieldsOfSeriesAndOptionsStandInTheExchangesOrder)
+{
+    // Distances from the start, by the widths of what comes before.
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, CodeRF), 26U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, A_Black), 52U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, ExpiredDate), 92U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, UseNullVolat), 102U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, S_Black), 103U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, StrikeStep), 111U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, ExpClearingsSA), 119U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, VolatilityRisk), 131U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, OptionSeriesId), 155U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, A_Bach), 163U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, MarginStyle), 219U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, SubRisk), 231U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, MinStep), 234U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, LotCoeff), 250U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, r), 254U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, r2), 294U);
+    EXPECT_EQ(offsetof(SVirtFuturesStruct, FixedSpotDiscountClr), 326U);
+    EXPECT_STREQ(SVirtFuturesStruct::tableName(), "VirtFutures");
+
+    EXPECT_EQ(offsetof(SOptionStruct, Isin), 26U);
+    EXPECT_EQ(offsetof(SOptionStruct, CodeVF), 30U);
+    EXPECT_EQ(offsetof(SOptionStruct, Strike), 56U);
+    EXPECT_EQ(offsetof(SOptionStruct, OptType), 67U);
+    EXPECT_EQ(offsetof(SOptionStruct, CalcOptPrice), 68U);
+    EXPECT_EQ(offsetof(SOptionStruct, ProhibitionGroupMask), 79U);
+    EXPECT_STREQ(SOptionStruct::tableName(), "Option");
+}
+
+TEST(TableRecords, ASeriesAndAnOptionStartWithNothing)
+{
+    const SVirtFuturesStruct series;
+    EXPECT_EQ(series.CodeRF[0], '\0');
+    EXPECT_EQ(double{series.StrikeStep}, 0.0);
+    EXPECT_EQ(std::int32_t{series.LotCoeff}, 0);
+    const SOptionStruct option;
+    EXPECT_EQ(option.Code[0], '\0');
+    EXPECT_EQ(t_bprice(option.Strike), t_bprice::Zero);
+    EXPECT_EQ(option.OptType, Enums::OptionType::Undefined);
 }
 
 TEST(TableRecords, AFuturesStartsWithAHundredUnitsAContract)

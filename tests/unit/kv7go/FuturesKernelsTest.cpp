@@ -17,6 +17,7 @@ using kv7im::Risk;
 using kv7im::RiskMatrix;
 using kv7im::RiskNodeFutures;
 using kv7im::RiskNodeMMS;
+using kv7im::RiskNodeOptionSeries;
 
 constexpr auto Level = Enums::ClientRiskLevel::Default;
 
@@ -107,6 +108,30 @@ std::vector<State> RandomStates(unsigned seed)
     return states;
 }
 
+void FillAtRandom(RiskMatrix& matrix, std::mt19937& random)
+{
+    for (std::size_t row = 0; row < matrix.RowsCount(); ++row)
+        for (std::size_t column = 0; column < matrix.ColsCount(); ++column)
+            matrix[row][column] = std::uniform_real_distribution<double>(-500.0, 500.0)(random);
+}
+
+// A series with deliveries: a node that has it holds another thing on its delivery side than on its volatility side, in
+// every scenario another, and mismatch on one of them.
+RiskNodeOptionSeries DeliveredSeries(const Bench& bench, unsigned seed)
+{
+    kv7im::Parameters parameters = bench.futures->GetProfile(Level).GetParameters();
+    parameters.expirationScenariosCount = 3;
+    Risk risk(parameters);
+    std::mt19937 random(seed);
+    for (RiskMatrix* const matrix : {&risk.GetRisk().Volatility(), &risk.GetRisk().InterestRate(),
+                                     &risk.GetRisk().VolatilityMismatch(), &risk.GetRisk().Expiration()})
+        FillAtRandom(*matrix, random);
+    risk.GetSpecialRiskPoints().SetZL(-17.0);
+    RiskNodeOptionSeries series(parameters, 1.0, Level);
+    series += risk;
+    return series;
+}
+
 TEST(FuturesKernels, ReplacingAPositionHasTheBitsOfSubtractingAndAdding)
 {
     for (const bool collateral : {false, true})
@@ -114,7 +139,9 @@ TEST(FuturesKernels, ReplacingAPositionHasTheBitsOfSubtractingAndAdding)
             for (const std::int32_t scenarios : {3, 5, 7}) {
                 const Bench bench(points, scenarios, collateral);
                 RiskNodeFutures fast = bench.Node();
-                RiskNodeFutures plainly = bench.Node();
+                fast += DeliveredSeries(bench, 5);
+                ASSERT_NE(fast.Volatility(), fast.Expiration());
+                RiskNodeFutures plainly = fast;
                 const std::vector<State> states = RandomStates(static_cast<unsigned>(points * 10 + scenarios));
                 for (std::size_t i = 1; i < states.size(); ++i) {
                     const State& before = states[i - 1];
@@ -151,6 +178,19 @@ TEST(FuturesKernels, ReplacingByUnusualNumbersHasTheBitsOfThePlainForm)
         }
 }
 
+// The mismatch of a futures is nothing, and nothing of either sign leaves what series gave as it is.
+TEST(FuturesKernels, ReplacingAPositionLeavesTheMismatchOfTheSeries)
+{
+    const Bench bench(3, 3, false);
+    RiskNodeFutures node = bench.Node();
+    node += DeliveredSeries(bench, 8);
+    const std::vector<double> before = BitsOf(node.Volatility().GetRisk().VolatilityMismatch());
+    node.ReplacePosition(bench.Described(0, 0.0), bench.Described(-9, 990.0), 1.0);
+    node.ReplacePosition(bench.Described(-9, 990.0), bench.Described(4, 1010.0), 1.0);
+    EXPECT_TRUE(SameBits(BitsOf(node.Volatility().GetRisk().VolatilityMismatch()), before));
+    EXPECT_LT(node.Volatility().GetRisk().VolatilityMismatch().MinimumInColumn(0)[0], 0.0);
+}
+
 TEST(FuturesKernels, ReplacingAContributionHasTheBitsOfSubtractingCopyingAndAdding)
 {
     for (const bool lossesOnly : {false, true})
@@ -158,8 +198,9 @@ TEST(FuturesKernels, ReplacingAContributionHasTheBitsOfSubtractingCopyingAndAddi
             const std::int32_t scenarios = 3 + points % 3 * 2; // 3, 5 and 7
             const Bench bench(points, scenarios, points == 2);
             RiskNodeFutures node = bench.Node();
-            RiskNodeFutures fastPrevious = node;
-            RiskNodeFutures plainPrevious = node;
+            node += DeliveredSeries(bench, 6);
+            RiskNodeFutures fastPrevious = bench.Node();
+            RiskNodeFutures plainPrevious = bench.Node();
             RiskNodeMMS fast(*bench.contract, 1.0, Level);
             RiskNodeMMS plainly(*bench.contract, 1.0, Level);
             std::vector<State> states = RandomStates(static_cast<unsigned>(points));
@@ -170,6 +211,7 @@ TEST(FuturesKernels, ReplacingAContributionHasTheBitsOfSubtractingCopyingAndAddi
                 node -= bench.Position(states[i - 1].quantity, states[i - 1].price, 1.0);
                 node += bench.Position(states[i].quantity, states[i].price, 1.0);
                 node.AddNOVi(static_cast<double>(i));
+                node += DeliveredSeries(bench, static_cast<unsigned>(100 + i)); // mismatch changes as well
 
                 fast.ReplaceContribution(fastPrevious, node, lossesOnly);
                 plainly -= plainPrevious;
@@ -189,8 +231,12 @@ TEST(FuturesKernels, ReplacingAContributionHasTheBitsOfSubtractingCopyingAndAddi
                 const auto rolledUp = fast.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive);
                 const auto collapsed =
                     plainly.Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive);
-                for (std::size_t c = 0; c < collapsed.size(); ++c)
+                const auto delivery = kv7im::min(
+                    collapsed, plainly.Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive));
+                for (std::size_t c = 0; c < collapsed.size(); ++c) {
                     ASSERT_EQ(rolledUp.Volatility()[c], collapsed[c]);
+                    ASSERT_EQ(rolledUp.Expiration()[c], delivery[c]);
+                }
             }
         }
 }

@@ -13,14 +13,15 @@ using kv7im::BindsRow;
 using kv7im::Parameters;
 using kv7im::Profile;
 using kv7im::RiskMatrix;
+using kv7im::StoredProfiles;
 using Level = Enums::ClientRiskLevel;
 
 /// An instrument that does nothing but carry profiles.
-class Instrument : public BaseProfile
+class Instrument : public StoredProfiles
 {
 public:
-    explicit Instrument(const Parameters& parameters) : BaseProfile(parameters) {}
-    Instrument(std::size_t points, std::size_t scenarios) : BaseProfile(points, scenarios) {}
+    explicit Instrument(const Parameters& parameters) : StoredProfiles(parameters) {}
+    Instrument(std::size_t points, std::size_t scenarios) : StoredProfiles(points, scenarios) {}
     void RecalcInvariants() override { ++recalculations; }
     int recalculations = 0;
 };

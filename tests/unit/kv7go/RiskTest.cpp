@@ -16,23 +16,23 @@
 
 namespace {
 
-using kv7im::BaseProfile;
 using kv7im::BindsRow;
 using kv7im::Parameters;
 using kv7im::Profile;
 using kv7im::Risk;
 using kv7im::RiskMatrix;
 using kv7im::RiskRow;
+using kv7im::StoredProfiles;
 using Collapse = Risk::CollapseProperty;
 using Level = Enums::ClientRiskLevel;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Largest = 1.7976931348623157e308; // the largest finite double
 
-class Instrument : public BaseProfile
+class Instrument : public StoredProfiles
 {
 public:
-    explicit Instrument(const Parameters& parameters) : BaseProfile(parameters) {}
+    explicit Instrument(const Parameters& parameters) : StoredProfiles(parameters) {}
     void RecalcInvariants() override {}
 };
 

@@ -1,0 +1,23 @@
+// InstrumentTexts: the texts of an instrument as they are offered, by pointer or in a record.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "TableRecords.h"
+#include "except.h"
+
+namespace kv7im {
+
+/// Throws CArgumentException for a null one.
+[[nodiscard]] inline std::string TextOrThrow(const char* text, const char* name)
+{
+    if (text == nullptr)
+        throw kv7base::CArgumentException(name, KV7_CURRENT_LOCATION).Fmt("%s of an instrument is null", name);
+    return text;
+}
+
+/// Text of a record's field, which need not end with a zero when it is full.
+[[nodiscard]] inline std::string TextOfField(const t_instr& field) { return {field, strnlen(field, sizeof(field))}; }
+
+} // namespace kv7im

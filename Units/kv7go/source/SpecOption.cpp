@@ -1,0 +1,245 @@
+#include "SpecOption.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "InterestRateRiskCalculator.h"
+#include "OptionCalculators.h"
+#include "OptionValuation.h"
+#include "SpecBaseContract.h"
+#include "SpecFutures.h"
+#include "SpecVirtFutures.h"
+#include "except.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+/// Calls body with the calculator of the option's pricing model. Throws for a model that there is not.
+template <class Body>
+auto WithCalculator(const CSpecOption& option, Body body)
+{
+    const CSpecVirtFutures& series = *option.VirtFutures;
+    const Enums::OptionModel model = series.Futures->BaseContract->optionModel;
+    if (model == Enums::OptionModel::BlackScholes) return body(points::BlackScholesCalculator{});
+    if (model != Enums::OptionModel::Bachelier)
+        throw kv7base::CZ9Error(Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, KV7_CURRENT_LOCATION)
+            .Fmt("Unknown OptionModel %d", static_cast<int>(model));
+    if (series.IsOptionsSeriesForCommodity()) return body(points::BachelierCalculatorForCommodity{});
+    return body(points::BachelierCalculator{});
+}
+
+/// The scenario of the unshifted volatility.
+constexpr std::size_t CentralScenario(std::size_t scenarios) noexcept
+{
+    return scenarios % 2 == 0 ? scenarios / 2 - 1 : scenarios / 2;
+}
+
+/// A row of a matrix, one number in every real cell.
+void SetRow(RiskRowWrapper row, double value) noexcept { row = value; }
+
+/// Values, rate stress and mismatch out of the grid; each rate row counts on its side of the centre and is 0 elsewhere.
+void CopyGrid(const OptionGrid& grid, const RiskRowWrapper& prices, double centre, Profile& profile) noexcept
+{
+    const std::size_t rows = grid.ScenariosCount();
+    for (std::size_t block = 0; block < grid.GetColsRegister(); ++block)
+        std::copy_n(grid.Values(block), rows, profile.Volatility().pData() + block * rows);
+
+    const std::size_t cols = grid.ColsCount();
+    RiskRowWrapper up = profile.InterestRateUp();
+    RiskRowWrapper down = profile.InterestRateDown();
+    for (std::size_t column = 0; column < cols; ++column) {
+        const RiskItem& stress = grid.RateStress(column / RiskItem::Lanes);
+        if (prices[column] > centre) up[column] = stress[column % RiskItem::Lanes];
+        if (prices[column] < centre) down[column] = stress[column % RiskItem::Lanes];
+    }
+    SetRow(profile.VolatilityMismatchUp(), grid.mismatchUp);
+    SetRow(profile.VolatilityMismatchDown(), grid.mismatchDown);
+    profile.GetSpecialRiskPoints() = grid.points;
+}
+
+} // namespace
+
+CSpecOption::CSpecOption(CSpecVirtFutures* series, std::string code, std::string codeVF, Isin isin_, double strike,
+                         bool isPut_, double calcOptPrice)
+    : Strike(strike),
+      optionType(isPut_ ? OptionType::Put : OptionType::Call),
+      CalcOptPrice(calcOptPrice),
+      VirtFutures(series),
+      Code(std::move(code)),
+      CodeVF(std::move(codeVF)),
+      isin(isin_),
+      futuresIsin(series->Futures->isin),
+      interestRateRiskCalculator(GetInterestRateRiskCalculator(*series))
+{}
+
+CSpecOption::CSpecOption(const CSpecOption& other, CSpecVirtFutures* series) : CSpecOption(other)
+{
+    VirtFutures = series;
+    futuresIsin = series->Futures->isin;
+}
+
+CSpecOption::CSpecOption(const CSpecOption& other)
+    : BaseProfile(other),
+      Strike(other.Strike),
+      optionType(other.optionType),
+      CalcOptPrice(other.CalcOptPrice),
+      VirtFutures(other.VirtFutures),
+      Code(other.Code),
+      CodeVF(other.CodeVF),
+      isin(other.isin),
+      futuresIsin(other.futuresIsin),
+      interestRateRiskCalculator(other.interestRateRiskCalculator)
+{
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+        if (other.grids[level] != nullptr) grids[level] = std::make_unique<const OptionGrid>(*other.grids[level]);
+}
+
+CSpecOption::CSpecOption(CSpecOption&& other) noexcept = default;
+
+void CSpecOption::RecalcInvariants()
+{
+    WithCalculator(*this, [](auto) {}); // a model that cannot be valued is refused here, not at first use
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+        grids[level].reset();
+}
+
+void CSpecOption::ValueAllLevels() const
+{
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+        static_cast<void>(GetGrid(level));
+}
+
+void CSpecOption::ChangeOptionParams(const double* price) noexcept
+{
+    if (price != nullptr) CalcOptPrice = *price;
+}
+
+double CSpecOption::CalculatePoint(std::size_t scenario, double futuresPoint, double r, double r2, double strike,
+                                   std::optional<double> mismatch) const
+{
+    return WithCalculator(*this, [&]<class Calculator>(Calculator) {
+        return CalculateTheoreticalPrice<Calculator>(scenario, futuresPoint, r, r2, strike, mismatch);
+    });
+}
+
+template <class Calculator>
+double CSpecOption::CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
+                                              double strike, std::optional<double> mismatch) const
+{
+    const OptionValuation<Calculator> valuation(*this);
+    return Calculator::TheoreticalPrice(valuation.Terms(), valuation.OfScenario(scenario, mismatch),
+                                        valuation.Rates(r, r2, strike).At(futuresPoint));
+}
+
+const OptionGrid& CSpecOption::GetGrid(Enums::ClientRiskLevel level) const
+{
+    std::unique_ptr<const OptionGrid>& grid = grids[level];
+    if (grid == nullptr)
+        grid = WithCalculator(*this, [&]<class Calculator>(Calculator) { return ValueLevel<Calculator>(level); });
+    return *grid;
+}
+
+template <class Calculator>
+std::unique_ptr<const OptionGrid> CSpecOption::ValueLevel(Enums::ClientRiskLevel level) const
+{
+    const Parameters parameters = GetParameters(level);
+    auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
+    const OptionValuation<Calculator> valuation(*this);
+    ValueColumns(*this, valuation, level, *grid);
+    ValueSpecialPoints(valuation, level, grid->points);
+    return grid;
+}
+
+template <class Calculator>
+void CSpecOption::ValueSpecialPoints(const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
+                                     SpecialRiskPoints& special) const
+{
+    const CSpecVirtFutures& series = *VirtFutures;
+    const MarketRates rates = valuation.Rates();
+    const points::ScenarioVolatility unshifted =
+        valuation.OfScenario(CentralScenario(GetCountOfVolatilityScenarios()), std::nullopt);
+    const auto valueAt = [&](double price) {
+        return Calculator::TheoreticalPrice(valuation.Terms(), unshifted, rates.At(series.MakeDiscountPoint(price)));
+    };
+    const SpecialRiskPoints& prices = series.Futures->GetPoints(level);
+    special.SetZL(valueAt(prices.GetZL()));
+    special.SetZR(valueAt(prices.GetZR()));
+    special.SetPnL2D(valueAt(prices.GetPnL2D()));
+    special.SetPnL3D(valueAt(prices.GetPnL3D()));
+    special.SetPnL3U(valueAt(prices.GetPnL3U()));
+    special.SetPnL2U(valueAt(prices.GetPnL2U()));
+    special.SetDownRisk(isPut() ? GetShortSellingValueDown(level) : 0.0);
+    special.SetUpRisk(isPut() ? 0.0 : GetShortSellingValueUp(level));
+}
+
+Parameters CSpecOption::GetParameters(Enums::ClientRiskLevel level) const noexcept
+{
+    Parameters parameters(GetPointsCount(), GetCountOfVolatilityScenarios());
+    parameters.subPointsCount = GetSubPointsCount(level);
+    if (VirtFutures->WeHaveToPrecalcDeliveryRisks())
+        parameters.expirationScenariosCount = VirtFutures->GetDeliveryScenariosCount(level);
+    return parameters;
+}
+
+Profile CSpecOption::CopyProfile(Enums::ClientRiskLevel level) const
+{
+    const CSpecVirtFutures& series = *VirtFutures;
+    const Parameters parameters = GetParameters(level);
+    Profile profile(Parameters(parameters.pointsCount, parameters.scenariosVolatilityCount));
+    if (parameters.hasSubPoints()) profile.ExpandSubPoints(parameters.subPointsCount, &series.GetBindingArray(level));
+
+    const RiskRowWrapper prices = series.GetVolatilityMatrixCentralRow(level);
+    CopyGrid(GetGrid(level), prices, series.Futures->CalcFutPrice, profile);
+
+    if (!parameters.hasExpiration()) return profile;
+    profile.ExpandExpirationMatrix(parameters.expirationScenariosCount);
+    std::size_t row = 0;
+    for (const double deliveryPrice : series.PointsForDeliveryRisksCalculation[level]) {
+        const DeliveryScenario scenario(*this, deliveryPrice, series.Futures->Limit[level]);
+        RiskRowWrapper outcomes = profile.Expiration()[row++];
+        for (std::size_t block = 0; block < profile.Expiration().GetColsRegister(); ++block)
+            outcomes.pData(block) = scenario.Outcome(prices.pData(block));
+    }
+    return profile;
+}
+
+double CSpecOption::GetShortSellingValueUp(Enums::ClientRiskLevel level) const noexcept
+{
+    const CSpecFutures& futures = *VirtFutures->Futures;
+    const CSpecBaseContract& contract = *futures.BaseContract;
+    return std::abs(futures.NormalizedSpot) * contract.ShortOptionMinimumCharge * contract.MarketRiskUp[level] *
+           static_cast<double>(VirtFutures->LotCoeff);
+}
+
+double CSpecOption::GetShortSellingValueDown(Enums::ClientRiskLevel level) const noexcept
+{
+    const CSpecFutures& futures = *VirtFutures->Futures;
+    const CSpecBaseContract& contract = *futures.BaseContract;
+    return std::abs(futures.NormalizedSpot) * contract.ShortOptionMinimumCharge * contract.MarketRiskDown[level] *
+           static_cast<double>(VirtFutures->LotCoeff);
+}
+
+std::size_t CSpecOption::GetUpScenarioVolatility(Enums::ClientRiskLevel level) const noexcept
+{
+    return GetParameters(level).last();
+}
+
+std::size_t CSpecOption::GetPointsCount() const noexcept
+{
+    return static_cast<std::size_t>(VirtFutures->GetPointsNum());
+}
+
+std::size_t CSpecOption::GetSubPointsCount(Enums::ClientRiskLevel level) const noexcept
+{
+    return static_cast<std::size_t>(VirtFutures->GetSubPointsNum(level));
+}
+
+std::size_t CSpecOption::GetCountOfVolatilityScenarios() const noexcept
+{
+    return static_cast<std::size_t>(VirtFutures->Futures->BaseContract->VolatNum);
+}
+
+} // namespace kv7im

@@ -1,0 +1,137 @@
+// One position change in an option, from the portfolio to the margins: the engine against the plain form, in the same
+// run. The argument is the number of price points less one (160: 161 points, five scenarios).
+//
+//   alone        the series is margined by itself
+//   in_spread    it goes on through its futures and the group of its base contract
+//   sub_points   some 150 to 200 columns behind the real ones
+//   deliveries   27 delivery rows, counted by the participant
+//   losses_only  the series enforces half netting
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "EngineBook.h"
+#include "InTurns.h"
+#include "PlainNodes.h"
+
+namespace {
+
+using bench::Change;
+
+struct Kind
+{
+    bool inSpread = false;
+    bool subPoints = false;
+    bool deliveries = false;
+    bool lossesOnly = false;
+};
+
+// A smile, shocks of volatility and rates; 102.4 price units to either side of the centre.
+OptionSeriesSample SeriesOf(const Kind& kind)
+{
+    OptionSeriesSample series;
+    series.B = 8.0;
+    series.C = 1.0;
+    series.VolatilityRisk = 0.25;
+    series.VolatilityRiskMismatch = 0.1;
+    series.SpreadAspect = kind.inSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
+    series.SubRisk = kind.subPoints;
+    series.EnforceHalfNetting = kind.lossesOnly;
+    series.MinStep = 1.0;
+    series.StrikeStep = kind.subPoints ? 5.2 : 20.0;
+    series.LotCoeff = kind.subPoints ? 5 : 1;
+    if (kind.deliveries) {
+        series.settlementType = Enums::SettlementType::Deliverable;
+        series.ExpClearingsCC = 1;
+        series.StrikeStep = 4.0;
+        series.LotCoeff = 3;
+    }
+    return series;
+}
+
+plain::Market MarketOf(const Kind& kind, std::int32_t riskPointsN)
+{
+    BaseContractSample contract;
+    contract.RiskPointsN = riskPointsN;
+    contract.VolatNum = 5;
+    contract.MarketRisk = 0.1;
+    FuturesSample futures;
+    futures.InterestRateRiskUp = futures.InterestRateRiskDown = 0.02;
+    futures.MinStep = 1.0;
+    plain::Market market{{contract}, {futures}, {}, 0.75, {SeriesOf(kind)}, {}};
+    for (Isin isin = 101; isin < 109; ++isin) {
+        OptionSample option;
+        option.Code = std::to_string(isin);
+        option.Isin = isin;
+        option.Strike = 960.0 + 10.0 * (isin - 101);
+        option.OptionType = isin % 2 == 0 ? Enums::OptionType::Call : Enums::OptionType::Put;
+        market.options.push_back(option);
+    }
+    return market;
+}
+
+Isin OptionOfChange(std::size_t change) { return 101 + static_cast<Isin>(change % 8); }
+
+void OptionChange(benchmark::State& state, Kind kind)
+{
+    const auto repository = MakeRepository(MarketOf(kind, static_cast<std::int32_t>(state.range(0) / 2)));
+    plain::Rules rules;
+    rules.clearings = 1;
+    EngineBook engine(*repository, rules);
+    PlainNodes plainly(*repository->GetFutures(1), rules);
+    bench::InTurns(
+        state, bench::ChangesAround(60.0),
+        [&](std::size_t i, const Change& change) {
+            benchmark::DoNotOptimize(engine.portfolio.SetPosition(OptionOfChange(i), change.quantity, change.price, 0));
+        },
+        [&](std::size_t i, const Change& change) {
+            const kv7im::CSpecOption& option = *engine.GetInstruments().GetOption(OptionOfChange(i));
+            benchmark::DoNotOptimize(plainly.SetOption(option, change.quantity, change.price, 0.0, kind.deliveries));
+        });
+    const auto& node = *engine.portfolio.GetFuturesPositionByIsin(1)->GetRiskNodeOptionSeriesByVFCode("SER");
+    const kv7im::Parameters& dimensions = node.Volatility().GetRisk().GetParameters();
+    state.counters["columns"] = static_cast<double>(dimensions.length());
+    state.counters["deliveries"] = static_cast<double>(dimensions.expirationScenariosCount);
+}
+
+constexpr Kind Spread{.inSpread = true};
+BENCHMARK_CAPTURE(OptionChange, alone, Kind{})->Arg(160)->Arg(1000);
+BENCHMARK_CAPTURE(OptionChange, alone_sub_points, Kind{.subPoints = true})->Arg(160);
+BENCHMARK_CAPTURE(OptionChange, alone_deliveries, Kind{.deliveries = true})->Arg(160);
+BENCHMARK_CAPTURE(OptionChange, in_spread, Spread)->Arg(160)->Arg(1000);
+BENCHMARK_CAPTURE(OptionChange, in_spread_sub_points, Kind{.inSpread = true, .subPoints = true})->Arg(160);
+BENCHMARK_CAPTURE(OptionChange, in_spread_deliveries, Kind{.inSpread = true, .deliveries = true})->Arg(160);
+BENCHMARK_CAPTURE(OptionChange, in_spread_losses_only, Kind{.inSpread = true, .lossesOnly = true})->Arg(160);
+BENCHMARK_CAPTURE(OptionChange, in_spread_all, Kind{true, true, true, true})->Arg(160);
+
+// Latency of single calls with ten and with forty thousand options loaded, in series of ten on a futures.
+void OptionCallLatency(benchmark::State& state, Kind kind)
+{
+    plain::Market market = MarketOf(kind, 80);
+    const auto loaded = static_cast<std::size_t>(state.range(0));
+    for (Isin isin = 1001; market.options.size() < loaded; ++isin) {
+        OptionSample option = market.options[market.options.size() % 8];
+        option.Code = std::to_string(isin);
+        option.Isin = isin;
+        option.Strike = 900.0 + isin % 200;
+        if (isin % 100 == 1) { // a series of a hundred more
+            OptionSeriesSample series = SeriesOf(kind);
+            series.Code = "SER" + std::to_string(isin);
+            market.series.push_back(series);
+        }
+        option.CodeVF = market.series.back().Code;
+        market.options.push_back(option);
+    }
+    const auto repository = MakeRepository(market);
+    EngineBook engine(*repository, plain::Rules{});
+    for (const OptionSample& option : market.options)
+        if (option.Isin < 1001) benchmark::DoNotOptimize(engine.portfolio.SetPosition(option.Isin, 1, 60.0, 0));
+    bench::Latency(state, bench::ChangesAround(60.0), [&](std::size_t i, const Change& change) {
+        benchmark::DoNotOptimize(engine.portfolio.SetPosition(OptionOfChange(i), change.quantity, change.price, 0));
+    });
+}
+BENCHMARK_CAPTURE(OptionCallLatency, alone, Kind{})->Arg(10)->Arg(40000);
+BENCHMARK_CAPTURE(OptionCallLatency, in_spread, Spread)->Arg(10)->Arg(40000);
+
+} // namespace

@@ -1,0 +1,277 @@
+// Valuing options: the engine against QuantLib and against the plain formulas, in the same run, on one thread.
+//
+// Each benchmark does its sides one after the other and reports the ratios of their times. 161 price points, five
+// volatility scenarios, five risk levels.
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <ql/option.hpp>
+#include <ql/pricingengines/blackformula.hpp>
+
+#include "InstrumentSamples.h"
+#include "InstrumentsRepository.h"
+#include "PlainOption.h"
+
+namespace {
+
+using Level = Enums::ClientRiskLevel;
+constexpr auto Levels = Enums::PossibleClientRiskLevelValues;
+
+double ThreadSeconds()
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/// Seconds that this thread has worked for it, what the system does for its memory included; a busy machine makes no
+/// difference then.
+template <class Body>
+double TimeOf(Body body)
+{
+    const double start = ThreadSeconds();
+    body();
+    return ThreadSeconds() - start;
+}
+
+double ResidentBytes()
+{
+    std::ifstream statm("/proc/self/statm");
+    std::size_t pages = 0;
+    std::size_t resident = 0;
+    statm >> pages >> resident;
+    return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE));
+}
+
+/// The market that one option lives in.
+struct Terms
+{
+    BaseContractSample contract;
+    FuturesSample futures;
+    OptionSeriesSample series;
+};
+
+/// Contracts of all kinds and both models take turns; two thirds of them are options on futures under Black and
+/// Scholes.
+Terms TermsOf(std::int32_t number)
+{
+    Terms terms;
+    terms.contract.Code = "BC" + std::to_string(number);
+    terms.contract.RiskPointsN = 80;
+    terms.contract.VolatNum = 5;
+    terms.contract.CFRisk = 0.1;
+    terms.futures.InterestRateRiskUp = 0.02;
+    terms.futures.InterestRateRiskDown = 0.02;
+    terms.futures.MRAddOnUp = 0.01;
+    terms.futures.MRAddOnDown = 0.01;
+    terms.series.A = 25.0;
+    terms.series.B = 10.0;
+    terms.series.C = 0.5;
+    terms.series.D = -3.0;
+    terms.series.E = 2.0;
+    terms.series.A_Bach = 0.25;
+    terms.series.M_Bach = 1000.0;
+    terms.series.VolatilityRisk = 0.25;
+    terms.series.VolatilityRiskMismatch = 0.1;
+    terms.series.R = 0.08;
+    terms.series.R2 = 0.03;
+    terms.series.InterestRateRiskUp = 0.02;
+    terms.series.InterestRateRiskDown = 0.02;
+    const std::int32_t kind = number % 12;
+    if (kind == 8 || kind == 9) terms.contract.OptionModel = Enums::OptionModel::Bachelier;
+    if (kind < 9) return terms;
+    terms.series.marginStyle = Enums::MarginStyle::Equity;
+    if (kind >= 10) terms.futures.Attribute = Enums::InstrumentStatus::Collateral;
+    if (kind == 11) terms.contract.AssetClass = Enums::AssetClass::Currency;
+    return terms;
+}
+
+double StrikeOf(std::int32_t number, std::int32_t perSeries) { return 800.0 + 400.0 * (number + 0.5) / perSeries; }
+
+void Check(Z9ERR code)
+{
+    if (code != 0) throw std::runtime_error("the market is refused with code " + std::to_string(code));
+}
+
+/// A market of that many options: 27 a series or so, five series a futures, ten futures a contract.
+class Market
+{
+public:
+    explicit Market(std::int32_t options_)
+        : options(options_),
+          series(std::max(1, options * 3 / 80)),
+          futures(std::max(1, series / 5)),
+          contracts(std::max(1, futures / 10))
+    {}
+
+    void InsertInto(kv7im::InstrumentsRepository& repository) const
+    {
+        for (std::int32_t i = 0; i < contracts; ++i)
+            Check(TermsOf(i).contract.InsertInto(repository));
+        for (std::int32_t i = 0; i < futures; ++i) {
+            FuturesSample sample = TermsOf(i % contracts).futures;
+            sample.Code = "FUT" + std::to_string(i);
+            sample.CodeBC = "BC" + std::to_string(i % contracts);
+            sample.Isin = i + 1;
+            Check(sample.InsertInto(repository));
+        }
+        for (std::int32_t i = 0; i < series; ++i)
+            Check(SeriesOf(i).InsertInto(repository));
+        for (std::int32_t i = 0; i < options; ++i) {
+            const std::string code = "OPT" + std::to_string(i);
+            const std::string codeVF = "SER" + std::to_string(i % series);
+            Check(repository.InsertOption(code.c_str(), codeVF.c_str(), StrikeOf(i / series, PerSeries()),
+                                          i % 2 == 0 ? Enums::OptionType::Call : Enums::OptionType::Put, 10.0,
+                                          IsinOf(i)));
+        }
+    }
+
+    [[nodiscard]] static Isin IsinOf(std::int32_t option) { return 100000 + option; }
+
+    /// The same option, ready to be valued plainly.
+    [[nodiscard]] plain::OptionPricer PlainOf(std::int32_t option) const
+    {
+        const std::int32_t number = option % series;
+        const Terms terms = TermsOf(number % futures % contracts);
+        return {terms.contract, terms.futures, SeriesOf(number), StrikeOf(option / series, PerSeries()),
+                option % 2 != 0};
+    }
+
+    std::int32_t options;
+    std::int32_t series;
+    std::int32_t futures;
+    std::int32_t contracts;
+
+private:
+    [[nodiscard]] std::int32_t PerSeries() const { return options / series + 1; }
+    [[nodiscard]] OptionSeriesSample SeriesOf(std::int32_t number) const
+    {
+        OptionSeriesSample sample = TermsOf(number % futures % contracts).series;
+        sample.Code = "SER" + std::to_string(number);
+        sample.CodeRF = "FUT" + std::to_string(number % futures);
+        sample.TimeToExpiration = 0.02 + 0.1 * (number / futures);
+        return sample;
+    }
+};
+
+std::vector<double> PricesOf(const kv7im::CSpecOption& option, Level level)
+{
+    const kv7im::RiskRowWrapper row = option.VirtFutures->GetVolatilityMatrixCentralRow(level);
+    std::vector<double> prices;
+    for (std::size_t c = 0; c < row.size(); ++c)
+        prices.push_back(static_cast<const kv7im::RiskRowWrapper&>(row)[c]);
+    return prices;
+}
+
+/// Seconds to value an option plainly at all levels, the mean of every n-th option.
+double PlainSecondsPerOption(const Market& market, const kv7im::InstrumentsRepository& repository,
+                             std::int32_t sampleSize)
+{
+    const std::int32_t step = std::max(1, market.options / sampleSize);
+    double seconds = 0.0;
+    std::int32_t count = 0;
+    for (std::int32_t i = 0; i < market.options; i += step, ++count) {
+        const kv7im::CSpecOption& option = *repository.GetOption(kv7im::AccessByStatus::eCurrent, Market::IsinOf(i));
+        const plain::OptionPricer pricer = market.PlainOf(i);
+        for (const Level level : Levels) {
+            const std::vector<double> prices = PricesOf(option, level);
+            seconds += TimeOf([&] { benchmark::DoNotOptimize(pricer.Over(prices).mismatchUp); });
+        }
+    }
+    return seconds / count;
+}
+
+// Inserting a market, then valuing all of it on demand. The plain form values a sample of 200 options, every n-th one,
+// and is scaled to all. resident_MB is what insertion and valuation have added.
+void MarketOfOptions(benchmark::State& state)
+{
+    const Market market(static_cast<std::int32_t>(state.range(0)));
+    double inserted = 0.0;
+    double valued = 0.0;
+    double plainly = 0.0;
+    double resident = 0.0;
+    for (auto _ : state) {
+        ::malloc_trim(0);
+        const double before = ResidentBytes();
+        auto repository = std::make_unique<kv7im::InstrumentsRepository>();
+        inserted += TimeOf([&] { market.InsertInto(*repository); });
+        valued += TimeOf([&] {
+            for (std::int32_t i = 0; i < market.options; ++i)
+                repository->GetOption(kv7im::AccessByStatus::eCurrent, Market::IsinOf(i))->ValueAllLevels();
+        });
+        resident = ResidentBytes() - before;
+        plainly += market.options * PlainSecondsPerOption(market, *repository, 200);
+    }
+    const auto iterations = static_cast<double>(state.iterations());
+    state.counters["insert_ms"] = inserted / iterations * 1e3;
+    state.counters["value_ms"] = valued / iterations * 1e3;
+    state.counters["plain_ms"] = plainly / iterations * 1e3;
+    state.counters["insert_ratio"] = plainly / inserted;
+    state.counters["value_ratio"] = plainly / valued;
+    state.counters["resident_MB"] = resident / 1e6;
+}
+BENCHMARK(MarketOfOptions)->Arg(160)->Arg(40000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// One grid again and again: nanoseconds of one of the (scenarios + 4) x columns valuations that the model asks for,
+// against one call of QuantLib's blackFormula (whose Bachelier twin for that model) over the same prices.
+void GridOfAnOption(benchmark::State& state, std::int32_t kind)
+{
+    Terms terms = TermsOf(kind);
+    terms.contract.RiskPointsN = static_cast<std::int32_t>(state.range(0) / 2);
+    const auto contract = terms.contract.Make();
+    const auto futures = terms.futures.Make(*contract);
+    futures->RecalcInvariants();
+    const auto series = terms.series.Make(*futures);
+    series->RecalcInvariants();
+    kv7im::CSpecOption option(series.get(), "OPT", "SER", 1, 1010.0, true, 10.0);
+    const plain::OptionPricer pricer(terms.contract, terms.futures, terms.series, 1010.0, true);
+    const std::vector<double> prices = PricesOf(option, Level::Default);
+    const bool black = terms.contract.OptionModel == Enums::OptionModel::BlackScholes;
+    std::array<double, 9> widths{};
+    for (std::size_t i = 0; i < widths.size(); ++i)
+        widths[i] = pricer.Sigma(i % 5, std::nullopt) * series->SqrtT;
+
+    double engine = 0.0;
+    double quantLib = 0.0;
+    double plainly = 0.0;
+    for (auto _ : state) {
+        engine += TimeOf([&] {
+            option.RecalcInvariants();
+            benchmark::DoNotOptimize(option.GetGrid(Level::Default).mismatchUp);
+        });
+        quantLib += TimeOf([&] {
+            for (const double price : prices)
+                for (const double width : widths)
+                    benchmark::DoNotOptimize(
+                        black ? QuantLib::blackFormula(QuantLib::Option::Put, 1010.0, price, width, 0.99)
+                              : QuantLib::bachelierBlackFormula(QuantLib::Option::Put, 1010.0, price, width, 0.99));
+        });
+        plainly += TimeOf([&] { benchmark::DoNotOptimize(pricer.Over(prices).mismatchUp); });
+    }
+    const double evaluations = static_cast<double>(state.iterations()) * static_cast<double>(prices.size() * 9);
+    state.counters["engine_ns"] = engine / evaluations * 1e9;
+    state.counters["quantlib_ns"] = quantLib / evaluations * 1e9;
+    state.counters["plain_ns"] = plainly / evaluations * 1e9;
+    state.counters["ratio_quantlib"] = quantLib / engine;
+    state.counters["ratio_plain"] = plainly / engine;
+}
+BENCHMARK_CAPTURE(GridOfAnOption, black_scholes_on_futures, 0)->Arg(160);
+BENCHMARK_CAPTURE(GridOfAnOption, black_scholes_on_stock, 10)->Arg(160);
+BENCHMARK_CAPTURE(GridOfAnOption, black_scholes_on_currency, 11)->Arg(160);
+BENCHMARK_CAPTURE(GridOfAnOption, bachelier_on_futures, 8)->Arg(160);
+BENCHMARK_CAPTURE(GridOfAnOption, bachelier_on_commodity, 9)->Arg(160);
+
+} // namespace

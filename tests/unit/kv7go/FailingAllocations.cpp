@@ -1,0 +1,50 @@
+#include "FailingAllocations.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr long unlimited = -1;
+
+thread_local long room = unlimited;
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    if (room == 0) throw std::bad_alloc();
+    if (room > 0) --room;
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+// The array forms too: a sanitizer's own would otherwise stand beside ours.
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept { return operator new(size, nothrow); }
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+namespace testing_support {
+
+RoomForAllocations::RoomForAllocations(long count) noexcept { room = count; }
+
+RoomForAllocations::~RoomForAllocations() { room = unlimited; }
+
+} // namespace testing_support

@@ -1,0 +1,109 @@
+// Memory that ends in the middle of an insertion: whichever allocation fails, the repository is as it was before.
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "FailingAllocations.h"
+#include "InstrumentSamples.h"
+
+namespace {
+
+using namespace kv7im;
+using enum AccessByStatus;
+
+/// Runs an insertion with room for no allocation, for one, for two and so on, until it succeeds. After each failure
+/// `check` looks at what is there. Gives the number of failures.
+template <class Insert, class Check>
+long FailAtEachAllocation(Insert insert, Check check)
+{
+    for (long count = 0;; ++count) {
+        try {
+            const testing_support::RoomForAllocations room(count);
+            EXPECT_EQ(insert(), Z9ERR_OK);
+            return count;
+        } catch (const std::bad_alloc&) {
+            check();
+        }
+        if (testing::Test::HasFailure()) return count;
+    }
+}
+
+class InsertionFailure : public testing::Test
+{
+protected:
+    InsertionFailure()
+    {
+        EXPECT_EQ((BaseContractSample{.AssetClass = Enums::AssetClass::Bond}.InsertInto(m_repository)), Z9ERR_OK);
+        EXPECT_EQ((FuturesSample{.Attribute = Enums::InstrumentStatus::Collateral}.InsertInto(m_repository)), Z9ERR_OK);
+    }
+    [[nodiscard]] const FuturesNode& Node() const { return *m_repository.RangeFuturesByCode().begin(); }
+
+    const std::string m_longCode = std::string(100, 'L'); // which a string cannot hold in itself
+    InstrumentsRepository m_repository;
+};
+
+TEST_F(InsertionFailure, LeavesNoSeriesAndTheContractsAssetClass)
+{
+    OptionSeriesSample series(m_longCode, "FUT");
+    series.SubRisk = true;
+    const long failures = FailAtEachAllocation(
+        [&] { return series.InsertInto(m_repository); },
+        [&] {
+            EXPECT_EQ(m_repository.CountVirtualFutures(), 0u);
+            EXPECT_EQ(Node().CountVirtualFutures(eCurrent), 0u);
+            EXPECT_EQ(m_repository.GetVirtualFutures(eCurrent, m_longCode), nullptr);
+            EXPECT_EQ(m_repository.GetBaseContract(eCurrent, "BC")->assetClass, Enums::AssetClass::Bond);
+            EXPECT_EQ(m_repository.CountFutures(), 1u);
+        });
+    EXPECT_GT(failures, 20);
+    EXPECT_EQ(m_repository.GetBaseContract(eCurrent, "BC")->assetClass, Enums::AssetClass::Stock);
+    EXPECT_NE(m_repository.GetVirtualFutures(eCurrent, m_longCode), nullptr);
+}
+
+TEST_F(InsertionFailure, LeavesNoOptionInAnyIndex)
+{
+    const std::string seriesCode(90, 'S');
+    ASSERT_EQ(OptionSeriesSample(seriesCode, "FUT").InsertInto(m_repository), Z9ERR_OK);
+    const OptionSample option{.Code = m_longCode, .CodeVF = seriesCode};
+    const long failures = FailAtEachAllocation(
+        [&] { return option.InsertInto(m_repository); },
+        [&] {
+            EXPECT_EQ(m_repository.CountOptions(), 0u);
+            EXPECT_EQ(m_repository.GetOption(eCurrent, 101), nullptr);
+            EXPECT_EQ(m_repository.GetOption(eCurrent, m_longCode), nullptr);
+            EXPECT_FALSE(m_repository.OptionExists(m_longCode));
+            EXPECT_TRUE(m_repository.RangeOptionsByCode().empty());
+            EXPECT_TRUE(Node().EnumerateOptions().empty());
+            EXPECT_TRUE(Node().GetVirtualFuturesIterator(eCurrent, seriesCode)->second.storage().empty());
+            EXPECT_EQ(Node().GetVirtualFuturesByOptionIterator(eCurrent, m_longCode), Node().Storage(eCurrent).end());
+        });
+    EXPECT_GT(failures, 10);
+    EXPECT_EQ(m_repository.GetOption(eCurrent, m_longCode), m_repository.GetOption(eCurrent, 101));
+    EXPECT_NE(m_repository.GetOption(eCurrent, 101), nullptr);
+}
+
+TEST_F(InsertionFailure, LeavesNoCopyOfAFamilyHalfMade)
+{
+    ASSERT_EQ(OptionSeriesSample{}.InsertInto(m_repository), Z9ERR_OK);
+    CSpecBaseContract& contract = *Node().GetCurrent()->BaseContract;
+    FuturesNode node(FuturesSample{.Isin = 5}.Make(contract));
+    VirtualFuturesNode series(OptionSeriesSample{}.Make(*node.GetCurrent()));
+    series.storage().insert(OptionSample{}.Make(*series.get()));
+    node.InsertVirtualFuturesNode(series);
+    node.SetStatus(Status::WasChanged);
+    const long failures = FailAtEachAllocation(
+        [&] {
+            node.InitializeChangedInstrument(&contract);
+            return Z9ERR_OK;
+        },
+        [&] {
+            EXPECT_EQ(node.GetChanged(), node.GetCurrent());
+            EXPECT_EQ(&node.Storage(eNew), &node.Storage(eCurrent));
+            EXPECT_EQ(node.CountVirtualFutures(eCurrent), 1u);
+        });
+    EXPECT_GT(failures, 10);
+    EXPECT_NE(node.GetChanged(), node.GetCurrent());
+}
+
+} // namespace
