@@ -322,7 +322,7 @@ TEST_F(CommandErrors, AnEmptyFileHasNoHeader)
 }
 
 /// A contract to be worked by hand: prices 900, 1000 and 1100, one unit of price is worth 1 of a currency whose rate
-/// moves by 0.05. Both series expire within the hour; the premium of PAID is paid up front.
+/// moves by 0.05. The series expires within the hour; its premium is paid up front.
 constexpr const char* OptionsMarket = R"(<root>
   <Currency IndicatorID="840" Radius="0.05"/>
   <BaseContract Code="BC" CodeMCS="" VolatNum="3" MSPType="1" ShortOptionMinimumCharge="0" IndicatorID="840"
@@ -350,7 +350,7 @@ constexpr const char* OptionsMarket = R"(<root>
 class MarginOfOptions : public CommandErrors
 {
 protected:
-    /// GO of the one client, the output as it was printed.
+    /// The margin of the one client's positions in this market.
     Finished RunWith(const std::string& rows)
     {
         const std::string book = Write("book.csv", "level,code,instrument,quantity,price,after_last_clearing\n" + rows);

@@ -218,12 +218,12 @@ TEST_F(OneMarket, ComesInByADownloadOrByOneCallAnInstrumentWithTheSameCursorsAnd
     EXPECT_EQ(Figures(calc), ofDownload);
 }
 
-TEST_F(OneMarket, OptionsAreValuedWhenTheyAreNeededWithTheSameFiguresInAnyOrder)
+TEST_F(OneMarket, OptionsThatWereValuedBeforeGiveTheSameFigures)
 {
     ASSERT_EQ(GetInstrumentParameters(calc, nullptr), 0);
     const std::vector<calls::Margins> first = Figures(calc);
     ASSERT_EQ(ClearParts(calc), 0);
-    EXPECT_EQ(Figures(calc), first) << "options that were valued before";
+    EXPECT_EQ(Figures(calc), first);
 }
 
 TEST_F(OneMarket, ASeriesIsNoInstrumentToHoldAndItsOptionsAre)

@@ -111,7 +111,8 @@ RC_GTEST_PROP(MarginWalk, NettingNeverRaisesTheMarginAboveTheSumOfItsParts, ())
 // The same with options. Here it is true only where no stress point is lifted: a stress point may not be worse than the
 // result at the edge of the grid, gain or loss, and an option may gain at the edge and lose beyond it, so that two such
 // positions lift each other less than either lifts itself. With one rate for all tiers, and a settlement price at the
-// centre of the grid, the stress points lie on its edges.
+// centre of the grid, the stress points lie on its edges. Two different rates could make a put worth less than nothing,
+// and the premium bounds its loss on the grid only.
 RC_GTEST_PROP(MarginWalk, OptionsInSpreadNeverCostMoreThanTheSumOfTheirParts, ())
 {
     plain::Market market = random_market::Make();
@@ -119,6 +120,8 @@ RC_GTEST_PROP(MarginWalk, OptionsInSpreadNeverCostMoreThanTheSumOfTheirParts, ()
         random_market::MakeOneTier(contract);
     for (FuturesSample& futures : market.futures)
         futures.RealCalcPrice = futures.CalcFutPrice;
+    for (kv7im::OptionSeriesParameters& series : market.series)
+        series.R2 = series.R;
     plain::Rules rules = random_market::MakeRules();
     rules.ratios.clear();
     rules.interContract = Enums::SpreadMarginType::HalfNetting;

@@ -77,15 +77,17 @@ void CPositionCalculator::InsertPositionForHalfNettingAndGross(const SPosition& 
 
 void CPositionCalculator::UpdateVM(const SPosition& position)
 {
-    // Both currency entries first: they may need memory, the sums do not.
+    const bool isPremiumStyle = position.instr->instrType == Enums::InstrumentType::Option &&
+                                position.instr->GetMarginStyle() == Enums::MarginStyle::Equity;
+    // The currency entries first: they may need memory, the sums do not.
     const pos::SBaseContract& baseContract = m_instruments.getClearingInstrumentBaseContract(position.isin);
     if (baseContract.is_curr) {
-        t_bsum_int& current = VMCurr[baseContract.indicatorIndex];
+        t_bsum_int* const current = isPremiumStyle ? nullptr : &VMCurr[baseContract.indicatorIndex];
         VMCurrFull[baseContract.indicatorIndex] += position.vmClose;
-        current += position.vmClose;
+        if (current != nullptr) *current += position.vmClose;
     }
-    VM += position.vmClose;
     VMFull += position.vmClose;
+    if (!isPremiumStyle) VM += position.vmClose;
 }
 
 std::int64_t CPositionCalculator::GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept

@@ -147,7 +147,11 @@ void PositionCalculatorInstruments::RemoveFutures(Isin isin) noexcept
     if (futures == nullptr) return;
     const auto byCode = m_futuresByCode.find(futures->code);
     if (byCode != m_futuresByCode.end() && byCode->second == futures) m_futuresByCode.erase(byCode);
-    m_instr_types.erase(isin);
+    // An option that was entered under the code of the futures has that isin too.
+    if (p_default_instruments.getOption(isin) != nullptr)
+        m_instr_types.find(isin)->second = Enums::InstrumentType::Option;
+    else
+        m_instr_types.erase(isin);
     p_default_instruments.m_futures.erase(isin);
 }
 

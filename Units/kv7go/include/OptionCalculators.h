@@ -69,6 +69,8 @@ struct ScenarioVolatility
     double width;        // volatility times root of time
     double halfVariance; // of a year
     bool intrinsic;      // no volatility: the option is worth what its exercise would bring
+
+    [[nodiscard]] friend bool operator==(const ScenarioVolatility&, const ScenarioVolatility&) = default;
 };
 
 /// Where an option is valued.

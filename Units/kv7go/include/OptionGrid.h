@@ -30,8 +30,8 @@ public:
     [[nodiscard]] std::size_t ScenariosCount() const noexcept { return rows; }
 
     /// Theoretical values of a block, one RiskItem a scenario.
-    [[nodiscard]] RiskItem* Values(std::size_t block) noexcept { return cells.get() + block * (rows + 1); }
-    [[nodiscard]] const RiskItem* Values(std::size_t block) const noexcept { return cells.get() + block * (rows + 1); }
+    [[nodiscard]] RiskItem* Values(std::size_t block) noexcept { return cells + block * (rows + 1); }
+    [[nodiscard]] const RiskItem* Values(std::size_t block) const noexcept { return cells + block * (rows + 1); }
     /// Change by the rate stress: of rates up where the price is above the centre, of rates down where it is below.
     [[nodiscard]] RiskItem& RateStress(std::size_t block) noexcept { return Values(block)[rows]; }
     [[nodiscard]] const RiskItem& RateStress(std::size_t block) const noexcept { return Values(block)[rows]; }
@@ -43,7 +43,9 @@ public:
 private:
     std::size_t cols;
     std::size_t rows; // volatility scenarios
-    std::unique_ptr<RiskItem[]> cells;
+    // A lane of slack instead of an aligned allocation, which would leave a hole of its own behind every grid.
+    std::unique_ptr<std::byte[]> storage;
+    RiskItem* cells; // in the storage
 };
 
 } // namespace kv7im

@@ -95,7 +95,7 @@ protected:
     [[nodiscard]] double ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
                                               const CSpecBaseContract& baseContract) const;
     /// Special points of Expiration(), without making it where it is made on demand.
-    [[nodiscard]] virtual const SpecialRiskPoints& ExpirationPoints() const;
+    [[nodiscard]] virtual const SpecialRiskPoints& PointsOfExpiration() const;
     void CopyFigures(const RiskNodeBase& other) noexcept; // everything but the rows
 
     double StoreInitialMarginValue(double value) noexcept;         ///< Returns the change.
@@ -144,7 +144,7 @@ public:
                                  RiskNodeFutures& futures, bool lossesOnly);
 
 protected:
-    [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const override;
+    [[nodiscard]] const SpecialRiskPoints& PointsOfExpiration() const override;
 
 private:
     /// What the futures holds of this series: nothing known, its cells folded, or its folded losses.

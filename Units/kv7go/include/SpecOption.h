@@ -130,7 +130,8 @@ private:
     [[nodiscard]] double CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
                                                    double strike, std::optional<double> mismatch) const;
     template <class Calculator>
-    [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(Enums::ClientRiskLevel level) const;
+    [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(const OptionValuation<Calculator>& valuation,
+                                                               Enums::ClientRiskLevel level) const;
     template <class Calculator>
     void ValueSpecialPoints(const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
                             SpecialRiskPoints& special) const;

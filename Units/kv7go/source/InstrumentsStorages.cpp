@@ -149,11 +149,11 @@ StorageVirtualFutures::iterator FuturesNode::InsertVirtualFuturesNode(AccessBySt
 void FuturesNode::RegistrateOptionOnVirtualFutures(Isin optionIsin, std::string_view optionCode,
                                                    std::string_view seriesCode)
 {
-    const auto [entry, isNew] = storageIndexVirtualFuturesCodeByOptionIsin.try_emplace(optionIsin, seriesCode);
+    const auto inserted = storageIndexVirtualFuturesCodeByOptionIsin.try_emplace(optionIsin, seriesCode);
     try {
         storageIndexVirtualFuturesCodeByOptionCode.try_emplace(std::string(optionCode), seriesCode);
     } catch (...) {
-        if (isNew) storageIndexVirtualFuturesCodeByOptionIsin.erase(entry);
+        if (inserted.second) storageIndexVirtualFuturesCodeByOptionIsin.erase(inserted.first);
         throw;
     }
 }

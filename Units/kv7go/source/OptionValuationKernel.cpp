@@ -1,4 +1,4 @@
-// Four columns of an option at once, with the exponential and the logarithm of the vector library Highway.
+// Four columns of an option at once, in the vectors of the library Highway and with its logarithm.
 //
 // What is saved against the valuation of single cells:
 //   - one logarithm a column, for all volatilities;
@@ -19,9 +19,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include <hwy/contrib/math/math-inl.h>
@@ -59,9 +61,37 @@ struct LanePoint
 
 // --- The distribution -----------------------------------------------------------------------------------------------
 
+/// e^r for |r| at most half of ln 2, by the exponential series; what follows the last term is below 1.8e-16.
+HWY_INLINE Lanes SeriesOfExp(Lanes r)
+{
+    const auto pair = [&](double low, double high) { return hn::MulAdd(Of(1.0 / high), r, Of(1.0 / low)); };
+    const Lanes r2 = hn::Mul(r, r);
+    const Lanes r4 = hn::Mul(r2, r2);
+    const Lanes r8 = hn::Mul(r4, r4);
+    const Lanes from2 = hn::MulAdd(pair(24.0, 120.0), r2, pair(2.0, 6.0));                   // 1/2! + r/3! + ...
+    const Lanes from6 = hn::MulAdd(pair(40320.0, 362880.0), r2, pair(720.0, 5040.0));        // 1/6! + r/7! + ...
+    const Lanes from10 = hn::MulAdd(Of(1.0 / 479001600.0), r2, pair(3628800.0, 39916800.0)); // 1/10! + r/11! + r^2/12!
+    const Lanes sum = hn::MulAdd(from10, r8, hn::MulAdd(from6, r4, from2));
+    return hn::Add(hn::MulAdd(sum, r2, r), Of(1.0));
+}
+
+/// Density of the standard normal distribution. Of all exponentials it needs those of numbers below 0 only, and none of
+/// a number so small that the result loses its leading bit: that takes half the steps of an exponential for any number.
 HWY_INLINE Lanes Density(Lanes d)
 {
-    return hn::Mul(hn::Exp(tag, hn::Mul(hn::Mul(d, d), Of(-0.5))), Of(points::normal::Density));
+    constexpr double Smallest = -600.0;          // a density of 1e-261 is as good as 0
+    constexpr double Integers = 0x1.8p52;        // doubles of this size are whole numbers
+    constexpr double Ln2 = 0.693147180559945309; // to the next double
+    constexpr double Ln2Rest = 2.3190468138462996e-17;
+    const hn::Rebind<std::int64_t, Tag> whole;
+
+    const Lanes x = hn::Max(hn::Mul(hn::Mul(d, d), Of(-0.5)), Of(Smallest));
+    const Lanes shifted = hn::MulAdd(x, Of(1.0 / Ln2), Of(Integers)); // the power of two in its lowest bits
+    const Lanes power = hn::Sub(shifted, Of(Integers));
+    const Lanes r = hn::NegMulAdd(power, Of(Ln2Rest), hn::NegMulAdd(power, Of(Ln2), x));
+    const auto scale = hn::ShiftLeft<52>(hn::BitCast(whole, shifted));
+    const Lanes exponential = hn::BitCast(tag, hn::Add(hn::BitCast(whole, SeriesOfExp(r)), scale));
+    return hn::Mul(exponential, Of(points::normal::Density));
 }
 
 /// What 1 / t is in the polynomial.
@@ -84,8 +114,8 @@ HWY_INLINE hn::Mask<Tag> IsBelowCutoff(Lanes d) { return hn::Lt(d, Of(-points::n
 
 // --- The models -----------------------------------------------------------------------------------------------------
 // A model stands for four columns at one point of the market and holds what all volatilities share. The value of a call
-// is made in three steps, D, Density and Call, so that each can be taken for all volatilities before the next: the
-// processor then always has independent work at hand.
+// is made in three steps, D, Density and Call, so that each can be taken for several columns and all volatilities
+// before the next: the processor then always has independent work at hand.
 
 class BlackScholesLanes
 {
@@ -99,6 +129,7 @@ public:
     static HWY_INLINE Lanes PriceOf(const LanePoint& at) { return at.discounted; }
     static HWY_INLINE Lanes StrikeOf(const points::OptionTerms&, const LanePoint& at) { return at.strike; }
 
+    BlackScholesLanes() = default; // to be assigned
     HWY_INLINE BlackScholesLanes(const points::OptionTerms& terms, const LanePoint& at)
         : sqrtTime(Of(terms.sqrtTime)), discounted(at.discounted), strike(at.strike), carry(at.carry)
     {
@@ -153,6 +184,7 @@ public:
         return Discounted ? at.strike : Of(terms.strike);
     }
 
+    BachelierLanes() = default; // to be assigned
     HWY_INLINE BachelierLanes(const points::OptionTerms& terms, const LanePoint& at)
         : discount(at.discount), distance(hn::Sub(at.futuresPoint, Of(terms.strike)))
     {}
@@ -232,6 +264,13 @@ private:
 
 // --- The calls of one strike ----------------------------------------------------------------------------------------
 
+/// The first steps of one valuation of four columns.
+struct Step
+{
+    RiskItem d;
+    RiskItem density;
+};
+
 /// Values of the calls of a strike over all blocks of a series' columns, before intrinsic values are looked at.
 struct CallTable
 {
@@ -240,7 +279,13 @@ struct CallTable
     double corrected = 0.0;
     std::vector<points::ScenarioVolatility> volatilities;
     std::vector<RiskItem> calls; // block by block: one for each volatility, then those of the rate stress
+
+    std::vector<Step> steps; // room to work in
+    std::vector<double> drifts;
 };
+
+/// RiskItems that a table may keep from one option to the next: a megabyte.
+constexpr std::size_t MostKept = (std::size_t{1} << 20) / sizeof(RiskItem);
 
 /// The calls that this thread has worked out last at some columns. What stands there is what would be worked out again,
 /// so a call and the put of its strike share one valuation, and no value depends on whether they do.
@@ -283,14 +328,19 @@ public:
             FinishBlock(block, table.calls.data() + block * callsPerBlock, grid, up, down);
         grid.mismatchUp = operation::_::FoldLanes(up, operation::_::min<double>{});
         grid.mismatchDown = operation::_::FoldLanes(down, operation::_::max<double>{});
+        if (table.calls.size() > MostKept) table = CallTable(); // a thread does not keep what is out of the ordinary
     }
 
 private:
-    /// The first steps of one valuation of four columns.
-    struct Step
+    /// Neighbouring blocks that take each step together.
+    static constexpr std::size_t BatchSize = 4;
+    struct Batch
     {
-        RiskItem d;
-        RiskItem density;
+        std::size_t first; // block
+        std::size_t count;
+        std::array<Model, BatchSize> grid;
+        std::array<Model, BatchSize> stressed;
+        std::array<Model, BatchSize> unstressed; // where it differs from the grid
     };
 
     [[nodiscard]] static bool HasOrdinaryWidth(const points::ScenarioVolatility& volatility)
@@ -313,38 +363,61 @@ private:
         table.strike = terms.strike;
         table.corrected = strike;
 
-        std::vector<Step> steps(callsPerBlock);
-        std::vector<double> drifts;
+        table.steps.resize(callsPerBlock * BatchSize);
+        Step* const steps = table.steps.data();
+        table.drifts.clear();
         for (const points::ScenarioVolatility& volatility : volatilities)
-            drifts.push_back((volatility.halfVariance + columns.Carry()) * terms.sqrtTime * terms.sqrtTime);
-        for (std::size_t block = 0; block < columns.GetColsRegister(); ++block)
-            ValueBlock(block, drifts.data(), steps, table.calls.data() + block * callsPerBlock);
+            table.drifts.push_back((volatility.halfVariance + columns.Carry()) * terms.sqrtTime * terms.sqrtTime);
+        const std::size_t blocks = columns.GetColsRegister();
+        for (std::size_t block = 0; block < blocks; block += BatchSize) {
+            const Batch batch = BatchOf(block, std::min(BatchSize, blocks - block));
+            StepD(batch, table.drifts.data(), steps);
+            for (std::size_t i = 0; i < batch.count * callsPerBlock; ++i)
+                steps[i].density = ItemOf(Density(Of(steps[i].d)));
+            StepCall(batch, steps, table.calls.data() + block * callsPerBlock);
+        }
         table.columns = columns.Number();
+    }
+
+    [[nodiscard]] HWY_INLINE Batch BatchOf(std::size_t first, std::size_t count) const
+    {
+        Batch batch;
+        batch.first = first;
+        batch.count = count;
+        for (std::size_t b = 0; b < count; ++b) {
+            batch.grid[b] = Model(terms, GridPoint(first + b));
+            batch.stressed[b] = Model(terms, StressedPoint(first + b));
+            if (!columns.UnstressedIsTheGrid()) batch.unstressed[b] = Model(terms, UnstressedPoint(first + b));
+        }
+        return batch;
     }
 
     /// All volatilities at the grid's point; then the lowest one, that of the down mismatch, at the stressed point and,
     /// where it differs from the grid's, at the unstressed one.
-    HWY_INLINE void ValueBlock(std::size_t block, const double* drifts, std::span<Step> steps, RiskItem* calls) const
+    HWY_INLINE void StepD(const Batch& batch, const double* drifts, Step* steps) const
     {
-        const Model model(terms, GridPoint(block));
-        const Model stressed(terms, StressedPoint(block));
         const std::size_t count = volatilities.size();
         const points::ScenarioVolatility& lowest = volatilities.back();
-        for (std::size_t i = 0; i < count; ++i)
-            steps[i].d = ItemOf(model.D(volatilities[i], drifts[i]));
-        steps[count].d = ItemOf(stressed.D(lowest));
-        if (!columns.UnstressedIsTheGrid()) steps.back().d = ItemOf(Model(terms, UnstressedPoint(block)).D(lowest));
+        for (std::size_t b = 0; b < batch.count; ++b, steps += callsPerBlock) {
+            for (std::size_t i = 0; i < count; ++i)
+                steps[i].d = ItemOf(batch.grid[b].D(volatilities[i], drifts[i]));
+            steps[count].d = ItemOf(batch.stressed[b].D(lowest));
+            if (!columns.UnstressedIsTheGrid()) steps[count + 1].d = ItemOf(batch.unstressed[b].D(lowest));
+        }
+    }
 
-        for (Step& step : steps)
-            step.density = ItemOf(Density(Of(step.d)));
-
-        const auto call = [&](std::size_t i, const Model& at, const points::ScenarioVolatility& volatility) {
-            calls[i] = ItemOf(at.Call(volatility, Of(steps[i].d), Of(steps[i].density)));
+    HWY_INLINE void StepCall(const Batch& batch, const Step* steps, RiskItem* calls) const
+    {
+        const auto call = [&](const Model& model, const points::ScenarioVolatility& volatility, std::size_t i) {
+            calls[i] = ItemOf(model.Call(volatility, Of(steps[i].d), Of(steps[i].density)));
         };
-        for (std::size_t i = 0; i < count; ++i)
-            call(i, model, volatilities[i]);
-        call(count, stressed, lowest);
-        if (!columns.UnstressedIsTheGrid()) call(count + 1, Model(terms, UnstressedPoint(block)), lowest);
+        const std::size_t count = volatilities.size();
+        for (std::size_t b = 0; b < batch.count; ++b, steps += callsPerBlock, calls += callsPerBlock) {
+            for (std::size_t i = 0; i < count; ++i)
+                call(batch.grid[b], volatilities[i], i);
+            call(batch.stressed[b], volatilities.back(), count);
+            if (!columns.UnstressedIsTheGrid()) call(batch.unstressed[b], volatilities.back(), count + 1);
+        }
     }
 
     HWY_INLINE void FinishBlock(std::size_t block, const RiskItem* calls, OptionGrid& grid, RiskItem& up,

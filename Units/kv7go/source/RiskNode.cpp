@@ -104,7 +104,7 @@ double RiskNodeBase::UpdateInitialMarginValue(const CSpecBaseContract& baseContr
 double RiskNodeBase::UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract)
 {
     return StoreInitialMarginDeliveryValue(
-        ComposeInitialMargin(ExpirationPoints(), Collapsed().delivery, baseContract));
+        ComposeInitialMargin(PointsOfExpiration(), Collapsed().delivery, baseContract));
 }
 
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
@@ -126,7 +126,7 @@ const Risk& RiskNodeBase::Volatility() const
 
 const Risk& RiskNodeBase::Expiration() const { return RiskNodeBase::Volatility(); }
 
-const SpecialRiskPoints& RiskNodeBase::ExpirationPoints() const { return Expiration().GetSpecialRiskPoints(); }
+const SpecialRiskPoints& RiskNodeBase::PointsOfExpiration() const { return Expiration().GetSpecialRiskPoints(); }
 
 void RiskNodeBase::CopyFigures(const RiskNodeBase& other) noexcept
 {

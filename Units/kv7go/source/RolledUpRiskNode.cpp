@@ -28,7 +28,7 @@ RolledUpRiskNode RiskNodeBase::GetRolledUpRiskNode(Risk::CollapseProperty proper
         node.expirationRiskRow = kv7im::min(node.volatilityRiskRow, Expiration().CollapseToRiskRow(property));
     }
     node.volatilitySpecialRiskPoints = Volatility().GetSpecialRiskPoints();
-    node.expirationSpecialRiskPoints = ExpirationPoints();
+    node.expirationSpecialRiskPoints = PointsOfExpiration();
     node.NOVj = NOVj;
     node.m_totalCumulativePerformance = m_totalCumulativePerformance;
     return node;

@@ -48,7 +48,7 @@ const Risk& RiskNodeOptionSeries::Expiration() const
 }
 
 // The outcomes of deliveries are mixed into the cells only: both sides have the same points.
-const SpecialRiskPoints& RiskNodeOptionSeries::ExpirationPoints() const
+const SpecialRiskPoints& RiskNodeOptionSeries::PointsOfExpiration() const
 {
     return optionSeriesRisk.GetSpecialRiskPoints();
 }

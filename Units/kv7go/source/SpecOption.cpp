@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "InterestRateRiskCalculator.h"
+#include "MachineMemory.h"
 #include "OptionCalculators.h"
 #include "OptionValuation.h"
 #include "SpecBaseContract.h"
@@ -16,6 +17,8 @@
 namespace kv7im {
 
 namespace {
+
+constexpr double StressRows = 2.0; // up and down
 
 /// Calls body with the calculator of the option's pricing model. Throws for a model that there is not.
 template <class Body>
@@ -101,15 +104,27 @@ CSpecOption::CSpecOption(CSpecOption&& other) noexcept = default;
 
 void CSpecOption::RecalcInvariants()
 {
-    WithCalculator(*this, [](auto) {}); // a model that cannot be valued is refused here, not at first use
+    // What valuation would fail at is refused here and not at first use: a model that there is not, and more cells than
+    // the machine can hold.
+    WithCalculator(*this, [](auto) {});
+    double cells = 0.0;
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        const Parameters parameters = GetParameters(level);
+        const auto rows = static_cast<double>(parameters.scenariosVolatilityCount + parameters.expirationScenariosCount);
+        cells += (rows + 2.0 * StressRows) * static_cast<double>(parameters.length());
+    }
+    RefuseBeyondMachine(2.0 * cells * sizeof(double)); // the grids, and as much again for a position
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         grids[level].reset();
 }
 
 void CSpecOption::ValueAllLevels() const
 {
-    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
-        static_cast<void>(GetGrid(level));
+    WithCalculator(*this, [&]<class Calculator>(Calculator) {
+        const OptionValuation<Calculator> valuation(*this);
+        for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+            if (grids[level] == nullptr) grids[level] = ValueLevel(valuation, level);
+    });
 }
 
 void CSpecOption::ChangeOptionParams(const double* price) noexcept
@@ -138,16 +153,17 @@ const OptionGrid& CSpecOption::GetGrid(Enums::ClientRiskLevel level) const
 {
     std::unique_ptr<const OptionGrid>& grid = grids[level];
     if (grid == nullptr)
-        grid = WithCalculator(*this, [&]<class Calculator>(Calculator) { return ValueLevel<Calculator>(level); });
+        grid = WithCalculator(
+            *this, [&]<class Calculator>(Calculator) { return ValueLevel(OptionValuation<Calculator>(*this), level); });
     return *grid;
 }
 
 template <class Calculator>
-std::unique_ptr<const OptionGrid> CSpecOption::ValueLevel(Enums::ClientRiskLevel level) const
+std::unique_ptr<const OptionGrid> CSpecOption::ValueLevel(const OptionValuation<Calculator>& valuation,
+                                                          Enums::ClientRiskLevel level) const
 {
     const Parameters parameters = GetParameters(level);
     auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
-    const OptionValuation<Calculator> valuation(*this);
     ValueColumns(*this, valuation, level, *grid);
     ValueSpecialPoints(valuation, level, grid->points);
     return grid;

@@ -479,15 +479,16 @@ TEST_F(OptionPositionsTest, WhatTheLastClearingLeftIsTheValueOfOptionsPaidUpFron
         std::int64_t afterLastClearing;
         double margin;
     } cases[] = {{"E-CALL", 3, 30.0}, {"E-CALL", 0, 31.5}, {"F-CALL", 3, 31.5}, {"F-CALL", 0, 31.5}};
-    for (const auto& [instrument, afterLastClearing, margin] : cases) {
+    for (const auto& expected : cases) {
         Margins margins;
         const auto set = [&](std::int64_t quantity) {
-            return SetPosition(calc, "AA00001", instrument, quantity, 10.0, &margins.volatility, &margins.delivery,
-                               &margins.part, &margins.firm, &margins.account, QUINDAL_ACCOUNT_HIERARCHY_CLIENT,
-                               afterLastClearing);
+            return SetPosition(calc, "AA00001", expected.instrument, quantity, 10.0, &margins.volatility,
+                               &margins.delivery, &margins.part, &margins.firm, &margins.account,
+                               QUINDAL_ACCOUNT_HIERARCHY_CLIENT, expected.afterLastClearing);
         };
         ASSERT_EQ(set(3), 0);
-        EXPECT_NEAR(margins.volatility, margin, 1e-9) << instrument << " " << afterLastClearing;
+        EXPECT_NEAR(margins.volatility, expected.margin, 1e-9)
+            << expected.instrument << " " << expected.afterLastClearing;
         ASSERT_EQ(set(0), 0);
     }
 }

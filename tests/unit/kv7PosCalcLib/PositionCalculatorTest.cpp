@@ -92,6 +92,27 @@ TEST_F(Calculator, SumsAddUpAndCurrenciesOnlyWhereTheBaseContractKeepsThem)
     EXPECT_EQ(&calculator.GetVMCurrFull(), &calculator.VMCurrFull);
 }
 
+TEST_F(Calculator, APremiumStyleOptionCountsInTheFullSumsOnly)
+{
+    instruments.InsertVirtFutures("PREMIUM", "1", Enums::MarginStyle::Equity, 1, 1); // in dollars
+    instruments.InsertVirtFutures("MARGIN", "1", Enums::MarginStyle::Futures, 1, 1);
+    instruments.InsertOption("P", "PREMIUM", 11, Enums::OptionType::Put, t_bprice(1));
+    instruments.InsertOption("M", "MARGIN", 12, Enums::OptionType::Put, t_bprice(1));
+    calculator.InsertPosition(Position(11, 5, 10.5, 1.0), true, true);
+    EXPECT_EQ(calculator.VM, t_bsum_int());
+    EXPECT_EQ(calculator.VMFull, t_bsum_int(10.5));
+    EXPECT_THAT(calculator.VMCurr, IsEmpty());
+    EXPECT_THAT(calculator.VMCurrFull, ElementsAre(Pair(840, t_bsum_int(10.5))));
+    EXPECT_EQ(calculator.GetNetOptionValue(), t_bsum_int(1.0));
+    EXPECT_EQ(calculator.getPosition(11)->instr, instruments.GetInstrOption(11));
+
+    calculator.InsertPosition(Position(12, 5, 2.0), true, true);
+    EXPECT_EQ(calculator.VM, t_bsum_int(2.0));
+    EXPECT_EQ(calculator.VMFull, t_bsum_int(12.5));
+    EXPECT_THAT(calculator.VMCurr, ElementsAre(Pair(840, t_bsum_int(2.0))));
+    EXPECT_THAT(calculator.VMCurrFull, ElementsAre(Pair(840, t_bsum_int(12.5))));
+}
+
 TEST_F(Calculator, SumsAreLeftAloneWhenNotAskedFor)
 {
     calculator.InsertPosition(Position(InDollars, 5, 10.5, 1.0), false, false);

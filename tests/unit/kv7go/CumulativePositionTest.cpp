@@ -2,8 +2,9 @@
 // to the margin.
 #include "Position.h"
 
+#include <bit>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
@@ -109,7 +110,8 @@ testing::AssertionResult SameBits(const std::vector<double>& a, const std::vecto
 {
     if (a.size() != b.size()) return testing::AssertionFailure() << "sizes " << a.size() << " and " << b.size();
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (!(std::isnan(a[i]) && std::isnan(b[i])) && std::memcmp(&a[i], &b[i], sizeof(double)) != 0)
+        if (!(std::isnan(a[i]) && std::isnan(b[i])) &&
+            std::bit_cast<std::uint64_t>(a[i]) != std::bit_cast<std::uint64_t>(b[i]))
             return testing::AssertionFailure() << "cell " << i << ": " << a[i] << " and " << b[i];
     return testing::AssertionSuccess();
 }
@@ -470,46 +472,71 @@ plain::Market RoadMarket(const std::string& mcs, bool collateral, SpreadAspect a
     return market;
 }
 
+/// The same changes in the engine and in the plain form.
+struct Road
+{
+    Road(const plain::Market& ofMarket, const plain::Rules& rules)
+        : market(ofMarket),
+          repository(MakeRepository(market)),
+          book(*repository, rules),
+          plainly(*repository->GetFutures(FuturesIsin), rules)
+    {}
+
+    void SetFutures(std::int64_t quantity, double price)
+    {
+        ASSERT_EQ(book.portfolio.SetPosition(FuturesIsin, quantity, price, 0), 0U);
+        plainly.SetPosition(quantity, price);
+    }
+
+    void SetOption(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
+    {
+        ASSERT_EQ(book.portfolio.SetPosition(isin, quantity, price, novQuantity), 0U);
+        const CSpecOption& option = *book.GetInstruments().GetOption(isin);
+        const bool premium = option.VirtFutures->marginStyle == Enums::MarginStyle::Equity;
+        plainly.SetOption(option, quantity, price,
+                          premium ? static_cast<double>(novQuantity) * option.CalcOptPrice * 2.0 : 0.0,
+                          book.WeHaveToCalcDeliveryRisk(&option));
+    }
+
+    void ExpectSameNodesAndMargins() const
+    {
+        const CumulativePositionByFutures& position = *book.portfolio.GetFuturesPositionByIsin(FuturesIsin);
+        const kv7im::RiskNodeFutures& owner = position.GetOwnerRiskNode();
+        ASSERT_TRUE(SameBits(owner, plainly.Owner()));
+        ASSERT_TRUE(owner.parent == nullptr || SameBits(*owner.parent, plainly.MMS()));
+        for (const auto& series : market.series) {
+            const PlainSeries* const plain = plainly.Series(series.Code);
+            if (plain == nullptr) continue;
+            ASSERT_TRUE(SameBits(*position.GetRiskNodeOptionSeriesByVFCode(series.Code), plain->node)) << series.Code;
+        }
+        ASSERT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
+                             {plainly.Margins().volatility, plainly.Margins().delivery}));
+    }
+
+    plain::Market market;
+    std::unique_ptr<kv7im::InstrumentsRepository> repository;
+    EngineBook book;
+    PlainNodes plainly;
+};
+
 void WalkTheRoad(const plain::Market& market, const plain::Rules& rules, unsigned seed)
 {
-    const auto repository = MakeRepository(market);
-    EngineBook book(*repository, rules);
-    PlainNodes plainly(*repository->GetFutures(FuturesIsin), rules);
+    Road road(market, rules);
     std::mt19937 random(seed);
     std::uniform_int_distribution<std::int64_t> quantities(-20, 20);
     std::uniform_int_distribution<Isin> isins(100, 112); // 100 stands for the futures
     int stepsOfTwoMargins = 0;
     for (int step = 0; step < 60; ++step) {
+        SCOPED_TRACE("step " + std::to_string(step));
         const Isin isin = isins(random);
         const std::int64_t quantity = step % 5 == 4 ? 0 : quantities(random);
-        const double price = static_cast<double>(random() % 100) + (isin == 100 ? 950.0 : 0.25);
-        if (isin == 100) {
-            ASSERT_EQ(book.portfolio.SetPosition(FuturesIsin, quantity, price, 0), 0U);
-            plainly.SetPosition(quantity, price);
-        } else {
-            const std::int64_t novQuantity = quantities(random);
-            ASSERT_EQ(book.portfolio.SetPosition(isin, quantity, price, novQuantity), 0U);
-            const CSpecOption& option = *book.GetInstruments().GetOption(isin);
-            const bool premium = option.VirtFutures->marginStyle == Enums::MarginStyle::Equity;
-            plainly.SetOption(option, quantity, price,
-                              premium ? static_cast<double>(novQuantity) * option.CalcOptPrice * 2.0 : 0.0,
-                              book.WeHaveToCalcDeliveryRisk(&option));
-        }
-        const CumulativePositionByFutures& position = *book.portfolio.GetFuturesPositionByIsin(FuturesIsin);
-        ASSERT_TRUE(SameBits(position.GetOwnerRiskNode(), plainly.Owner())) << "step " << step;
-        if (position.HasLevelMMS()) {
-            ASSERT_TRUE(SameBits(*position.GetOwnerRiskNode().parent, plainly.MMS())) << "step " << step;
-        }
-        for (const auto& series : market.series) {
-            const PlainSeries* const plain = plainly.Series(series.Code);
-            if (plain == nullptr) continue;
-            ASSERT_TRUE(SameBits(*position.GetRiskNodeOptionSeriesByVFCode(series.Code), plain->node))
-                << "step " << step << ", " << series.Code;
-        }
-        ASSERT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
-                             {plainly.Margins().volatility, plainly.Margins().delivery}))
-            << "step " << step;
-        if (book.Margins().volatility != book.Margins().delivery) ++stepsOfTwoMargins;
+        const auto price = static_cast<double>(random() % 100);
+        if (isin == 100)
+            road.SetFutures(quantity, 950.0 + price);
+        else
+            road.SetOption(isin, quantity, price + 0.25, quantities(random));
+        ASSERT_NO_FATAL_FAILURE(road.ExpectSameNodesAndMargins());
+        if (road.book.Margins().volatility != road.book.Margins().delivery) ++stepsOfTwoMargins;
     }
     EXPECT_GT(stepsOfTwoMargins, 0) << "the walk says little about deliveries";
 }

@@ -1,6 +1,7 @@
 // The one-pass kernels against the plain sequences of matrix operations that they stand for, bit by bit.
+#include <bit>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 #include <limits>
 #include <random>
 #include <vector>
@@ -33,7 +34,7 @@ testing::AssertionResult SameBits(const std::vector<double>& a, const std::vecto
     if (a.size() != b.size()) return testing::AssertionFailure() << "sizes " << a.size() << " and " << b.size();
     for (std::size_t i = 0; i < a.size(); ++i) {
         if (std::isnan(a[i]) && std::isnan(b[i])) continue; // one NaN is as good as another
-        if (std::memcmp(&a[i], &b[i], sizeof(double)) != 0)
+        if (std::bit_cast<std::uint64_t>(a[i]) != std::bit_cast<std::uint64_t>(b[i]))
             return testing::AssertionFailure() << "lane " << i << ": " << a[i] << " and " << b[i];
     }
     return testing::AssertionSuccess();

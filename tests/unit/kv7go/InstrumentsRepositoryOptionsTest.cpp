@@ -763,12 +763,14 @@ std::vector<std::uint64_t> BitsOf(const CSpecOption& option, Level level)
     return bits;
 }
 
-std::vector<std::vector<std::uint64_t>> BitsOf(const CSpecOption& option)
+std::vector<std::uint64_t> BitsOf(const CSpecOption& option)
 {
-    std::vector<std::vector<std::uint64_t>> levels;
-    for (const Level level : Enums::PossibleClientRiskLevelValues)
-        levels.push_back(BitsOf(option, level));
-    return levels;
+    std::vector<std::uint64_t> bits;
+    for (const Level level : Enums::PossibleClientRiskLevelValues) {
+        const std::vector<std::uint64_t> ofLevel = BitsOf(option, level);
+        bits.insert(bits.end(), ofLevel.begin(), ofLevel.end());
+    }
+    return bits;
 }
 
 /// A smile with a skew, so that a strike's volatility depends on where the underlying stands.

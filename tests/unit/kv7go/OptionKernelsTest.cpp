@@ -1,7 +1,8 @@
 // The one-pass kernels of an option's position against the plain sequences of matrix operations that they stand for,
 // bit by bit.
+#include <bit>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 #include <limits>
 #include <random>
 #include <string>
@@ -26,7 +27,7 @@ constexpr double ChargeRatio = 1.7;
 testing::AssertionResult SameBits(double a, double b)
 {
     if (std::isnan(a) && std::isnan(b)) return testing::AssertionSuccess(); // one NaN is as good as another
-    if (std::memcmp(&a, &b, sizeof(double)) == 0) return testing::AssertionSuccess();
+    if (std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b)) return testing::AssertionSuccess();
     return testing::AssertionFailure() << a << " and " << b;
 }
 

@@ -417,24 +417,78 @@ TEST_P(OverAllKinds, AfterAColumnWithoutANumberTheMismatchStartsAnew)
     }
 }
 
+void ExpectSameGrid(const OptionGrid& a, const OptionGrid& b)
+{
+    ASSERT_EQ(a.ColsCount(), b.ColsCount());
+    for (std::size_t c = 0; c < a.ColsCount(); ++c)
+        for (std::size_t row = 0; row <= a.ScenariosCount(); ++row)
+            ASSERT_TRUE(SameBits(CellOf(a, row, c), CellOf(b, row, c))) << "row " << row << ", column " << c;
+    EXPECT_EQ(a.mismatchUp, b.mismatchUp);
+    EXPECT_EQ(a.mismatchDown, b.mismatchDown);
+    for (std::size_t i = 0; i < SpecialRiskPoints::size(); ++i)
+        EXPECT_TRUE(SameBits(a.points.pData()[i], b.points.pData()[i])) << "special point " << i;
+}
+
 TEST_P(OverAllKinds, OptionsOfOneSeriesAreValuedAlikeInAnyOrderAndAtAnyTime)
 {
-    const PricedSeries priced = Build(Variations[0], 6, true);
-    const CSpecOption early = priced.Option(1000.0, true);
-    early.ValueAllLevels();
-    const CSpecOption other = priced.Option(1100.0, false);
-    other.ValueAllLevels();
-    const CSpecOption late = priced.Option(1000.0, true);
-    for (const Level level : {Level::High, Level::Default, Level::Exceptional, Level::Low, Level::Medium}) {
-        const OptionGrid& a = early.GetGrid(level);
-        const OptionGrid& b = late.GetGrid(level);
-        ASSERT_EQ(a.ColsCount(), b.ColsCount());
-        for (std::size_t c = 0; c < a.ColsCount(); ++c)
-            for (std::size_t row = 0; row <= a.ScenariosCount(); ++row)
-                EXPECT_TRUE(SameBits(CellOf(a, row, c), CellOf(b, row, c)));
-        EXPECT_EQ(a.mismatchUp, b.mismatchUp);
-        EXPECT_EQ(a.mismatchDown, b.mismatchDown);
-        EXPECT_EQ(a.points, b.points);
+    for (const Variation& variation : Variations) {
+        SCOPED_TRACE(variation.name);
+        const PricedSeries priced = Build(variation, 6, true);
+        const CSpecOption put = priced.Option(1000.0, true);
+        put.ValueAllLevels();
+        const CSpecOption call = priced.Option(1000.0, false); // at the strike of before
+        call.ValueAllLevels();
+        const CSpecOption other = priced.Option(1100.0, false);
+        other.ValueAllLevels();
+        const CSpecOption callAlone = priced.Option(1000.0, false);
+        for (const Level level : {Level::High, Level::Default, Level::Exceptional, Level::Low, Level::Medium}) {
+            ExpectSameGrid(callAlone.GetGrid(level), call.GetGrid(level));
+            ExpectSameGrid(priced.Option(1100.0, false).GetGrid(level), other.GetGrid(level));
+            ExpectSameGrid(priced.Option(1000.0, true).GetGrid(level), put.GetGrid(level));
+        }
+    }
+}
+
+TEST_P(OverAllKinds, NothingOfAnEarlierValuationIsLeftAfterAChange)
+{
+    // Each change in turn, without and with a new grid of the series; every valuation is at the strike of the last one.
+    const std::function<void(CSpecVirtFutures&)> changes[] = {
+        [](CSpecVirtFutures& series) { series.VolatilityRisk = 0.3; },
+        [](CSpecVirtFutures& series) { series.VolatilityRiskMismatch = 0.2; },
+        [](CSpecVirtFutures& series) { series.A = series.A_Bach *= 1.5; },
+        [](CSpecVirtFutures& series) { series.UseNullVolat = true; },
+        [](CSpecVirtFutures& series) {
+            series.R = 0.11;
+            series.RecalcInvariants();
+        },
+        [](CSpecVirtFutures& series) {
+            series.R2 = 0.07;
+            series.RecalcInvariants();
+        },
+        [](CSpecVirtFutures& series) {
+            series.Futures->CalcFutPrice = 1010.0;
+            series.Futures->RecalcInvariants();
+            series.RecalcInvariants();
+        },
+    };
+    const PricedSeries priced = Build(Variations[0], 6);
+    CSpecOption put = priced.Option(1000.0, true);
+    CSpecOption call = priced.Option(1000.0, false);
+    for (const auto& change : changes) {
+        static_cast<void>(put.GetGrid(Level::Default));
+        change(priced.Series());
+        for (CSpecOption* const option : {&call, &put}) {
+            option->RecalcInvariants();
+            const OptionGrid& grid = option->GetGrid(Level::Default);
+            const std::vector<double> prices = priced.Prices(Level::Default);
+            for (std::size_t c = 0; c < prices.size(); ++c)
+                for (std::size_t i = 0; i < 5; ++i)
+                    EXPECT_NEAR(CellOf(grid, i, c),
+                                option->CalculatePoint(i, priced.Series().GetCorrectedFuturesPoint(c, Level::Default),
+                                                       priced.Series().GetUsableR(), priced.Series().GetUsableR2(),
+                                                       priced.Series().MakeCorrectStrikeByType(1000.0), std::nullopt),
+                                1e-11);
+        }
     }
 }
 
@@ -761,8 +815,10 @@ TEST(NormalDistribution, IsThatOfTheTablesAndCutOffBeyondTen)
     EXPECT_EQ(NormalDistribution(-Infinity), 0.0);
     EXPECT_EQ(NormalDistribution(Infinity), 1.0);
     EXPECT_TRUE(std::isnan(NormalDistribution(NaN)));
-    for (double d = -9.0; d < 9.0; d += 0.03125)
-        EXPECT_NEAR(NormalDistribution(d), 0.5 * std::erfc(-d / std::sqrt(2.0)), 2.5e-7) << d;
+    for (int i = -300; i <= 300; ++i) {
+        const double d = i * 0.03125;
+        EXPECT_NEAR(NormalDistribution(d), 0.5 * std::erfc(-d / std::sqrt(2.0)), 2.1e-7) << d;
+    }
 }
 
 TEST(NormalDistribution, StepsAtZeroWhereItsTwoSidesDoNotMeet)

@@ -297,6 +297,18 @@ TEST(RiskNodeMCS, TheDeliveryMarginTakesTheStressPointsOfTheVolatilitySide)
     EXPECT_EQ(group.mcs.UpdateInitialMarginDeliveryValue(*group.family.contract), 1024.0);
 }
 
+// Its rows and points stand in the group itself; what it has of every node is empty.
+TEST(RiskNodeMCS, ItsRolledUpCopyIsThatOfAnEmptyRisk)
+{
+    Group group(0.0, Enums::SpreadMarginType::HalfNetting);
+    group.Hold(1);
+    ASSERT_LT(group.mcs.ExpirationPoints().min(), 0.0);
+    const RolledUpRiskNode rolledUp = group.mcs.GetRolledUpRiskNode(Whole);
+    EXPECT_EQ(rolledUp.PointsNum(), 0U);
+    EXPECT_THAT(ValuesOf(rolledUp.VolatilityPoints()), testing::Each(0.0));
+    EXPECT_THAT(ValuesOf(rolledUp.ExpirationPoints()), testing::Each(0.0));
+}
+
 // The road upward applies the correction after summing, the compose step on one node: on one node they agree.
 TEST(RolledUpRiskNode, AgreesWithTheComposedMarginOfOneNode)
 {
