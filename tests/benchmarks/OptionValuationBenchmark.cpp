@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <deque>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -140,11 +141,13 @@ public:
     }
 
     /// The options of the repository, to be valued anew: the objects are not constant, only the view of them is.
-    template <class Body>
-    void ForEachOption(const kv7im::InstrumentsRepository& repository, Body body) const
+    [[nodiscard]] std::vector<kv7im::CSpecOption*> OptionsOf(const kv7im::InstrumentsRepository& repository) const
     {
+        std::vector<kv7im::CSpecOption*> found;
         for (std::int32_t i = 0; i < options; ++i)
-            body(const_cast<kv7im::CSpecOption&>(*repository.GetOption(kv7im::AccessByStatus::eCurrent, IsinOf(i))));
+            found.push_back(
+                const_cast<kv7im::CSpecOption*>(repository.GetOption(kv7im::AccessByStatus::eCurrent, IsinOf(i))));
+        return found;
     }
 
     [[nodiscard]] static Isin IsinOf(std::int32_t option) { return 100000 + option; }
@@ -211,18 +214,17 @@ kv7im::Profile PlainProfile(const plain::OptionPricer& pricer, const kv7im::CSpe
     return profile;
 }
 
-/// Seconds to value an option plainly at all levels and to keep that, the mean of every n-th option.
-double PlainSecondsPerOption(const Market& market, const kv7im::InstrumentsRepository& repository,
-                             std::int32_t sampleSize)
+/// Seconds to value an option plainly at all levels and to keep that, the mean of every n-th one. What is kept goes to
+/// `kept`, so that the memory is new as it is for the engine.
+double PlainSecondsPerOption(const Market& market, const std::vector<kv7im::CSpecOption*>& options,
+                             std::int32_t sampleSize, std::deque<kv7im::Profile>& kept)
 {
     // An odd step takes calls and puts.
     const std::int32_t step = std::max(1, market.options / sampleSize) | 1;
-    std::vector<kv7im::Profile> kept;
-    kept.reserve(Levels.size() * static_cast<std::size_t>(market.options / step + 1));
     double seconds = 0.0;
     std::int32_t count = 0;
     for (std::int32_t i = 0; i < market.options; i += step, ++count) {
-        const kv7im::CSpecOption& option = *repository.GetOption(kv7im::AccessByStatus::eCurrent, Market::IsinOf(i));
+        const kv7im::CSpecOption& option = *options[static_cast<std::size_t>(i)];
         const plain::OptionPricer pricer = market.PlainOf(i);
         for (const Level level : Levels) {
             const std::vector<double> prices = PricesOf(option, level);
@@ -243,20 +245,25 @@ void MarketOfOptions(benchmark::State& state)
     double again = 0.0;
     double plainly = 0.0;
     double resident = 0.0;
+    std::deque<kv7im::Profile> kept;
     for (auto _ : state) {
         ::malloc_trim(0);
         const double before = ResidentBytes();
         kv7im::InstrumentsRepository repository;
         inserted += TimeOf([&] { market.InsertInto(repository); });
-        valued += TimeOf([&] { market.ForEachOption(repository, [](auto& option) { option.ValueAllLevels(); }); });
+        const std::vector<kv7im::CSpecOption*> options = market.OptionsOf(repository);
+        valued += TimeOf([&] {
+            for (const kv7im::CSpecOption* const option : options)
+                option->ValueAllLevels();
+        });
         resident = ResidentBytes() - before;
         again += TimeOf([&] {
-            market.ForEachOption(repository, [](auto& option) {
-                option.RecalcInvariants();
-                option.ValueAllLevels();
-            });
+            for (kv7im::CSpecOption* const option : options) {
+                option->RecalcInvariants();
+                option->ValueAllLevels();
+            }
         });
-        plainly += market.options * PlainSecondsPerOption(market, repository, 200);
+        plainly += market.options * PlainSecondsPerOption(market, options, 200, kept);
     }
     const auto iterations = static_cast<double>(state.iterations());
     state.counters["insert_ms"] = inserted / iterations * 1e3;

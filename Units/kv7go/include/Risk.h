@@ -64,6 +64,8 @@ public:
     /// alone, NaN counting as 0. Sub-points are folded first. Unless `property` is NegativeAndPositive a net profit
     /// counts as 0.
     [[nodiscard]] RiskRow CollapseToRiskRow(CollapseProperty property) const;
+    /// The same into a row, which needs no memory when it has that length and there are no sub-points.
+    void CollapseToRiskRow(CollapseProperty property, RiskRow& row) const;
 
     /// Keeps losses only, with both stresses folded into the volatility rows (the central one without the mismatch): a
     /// profit here can no longer relieve a loss elsewhere, while losses still add up cell by cell. The expiration

@@ -39,9 +39,10 @@ class RiskNodeMCS;
 class RiskNodeBase
 {
 public:
-    /// ratio multiplies the margin; riskLevel picks the market-risk rates of the stress points.
-    RiskNodeBase(double ratio, Enums::ClientRiskLevel riskLevel) noexcept
-        : brokerBaseContractGORatio(ratio), level(riskLevel)
+    /// ratio multiplies the margin; riskLevel picks the market-risk rates of the stress points; pointsNum is the length
+    /// of the node collapsed, so that a margin calculation needs no memory of its own.
+    RiskNodeBase(double ratio, Enums::ClientRiskLevel riskLevel, std::size_t pointsNum)
+        : brokerBaseContractGORatio(ratio), level(riskLevel), rows{RiskRow(pointsNum), RiskRow(pointsNum)}
     {}
     virtual ~RiskNodeBase() = default;
 
@@ -86,8 +87,8 @@ protected:
     /// rolled-up copy read the same rows.
     struct CollapsedRows
     {
-        RiskRow volatility{0};
-        RiskRow delivery{0}; // at each point the worse of the volatility and the expiration side
+        RiskRow volatility;
+        RiskRow delivery; // at each point the worse of the volatility and the expiration side
         bool fresh = false;
     };
     [[nodiscard]] const CollapsedRows& Collapsed() const;

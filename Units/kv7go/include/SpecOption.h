@@ -25,8 +25,6 @@ namespace kv7im {
 
 class CSpecVirtFutures;
 class InterestRateRiskCalculator;
-template <class Calculator>
-class OptionValuation;
 
 /// Which way an option goes. (The exchange's tables number the two the other way: Enums::OptionType.)
 enum class OptionType : std::int32_t
@@ -129,12 +127,6 @@ private:
     template <class Calculator>
     [[nodiscard]] double CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
                                                    double strike, std::optional<double> mismatch) const;
-    template <class Calculator>
-    [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(const OptionValuation<Calculator>& valuation,
-                                                               Enums::ClientRiskLevel level) const;
-    template <class Calculator>
-    void ValueSpecialPoints(const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
-                            SpecialRiskPoints& special) const;
 
     mutable RiskLevelIndexedArray<std::unique_ptr<const OptionGrid>> grids; // null: not asked for yet
 };

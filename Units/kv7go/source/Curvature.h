@@ -20,4 +20,13 @@ inline void ApplyCurvatureToRow(RiskRow& row, double netOptionValue, double radi
         cells[i] = Curved(cells[i], netOptionValue, radius);
 }
 
+/// The smallest of the price points after that, for a radius above 0; the row stays. NaN is passed over.
+[[nodiscard]] inline double WorstCurvedCell(const RiskRow& row, double netOptionValue, double radius) noexcept
+{
+    double worst = LargestFinite;
+    for (std::size_t i = 0; i < row.size(); ++i)
+        worst = Min(Curved(row[i], netOptionValue, radius), worst);
+    return worst;
+}
+
 } // namespace kv7im

@@ -30,83 +30,11 @@ OptionVolatilities VolatilitiesOf(const OptionValuation<Calculator>& valuation, 
     return OptionVolatilities(std::move(all));
 }
 
-/// One option over the columns of a level, each cell by itself: the form that every other one is measured by.
-template <class Calculator>
-class ColumnByColumn
+/// The scenario of the unshifted volatility.
+constexpr std::size_t CentralScenario(std::size_t scenarios) noexcept
 {
-public:
-    ColumnByColumn(const CSpecOption& option_, Enums::ClientRiskLevel level_,
-                   const OptionValuation<Calculator>& valuation_, const OptionVolatilities& volatilities_)
-        : option(option_),
-          series(*option.VirtFutures),
-          level(level_),
-          valuation(valuation_),
-          volatilities(volatilities_),
-          rates(valuation.Rates())
-    {}
-
-    void Fill(OptionGrid& grid)
-    {
-        for (std::size_t column = 0; column < grid.GetColsRegister() * RiskItem::Lanes; ++column) {
-            const std::size_t lane = column % RiskItem::Lanes;
-            RiskItem* const values = grid.Values(column / RiskItem::Lanes);
-            if (column < grid.ColsCount())
-                FillColumn(column, lane, values, grid);
-            else
-                for (std::size_t row = 0; row <= grid.ScenariosCount(); ++row)
-                    values[row][lane] = std::numeric_limits<double>::quiet_NaN();
-        }
-    }
-
-private:
-    void FillColumn(std::size_t column, std::size_t lane, RiskItem* values, OptionGrid& grid)
-    {
-        const std::size_t scenarios = grid.ScenariosCount();
-        const points::MarketPoint at = rates.At(series.GetCorrectedFuturesPoint(column, level));
-        for (std::size_t i = 0; i < scenarios; ++i)
-            values[i][lane] = Value(volatilities.Scenario(i), at);
-        values[scenarios][lane] = RateStress(column);
-
-        // The new value stands second: it is taken where either one is NaN.
-        const double up = Value(volatilities.MismatchUp(), at) - values[scenarios - 1][lane];
-        const double down = Value(volatilities.MismatchDown(), at) - values[0][lane];
-        grid.mismatchUp = Min(grid.mismatchUp, up);
-        grid.mismatchDown = Max(grid.mismatchDown, down);
-    }
-
-    [[nodiscard]] double RateStress(std::size_t column) const
-    {
-        const double price = series.GetVolatilityMatrixCentralRow(level)[column];
-        const double centre = series.Futures->CalcFutPrice;
-        if (price > centre) return RateStress(column, InterestRateRow::Up);
-        if (price < centre) return RateStress(column, InterestRateRow::Down);
-        return 0.0;
-    }
-
-    /// What the option's calculator answers, the volatility worked out once: both sides have that of the down mismatch.
-    [[nodiscard]] double RateStress(std::size_t column, InterestRateRow row) const
-    {
-        const InterestRateRiskCalculator& calculator = option.interestRateRiskCalculator;
-        const auto value = [&](const PricingInputs& inputs) {
-            const MarketRates stressed = valuation.Rates(inputs.r, inputs.r2, inputs.strikeFactor * option.Strike);
-            return Value(volatilities.MismatchDown(), stressed.At(inputs.futuresPoint));
-        };
-        return value(calculator.Stressed(column, row, series, level)) -
-               value(calculator.Unstressed(column, series, level));
-    }
-
-    [[nodiscard]] double Value(const points::ScenarioVolatility& volatility, const points::MarketPoint& at) const
-    {
-        return Calculator::TheoreticalPrice(valuation.Terms(), volatility, at);
-    }
-
-    const CSpecOption& option;
-    const CSpecVirtFutures& series;
-    Enums::ClientRiskLevel level;
-    const OptionValuation<Calculator>& valuation;
-    const OptionVolatilities& volatilities;
-    MarketRates rates;
-};
+    return scenarios % 2 == 0 ? scenarios / 2 - 1 : scenarios / 2;
+}
 
 double ZeroIfNotANumber(double value) noexcept { return std::isnan(value) ? 0.0 : value; }
 
@@ -161,35 +89,112 @@ MarketRates OptionValuation<Calculator>::Rates() const noexcept
 }
 
 template <class Calculator>
-void ValueColumns(const CSpecOption& option, const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
-                  OptionGrid& grid)
+GridValuation<Calculator>::GridValuation(const CSpecOption& option_)
+    : option(option_),
+      series(*option.VirtFutures),
+      valuation(option),
+      volatilities(VolatilitiesOf(valuation, option.GetCountOfVolatilityScenarios(), series.VolatilityRiskMismatch)),
+      rates(valuation.Rates())
+{}
+
+template <class Calculator>
+std::unique_ptr<const OptionGrid> GridValuation<Calculator>::ValueLevel(Enums::ClientRiskLevel level) const
+{
+    const Parameters parameters = option.GetParameters(level);
+    auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
+    ValueColumns(level, *grid);
+    ValueSpecialPoints(level, grid->points);
+    return grid;
+}
+
+template <class Calculator>
+void GridValuation<Calculator>::ValueColumns(Enums::ClientRiskLevel level, OptionGrid& grid) const
 {
     if (grid.ColsCount() == 0 || grid.ScenariosCount() == 0) return;
-    const CSpecVirtFutures& series = *option.VirtFutures;
-    const OptionVolatilities volatilities =
-        VolatilitiesOf(valuation, grid.ScenariosCount(), series.VolatilityRiskMismatch);
-
     const OptionColumns& columns = series.GetOptionColumns(level);
     if (columns.AreOf(option.interestRateRiskCalculator) &&
-        ValueColumnsAtOnce<Calculator>(columns, valuation.Terms(), series.MakeCorrectStrikeByType(option.Strike),
-                                       volatilities, grid))
+        ValueColumnsAtOnce<Calculator>(columns, valuation.Terms(), rates.strike, volatilities, grid))
         return;
+    ValueColumnByColumn(level, grid);
+}
 
-    grid.mismatchUp = std::numeric_limits<double>::quiet_NaN();
-    grid.mismatchDown = std::numeric_limits<double>::quiet_NaN();
-    ColumnByColumn<Calculator>(option, level, valuation, volatilities).Fill(grid);
+template <class Calculator>
+void GridValuation<Calculator>::ValueColumnByColumn(Enums::ClientRiskLevel level, OptionGrid& grid) const
+{
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    grid.mismatchUp = nan;
+    grid.mismatchDown = nan;
+    for (std::size_t column = 0; column < grid.ColsCount(); ++column)
+        ValueColumn(level, column, grid);
     grid.mismatchUp = ZeroIfNotANumber(grid.mismatchUp);
     grid.mismatchDown = ZeroIfNotANumber(grid.mismatchDown);
+
+    for (std::size_t column = grid.ColsCount(); column < grid.GetColsRegister() * RiskItem::Lanes; ++column)
+        for (std::size_t row = 0; row <= grid.ScenariosCount(); ++row)
+            grid.Values(column / RiskItem::Lanes)[row][column % RiskItem::Lanes] = nan;
+}
+
+template <class Calculator>
+void GridValuation<Calculator>::ValueColumn(Enums::ClientRiskLevel level, std::size_t column, OptionGrid& grid) const
+{
+    RiskItem* const values = grid.Values(column / RiskItem::Lanes);
+    const std::size_t lane = column % RiskItem::Lanes;
+    const std::size_t last = grid.ScenariosCount() - 1;
+    const points::MarketPoint at = rates.At(series.GetCorrectedFuturesPoint(column, level));
+    for (std::size_t i = 0; i <= last; ++i)
+        values[i][lane] = Value(volatilities.Scenario(i), at);
+    grid.RateStress(column / RiskItem::Lanes)[lane] = RateStress(level, column);
+
+    // The new value stands second: it is taken where either one is NaN.
+    grid.mismatchUp = Min(grid.mismatchUp, Value(volatilities.MismatchUp(), at) - values[last][lane]);
+    grid.mismatchDown = Max(grid.mismatchDown, Value(volatilities.MismatchDown(), at) - values[0][lane]);
+}
+
+template <class Calculator>
+double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::size_t column) const
+{
+    const double price = series.GetVolatilityMatrixCentralRow(level)[column];
+    const double centre = series.Futures->CalcFutPrice;
+    if (price > centre) return RateStress(level, column, InterestRateRow::Up);
+    if (price < centre) return RateStress(level, column, InterestRateRow::Down);
+    return 0.0;
+}
+
+/// What the option's calculator answers, the volatility worked out once: both sides have that of the down mismatch.
+template <class Calculator>
+double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::size_t column,
+                                             InterestRateRow row) const
+{
+    const InterestRateRiskCalculator& calculator = option.interestRateRiskCalculator;
+    const auto value = [&](const PricingInputs& inputs) {
+        const MarketRates inputRates = valuation.Rates(inputs.r, inputs.r2, inputs.strikeFactor * option.Strike);
+        return Value(volatilities.MismatchDown(), inputRates.At(inputs.futuresPoint));
+    };
+    return value(calculator.Stressed(column, row, series, level)) - value(calculator.Unstressed(column, series, level));
+}
+
+template <class Calculator>
+void GridValuation<Calculator>::ValueSpecialPoints(Enums::ClientRiskLevel level, SpecialRiskPoints& special) const
+{
+    const points::ScenarioVolatility unshifted =
+        valuation.OfScenario(CentralScenario(option.GetCountOfVolatilityScenarios()), std::nullopt);
+    const auto valueAt = [&](double price) { return Value(unshifted, rates.At(series.MakeDiscountPoint(price))); };
+    const SpecialRiskPoints& prices = series.Futures->GetPoints(level);
+    special.SetZL(valueAt(prices.GetZL()));
+    special.SetZR(valueAt(prices.GetZR()));
+    special.SetPnL2D(valueAt(prices.GetPnL2D()));
+    special.SetPnL3D(valueAt(prices.GetPnL3D()));
+    special.SetPnL3U(valueAt(prices.GetPnL3U()));
+    special.SetPnL2U(valueAt(prices.GetPnL2U()));
+    special.SetDownRisk(option.isPut() ? option.GetShortSellingValueDown(level) : 0.0);
+    special.SetUpRisk(option.isPut() ? 0.0 : option.GetShortSellingValueUp(level));
 }
 
 template class OptionValuation<points::BlackScholesCalculator>;
 template class OptionValuation<points::BachelierCalculator>;
 template class OptionValuation<points::BachelierCalculatorForCommodity>;
-template void ValueColumns(const CSpecOption&, const OptionValuation<points::BlackScholesCalculator>&,
-                           Enums::ClientRiskLevel, OptionGrid&);
-template void ValueColumns(const CSpecOption&, const OptionValuation<points::BachelierCalculator>&,
-                           Enums::ClientRiskLevel, OptionGrid&);
-template void ValueColumns(const CSpecOption&, const OptionValuation<points::BachelierCalculatorForCommodity>&,
-                           Enums::ClientRiskLevel, OptionGrid&);
+template class GridValuation<points::BlackScholesCalculator>;
+template class GridValuation<points::BachelierCalculator>;
+template class GridValuation<points::BachelierCalculatorForCommodity>;
 
 } // namespace kv7im

@@ -6,11 +6,15 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 
 #include "Enums.h"
 #include "OptionCalculators.h"
 #include "OptionGrid.h"
+#include "OptionValuationKernel.h"
+#include "Profile.h"
+#include "SpecialRiskPoints.h"
 
 namespace kv7im {
 
@@ -58,9 +62,35 @@ private:
     double smileAtTheMoney;
 };
 
-/// Fills cells, rate stress and mismatch of the grid of an option at a level; the special points stay.
+/// One option over its grids: what they share, whatever their level, is worked out at construction.
 template <class Calculator>
-void ValueColumns(const CSpecOption& option, const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
-                  OptionGrid& grid);
+class GridValuation
+{
+public:
+    explicit GridValuation(const CSpecOption& option_);
+
+    /// The grid of a level, special points included.
+    [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(Enums::ClientRiskLevel level) const;
+
+private:
+    /// Cells, rate stress and mismatch.
+    void ValueColumns(Enums::ClientRiskLevel level, OptionGrid& grid) const;
+    /// The same, each cell by itself: the form that every other one is measured by.
+    void ValueColumnByColumn(Enums::ClientRiskLevel level, OptionGrid& grid) const;
+    void ValueColumn(Enums::ClientRiskLevel level, std::size_t column, OptionGrid& grid) const;
+    [[nodiscard]] double RateStress(Enums::ClientRiskLevel level, std::size_t column) const;
+    [[nodiscard]] double RateStress(Enums::ClientRiskLevel level, std::size_t column, InterestRateRow row) const;
+    void ValueSpecialPoints(Enums::ClientRiskLevel level, SpecialRiskPoints& special) const;
+    [[nodiscard]] double Value(const points::ScenarioVolatility& volatility, const points::MarketPoint& at) const
+    {
+        return Calculator::TheoreticalPrice(valuation.Terms(), volatility, at);
+    }
+
+    const CSpecOption& option;
+    const CSpecVirtFutures& series;
+    OptionValuation<Calculator> valuation;
+    OptionVolatilities volatilities;
+    MarketRates rates; // as they stand
+};
 
 } // namespace kv7im

@@ -16,18 +16,17 @@ RiskItem WorstOfBlock(const RiskMatrix& matrix, std::size_t block) noexcept
 }
 
 /// Matrices without sub-points: worst volatility + worst rate stress + worst mismatch, each alone.
-RiskRow CollapseRealPoints(const RiskMatrix& volatility, const RiskMatrix& interestRate, const RiskMatrix& mismatch,
-                           double limit)
+void CollapseRealPoints(const RiskMatrix& volatility, const RiskMatrix& interestRate, const RiskMatrix& mismatch,
+                        double limit, RiskRow& row)
 {
     const RiskItem ceiling(limit);
-    RiskRow row = RiskRow::Unfilled(volatility.ColsCount());
+    row.resize(volatility.ColsCount());
     for (std::size_t block = 0; block < row.GetRegisterCount(); ++block) {
         RiskItem worst = WorstOfBlock(volatility, block);
         if (interestRate.RowsCount() != 0) worst = Add(worst, WorstOfBlock(interestRate, block));
         if (mismatch.RowsCount() != 0) worst = Add(worst, WorstOfBlock(mismatch, block));
         row.pData()[block] = Min(worst, ceiling);
     }
-    return row;
 }
 
 } // namespace
@@ -120,12 +119,20 @@ void Risk::BoundValuesFromAbove(double bound) noexcept
 
 RiskRow Risk::CollapseToRiskRow(CollapseProperty property) const
 {
+    RiskRow row(0);
+    CollapseToRiskRow(property, row);
+    return row;
+}
+
+void Risk::CollapseToRiskRow(CollapseProperty property, RiskRow& row) const
+{
     const double limit = property == CollapseProperty::NegativeAndPositive ? LargestFinite : 0.0;
     if (!risks.profileParameters.hasSubPoints())
-        return CollapseRealPoints(risks.volatilityMatrix, risks.interestRateMatrix, risks.volatilityMismatchMatrix,
-                                  limit);
-    return CollapseRealPoints(risks.volatilityMatrix.ConvolutionMatrix(), risks.interestRateMatrix.ConvolutionMatrix(),
-                              risks.volatilityMismatchMatrix.ConvolutionMatrix(), limit);
+        CollapseRealPoints(risks.volatilityMatrix, risks.interestRateMatrix, risks.volatilityMismatchMatrix, limit,
+                           row);
+    else
+        CollapseRealPoints(risks.volatilityMatrix.ConvolutionMatrix(), risks.interestRateMatrix.ConvolutionMatrix(),
+                           risks.volatilityMismatchMatrix.ConvolutionMatrix(), limit, row);
 }
 
 void Risk::HalfNetting(double ceiling) noexcept

@@ -110,9 +110,9 @@ double RiskNodeBase::UpdateInitialMarginDeliveryValue(const CSpecBaseContract& b
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
 {
     if (!rows.fresh) {
-        rows.volatility = Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive);
-        rows.delivery =
-            kv7im::min(rows.volatility, Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive));
+        Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.volatility);
+        Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.delivery);
+        SmallerOfBoth(rows.volatility, rows.delivery);
         rows.fresh = true;
     }
     return rows;
@@ -173,18 +173,13 @@ double RiskNodeBase::ComposeInitialMargin(const SpecialRiskPoints& uncorrected, 
     points.ApplyCurvature(NOVj, curvature);
     const double worstPoint = points.min();
 
-    double worstCell = row.min();
-    if (curvature > 0.0) {
-        RiskRow curved = row;
-        ApplyCurvatureToRow(curved, NOVj, curvature);
-        worstCell = curved.min();
-    }
+    const double worstCell = curvature > 0.0 ? WorstCurvedCell(row, NOVj, curvature) : row.min();
     return std::abs(Smaller(Smaller(0.0, worstCell), worstPoint)) * brokerBaseContractGORatio;
 }
 
 RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
                                  bool collateral)
-    : RiskNodeBase(ratio, riskLevel),
+    : RiskNodeBase(ratio, riskLevel, parameters.pointsCount),
       riskFutures(parameters),
       riskFuturesExpiration(parameters),
       isCollateral(collateral)
@@ -281,7 +276,7 @@ double RiskNodeMMSToMCSProxy::GetTotalCumulativePerformance() const noexcept
 }
 
 RiskNodeMMS::RiskNodeMMS(const CSpecBaseContract& baseContract, double ratio, Enums::ClientRiskLevel riskLevel)
-    : RiskNodeBase(ratio, riskLevel),
+    : RiskNodeBase(ratio, riskLevel, static_cast<std::size_t>(baseContract.PointsNum)),
       volatilityRisk(Parameters{static_cast<std::size_t>(baseContract.PointsNum),
                                 static_cast<std::size_t>(baseContract.VolatNum)}),
       expirationRisk(volatilityRisk),
@@ -316,7 +311,6 @@ void RiskNodeMMS::ReplaceContribution(RiskNodeFutures& previous, const RiskNodeF
     previous.parent = node.parent;
 
     const auto replace = [&](Risk& group, Risk& given, const Risk& risk, RiskRow& row) {
-        row.resize(group.GetRisk().Volatility().ColsCount());
         ReplaceContributionInCells(group.GetRisk(), given.GetRisk(), risk.GetRisk(), lossesOnly, row);
         group.GetSpecialRiskPoints() -= given.GetSpecialRiskPoints();
         given.GetSpecialRiskPoints() = risk.GetSpecialRiskPoints();
@@ -364,7 +358,7 @@ RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties
 }
 
 RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
-    : RiskNodeBase(ratio, riskLevel),
+    : RiskNodeBase(ratio, riskLevel, 0),
       volatilityRiskRow(pointsNum),
       expirationRiskRow(pointsNum),
       windowMinimum(pointsNum)

@@ -100,8 +100,10 @@ void avxarray::swap(avxarray& other) noexcept
 void avxarray::Initiator(std::size_t size)
 {
     const std::size_t registers = RegistersOf(size);
-    const std::size_t bytes = auxiliary::LazyMemoryPool::BytesOfItems(registers);
-    data = static_cast<RiskItem*>(auxiliary::LazyMemoryPool::AllocateUnfilled(bytes));
+    if (registers != 0) { // an array without cells holds no block
+        const std::size_t bytes = auxiliary::LazyMemoryPool::BytesOfItems(registers);
+        data = static_cast<RiskItem*>(auxiliary::LazyMemoryPool::AllocateUnfilled(bytes));
+    }
     _size = size;
     _sizeInRegister = registers;
 }

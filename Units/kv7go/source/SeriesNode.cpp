@@ -26,7 +26,7 @@ void CopyOnRealPoints(const Risk& source, Risk& target)
 } // namespace
 
 RiskNodeOptionSeries::RiskNodeOptionSeries(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel)
-    : RiskNodeBase(ratio, riskLevel), optionSeriesRisk(parameters)
+    : RiskNodeBase(ratio, riskLevel, parameters.pointsCount), optionSeriesRisk(parameters)
 {}
 
 RiskNodeOptionSeries::RiskNodeOptionSeries(const Parameters& parameters, const BindsRow& binding, double ratio,
@@ -40,9 +40,9 @@ const Risk& RiskNodeOptionSeries::Expiration() const
 {
     if (!Dimensions().hasExpiration()) return optionSeriesRisk;
     if (needToRecalcExpirationRisk) {
-        needToRecalcExpirationRisk = false;
         optionSeriesExpirationRisk = optionSeriesRisk;
         optionSeriesExpirationRisk.MixinExpirationRiskOnVolatility();
+        needToRecalcExpirationRisk = false;
     }
     return optionSeriesExpirationRisk;
 }
@@ -107,8 +107,6 @@ void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const 
     const bool ofOneWidth = after.grid->ColsCount() == Dimensions().length();
     RiskRow scratch = RiskRow::Unfilled(folded ? LengthOfFoldScratch(cells) : 0);
     RiskRow worst = RiskRow::Unfilled(delivered ? Dimensions().length() : 0);
-    rows.volatility.resize(Dimensions().pointsCount);
-    rows.delivery.resize(Dimensions().pointsCount);
     CellsHaveChanged();
 
     ReplacePoints(before, after, chargeRatio);

@@ -34,12 +34,6 @@ auto WithCalculator(const CSpecOption& option, Body body)
     return body(points::BachelierCalculator{});
 }
 
-/// The scenario of the unshifted volatility.
-constexpr std::size_t CentralScenario(std::size_t scenarios) noexcept
-{
-    return scenarios % 2 == 0 ? scenarios / 2 - 1 : scenarios / 2;
-}
-
 /// A row of a matrix, one number in every real cell.
 void SetRow(RiskRowWrapper row, double value) noexcept { row = value; }
 
@@ -110,7 +104,8 @@ void CSpecOption::RecalcInvariants()
     double cells = 0.0;
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
         const Parameters parameters = GetParameters(level);
-        const auto rows = static_cast<double>(parameters.scenariosVolatilityCount + parameters.expirationScenariosCount);
+        const auto rows =
+            static_cast<double>(parameters.scenariosVolatilityCount + parameters.expirationScenariosCount);
         cells += (rows + 2.0 * StressRows) * static_cast<double>(parameters.length());
     }
     RefuseBeyondMachine(2.0 * cells * sizeof(double)); // the grids, and as much again for a position
@@ -121,9 +116,9 @@ void CSpecOption::RecalcInvariants()
 void CSpecOption::ValueAllLevels() const
 {
     WithCalculator(*this, [&]<class Calculator>(Calculator) {
-        const OptionValuation<Calculator> valuation(*this);
+        const GridValuation<Calculator> valuation(*this);
         for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
-            if (grids[level] == nullptr) grids[level] = ValueLevel(valuation, level);
+            if (grids[level] == nullptr) grids[level] = valuation.ValueLevel(level);
     });
 }
 
@@ -154,41 +149,8 @@ const OptionGrid& CSpecOption::GetGrid(Enums::ClientRiskLevel level) const
     std::unique_ptr<const OptionGrid>& grid = grids[level];
     if (grid == nullptr)
         grid = WithCalculator(
-            *this, [&]<class Calculator>(Calculator) { return ValueLevel(OptionValuation<Calculator>(*this), level); });
+            *this, [&]<class Calculator>(Calculator) { return GridValuation<Calculator>(*this).ValueLevel(level); });
     return *grid;
-}
-
-template <class Calculator>
-std::unique_ptr<const OptionGrid> CSpecOption::ValueLevel(const OptionValuation<Calculator>& valuation,
-                                                          Enums::ClientRiskLevel level) const
-{
-    const Parameters parameters = GetParameters(level);
-    auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
-    ValueColumns(*this, valuation, level, *grid);
-    ValueSpecialPoints(valuation, level, grid->points);
-    return grid;
-}
-
-template <class Calculator>
-void CSpecOption::ValueSpecialPoints(const OptionValuation<Calculator>& valuation, Enums::ClientRiskLevel level,
-                                     SpecialRiskPoints& special) const
-{
-    const CSpecVirtFutures& series = *VirtFutures;
-    const MarketRates rates = valuation.Rates();
-    const points::ScenarioVolatility unshifted =
-        valuation.OfScenario(CentralScenario(GetCountOfVolatilityScenarios()), std::nullopt);
-    const auto valueAt = [&](double price) {
-        return Calculator::TheoreticalPrice(valuation.Terms(), unshifted, rates.At(series.MakeDiscountPoint(price)));
-    };
-    const SpecialRiskPoints& prices = series.Futures->GetPoints(level);
-    special.SetZL(valueAt(prices.GetZL()));
-    special.SetZR(valueAt(prices.GetZR()));
-    special.SetPnL2D(valueAt(prices.GetPnL2D()));
-    special.SetPnL3D(valueAt(prices.GetPnL3D()));
-    special.SetPnL3U(valueAt(prices.GetPnL3U()));
-    special.SetPnL2U(valueAt(prices.GetPnL2U()));
-    special.SetDownRisk(isPut() ? GetShortSellingValueDown(level) : 0.0);
-    special.SetUpRisk(isPut() ? 0.0 : GetShortSellingValueUp(level));
 }
 
 Parameters CSpecOption::GetParameters(Enums::ClientRiskLevel level) const noexcept

@@ -434,8 +434,9 @@ TEST_F(OptionPositionsTest, ABoughtOptionTakesItsPremiumAsMargin)
                   "30.000000,@PartGO=   30.000000,@FirmGO=NULL,@SettlementAccountGO=NULL");
     ASSERT_EQ(calls::Position(calc, "AA00001", "PUT", 2, 12.5, margins), 0);
     // At 1000 both are worth something still; at 900 two puts bring 200, at 1100 three calls bring 300. So the worst is
-    // between: less than both premiums, 55.
+    // between: less than both premiums, 55, by what an hour is worth at the money, about a unit of price an option.
     EXPECT_LT(margins.part, 55.0);
+    EXPECT_GT(margins.part, 40.0);
     ASSERT_EQ(calls::Position(calc, "AA00001", "CALL", 0, 0.0, margins), 0);
     EXPECT_NEAR(margins.volatility, 25.0, 1e-9) << "two puts at 12.5 alone";
     ASSERT_EQ(calls::Position(calc, "AA00001", "PUT", 0, 0.0, margins), 0);

@@ -1,5 +1,6 @@
 #include "FailingAllocations.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -40,6 +41,15 @@ void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(m
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+// What the pool of the matrices takes its blocks by.
+extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept
+{
+    if (room == 0) return ENOMEM;
+    if (room > 0) --room;
+    *memory = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+    return *memory == nullptr ? ENOMEM : 0;
+}
 
 namespace testing_support {
 

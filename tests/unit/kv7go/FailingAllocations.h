@@ -1,5 +1,5 @@
 // Lets the heap allocations of the calling thread fail from a given one on. Linked into a test program it takes the
-// place of the global operator new.
+// place of the global operator new, and of posix_memalign.
 #pragma once
 
 namespace testing_support {

@@ -44,6 +44,7 @@ const Variation Variations[] = {
     {"negative wing decay", [](PricedSeries& p) { p.series.C = p.series.C_Bach = -1.0; }},
     {"null volatility", [](PricedSeries& p) { p.series.UseNullVolat = true; }},
     {"half an hour left", [](PricedSeries& p) { p.series.TimeToExpiration = Constants::MinimumTimeToExpirationForVF; }},
+    {"five hundred per cent", [](PricedSeries& p) { p.series.A = 500.0; }},
     {"variance at its clamp", [](PricedSeries& p) { p.series.A = p.series.A_Bach = 0.0; }},
     {"variance below zero in the lower scenarios",
      [](PricedSeries& p) {
@@ -320,17 +321,77 @@ TEST_P(OverAllKinds, ADistributionAtItsStepFallsOnTheSameSideInAGrid)
         priced.series.R = 0.05 + carry;
         priced.series.R2 = 0.05;
         priced.series.FixedSpotDiscount = priced.series.ProjectedSpotDiscount = 0.0;
-        for (const double time : {0.1, 0.25, 1.0 / 3.0, 0.7, 1.0}) {
-            priced.series.TimeToExpiration = time;
+        for (int days = 1; days <= 365; ++days) {
+            priced.series.TimeToExpiration = days / 365.0;
             priced.Build();
-            for (const bool put : {false, true}) {
-                const CSpecOption option = priced.Option(1000.0, put);
-                const plain::OptionPricer plainly = priced.Plain(1000.0, put);
-                for (std::size_t i = 0; i < 5; ++i)
-                    EXPECT_NEAR(CellOf(option.GetGrid(Level::Default), i, 2), plainly.Value(i, 1000.0), 4e-12)
-                        << "time " << time << ", scenario " << i;
+            const bool put = days % 2 == 0;
+            const CSpecOption option = priced.Option(1000.0, put);
+            const plain::OptionPricer plainly = priced.Plain(1000.0, put);
+            for (std::size_t i = 0; i < 5; ++i)
+                EXPECT_NEAR(CellOf(option.GetGrid(Level::Default), i, 2), plainly.Value(i, 1000.0), 4e-12)
+                    << "day " << days << ", scenario " << i;
+        }
+    }
+}
+
+TEST_P(OverAllKinds, BeyondTenWidthsAnOptionIsWorthNothingOrItsDistanceInAGrid)
+{
+    // Half an hour at 25 per cent: a width of 2 in 1000, so that all columns but the centre are beyond.
+    const Variation shortest{"", [](PricedSeries& p) {
+                                 p.series.TimeToExpiration = Constants::MinimumTimeToExpirationForVF;
+                                 p.series.FixedSpotDiscount = p.series.ProjectedSpotDiscount = 0.0;
+                             }};
+    const PricedSeries priced = Build(shortest, 8);
+    const CSpecOption call = priced.Option(1000.0, false);
+    const CSpecOption put = priced.Option(1000.0, true);
+    const plain::OptionValues calls = PlainValues(priced, 1000.0, false, Level::Default);
+    const plain::OptionValues puts = PlainValues(priced, 1000.0, true, Level::Default);
+    const bool black = std::get<1>(GetParam()) == OptionModel::BlackScholes;
+    for (std::size_t c = 0; c < 17; ++c) {
+        if (c == 8) continue;
+        for (std::size_t i = 0; i < 5; ++i) {
+            const double callValue = CellOf(call.GetGrid(Level::Default), i, c);
+            const double putValue = CellOf(put.GetGrid(Level::Default), i, c);
+            if (black) {
+                EXPECT_TRUE(SameBits(callValue, calls.volatility[i][c]));
+                EXPECT_TRUE(SameBits(putValue, puts.volatility[i][c]));
+            }
+            if (c < 8) {
+                EXPECT_NEAR(callValue, 0.0, black ? 0.0 : 1e-20);
             }
         }
+    }
+}
+
+TEST_P(OverAllKinds, TheWorstMismatchIsFoundInEveryLane)
+{
+    // A far price has no value of time and so the smallest change; it is put into each column in turn.
+    for (std::size_t far = 0; far < 7; ++far) {
+        PricedSeries priced = Build(Variations[0], 3);
+        RiskRowWrapper row = priced.Series().volatilityMatrix[Level::Default][0];
+        for (std::size_t c = 0; c < 7; ++c)
+            row[c] = c == far ? 3000.0 : 990.0 + static_cast<double>(c);
+        const plain::OptionValues expected = PlainValues(priced, 1000.0, true, Level::Default);
+        const CSpecOption option = priced.Option(1000.0, true);
+        EXPECT_NEAR(option.GetGrid(Level::Default).mismatchUp, expected.mismatchUp, 1e-11) << far;
+        EXPECT_NEAR(option.GetGrid(Level::Default).mismatchDown, expected.mismatchDown, 1e-11) << far;
+        EXPECT_LT(expected.mismatchUp, 1.0);
+        EXPECT_GT(expected.mismatchDown, -1.0);
+    }
+}
+
+TEST_P(OverAllKinds, TwoStrikesOfOneVolatilityAreValuedApart)
+{
+    const Variation flat{"", [](PricedSeries& p) {
+                             p.series.B = p.series.D = p.series.S = 0.0;
+                             p.series.B_Bach = p.series.D_Bach = p.series.S_Bach = 0.0;
+                         }};
+    const PricedSeries priced = Build(flat, 6);
+    for (const double strike : {1000.0, 1001.0, 1000.0, std::nextafter(1000.0, 2000.0)}) {
+        const CSpecOption option = priced.Option(strike, false);
+        const plain::OptionValues expected = PlainValues(priced, strike, false, Level::Default);
+        for (std::size_t c = 0; c < 13; ++c)
+            EXPECT_NEAR(CellOf(option.GetGrid(Level::Default), 2, c), expected.volatility[2][c], 1e-11);
     }
 }
 
@@ -372,6 +433,11 @@ TEST_P(OverAllKinds, AGridOfExtremeNumbersHasTheBitsOfThePlainOne)
         {"ten thousand per cent",
          [](PricedSeries& p) {
              p.series.A = 1e4;
+             p.series.A_Bach = 1e120;
+         }},
+        {"two thousand per cent",
+         [](PricedSeries& p) {
+             p.series.A = 2000.0;
              p.series.A_Bach = 1e120;
          }},
         {"settlement price no number", [](PricedSeries& p) { p.futures.RealCalcPrice = NaN; }},
@@ -707,7 +773,9 @@ TEST(OptionValuation, AnUnusablePriceOrStrikeIsIntrinsicUnderBlackScholesOnly)
     priced.futures.RealCalcPrice = 0.0;
     priced.Build();
     EXPECT_EQ(priced.Option(900.0, false).CalculatePoint(1, 1000.0, 0.0, 0.0, 900.0, std::nullopt), 100.0);
-    EXPECT_EQ(Flat(OptionModel::BlackScholes).Plain(0.0, false).CalculatePoint(1, 1000.0, 0.0, 0.0, 0.0, {}), 1000.0);
+    PricedSeries strikeless = Flat(OptionModel::BlackScholes);
+    strikeless.Build();
+    EXPECT_EQ(strikeless.Option(0.0, false).CalculatePoint(1, 1000.0, 0.0, 0.0, 0.0, std::nullopt), 1000.0);
     PricedSeries bachelier = Flat(OptionModel::Bachelier);
     bachelier.futures.RealCalcPrice = 0.0;
     bachelier.Build();

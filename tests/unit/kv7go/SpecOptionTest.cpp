@@ -319,20 +319,9 @@ TEST(SpecOption, ALongPositionLosesItsPremiumAtMost)
     EXPECT_EQ(CellAt(risk.GetRisk().Volatility(), 1, 2), (CellAt(profile.Volatility(), 1, 2) - 100.0) * 6.0);
 }
 
-TEST(SpecOption, APremiumBelowZeroBoundsAPurchaseFromBelow)
+/// A commodity's second rate discounts the price but not the formula's call, so a put can be worth less than 0.
+PricedSeries NegativePut()
 {
-    // Bought at -50: no value below 50 counts, so each cell is at least 0 - (-50) = 50 and none below it.
-    PricedSeries priced = Simple();
-    priced.Build();
-    const Risk risk = priced.Option(1000.0, false).TransformToPosition(1, -50.0, Level::Default);
-    EXPECT_EQ(CellAt(risk.GetRisk().Volatility(), 0, 0), 100.0);
-    const Risk sold = priced.Option(1000.0, false).TransformToPosition(-1, 50.0, Level::Default);
-    EXPECT_EQ(CellAt(sold.GetRisk().Volatility(), 0, 0), 100.0); // (0 - 50) x -2
-}
-
-TEST(SpecOption, AnOptionOfNegativeValueLosesNoMoreThanItsPremiumWhenBought)
-{
-    // A commodity's second rate discounts the price but not the formula's call, so a put can be worth less than 0.
     PricedSeries priced;
     priced.SetKind(SeriesKind::Commodity);
     priced.contract.OptionModel = Enums::OptionModel::Bachelier;
@@ -341,6 +330,24 @@ TEST(SpecOption, AnOptionOfNegativeValueLosesNoMoreThanItsPremiumWhenBought)
     priced.series.TimeToExpiration = 1.0;
     priced.series.A_Bach = 0.01;
     priced.series.B_Bach = 0.0;
+    return priced;
+}
+
+TEST(SpecOption, APremiumBelowZeroBoundsAPurchaseFromBelow)
+{
+    // Bought at -50 the result is never below 50, whatever the option is worth: the commodity put of the next case is
+    // worth less than -100 at its cell, and -100 - (-50) would be -50. Two units of money a unit of price.
+    PricedSeries priced = NegativePut();
+    priced.Build();
+    const CSpecOption put = priced.Option(1000.0, true);
+    ASSERT_LT(put.GetGrid(Level::Default).Values(1)[2][0], -100.0);
+    const Risk risk = put.TransformToPosition(1, -50.0, Level::Default);
+    EXPECT_EQ(CellAt(risk.GetRisk().Volatility(), 2, 4), 100.0);
+}
+
+TEST(SpecOption, AnOptionOfNegativeValueLosesNoMoreThanItsPremiumWhenBought)
+{
+    PricedSeries priced = NegativePut();
     priced.Build();
     const CSpecOption put = priced.Option(1000.0, true);
     ASSERT_LT(put.GetGrid(Level::Default).Values(1)[2][0], -100.0);
@@ -383,14 +390,25 @@ TEST(SpecOption, AShortPositionIsNotBoundedAndTurnsEverything)
               (option.GetZR(Level::Default) - 30.0) * scale * priced.Futures().GetCoverZR(Level::Default));
 }
 
-TEST(SpecOption, AQuantityOfZeroTakesTheShortBranchAndIsZeroButForNaN)
+TEST(SpecOption, AQuantityOfZeroTakesTheShortBranch)
+{
+    // Without the bound at -10 the put's cell, less than -100, goes into the product: 0 times it is -0. The bound would
+    // have left -10, and 0 times that is -0 as well, so the price is below 0: the bound would leave 10, and give +0.
+    PricedSeries priced = NegativePut();
+    priced.Build();
+    const CSpecOption put = priced.Option(1000.0, true);
+    ASSERT_LT(put.GetGrid(Level::Default).Values(1)[2][0], -100.0);
+    const Risk risk = put.TransformToPosition(0, -10.0, Level::Default);
+    EXPECT_TRUE(SameBits(CellAt(risk.GetRisk().Volatility(), 2, 4), -0.0));
+}
+
+TEST(SpecOption, AQuantityOfZeroIsZeroButForNaN)
 {
     PricedSeries priced = Deliverable();
     priced.Build();
     const Risk risk = priced.Option(1000.0, true).TransformToPosition(0, 100.0, Level::Default);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     for (std::size_t c = 0; c < 5; ++c) {
-        // No bound at -100 has gone before: 0 times a negative number is -0.
         EXPECT_EQ(CellAt(risk.GetRisk().Volatility(), 0, c), 0.0);
         EXPECT_EQ(CellAt(risk.GetRisk().InterestRate(), 0, c), 0.0);
     }

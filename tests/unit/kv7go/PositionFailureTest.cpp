@@ -1,0 +1,161 @@
+// Memory that ends in the middle of a position change: whichever allocation fails, position and margins are those of
+// before the change or those of after it, and what follows comes out as if nothing had happened.
+#include <array>
+#include <cmath>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "EngineBook.h"
+#include "FailingAllocations.h"
+#include "HandMarket.h"
+
+namespace {
+
+using namespace kv7im;
+
+/// A kind of series, and of the futures around it.
+struct MarketKind
+{
+    bool inSpread;
+    bool subPoints;
+    bool deliverable;
+    bool inGroup; // of base contracts
+    bool lossesOnly;
+};
+
+constexpr Isin Call = 10;
+constexpr Isin Put = 11;
+constexpr Isin NextMonth = 2;
+
+/// Premium-style options on a contract that is priced through a currency, so that net option value and curvature count.
+plain::Market MarketOf(const MarketKind& kind)
+{
+    plain::Market market;
+    market.edgeCoeff = 0.75;
+    market.currencies = {{1, 0.05}};
+    BaseContractSample contract = HandBaseContract("BC", kind.inGroup ? "GROUP" : "");
+    contract.RiskPointsN = 20;
+    contract.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
+    contract.CurrencyId = 1;
+    market.baseContracts = {contract};
+    for (FuturesSample futures : {HandFutures(), HandFutures("FUT2", NextMonth)}) {
+        futures.SpreadAspect = Enums::SpreadAspect::InSpread;
+        market.futures.push_back(futures);
+    }
+    OptionSeriesParameters series = HandSeries("S");
+    series.marginStyle = Enums::MarginStyle::Equity;
+    if (kind.inSpread) series = InSpread(series);
+    if (kind.deliverable) series = Deliverable(series);
+    series.SubRisk = kind.subPoints;
+    series.EnforceHalfNetting = kind.lossesOnly;
+    market.series = {series};
+    market.options = {HandOption("S", Call, Enums::OptionType::Call, 750.0, 40.0),
+                      HandOption("S", Put, Enums::OptionType::Put, 850.0, 50.0)};
+    return market;
+}
+
+struct Change
+{
+    Isin isin;
+    std::int64_t quantity;
+    double price;
+};
+
+/// One book after some changes.
+class Book
+{
+public:
+    Book(const InstrumentsRepository& repository, const std::vector<Change>& changes) : m_engine(repository, RulesOf())
+    {
+        for (const Change& change : changes)
+            Set(change);
+    }
+    void Set(const Change& change)
+    {
+        EXPECT_EQ(m_engine.portfolio.SetPosition(change.isin, change.quantity, change.price, change.quantity), 0);
+    }
+    [[nodiscard]] bool Holds(const Change& change) const
+    {
+        const CSpecPosition* const position = m_engine.portfolio.GetSpecPosition(change.isin);
+        return position != nullptr && position->GetQuantity() == change.quantity;
+    }
+    [[nodiscard]] bool HasMarginsOf(const Book& other) const
+    {
+        return Near(m_engine.portfolio.GetVolatilityInitialMargin(),
+                    other.m_engine.portfolio.GetVolatilityInitialMargin()) &&
+               Near(m_engine.portfolio.GetDeliveryVolatilityInitialMargin(),
+                    other.m_engine.portfolio.GetDeliveryVolatilityInitialMargin());
+    }
+
+private:
+    static plain::Rules RulesOf()
+    {
+        plain::Rules rules;
+        rules.calendar = Enums::SpreadMarginType::Netting;
+        rules.interContract = Enums::SpreadMarginType::Netting;
+        rules.clearings = 1;
+        return rules;
+    }
+    static bool Near(double a, double b) { return std::abs(a - b) < 1e-6 * (1.0 + std::abs(b)); }
+
+    EngineBook m_engine;
+};
+
+/// Makes the last change with room for so many allocations. False when there was enough.
+bool FailsWithRoomFor(long count, const MarketKind& kind, const std::vector<Change>& changes)
+{
+    const auto repository = MakeRepository(MarketOf(kind)); // its options are not valued yet
+    const std::vector<Change> earlier(changes.begin(), changes.end() - 1);
+    const Change& last = changes.back();
+    Book book(*repository, earlier);
+    try {
+        const testing_support::RoomForAllocations room(count);
+        book.Set(last);
+        return false;
+    } catch (...) {
+    }
+    Book before(*repository, earlier);
+    Book after(*repository, changes);
+    EXPECT_TRUE(book.HasMarginsOf(book.Holds(last) ? after : before)) << "room for " << count;
+
+    const Change another{NextMonth, 7, 801.0};
+    for (Book* each : {&book, &after}) {
+        each->Set(another);
+        each->Set(last);
+    }
+    EXPECT_TRUE(book.HasMarginsOf(after)) << "after a second try, room for " << count;
+    const Book empty(*repository, {});
+    for (const Isin isin : {FUT, NextMonth, Call, Put})
+        book.Set({isin, 0, 0.0});
+    EXPECT_TRUE(book.HasMarginsOf(empty)) << "closed again, room for " << count;
+    return true;
+}
+
+TEST(PositionFailure, LeavesABookAsItWasOrAsItShallBe)
+{
+    const std::array stories{
+        std::vector<Change>{{Call, 3, 60.0}},
+        std::vector<Change>{{NextMonth, 2, 790.0}, {Call, 3, 60.0}},
+        std::vector<Change>{{Call, 3, 60.0}, {Put, -2, 40.0}},
+        std::vector<Change>{{Call, 3, 60.0}, {Call, -5, 30.0}},
+        std::vector<Change>{{Call, 3, 60.0}, {FUT, 4, 810.0}},
+        std::vector<Change>{{FUT, 4, 810.0}},
+    };
+    long failures = 0;
+    for (unsigned bits = 0; bits < 32; ++bits) {
+        const MarketKind kind{(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
+        for (const std::vector<Change>& story : stories) {
+            bool fails = true;
+            for (long count = 0; fails && !testing::Test::HasFailure(); ++count) {
+                // A thread of its own has a pool of its own, which is empty.
+                std::thread([&] { fails = FailsWithRoomFor(count, kind, story); }).join();
+                failures += fails ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(failures, 10 * 32 * 6); // even a plain change of one futures asks for memory ten times
+}
+
+} // namespace
