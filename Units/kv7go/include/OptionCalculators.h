@@ -3,17 +3,13 @@
 // Always true:  stateless; nothing is allocated and nothing thrown.
 //               the order of every operation is part of the figures: two machines agree on a margin to the last bit.
 // Numbers:      prices are in the price units of the option, rates are shares per year, times are years. A volatility
-// is
-//               a share of the price for Black and Scholes, and in price units for Bachelier, per root of a year.
+//               is a share of the price for Black and Scholes and in price units for Bachelier, per root of a year.
 // Sources:      F. Black and M. Scholes (1973), R. Merton (1973), L. Bachelier (1900); the normal distribution is
 //               approximated by 26.2.17 of M. Abramowitz and I. Stegun, Handbook of Mathematical Functions (1964), with
 //               the constants that the exchange rounds to seven digits.
 #pragma once
 
 #include <cmath>
-#include <cstddef>
-
-#include "RiskItem.h"
 
 namespace kv7im {
 

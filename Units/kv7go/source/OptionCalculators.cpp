@@ -1,6 +1,7 @@
 #include "OptionCalculators.h"
 
 #include "Constants.h"
+#include "RiskItem.h"
 #include "SpecVirtFutures.h"
 
 namespace kv7im::points {

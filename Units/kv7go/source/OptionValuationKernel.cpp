@@ -120,7 +120,9 @@ HWY_INLINE hn::Mask<Tag> IsBelowCutoff(Lanes d) { return hn::Lt(d, Of(-points::n
 class BlackScholesLanes
 {
 public:
-    static constexpr double LargestWidth = 4.0; // the density at d1 does not vanish where that at d2 counts
+    // The density at d2 has the relative error of that at d1, d1^2 units of the last place; a volatility that parts the
+    // two by more than this would show it.
+    static constexpr double LargestWidth = 4.0;
 
     static bool IsOrdinary(const points::OptionTerms& terms)
     {
