@@ -24,7 +24,8 @@ market() { printf '<root>'; printf '%s' "$@"; printf '</root>'; }
 mapfile -t elements < <(sed -e 's/<!--.*-->//' examples/market.xml | tr '\n' ' ' | grep -oE '<[A-Z][A-Za-z]* [^>]*/>')
 # Kinds behind the first occurrence of each other, so that parents come before children.
 first() { printf '%s\n' "${elements[@]}" | grep -m "${2:-1}" "^<$1 "; }
-small="$(market "$(first CommonParameters)" "$(first Currency)" "$(first BaseContract)" "$(first Futures 2)")"
+small="$(market "$(first CommonParameters)" "$(first Currency)" "$(first BaseContract)" "$(first Futures 2)" \
+    "$(first VirtFutures)" "$(first Option 2)")"
 
 seed instruments market < examples/market.xml
 seed instruments small <<< "$small"

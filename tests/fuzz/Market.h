@@ -10,6 +10,8 @@
 #include "PositionCalculatorInstruments.h"
 #include "Require.h"
 #include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 
 class Market
 {
@@ -28,6 +30,13 @@ public:
 
     void RequireConsistency()
     {
+        RequireFuturesConsistency();
+        RequireOptionsConsistency();
+    }
+
+private:
+    void RequireFuturesConsistency()
+    {
         std::int32_t rows = 0;
         m_calculator.GetTablesData().SetOnFirstBaseContract();
         for (std::string row; m_calculator.GetTablesData().GetNextBaseContract(row, false);)
@@ -45,7 +54,35 @@ public:
         }
     }
 
-private:
+    void RequireOptionsConsistency()
+    {
+        std::int32_t rows = 0;
+        m_calculator.GetTablesData().SetOnFirstOptionSeries();
+        for (std::string row; m_calculator.GetTablesData().GetNextOptionSeries(row, false);)
+            ++rows;
+        std::int32_t refused = m_calculator.SetOnFirstOptionSeries() - rows;
+        Require(refused == 0 || refused == 1, "a refused series ends the download and stays in the list");
+        const kv7im::CSpecVirtFutures* series = nullptr;
+        for (Z9ERR code = Z9ERR_OK; code != Z9ERR_QUINDAL_IM_END_OF_DATA;) {
+            code = m_calculator.GetNextOptionSeries(series);
+            if (code == Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND) --refused;
+        }
+        Require(refused == 0, "every other series of the list is in");
+
+        rows = 0;
+        m_calculator.GetTablesData().SetOnFirstOption();
+        for (std::string row; m_calculator.GetTablesData().GetNextOption(row, false);)
+            ++rows;
+        Require(rows == m_calculator.SetOnFirstOption(), "each option that is in has its row of text");
+        const kv7im::CSpecOption* option = nullptr;
+        while (m_calculator.GetNextOption(option) == Z9ERR_OK) {
+            const kv7im::OptionGrid& grid = option->GetGrid(Enums::ClientRiskLevel::Default);
+            const auto columns =
+                static_cast<std::size_t>(option->VirtFutures->GetTotalPointsNum(Enums::ClientRiskLevel::Default));
+            Require(grid.ColsCount() == columns, "an option is valued over the columns of its series");
+        }
+    }
+
     pos::PositionCalculatorInstruments m_accounting;
     kv7im::InstrumentsRepository m_instruments;
     ParticipantRepository m_participants;
