@@ -5,8 +5,7 @@
 // change costs one futures' worth of work a level, whatever the number of clients.
 //
 // Always true:  a code other than 0 does not stop the sequence; lookups come before any write, so an unknown
-// participant
-//               changes nothing. Steady state touches no general heap.
+//               participant changes nothing. Steady state touches no general heap.
 // Numbers:      quantity in contracts, negative when sold; waPrice is the weighted average price;
 //               afterLastClearingQuantity is what the last clearing left, which the net option value counts.
 #pragma once

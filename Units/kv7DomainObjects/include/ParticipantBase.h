@@ -3,9 +3,8 @@
 //
 // Always true:  a participant stands at one address for life, since its portfolio knows it by that address.
 //               rule, risk level and investor status are those of the registration.
-// Numbers:      ExpWeight is a share in hundredths, 1.00 is all delivery margin. GetInitialMargin is money, a multiple
-// of
-//               a cent, rounded up.
+// Numbers:      ExpWeight is a share in hundredths, 1.00 is all delivery margin. GetInitialMargin is money, a
+//               multiple of a cent, rounded up.
 #pragma once
 
 #include <cstdint>

@@ -1,9 +1,9 @@
 // ParticipantRegistrar: the only way into a ParticipantRepository. It carries what making a participant needs beside
 // the repository: the instruments, and their accounting side.
 //
-// Always true:  what is registered already is left as it stands, parameters included, and is given back; whether that
-// is
-//               a fault is the caller's matter. A registration that throws leaves the tables as they were.
+// Always true:  what is registered already is left as it stands, parameters included, and is given back; whether
+//               that is a fault is the caller's matter. A registration that throws leaves the tables as they
+//               were.
 #pragma once
 
 #include <cstdint>

@@ -2,9 +2,8 @@
 // dictionary serves the position calculators of all participants; it is filled beside the risk repository.
 //
 // Always true:  a futures stands with its base contract, a series with its futures, an option with its series; an
-// insert
-//               that fails changes nothing; instruments stay at their addresses until Clear, so positions may point at
-//               them. A repeated insert is refused: the guard against loading an instrument twice.
+//               insert that fails changes nothing; instruments stay at their addresses until Clear, so positions
+//               may point at them. A repeated insert is refused: the guard against loading an instrument twice.
 // Numbers:      prices are t_bprice_int; steps and step prices are doubles in price and money; times are years.
 // Errors:       CZ9Error with the Z9ERR_POSITION_CALCULATOR_... codes.
 #pragma once

@@ -5,9 +5,8 @@
 //   code,function,@name=value,@name=...
 //              0,    0.000123,00,,InsertCurrency,@QuindalIMCalculator=94110,@CurrencyId=840
 //
-// Always true:  nothing is written before the destructor, and nothing at all while the trace log is closed; the texts
-// are
-//               built either way. A successful call has the code "00" and an empty text.
+// Always true:  nothing is written before the destructor, and nothing at all while the trace log is closed; the
+//               texts are built either way. A successful call has the code "00" and an empty text.
 // Numbers:      seconds, 12 characters wide; values as FormatDouble writes them.
 // Threads:      a tracer belongs to one stack; the log and its category are set up while nobody traces.
 // Used as:      QLTracer tracer("InsertCurrency");

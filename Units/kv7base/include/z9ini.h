@@ -1,8 +1,7 @@
 // Ini files as objects: CZ9Ini owns one open file of the platform, CZ9DefaultIni stands for the process's default file.
 //
-// Always true:  an object holds one handle or none; a handle held is closed once, by Close, by opening another file or
-// by
-//               the destructor. A failed Open leaves the handle that was held.
+// Always true:  an object holds one handle or none; a handle held is closed once, by Close, by opening another
+//               file or by the destructor. A failed Open leaves the handle that was held.
 // Names:        sections and keys are case-sensitive; keys before the first section belong to the section "".
 // Errors:       CZ9Error, with the platform's code or Z9ERR_COMMON_WRONG_INI_PARAMETER for a missing or wrong key.
 #pragma once

@@ -3,8 +3,9 @@
 // A check either refuses (an error line, a result code, nothing changed) or corrects (a warning line, the value
 // overwritten, an alert counted). The checks are tables: one row a check, one reader for all of them, top to bottom,
 // and the first refusal ends the reading. A row asks a number for a bound (Check) or an enumeration for one of a few
-// values (Membership). Always true:  a value that is not a number fails every check, as each test asks for the wanted
-// bound.
+// values (Membership).
+//
+// Always true:  a value that is not a number fails every check, as each test asks for the wanted bound.
 #pragma once
 
 #include <array>

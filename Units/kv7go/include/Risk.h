@@ -1,9 +1,8 @@
 // Risk: a Profile that holds money instead of prices, of a position, of a set of orders or of a whole risk node.
 //
 // Numbers:      money, a loss is negative. NaN in an expiration cell: the price point is out of that delivery scenario.
-// Meaning:      the rows of one matrix are alternatives, of which the worst is taken. The volatility matrix is the
-// result
-//               itself; the interest rate and mismatch matrices are charges that come on top of it.
+// Meaning:      the rows of one matrix are alternatives, of which the worst is taken. The volatility matrix is
+//               the result itself; the interest rate and mismatch matrices are charges that come on top of it.
 // Always true:  sums and differences have the dimensions of the left side, which are not compared with the right one.
 #pragma once
 

@@ -1,7 +1,7 @@
 // RiskItem: four neighbouring cells of a scenario grid in one 256-bit vector, and the lane operations on it.
 //
-// This is the only file with vector instructions. Everything above it is arithmetic on whole RiskItems, the unused
-// lanes of the last one included, so no loop has a tail.
+// Vector instructions stand here and in the kernel of option valuation alone. All else is arithmetic on whole
+// RiskItems, the unused lanes of the last one included, so no loop has a tail.
 //
 // Numbers:   whatever the array holds, prices or money. A lane without a cell (padding) holds NaN.
 // NaN:       sums and products with NaN are NaN: padding stays padding. Min and Max answer with their SECOND operand

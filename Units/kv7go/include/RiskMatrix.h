@@ -1,19 +1,17 @@
 // RiskMatrix: results over a grid of market scenarios. Rows are scenarios, columns are price points of the futures.
 // BindsRow:   which real price point each column belongs to, for a matrix that carries sub-points behind its real ones.
 //
-// Storage:      blocks of four columns; within a block the rows follow each other, one RiskItem each. Cell (r, c) is
-// lane
-//               (c mod 4) of pData()[(c div 4) * rows + r]. A column block is contiguous, so that the minimum over the
-//               scenarios, which every margin ends in, runs straight through memory.
+// Storage:      blocks of four columns; within a block the rows follow each other, one RiskItem each. Cell (r, c)
+//               is lane (c mod 4) of pData()[(c div 4) * rows + r]. A column block is contiguous, so that the
+//               minimum over the scenarios, which every margin ends in, runs straight through memory.
 // Always true:  the lanes past the last column are padding; operator=(double) puts NaN there, in every row, and the
 //               arithmetic keeps it. Storage comes from the pool of the thread; there is none when rows or columns are
 //               0.
 // Numbers:      prices in a profile, money in a Risk, where a loss is negative. NaN in a real cell: the price point is
 //               not part of the (delivery) scenario.
 // Shapes:       rows x columns, but the constructor takes the columns first.
-// Two matrices: where no guard is stated the left one drives the loop and the rows are not compared; where the right
-// one
-//               is smaller only what both have is worked on, and nothing outside a storage is read.
+// Two matrices: where no guard is stated the left one drives the loop and the rows are not compared; where the
+//               right one is smaller only what both have is worked on, and nothing outside a storage is read.
 #pragma once
 
 #include <algorithm>

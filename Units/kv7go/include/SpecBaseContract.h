@@ -1,11 +1,9 @@
 // CSpecBaseContract: the family record of the instrument tree, what all futures of one underlying share.
 //
-// Always true:  for every level, each Up rate is the base rate plus ShiftCoefficient and each Down rate is the base
-// rate
-//               minus it.
-//               the shift and the concentration limits in money follow one reference futures each: the nearest one,
-//               collateral instruments before others. Times within 0.001 of a year count as equal, and among equals the
-//               later arrival wins.
+// Always true:  for every level, each Up rate is the base rate plus ShiftCoefficient and each Down rate is the
+//               base rate minus it. the shift and the concentration limits in money follow one reference futures
+//               each: the nearest one, collateral instruments before others. Times within 0.001 of a year count
+//               as equal, and among equals the later arrival wins.
 // Numbers:      the MarketRisk family are rates that multiply a futures' NormalizedSpot, 0.1 is a tenth of the spot.
 //               ConcentrationLimit1 and 2 are in units of the underlying, their Spot twins in money.
 //               Times are in years.

@@ -3,9 +3,8 @@
 // It holds for each client risk level the scenario grid of its own prices, its interest-rate rows and its eight special
 // points. A position or an order becomes a risk by taking its price from that profile and scaling.
 //
-// Always true:  the profile is current from the first RecalcInvariants on; every row of its volatility matrix is the
-// same.
-//               BaseContract outlives the futures.
+// Always true:  the profile is current from the first RecalcInvariants on; every row of its volatility matrix is
+//               the same. BaseContract outlives the futures.
 // Numbers:      prices are in the price units of the instrument; MoneyCoef turns them into money. Times are in years.
 #pragma once
 

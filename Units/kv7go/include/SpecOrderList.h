@@ -1,11 +1,9 @@
 // SpecOrderList: the orders of one instrument as the risk engine takes them.
 //
 // Orders of the same price, side and kind are one entry: the engine needs their total quantity only.
-// Numbers:  calculatedPrice is a price with five decimals, 1.0 is stored as 100000. For a trade-at-settlement futures
-// it
-//           is an offset from the calculation price.
-//           deltaQuantity is in contracts and is a quantity, not a signed position: the side is in the key. A
-//           cancellation is a negative deltaQuantity.
+// Numbers:  calculatedPrice is a price with five decimals, 1.0 is stored as 100000. For a trade-at-settlement
+//           futures it is an offset from the calculation price. deltaQuantity is in contracts and is a quantity,
+//           not a signed position: the side is in the key. A cancellation is a negative deltaQuantity.
 #pragma once
 
 #include <cstddef>

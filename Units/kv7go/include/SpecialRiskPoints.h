@@ -1,11 +1,9 @@
 // SpecialRiskPoints: the eight results that speak for moves far beyond the price grid.
 //
-// Points:       two stress steps below the market (PnL2D, PnL3D) and above it (PnL2U, PnL3U), the extreme tails ZL and
-// ZR,
-//               and the minimum charges of short options, DownRisk and UpRisk.
-// Numbers:      in a profile points 1 to 6 are prices and the two charges are already differences; in a Risk all eight
-// are
-//               money, a loss is negative.
+// Points:       two stress steps below the market (PnL2D, PnL3D) and above it (PnL2U, PnL3U), the extreme tails
+//               ZL and ZR, and the minimum charges of short options, DownRisk and UpRisk.
+// Numbers:      in a profile points 1 to 6 are prices and the two charges are already differences; in a Risk all
+//               eight are money, a loss is negative.
 // Always true:  a shift of the price (+=, -= with a number) moves points 1 to 6 and leaves the charges alone.
 // NaN:          bounds replace a NaN by the bound, which is not what the bounds of the matrices do; min() passes over
 // it.
