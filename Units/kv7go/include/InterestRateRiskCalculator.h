@@ -50,11 +50,23 @@ protected:
     InterestRateRiskCalculator& operator=(const InterestRateRiskCalculator&) = default;
 };
 
-/// The price grows with the rate shock of the futures; nothing is discounted.
-class InterestRateRiskCalculatorOptionForFutures final : public InterestRateRiskCalculator
+/// Gives a calculator its one instance for the whole process, made at first use.
+template <class Calculator>
+class SharedCalculator : public InterestRateRiskCalculator
 {
 public:
-    [[nodiscard]] static const InterestRateRiskCalculator& Instance() noexcept;
+    [[nodiscard]] static const InterestRateRiskCalculator& Instance() noexcept
+    {
+        static const Calculator instance;
+        return instance;
+    }
+};
+
+/// The price grows with the rate shock of the futures; nothing is discounted.
+class InterestRateRiskCalculatorOptionForFutures final
+    : public SharedCalculator<InterestRateRiskCalculatorOptionForFutures>
+{
+public:
     [[nodiscard]] PricingInputs Stressed(std::size_t column, InterestRateRow row, const CSpecVirtFutures& series,
                                          Enums::ClientRiskLevel level) const override;
     [[nodiscard]] PricingInputs Unstressed(std::size_t column, const CSpecVirtFutures& series,
@@ -62,10 +74,9 @@ public:
 };
 
 /// The projected part of the spot's discount moves, and the rate.
-class InterestRateRiskCalculatorOptionForStock final : public InterestRateRiskCalculator
+class InterestRateRiskCalculatorOptionForStock final : public SharedCalculator<InterestRateRiskCalculatorOptionForStock>
 {
 public:
-    [[nodiscard]] static const InterestRateRiskCalculator& Instance() noexcept;
     [[nodiscard]] PricingInputs Stressed(std::size_t column, InterestRateRow row, const CSpecVirtFutures& series,
                                          Enums::ClientRiskLevel level) const override;
     [[nodiscard]] PricingInputs Unstressed(std::size_t column, const CSpecVirtFutures& series,
@@ -73,10 +84,10 @@ public:
 };
 
 /// Both rates move, the second one against the first.
-class InterestRateRiskCalculatorOptionForCurrencyOrIndex final : public InterestRateRiskCalculator
+class InterestRateRiskCalculatorOptionForCurrencyOrIndex final
+    : public SharedCalculator<InterestRateRiskCalculatorOptionForCurrencyOrIndex>
 {
 public:
-    [[nodiscard]] static const InterestRateRiskCalculator& Instance() noexcept;
     [[nodiscard]] PricingInputs Stressed(std::size_t column, InterestRateRow row, const CSpecVirtFutures& series,
                                          Enums::ClientRiskLevel level) const override;
     [[nodiscard]] PricingInputs Unstressed(std::size_t column, const CSpecVirtFutures& series,
@@ -85,10 +96,10 @@ public:
 
 /// The price grows with the rate shock of the futures, and the first rate moves. It stands for both rates, stressed and
 /// unstressed, so that the forward is the price itself; the second rate of the series is meant to play no part.
-class InterestRateRiskCalculatorOptionForCommodity final : public InterestRateRiskCalculator
+class InterestRateRiskCalculatorOptionForCommodity final
+    : public SharedCalculator<InterestRateRiskCalculatorOptionForCommodity>
 {
 public:
-    [[nodiscard]] static const InterestRateRiskCalculator& Instance() noexcept;
     [[nodiscard]] PricingInputs Stressed(std::size_t column, InterestRateRow row, const CSpecVirtFutures& series,
                                          Enums::ClientRiskLevel level) const override;
     [[nodiscard]] PricingInputs Unstressed(std::size_t column, const CSpecVirtFutures& series,

@@ -99,12 +99,6 @@ double InterestRateRiskCalculator::CalculatePointInterestRate(std::size_t column
     return value(Stressed(column, row, series, level)) - value(Unstressed(column, series, level));
 }
 
-const InterestRateRiskCalculator& InterestRateRiskCalculatorOptionForFutures::Instance() noexcept
-{
-    static const InterestRateRiskCalculatorOptionForFutures instance;
-    return instance;
-}
-
 PricingInputs InterestRateRiskCalculatorOptionForFutures::Stressed(std::size_t column, InterestRateRow row,
                                                                    const CSpecVirtFutures& series,
                                                                    Enums::ClientRiskLevel level) const
@@ -118,12 +112,6 @@ PricingInputs InterestRateRiskCalculatorOptionForFutures::Unstressed(std::size_t
 {
     return {
         .futuresPoint = series.GetVolatilityMatrixCentralRow(level)[column], .r = 0.0, .r2 = 0.0, .strikeFactor = 1.0};
-}
-
-const InterestRateRiskCalculator& InterestRateRiskCalculatorOptionForStock::Instance() noexcept
-{
-    static const InterestRateRiskCalculatorOptionForStock instance;
-    return instance;
 }
 
 PricingInputs InterestRateRiskCalculatorOptionForStock::Stressed(std::size_t column, InterestRateRow row,
@@ -143,12 +131,6 @@ PricingInputs InterestRateRiskCalculatorOptionForStock::Unstressed(std::size_t c
     return AsTheGrid(column, series, level, 0.0);
 }
 
-const InterestRateRiskCalculator& InterestRateRiskCalculatorOptionForCurrencyOrIndex::Instance() noexcept
-{
-    static const InterestRateRiskCalculatorOptionForCurrencyOrIndex instance;
-    return instance;
-}
-
 PricingInputs InterestRateRiskCalculatorOptionForCurrencyOrIndex::Stressed(std::size_t column, InterestRateRow row,
                                                                            const CSpecVirtFutures& series,
                                                                            Enums::ClientRiskLevel level) const
@@ -166,12 +148,6 @@ PricingInputs InterestRateRiskCalculatorOptionForCurrencyOrIndex::Unstressed(std
                                                                              Enums::ClientRiskLevel level) const
 {
     return AsTheGrid(column, series, level, series.GetUsableR2());
-}
-
-const InterestRateRiskCalculator& InterestRateRiskCalculatorOptionForCommodity::Instance() noexcept
-{
-    static const InterestRateRiskCalculatorOptionForCommodity instance;
-    return instance;
 }
 
 PricingInputs InterestRateRiskCalculatorOptionForCommodity::Stressed(std::size_t column, InterestRateRow row,
