@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # From a fresh clone to a printed margin table: installs what is missing, builds the command line and the library, starts
-# a private router and server, logs in, downloads the example market, registers the example accounts and sets their
-# positions.
+# a private router and server, logs in, downloads the example market, registers the example accounts, sets their
+# positions and tries the example what-ifs.
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 configure release
@@ -9,4 +9,5 @@ build release quindal
 exec build/release/Apps/quindal/quindal margin \
     --instruments examples/market.xml \
     --accounts examples/accounts.csv \
-    --positions examples/positions.csv "$@"
+    --positions examples/positions.csv \
+    --orders examples/orders.csv "$@"

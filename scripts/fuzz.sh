@@ -25,7 +25,7 @@ mapfile -t elements < <(sed -e 's/<!--.*-->//' examples/market.xml | tr '\n' ' '
 # Kinds behind the first occurrence of each other, so that parents come before children.
 first() { printf '%s\n' "${elements[@]}" | grep -m "${2:-1}" "^<$1 "; }
 small="$(market "$(first CommonParameters)" "$(first Currency)" "$(first BaseContract)" "$(first Futures 2)" \
-    "$(first VirtFutures)" "$(first Option 2)")"
+    "$(first VirtFutures)" "$(first Option 2)" "$(first Multileg 2)")"
 
 seed instruments market < examples/market.xml
 seed instruments small <<< "$small"

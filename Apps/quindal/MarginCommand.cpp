@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <termios.h>
@@ -14,6 +15,7 @@
 #include "ImServer.h"
 #include "PrivateRouter.h"
 #include "Progress.h"
+#include "WhatIf.h"
 
 namespace quindal {
 
@@ -84,20 +86,53 @@ private:
     ImServer m_server;
 };
 
+// Inputs are read before anything is started: a misspelt file is told at once.
+struct Inputs
+{
+    explicit Inputs(const MarginOptions& options)
+        : accounts(ReadAccounts(options.accounts)), positions(ReadPositions(options.positions))
+    {
+        if (options.orders.empty()) return;
+        whatIfs = ReadWhatIfs(options.orders);
+        CheckClients(*whatIfs, accounts);
+    }
+
+    CsvTable accounts;
+    CsvTable positions;
+    std::optional<std::vector<WhatIf>> whatIfs;
+};
+
+std::vector<WhatIfFigures> TryAll(MarginSession& session, const Inputs& inputs)
+{
+    WhatIfBook book(session, inputs.accounts, inputs.positions);
+    std::vector<WhatIfFigures> figures;
+    Progress progress("what-ifs", inputs.whatIfs->size());
+    for (const WhatIf& whatIf : *inputs.whatIfs) {
+        for (WhatIfFigures& ofClient : book.Try(whatIf))
+            figures.push_back(std::move(ofClient));
+        progress.Step();
+    }
+    return figures;
+}
+
 MarginFigures Compute(const std::string& iniFile, const std::string& user, const std::string& password,
-                      const CsvTable& accounts, const CsvTable& positions)
+                      const Inputs& inputs)
 {
     MarginSession session(iniFile, user, password);
     session.LoadInstruments();
     {
-        Progress progress("accounts", accounts.size());
-        for (std::size_t i = 0; i < accounts.size(); ++i, progress.Step())
-            session.Register(accounts[i]);
+        Progress progress("accounts", inputs.accounts.size());
+        for (std::size_t i = 0; i < inputs.accounts.size(); ++i, progress.Step())
+            session.Register(inputs.accounts[i]);
     }
-    Progress progress("positions", positions.size());
-    for (std::size_t i = 0; i < positions.size(); ++i, progress.Step())
-        session.SetPosition(positions[i]);
-    return session.Figures();
+    {
+        Progress progress("positions", inputs.positions.size());
+        for (std::size_t i = 0; i < inputs.positions.size(); ++i, progress.Step())
+            session.SetPosition(inputs.positions[i]);
+    }
+    MarginFigures figures = session.Figures();
+    if (inputs.whatIfs) figures.whatIfs = TryAll(session, inputs);
+    return figures;
 }
 
 } // namespace
@@ -105,16 +140,14 @@ MarginFigures Compute(const std::string& iniFile, const std::string& user, const
 int RunMargin(const MarginOptions& options)
 {
     try {
-        // Inputs first: a misspelt file is told before anything is started.
-        const CsvTable accounts = ReadAccounts(options.accounts);
-        const CsvTable positions = ReadPositions(options.positions);
+        const Inputs inputs(options);
         MarginFigures figures;
         if (options.instruments.empty()) {
-            figures = Compute(options.iniFile, options.user, AskPassword(options.passwordVariable, options.user),
-                              accounts, positions);
+            figures =
+                Compute(options.iniFile, options.user, AskPassword(options.passwordVariable, options.user), inputs);
         } else {
             const EmbeddedServer server(options.instruments, options.user);
-            figures = Compute(server.IniFile(), options.user, server.Password(), accounts, positions);
+            figures = Compute(server.IniFile(), options.user, server.Password(), inputs);
         }
         WriteReport(std::cout, figures, options.format);
         if (!std::cout.flush()) throw std::runtime_error("the figures could not be written");

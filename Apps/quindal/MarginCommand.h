@@ -14,6 +14,7 @@ struct MarginOptions
     std::string user;
     std::string accounts;
     std::string positions;
+    std::string orders;                                // what-ifs to be tried; empty: none
     std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
     ReportFormat format = ReportFormat::Table;
 };

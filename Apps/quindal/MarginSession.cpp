@@ -68,6 +68,27 @@ void MarginSession::LoadInstruments()
     const std::int32_t code = GetInstrumentParameters(m_calculator, nullptr);
     // The code of a failed download says little; the link knows why.
     if (code != 0) throw CallError({}, "GetInstrumentParameters", code, QuindalIM::g_mq_core.GetLastError());
+    ReadMultilegs();
+}
+
+void MarginSession::ReadMultilegs()
+{
+    std::int32_t count = 0;
+    Check(SetOnFirstMultileg(m_calculator, &count), "SetOnFirstMultileg");
+    for (; count > 0; --count) {
+        std::array<char, 64> code{};
+        auto size = static_cast<std::int32_t>(code.size());
+        Check(GetNextMultileg(m_calculator, code.data(), &size), "GetNextMultileg");
+        m_multilegs.emplace(code.data());
+    }
+}
+
+void MarginSession::RemoveAccounts()
+{
+    Check(ClearParts(m_calculator), "ClearParts");
+    m_clients.clear();
+    m_firms.clear();
+    m_settlementAccounts.clear();
 }
 
 void MarginSession::Register(const CsvRow& account)
@@ -159,19 +180,38 @@ void MarginSession::SetPosition(const CsvRow& position)
           "SetPosition", position.Where());
 }
 
+ClientFigures MarginSession::PlaceOrder(const Order& order)
+{
+    if (order.price == 0.0 && m_multilegs.contains(order.instrument))
+        throw InputError(order.where + ": column \"price\": " + order.instrument +
+                         " is a multileg, which has no calculated price: give one other than 0 (0.000001 for nothing)");
+    ClientFigures figures{order.client, order.client.substr(0, 4), 0.0, 0.0, 0.0};
+    double firmGO = 0.0;
+    double accountGO = 0.0;
+    Check(ChangeOrder(m_calculator, order.client.c_str(), order.instrument.c_str(), order.isBuy ? 1 : 0, order.price,
+                      order.quantity, &figures.volatilityGO, &figures.deliveryAndVolatilityGO, &figures.GO, &firmGO,
+                      &accountGO),
+          "ChangeOrder", order.where);
+    return figures;
+}
+
+ClientFigures MarginSession::FiguresOf(const std::string& client) const
+{
+    ClientFigures figures{client, client.substr(0, 4), 0.0, 0.0, 0.0};
+    double firmGO = 0.0;
+    double accountGO = 0.0;
+    QuindalIM::CCalcGOEx::GetClientAndBrokerInitialMargin(
+        QuindalIM::GetParticipantRepositoryForQuindaIM().GetClient(ClientCode::Parse(client)), figures.volatilityGO,
+        figures.deliveryAndVolatilityGO, figures.GO, firmGO, accountGO);
+    return figures;
+}
+
 MarginFigures MarginSession::Figures() const
 {
     ParticipantRepository& participants = QuindalIM::GetParticipantRepositoryForQuindaIM();
     MarginFigures figures;
-    for (const std::string& code : m_clients) {
-        const BraskClient& client = participants.GetClient(ClientCode::Parse(code));
-        double firmGO = 0.0;
-        double accountGO = 0.0;
-        ClientFigures row{code, code.substr(0, 4), 0.0, 0.0, 0.0};
-        QuindalIM::CCalcGOEx::GetClientAndBrokerInitialMargin(client, row.volatilityGO, row.deliveryAndVolatilityGO,
-                                                              row.GO, firmGO, accountGO);
-        figures.clients.push_back(std::move(row));
-    }
+    for (const std::string& client : m_clients)
+        figures.clients.push_back(FiguresOf(client));
     figures.firms = m_firms;
     for (FirmFigures& firm : figures.firms)
         firm.GO = participants.GetBroker(BrokerCode::Parse(firm.code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED)

@@ -1,5 +1,5 @@
 // MarginSession: one run of the library as a trading application would drive it: log in, load the instruments, register
-// the accounts, set the positions, read the figures.
+// the accounts, set the positions, place orders, read the figures.
 //
 // Everything goes through the exported functions, except the GO of firms and settlement accounts, which no exported
 // function hands out; those are read from the inside.
@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -46,11 +48,31 @@ struct SettlementAccountFigures
     double GO; // money, in cents
 };
 
+/// One client's figures of one what-if: in the book without orders, and with those of the what-if in it.
+struct WhatIfFigures
+{
+    std::string label;
+    ClientFigures before;
+    ClientFigures after;
+};
+
 struct MarginFigures
 {
     std::vector<ClientFigures> clients; // each list in the order of the accounts file
     std::vector<FirmFigures> firms;
     std::vector<SettlementAccountFigures> settlementAccounts;
+    std::optional<std::vector<WhatIfFigures>> whatIfs; // in the order of the orders file; none when there is no file
+};
+
+/// An order as a client would send it.
+struct Order
+{
+    std::string where; // "FILE:LINE" of its row
+    std::string client;
+    std::string instrument; // futures, option or multileg
+    bool isBuy = true;
+    std::int64_t quantity = 0; // contracts, above 0
+    double price = 0.0;        // 0: the calculated price of the instrument; a multileg has none
 };
 
 /// Columns of the two input files.
@@ -69,6 +91,13 @@ public:
     void LoadInstruments();
     void Register(const CsvRow& account);
     void SetPosition(const CsvRow& position);
+    /// Adds an order to those of its client; the figures with it. Throws InputError for an order in a multileg without
+    /// a price, CallError for whatever else is wrong with it.
+    ClientFigures PlaceOrder(const Order& order);
+    /// Forgets accounts, firms, clients, their positions and orders; the instruments stay.
+    void RemoveAccounts();
+    /// Of a registered client.
+    [[nodiscard]] ClientFigures FiguresOf(const std::string& client) const;
     [[nodiscard]] MarginFigures Figures() const;
 
 private:
@@ -76,8 +105,10 @@ private:
     void RegisterFirmRow(const CsvRow& row);
     void RegisterClientRow(const CsvRow& row);
     void RegisterRatioRow(const CsvRow& row);
+    void ReadMultilegs();
 
     std::intptr_t m_calculator = 0;
+    std::set<std::string, std::less<>> m_multilegs;
     std::vector<std::string> m_clients;
     std::vector<FirmFigures> m_firms;
     std::vector<std::string> m_settlementAccounts;

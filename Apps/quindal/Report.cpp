@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <ostream>
 #include <string>
@@ -13,6 +14,7 @@ namespace quindal {
 
 namespace {
 
+using nlohmann::ordered_json;
 using Cells = std::vector<std::string>;
 
 // Shortest text that reads back as the same double.
@@ -39,6 +41,21 @@ std::string Grouped(double value)
         text.insert(at -= 3, " ");
     return text;
 }
+
+/// What the orders of a what-if add, money.
+struct Added
+{
+    explicit Added(const WhatIfFigures& figures)
+        : volatilityGO(figures.after.volatilityGO - figures.before.volatilityGO),
+          deliveryAndVolatilityGO(figures.after.deliveryAndVolatilityGO - figures.before.deliveryAndVolatilityGO),
+          // Both are in cents, and so is what lies between them.
+          GO(std::round((figures.after.GO - figures.before.GO) * 100.0) / 100.0)
+    {}
+
+    double volatilityGO;
+    double deliveryAndVolatilityGO;
+    double GO;
+};
 
 // First columns to the left, figures to the right.
 void WriteTable(std::ostream& out, const std::vector<Cells>& rows, std::size_t leftColumns)
@@ -79,6 +96,19 @@ void WriteTables(std::ostream& out, const MarginFigures& figures)
     WriteTable(out, accounts, 1);
 }
 
+void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs)
+{
+    std::vector<Cells> rows{
+        {"What-if", "Client", "GO before", "GO after", "Difference", "of volatility GO", "of delivery GO"}};
+    for (const WhatIfFigures& whatIf : whatIfs) {
+        const Added added(whatIf);
+        rows.push_back({whatIf.label, whatIf.before.code, Grouped(whatIf.before.GO), Grouped(whatIf.after.GO),
+                        Grouped(added.GO), Grouped(added.volatilityGO), Grouped(added.deliveryAndVolatilityGO)});
+    }
+    out << '\n';
+    WriteTable(out, rows, 2);
+}
+
 std::string CsvCell(const std::string& text)
 {
     if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
@@ -101,9 +131,47 @@ void WriteCsv(std::ostream& out, const MarginFigures& figures)
         out << "account," << CsvCell(account.id) << ",,,," << Cents(account.GO) << '\n';
 }
 
+void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs)
+{
+    out << "\nwhat_if,client,volatility_go_before,volatility_go_after,volatility_go_difference,"
+           "delivery_and_volatility_go_before,delivery_and_volatility_go_after,delivery_and_volatility_go_difference,"
+           "go_before,go_after,go_difference\n";
+    for (const WhatIfFigures& whatIf : whatIfs) {
+        const auto& [label, before, after] = whatIf;
+        const Added added(whatIf);
+        out << CsvCell(label) << ',' << CsvCell(before.code);
+        for (const double figure :
+             {before.volatilityGO, after.volatilityGO, added.volatilityGO, before.deliveryAndVolatilityGO,
+              after.deliveryAndVolatilityGO, added.deliveryAndVolatilityGO})
+            out << ',' << Exact(figure);
+        for (const double figure : {before.GO, after.GO, added.GO})
+            out << ',' << Cents(figure);
+        out << '\n';
+    }
+}
+
+/// The three figures of a client, or of what was added to them.
+ordered_json ThreeFigures(const auto& figures)
+{
+    return {{"volatilityGO", figures.volatilityGO},
+            {"deliveryAndVolatilityGO", figures.deliveryAndVolatilityGO},
+            {"GO", figures.GO}};
+}
+
+ordered_json WhatIfsJson(const std::vector<WhatIfFigures>& whatIfs)
+{
+    ordered_json array = ordered_json::array();
+    for (const WhatIfFigures& whatIf : whatIfs)
+        array.push_back({{"whatIf", whatIf.label},
+                         {"client", whatIf.before.code},
+                         {"before", ThreeFigures(whatIf.before)},
+                         {"after", ThreeFigures(whatIf.after)},
+                         {"difference", ThreeFigures(Added(whatIf))}});
+    return array;
+}
+
 void WriteJson(std::ostream& out, const MarginFigures& figures)
 {
-    using nlohmann::ordered_json;
     ordered_json document{{"clients", ordered_json::array()},
                           {"firms", ordered_json::array()},
                           {"settlementAccounts", ordered_json::array()}};
@@ -118,6 +186,7 @@ void WriteJson(std::ostream& out, const MarginFigures& figures)
             {{"code", firm.code}, {"settlementAccount", firm.settlementAccount}, {"GO", firm.GO}});
     for (const SettlementAccountFigures& account : figures.settlementAccounts)
         document["settlementAccounts"].push_back({{"id", account.id}, {"GO", account.GO}});
+    if (figures.whatIfs) document["whatIfs"] = WhatIfsJson(*figures.whatIfs);
     out << document.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
 }
 
@@ -128,9 +197,11 @@ void WriteReport(std::ostream& out, const MarginFigures& figures, ReportFormat f
     switch (format) {
     case ReportFormat::Table:
         WriteTables(out, figures);
+        if (figures.whatIfs) WriteWhatIfTable(out, *figures.whatIfs);
         break;
     case ReportFormat::Csv:
         WriteCsv(out, figures);
+        if (figures.whatIfs) WriteWhatIfCsv(out, *figures.whatIfs);
         break;
     case ReportFormat::Json:
         WriteJson(out, figures);

@@ -37,6 +37,7 @@ enum AccountLevel : std::int32_t
 inline constexpr std::array AccountLevelWords{Word{"account", AccountLevelSettlementAccount},
                                               Word{"firm", AccountLevelFirm}, Word{"client", AccountLevelClient},
                                               Word{"ratio", AccountLevelRatio}};
+inline constexpr std::array SideWords{Word{"buy", 1}, Word{"sell", 0}};
 inline constexpr std::array PositionLevelWords{Word{"account", QUINDAL_ACCOUNT_HIERARCHY_SETTLEMENT_ACCOUNT},
                                                Word{"firm", QUINDAL_ACCOUNT_HIERARCHY_BROKER},
                                                Word{"client", QUINDAL_ACCOUNT_HIERARCHY_CLIENT}};

@@ -28,6 +28,10 @@ void AddMargin(CLI::App& app, quindal::MarginOptions& options)
                        "User to log in as; its password comes from the environment or a prompt");
     margin->add_option("--accounts", options.accounts, "Accounts (CSV)")->required();
     margin->add_option("--positions", options.positions, "Positions (CSV)")->required();
+    margin->add_option(
+        "--orders", options.orders,
+        "What-ifs (CSV: what_if,client,instrument,side,quantity,price): orders whose effect on the margin is shown, "
+        "as if they were sent");
     margin->add_option("--format", options.format, "table, csv or json")
         ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
     margin->add_option("--password-env", options.passwordVariable, "Environment variable that holds the password")

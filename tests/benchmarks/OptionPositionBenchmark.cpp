@@ -1,16 +1,11 @@
 // One position change in an option, from the portfolio to the margins: the engine against the plain form, in the same
 // run. The argument is the number of price points less one (160: 161 points, five scenarios).
-//
-//   alone        the series is margined by itself
-//   in_spread    it goes on through its futures and the group of its base contract
-//   sub_points   some 150 to 200 columns behind the real ones
-//   deliveries   27 delivery rows, counted by the participant
-//   losses_only  the series enforces half netting
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "BenchMarkets.h"
 #include "EngineBook.h"
 #include "InTurns.h"
 #include "PlainNodes.h"
@@ -18,64 +13,14 @@
 namespace {
 
 using bench::Change;
-
-struct Kind
-{
-    bool inSpread = false;
-    bool subPoints = false;
-    bool deliveries = false;
-    bool lossesOnly = false;
-};
-
-// A smile, shocks of volatility and rates; 102.4 price units to either side of the centre.
-OptionSeriesSample SeriesOf(const Kind& kind)
-{
-    OptionSeriesSample series;
-    series.B = 8.0;
-    series.C = 1.0;
-    series.VolatilityRisk = 0.25;
-    series.VolatilityRiskMismatch = 0.1;
-    series.SpreadAspect = kind.inSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
-    series.SubRisk = kind.subPoints;
-    series.EnforceHalfNetting = kind.lossesOnly;
-    series.MinStep = 1.0;
-    series.StrikeStep = kind.subPoints ? 5.2 : 20.0;
-    series.LotCoeff = kind.subPoints ? 5 : 1;
-    if (kind.deliveries) {
-        series.settlementType = Enums::SettlementType::Deliverable;
-        series.ExpClearingsCC = 1;
-        series.StrikeStep = 4.0;
-        series.LotCoeff = 3;
-    }
-    return series;
-}
-
-plain::Market MarketOf(const Kind& kind, std::int32_t riskPointsN)
-{
-    BaseContractSample contract;
-    contract.RiskPointsN = riskPointsN;
-    contract.VolatNum = 5;
-    contract.MarketRisk = 0.1;
-    FuturesSample futures;
-    futures.InterestRateRiskUp = futures.InterestRateRiskDown = 0.02;
-    futures.MinStep = 1.0;
-    plain::Market market{{contract}, {futures}, {}, 0.75, {SeriesOf(kind)}, {}};
-    for (Isin isin = 101; isin < 109; ++isin) {
-        OptionSample option;
-        option.Code = std::to_string(isin);
-        option.Isin = isin;
-        option.Strike = 960.0 + 10.0 * (isin - 101);
-        option.OptionType = isin % 2 == 0 ? Enums::OptionType::Call : Enums::OptionType::Put;
-        market.options.push_back(option);
-    }
-    return market;
-}
-
-Isin OptionOfChange(std::size_t change) { return 101 + static_cast<Isin>(change % 8); }
+using bench::Kind;
+using bench::OptionMarket;
+using bench::OptionOfChange;
+using bench::SeriesOf;
 
 void OptionChange(benchmark::State& state, Kind kind)
 {
-    const auto repository = MakeRepository(MarketOf(kind, static_cast<std::int32_t>(state.range(0) / 2)));
+    const auto repository = MakeRepository(OptionMarket(kind, static_cast<std::int32_t>(state.range(0) / 2)));
     plain::Rules rules;
     rules.clearings = 1;
     EngineBook engine(*repository, rules);
@@ -108,7 +53,7 @@ BENCHMARK_CAPTURE(OptionChange, in_spread_all, Kind{true, true, true, true})->Ar
 // Latency of single calls with ten and with forty thousand options loaded, in series of ten on a futures.
 void OptionCallLatency(benchmark::State& state, Kind kind)
 {
-    plain::Market market = MarketOf(kind, 80);
+    plain::Market market = OptionMarket(kind, 80);
     const auto loaded = static_cast<std::size_t>(state.range(0));
     for (Isin isin = 1001; market.options.size() < loaded; ++isin) {
         OptionSample option = market.options[market.options.size() % 8];

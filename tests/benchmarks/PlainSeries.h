@@ -1,5 +1,5 @@
-// PlainSeries: the positions of one option series, changed plainly by whole matrices: copy the profile, transform it,
-// take the view of the series out of its futures, subtract and add, put the view in again.
+// PlainSeries: the positions and orders of one option series, changed plainly by whole matrices: copy the profile,
+// transform it, take the view of the series out of its futures, subtract and add, put the view in again.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 
 #include "RiskNode.h"
 #include "SpecOption.h"
+#include "SpecOrderList.h"
 #include "SpecVirtFutures.h"
 
 /// A position's risk with both charges scaled.
@@ -18,7 +19,7 @@ inline kv7im::Risk ScaledRisk(kv7im::Risk risk, double chargeRatio)
     return risk;
 }
 
-/// The positions of one series.
+/// The positions and the orders of one series.
 class PlainSeries
 {
 public:
@@ -45,6 +46,14 @@ public:
             node.AddNOVi(-state.netOptionValue);
         state = {quantity, price, netOptionValue};
         node += RiskOf(option, state);
+        if (futures != nullptr) *futures += View();
+    }
+
+    /// Orders come in. futures: null for a series that stands alone.
+    void AddOrders(const kv7im::CSpecOption& option, const OrdersMap& orders, kv7im::RiskNodeFutures* futures)
+    {
+        if (futures != nullptr) *futures -= View();
+        node += ScaledRisk(option.TransformToOrder(orders, m_level), m_chargeRatio);
         if (futures != nullptr) *futures += View();
     }
 

@@ -4,10 +4,8 @@
 // nanoseconds a change. The argument is the number of price points less one (160: 161 points, five scenarios).
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
 
+#include "BenchMarkets.h"
 #include "EngineBook.h"
 #include "InTurns.h"
 #include "PlainNodes.h"
@@ -15,31 +13,12 @@
 namespace {
 
 using bench::Change;
-
-plain::Market MarketOf(std::int32_t riskPointsN, const std::string& codeMCS, std::int32_t futuresCount = 2)
-{
-    BaseContractSample contract;
-    contract.RiskPointsN = riskPointsN;
-    contract.VolatNum = 5;
-    contract.CodeMCS = codeMCS;
-    contract.WindowSizePercentage = 0.1;
-    plain::Market market{{contract}, {}, {}};
-    for (Isin isin = 1; isin <= futuresCount; ++isin) {
-        FuturesSample futures;
-        futures.Code = std::to_string(isin);
-        futures.Isin = isin;
-        futures.InterestRateRiskUp = 0.02;
-        futures.InterestRateRiskDown = 0.02;
-        futures.TimeToExpiration = 0.1 * isin;
-        market.futures.push_back(futures);
-    }
-    return market;
-}
+using bench::FuturesMarket;
 
 void PositionChange(benchmark::State& state, const char* codeMCS, Enums::SpreadMarginType calendar,
                     Enums::SpreadMarginType interContract)
 {
-    const auto repository = MakeRepository(MarketOf(static_cast<std::int32_t>(state.range(0) / 2), codeMCS));
+    const auto repository = MakeRepository(FuturesMarket(static_cast<std::int32_t>(state.range(0) / 2), codeMCS));
     plain::Rules rules;
     rules.calendar = calendar;
     rules.interContract = interContract;
@@ -65,7 +44,7 @@ BENCHMARK_CAPTURE(PositionChange, group_with_window, "GROUP", Netting, Netting)-
 void CallLatency(benchmark::State& state)
 {
     const auto held = static_cast<std::int32_t>(state.range(0));
-    const auto repository = MakeRepository(MarketOf(80, "", held));
+    const auto repository = MakeRepository(FuturesMarket(80, "", held));
     EngineBook engine(*repository, plain::Rules{});
     for (Isin isin = 1; isin <= held; ++isin)
         benchmark::DoNotOptimize(engine.portfolio.SetPosition(isin, isin, 1000.0, 0));

@@ -1,6 +1,7 @@
 // Market: a calculator with stores of its own, and what must hold in it after any download.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "PositionCalculatorInstruments.h"
 #include "Require.h"
 #include "SpecFutures.h"
+#include "SpecMultileg.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
 
@@ -32,6 +34,7 @@ public:
     {
         RequireFuturesConsistency();
         RequireOptionsConsistency();
+        RequireMultilegsConsistency();
     }
 
 private:
@@ -80,6 +83,29 @@ private:
             const auto columns =
                 static_cast<std::size_t>(option->VirtFutures->GetTotalPointsNum(Enums::ClientRiskLevel::Default));
             Require(grid.ColsCount() == columns, "an option is valued over the columns of its series");
+        }
+    }
+
+    void RequireMultilegsConsistency()
+    {
+        std::int32_t rows = 0;
+        m_calculator.GetTablesData().SetOnFirstMultileg();
+        for (std::string row; m_calculator.GetTablesData().GetNextMultileg(row, false);)
+            ++rows;
+        const std::int32_t count = m_calculator.SetOnFirstMultileg();
+        Require(rows == count, "each multileg that is in has its row of text");
+        Require(m_instruments.CountMultilegs() == static_cast<std::size_t>(count),
+                "no record waits for its second leg");
+        for (const kv7im::CSpecMultileg& multileg : m_instruments.RangeMultilegByIsin()) {
+            Require(multileg.GetCompleted(), "a multileg of a download is completed");
+            Require(multileg.legOrderNum1 <= multileg.legOrderNum2, "the leg with the lower number is the first");
+            const kv7im::CSpecFutures* const first = m_instruments.GetFutures(multileg.GetFirstLegIsin());
+            const kv7im::CSpecFutures* const second = m_instruments.GetFutures(multileg.GetSecondLegIsin());
+            Require(first != nullptr && second != nullptr, "both legs of a multileg are futures");
+            Require(multileg.IsIncompleteSpreadAspect() != (first->IsInSpread && second->IsInSpread),
+                    "a multileg is complete when both its legs are in spread");
+            std::string code;
+            Require(m_calculator.GetCodeByIsin(multileg.GetMultilegIsin(), code) == Z9ERR_OK, "a multileg has a code");
         }
     }
 

@@ -5,6 +5,9 @@
 #include <stddef.h>
 #include <string.h>
 
+/* What crosses the boundary in one piece has the same size for every compiler. */
+typedef char extra_risks_info_is_packed[sizeof(ExtraRisksInfo) == 68 ? 1 : -1];
+
 static int unexpected;
 
 static void expect(int32_t code, int32_t expected)
@@ -16,6 +19,7 @@ int main(void)
 {
     const int32_t nullPointer = 94811;
     const int32_t notInitialized = 94821;
+    const int32_t notSupported = 94819;
 
     if (strcmp(GetQuindalIMLibraryVersion(), "9.9.64.4654") != 0) ++unexpected;
     if (strcmp(GetErrorCodeDescription(nullPointer), "QuindalIM wrong arguments") != 0) ++unexpected;
@@ -40,6 +44,7 @@ int main(void)
                               0, 0, 0, 0, 0),
            nullPointer);
     expect(InsertOption(0, NULL, NULL, 0, QUINDAL_OPTION_TYPE_PUT, 0), nullPointer);
+    expect(InsertMultileg(0, NULL), nullPointer);
     expect(GetInstrumentParameters(0, NULL), notInitialized);
     expect(ClearAll(0), notInitialized);
     expect(ClearParts(0), notInitialized);
@@ -63,6 +68,8 @@ int main(void)
                                NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL),
            nullPointer);
     expect(GetNextOption(0, NULL, NULL, NULL, NULL, NULL, NULL, NULL), nullPointer);
+    expect(SetOnFirstMultileg(0, NULL), nullPointer);
+    expect(GetNextMultileg(0, NULL, NULL), nullPointer);
 
     expect(RegisterSettlementAccount(0, NULL, QUINDAL_MARGIN_RULE_NETTING, QUINDAL_SPREAD_MARGIN_TYPE_NETTING,
                                      QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1),
@@ -74,8 +81,42 @@ int main(void)
     expect(RegisterPart(0, NULL, 0, 0, 0, QUINDAL_SPREAD_MARGIN_TYPE_NETTING, QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1, 1,
                         QUINDAL_CLIENT_RISK_LEVEL_DEFAULT, 0),
            nullPointer);
+    expect(ChangePart(0, NULL, 0, 0, 0), nullPointer);
     expect(InsertBrokerBaseContractParam(0, NULL, NULL, 1), nullPointer);
     expect(SetPosition(0, NULL, NULL, 0, 0, NULL, NULL, NULL, NULL, NULL, QUINDAL_ACCOUNT_HIERARCHY_CLIENT, 0),
            nullPointer);
+    expect(ChangeOrder(0, NULL, NULL, 1, 0, 0, NULL, NULL, NULL, NULL, NULL), nullPointer);
+
+    expect(GetClientVfRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_VOLATILITY, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetClientDeliveryRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_EXPIRATION, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetClientFutRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_INTEREST_RATE, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetClientMmsRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_VOLAT_MISMATCH, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetClientMcsRisksArray(0, QUINDAL_RISK_TYPE_EXPIRATION_RISK_NODE, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetBrokerRisksArray(0, QUINDAL_RISK_TYPE_VOLATILITY_RISK_NODE, NULL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetClientFinalRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_FINAL, NULL, NULL, NULL, NULL, NULL), notSupported);
+    expect(GetClientFinalRisksArrayWithPositiveValue(0, QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES, NULL, NULL,
+                                                     NULL, NULL, NULL),
+           notSupported);
+    expect(GetBrokerFinalRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_FINAL, NULL, NULL, NULL, NULL, NULL), notSupported);
+    expect(GetBrokerFinalRisksArrayWithPositiveValue(0, QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES, NULL, NULL,
+                                                     NULL, NULL, NULL),
+           notSupported);
+    expect(GetSettlementAccountFinalRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_FINAL, NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetSettlementAccountFinalRisksArrayWithPositiveValue(0, QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES,
+                                                                NULL, NULL, NULL, NULL, NULL),
+           notSupported);
+    expect(GetRiskPoints(0, QUINDAL_RISK_TYPE_MATRIX_VOLATILITY, NULL, true, NULL, NULL, NULL, NULL,
+                         QUINDAL_CLIENT_RISK_LEVEL_DEFAULT),
+           notSupported);
+    expect(GetOptionRisksArray(0, QUINDAL_RISK_TYPE_MATRIX_VOLATILITY, NULL, NULL, NULL, NULL, NULL,
+                               QUINDAL_CLIENT_RISK_LEVEL_DEFAULT),
+           notSupported);
     return unexpected;
 }

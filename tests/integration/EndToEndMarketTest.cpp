@@ -1,7 +1,9 @@
-// The shared library over a real router and server: instruments in and out, the account tree, positions.
+// The shared library over a real router and server: instruments in and out, the account tree, positions, orders.
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <string>
 
 #include <gmock/gmock.h>
 
@@ -155,6 +157,59 @@ TEST_F(Download, LeavesACopyOfTheDocumentWhereTheIniFileAsksForOne)
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(copy), {}), SmallMarket);
     EXPECT_THAT(Lines(File("library.log")), Contains(HasSubstr("RequestInstruments with datetime: "
                                                                "2026/11/21/10/15/30/000")));
+}
+
+/// The code of the next multileg; the size goes in as the capacity and comes out as the size needed.
+struct MultilegEntry
+{
+    std::array<char, 32> code{"untouched"};
+    std::int32_t codeSize = 32;
+
+    std::int32_t GetNext(std::intptr_t calc) { return GetNextMultileg(calc, code.data(), &codeSize); }
+};
+
+/// The small market with a second futures and the two rows of a calendar spread, behind a row whose leg nobody knows.
+std::string MarketWithASpread()
+{
+    std::string market = SmallMarket;
+    const std::size_t begin = market.find("<Futures ");
+    const std::size_t end = market.find("/>", begin) + 2;
+    std::string far = market.substr(begin, end - begin);
+    far.replace(far.find("INDX-12.26"), 10, "INDX-3.27").replace(far.find("1001"), 4, "1002");
+    far.replace(far.find("3302.5"), 6, "3369.0").replace(far.find("3302.0"), 6, "3368.5");
+    return market.insert(end, far + R"(
+  <Multileg Isin="1101" IsinLeg="1009" LegOrderNum="2" LegsQuantity="2" QuantityRatio="1" CodeLeg="INDX-6.27"/>
+  <Multileg Isin="1102" IsinLeg="1002" LegOrderNum="2" LegsQuantity="2" QuantityRatio="1" CodeLeg="INDX-3.27"/>
+  <Multileg Isin="1102" IsinLeg="1001" LegOrderNum="1" LegsQuantity="2" QuantityRatio="-1" CodeLeg="INDX-12.26"/>)");
+}
+
+TEST_F(Download, BringsCalendarSpreadsThatOrdersCanStandInAndPositionsCannot)
+{
+    Serve(MarketWithASpread());
+    StartAll();
+    ASSERT_EQ(GetInstrumentParameters(calc, nullptr), 0);
+    EXPECT_THAT(Lines(File("library.log")),
+                Contains(HasSubstr("InsertMultileg with code: INDX-6.27 - no such futures")));
+    std::int32_t count = -1;
+    ASSERT_EQ(SetOnFirstMultileg(calc, &count), 0);
+    ASSERT_EQ(count, 1);
+    MultilegEntry spread;
+    ASSERT_EQ(spread.GetNext(calc), 0);
+    EXPECT_STREQ(spread.code.data(), "INDX-12.26-3.27");
+    EXPECT_EQ(spread.codeSize, 16);
+    EXPECT_EQ(spread.GetNext(calc), 94810);
+
+    ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
+    ASSERT_EQ(calls::Part(calc, "AA01001"), 0);
+    calls::Margins margins;
+    EXPECT_EQ(calls::Order(calc, "AA01001", "INDX-12.26-3.27", 1, 0.0, 1, margins), 2) << "it has no calculated price";
+    EXPECT_EQ(margins, calls::Margins());
+    ASSERT_EQ(calls::Position(calc, "AA01001", "INDX-12.26-3.27", 1, 66.5, margins), 0);
+    EXPECT_EQ(margins.part, 0.0) << "the legs hold the positions";
+    ASSERT_EQ(calls::Order(calc, "AA01001", "INDX-12.26-3.27", 1, 66.5, 1, margins), 0);
+    EXPECT_GT(margins.part, 0.0);
+    ASSERT_EQ(calls::Order(calc, "AA01001", "INDX-12.26-3.27", 1, 66.5, -1, margins), 0);
+    EXPECT_EQ(margins.part, 0.0);
 }
 
 // Every argument a value of its own, so that no two fields can be exchanged unseen.
@@ -354,6 +409,31 @@ TEST_F(Cursors, CurrenciesComeInTheOrderOfInsertionAndNotBeforeTheCursorIsSet)
     EXPECT_EQ(GetNextCurrency(calc, &id, &radius), 94810);
 }
 
+TEST_F(Cursors, MultilegsComeInTheOrderOfInsertionUnderTheirCodes)
+{
+    ASSERT_EQ(calls::BaseContract(calc, "BC"), 0);
+    for (const char* futures : {"FUT-1", "FUT-2", "FUT-3"})
+        ASSERT_EQ(calls::Futures(calc, futures, "BC"), 0);
+    EXPECT_EQ(InsertMultileg(calc, "FUT-1"), 94723) << "no two legs";
+    EXPECT_EQ(InsertMultileg(calc, "FUT-1-4"), 94715) << "no such leg";
+    for (const char* multileg : {"FUT-2-3", "FUT-1-2", "FUT-1-3"})
+        ASSERT_EQ(InsertMultileg(calc, multileg), 0);
+    EXPECT_EQ(InsertMultileg(calc, "FUT-1-2"), 94792);
+    std::int32_t count = 0;
+    ASSERT_EQ(SetOnFirstMultileg(calc, &count), 0);
+    ASSERT_EQ(count, 3);
+    MultilegEntry none{{"untouched"}, 0};
+    EXPECT_EQ(none.GetNext(calc), 7) << "FUT-2-3 does not fit and is passed over";
+    EXPECT_EQ(none.codeSize, 8);
+    EXPECT_STREQ(none.code.data(), "untouched");
+    for (const char* expected : {"FUT-1-2", "FUT-1-3"}) {
+        MultilegEntry exact{{"untouched"}, 8};
+        ASSERT_EQ(exact.GetNext(calc), 0);
+        EXPECT_STREQ(exact.code.data(), expected);
+    }
+    EXPECT_EQ(MultilegEntry().GetNext(calc), 94810);
+}
+
 TEST_F(Cursors, InstrumentsNeedTheirParentAndAreTakenOnce)
 {
     EXPECT_EQ(calls::Futures(calc, "FUT", "BC"), 94714);
@@ -424,7 +504,7 @@ protected:
 
     // Each output holds a value of its own before the call.
     calls::Margins margins;
-    const calls::Margins untouched;
+    const calls::Margins untouched{};
 };
 
 // The grid is 900, 1000, 1100 and a point is worth 1: three long at the calculated price lose 300.
@@ -449,6 +529,36 @@ TEST_F(Positions, OfAFirmAndOfAnAccountWriteNothing)
     EXPECT_EQ(margins, untouched);
     ASSERT_EQ(calls::Position(calc, "ACCOUNT", "FUT", 3, 0.0, margins, 3), 0) << "any other level is an account's";
     EXPECT_EQ(margins, untouched);
+}
+
+// Two bought at 1000 lose 200 at 900, three sold at 970 lose 390 at 1100; of both it is the worse, for at 900 and at
+// 1100 one of them loses nothing. Cancelled, they are gone.
+TEST_F(Positions, TakeOrdersBesideThemThatAddWhatTheyCouldLose)
+{
+    ASSERT_EQ(calls::Order(calc, "AA01001", "FUT", 1, 0.0, 2, margins), 0);
+    EXPECT_NEAR(margins.volatility, 200.0, 1e-9);
+    EXPECT_NEAR(margins.delivery, 200.0, 1e-9);
+    EXPECT_EQ(margins.part, 200.0);
+    EXPECT_EQ(margins.firm, 0.0) << "unlike a position, an order writes a zero here";
+    EXPECT_EQ(margins.account, 0.0);
+    ASSERT_EQ(calls::Order(calc, "AA01001", "FUT", 0, 970.0, 3, margins), 0);
+    EXPECT_EQ(margins.part, 390.0);
+    ASSERT_EQ(calls::Position(calc, "AA01001", "FUT", 1, 0.0, margins), 0);
+    EXPECT_EQ(margins.part, 300.0) << "one held loses 100 more at 900, and gains 100 at 1100";
+    ASSERT_EQ(calls::Order(calc, "AA01001", "FUT", 1, 0.0, -2, margins), 0);
+    EXPECT_EQ(margins.part, 290.0);
+    ASSERT_EQ(calls::Order(calc, "AA01001", "FUT", 0, 970.0, -3, margins), 0);
+    EXPECT_EQ(margins.part, 100.0);
+}
+
+TEST_F(Positions, AndOrdersOfUnknownNamesWriteNothing)
+{
+    EXPECT_EQ(calls::Order(calc, "AA01001", "NONE", 1, 0.0, 3, margins), 94813);
+    EXPECT_EQ(calls::Order(calc, "AA01001", "BC", 1, 1000.0, 3, margins), 94260) << "a base contract holds no order";
+    EXPECT_EQ(calls::Order(calc, "AA01002", "FUT", 1, 0.0, 3, margins), 94309);
+    EXPECT_EQ(margins, untouched);
+    EXPECT_EQ(calls::Order(calc, nullptr, nullptr, 1, 0.0, 3, margins), 94811);
+    EXPECT_THAT(Lines(File("library.log")).back(), HasSubstr("ChangeOrder: Code is null")) << "the client first";
 }
 
 TEST_F(Positions, ThatAreRefusedWriteNothing)

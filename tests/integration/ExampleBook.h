@@ -1,7 +1,10 @@
 // ExampleBook: the files of examples/, read by plain means into records of the plain margin model.
 #pragma once
 
+#include <algorithm>
+#include <limits>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -153,6 +156,33 @@ inline OptionSample ReadOption(const Attributes& element, Isin isin)
     return o;
 }
 
+/// A calendar spread comes in two rows, one a leg.
+inline void TakeLeg(std::vector<MultilegSample>& multilegs, const Attributes& row)
+{
+    const Isin isin = row.Integer("Isin");
+    auto place = std::find_if(multilegs.begin(), multilegs.end(), [&](const auto& m) { return m.Isin == isin; });
+    if (place == multilegs.end()) {
+        place = multilegs.insert(place, MultilegSample());
+        place->Isin = isin;
+    }
+    const bool first = row.Integer("LegOrderNum") == 1;
+    (first ? place->FirstLeg : place->SecondLeg) = row.Integer("IsinLeg");
+    (first ? place->FirstRatio : place->SecondRatio) = row.Integer("QuantityRatio");
+}
+
+/// PREFIX-NEAR and PREFIX-FAR make PREFIX-NEAR-FAR.
+inline void NameMultilegs(plain::Market& market)
+{
+    for (MultilegSample& multileg : market.multilegs) {
+        std::string codes[2];
+        for (const FuturesSample& futures : market.futures) {
+            if (futures.Isin == multileg.FirstLeg) codes[0] = futures.Code;
+            if (futures.Isin == multileg.SecondLeg) codes[1] = futures.Code;
+        }
+        multileg.Code = codes[0] + codes[1].substr(codes[1].find('-'));
+    }
+}
+
 inline plain::Market ReadMarket(const std::string& file)
 {
     boost::property_tree::ptree document;
@@ -172,7 +202,9 @@ inline plain::Market ReadMarket(const std::string& file)
         if (tag == "VirtFutures") market.series.push_back(ReadSeries(attributes));
         if (tag == "Option")
             market.options.push_back(ReadOption(attributes, 1'000'000 + static_cast<Isin>(market.options.size())));
+        if (tag == "Multileg") TakeLeg(market.multilegs, attributes);
     }
+    NameMultilegs(market);
     return market;
 }
 
@@ -183,7 +215,6 @@ struct ClientOfExamples
     double goRatio = 1.0;
     double deliveryWeight = 1.0;
     plain::Book book = {};
-    bool tracksSettlement = false; // holds a trade-at-settlement contract, which the plain model does not know
 };
 
 inline Enums::SpreadMarginType Spread(const std::string& word, Enums::SpreadMarginType byDefault)
@@ -241,20 +272,16 @@ inline ClientOfExamples& FindClient(std::vector<ClientOfExamples>& clients, cons
     throw std::runtime_error("the examples do not know " + code);
 }
 
-/// Futures or option: its isin and its calculated price.
+/// Futures, option or calendar spread: its isin and its calculated price, which a calendar spread has not.
 inline std::pair<Isin, double> FindInstrument(const plain::Market& market, const std::string& code)
 {
     for (const FuturesSample& futures : market.futures)
         if (futures.Code == code) return {futures.Isin, futures.CalcFutPrice};
     for (const OptionSample& option : market.options)
         if (option.Code == code) return {option.Isin, option.CalcOptPrice};
+    for (const MultilegSample& multileg : market.multilegs)
+        if (multileg.Code == code) return {multileg.Isin, std::numeric_limits<double>::quiet_NaN()};
     throw std::runtime_error("the examples do not know " + code);
-}
-
-inline bool TracksSettlement(const plain::Market& market, Isin isin)
-{
-    const FuturesSample* const futures = plain::MarketView(market, {}).FindFutures(isin);
-    return futures != nullptr && futures->Attribute == Enums::InstrumentStatus::TAS;
 }
 
 /// Clients of the examples with what they hold; the last clearing left all of it. An empty price is the calculated one.
@@ -270,9 +297,35 @@ inline std::vector<ClientOfExamples> ReadClients(const plain::Market& market)
         const auto [isin, price] = FindInstrument(market, row.Text("instrument"));
         const std::int64_t quantity = row.Integer("quantity", 0);
         client.book[isin] = {quantity, row.Number("price", price), quantity};
-        client.tracksSettlement |= TracksSettlement(market, isin);
     }
     return clients;
+}
+
+/// The orders of one client in a what-if.
+struct WhatIfOfExamples
+{
+    std::string label;
+    std::string client;
+    plain::OrderBook orders = {};
+};
+
+/// What-ifs of the orders file, which labels each of them, a line for each label and client as they first come.
+inline std::vector<WhatIfOfExamples> ReadWhatIfs(const plain::Market& market)
+{
+    constexpr std::string_view columns[] = {"what_if", "client", "instrument", "side", "quantity", "price"};
+    const CsvTable table(Example("orders.csv"), columns);
+    std::vector<WhatIfOfExamples> whatIfs;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const CsvRow row = table[i];
+        const auto isOfRow = [&](const WhatIfOfExamples& whatIf) {
+            return whatIf.label == row.Required("what_if") && whatIf.client == row.Text("client");
+        };
+        auto place = std::find_if(whatIfs.begin(), whatIfs.end(), isOfRow);
+        if (place == whatIfs.end()) place = whatIfs.insert(place, {row.Text("what_if"), row.Text("client")});
+        const auto [isin, price] = FindInstrument(market, row.Text("instrument"));
+        place->orders.Change(isin, row.Text("side") == "buy", row.Number("price", price), row.Integer("quantity", 0));
+    }
+    return whatIfs;
 }
 
 } // namespace quindal::test

@@ -1,9 +1,13 @@
 #!/bin/sh
-# Installs the build, builds a small C program against what was installed, by CMake's package or by pkg-config, and runs
-# it over a server started from the installed command line.
+# Installs the build, builds C programs against what was installed, by CMake's package or by pkg-config, and runs them
+# over a server started from the installed command line: a small program of its own, the example worked out by hand in
+# docs/api/positions-and-orders.md, and the programs of docs/quick-start.md and of README.md as they stand there. The
+# pages on the interface name what the header declares.
 #   InstalledTreeTest.sh cmake|pkgconfig <cmake> <build> <install_test> <examples> <C compiler>
 set -eu
 road=$1 cmake=$2 build=$3 program=$4 examples=$5 compiler=$6
+root=$(dirname "$examples")
+page=$root/docs/quick-start.md
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/quindal-install-XXXXXX")
 server=
@@ -13,34 +17,69 @@ finish() {
 }
 trap finish EXIT
 
+fail() { echo "$*"; exit 1; }
+
+# The first block of a language on a page.
+block() { awk -v open="\`\`\`$2" '$0 == open { on = 1; next } on && $0 == "```" { exit } on' "$1"; }
+
 "$cmake" --install "$build" --prefix "$work/tree" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 library=$(dirname "$(find "$work/tree" -name libQuindalIM_Client.so)")
-[ "$(find "$work/tree/include" -name '*.h' | wc -l)" -eq 1 ] || { echo "more headers than QuindalIM.h"; exit 1; }
+[ "$(find "$work/tree/include" -name '*.h' | wc -l)" -eq 1 ] || fail "more headers than QuindalIM.h"
+
+# Every function of the header has its line on the first page of the interface, and its name on the page named there.
+header=$(find "$work/tree/include" -name QuindalIM.h)
+sed -n 's/^QUINDAL_API [^(]*[ *]\([A-Za-z0-9]*\)(.*/\1/p' "$header" | LC_ALL=C sort >"$work/declared"
+sed -n 's/^| `\([A-Za-z0-9]*\)` | \[\([a-z-]*.md\)\](.*$/\1 \2/p' "$root/docs/api/README.md" >"$work/described"
+cut -d " " -f 1 "$work/described" | diff "$work/declared" - ||
+    fail "the header declares others than docs/api/README.md lists"
+while read -r name chapter; do
+    grep -q "\`$name\`" "$root/docs/api/$chapter" || fail "docs/api/$chapter does not name $name"
+done <"$work/described"
+
+block "$page" c >"$work/quick_start.c"
+block "$root/README.md" c >"$work/readme.c"
+[ "$(wc -l <"$work/quick_start.c")" -le 30 ] || fail "the quick start has more than thirty lines"
 
 if [ "$road" = cmake ]; then
-    "$cmake" -S "$program" -B "$work/program" \
+    "$cmake" -S "$program" -B "$work/programs" -DPAGE_PROGRAMS="$work/quick_start.c;$work/readme.c" \
         -DCMAKE_PREFIX_PATH="$work/tree" -DCMAKE_C_COMPILER="$compiler" >"$work/log"
-    "$cmake" --build "$work/program" >>"$work/log" || { cat "$work/log"; exit 1; }
-    binary="$work/program/install_test"
+    "$cmake" --build "$work/programs" >>"$work/log" || { cat "$work/log"; exit 1; }
 else
     export PKG_CONFIG_PATH="$library/pkgconfig"
-    binary="$work/install_test"
-    # shellcheck disable=SC2046 # flags are words
-    "$compiler" -std=c99 -Wall -Wextra -Werror "$program/main.c" -o "$binary" $(pkg-config --cflags --libs quindalim) \
-        "-Wl,-rpath,$library"
+    mkdir "$work/programs"
+    cp "$program/main.c" "$work/install_test.c"
+    cp "$program/worked_example.c" "$work"
+    for name in install_test worked_example quick_start readme; do
+        # shellcheck disable=SC2046 # flags are words
+        "$compiler" -std=c99 -Wall -Wextra -Wpedantic -Werror "$work/$name.c" -o "$work/programs/$name" \
+            $(pkg-config --cflags --libs quindalim) "-Wl,-rpath,$library"
+    done
 fi
 
-printf 'user,part_count,login_type,password\nUSER01,10,CLIENT,secret-word\n' >"$work/users.csv"
+# User and settings as the page has them.
+block "$page" csv >"$work/users.csv"
 mkfifo "$work/said"
 "$work/tree/bin/quindal" serve --instruments "$examples/market.xml" --users "$work/users.csv" >"$work/said" &
 server=$!
 read -r line <"$work/said"
-port=${line##* }
-printf '[QuindalIM::mq]\nport = %s\ntimeout = 5000\n' "$port" >"$work/margin.ini"
+block "$page" ini | sed "s/^port = .*/port = ${line##* }/" >"$work/quindal.ini"
+cd "$work"
 
-printed=$("$binary" "$work/margin.ini" USER01 secret-word INDX-12.26)
+printed=$(programs/install_test quindal.ini USER01 secret1 INDX-12.26)
 echo "$printed"
 case $printed in
     "margin "*.[0-9][0-9]) [ "$printed" != "margin 0.00" ] ;;
     *) exit 1 ;;
 esac
+
+programs/worked_example quindal.ini USER01 secret1 || fail "worked_example: $? figures differ"
+
+printed=$(programs/readme)
+echo "README.md: $printed"
+# A margin, and no less with an order.
+echo "$printed" | grep -o '[0-9]*[.][0-9][0-9]' >figures
+[ "$(head -n 1 figures)" != 0.00 ] && sort -n -c figures || fail "no margins, or one that an order lowers"
+
+printed=$(programs/quick_start)
+echo "docs/quick-start.md: $printed"
+[ "$printed" = "$(block "$page" text)" ] || fail "the page says: $(block "$page" text)"

@@ -1,11 +1,15 @@
-// MarginMarket: markets for tests of figures, as records of the plain margin model and, through the exported functions,
-// in the library.
+// MarginMarket: markets for tests of figures, as records of the plain margin model and in the library, through the
+// exported functions or as the document of a download.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "ExportCalls.h"
 #include "PlainMargin.h"
@@ -91,7 +95,30 @@ inline OptionSample HandOption(const std::string& code, const std::string& serie
     return option;
 }
 
+/// PREFIX-NEAR-FAR of two futures, which name the legs of a spread that sells the first and buys the second.
+inline MultilegSample HandMultileg(const std::string& code, Isin isin, const FuturesSample& near,
+                                   const FuturesSample& far)
+{
+    MultilegSample multileg;
+    multileg.Code = code;
+    multileg.Isin = isin;
+    multileg.FirstLeg = near.Isin;
+    multileg.SecondLeg = far.Isin;
+    return multileg;
+}
+
 namespace details {
+
+/// Spreads between all three months of a contract.
+inline void AddMultilegs(plain::Market& market, std::size_t firstMonth)
+{
+    for (const auto& [near, far] : {std::pair(0U, 1U), std::pair(1U, 2U), std::pair(0U, 2U)}) {
+        const FuturesSample& futures = market.futures[firstMonth + near];
+        const std::string code = futures.CodeBC + "-" + std::to_string(near + 1) + "-" + std::to_string(far + 1);
+        const auto isin = static_cast<Isin>(5001 + market.multilegs.size());
+        market.multilegs.push_back(HandMultileg(code, isin, futures, market.futures[firstMonth + far]));
+    }
+}
 
 /// A series with a smile, shocks and rates, scaled to the price of its futures, and five strikes of puts and calls. The
 /// series of one market differ by their number in what a series may do.
@@ -138,8 +165,9 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
             const std::string code =
                 series.Code + (type == Enums::OptionType::Put ? "-P" : "-C") + std::to_string(step);
             const auto isin = static_cast<Isin>(101 + market.options.size());
-            market.options.push_back(
-                HandOption(code, series.Code, type, price * (1.0 + 0.02 * step), 0.03 * price, isin));
+            market.options.push_back(HandOption(code, series.Code, type,
+                                                plain::OnPriceGrid(price * (1.0 + 0.02 * step)),
+                                                plain::OnPriceGrid(0.03 * price), isin));
         }
     market.series.push_back(series);
 }
@@ -147,8 +175,10 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
 } // namespace details
 
 /// Five contracts with everything that a market has: a group of two, one priced through a currency, one in per cent;
-/// several expiries, one of them outside the spread, one that enforces half netting, a collateral; rates, shifts and
-/// limits that bind; options of all kinds and both models, in spread and alone, with deliveries and without.
+/// several expiries, one of them outside the spread, one that enforces half netting, a collateral; calendar spreads
+/// between all expiries, and a contract that trades at settlement; rates, shifts and limits that bind; options of all
+/// kinds and both models, in spread and alone, with deliveries and without. Prices have five decimals, as a download
+/// takes them.
 inline plain::Market BusyMarket()
 {
     plain::Market market;
@@ -178,8 +208,8 @@ inline plain::Market BusyMarket()
         market.baseContracts.push_back(contract);
         for (int month = 1; month <= 3; ++month) {
             FuturesSample futures = HandFutures(code + "-" + std::to_string(month), code, ++isin);
-            futures.CalcFutPrice = price * (1.0 + 0.013 * month);
-            futures.RealCalcPrice = futures.CalcFutPrice - 2.0 * step;
+            futures.CalcFutPrice = plain::OnPriceGrid(price * (1.0 + 0.013 * month));
+            futures.RealCalcPrice = plain::OnPriceGrid(futures.CalcFutPrice - 2.0 * step);
             futures.NormalizedSpot = price;
             futures.MinStep = step;
             futures.MinStepPrice = stepPrice;
@@ -231,6 +261,18 @@ inline plain::Market BusyMarket()
                {share + 1, true, Equity}};
     for (const auto& [futures, inSpread, style] : all)
         details::AddSeries(market, market.futures[futures], inSpread, style);
+    for (const std::size_t firstMonth : {std::size_t{0}, std::size_t{3}, currency, rate, share})
+        details::AddMultilegs(market, firstMonth);
+
+    market.baseContracts.push_back(market.baseContracts.front());
+    market.baseContracts.back().Code = "TAS";
+    market.baseContracts.back().CodeMCS = "";
+    market.futures.push_back(market.futures.front());
+    market.futures.back().Code = "TAS-1";
+    market.futures.back().CodeBC = "TAS";
+    market.futures.back().Isin = ++isin;
+    market.futures.back().Attribute = Enums::InstrumentStatus::TAS;
+    market.futures.back().TASBaseFutIsinID = market.futures.front().Isin;
     return market;
 }
 
@@ -284,6 +326,195 @@ inline std::int32_t Insert(std::intptr_t calc, const OptionSample& o)
 
 } // namespace details
 
+namespace details {
+
+/// One element of the document; numbers so that they are read back to the last bit.
+class Element
+{
+public:
+    explicit Element(const char* name) : m_text(std::string("<") + name) {}
+    Element& Add(const char* name, const std::string& value)
+    {
+        m_text += std::string(" ") + name + "=\"" + value + "\"";
+        return *this;
+    }
+    Element& Add(const char* name, double value)
+    {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.17g", value);
+        return Add(name, std::string(text));
+    }
+    template <class Integer>
+    requires std::is_integral_v<Integer> || std::is_enum_v<Integer> Element& Add(const char* name, Integer value)
+    {
+        return Add(name, std::to_string(static_cast<std::int64_t>(value)));
+    }
+    [[nodiscard]] std::string Text() const { return m_text + "/>\n"; }
+
+private:
+    std::string m_text;
+};
+
+inline std::string Document(const BaseContractSample& c)
+{
+    return Element("BaseContract")
+        .Add("Code", c.Code)
+        .Add("CodeMCS", c.CodeMCS)
+        .Add("VolatNum", c.VolatNum)
+        .Add("MSPType", c.MSPType)
+        .Add("ShortOptionMinimumCharge", c.ShortOptionMinimumCharge)
+        .Add("IndicatorID", c.CurrencyId)
+        .Add("MarketRisk", c.MarketRisk)
+        .Add("MarketRisk1", c.MarketRisk1)
+        .Add("MarketRisk2", c.MarketRisk2)
+        .Add("MarketRiskLow", c.MarketRiskLow)
+        .Add("MarketRisk1Low", c.MarketRisk1Low)
+        .Add("MarketRisk2Low", c.MarketRisk2Low)
+        .Add("MarketRiskMedium", c.MarketRiskMedium)
+        .Add("MarketRisk1Medium", c.MarketRisk1Medium)
+        .Add("MarketRisk2Medium", c.MarketRisk2Medium)
+        .Add("MarketRiskHigh", c.MarketRiskHigh)
+        .Add("MarketRisk1High", c.MarketRisk1High)
+        .Add("MarketRisk2High", c.MarketRisk2High)
+        .Add("MarketRiskExceptional", c.MarketRiskExceptional)
+        .Add("MarketRisk1Exceptional", c.MarketRisk1Exceptional)
+        .Add("MarketRisk2Exceptional", c.MarketRisk2Exceptional)
+        .Add("ConcentrationLimit1", c.ConcentrationLimit1)
+        .Add("ConcentrationLimit2", c.ConcentrationLimit2)
+        .Add("RiskPointsN", c.RiskPointsN)
+        .Add("WindowSizePercentage", c.WindowSizePercentage)
+        .Add("OptionModel", c.OptionModel)
+        .Add("SpotPrice", c.SpotPrice)
+        .Add("AssetClass", c.AssetClass)
+        .Add("CFRisk", c.CFRisk)
+        .Text();
+}
+
+inline std::string Document(const FuturesSample& f, const std::string& tracked)
+{
+    return Element("Futures")
+        .Add("Code", f.Code)
+        .Add("CodeBC", f.CodeBC)
+        .Add("Isin", f.Isin)
+        .Add("CalcFutPrice", f.CalcFutPrice)
+        .Add("SpreadAspect", f.SpreadAspect)
+        .Add("MinStepPrice", f.MinStepPrice)
+        .Add("RealCalcPrice", f.RealCalcPrice)
+        .Add("MinStep", f.MinStep)
+        .Add("ExpiredDate", "2026-12-17 19:00:00")
+        .Add("Spot", 0)
+        .Add("XLot", f.XLot)
+        .Add("Lot", 1)
+        .Add("InterestRateRiskUp", f.InterestRateRiskUp)
+        .Add("InterestRateRiskDown", f.InterestRateRiskDown)
+        .Add("TimeToExpiration", f.TimeToExpiration)
+        .Add("NormalizedSpot", f.NormalizedSpot)
+        .Add("Attribute", f.Attribute)
+        .Add("MRAddOnUp", f.MRAddOnUp)
+        .Add("MRAddOnDown", f.MRAddOnDown)
+        .Add("EnforceIMSHalfNetting", f.EnforceIMSHalfNetting)
+        .Add("TASBaseFutCode", tracked)
+        .Text();
+}
+
+inline std::string Document(const kv7im::OptionSeriesParameters& s)
+{
+    return Element("VirtFutures")
+        .Add("Code", s.Code)
+        .Add("CodeRF", s.CodeRF)
+        .Add("A_Black", s.A)
+        .Add("B_Black", s.B)
+        .Add("C_Black", s.C)
+        .Add("D_Black", s.D)
+        .Add("E_Black", s.E)
+        .Add("S_Black", s.S)
+        .Add("UseNullVolat", s.UseNullVolat)
+        .Add("StrikeStep", s.StrikeStep)
+        .Add("ExpClearingsSA", s.ExpClearingsSA)
+        .Add("ExpClearingsBF", s.ExpClearingsBF)
+        .Add("ExpClearingsCC", s.ExpClearingsCC)
+        .Add("VolatilityRisk", s.VolatilityRisk)
+        .Add("VolatilityRiskMismatch", s.VolatilityRiskMismatch)
+        .Add("TimeToExpiration", s.TimeToExpiration)
+        .Add("A_Bach", s.A_Bach)
+        .Add("B_Bach", s.B_Bach)
+        .Add("C_Bach", s.C_Bach)
+        .Add("D_Bach", s.D_Bach)
+        .Add("E_Bach", s.E_Bach)
+        .Add("S_Bach", s.S_Bach)
+        .Add("M_Bach", s.M_Bach)
+        .Add("MarginStyle", s.marginStyle)
+        .Add("SettlementType", s.settlementType)
+        .Add("ExerciseStyle", s.exerciseStyle)
+        .Add("SubRisk", s.SubRisk)
+        .Add("SpreadAspect", s.SpreadAspect)
+        .Add("EnforceHalfNetting", s.EnforceHalfNetting)
+        .Add("MinStep", s.MinStep)
+        .Add("MinStepPrice", s.MinStepPrice)
+        .Add("LotCoeff", s.LotCoeff)
+        .Add("r", s.R)
+        .Add("InterestRateRiskUp", s.InterestRateRiskUp)
+        .Add("InterestRateRiskDown", s.InterestRateRiskDown)
+        .Add("FixedSpotDiscount", s.FixedSpotDiscount)
+        .Add("ProjectedSpotDiscount", s.ProjectedSpotDiscount)
+        .Add("r2", s.R2)
+        .Add("InterestRate2RiskUp", s.InterestRate2RiskUp)
+        .Add("InterestRate2RiskDown", s.InterestRate2RiskDown)
+        .Text();
+}
+
+inline std::string Document(const OptionSample& o)
+{
+    return Element("Option")
+        .Add("Code", o.Code)
+        .Add("CodeVF", o.CodeVF)
+        .Add("Strike", o.Strike)
+        .Add("OptType", o.OptionType)
+        .Add("CalcOptPrice", o.CalcOptPrice)
+        .Text();
+}
+
+/// Two rows, one a leg.
+inline std::string Document(const MultilegSample& m, const plain::MarketView& market)
+{
+    const auto row = [&](Isin leg, int number, std::int32_t ratio) {
+        return Element("Multileg")
+            .Add("Isin", m.Isin)
+            .Add("IsinLeg", leg)
+            .Add("LegOrderNum", number)
+            .Add("LegsQuantity", 2)
+            .Add("QuantityRatio", ratio)
+            .Add("CodeLeg", market.FindFutures(leg)->Code)
+            .Text();
+    };
+    return row(m.FirstLeg, 1, m.FirstRatio) + row(m.SecondLeg, 2, m.SecondRatio);
+}
+
+} // namespace details
+
+/// A market as a server sends it.
+inline std::string MarketDocument(const plain::Market& market)
+{
+    const plain::MarketView view(market, {});
+    std::string text = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<root>\n";
+    text += details::Element("CommonParameters").Add("EdgeCoeff", market.edgeCoeff).Text();
+    for (const auto& [id, radius] : market.currencies)
+        text += details::Element("Currency").Add("IndicatorID", id).Add("Radius", radius).Text();
+    for (const BaseContractSample& contract : market.baseContracts)
+        text += details::Document(contract);
+    for (const FuturesSample& futures : market.futures) {
+        const FuturesSample* const tracked = view.FindFutures(futures.TASBaseFutIsinID);
+        text += details::Document(futures, tracked == nullptr ? "" : tracked->Code);
+    }
+    for (const kv7im::OptionSeriesParameters& series : market.series)
+        text += details::Document(series);
+    for (const OptionSample& option : market.options)
+        text += details::Document(option);
+    for (const MultilegSample& multileg : market.multilegs)
+        text += details::Document(multileg, view);
+    return text + "</root>\n";
+}
+
 /// Everything of a market into the calculator, parents first. Throws where the library refuses.
 inline void InsertMarket(std::intptr_t calc, const plain::Market& market)
 {
@@ -300,13 +531,15 @@ inline void InsertMarket(std::intptr_t calc, const plain::Market& market)
         details::Check(details::Insert(calc, series), series.Code);
     for (const OptionSample& option : market.options)
         details::Check(details::Insert(calc, option), option.Code);
+    for (const MultilegSample& multileg : market.multilegs)
+        details::Check(InsertMultileg(calc, multileg.Code.c_str()), multileg.Code);
 }
 
-/// Registers a client that is margined by the rules. Deliveries weigh one half.
+/// Registers a client that is margined by the rules. Deliveries weigh one half where nothing else is said.
 inline std::int32_t RegisterClient(std::intptr_t calc, const std::string& code, const plain::Rules& rules,
-                                   double goRatio = 1.0)
+                                   double goRatio = 1.0, double deliveryWeight = 0.5)
 {
-    return RegisterPart(calc, code.c_str(), rules.noFutDiscount ? 1 : 0, rules.clearings, 0.5,
+    return RegisterPart(calc, code.c_str(), rules.noFutDiscount ? 1 : 0, rules.clearings, deliveryWeight,
                         static_cast<QuindalSpreadMarginType>(rules.calendar),
                         static_cast<QuindalSpreadMarginType>(rules.interContract), goRatio, rules.shortChargeRatio,
                         static_cast<QuindalClientRiskLevel>(rules.level), 0);
@@ -322,7 +555,15 @@ inline std::int32_t SetHolding(std::intptr_t calc, const std::string& participan
                        holding.afterLastClearing);
 }
 
-/// One instrument of a market that may be held, and a price to trade it near.
+/// Adds to the orders of a client, or cancels by a negative quantity.
+inline std::int32_t PlaceOrder(std::intptr_t calc, const std::string& client, const std::string& instrument, bool buy,
+                               double price, std::int64_t quantity, calls::Margins& margins)
+{
+    return ChangeOrder(calc, client.c_str(), instrument.c_str(), buy ? 1 : 0, price, quantity, &margins.volatility,
+                       &margins.delivery, &margins.part, &margins.firm, &margins.account);
+}
+
+/// One instrument of a market that may be held or ordered, and a price to trade it near.
 struct Tradable
 {
     std::string code;
@@ -330,13 +571,27 @@ struct Tradable
     double price;
     double step;
 };
+/// What may be held. Offsets of a contract that trades at settlement miss 0.0, which stands for the calculated price.
 inline std::vector<Tradable> Tradables(const plain::Market& market)
 {
     std::vector<Tradable> all;
     for (const FuturesSample& f : market.futures)
-        all.push_back({f.Code, f.Isin, f.CalcFutPrice, f.MinStep});
+        all.push_back({f.Code, f.Isin, plain::TradesAtSettlement(f) ? 0.25 * f.MinStep : f.CalcFutPrice, f.MinStep});
     for (const OptionSample& o : market.options)
         all.push_back({o.Code, o.Isin, o.CalcOptPrice, o.CalcOptPrice / 40.0});
+    return all;
+}
+/// What may be ordered: the same, and spreads. No two spreads have a price in common: where two with a leg in common
+/// have orders of one side and price, the leg has one entry of both, and knows one of them when its book is taken anew.
+inline std::vector<Tradable> Orderables(const plain::Market& market)
+{
+    std::vector<Tradable> all = Tradables(market);
+    const plain::MarketView view(market, {});
+    for (const MultilegSample& m : market.multilegs) {
+        const FuturesSample& near = *view.FindFutures(m.FirstLeg);
+        const FuturesSample& far = *view.FindFutures(m.SecondLeg);
+        all.push_back({m.Code, m.Isin, far.CalcFutPrice - near.CalcFutPrice + 0.00001 * (m.Isin - 5000), far.MinStep});
+    }
     return all;
 }
 

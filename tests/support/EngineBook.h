@@ -1,9 +1,12 @@
 // EngineBook: a participant with a portfolio over a market of samples, for tests of the engine without an account tree.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "InstrumentsRepositoryWrapper.h"
 #include "PlainMargin.h"
@@ -30,6 +33,8 @@ inline std::unique_ptr<kv7im::InstrumentsRepository> MakeRepository(const plain:
         check(repository->InsertVirtFutures(series));
     for (const OptionSample& option : market.options)
         check(option.InsertInto(*repository));
+    for (const MultilegSample& multileg : market.multilegs)
+        check(multileg.InsertInto(*repository));
     return repository;
 }
 
@@ -37,7 +42,7 @@ class EngineBook final : public kv7im::RiskParticipant
 {
 public:
     EngineBook(const kv7im::InstrumentsRepository& repository, plain::Rules rules)
-        : m_repository(repository), m_instruments(repository), m_rules(std::move(rules)), portfolio(this)
+        : m_instruments(repository), m_rules(std::move(rules)), portfolio(this)
     {}
     EngineBook(const EngineBook&) = delete;
     EngineBook& operator=(const EngineBook&) = delete;
@@ -55,7 +60,7 @@ public:
     double GetBrokerBaseContractGORatioForMCS(const std::string& mcs) const override
     {
         double ratio = 0.0;
-        for (const auto& node : m_repository.RangeBaseContractByMCS(mcs))
+        for (const auto& node : m_instruments.GetRepository().RangeBaseContractByMCS(mcs))
             ratio = std::max(ratio, GetBrokerBaseContractGORatio(node.GetCode()));
         return ratio;
     }
@@ -72,11 +77,27 @@ public:
             return series.ExpClearingsCC >= 1 && series.ExpClearingsCC <= m_rules.clearings;
         }
     }
+    std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const override
+    {
+        const auto found = cleared.find(isin);
+        return found == cleared.end() ? 0 : found->second;
+    }
     void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override
     {
         added.push_back(position.GetIsin());
     }
     const kv7im::InstrumentsRepositoryWrapper& GetInstruments() const override { return m_instruments; }
+
+    /// What a client's parameters may become; the book knows of it when it is taken anew.
+    void ChangeRules(const plain::Rules& rules) { m_rules = rules; }
+
+    /// The view that the book looks at its instruments through.
+    kv7im::InstrumentsRepositoryWrapper& Instruments() { return m_instruments; }
+    /// From now on the instruments are those of another repository; the old one is still needed by what is held.
+    void SwitchTo(const kv7im::InstrumentsRepository& repository)
+    {
+        m_instruments = kv7im::InstrumentsRepositoryWrapper(repository);
+    }
 
     [[nodiscard]] plain::Margins Margins() const
     {
@@ -84,11 +105,11 @@ public:
     }
 
 private:
-    const kv7im::InstrumentsRepository& m_repository;
     kv7im::InstrumentsRepositoryWrapper m_instruments;
     plain::Rules m_rules;
 
 public:
     kv7im::Portfolio portfolio;
-    std::vector<Isin> added; // futures told to NewPositionAddedToPortfolio
+    std::vector<Isin> added;              // futures told to NewPositionAddedToPortfolio
+    std::map<Isin, std::int64_t> cleared; // quantities that the last clearing left
 };

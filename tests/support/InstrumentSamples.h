@@ -1,5 +1,5 @@
-// InstrumentSamples: a base contract, a futures, an option series and an option with plain numbers, to be changed field
-// by field.
+// InstrumentSamples: a base contract, a futures, an option series, an option and a calendar spread with plain numbers,
+// to be changed field by field.
 //
 // The numbers are chosen to be worked by hand: five price points, three scenarios, rates that are sums of powers of
 // two.
@@ -158,5 +158,23 @@ struct OptionSample
     [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
     {
         return repository.InsertOption(Code.c_str(), CodeVF.c_str(), Strike, OptionType, CalcOptPrice, Isin);
+    }
+};
+
+/// The near leg is sold and the far leg bought, one for one.
+struct MultilegSample
+{
+    std::string Code = "FUT-1-2";
+    ::Isin Isin = 201;
+    ::Isin FirstLeg = 1;
+    ::Isin SecondLeg = 2;
+    std::int32_t FirstRatio = -1;
+    std::int32_t SecondRatio = 1;
+
+    /// The repository knows a multileg by its isin only.
+    [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
+    {
+        if (const Z9ERR code = repository.InsertMultileg(Isin, FirstLeg, FirstRatio, 1); code != 0) return code;
+        return repository.InsertMultileg(Isin, SecondLeg, SecondRatio, 2);
     }
 };

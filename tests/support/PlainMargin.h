@@ -1,4 +1,4 @@
-// PlainMargin: the margin of a book of futures and options, worked out from nothing by plain loops over vectors.
+// PlainMargin: the margin of a book of positions and orders, worked out from nothing by plain loops over vectors.
 //
 // The slow, obvious twin of the engine: no increments, no nodes, no vector instructions, nothing shared with it but the
 // input records. Every figure of the engine has to agree with it within rounding.
@@ -16,6 +16,7 @@
 #include "Enums.h"
 #include "PlainMarket.h"
 #include "PlainOption.h"
+#include "PlainOrders.h"
 
 namespace plain {
 
@@ -150,9 +151,9 @@ class Model
 public:
     Model(const Market& market, const Rules& rules) : m_market(market, rules.level), m_rules(rules) {}
 
-    [[nodiscard]] Margins Of(const Book& book) const
+    [[nodiscard]] Margins Of(const Book& book, const Orders& orders = {}) const
     {
-        const Nodes nodes = NodesOf(book);
+        const Nodes nodes = NodesOf(book, orders);
         Margins total;
         for (const auto& [code, node] : nodes.alone)
             AddMargin(total, Composed(node.second, *node.first), node.first->Code);
@@ -175,9 +176,9 @@ public:
     }
 
     /// What a level above that nets its clients by their losses only takes of this book.
-    [[nodiscard]] Outlines LossesOf(const Book& book) const
+    [[nodiscard]] Outlines LossesOf(const Book& book, const Orders& orders = {}) const
     {
-        const Nodes nodes = NodesOf(book);
+        const Nodes nodes = NodesOf(book, orders);
         Outlines losses;
         const auto add = [&](const std::string& code, const Node& node, const BaseContractSample& contract) {
             Outline outline = Composed(node, contract);
@@ -203,22 +204,37 @@ private:
 
     // ---- From positions to nodes --------------------------------------------------------------------------------
 
-    [[nodiscard]] Nodes NodesOf(const Book& book) const
+    /// What is held and ordered in the options of one series.
+    struct SeriesBook
+    {
+        Book held;
+        Orders orders;
+    };
+
+    [[nodiscard]] Nodes NodesOf(const Book& book, const Orders& orders) const
     {
         Nodes nodes;
         std::map<Isin, Node> futures; // with their series in spread
         const auto nodeOf = [&](const FuturesSample& f) -> Node& {
             return futures.try_emplace(f.Isin, NewNode(f)).first->second;
         };
-        std::map<std::string, Book> series;
+        std::map<std::string, SeriesBook> series;
         for (const auto& [isin, holding] : book) {
             if (const FuturesSample* const f = m_market.FindFutures(isin))
                 AddToFutures(nodeOf(*f), BothSides(PositionOf(*f, holding)), *f);
             else
-                series[m_market.FindOption(isin)->CodeVF].emplace(isin, holding);
+                series[m_market.FindOption(isin)->CodeVF].held.emplace(isin, holding);
+        }
+        for (const Order& order : orders) {
+            if (const OptionSample* const option = m_market.FindOption(order.isin)) {
+                series[option->CodeVF].orders.push_back(order);
+                continue;
+            }
+            for (const FuturesOrder& part : InFutures(m_market, order, {m_rules.noFutDiscount, m_rules.calendar}))
+                AddToFutures(nodeOf(*part.futures), BothSides(OrderOf(part)), *part.futures);
         }
         for (const auto& [code, options] : series) {
-            const kv7im::OptionSeriesParameters& s = m_market.SeriesOf(*m_market.FindOption(options.begin()->first));
+            const kv7im::OptionSeriesParameters& s = m_market.SeriesNamed(code);
             const FuturesSample& f = m_market.FuturesOf(s);
             const Node node = SeriesNode(s, options);
             if (s.SpreadAspect != Enums::SpreadAspect::InSpread)
@@ -316,32 +332,25 @@ private:
 
     [[nodiscard]] double UsedPrice(const FuturesSample& f, const Holding& h) const
     {
-        if (!m_rules.noFutDiscount) return h.price;
-        return h.quantity < 1 ? std::min(f.RealCalcPrice, h.price) : std::max(f.RealCalcPrice, h.price);
+        const double price = TradesAtSettlement(f) ? h.price + f.CalcFutPrice : h.price;
+        if (!m_rules.noFutDiscount) return price;
+        const double settlement = m_market.Settlement(f);
+        return h.quantity < 1 ? std::min(settlement, price) : std::max(settlement, price);
     }
 
     [[nodiscard]] Sheet PositionOf(const FuturesSample& f, const Holding& h) const
     {
         const BaseContractSample& contract = m_market.ContractOf(f);
-        const bool percentage = contract.AssetClass == Enums::AssetClass::Percentage;
         const double money = static_cast<double>(h.quantity) * (f.MinStepPrice / f.MinStep);
         const double price = UsedPrice(f, h);
 
         Sheet sheet(MarketView::Scenarios(contract), MarketView::Columns(contract));
-        const double n = contract.RiskPointsN;
         for (std::size_t j = 0; j < MarketView::Columns(contract); ++j) {
-            const double at = (static_cast<double>(j) - n) / n; // -1 to 1
-            const double x = m_market.PriceAt(f, j);
-            const double u = std::abs(at);
             for (std::vector<double>& row : sheet.cell) // every volatility scenario of a futures is alike
-                row[j] = (x - price) * money;
-            if (at > 0.0)
-                sheet.rate[0][j] = money * (percentage ? u * f.InterestRateRiskUp
-                                                       : RateStress(f, x, u, f.InterestRateRiskUp, 1.0, f.MRAddOnUp));
-            if (at < 0.0)
-                sheet.rate[1][j] =
-                    money * (percentage ? -u * f.InterestRateRiskDown
-                                        : RateStress(f, x, u, f.InterestRateRiskDown, -1.0, -f.MRAddOnDown));
+                row[j] = (m_market.PriceAt(f, j) - price) * money;
+            const auto [up, down] = RateStresses(f, contract, j);
+            sheet.rate[0][j] = up * money;
+            sheet.rate[1][j] = down * money;
         }
 
         const MarketView::StressPrices stress = m_market.StressOf(f);
@@ -355,6 +364,58 @@ private:
                        (stress.right - price) * money * stress.coverRight,
                        charge * stress.moveUp * money};
         return sheet;
+    }
+
+    // An order counts with what it would lose, cell by cell and point by point, and never with what it would gain.
+    [[nodiscard]] Sheet OrderOf(const FuturesOrder& order) const
+    {
+        const FuturesSample& f = *order.futures;
+        const BaseContractSample& contract = m_market.ContractOf(f);
+        const double unit = f.MinStepPrice / f.MinStep;
+        const double money = order.quantity * unit;
+        const double moneyOfRates = (IsCollateral(f) ? order.placed : order.quantity) * unit;
+        const auto loss = [&](double gainOfBuyer) { return std::min(0.0, order.buy ? gainOfBuyer : -gainOfBuyer); };
+        const auto at = [&](double x) { return (order.price ? loss(x - *order.price) : order.spreadResult) * money; };
+
+        Sheet sheet(MarketView::Scenarios(contract), MarketView::Columns(contract));
+        for (std::size_t j = 0; j < MarketView::Columns(contract); ++j) {
+            for (std::vector<double>& row : sheet.cell)
+                row[j] = at(m_market.PriceAt(f, j));
+            const auto [up, down] = RateStresses(f, contract, j);
+            sheet.rate[0][j] = loss(up) * moneyOfRates;
+            sheet.rate[1][j] = loss(down) * moneyOfRates;
+        }
+
+        const MarketView::StressPrices stress = m_market.StressOf(f);
+        const double charge = order.price ? contract.ShortOptionMinimumCharge * f.NormalizedSpot : 0.0;
+        sheet.point = {loss(-charge * stress.moveDown) * m_rules.shortChargeRatio * money,
+                       at(stress.left) * stress.coverLeft,
+                       at(stress.down3),
+                       at(stress.down2),
+                       at(stress.up2),
+                       at(stress.up3),
+                       at(stress.right) * stress.coverRight,
+                       loss(charge * stress.moveUp) * m_rules.shortChargeRatio * money};
+        return sheet;
+    }
+
+    // What the stress of rates adds for the holder of one contract, up and down, price units: on the upper half of the
+    // grid and on the lower.
+    [[nodiscard]] std::pair<double, double> RateStresses(const FuturesSample& f, const BaseContractSample& contract,
+                                                         std::size_t column) const
+    {
+        const bool percentage = contract.AssetClass == Enums::AssetClass::Percentage;
+        const double n = contract.RiskPointsN;
+        const double at = (static_cast<double>(column) - n) / n; // -1 to 1
+        const double u = std::abs(at);
+        const double x = m_market.PriceAt(f, column);
+        if (at > 0.0)
+            return {percentage ? u * f.InterestRateRiskUp : RateStress(f, x, u, f.InterestRateRiskUp, 1.0, f.MRAddOnUp),
+                    0.0};
+        if (at < 0.0)
+            return {0.0, percentage ? -u * f.InterestRateRiskDown
+                                    : RateStress(f, x, u, f.InterestRateRiskDown, -1.0, -f.MRAddOnDown)};
+        return {0.0, 0.0};
     }
 
     static double RateStress(const FuturesSample& f, double x, double u, double rate, double timeSign, double addOn)
@@ -378,7 +439,7 @@ private:
         }
     }
 
-    [[nodiscard]] Node SeriesNode(const kv7im::OptionSeriesParameters& s, const Book& options) const
+    [[nodiscard]] Node SeriesNode(const kv7im::OptionSeriesParameters& s, const SeriesBook& options) const
     {
         const FuturesSample& f = m_market.FuturesOf(s);
         const BaseContractSample& contract = m_market.ContractOf(f);
@@ -387,14 +448,21 @@ private:
         Sheet sum(MarketView::Scenarios(contract), axis.prices.size());
         Table outcomes(DeliveriesCount(s) ? axis.deliveryPrices.size() : 0,
                        std::vector<double>(axis.prices.size(), 0.0));
-        for (const auto& [isin, holding] : options) {
+        const auto pricerOf = [&](const OptionSample& option) {
+            return OptionPricer(contract, f, s, option.Strike, option.OptionType == Enums::OptionType::Put);
+        };
+        for (const auto& [isin, holding] : options.held) {
             const OptionSample& option = *m_market.FindOption(isin);
-            const OptionPricer pricer(contract, f, s, option.Strike, option.OptionType == Enums::OptionType::Put);
+            const OptionPricer pricer = pricerOf(option);
             AddOption(sum, pricer, option, holding, f, axis);
             AddOutcomes(outcomes, pricer, holding, m_market.DeliveryScope(f), axis);
             if (s.marginStyle == Enums::MarginStyle::Equity && holding.quantity != 0)
                 node.optionValue +=
                     static_cast<double>(holding.afterLastClearing) * option.CalcOptPrice * pricer.MoneyCoef();
+        }
+        for (const Order& order : options.orders) {
+            const OptionSample& option = *m_market.FindOption(order.isin);
+            AddOptionOrder(sum, outcomes, pricerOf(option), option, order, f, axis);
         }
         node.volatility = node.delivery = sum;
         if (!outcomes.empty()) Deliver(node.delivery, outcomes);
@@ -429,6 +497,41 @@ private:
                                  at(stress.left) * stress.coverLeft, at(stress.down3), at(stress.down2), at(stress.up2),
                                  at(stress.up3), at(stress.right) * stress.coverRight,
                                  put ? 0.0 : pricer.ShortSellingValue(stress.moveUp) * charge});
+    }
+
+    // What the order would lose; a buyer never more than the premium, but for the stress points and the outcomes of
+    // deliveries. NaN stays: a price out of the scope of a delivery.
+    void AddOptionOrder(Sheet& sum, Table& outcomes, const OptionPricer& pricer, const OptionSample& option,
+                        const Order& order, const FuturesSample& f, const Axis& axis) const
+    {
+        const double money = static_cast<double>(order.quantity) * pricer.MoneyCoef();
+        const auto loss = [&](double gainOfBuyer) {
+            return std::min(order.buy ? gainOfBuyer : -gainOfBuyer, 0.0) * money;
+        };
+        const OptionValues values = pricer.Over(axis.prices, axis.real);
+        for (std::size_t c = 0; c < axis.prices.size(); ++c) {
+            for (std::size_t i = 0; i < sum.cell.size(); ++i) {
+                double gain = values.volatility[i][c] - order.price;
+                if (order.buy) gain = std::max(gain, -order.price);
+                sum.cell[i][c] += loss(gain);
+            }
+            sum.rate[0][c] += loss(values.rateUp[c]);
+            sum.rate[1][c] += loss(values.rateDown[c]);
+            sum.mismatch[0][c] += loss(values.mismatchUp);
+            sum.mismatch[1][c] += loss(values.mismatchDown);
+            for (std::size_t s = 0; s < outcomes.size(); ++s)
+                outcomes[s][c] += loss(
+                    pricer.AtDelivery(axis.deliveryPrices[s], m_market.DeliveryScope(f), axis.prices[c]) - order.price);
+        }
+
+        const MarketView::StressPrices stress = m_market.StressOf(f);
+        const bool put = option.OptionType == Enums::OptionType::Put;
+        const auto at = [&](double price) { return loss(pricer.AtPoint(price) - order.price); };
+        const double charge =
+            loss(pricer.ShortSellingValue(put ? stress.moveDown : stress.moveUp)) * m_rules.shortChargeRatio;
+        details::Add(sum.point,
+                     {put ? charge : 0.0, at(stress.left) * stress.coverLeft, at(stress.down3), at(stress.down2),
+                      at(stress.up2), at(stress.up3), at(stress.right) * stress.coverRight, put ? 0.0 : charge});
     }
 
     static void AddOutcomes(Table& outcomes, const OptionPricer& pricer, const Holding& h, double scope,
@@ -499,8 +602,9 @@ private:
     {
         const MarketView::Rates rates = m_market.RatesOf(contract);
         const double shift = m_market.Shift(contract);
-        const double limit1 = static_cast<double>(contract.ConcentrationLimit1) * m_market.LimitValue(contract);
-        const double limit2 = static_cast<double>(contract.ConcentrationLimit2) * m_market.LimitValue(contract);
+        const std::pair<double, double> limits = m_market.Limits(contract);
+        const double limit1 = limits.first;
+        const double limit2 = limits.second;
         const auto floors = [&](double edge, double sign) -> std::pair<double, double> {
             if (edge == 0.0) return {0.0, 0.0};
             const double m = rates.base + sign * shift;

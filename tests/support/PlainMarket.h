@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Enums.h"
@@ -27,6 +28,7 @@ struct Market
     double edgeCoeff = 0.75;
     std::vector<kv7im::OptionSeriesParameters> series = {};
     std::vector<OptionSample> options = {};
+    std::vector<MultilegSample> multilegs = {};
 };
 
 /// Rows of figures over columns. An instrument's columns are prices, ascending.
@@ -41,6 +43,11 @@ struct Axis
 };
 
 inline bool IsCollateral(const FuturesSample& f) { return (static_cast<std::int32_t>(f.Attribute) & 8388608) != 0; }
+/// Trades at the settlement price of another futures: its prices are offsets.
+inline bool TradesAtSettlement(const FuturesSample& f)
+{
+    return (static_cast<std::int32_t>(f.Attribute) & 1048576) != 0;
+}
 
 /// A market seen at one risk level.
 class MarketView
@@ -64,9 +71,13 @@ public:
     {
         return Find(m_market.options, [&](const OptionSample& o) { return o.Isin == isin; });
     }
-    [[nodiscard]] const kv7im::OptionSeriesParameters& SeriesOf(const OptionSample& option) const
+    [[nodiscard]] const MultilegSample* FindMultileg(Isin isin) const
     {
-        return *Find(m_market.series, [&](const auto& s) { return s.Code == option.CodeVF; });
+        return Find(m_market.multilegs, [&](const MultilegSample& m) { return m.Isin == isin; });
+    }
+    [[nodiscard]] const kv7im::OptionSeriesParameters& SeriesNamed(const std::string& code) const
+    {
+        return *Find(m_market.series, [&](const auto& s) { return s.Code == code; });
     }
     [[nodiscard]] const FuturesSample& FuturesOf(const kv7im::OptionSeriesParameters& series) const
     {
@@ -106,15 +117,16 @@ public:
     /// By how much the risk centre stands off the settlement price, as a rate; upward rates grow by it.
     [[nodiscard]] double Shift(const BaseContractSample& contract) const
     {
-        const FuturesSample* const f = Reference(contract);
+        const FuturesSample* const f = Reference(Tracked(contract));
         return f == nullptr ? 0.0 : (f->CalcFutPrice - f->RealCalcPrice) / f->NormalizedSpot;
     }
-    /// Money value of one unit of a concentration limit.
-    [[nodiscard]] double LimitValue(const BaseContractSample& contract) const
+    /// The two concentration limits, money.
+    [[nodiscard]] std::pair<double, double> Limits(const BaseContractSample& contract) const
     {
-        if (contract.AssetClass == Enums::AssetClass::Percentage) return contract.SpotPrice;
-        const FuturesSample* const f = Reference(contract);
-        return f == nullptr ? 0.0 : f->MinStepPrice / (f->MinStep * f->XLot) * f->NormalizedSpot;
+        const BaseContractSample& tracked = Tracked(contract);
+        const double value = LimitValue(tracked);
+        return {static_cast<double>(tracked.ConcentrationLimit1) * value,
+                static_cast<double>(tracked.ConcentrationLimit2) * value};
     }
     /// Radius of the currency that the contract is priced through.
     [[nodiscard]] double Curvature(const BaseContractSample& contract) const
@@ -126,6 +138,12 @@ public:
 
     // One futures.
 
+    /// The price that it was settled at; a contract that trades at settlement has that of the futures it tracks.
+    [[nodiscard]] double Settlement(const FuturesSample& f) const
+    {
+        const FuturesSample* const tracked = TradesAtSettlement(f) ? FindFutures(f.TASBaseFutIsinID) : nullptr;
+        return tracked == nullptr ? f.RealCalcPrice : tracked->RealCalcPrice;
+    }
     [[nodiscard]] double PriceAt(const FuturesSample& f, std::size_t column) const
     {
         const BaseContractSample& contract = ContractOf(f);
@@ -145,15 +163,16 @@ public:
         const BaseContractSample& contract = ContractOf(f);
         const Rates rates = RatesOf(contract);
         const double spot = f.NormalizedSpot;
+        const double settlement = Settlement(f);
         const double shift = Shift(contract);
         const double down = rates.base - shift;
         const double up = rates.base + shift;
-        StressPrices s{f.RealCalcPrice - (3 - 3 * down + down * down) * down * spot,
-                       f.RealCalcPrice - (rates.two - shift) * spot,
-                       f.RealCalcPrice - (rates.one - shift) * spot,
-                       f.RealCalcPrice + (rates.one + shift) * spot,
-                       f.RealCalcPrice + (rates.two + shift) * spot,
-                       f.RealCalcPrice + (3 + 3 * up + up * up) * up * spot,
+        StressPrices s{settlement - (3 - 3 * down + down * down) * down * spot,
+                       settlement - (rates.two - shift) * spot,
+                       settlement - (rates.one - shift) * spot,
+                       settlement + (rates.one + shift) * spot,
+                       settlement + (rates.two + shift) * spot,
+                       settlement + (3 + 3 * up + up * up) * up * spot,
                        0.0,
                        0.0,
                        down,
@@ -163,8 +182,8 @@ public:
             s.right = 100000.0;
             return s;
         }
-        s.coverLeft = CoverOf(f.RealCalcPrice - s.left, spot * down, down, f);
-        s.coverRight = CoverOf(s.right - f.RealCalcPrice, spot * up, up, f);
+        s.coverLeft = CoverOf(settlement - s.left, spot * down, down, f);
+        s.coverRight = CoverOf(s.right - settlement, spot * up, up, f);
         return s;
     }
 
@@ -201,13 +220,27 @@ private:
         return found == records.end() ? nullptr : &*found;
     }
 
+    // A contract of futures that trade at settlement has the limits and the shift of the contract that they track.
+    [[nodiscard]] const BaseContractSample& Tracked(const BaseContractSample& contract) const
+    {
+        for (const FuturesSample& f : m_market.futures)
+            if (f.CodeBC == contract.Code && TradesAtSettlement(f)) return ContractOf(*FindFutures(f.TASBaseFutIsinID));
+        return contract;
+    }
+    // Money value of one unit of a concentration limit.
+    [[nodiscard]] double LimitValue(const BaseContractSample& contract) const
+    {
+        if (contract.AssetClass == Enums::AssetClass::Percentage) return contract.SpotPrice;
+        const FuturesSample* const f = Reference(contract);
+        return f == nullptr ? 0.0 : f->MinStepPrice / (f->MinStep * f->XLot) * f->NormalizedSpot;
+    }
     // The futures that gives a contract its shift and its limits: the nearest one, a collateral instrument before all
-    // others; of equals the later one. Expired futures do not serve.
+    // others; of equals the later one. Expired futures do not serve, nor do those that trade at settlement.
     [[nodiscard]] const FuturesSample* Reference(const BaseContractSample& contract) const
     {
         const FuturesSample* reference = nullptr;
         for (const FuturesSample& f : m_market.futures) {
-            if (f.CodeBC != contract.Code) continue;
+            if (f.CodeBC != contract.Code || TradesAtSettlement(f)) continue;
             const bool collateral = IsCollateral(f);
             if (!collateral && !(f.TimeToExpiration > 1e-5)) continue;
             if (reference != nullptr) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <rapidcheck.h>
 
@@ -157,7 +158,39 @@ inline void AddOptions(plain::Market& market, const BaseContractSample& contract
     }
 }
 
-/// Four base contracts, two of them in one group, three futures each, options on some.
+/// Calendar spreads on some pairs of the last three futures, a few of them with ratios of their own.
+inline void AddMultilegs(plain::Market& market)
+{
+    const std::size_t months = market.futures.size() - 3;
+    for (const auto& [near, far] : {std::pair(0, 1), std::pair(1, 2), std::pair(0, 2)}) {
+        if (OnceIn(3)) continue;
+        MultilegSample multileg;
+        multileg.Isin = 2001 + static_cast<Isin>(market.multilegs.size());
+        multileg.Code = market.futures[months].CodeBC + "-" + std::to_string(near + 1) + "-" + std::to_string(far + 1);
+        multileg.FirstLeg = market.futures[months + static_cast<std::size_t>(near)].Isin;
+        multileg.SecondLeg = market.futures[months + static_cast<std::size_t>(far)].Isin;
+        if (OnceIn(4)) {
+            multileg.FirstRatio = *rc::gen::element(-3, -2, 1, 2);
+            multileg.SecondRatio = *rc::gen::element(-2, -1, 2, 3);
+        }
+        market.multilegs.push_back(multileg);
+    }
+}
+
+/// A contract of its own that trades at the settlement price of a futures.
+inline void AddTradeAtSettlement(plain::Market& market, FuturesSample tracked)
+{
+    market.baseContracts.push_back(Contract("T", "", Between(1, 12)));
+    FuturesSample futures = Futures("T-1", market.baseContracts.back(), 1 + static_cast<Isin>(market.futures.size()));
+    futures.CalcFutPrice = tracked.CalcFutPrice;
+    futures.NormalizedSpot = tracked.NormalizedSpot;
+    futures.Attribute = Enums::InstrumentStatus::TAS;
+    futures.TASBaseFutIsinID = tracked.Isin;
+    market.futures.push_back(futures);
+}
+
+/// Four base contracts, two of them in one group, three futures each, options and calendar spreads on some, and a fifth
+/// that trades at the settlement of the first futures.
 inline plain::Market Make()
 {
     plain::Market market;
@@ -173,7 +206,9 @@ inline plain::Market Make()
             market.futures.push_back(Futures(code + std::string(month), market.baseContracts.back(), isin));
             AddOptions(market, market.baseContracts.back(), market.futures.back());
         }
+        AddMultilegs(market);
     }
+    AddTradeAtSettlement(market, market.futures.front());
     return market;
 }
 
@@ -206,16 +241,53 @@ inline plain::Rules MakeRules()
 
 inline std::int64_t Quantity() { return OnceIn(10) ? 0 : Between<std::int64_t>(-500, 501); }
 
-inline plain::Holding MakeHolding(const FuturesSample& futures)
+inline double PriceNear(const FuturesSample& futures)
 {
-    return {Quantity(), futures.CalcFutPrice + Grid(-4.0, 0.25, 33)};
+    return (plain::TradesAtSettlement(futures) ? 0.0 : futures.CalcFutPrice) + Grid(-4.0, 0.25, 33);
 }
+inline double PriceNear(const OptionSample& option) { return option.CalcOptPrice + Grid(0.0, 0.25, 17); }
+/// No two spreads have a price in common: the legs of orders in two spreads with the price, the side and the leg in
+/// common are one entry of the leg, which knows one of the two spreads only when its book is taken anew.
+inline double PriceNear(const MultilegSample& multileg, const plain::MarketView& market)
+{
+    const double distance =
+        market.FindFutures(multileg.SecondLeg)->CalcFutPrice - market.FindFutures(multileg.FirstLeg)->CalcFutPrice;
+    return distance + Grid(-4.0, 0.25, 33) + 0.00001 * (multileg.Isin - 2000);
+}
+
+inline plain::Holding MakeHolding(const FuturesSample& futures) { return {Quantity(), PriceNear(futures)}; }
 /// What the last clearing left is what is held now, most of the time.
 inline plain::Holding MakeHolding(const OptionSample& option)
 {
-    plain::Holding holding{Quantity(), option.CalcOptPrice + Grid(0.0, 0.25, 17)};
+    plain::Holding holding{Quantity(), PriceNear(option)};
     holding.afterLastClearing = OnceIn(3) ? Between<std::int64_t>(-500, 501) : holding.quantity;
     return holding;
+}
+
+/// An order in a futures, an option or a calendar spread; they are drawn alike.
+inline plain::Order MakeOrder(const plain::Market& market)
+{
+    const plain::MarketView view(market, {});
+    plain::Order order;
+    double price = 0.0;
+    const int kind = Between(0, 3);
+    if (kind == 1 && !market.options.empty()) {
+        const OptionSample& option = *rc::gen::elementOf(market.options);
+        order.isin = option.Isin;
+        price = PriceNear(option);
+    } else if (kind == 2 && !market.multilegs.empty()) {
+        const MultilegSample& multileg = *rc::gen::elementOf(market.multilegs);
+        order.isin = multileg.Isin;
+        price = PriceNear(multileg, view);
+    } else {
+        const FuturesSample& futures = *rc::gen::elementOf(market.futures);
+        order.isin = futures.Isin;
+        price = PriceNear(futures);
+    }
+    order.buy = *rc::gen::arbitrary<bool>();
+    order.price = plain::OnPriceGrid(price);
+    order.quantity = order.placed = Between<std::int64_t>(1, 501);
+    return order;
 }
 
 } // namespace random_market

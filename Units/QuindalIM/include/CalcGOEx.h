@@ -14,18 +14,23 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <stack>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "CalcGO.h"
 #include "Enums.h"
 #include "InstrumentsStorages.h"
+#include "TableRecords.h"
 #include "TablesData.h"
+#include "currencytype.h"
 #include "kv7errors.h"
 
 class BraskClient;
 namespace kv7im {
+class CSpecMultileg;
 class CSpecOption;
 class CSpecVirtFutures;
 struct OptionSeriesParameters;
@@ -79,6 +84,20 @@ public:
     [[nodiscard]] Z9ERR InsertOption(const char* OptionCode, const char* OptionSeriesCode, double Strike,
                                      Enums::OptionType OptionType, double CalcOptPrice);
 
+    /// A calendar spread by its code, PREFIX-NEAR-FAR: the futures PREFIX-NEAR is sold and PREFIX-FAR bought. Only a
+    /// multileg that is taken is listed and ends the emptiness. Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a
+    /// code without two "-", Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a leg of no known code.
+    [[nodiscard]] Z9ERR InsertMultileg(const char* MultilegCode);
+    /// A leg from a download; two calls in succession make one multileg, whose isin is the next one of ours. The two
+    /// isins of the server are not used. The caller has seen to it that the leg is a futures.
+    /// Z9ERR_CALCGO_API_COMMON_ERROR where a code has that isin already,
+    /// Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST where a completed record has it; otherwise the repository's code.
+    [[nodiscard]] Z9ERR InsertMultileg(int Isin, int IsinLeg, const char* legCode, int ratio, unsigned char legOrder);
+    /// Keeps a row of a download until all its instruments are in.
+    void PreloadMultileg(const SMultilegDictionaryStruct& row);
+    /// Inserts the rows that are kept, each multileg's last one first. Rows of unknown legs and lone rows drop out.
+    void ValidateAndInsertMultilegs();
+
     /// Participants before instruments: positions point at instruments. Every cursor is to be set on first again.
     void ClearAll();
     /// Instruments stay, and the calculator does not become empty by it.
@@ -99,6 +118,10 @@ public:
     std::int32_t SetOnFirstOption() noexcept;
     /// Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND likewise.
     [[nodiscard]] Z9ERR GetNextOption(const kv7im::CSpecOption*& option);
+
+    std::int32_t SetOnFirstMultileg() noexcept; ///< Order of insertion.
+    /// The end of the data leaves `code` alone.
+    [[nodiscard]] Z9ERR GetNextMultileg(std::string& code);
 
     // Codes and isins.
 
@@ -136,6 +159,12 @@ public:
                                        double ShortOptionMinimumChargeRatio, Enums::ClientRiskLevel clientRiskLevel);
     [[nodiscard]] Z9ERR InsertBrokerBaseContractParam(const char* Code, const char* CodeBC, double GORatio);
 
+    /// Gives a client other parameters and takes its book anew under them. Nothing is checked.
+    /// Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND for an unknown client; the code of a CZ9Error from within, and
+    /// Z9ERR_CALCGO_API_COMMON_ERROR for anything else from there.
+    [[nodiscard]] Z9ERR ChangeClient(const char* Code, bool NoFutDiscount, std::int32_t NClr2Delivery,
+                                     double ExpWeight);
+
     // Margin.
 
     /// Sets the position of a client, a firm or a settlement account and gives the margins of its level and of those
@@ -146,6 +175,12 @@ public:
                                       double& FirmGO, double& SettlementAccountGO,
                                       Enums::AccountHierarchyRecordType accountHierarchy,
                                       std::int64_t afterLastClearingQuantity);
+    /// Adds DeltaQuantity contracts to the client's orders in an instrument at a price, below 0 to cancel, and gives
+    /// the five margins. After a failure all five stay as they are.
+    [[nodiscard]] Z9ERR ChangeOrderEx(const char* Code, Isin isin, bool isBuying, t_bprice_int price,
+                                      std::int64_t DeltaQuantity, double& VolatilityPartGO,
+                                      double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
+                                      double& SettlementAccountGO);
     /// The two margins of the client's portfolio, unrounded, and the GO of the client, its firm and its account, in
     /// whole cents.
     static void GetClientAndBrokerInitialMargin(const BraskClient& client, double& VolatilityPartGO,
@@ -166,6 +201,12 @@ private:
     using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
 
     [[nodiscard]] Isin TASBaseFutIsin(const char* TASBaseFutCode);
+    /// Gives a multileg of a download its code, made of its legs' codes, and lists it. The isin is used up already.
+    void EnterCompletedMultileg(const kv7im::CSpecMultileg& multileg, std::int32_t isin);
+    /// Both parts of a code with one "-", otherwise two empty texts.
+    [[nodiscard]] static std::pair<std::string, std::string> GetFuturesParts(const std::string& code);
+    /// PREFIX-NEAR and PREFIX-FAR make PREFIX-NEAR-FAR.
+    [[nodiscard]] static std::string MakeMultilegCode(const std::string& first, const std::string& second);
     void PutCursorsOnEnd();
 
     RealIsinStorage m_RealIsinStorage;
@@ -178,9 +219,13 @@ private:
     std::list<std::string> m_OptionCodeIndex;
     std::list<std::string>::const_iterator m_currentVirtualFutures;
     std::list<std::string>::const_iterator m_currentOption;
+    std::list<std::string> m_MultilegCodeIndex;
+    std::list<std::string>::const_iterator m_currentMultileg;
     std::int32_t m_Isin = 1; // next to hand out
     std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
     std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;
+    /// Rows of a download by the isin that the server gives their multileg.
+    std::unordered_map<std::int32_t, std::stack<SMultilegDictionaryStruct>> preloadedMultilegCache;
     bool m_empty = true;
 };
 

@@ -6,9 +6,11 @@
  *     CreateQuindalIMCalculator(&calc);                    the one calculator
  *     GetInstrumentParameters(calc, NULL);                 all instruments from the server,
  *     InsertCurrency, InsertBaseContract, InsertFutures,    or one by one, parents first
- *     InsertOptionSeries, InsertOption
+ *     InsertOptionSeries, InsertOption, InsertMultileg
  *     RegisterSettlementAccount, RegisterFirm, RegisterPart the account tree, top down
  *     SetPosition(calc, ...);                              as often as positions change: the client's new GO
+ *     ChangeOrder(calc, ...);                              as often as orders come and go: the GO with them
+ *     ChangePart(calc, ...);                               a client's parameters anew, the book taken along
  *     DestroyQuindalIMCalculator(calc); DeInitQuindalIM();
  *
  * Results. Every function but the first two returns a code: 0 is success, GetErrorCodeDescription gives its text. Codes
@@ -20,7 +22,8 @@
  * calculator. Instruments and participants live in the library until ClearAll, not only as long as the calculator.
  *
  * Null pointers. No pointer may be null unless its function says so. A null pointer is answered by 94811 and a line in
- * the error log; nothing is written or changed then.
+ * the error log; nothing is written or changed then. Pointers are looked at first, before the handle and before
+ * whether the library is started, unless a function says otherwise.
  *
  * Out-parameters are written on code 0 only, with the exceptions that a function states; after any other code they hold
  * what the caller put there.
@@ -39,6 +42,9 @@
 #define QUINDALIM_H
 
 #include <stdint.h>
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
 
 #if defined(__GNUC__)
 #define QUINDAL_API __attribute__((visibility("default")))
@@ -186,6 +192,38 @@ enum
     QUINDAL_ACCOUNT_HIERARCHY_CLIENT = 2
 };
 
+/* What a risk array would hold. Bit 0 picks the node of a position, one of the higher bits the matrix; no two of those
+ * go together. */
+typedef int32_t QuindalRiskType;
+enum
+{
+    QUINDAL_RISK_TYPE_VOLATILITY_RISK_NODE = 0,
+    QUINDAL_RISK_TYPE_EXPIRATION_RISK_NODE = 1,
+    QUINDAL_RISK_TYPE_MATRIX_VOLATILITY = 2,
+    QUINDAL_RISK_TYPE_MATRIX_INTEREST_RATE = 4,
+    QUINDAL_RISK_TYPE_MATRIX_VOLAT_MISMATCH = 8,
+    QUINDAL_RISK_TYPE_MATRIX_EXPIRATION = 16,
+    QUINDAL_RISK_TYPE_MATRIX_FINAL = 32,                     /* the node rolled up to one row */
+    QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES = 64 /* the same, gains kept */
+};
+
+/* Values at the special points of a price grid, from its lowest to its highest price, and the number of its sub-points.
+ * Packed: 68 bytes, on every platform. */
+#pragma pack(push, 1)
+typedef struct ExtraRisksInfo
+{
+    double DownRisk;
+    double ZL;
+    double PnL3D;
+    double PnL2D;
+    double PnL2U;
+    double PnL3U;
+    double ZR;
+    double UpRisk;
+    int32_t SubPointsCount;
+} ExtraRisksInfo;
+#pragma pack(pop)
+
 /* ---- Library ---------------------------------------------------------------------------------------------------- */
 
 /* Version of the library, "9.9.64.4654". Works before InitQuindalIM. */
@@ -201,6 +239,7 @@ QUINDAL_API const char* GetErrorCodeDescription(int32_t errorCode);
  * The ini file: section [QuindalIM::mq] with port (of the router on this machine) and timeout (of a request, ms), both
  * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply), optional; the sections
  * [QuindalIM::log] and [QuindalIM::xplog] open the library's own log and the trace log when they are there.
+ * The ini file and the logs come first; a null username or password is told after them.
  * 94809 it is started already; 94814 to 94817 start, connection, login or user information failed; 94822 no port; 94823
  * no time-out; 94824 the user may register no clients; a code of the platform when the ini file or a log does not open.
  * After a failure it may be called again; logs that were opened stay open. */
@@ -215,9 +254,9 @@ QUINDAL_API int32_t DeInitQuindalIM(void);
 QUINDAL_API int32_t CreateQuindalIMCalculator(intptr_t* QuindalIMCalculator);
 
 /* Destroys the calculator; its handle must not be used afterwards. Instruments, participants and positions stay in the
- * library and answer as before; what is forgotten are the isins of codes, the lists of currencies, option series and
- * options, and the cursors. Call ClearAll first for a clean slate. 94811 also for a handle that is not the
- * calculator's. */
+ * library and answer as before; what is forgotten are the isins of codes, the lists of currencies, option series,
+ * options and multilegs, and the cursors. Call ClearAll first for a clean slate. 94811 also for a handle that is not
+ * the calculator's. */
 QUINDAL_API int32_t DestroyQuindalIMCalculator(intptr_t QuindalIMCalculator);
 
 /* ---- Instruments ------------------------------------------------------------------------------------------------ */
@@ -329,6 +368,13 @@ QUINDAL_API int32_t InsertOptionSeries(
 QUINDAL_API int32_t InsertOption(intptr_t QuindalIMCalculator, const char* OptionCode, const char* OptionSeriesCode,
                                  double Strike, QuindalOptionType OptionType, double CalcOptPrice);
 
+/* Inserts a multileg: a calendar spread of two futures that is traded as one instrument. Only orders stand in it; a
+ * position that it leaves behind is one in each of the two futures.
+ *   MultilegCode  PREFIX-NEAR-FAR: the legs are the futures PREFIX-NEAR and PREFIX-FAR, both inserted before. To buy
+ *                 the multileg is to sell one contract of the first and to buy one of the second.
+ * 94723 the code has fewer than two "-"; 94715 a leg is unknown or was refused; 94792 the multileg is there already. */
+QUINDAL_API int32_t InsertMultileg(intptr_t QuindalIMCalculator, const char* MultilegCode);
+
 /* Fetches all instruments from the server; blocks for one exchange.
  *   DataTime  moment of the dictionary, such as "2026/11/21/10/15/30"; null or empty for the present one
  * 94995 an instrument, a participant or a position was entered before: call ClearAll first; 94808 the exchange failed
@@ -413,6 +459,10 @@ QUINDAL_API int32_t GetNextOption(intptr_t QuindalIMCalculator, char* OptionCode
                                   char* OptionSeriesCode, int32_t* OptionSeriesCodeSize, double* Strike,
                                   QuindalOptionType* OptionType, double* CalcOptPrice);
 
+/* Multilegs, in the order of insertion. Code buffer: see the size contract above; 7 when it is too small. */
+QUINDAL_API int32_t SetOnFirstMultileg(intptr_t QuindalIMCalculator, int32_t* count);
+QUINDAL_API int32_t GetNextMultileg(intptr_t QuindalIMCalculator, char* MultilegCode, int32_t* MultilegCodeSize);
+
 /* ---- Participants ----------------------------------------------------------------------------------------------- */
 
 /* Registers a settlement account.
@@ -461,6 +511,15 @@ QUINDAL_API int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* Clien
                                  double ShortOptionMinimumChargeRatio, QuindalClientRiskLevel clientRiskLevel,
                                  int8_t Reserved);
 
+/* Gives a client other parameters. Its positions and orders are taken anew under them, and its firm and settlement
+ * account follow; the next SetPosition or ChangeOrder shows the GO. The same parameters again change nothing.
+ *   Code           7 characters
+ *   NoFutDiscount, NClr2Delivery, ExpWeight  as in RegisterPart, and not checked: nothing is repaired
+ * 94811 for a code of another length; 94718 the client is not registered; 14 ExpWeight is 10 or more in magnitude, 2 it
+ * is no number; 94708 something unforeseen while the book was taken anew (the log says what). */
+QUINDAL_API int32_t ChangePart(intptr_t QuindalIMCalculator, const char* Code, int32_t NoFutDiscount,
+                               int32_t NClr2Delivery, double ExpWeight);
+
 /* Sets a firm's ratio on the margin of one base contract, 0 to 10; anything else becomes 1.0 with a line in the log.
  *   Code    firm, 4 characters;  CodeBC  base contract
  * 94720 the firm is not registered. */
@@ -472,7 +531,7 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
 /* Sets a participant's position in an instrument and gives the new GO. Asks the server whether the link is alive, at
  * most once in 20 seconds over the wire.
  *   Code, accountHierarchy     whose position: of a client, a firm or a settlement account
- *   InstrCode                  futures or option
+ *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
  *   Quantity                   contracts, short below 0; the whole position, not a change
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
  *                              CalcOptPrice of the option
@@ -483,12 +542,87 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  *   DeliveryAndVolatilityPartGO  the same with the outcomes of deliveries, not rounded
  *   PartGO                       GO of the client: both weighted by ExpWeight, times GORatio, rounded up to cents
  *   FirmGO, SettlementAccountGO  must not be null, and are left as they are
- * 94820 no link to the server (looked at before the handle is); 94813 the instrument is unknown; 94260 the code names
- * nothing a position can stand in; 94309, 94312 the client, the firm is unknown. */
+ * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
+ * instrument is unknown; 94260 the code names nothing a position can stand in; 94309, 94312 the client, the firm is
+ * unknown. */
 QUINDAL_API int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int64_t Quantity,
                                 double WAPrice, double* VolatilityPartGO, double* DeliveryAndVolatilityPartGO,
                                 double* PartGO, double* FirmGO, double* SettlementAccountGO,
                                 QuindalAccountHierarchyRecordType accountHierarchy, int64_t afterLastClearingQuantity);
+
+/* Adds to a client's open orders or takes from them, and gives the GO of its positions and orders together: what an
+ * order would cost is known before it is sent. Orders stand until they are taken out the way they came in: an executed
+ * order by the opposite DeltaQuantity, and its contracts enter by SetPosition. Asks the server as SetPosition does.
+ *   Code           client, 7 characters; firms and accounts have no orders of their own
+ *   InstrCode      futures, option or multileg
+ *   IsBuy          not 0: a buy
+ *   Price          price of the order: at most 11 digits before the point, rounded to 5 behind it, halves away from
+ *                  zero. Of a multileg: second leg less first leg. Of a TAS futures: the offset from its CalcFutPrice.
+ *                  0.0 stands for the CalcFutPrice of the futures, of a TAS futures too, or for the CalcOptPrice of the
+ *                  option. A multileg has no such price. Where a price of nothing is meant, 0.000001 says it.
+ *   DeltaQuantity  contracts that come in, below 0: that are cancelled or were executed. Orders of one price and side
+ *                  are one; 0 changes nothing and shows the present GO
+ * Written:
+ *   VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO  as SetPosition does for a client
+ *   FirmGO, SettlementAccountGO                            0.0
+ * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
+ * instrument is unknown; 94260 the code names nothing an order can stand in; 2 the price is no number, as 0.0 for a
+ * multileg; 14 it is too large; 94309, 94312 the client, its firm is unknown. */
+QUINDAL_API int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int32_t IsBuy,
+                                double Price, int64_t DeltaQuantity, double* VolatilityPartGO,
+                                double* DeliveryAndVolatilityPartGO, double* PartGO, double* FirmGO,
+                                double* SettlementAccountGO);
+
+/* ---- Risk arrays ------------------------------------------------------------------------------------------------ */
+
+/* Not supported. These fourteen are here so that programs written for the whole interface link and run: each answers
+ * 94819, always, before InitQuindalIM and with a zero handle or null pointers as well. None of them looks at anything
+ * or writes anything; the error log has a line, "QuindalIM::GetBrokerRisksArray error - Not supported". The parameters
+ * are those of an array of scenarioNum rows (one a volatility scenario) of pointsNum values (one a price point). */
+QUINDAL_API int32_t GetClientVfRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType, const char* instrCode,
+                                          const char* Code, double* arr, int32_t* pointsNum, int32_t* scenarioNum,
+                                          ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientDeliveryRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                                const char* instrCode, const char* Code, double* arr,
+                                                int32_t* pointsNum, int32_t* scenarioNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientFutRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                           const char* instrCode, const char* Code, double* arr, int32_t* pointsNum,
+                                           int32_t* scenarioNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientMmsRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                           const char* instrCode, const char* Code, double* arr, int32_t* pointsNum,
+                                           int32_t* scenarioNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientMcsRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                           const char* instrCode, const char* Code, double* arr, int32_t* pointsNum,
+                                           int32_t* scenarioNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetBrokerRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType, const char* instrCode,
+                                        const char* brokerCode, double* arr, int32_t* pointsNum, int32_t* scenarioNum,
+                                        ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientFinalRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                             const char* instrCode, const char* Code, double* arr, int32_t* pointsNum,
+                                             ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetClientFinalRisksArrayWithPositiveValue(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                                              const char* instrCode, const char* Code, double* arr,
+                                                              int32_t* pointsNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetBrokerFinalRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                             const char* instrCode, const char* brokerCode, double* arr,
+                                             int32_t* pointsNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetBrokerFinalRisksArrayWithPositiveValue(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                                              const char* instrCode, const char* brokerCode,
+                                                              double* arr, int32_t* pointsNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetSettlementAccountFinalRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType riskType,
+                                                        const char* instrCode, const char* Code, double* arr,
+                                                        int32_t* pointsNum, ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetSettlementAccountFinalRisksArrayWithPositiveValue(intptr_t QuindalIMCalculator,
+                                                                         QuindalRiskType riskType,
+                                                                         const char* instrCode, const char* Code,
+                                                                         double* arr, int32_t* pointsNum,
+                                                                         ExtraRisksInfo* xInfo);
+QUINDAL_API int32_t GetRiskPoints(intptr_t QuindalIMCalculator, QuindalRiskType riskType, const char* instrCode,
+                                  bool isOption, double* arr, int32_t* pointsNum, int32_t* scenarioCount,
+                                  ExtraRisksInfo* xInfo, QuindalClientRiskLevel level);
+QUINDAL_API int32_t GetOptionRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType choosenRiskType,
+                                        const char* InstrCode, double* arr, int32_t* pointsCount,
+                                        int32_t* scenarioCount, ExtraRisksInfo* xInfo, QuindalClientRiskLevel level);
 
 #ifdef __cplusplus
 }

@@ -82,6 +82,7 @@ public:
     void AddFutures(const boost::property_tree::ptree& element);
     void AddOptionSeries(const boost::property_tree::ptree& element);
     void AddOption(const boost::property_tree::ptree& element);
+    void AddMultileg(const std::string& row);
 
     /// As Table::GetNextRow.
     [[nodiscard]] bool GetCommonParameters(std::string& row, bool header);
@@ -90,6 +91,7 @@ public:
     [[nodiscard]] bool GetNextFutures(std::string& row, bool header);
     [[nodiscard]] bool GetNextOptionSeries(std::string& row, bool header);
     [[nodiscard]] bool GetNextOption(std::string& row, bool header);
+    [[nodiscard]] bool GetNextMultileg(std::string& row, bool header);
 
     void SetOnFirstCommonParameters() noexcept;
     void SetOnFirstCurrency() noexcept;
@@ -97,6 +99,7 @@ public:
     void SetOnFirstFutures() noexcept;
     void SetOnFirstOptionSeries() noexcept;
     void SetOnFirstOption() noexcept;
+    void SetOnFirstMultileg() noexcept;
 
     void Clear() noexcept;
 
@@ -107,12 +110,14 @@ private:
     const AttributeList FuturesFields;
     const AttributeList OptionSeriesFields;
     const AttributeList OptionFields;
+    const AttributeList MultilegFields;
     Table m_commonParameters;
     Table m_currency;
     Table m_baseContract;
     Table m_futures;
     Table m_optionSeries;
     Table m_option;
+    Table m_multileg;
 };
 
 /// The exchange's own isins, as a download names them, and the codes they stand for.

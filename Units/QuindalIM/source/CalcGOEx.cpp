@@ -178,12 +178,14 @@ void CCalcGOEx::ClearAll()
     m_currencyIndex.clear();
     m_VirtFuturesCodeIndex.clear();
     m_OptionCodeIndex.clear();
+    m_MultilegCodeIndex.clear();
     PutCursorsOnEnd();
     m_TablesData.Clear();
     m_Isin = 1;
     m_Code_Isin_uMap.clear();
     m_Isin_Code_uMap.clear();
     m_RealIsinStorage.Clear();
+    preloadedMultilegCache.clear();
     m_empty = true;
 }
 
@@ -196,6 +198,7 @@ void CCalcGOEx::PutCursorsOnEnd()
     m_iFutures = instrumentsRepository_.RangeFuturesByCode().end();
     m_currentVirtualFutures = m_VirtFuturesCodeIndex.end();
     m_currentOption = m_OptionCodeIndex.end();
+    m_currentMultileg = m_MultilegCodeIndex.end();
 }
 
 std::int32_t CCalcGOEx::SetOnFirstCurrency() noexcept
@@ -268,11 +271,14 @@ Z9ERR CCalcGOEx::GetNextOption(const kv7im::CSpecOption*& option)
 std::int32_t CCalcGOEx::GetIsin(const std::string& code)
 {
     const auto [entry, isNew] = m_Code_Isin_uMap.try_emplace(code, m_Isin);
-    if (isNew) {
+    if (!isNew) return entry->second;
+    try {
         m_Isin_Code_uMap.emplace(m_Isin, code);
-        ++m_Isin;
+    } catch (...) {
+        m_Code_Isin_uMap.erase(entry); // its isin would be given to the next new code as well
+        throw;
     }
-    return entry->second;
+    return m_Isin++;
 }
 
 Z9ERR CCalcGOEx::GetCodeByIsin(int isin, std::string& code) const

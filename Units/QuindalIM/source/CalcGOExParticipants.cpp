@@ -1,4 +1,4 @@
-// The calculator's participants: registration, positions and the margins that come of them.
+// The calculator's participants: registration, changed parameters, positions, orders and the margins that come of them.
 #include "CalcGOEx.h"
 
 #include <algorithm>
@@ -8,7 +8,9 @@
 #include "MarginOrchestrator.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
+#include "SpecOrderList.h"
 #include "TradingCodes.h"
+#include "except.h"
 #include "z9bcd.h"
 
 namespace QuindalIM {
@@ -29,12 +31,6 @@ public:
 private:
     std::array<char, sizeof(t_settlement_account)> m_text{};
 };
-
-/// A share as hundredths, 0.25 becomes 25. Throws CZ9Error for what is no number, or 10 and more in magnitude.
-[[nodiscard]] t_weight_int Weight(double share)
-{
-    return t_weight_int::FromPlain(kv7base::CZ9BCD<3, 2>(share).AsInt64Plain(2));
-}
 
 [[nodiscard]] bool IsMarginRule(Enums::MarginRule rule) noexcept
 {
@@ -100,8 +96,8 @@ Z9ERR CCalcGOEx::RegisterBroker(const char* BrokerCode, std::int32_t NClr2Delive
         participantRepository_.SearchSettlementAccountById(AccountId(SettlementAccountId).c_str());
     if (account == nullptr) account = GetDummySettlementAccount(); // a firm may stand without an account of its own
 
-    const t_weight_int expWeight = Weight(ExpWeight); // in this order: either may be refused
-    const t_weight_int expWeightClientDefault = Weight(ExpWeightClientDefault);
+    const t_weight_int expWeight = ToWeightInt(ExpWeight); // in this order: either may be refused
+    const t_weight_int expWeightClientDefault = ToWeightInt(ExpWeightClientDefault);
     constexpr std::int32_t nClr2DeliveryClientDefault = 0;
     ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
     BraskBroker& broker = registrar.RegisterBroker(code, brokerAccountType, marginRule, account, NClr2Delivery,
@@ -127,8 +123,9 @@ Z9ERR CCalcGOEx::RegisterClient(const char* ClientCode, bool NoFutDiscount, std:
     if (ratio.IsNAN() || !IsClientRiskLevel(clientRiskLevel)) return Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS;
 
     ParticipantRegistrar registrar(participantRepository_, instrumentsRepository_, posCalcInstruments_);
-    BraskClient& client = registrar.RegisterClient(*found.Broker(), code, NoFutDiscount, NClr2Delivery,
-                                                   Weight(ExpWeight), clientRiskLevel, Enums::InvestorStatus::None);
+    BraskClient& client =
+        registrar.RegisterClient(*found.Broker(), code, NoFutDiscount, NClr2Delivery, ToWeightInt(ExpWeight),
+                                 clientRiskLevel, Enums::InvestorStatus::None);
 
     SetSpreadParameters(client, calendarSpreadMarginType, interContractSpreadMarginType, ShortOptionMinimumChargeRatio);
     client.SetClgoRatio(ratio);
@@ -142,6 +139,26 @@ Z9ERR CCalcGOEx::InsertBrokerBaseContractParam(const char* Code, const char* Cod
     participantRepository_.GetBroker(code, Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND)
         .SetBaseContractGORatio(CodeBC, GORatio);
     return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::ChangeClient(const char* Code, bool NoFutDiscount, std::int32_t NClr2Delivery, double ExpWeight)
+{
+    const ClientSearchResult found = participantRepository_.SearchClient(CodeParser<ClientCode>(Code).Parse());
+    if (!found.ClientFound()) return Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND;
+
+    try {
+        ClientRiskParameters parameters = found.Client()->GetRiskParameters();
+        parameters.noFutDiscount = NoFutDiscount;
+        parameters.nClr2Delivery = NClr2Delivery;
+        parameters.expWeight = ToWeightInt(ExpWeight);
+        found.Client()->SetRiskParameters(parameters);
+        return Z9ERR_OK;
+    } catch (const kv7base::CZ9Error& error) {
+        // Exhausted memory is one failure, whichever allocation noticed it.
+        if (error.GetCode() != Z9ERR_COMMON_NO_MEMORY) return error.GetCode();
+    } catch (...) { // what it was stands in the log
+    }
+    return Z9ERR_CALCGO_API_COMMON_ERROR;
 }
 
 Z9ERR CCalcGOEx::SetPositionEx(const char* Code, Isin isin, std::int64_t Quantity, double WAPrice,
@@ -172,6 +189,28 @@ Z9ERR CCalcGOEx::SetPositionEx(const char* Code, Isin isin, std::int64_t Quantit
         SettlementAccountGO = participantRepository_.GetSettlementAccountById(accountId.c_str())->GetInitialMargin();
     }
     m_empty = false;
+    return Z9ERR_OK;
+}
+
+Z9ERR CCalcGOEx::ChangeOrderEx(const char* Code, Isin isin, bool isBuying, t_bprice_int price,
+                               std::int64_t DeltaQuantity, double& VolatilityPartGO,
+                               double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
+                               double& SettlementAccountGO)
+{
+    SClearingDeltaOrder order;
+    order.CalculatedPrice.calculatedPrice = price;
+    order.CalculatedPrice.direction = isBuying ? KeyPriceType::Direction::Buy : KeyPriceType::Direction::Sell;
+    order.CalculatedPrice.type = KeyPriceType::Type::Ordinal; // a multileg makes its legs' kinds of it
+    order.isin = isin;
+    order.isBuying = isBuying;
+    order.orderInfo = SOrderInfo(SOrderInfo::InitializationType::FullFill, isin, DeltaQuantity);
+
+    BraskClient& client = participantRepository_.GetClient(CodeParser<ClientCode>(Code).Parse());
+    const Z9ERR result = margin_orchestrator::ChangeOrder(client, isin, 1, &order);
+    if (result != Z9ERR_OK) return result;
+
+    GetClientAndBrokerInitialMargin(client, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, FirmGO,
+                                    SettlementAccountGO);
     return Z9ERR_OK;
 }
 

@@ -1,4 +1,4 @@
-// Exported functions: the account tree and positions.
+// Exported functions: the account tree, positions and orders.
 #include "QuindalIM.h"
 
 #include <cstddef>
@@ -10,6 +10,7 @@
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
+#include "z9bcd.h"
 #include "z9log.h"
 
 using namespace QuindalIM;
@@ -42,6 +43,33 @@ namespace {
                                 call.Name(), g_mq_core.GetLastError(), g_mq_core.GetLastErrorCode());
     call.SetError(Z9ERR_QUINDAL_IM_NOT_CONNECTED);
     return false;
+}
+
+/// The road of a position and of an order: the link, the handle, the instrument, then change(calculator, isin, price).
+/// A price of 0.0 becomes the instrument's own, which is no number for a multileg; any other price stays.
+template <class Change>
+[[nodiscard]] Z9ERR ChangeAtInstrument(ExportCall& call, intptr_t QuindalIMCalculator, const char* InstrCode,
+                                       double price, const Change& change)
+{
+    if (!HasConnection(call)) return Z9ERR_QUINDAL_IM_NOT_CONNECTED;
+    CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
+
+    Isin isin = 0;
+    double calculatedPrice = std::numeric_limits<double>::quiet_NaN();
+    const Z9ERR found = calculator.GetIsinAndCalcPriceByCode(InstrCode, isin, calculatedPrice);
+    if (found != Z9ERR_OK) return call.SetError(found);
+    return call.SetError(change(calculator, isin, price == 0.0 ? calculatedPrice : price));
+}
+
+void RecordMargins(ExportCall& call, const double* VolatilityPartGO, const double* DeliveryAndVolatilityPartGO,
+                   const double* PartGO, const double* FirmGO, const double* SettlementAccountGO)
+{
+    call.Params()
+        .Add("VolatilityPartGO", VolatilityPartGO)
+        .Add("DeliveryAndVolatilityPartGO", DeliveryAndVolatilityPartGO)
+        .Add("PartGO", PartGO)
+        .Add("FirmGO", FirmGO)
+        .Add("SettlementAccountGO", SettlementAccountGO);
 }
 
 } // namespace
@@ -139,6 +167,26 @@ int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* ClientCode, int32
         });
 }
 
+int32_t ChangePart(intptr_t QuindalIMCalculator, const char* Code, int32_t NoFutDiscount, int32_t NClr2Delivery,
+                   double ExpWeight)
+{
+    return Export(
+        "ChangePart",
+        [&](ParamsBuilder params) {
+            params.Add("QuindalIMCalculator", QuindalIMCalculator)
+                .Add("Code", Code)
+                .Add("NoFutDiscount", NoFutDiscount)
+                .Add("NClr2Delivery", NClr2Delivery)
+                .Add("ExpWeight", ExpWeight);
+        },
+        {{"Code", Code}},
+        [&](ExportCall& call) -> Z9ERR {
+            if (!HasLength(call, "Code", Code, 7)) return Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS;
+            CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
+            return call.SetError(calculator.ChangeClient(Code, NoFutDiscount != 0, NClr2Delivery, ExpWeight));
+        });
+}
+
 int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, const char* Code, const char* CodeBC,
                                       double GORatio)
 {
@@ -180,31 +228,55 @@ int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, const char* 
          {"PartGO", PartGO},
          {"FirmGO", FirmGO},
          {"SettlementAccountGO", SettlementAccountGO}},
-        [&](ExportCall& call) -> Z9ERR {
-            if (!HasConnection(call)) return Z9ERR_QUINDAL_IM_NOT_CONNECTED;
-            CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
+        [&](ExportCall& call) {
+            const auto change = [&](CCalcGOEx& calculator, Isin isin, double price) {
+                double goAboveClient = 0.0; // of the firm and of the account: this interface does not hand them out
+                const Z9ERR result = calculator.SetPositionEx(
+                    Code, isin, Quantity, price, *VolatilityPartGO, *DeliveryAndVolatilityPartGO, *PartGO,
+                    goAboveClient, goAboveClient, static_cast<Enums::AccountHierarchyRecordType>(accountHierarchy),
+                    afterLastClearingQuantity);
+                if (result == Z9ERR_OK)
+                    RecordMargins(call, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, nullptr, nullptr);
+                return result;
+            };
+            return ChangeAtInstrument(call, QuindalIMCalculator, InstrCode, WAPrice, change);
+        });
+}
 
-            int isin = 0;
-            double calcPrice = std::numeric_limits<double>::quiet_NaN();
-            if (const Z9ERR result = calculator.GetIsinAndCalcPriceByCode(InstrCode, isin, calcPrice);
-                result != Z9ERR_OK)
-                return call.SetError(result);
-            const double price = WAPrice == 0.0 ? calcPrice : WAPrice; // a price that is no number stays
+int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int32_t IsBuy, double Price,
+                    int64_t DeltaQuantity, double* VolatilityPartGO, double* DeliveryAndVolatilityPartGO,
+                    double* PartGO, double* FirmGO, double* SettlementAccountGO)
+{
+    return Export(
+        "ChangeOrder",
+        [&](ParamsBuilder params) {
+            params.Add("QuindalIMCalculator", QuindalIMCalculator)
+                .Add("Code", Code)
+                .Add("InstrCode", InstrCode)
+                .Add("IsBuy", IsBuy)
+                .Add("Price", Price)
+                .Add("DeltaQuantity", DeltaQuantity);
+        },
+        {{"Code", Code}, // as in the signature, unlike in SetPosition
+         {"InstrCode", InstrCode},
+         {"VolatilityPartGO", VolatilityPartGO},
+         {"DeliveryAndVolatilityPartGO", DeliveryAndVolatilityPartGO},
+         {"PartGO", PartGO},
+         {"FirmGO", FirmGO},
+         {"SettlementAccountGO", SettlementAccountGO}},
+        [&](ExportCall& call) {
+            const auto change = [&](CCalcGOEx& calculator, Isin isin, double price) {
+                double goAboveClient = 0.0; // as in SetPosition
+                const Z9ERR result = calculator.ChangeOrderEx(
+                    Code, isin, IsBuy != 0, ToPriceInt(t_bprice(price)), DeltaQuantity, *VolatilityPartGO,
+                    *DeliveryAndVolatilityPartGO, *PartGO, goAboveClient, goAboveClient);
+                if (result != Z9ERR_OK) return result;
 
-            double goAboveClient = 0.0; // of the firm and of the account: this interface does not hand them out
-            const Z9ERR result = calculator.SetPositionEx(
-                Code, isin, Quantity, price, *VolatilityPartGO, *DeliveryAndVolatilityPartGO, *PartGO, goAboveClient,
-                goAboveClient, static_cast<Enums::AccountHierarchyRecordType>(accountHierarchy),
-                afterLastClearingQuantity);
-            if (result != Z9ERR_OK) return call.SetError(result);
-
-            const double* const notHandedOut = nullptr;
-            call.Params()
-                .Add("VolatilityPartGO", VolatilityPartGO)
-                .Add("DeliveryAndVolatilityPartGO", DeliveryAndVolatilityPartGO)
-                .Add("PartGO", PartGO)
-                .Add("FirmGO", notHandedOut)
-                .Add("SettlementAccountGO", notHandedOut);
-            return call.SetError(Z9ERR_OK);
+                *FirmGO = 0.0; // SetPosition leaves these two alone; the difference is meant
+                *SettlementAccountGO = 0.0;
+                RecordMargins(call, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, FirmGO, SettlementAccountGO);
+                return result;
+            };
+            return ChangeAtInstrument(call, QuindalIMCalculator, InstrCode, Price, change);
         });
 }

@@ -8,12 +8,14 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include "CalcGOConsts.h"
 #include "CalcGOEx.h"
 #include "OptionSeriesParameters.h"
 #include "TableRecords.h"
 #include "TablesData.h"
 #include "Z9Time.h"
 #include "except.h"
+#include "z9log.h"
 
 namespace QuindalIM {
 
@@ -281,6 +283,43 @@ void InsertOption(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddOption(element);
 }
 
+[[nodiscard]] SMultilegDictionaryStruct ReadMultileg(const ptree& element, std::string& codeLeg)
+{
+    SMultilegDictionaryStruct record;
+    record.Isin = Number<int>(element, "Isin"); // the server's, as IsinLeg is
+    record.IsinLeg = Number<int>(element, "IsinLeg");
+    record.LegOrderNum = Number<signed char>(element, "LegOrderNum");
+    record.LegsQuantity = Number<int>(element, "LegsQuantity");
+    record.QuantityRatio = Number<int>(element, "QuantityRatio");
+    codeLeg = GetAttr(element, "CodeLeg");
+    return record;
+}
+
+/// One leg; it waits until all instruments are in. A leg that is no futures of this reply is left out: the others are
+/// of use without it.
+void PreloadMultileg(CCalcGOEx& calculator, const ptree& element)
+{
+    std::string codeLeg;
+    const SMultilegDictionaryStruct record = ReadMultileg(element, codeLeg);
+    int isinLeg = record.IsinLeg;
+    if (!calculator.GetRealIsinStorage().Find(isinLeg)) {
+        KV7TRACE_ERROR_WITH_CODE_EX(
+            Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS, LogCategory,
+            "CZ9MQCore::GetInstrumentParameters::InsertMultileg with code: %s - no such futures", codeLeg.c_str());
+        return;
+    }
+    calculator.PreloadMultileg(record);
+}
+
+/// The multilegs whose legs have all come, each with its row in the table.
+void InsertMultilegs(CCalcGOEx& calculator)
+{
+    calculator.ValidateAndInsertMultilegs();
+    calculator.SetOnFirstMultileg();
+    for (std::string code; calculator.GetNextMultileg(code) == Z9ERR_OK;)
+        calculator.GetTablesData().AddMultileg(code);
+}
+
 struct ElementKind
 {
     const char* tag;
@@ -288,9 +327,13 @@ struct ElementKind
 };
 
 constexpr std::array ElementKinds{
-    ElementKind{"CommonParameters", InsertCommonParameters}, ElementKind{"Currency", InsertCurrency},
-    ElementKind{"BaseContract", InsertBaseContract},         ElementKind{"Futures", InsertFutures},
-    ElementKind{"VirtFutures", InsertOptionSeries},          ElementKind{"Option", InsertOption},
+    ElementKind{"CommonParameters", InsertCommonParameters},
+    ElementKind{"Currency", InsertCurrency},
+    ElementKind{"BaseContract", InsertBaseContract},
+    ElementKind{"Futures", InsertFutures},
+    ElementKind{"VirtFutures", InsertOptionSeries},
+    ElementKind{"Option", InsertOption},
+    ElementKind{"Multileg", PreloadMultileg},
 };
 
 } // namespace
@@ -301,6 +344,7 @@ void InsertInstruments(CCalcGOEx& calculator, const ptree& root)
     for (const auto& [tag, element] : root)
         for (const ElementKind& kind : ElementKinds)
             if (boost::algorithm::iequals(tag, kind.tag, classic)) kind.insert(calculator, element);
+    InsertMultilegs(calculator);
 }
 
 #undef KV7_DOWNLOAD_LOCATION

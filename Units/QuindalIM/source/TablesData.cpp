@@ -255,12 +255,15 @@ Dictionary::Dictionary()
                          "InterestRate2RiskDown"},
       // The three "...GO" columns are of an older edition of the reply, as "BaseGO" is.
       OptionFields{"Code", "CodeVF", "Strike", "OptType", "CalcOptPrice", "BaseGOSell", "SynthBaseGO", "BaseGOBuy"},
+      // The legs of a multileg come in rows of their own; what the table keeps is the code that they make.
+      MultilegFields{"Code"},
       m_commonParameters(CommonParametersFields.GetAttributeListName()),
       m_currency(CurrencyFields.GetAttributeListName()),
       m_baseContract(BaseContractFields.GetAttributeListName()),
       m_futures(FuturesFields.GetAttributeListName()),
       m_optionSeries(OptionSeriesFields.GetAttributeListName()),
-      m_option(OptionFields.GetAttributeListName())
+      m_option(OptionFields.GetAttributeListName()),
+      m_multileg(MultilegFields.GetAttributeListName())
 {}
 
 void Dictionary::AddCommonParameters(const std::string& row) { m_commonParameters.AddRow(row); }
@@ -275,6 +278,7 @@ void Dictionary::AddOptionSeries(const ptree& element)
     m_optionSeries.AddRow(OptionSeriesFields.GetAttributeList(element));
 }
 void Dictionary::AddOption(const ptree& element) { m_option.AddRow(OptionFields.GetAttributeList(element)); }
+void Dictionary::AddMultileg(const std::string& row) { m_multileg.AddRow(row); }
 
 bool Dictionary::GetCommonParameters(std::string& row, bool header)
 {
@@ -285,6 +289,7 @@ bool Dictionary::GetNextBaseContract(std::string& row, bool header) { return m_b
 bool Dictionary::GetNextFutures(std::string& row, bool header) { return m_futures.GetNextRow(row, header); }
 bool Dictionary::GetNextOptionSeries(std::string& row, bool header) { return m_optionSeries.GetNextRow(row, header); }
 bool Dictionary::GetNextOption(std::string& row, bool header) { return m_option.GetNextRow(row, header); }
+bool Dictionary::GetNextMultileg(std::string& row, bool header) { return m_multileg.GetNextRow(row, header); }
 
 void Dictionary::SetOnFirstCommonParameters() noexcept { m_commonParameters.SetOnFirst(); }
 void Dictionary::SetOnFirstCurrency() noexcept { m_currency.SetOnFirst(); }
@@ -292,6 +297,7 @@ void Dictionary::SetOnFirstBaseContract() noexcept { m_baseContract.SetOnFirst()
 void Dictionary::SetOnFirstFutures() noexcept { m_futures.SetOnFirst(); }
 void Dictionary::SetOnFirstOptionSeries() noexcept { m_optionSeries.SetOnFirst(); }
 void Dictionary::SetOnFirstOption() noexcept { m_option.SetOnFirst(); }
+void Dictionary::SetOnFirstMultileg() noexcept { m_multileg.SetOnFirst(); }
 
 void Dictionary::Clear() noexcept
 {
@@ -301,6 +307,7 @@ void Dictionary::Clear() noexcept
     m_futures.Clear();
     m_optionSeries.Clear();
     m_option.Clear();
+    m_multileg.Clear();
 }
 
 // RealIsinStorage

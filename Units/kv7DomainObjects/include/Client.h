@@ -5,13 +5,27 @@
 // Numbers:      NClr2Delivery -1 and ExpWeight -1.00 mean "as the firm has it for its clients".
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "ParticipantBase.h"
+#include "PremiumReserves.h"
+#include "SpecOrderList.h"
 #include "TradingCodes.h"
 
 class BraskBroker;
+
+/// What a client's margin is computed by and may be changed after its registration.
+struct ClientRiskParameters
+{
+    t_bprice_int clgoRatio;         // multiplier of the client's GO
+    t_weight_int expWeight;         // -1.00 as the firm has it for its clients
+    std::int32_t nClr2Delivery = 0; // -1 likewise
+    bool noFutDiscount = false;     // a futures is never valued better than settled
+    bool autoUpdateLimit = false;   // carried only
+    Enums::ClientRiskLevel clientRiskLevel = Enums::ClientRiskLevel::Default; // fixed at registration: not applied
+};
 
 class BraskClient final : public ParticipantBase
 {
@@ -26,13 +40,14 @@ public:
     /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
     BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
                 const pos::PositionCalculatorInstruments& positionInstruments);
-    /// The same client under another firm: code, parameters, money and accounting. The risk book starts empty
-    /// (SetPositionsOf fills it).
+    /// The same client under another firm: code, parameters, money, premium reserves and accounting. The risk book
+    /// starts empty (SetPositionsOf fills it).
     BraskClient(const BraskClient& source, BraskBroker& broker,
                 const pos::PositionCalculatorInstruments& positionInstruments);
 
-    /// The other client's positions into both books, each at its average price; the net option value follows the
-    /// quantities that the accounting took over. A position whose instrument is unknown here drops out.
+    /// The other client's positions and open orders into both books, each position at its average price; the net option
+    /// value follows the quantities that the accounting took over. What stands in an instrument that is unknown here
+    /// drops out.
     void SetPositionsOf(const BraskClient& source);
 
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return clientCode_.c_str(); }
@@ -55,6 +70,14 @@ public:
     [[nodiscard]] t_bprice_int GetClgoRatio() const noexcept { return clgoRatio; }
     void SetClgoRatio(t_bprice_int value) noexcept { clgoRatio = value; }
 
+    /// The parameters as they stand; clientRiskLevel is always Default.
+    [[nodiscard]] ClientRiskParameters GetRiskParameters() const noexcept;
+    /// Takes other parameters. The book is taken anew where discount, clearings or weight differ, and the money block
+    /// is renewed where the ratio does. clientRiskLevel is not applied. Nothing is checked. What goes wrong on the way
+    /// is logged and thrown on: while the book cannot be taken anew everything is as it was, after that the levels
+    /// above stay behind the client.
+    void SetRiskParameters(const ClientRiskParameters& parameters);
+
     /// True: premium-style options stay out of the margin.
     [[nodiscard]] bool IsNotUseNOV() const noexcept;
     /// The same from the next session on.
@@ -68,6 +91,22 @@ public:
     /// option and unless IsNotUseNOV holds.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                      std::int64_t volume);
+    /// The same for a change of orders.
+    Z9ERR ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+    /// Takes that book anew; does nothing, and gives 0, unless IsNotUseNOV holds, as the next.
+    Z9ERR RefreshPortfolioWithoutEquityOptions();
+    /// Takes one futures of that book anew; 0 as well where the book holds no position on it.
+    Z9ERR RecalcFuturesPositionInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
+    /// Premium of open buys set aside, in cents, cut off toward minus infinity.
+    [[nodiscard]] t_bround_int GetPremiumBlocked() const override;
+    [[nodiscard]] const PremiumReservesCalculator& GetPremiumReservesCalculator() const noexcept
+    {
+        return m_premiumReservesCalculator;
+    }
+    [[nodiscard]] PremiumReservesCalculator& GetPremiumReservesCalculator() noexcept
+    {
+        return m_premiumReservesCalculator;
+    }
     [[nodiscard]] const kv7im::Portfolio& GetPortfolioWithoutEquityOptions() const noexcept
     {
         return m_portfolioWithoutEquityOptions;
@@ -75,12 +114,17 @@ public:
 
 private:
     void CorrectParameters();
-    void SetPositionInBothPortfolios(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
+    void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
+    [[nodiscard]] bool HasBookParameters(const ClientRiskParameters& parameters) const noexcept;
+    void SetBookParameters(const ClientRiskParameters& parameters) noexcept;
+    void TakeBookAnew(const ClientRiskParameters& parameters);
 
     const ClientCode clientCode_;
     BraskBroker& broker_;
-    t_bprice_int clgoRatio;        // multiplier of the client's GO, 1.00000 leaves it
-    std::int32_t m_notUseNOV = -1; // -1 as the firm, 0 no, anything else yes
+    t_bprice_int clgoRatio;         // multiplier of the client's GO, 1.00000 leaves it
+    bool m_autoUpdateLimit = false; // carried only
+    std::int32_t m_notUseNOV = -1;  // -1 as the firm, 0 no, anything else yes
+    PremiumReservesCalculator m_premiumReservesCalculator;
     kv7im::Portfolio m_portfolioWithoutEquityOptions;
     bool m_notUseNOVNextSession = false;
     bool m_inheritNotUseNOVFromBrokerNextSession = true;

@@ -1,4 +1,5 @@
-// margin_orchestrator: the one place that knows how a change of a position moves the GO of the levels above.
+// margin_orchestrator: the one place that knows how a change of a position or an order moves the GO of the levels
+// above.
 //
 // A level under Netting lives by its own position records. A level under HalfNetting takes the changes of its clients'
 // losses. A settlement account under Gross sums the GO changes of its firms. Only changes flow upward: one position
@@ -10,6 +11,7 @@
 //               afterLastClearingQuantity is what the last clearing left, which the net option value counts.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "BraskSettlementAccount.h"
@@ -17,6 +19,7 @@
 #include "Client.h"
 #include "Enums.h"
 #include "ParticipantRepository.h"
+#include "SpecOrderList.h"
 #include "kv7errors.h"
 
 namespace margin_orchestrator {
@@ -45,5 +48,21 @@ void UpdateParticipantMeans(ParticipantBase& participant);
 [[nodiscard]] Z9ERR SetPositionSettlementAccount(BraskSettlementAccount& settlementAccount, Isin isin,
                                                  std::int64_t quantity, double waPrice,
                                                  std::int64_t afterLastClearingQuantity);
+
+/// Adds changes to a client's orders in one instrument and carries them to its firm and settlement account. Unlike
+/// positions, orders enter every level under Netting at once. The money blocks stay as they are. Gives the code of the
+/// last portfolio that took the orders.
+[[nodiscard]] Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+
+/// Sets the premium of bought premium-style options aside, for a client whose margin leaves such options out.
+void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingDeltaOrder* orders);
+
+/// Takes both books of a client anew, for parameters of the client that have changed, and carries the change to its
+/// firm and settlement account. Always 0. Throws what an allocation throws: everything is as it was then while it is
+/// the client's own book that fails; later the levels above stay behind.
+[[nodiscard]] Z9ERR RefreshClientPortfolio(BraskClient& client);
+/// The second half of it, once the client's own book is anew: its book without premium-style options, its money block,
+/// and the levels above.
+void FollowRefreshedPortfolio(BraskClient& client);
 
 } // namespace margin_orchestrator

@@ -52,6 +52,10 @@ public:
         return interContractSpreadMarginType;
     }
     [[nodiscard]] double GetShortOptionMinimumChargeRatio() const override { return shortOptionMinimumChargeRatio; }
+    [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const override
+    {
+        return positionCalculator.GetAfterLastClearingQuantityByIsin(isin);
+    }
     [[nodiscard]] const kv7im::InstrumentsRepositoryWrapper& GetInstruments() const override
     {
         return instrumentsRepositoryWapper_;

@@ -1,11 +1,16 @@
 #include "Client.h"
 
+#include <exception>
+#include <vector>
+
 #include "Broker.h"
 #include "Constants.h"
 #include "InstrumentsRepository.h"
+#include "MarginOrchestrator.h"
 #include "Primitives.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
+#include "except.h"
 #include "z9log.h"
 
 namespace {
@@ -17,6 +22,53 @@ constexpr t_weight_int InheritExpWeight = t_weight_int::FromPlain(-100); // -1.0
 bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isin)
 {
     return !client.GetInstrumentsRepository().IsEquityOption(isin);
+}
+
+// Open orders as the changes that would make them.
+std::vector<SClearingDeltaOrder> OrdersOf(Isin isin, const kv7im::CSpecPosition& position)
+{
+    std::vector<SClearingDeltaOrder> orders;
+    orders.reserve(position.GetOrders().size());
+    for (const auto& [key, info] : position.GetOrders()) {
+        SClearingDeltaOrder order;
+        order.CalculatedPrice = key;
+        order.isin = isin;
+        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
+        order.orderInfo = info;
+        orders.push_back(order);
+    }
+    return orders;
+}
+
+// To be called while an exception of a change of parameters is handled: says what it is.
+void LogFailedRiskParameters() noexcept
+{
+    constexpr const char* category = "QuindalIM";
+    constexpr const char* operation = "SetRiskParameters";
+    try {
+        try {
+            throw; // the one way to learn what is being handled
+        } catch (const kv7base::CZ9Error& error) {
+            KV7TRACE_ERROR_EX(category, "%s: Error (%s) occurred during risks recalculation.", operation, error.what());
+        } catch (const std::exception& error) {
+            KV7TRACE_ERROR_EX(category, "%s: Standard exception '%s' raised during risks recalculation.", operation,
+                              error.what());
+        } catch (...) {
+            KV7TRACE_ERROR_EX(category, "%s: Unknown exception raised.", operation);
+        }
+    } catch (...) { // without memory for a line, what happened is still thrown on
+    }
+}
+
+template <class Change>
+auto WithFailuresLogged(const Change& change)
+{
+    try {
+        return change();
+    } catch (...) {
+        LogFailedRiskParameters();
+        throw;
+    }
 }
 
 } // namespace
@@ -48,7 +100,9 @@ BraskClient::BraskClient(const BraskClient& source, BraskBroker& broker,
       clientCode_(source.clientCode_),
       broker_(broker),
       clgoRatio(source.clgoRatio),
+      m_autoUpdateLimit(source.m_autoUpdateLimit),
       m_notUseNOV(source.m_notUseNOV),
+      m_premiumReservesCalculator(source.m_premiumReservesCalculator),
       m_portfolioWithoutEquityOptions(this),
       m_notUseNOVNextSession(source.m_notUseNOVNextSession),
       m_inheritNotUseNOVFromBrokerNextSession(source.m_inheritNotUseNOVFromBrokerNextSession)
@@ -79,19 +133,22 @@ void BraskClient::CorrectParameters()
 void BraskClient::SetPositionsOf(const BraskClient& source)
 {
     for (const auto& [isin, cumulative] : source.portfolio.RangePositions()) {
-        const kv7im::CSpecPositionFutures& position = cumulative.GetFuturesPositionSpec();
-        SetPositionInBothPortfolios(isin, position.GetQuantity(), position.GetWAPrice(), 0);
+        SetPositionInBothPortfolios(isin, cumulative.GetFuturesPositionSpec(), 0);
         for (const auto& [optionIsin, option] : cumulative.RangeOptions())
-            SetPositionInBothPortfolios(optionIsin, option->GetQuantity(), option->GetWAPrice(),
+            SetPositionInBothPortfolios(optionIsin, *option,
                                         positionCalculator.GetAfterLastClearingQuantityByIsin(optionIsin));
     }
 }
 
 // An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
-void BraskClient::SetPositionInBothPortfolios(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
+void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity)
 {
-    static_cast<void>(portfolio.SetPosition(isin, quantity, price, novQuantity));
-    SetPositionInPortfolioWithoutEquityOptions(isin, quantity, price, novQuantity);
+    static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
+    SetPositionInPortfolioWithoutEquityOptions(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity);
+    if (position.GetOrders().empty()) return;
+    const std::vector<SClearingDeltaOrder> orders = OrdersOf(isin, position);
+    static_cast<void>(portfolio.ChangeOrder(isin, orders.size(), orders.data()));
+    ChangeOrderInPortfolioWithoutEquityOptions(isin, orders.size(), orders.data());
 }
 
 double BraskClient::GetInitialMargin() const
@@ -132,6 +189,55 @@ double BraskClient::GetBrokerBaseContractGORatioForMCS(const std::string& mcsCod
     return largest;
 }
 
+ClientRiskParameters BraskClient::GetRiskParameters() const noexcept
+{
+    ClientRiskParameters parameters;
+    parameters.clgoRatio = clgoRatio;
+    parameters.expWeight = ExpWeight;
+    parameters.nClr2Delivery = NClr2Delivery;
+    parameters.noFutDiscount = NoFutDiscount;
+    parameters.autoUpdateLimit = m_autoUpdateLimit;
+    return parameters;
+}
+
+void BraskClient::SetRiskParameters(const ClientRiskParameters& parameters)
+{
+    if (!HasBookParameters(parameters)) WithFailuresLogged([&] { TakeBookAnew(parameters); });
+    if (parameters.clgoRatio != clgoRatio) {
+        clgoRatio = parameters.clgoRatio;
+        m_means.Refresh(WithFailuresLogged([&] { return GetInitialMargin(); }));
+    }
+    m_autoUpdateLimit = parameters.autoUpdateLimit;
+}
+
+// The book stands by these three: what a position or an order has put into it comes out by the same ones only.
+bool BraskClient::HasBookParameters(const ClientRiskParameters& parameters) const noexcept
+{
+    return parameters.noFutDiscount == NoFutDiscount && parameters.nClr2Delivery == NClr2Delivery &&
+           parameters.expWeight == ExpWeight;
+}
+
+void BraskClient::SetBookParameters(const ClientRiskParameters& parameters) noexcept
+{
+    NoFutDiscount = parameters.noFutDiscount;
+    NClr2Delivery = parameters.nClr2Delivery;
+    ExpWeight = parameters.expWeight;
+}
+
+// A client whose book could not be taken anew keeps the parameters that its book stands by.
+void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
+{
+    const ClientRiskParameters before = GetRiskParameters();
+    SetBookParameters(parameters);
+    try {
+        portfolio.Refresh();
+    } catch (...) {
+        SetBookParameters(before);
+        throw;
+    }
+    margin_orchestrator::FollowRefreshedPortfolio(*this);
+}
+
 bool BraskClient::IsNotUseNOV() const noexcept
 {
     return m_notUseNOV == -1 ? broker_.GetNotUseNOVClientDefault() : m_notUseNOV != 0;
@@ -155,3 +261,23 @@ Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::in
     if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.SetPosition(isin, quantity, price, volume);
 }
+
+Z9ERR BraskClient::ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count,
+                                                              const SClearingDeltaOrder* orders)
+{
+    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
+    return m_portfolioWithoutEquityOptions.ChangeOrder(isin, count, orders);
+}
+
+Z9ERR BraskClient::RefreshPortfolioWithoutEquityOptions()
+{
+    return IsNotUseNOV() ? m_portfolioWithoutEquityOptions.Refresh() : Z9ERR_OK;
+}
+
+Z9ERR BraskClient::RecalcFuturesPositionInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice)
+{
+    if (!IsNotUseNOV() || m_portfolioWithoutEquityOptions.GetFuturesPositionByIsin(isin) == nullptr) return Z9ERR_OK;
+    return m_portfolioWithoutEquityOptions.RecalcFuturesPositionInPortfolio(isin, useRealCalcPrice);
+}
+
+t_bround_int BraskClient::GetPremiumBlocked() const { return Floored(m_premiumReservesCalculator.GetPremiumBlocked()); }

@@ -1,5 +1,12 @@
 #include "MarginOrchestrator.h"
 
+#include <span>
+
+#include "InstrumentsRepository.h"
+#include "SpecBaseContract.h"
+#include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "TradingCodes.h"
 
 namespace margin_orchestrator {
@@ -8,13 +15,30 @@ namespace {
 
 // Changes of losses are collected only where some level above the client takes them: a firm under Gross below an
 // account that is not HalfNetting gets an empty list.
+bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept
+{
+    return firm.GetMarginRule() == Enums::MarginRule::HalfNetting ||
+           account.GetMarginRule() == Enums::MarginRule::HalfNetting;
+}
+
+// What the last change of one instrument did.
 kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const BraskBroker& firm,
                                          const BraskSettlementAccount& account)
 {
     kv7im::RolledUpRisksVector deltas;
-    if (firm.GetMarginRule() == Enums::MarginRule::HalfNetting ||
-        account.GetMarginRule() == Enums::MarginRule::HalfNetting)
-        client.GetPortfolio().GetDeltaRolledUpRiskNodes(isin, deltas);
+    if (SomeLevelTakesLosses(firm, account)) client.GetPortfolio().GetDeltaRolledUpRiskNodes(isin, deltas);
+    return deltas;
+}
+
+// What has changed anywhere in the book.
+kv7im::RolledUpRisksVector CollectAllDeltas(BraskClient& client, const BraskBroker& firm,
+                                            const BraskSettlementAccount& account)
+{
+    kv7im::RolledUpRisksVector deltas;
+    if (!SomeLevelTakesLosses(firm, account)) return deltas;
+    kv7im::Portfolio& book = client.GetPortfolio();
+    for (const auto& [isin, position] : book.RangePositions())
+        book.GetAllDeltaRolledUpRiskNodesByFutures(position, deltas);
     return deltas;
 }
 
@@ -37,6 +61,32 @@ void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker
         GrowGrossMargin(account, firm, before);
         break;
     }
+}
+
+// The road upward of a position, and of a whole book: the money block of the client, its firm, the settlement account.
+void CarryUp(BraskClient& client, BraskBroker& firm, BraskSettlementAccount& account,
+             const kv7im::RolledUpRisksVector& deltas)
+{
+    UpdateParticipantMeans(client);
+
+    // The firm; what its GO was made of is kept for an account that sums the changes of it.
+    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
+    if (firm.GetMarginRule() != Enums::MarginRule::Netting) firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
+    UpdateParticipantMeans(firm);
+
+    // The settlement account.
+    CarryToSettlementAccount(account, firm, before, deltas);
+    UpdateParticipantMeans(account);
+}
+
+// The option that a purchase pays its premium for when it trades; null for anything else.
+const kv7im::CSpecOption* BoughtPremiumOption(const kv7im::InstrumentsRepository& instruments,
+                                              const SClearingDeltaOrder& order)
+{
+    if (!order.isBuying) return nullptr;
+    const kv7im::CSpecOption* const option = instruments.GetOption(kv7im::AccessByStatus::eCurrent, order.isin);
+    const bool paidUpFront = option != nullptr && option->VirtFutures->marginStyle == Enums::MarginStyle::Equity;
+    return paidUpFront ? option : nullptr;
 }
 
 } // namespace
@@ -68,20 +118,9 @@ Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, d
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
 
-    // The client itself.
     const Z9ERR code = client.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
     client.SetPositionInPortfolioWithoutEquityOptions(isin, quantity, waPrice, afterLastClearingQuantity);
-    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
-    UpdateParticipantMeans(client);
-
-    // The firm; what its GO was made of is kept for an account that sums the changes of it.
-    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
-    if (firm.GetMarginRule() != Enums::MarginRule::Netting) firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
-    UpdateParticipantMeans(firm);
-
-    // The settlement account.
-    CarryToSettlementAccount(*account, firm, before, deltas);
-    UpdateParticipantMeans(*account);
+    CarryUp(client, firm, *account, CollectDeltas(client, isin, firm, *account));
     return code;
 }
 
@@ -111,6 +150,61 @@ Z9ERR SetPositionSettlementAccount(BraskSettlementAccount& settlementAccount, Is
         code = settlementAccount.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
     UpdateParticipantMeans(settlementAccount);
     return code;
+}
+
+Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
+{
+    BraskBroker& firm = client.GetBroker();
+    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+
+    // The client itself.
+    UpdateOrderReserve(client, count, orders);
+    Z9ERR code = client.GetPortfolio().ChangeOrder(isin, count, orders);
+    client.ChangeOrderInPortfolioWithoutEquityOptions(isin, count, orders);
+    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
+
+    // The firm. The money blocks stay as they are on all levels: an order is asked for its GO, not booked.
+    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
+    if (firm.GetMarginRule() == Enums::MarginRule::Netting)
+        code = firm.GetPortfolio().ChangeOrder(isin, count, orders);
+    else
+        firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
+
+    // The settlement account.
+    if (account->GetMarginRule() == Enums::MarginRule::Netting)
+        code = account->GetPortfolio().ChangeOrder(isin, count, orders);
+    else
+        CarryToSettlementAccount(*account, firm, before, deltas);
+    return code;
+}
+
+void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingDeltaOrder* orders)
+{
+    if (!client.IsNotUseNOV() || count == 0) return;
+    const kv7im::InstrumentsRepository& instruments = client.GetInstrumentsRepository();
+    for (const SClearingDeltaOrder& order : std::span(orders, count)) {
+        const kv7im::CSpecOption* const option = BoughtPremiumOption(instruments, order);
+        if (option == nullptr) continue;
+        const kv7im::CSpecVirtFutures& series = *option->VirtFutures;
+        const double radius = instruments.GetCurvatureRadius(series.Futures->BaseContract->IndicatorID);
+        client.GetPremiumReservesCalculator().UpdateOrderReserve(
+            order.isin, order.CalculatedPrice.calculatedPrice, order.orderInfo.deltaQuantity, series.MoneyCoef, radius);
+    }
+}
+
+Z9ERR RefreshClientPortfolio(BraskClient& client)
+{
+    const Z9ERR code = client.GetPortfolio().Refresh();
+    FollowRefreshedPortfolio(client);
+    return code;
+}
+
+void FollowRefreshedPortfolio(BraskClient& client)
+{
+    BraskBroker& firm = client.GetBroker();
+    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+    client.RefreshPortfolioWithoutEquityOptions();
+    CarryUp(client, firm, *account, CollectAllDeltas(client, firm, *account));
 }
 
 } // namespace margin_orchestrator

@@ -4,8 +4,8 @@
 //               option, will be computed at its first use from the instruments as they stood at its insertion or last
 //               recalculation.
 //               a refused instrument leaves everything as it was, with one exception that InsertFutures names.
-//               order of insertion: currencies, base contracts, futures, series, options; each level refuses an unknown
-//               parent.
+//               order of insertion: currencies, base contracts, futures, series, options, multilegs; each level refuses
+//               an unknown parent.
 // Read access:  pointers are not owned and stay valid until Clear, or until a commit replaces the object. Null means
 //               that there is no such instrument.
 #pragma once
@@ -21,6 +21,7 @@
 #include "Enums.h"
 #include "InstrumentsStorages.h"
 #include "OptionSeriesParameters.h"
+#include "SpecMultileg.h"
 #include "TableRecords.h"
 #include "TelemetryAlertsCollector.h"
 #include "Z9Types.h"
@@ -94,6 +95,18 @@ public:
     /// A strike or a price that is not a number raises CZ9Error from its conversion.
     [[nodiscard]] Z9ERR InsertOption(const SOptionStruct& record);
 
+    /// Adds a leg to a multileg: the first row makes the record, the second completes it, and the leg with the lower
+    /// order number is the first from then on. FUTURES_NOT_FOUND for an unknown leg; MULTILEG_ALREADY_EXISTS for a row
+    /// of a completed record; LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG for an order number that the record has: it is
+    /// closed by that all the same, with the first leg in both slots. quantityRatio: contracts of the leg for one
+    /// multileg, below 0 when the leg is sold.
+    [[nodiscard]] Z9ERR InsertMultileg(Isin multilegIsin, Isin legIsin, int quantityRatio, unsigned char legOrderNum);
+    /// Z9ERR_COMMON_OVERFLOW, with a line in the log, for a negative order number.
+    [[nodiscard]] Z9ERR InsertMultileg(const SMultilegDictionaryStruct& record);
+    /// After a change of a futures: every multileg with it as a leg is complete when both legs are in spread, as the
+    /// open transaction has them.
+    void CorrectMultilegSpreadAspectPropertyByFutures(const CSpecFutures* futures);
+
     /// Edge coefficient of futures inserted from now on. A negative one is corrected to 0.75; always Z9ERR_OK.
     Z9ERR SetEdgeCoeff(double value);
     void SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector);
@@ -116,6 +129,7 @@ public:
     [[nodiscard]] const CSpecVirtFutures* GetVirtualFutures(AccessByStatus access, std::string_view code) const;
     [[nodiscard]] const CSpecOption* GetOption(AccessByStatus access, Isin isin) const;
     [[nodiscard]] const CSpecOption* GetOption(AccessByStatus access, std::string_view code) const;
+    [[nodiscard]] const CSpecMultileg* GetMultileg(Isin isin) const;
     [[nodiscard]] bool BaseContractExists(std::string_view code) const;
     [[nodiscard]] bool FuturesExists(std::string_view code) const;
     [[nodiscard]] bool FuturesExists(Isin isin) const;
@@ -136,6 +150,7 @@ public:
         return storageIndexVirtualFuturesToFutures.size();
     }
     [[nodiscard]] std::size_t CountOptions() const noexcept { return storageIndexOptionToFuturesByIsin.size(); }
+    [[nodiscard]] std::size_t CountMultilegs() const noexcept { return storageMultilegs.size(); }
     [[nodiscard]] std::size_t CountCurrency() const noexcept { return curvatureRadiusMap.size(); }
 
     // Nodes by index: the whole index where the key is unique, otherwise the nodes of one key. No order is promised but
@@ -153,6 +168,11 @@ public:
     [[nodiscard]] MapRange<StorageIndexVirtualFuturesToFutures> RangeVirtualFuturesByCode() const;
     [[nodiscard]] MapRange<StorageIndexOptionToFuturesByIsin> RangeOptionsByIsin() const;
     [[nodiscard]] MapRange<StorageIndexOptionToFuturesByCode> RangeOptionsByCode() const;
+
+    [[nodiscard]] Range<StorageMultileg, ByIsin> RangeMultilegByIsin() const;
+    [[nodiscard]] Range<StorageMultileg, ByFirstLegIsin> RangeMultilegByFirstLegIsin(Isin isin) const;
+    [[nodiscard]] Range<StorageMultileg, BySecondLegIsin> RangeMultilegBySecondLegIsin(Isin isin) const;
+    [[nodiscard]] Range<StorageMultileg, ByCompleted> RangeMultilegCompleted() const;
 
 private:
     [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
@@ -186,6 +206,7 @@ private:
     StorageIndexOptionToFuturesByIsin storageIndexOptionToFuturesByIsin;
     StorageIndexOptionToFuturesByCode storageIndexOptionToFuturesByCode;
     StorageTASBaseFutIsinIDToIsin storageTASBaseFutIsinIDToIsin;
+    StorageMultileg storageMultilegs;
     TelemetryAlertsCollectorPtr telemetryAlertsCollector;
 };
 

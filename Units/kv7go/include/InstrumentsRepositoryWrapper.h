@@ -37,6 +37,8 @@ public:
     {
         return m_repository->GetOption(GetStatus(isin), isin);
     }
+    /// Null when there is no such multileg. A multileg has one state, whatever is recalculated.
+    [[nodiscard]] const CSpecMultileg* GetMultileg(Isin isin) const { return m_repository->GetMultileg(isin); }
     /// Base contract of a futures or an option; null when there is neither.
     [[nodiscard]] const CSpecBaseContract* GetBaseContractByDerivative(Isin isin) const
     {

@@ -26,13 +26,16 @@ namespace kv7im {
 
 class CSpecBaseContract;
 class CSpecFutures;
+class CSpecMultileg;
 class CSpecOption;
 class CSpecVirtFutures;
 class RiskParticipant;
 
 /// Changes that one participant hands to the one above: the isin in whose name, and the rolled-up change.
-/// One change of a client makes one or two of them, so they stand in place and no heap is touched.
-using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2>;
+/// One change of a client makes one or two of them, which stand in place, so that no heap is touched; a refresh makes
+/// many. The standard allocator, since the nodes want more alignment than the vector's own would give.
+using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2,
+                                                           std::allocator<std::pair<Isin, RolledUpRiskNode>>>;
 
 /// Code of a base contract, of an MCS, or of a futures or an option series standing alone.
 using TInitialMarginEntityCode = std::string;
@@ -45,7 +48,8 @@ public:
     using RisksMap = std::unordered_map<TInitialMarginEntityCode, std::shared_ptr<Node>>;
     using MapRolledUpRiskNode = std::unordered_map<TInitialMarginEntityCode, RolledUpRiskNode>;
 
-    /// What an isin resolves to: the instrument, and the position on its futures.
+    /// What an isin resolves to: the instrument, and the position on its futures; of a multileg that on its first leg,
+    /// and that on its second.
     class SearchResult
     {
     public:
@@ -65,11 +69,25 @@ public:
             : resultType(ResultType::Option), optionPtr(&option), positionPtr(&position)
         {}
 
+        SearchResult(CumulativePositionByFutures& firstLeg, CumulativePositionByFutures& secondLeg,
+                     const CSpecMultileg& multileg) noexcept
+            : resultType(ResultType::Multileg),
+              multilegPtr(&multileg),
+              positionPtr(&firstLeg),
+              positionSecondLegPtr(&secondLeg)
+        {}
+
         [[nodiscard]] bool FuturesFound() const noexcept { return resultType == ResultType::Futures; }
         [[nodiscard]] bool OptionFound() const noexcept { return resultType == ResultType::Option; }
+        [[nodiscard]] bool MultilegFound() const noexcept { return resultType == ResultType::Multileg; }
         [[nodiscard]] const CSpecFutures* GetFuturesPtr() const noexcept { return futuresPtr; }
         [[nodiscard]] const CSpecOption* GetOptionPtr() const noexcept { return optionPtr; }
+        [[nodiscard]] const CSpecMultileg* GetMultilegPtr() const noexcept { return multilegPtr; }
         [[nodiscard]] CumulativePositionByFutures* GetPositionPtr() const noexcept { return positionPtr; }
+        [[nodiscard]] CumulativePositionByFutures* GetPositionSecondLegPtr() const noexcept
+        {
+            return positionSecondLegPtr;
+        }
         /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, else 0.
         [[nodiscard]] Z9ERR ErrorToZ9ErrorCode() const noexcept;
 
@@ -77,7 +95,9 @@ public:
         ResultType resultType = ResultType::Nothing;
         const CSpecFutures* futuresPtr = nullptr;
         const CSpecOption* optionPtr = nullptr;
+        const CSpecMultileg* multilegPtr = nullptr;
         CumulativePositionByFutures* positionPtr = nullptr;
+        CumulativePositionByFutures* positionSecondLegPtr = nullptr;
     };
 
     explicit Portfolio(RiskParticipant* participant) noexcept : participant_(participant) {}
@@ -88,6 +108,22 @@ public:
     /// that the net option value of a premium-style option counts. Z9ERR_INSTRUMENT_ABSENT for an isin that names
     /// nothing a position can stand in; nothing changes then.
     [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. The same
+    /// codes as SetPosition; 0 without effect for a multileg, whose orders come with the records below.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
+    /// Adds changes to the orders in a futures, an option or a multileg, whose legs each take their share. The same
+    /// codes; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+
+    /// Takes the position on a futures, its options and their orders anew, on the instruments as they stand now.
+    /// useRealCalcPrice: the settlement prices take the place of the average ones.
+    /// Z9ERR_CALCGO_API_POSITION_NOT_FOUND without a position; otherwise the first code from what is taken anew, at
+    /// which it stops.
+    [[nodiscard]] Z9ERR RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice);
+    /// Takes the whole book anew, for parameters of the participant that have changed. A position whose instrument is
+    /// gone drops out; always 0. When it throws the book is as it was.
+    Z9ERR Refresh();
 
     /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
     void Clear();
@@ -122,8 +158,13 @@ public:
 
     /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. An option
     /// of a series standing alone speaks for its series, any other for its futures, under whose isin its change goes
-    /// then. Pushes nothing for an isin that names nothing.
+    /// then. A multileg speaks for both legs while its legs are not both in spread, otherwise for the first. Pushes
+    /// nothing for an isin that names nothing.
     void GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas);
+    /// The same for all that is held on one futures, after instruments or parameters have changed: the futures and each
+    /// series standing alone, and what a futures or a series that has entered or left the spread leaves behind.
+    void GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionByFutures& position,
+                                               RolledUpRisksVector& deltas);
     /// Applies changes from below, in order.
     void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
     /// Applies one change. In the name of an option of a series in spread there is none to apply: its futures has it.
@@ -133,12 +174,30 @@ public:
 
 private:
     [[nodiscard]] SearchResult FindByIsin(Isin isin);
+    [[nodiscard]] SearchResult FindMultileg(const CSpecMultileg& multileg);
     CumulativePositionByFutures& FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures);
+
+    [[nodiscard]] Z9ERR ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
+                                                       const SOrderInfo& info);
+    [[nodiscard]] Z9ERR ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
+                                            const SClearingDeltaOrder* orders, bool forceHalfNetting);
+    [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info);
+    [[nodiscard]] Z9ERR resetOrders(const OrdersMap& orders, Isin isin);
+    [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice);
+    [[nodiscard]] Z9ERR InsertOptionPosition(const CSpecPositionOptionsBase& position, bool useRealCalcPrice);
+    static void ZeroingRiskByFutures(CumulativePositionByFutures& position);
+    void AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old);
+
     [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
                                                               const CSpecBaseContract& baseContract);
     [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const RiskNodeBase& node,
                                                               const CSpecBaseContract& baseContract);
     [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeFromZero(const std::string& code, std::size_t pointsNum);
+    void PushDeltaOfPosition(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    void PushDeltasOfSeries(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    void PushDeltaOfSpreadAspect(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeMMS(const CSpecFutures& futures);
     void AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node);
     void AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node);
     [[nodiscard]] RolledUpRiskNode& TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum);

@@ -40,6 +40,19 @@ public:
     /// option value counts.
     void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
 
+    /// Adds changes to the orders in the futures and carries them up to the portfolio's margins. When one throws
+    /// nothing has changed.
+    void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    /// One change as the quantity, the leg prices and the netting of `info` have it.
+    void ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
+    /// A change of the orders in the futures that is prepared and not yet made: see CSpecPosition::OrderChange.
+    [[nodiscard]] CSpecPosition::OrderChange PrepareFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    /// Makes the prepared change, which cannot fail, and carries it up.
+    void ChangeFuturesOrders(CSpecPosition::OrderChange& prepared);
+    /// The same for an option of this futures.
+    void ChangeOptionOrders(const CSpecOption& option, std::size_t count, const SClearingDeltaOrder* orders);
+    void ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
+
     /// The position in an option of this futures; a new one is flat. The node of its series is found or made with it.
     CSpecPositionOptionsBase& FindOrCreateOptionPosition(const CSpecOption& option);
     /// The same, and the next margin calculation is that of the series where it stands alone.
@@ -82,6 +95,7 @@ private:
     void InitializeUpperLevelRiskPrivate();
     RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
     void SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price, std::int64_t novQuantity);
+    void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
     void InitialMarginCalculation();
     void CarryToGroups();
     void ReplaceContributionToMMS();

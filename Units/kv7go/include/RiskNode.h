@@ -22,6 +22,7 @@
 #include "Enums.h"
 #include "Risk.h"
 #include "RiskRow.h"
+#include "SpecOrderList.h"
 #include "SpecialRiskPoints.h"
 #include "WindowMinimum.h"
 
@@ -29,6 +30,7 @@ namespace kv7im {
 
 class CSpecBaseContract;
 class CSpecFutures;
+class CSpecOption;
 struct OptionTransform;
 struct PositionTransform;
 class RolledUpRiskNode;
@@ -144,6 +146,13 @@ public:
     void ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after, double chargeRatio,
                                  RiskNodeFutures& futures, bool lossesOnly);
 
+    /// Adds the orders of one option, in one pass over the cells and with the bits of node += TransformToOrder(orders)
+    /// at the level of the node. chargeRatio multiplies the two charges. When it throws the node is as it was.
+    void AddOrders(const CSpecOption& option, const OrdersMap& orders, double chargeRatio);
+    /// The same for a series in spread, as ReplacePositionInSpread does it. When it throws both nodes are as they were.
+    void AddOrdersInSpread(const CSpecOption& option, const OrdersMap& orders, double chargeRatio,
+                           RiskNodeFutures& futures, bool lossesOnly);
+
 protected:
     [[nodiscard]] const SpecialRiskPoints& PointsOfExpiration() const override;
 
@@ -158,12 +167,17 @@ private:
 
     [[nodiscard]] const Parameters& Dimensions() const noexcept { return optionSeriesRisk.GetRisk().GetParameters(); }
     void CellsHaveChanged() noexcept;
-    void ReplacePoints(const OptionTransform& before, const OptionTransform& after, double chargeRatio) noexcept;
     [[nodiscard]] RiskRow WorstDelivery() const;
     void WorkOutView(ViewKind kind);
-    void ReplaceSignedCells(const OptionTransform& before, const OptionTransform& after, RiskNodeFutures& futures);
-    void ReplaceView(const OptionTransform& before, const OptionTransform& after, RiskNodeFutures& futures,
-                     bool lossesOnly);
+    // A change is what one option does to the cells of its series: see OptionChanges.h.
+    template <class Change>
+    void ChangeAlone(const Change& change, double chargeRatio);
+    template <class Change>
+    void ChangeInSpread(const Change& change, double chargeRatio, RiskNodeFutures& futures, bool lossesOnly);
+    template <class Change>
+    void ChangeSignedCells(const Change& change, RiskNodeFutures& futures);
+    template <class Change>
+    void ChangeView(const Change& change, RiskNodeFutures& futures, bool lossesOnly);
 
     Risk optionSeriesRisk;
     mutable Risk optionSeriesExpirationRisk; // of no columns until it is asked for
@@ -199,6 +213,12 @@ public:
     /// Moves the futures position from one state to another, in one pass over the cells and with the bits of
     /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both.
     void ReplacePosition(const PositionTransform& before, const PositionTransform& after, double chargeRatio);
+
+    /// Adds the orders of the futures, in one pass over the cells and with the bits of
+    /// node += TransformToOrder(orders, discount) at the level of the node. chargeRatio multiplies the two charges.
+    /// Needs no memory, whatever the number of orders.
+    void AddOrders(const CSpecFutures& instrument, const OrdersMap& orders, kv7type::Discount discount,
+                   double chargeRatio) noexcept;
 
     /// A detached copy that holds losses only: no cell above 0, rate and mismatch stress folded into the cells.
     [[nodiscard]] RiskNodeFutures GetTransformedRisk() const;

@@ -44,6 +44,10 @@ public:
     /// Whether deliveries of this option count in the participant's margin; false for null.
     [[nodiscard]] virtual bool WeHaveToCalcDeliveryRisk(const CSpecOption* option) const = 0;
 
+    /// Quantity of an option that the last clearing left, which its net option value counts; 0 where the accounting has
+    /// no entry.
+    [[nodiscard]] virtual std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const = 0;
+
     /// Told once for every futures that the participant's portfolio begins to hold.
     virtual void NewPositionAddedToPortfolio(const CumulativePositionByFutures& position) = 0;
 

@@ -10,8 +10,10 @@
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
+#include <utility>
 
 #include "Enums.h"
+#include "PoolNodeAllocator.h"
 #include "currencytype.h"
 
 namespace kv7type {
@@ -102,4 +104,6 @@ struct SClearingDeltaOrder
     SOrderInfo orderInfo;
 };
 
-using OrdersMap = std::unordered_map<KeyPriceType, SOrderInfo, KeyPriceTypeHasher>;
+/// Open orders of an instrument, or the changes of one call. An entry comes and goes without the general heap.
+using OrdersMap = std::unordered_map<KeyPriceType, SOrderInfo, KeyPriceTypeHasher, std::equal_to<>,
+                                     kv7im::auxiliary::PoolNodeAllocator<std::pair<const KeyPriceType, SOrderInfo>>>;

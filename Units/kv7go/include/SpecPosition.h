@@ -1,13 +1,17 @@
-// Positions: the bridge from one instrument's quantity and price to the risk node that it feeds.
+// Positions: the bridge from one instrument's quantity, price and orders to the risk node that it feeds.
 //
 // Always true:  a node holds exactly the risk of the position's present state. A change takes the old state's risk out,
 //               recomputed from the old quantity and price on today's profile, and puts the new state's in.
+//               orders enter a node by their changes, which are linear in the quantity: what is cancelled goes out as
+//               it came in. m_deltaOrders is empty between calls.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "Enums.h"
+#include "SpecOrderList.h"
 
 namespace kv7im {
 
@@ -47,8 +51,34 @@ public:
     /// throws the position and the nodes are as they were.
     void UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity);
 
+    /// A change of the orders in two steps, so that the legs of a spread change together or not at all: all that may
+    /// run out of memory happens first. The position outlives the change and has one at a time.
+    class OrderChange
+    {
+    public:
+        /// Takes the records in: those with a quantity, in the given order, each on top of its entry.
+        OrderChange(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
+        /// A change that was not applied leaves nothing behind.
+        ~OrderChange();
+        OrderChange(const OrderChange&) = delete;
+        OrderChange& operator=(const OrderChange&) = delete;
+
+        /// Adds the change to the nodes and to the orders of the position. When it throws, which that of a futures
+        /// never does, both are as they were.
+        void Apply();
+
+    private:
+        CSpecPosition& m_position;
+    };
+
+    /// Adds a change of the orders: records with a quantity of 0 are passed over, an entry that comes to 0 goes. When
+    /// it throws the orders and the nodes are as they were.
+    void UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders);
+
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
     [[nodiscard]] double GetWAPrice() const noexcept { return m_WAPrice; }
+    /// Open orders, one entry for each price, side and kind.
+    [[nodiscard]] const OrdersMap& GetOrders() const noexcept { return m_orders; }
     [[nodiscard]] Isin GetFutIsin() const noexcept { return m_futIsin; }
     [[nodiscard]] const std::string& GetCode() const noexcept { return m_code; }
     [[nodiscard]] RiskObjectLevel GetRiskLevel() const noexcept { return m_positionInstrumentRiskLevel; }
@@ -56,6 +86,8 @@ public:
 protected:
     /// Takes the old state's risk out of the node and puts the present state's in.
     virtual void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) = 0;
+    /// Adds the risk of m_deltaOrders to the node. When it throws the nodes are as they were.
+    virtual void UpdateRisksByOrderChanges() = 0;
     /// Net option value of the position, money; 0 for anything that is not an option.
     [[nodiscard]] virtual double CalculateNOVi(std::int64_t quantity) const;
 
@@ -65,7 +97,14 @@ protected:
     std::string m_code;
     double m_WAPrice = 0.0; // cost basis
     RiskObjectLevel m_positionInstrumentRiskLevel;
+    OrdersMap m_orders;      // open orders; no entry has a quantity of 0
+    OrdersMap m_deltaOrders; // the changes of the call under way
     double m_NOVi = 0.0;
+
+private:
+    void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    void UpdateOrders() noexcept;
+    void ForgetDeltaOrders() noexcept;
 };
 
 class CSpecPositionFutures final : public CSpecPosition
@@ -81,6 +120,7 @@ public:
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void UpdateRisksByOrderChanges() override;
 
 private:
     const CSpecFutures& m_futures;
@@ -124,6 +164,7 @@ public:
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void UpdateRisksByOrderChanges() override;
 
 private:
     RiskNodeFutures& m_futuresRisk;
@@ -137,6 +178,7 @@ public:
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void UpdateRisksByOrderChanges() override;
 };
 
 } // namespace kv7im

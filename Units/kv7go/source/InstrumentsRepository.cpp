@@ -74,6 +74,7 @@ void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCol
 
 void InstrumentsRepository::Clear()
 {
+    storageMultilegs.clear();
     // Children before parents: the nodes of the futures take their series with them, and these their options.
     storageTASBaseFutIsinIDToIsin.clear();
     storageIndexOptionToFuturesByIsin.clear();

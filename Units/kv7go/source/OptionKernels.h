@@ -1,8 +1,5 @@
-// The kernels of a position change in an option: they go over the cells of a series once, a block of four columns at a
-// time, and give the bits of the sequence of matrix operations that they stand for. The plain sequence stands in the
-// tests.
-//
-// The cells come from the compact grid of the option; the two rate rows are unfolded on the way.
+// What stands around the kernels of a change in an option (OptionChangeKernels.h): the view that a series in spread
+// gives to its futures, and the special points of a position.
 //
 // View: what a series in spread gives to its futures. Only real price points, each block with its volatility rows, its
 //       two rate rows and its two mismatch rows one behind the other; on the delivery side one row, since all scenarios
@@ -19,30 +16,12 @@ namespace kv7im {
 
 struct OptionTransform;
 
-/// cell = (cell - risk(before)) + risk(after) over the volatility, rate and mismatch cells of a series. Both are states
-/// of one option.
-void ReplaceOptionInCells(Profile& series, const OptionTransform& before, const OptionTransform& after) noexcept;
-
-/// The same for a series without sub-points; row, of its width, receives the series collapsed.
-void ReplaceOptionInCells(Profile& series, const OptionTransform& before, const OptionTransform& after,
-                          RiskRow& row) noexcept;
-
-/// The same for a series with sub-points; row, of as many cells as the series has real points, receives it folded and
-/// collapsed. scratch has LengthOfFoldScratch(series) cells.
-void ReplaceOptionInCells(Profile& series, const OptionTransform& before, const OptionTransform& after,
-                          RiskRow& scratch, RiskRow& row) noexcept;
+/// Length of the scratch space that a series with sub-points is collapsed in.
 [[nodiscard]] std::size_t LengthOfFoldScratch(const Profile& series) noexcept;
 
-/// The same for a series without sub-points whose futures holds its cells as they are: the futures' cells become
-/// (cell - series cell of before) + series cell of after. Both sides of the futures, or only the volatility side where
-/// the delivery side holds something else (null). collateral: of the rate stress the futures takes the losses.
-void ReplaceOptionInSpread(Profile& series, const OptionTransform& before, const OptionTransform& after,
-                           Profile& volatility, Profile* expiration, bool collateral) noexcept;
-
-/// The same over the delivery rows of a series. worst, as wide as the series, receives the worst outcome per column;
-/// the largest finite double where no delivery reaches.
-void ReplaceOptionInDeliveryRows(Profile& series, const OptionTransform& before, const OptionTransform& after,
-                                 RiskRow& worst) noexcept;
+/// scratch holds the columns of the series collapsed, three RiskItems a block (SeriesTakers.h); row, of as many cells
+/// as the series has real points, receives them folded and added up.
+void FoldCollapsedColumns(const Profile& series, RiskRow& scratch, RiskRow& row) noexcept;
 
 /// The worst outcomes of the delivery rows as they are.
 void WorstOfDeliveryRows(const Profile& series, RiskRow& worst) noexcept;

@@ -21,6 +21,19 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
                            participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
 }
 
+// An order that comes alone: only one in a spread as it was sent names the spread.
+SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
+{
+    SClearingDeltaOrder order;
+    order.CalculatedPrice = key;
+    order.isin = isin;
+    order.isBuying = isBuying;
+    order.orderInfo = info;
+    order.orderInfo.initializationType = SOrderInfo::InitializationType::FullFill;
+    order.orderInfo.multilegIsin = key.type == KeyPriceType::Type::MultiLeg ? isin : 0;
+    return order;
+}
+
 } // namespace
 
 CumulativePositionByFutures::CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio,
@@ -97,6 +110,54 @@ void CumulativePositionByFutures::SetSpecPositionPrivate(CSpecPosition& position
 {
     try {
         position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity);
+    } catch (...) { // the mark belongs to this call only
+        m_changedOptionSeriesNodeWithoutSpread = nullptr;
+        throw;
+    }
+    InitialMarginCalculation();
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
+{
+    ChangeSpecOrderPrivate(m_position, count, orders);
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info)
+{
+    const SClearingDeltaOrder order = MakeOrder(m_isin, isBuying, key, info);
+    ChangeFuturesOrders(1, &order);
+}
+
+CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
+                                                                             const SClearingDeltaOrder* orders)
+{
+    return {m_position, count, orders};
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(CSpecPosition::OrderChange& prepared)
+{
+    prepared.Apply();
+    InitialMarginCalculation();
+}
+
+void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, std::size_t count,
+                                                     const SClearingDeltaOrder* orders)
+{
+    ChangeSpecOrderPrivate(FindOrCreateOptionPositionAndMarkChanged(option), count, orders);
+}
+
+void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key,
+                                                     const SOrderInfo& info)
+{
+    const SClearingDeltaOrder order = MakeOrder(option.isin, isBuying, key, info);
+    ChangeOptionOrders(option, 1, &order);
+}
+
+void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
+                                                         const SClearingDeltaOrder* orders)
+{
+    try {
+        position.UpdateInitialMarginByOrderChanges(count, orders);
     } catch (...) { // the mark belongs to this call only
         m_changedOptionSeriesNodeWithoutSpread = nullptr;
         throw;

@@ -4,6 +4,7 @@
 
 #include "Curvature.h"
 #include "FuturesKernels.h"
+#include "OrderKernels.h"
 #include "RowCells.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
@@ -252,6 +253,17 @@ void RiskNodeFutures::ReplacePosition(const PositionTransform& before, const Pos
         risk->GetSpecialRiskPoints() -= pointsBefore;
         risk->GetSpecialRiskPoints() += pointsAfter;
     }
+}
+
+void RiskNodeFutures::AddOrders(const CSpecFutures& instrument, const OrdersMap& orders, kv7type::Discount discount,
+                                double chargeRatio) noexcept
+{
+    RiskHasChanged();
+    const FuturesOrders entries{instrument, orders, discount, level};
+    AddOrdersInCells(riskFutures.GetRisk(), riskFuturesExpiration.GetRisk(), entries, isCollateral);
+    const SpecialRiskPoints points = PointsOfOrders(entries, chargeRatio);
+    for (Risk* const risk : {&riskFutures, &riskFuturesExpiration})
+        risk->GetSpecialRiskPoints() += points;
 }
 
 RiskNodeFutures RiskNodeFutures::GetTransformedRisk() const

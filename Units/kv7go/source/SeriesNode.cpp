@@ -1,6 +1,8 @@
 // RiskNodeOptionSeries: the node of one option series.
 #include "FuturesKernels.h"
+#include "OptionChangeKernels.h"
 #include "OptionKernels.h"
+#include "OrderKernels.h"
 #include "RiskNode.h"
 #include "SpecOption.h"
 
@@ -90,34 +92,51 @@ RiskNodeOptionSeries RiskNodeOptionSeries::GetTransformedRisk() const
     return transformed;
 }
 
-void RiskNodeOptionSeries::ReplacePoints(const OptionTransform& before, const OptionTransform& after,
-                                         double chargeRatio) noexcept
-{
-    optionSeriesRisk.GetSpecialRiskPoints() -= PointsOfPosition(before, chargeRatio);
-    optionSeriesRisk.GetSpecialRiskPoints() += PointsOfPosition(after, chargeRatio);
-}
-
 void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const OptionTransform& after,
                                            double chargeRatio)
+{
+    ChangeAlone(PositionChange(before, after), chargeRatio);
+}
+
+void RiskNodeOptionSeries::ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after,
+                                                   double chargeRatio, RiskNodeFutures& futures, bool lossesOnly)
+{
+    ChangeInSpread(PositionChange(before, after), chargeRatio, futures, lossesOnly);
+}
+
+void RiskNodeOptionSeries::AddOrders(const CSpecOption& option, const OrdersMap& orders, double chargeRatio)
+{
+    WithOrderChange(option, orders, level, [&](const auto& change) { ChangeAlone(change, chargeRatio); });
+}
+
+void RiskNodeOptionSeries::AddOrdersInSpread(const CSpecOption& option, const OrdersMap& orders, double chargeRatio,
+                                             RiskNodeFutures& futures, bool lossesOnly)
+{
+    WithOrderChange(option, orders, level,
+                    [&](const auto& change) { ChangeInSpread(change, chargeRatio, futures, lossesOnly); });
+}
+
+template <class Change>
+void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
 {
     // All storage first: nothing fails halfway.
     Profile& cells = optionSeriesRisk.GetRisk();
     const bool folded = Dimensions().hasSubPoints();
     const bool delivered = Dimensions().hasExpiration();
-    const bool ofOneWidth = after.grid->ColsCount() == Dimensions().length();
+    const bool ofOneWidth = change.grid->ColsCount() == Dimensions().length();
     RiskRow scratch = RiskRow::Unfilled(folded ? LengthOfFoldScratch(cells) : 0);
     RiskRow worst = RiskRow::Unfilled(delivered ? Dimensions().length() : 0);
     CellsHaveChanged();
 
-    ReplacePoints(before, after, chargeRatio);
+    change.Points(optionSeriesRisk.GetSpecialRiskPoints(), chargeRatio);
     if (!ofOneWidth)
-        ReplaceOptionInCells(cells, before, after);
+        ChangeOptionInCells(cells, change);
     else if (folded)
-        ReplaceOptionInCells(cells, before, after, scratch, rows.volatility);
+        ChangeOptionInCells(cells, change, scratch, rows.volatility);
     else
-        ReplaceOptionInCells(cells, before, after, rows.volatility);
+        ChangeOptionInCells(cells, change, rows.volatility);
     if (delivered) {
-        ReplaceOptionInDeliveryRows(cells, before, after, worst);
+        ChangeOptionInDeliveryRows(cells, change, worst);
         MakeDeliveryView(cells, worst, false, rows.delivery);
         SmallerOfBoth(rows.volatility, rows.delivery);
     } else {
@@ -126,8 +145,9 @@ void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const 
     rows.fresh = ofOneWidth; // of a node that its instruments have outgrown the rows are collapsed when asked for
 }
 
-void RiskNodeOptionSeries::ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after,
-                                                   double chargeRatio, RiskNodeFutures& futures, bool lossesOnly)
+template <class Change>
+void RiskNodeOptionSeries::ChangeInSpread(const Change& change, double chargeRatio, RiskNodeFutures& futures,
+                                          bool lossesOnly)
 {
     const auto pointsOfView = [&] {
         SpecialRiskPoints points = optionSeriesRisk.GetSpecialRiskPoints();
@@ -137,10 +157,10 @@ void RiskNodeOptionSeries::ReplacePositionInSpread(const OptionTransform& before
     const SpecialRiskPoints pointsOut = pointsOfView();
     futures.RiskHasChanged();
     if (lossesOnly || Dimensions().hasSubPoints())
-        ReplaceView(before, after, futures, lossesOnly);
+        ChangeView(change, futures, lossesOnly);
     else
-        ReplaceSignedCells(before, after, futures);
-    ReplacePoints(before, after, chargeRatio);
+        ChangeSignedCells(change, futures);
+    change.Points(optionSeriesRisk.GetSpecialRiskPoints(), chargeRatio);
     const SpecialRiskPoints pointsIn = pointsOfView();
     for (Risk* const side : {&futures.riskFutures, &futures.riskFuturesExpiration}) {
         side->GetSpecialRiskPoints() -= pointsOut;
@@ -174,29 +194,29 @@ void RiskNodeOptionSeries::WorkOutView(ViewKind kind)
 }
 
 // The futures holds the cells as they are: both nodes change in one pass.
-void RiskNodeOptionSeries::ReplaceSignedCells(const OptionTransform& before, const OptionTransform& after,
-                                              RiskNodeFutures& futures)
+template <class Change>
+void RiskNodeOptionSeries::ChangeSignedCells(const Change& change, RiskNodeFutures& futures)
 {
     Profile& cells = optionSeriesRisk.GetRisk();
     Profile& volatility = futures.riskFutures.GetRisk();
     Profile& expiration = futures.riskFuturesExpiration.GetRisk();
     if (!Dimensions().hasExpiration()) {
         CellsHaveChanged();
-        ReplaceOptionInSpread(cells, before, after, volatility, &expiration, futures.isCollateral);
+        ChangeOptionInSpread(cells, change, volatility, &expiration, futures.isCollateral);
         return;
     }
     WorkOutView(ViewKind::Signed);
     RiskRow worst = RiskRow::Unfilled(Dimensions().length());
     CellsHaveChanged();
-    ReplaceOptionInSpread(cells, before, after, volatility, nullptr, futures.isCollateral);
-    ReplaceOptionInDeliveryRows(cells, before, after, worst);
+    ChangeOptionInSpread(cells, change, volatility, nullptr, futures.isCollateral);
+    ChangeOptionInDeliveryRows(cells, change, worst);
     ReplaceDeliveryViewInFutures(deliveryView, worst, expiration);
     viewKind = ViewKind::Signed;
 }
 
 // The futures holds the cells folded, or their losses: the new view is worked out and takes the place of the old one.
-void RiskNodeOptionSeries::ReplaceView(const OptionTransform& before, const OptionTransform& after,
-                                       RiskNodeFutures& futures, bool lossesOnly)
+template <class Change>
+void RiskNodeOptionSeries::ChangeView(const Change& change, RiskNodeFutures& futures, bool lossesOnly)
 {
     const ViewKind kind = lossesOnly ? ViewKind::LossesOnly : ViewKind::Signed;
     const bool delivered = Dimensions().hasExpiration();
@@ -208,12 +228,12 @@ void RiskNodeOptionSeries::ReplaceView(const OptionTransform& before, const Opti
     RiskRow deliveryNow = RiskRow::Unfilled(delivered ? Dimensions().pointsCount : 0);
     CellsHaveChanged();
 
-    ReplaceOptionInCells(cells, before, after);
+    ChangeOptionInCells(cells, change);
     MakeView(cells, lossesOnly, now);
     ReplaceViewInFutures(view, now, futures.riskFutures.GetRisk(), delivered ? nullptr : &expiration,
                          futures.isCollateral);
     if (delivered) {
-        ReplaceOptionInDeliveryRows(cells, before, after, worst);
+        ChangeOptionInDeliveryRows(cells, change, worst);
         MakeDeliveryView(cells, worst, lossesOnly, deliveryNow);
         ReplaceDeliveryViewInFutures(deliveryView, deliveryNow, expiration);
     }

@@ -4,51 +4,12 @@
 // special points. Losses only: each contribution is capped at 0.
 #include <cstddef>
 
+#include "OrderKernels.h"
 #include "SpecFutures.h"
 
 namespace kv7im {
 
 namespace {
-
-/// What an order is to the risk, by its kind, its side and the netting of its participant.
-enum class OrderType
-{
-    OrdinalSell = 0,
-    OrdinalBuy = 1,
-    ML_HalfNetting_FirstLeg_Sell = 2,
-    ML_HalfNetting_FirstLeg_Buy = 3,
-    ML_HalfNetting_SecondLeg_Sell = 4,
-    ML_HalfNetting_SecondLeg_Buy = 5,
-    ML_Netting_SecondLeg_Sell = 6,
-    ML_Netting_SecondLeg_Buy = 7,
-    NotValued = 8,
-};
-
-/// How the loss of one entry is found.
-struct OrderValuation
-{
-    OrderType type = OrderType::NotValued;
-    double usedPrice = 0.0; // the price the order is held against
-    double secondLeg = 0.0; // loss of a netted second leg, for all its contracts: the same at every price
-    double quantity = 0.0;  // contracts, below 0 for a cancellation
-    bool isSell = false;
-    double moneyCoef = 0.0;
-
-    [[nodiscard]] bool LosesUpwards() const noexcept
-    {
-        return type == OrderType::OrdinalSell || type == OrderType::ML_HalfNetting_FirstLeg_Sell ||
-               type == OrderType::ML_HalfNetting_SecondLeg_Sell;
-    }
-    [[nodiscard]] bool LosesDownwards() const noexcept
-    {
-        return type == OrderType::OrdinalBuy || type == OrderType::ML_HalfNetting_FirstLeg_Buy ||
-               type == OrderType::ML_HalfNetting_SecondLeg_Buy;
-    }
-    [[nodiscard]] bool IsNettedSecondLeg() const noexcept
-    {
-        return type == OrderType::ML_Netting_SecondLeg_Sell || type == OrderType::ML_Netting_SecondLeg_Buy;
-    }
-};
 
 /// Second leg under half netting: the spread's price on top of the first leg's settlement price.
 void ValueHalfNettedSecondLeg(const SOrderInfo& info, double price, bool noDiscount, OrderValuation& valuation) noexcept
@@ -84,33 +45,6 @@ void ValueNettedSecondLeg(const SOrderInfo& info, double price, bool noDiscount,
     }
 }
 
-/// Classifies an order of this price. Whatever is not a sale counts as a purchase.
-OrderValuation Value(const KeyPriceType& key, const SOrderInfo& info, double price, bool noDiscount,
-                     const CSpecFutures& futures) noexcept
-{
-    OrderValuation valuation;
-    valuation.quantity = static_cast<double>(info.deltaQuantity);
-    valuation.isSell = key.direction == KeyPriceType::Direction::Sell;
-    valuation.moneyCoef = futures.MoneyCoef;
-    const bool isSell = valuation.isSell;
-    const bool halfNetting = info.participantCalSpreadMarginType == Enums::SpreadMarginType::HalfNetting;
-    const bool netting = info.participantCalSpreadMarginType == Enums::SpreadMarginType::Netting;
-
-    if (key.type == KeyPriceType::Type::Ordinal) {
-        const double settlement = futures.RealCalcPrice;
-        valuation.type = isSell ? OrderType::OrdinalSell : OrderType::OrdinalBuy;
-        valuation.usedPrice = !noDiscount ? price : isSell ? Min(price, settlement) : Max(price, settlement);
-    } else if (key.type == KeyPriceType::Type::FirstLeg && halfNetting) {
-        valuation.type = isSell ? OrderType::ML_HalfNetting_FirstLeg_Sell : OrderType::ML_HalfNetting_FirstLeg_Buy;
-        valuation.usedPrice = info.realCalcPriceFirstLeg;
-    } else if (key.type == KeyPriceType::Type::SecondLeg && halfNetting) {
-        ValueHalfNettedSecondLeg(info, price, noDiscount, valuation);
-    } else if (key.type == KeyPriceType::Type::SecondLeg && netting) {
-        ValueNettedSecondLeg(info, price, noDiscount, valuation);
-    }
-    return valuation;
-}
-
 /// Adds the loss at every price of the grid to the row. The 0 stands first in each minimum: padding stays NaN.
 void AddLossOnGrid(const OrderValuation& order, const RiskRowWrapper& prices, RiskRow& losses) noexcept
 {
@@ -144,7 +78,39 @@ void AddLossFromRates(const OrderValuation& order, const RiskRowWrapper& stress,
     }
 }
 
-/// Adds the loss at the special points. DownRisk and UpRisk are charges: no price is taken from them.
+} // namespace
+
+OrderValuation DescribeOrder(const CSpecFutures& futures, const KeyPriceType& key, const SOrderInfo& info,
+                             kv7type::Discount discount) noexcept
+{
+    // A trade-at-settlement order names an offset from the calculation price.
+    const double offset = key.calculatedPrice.AsDouble();
+    const double price = futures.IsTAS ? offset + futures.CalcFutPrice : offset;
+    const bool noDiscount = discount == kv7type::Discount::No;
+    OrderValuation valuation;
+    valuation.quantity = static_cast<double>(info.deltaQuantity);
+    valuation.isSell = key.direction == KeyPriceType::Direction::Sell;
+    valuation.moneyCoef = futures.MoneyCoef;
+    const bool isSell = valuation.isSell;
+    const bool halfNetting = info.participantCalSpreadMarginType == Enums::SpreadMarginType::HalfNetting;
+    const bool netting = info.participantCalSpreadMarginType == Enums::SpreadMarginType::Netting;
+
+    if (key.type == KeyPriceType::Type::Ordinal) {
+        const double settlement = futures.RealCalcPrice;
+        valuation.type = isSell ? OrderType::OrdinalSell : OrderType::OrdinalBuy;
+        valuation.usedPrice = !noDiscount ? price : isSell ? Min(price, settlement) : Max(price, settlement);
+    } else if (key.type == KeyPriceType::Type::FirstLeg && halfNetting) {
+        valuation.type = isSell ? OrderType::ML_HalfNetting_FirstLeg_Sell : OrderType::ML_HalfNetting_FirstLeg_Buy;
+        valuation.usedPrice = info.realCalcPriceFirstLeg;
+    } else if (key.type == KeyPriceType::Type::SecondLeg && halfNetting) {
+        ValueHalfNettedSecondLeg(info, price, noDiscount, valuation);
+    } else if (key.type == KeyPriceType::Type::SecondLeg && netting) {
+        ValueNettedSecondLeg(info, price, noDiscount, valuation);
+    }
+    return valuation;
+}
+
+// DownRisk and UpRisk are charges: no price is taken from them.
 void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& prices, SpecialRiskPoints& losses) noexcept
 {
     for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i) {
@@ -161,8 +127,6 @@ void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& price
     }
 }
 
-} // namespace
-
 Risk CSpecFutures::TransformToOrder(const OrdersMap& orders, kv7type::Discount discount,
                                     Enums::ClientRiskLevel level) const
 {
@@ -172,10 +136,7 @@ Risk CSpecFutures::TransformToOrder(const OrdersMap& orders, kv7type::Discount d
     RiskRow losses(prices.GetParameters().length());
 
     for (const auto& [key, info] : orders) {
-        // A trade-at-settlement order names an offset from the calculation price.
-        const double offset = key.calculatedPrice.AsDouble();
-        const double price = IsTAS ? offset + CalcFutPrice : offset;
-        const OrderValuation order = Value(key, info, price, discount == kv7type::Discount::No, *this);
+        const OrderValuation order = DescribeOrder(*this, key, info, discount);
         AddLossOnGrid(order, prices.GetCentralRowOfVolatilityMatrix(), losses);
         AddLossFromRates(order, prices.InterestRateUp(), risk.GetRisk().InterestRateUp());
         AddLossFromRates(order, prices.InterestRateDown(), risk.GetRisk().InterestRateDown());

@@ -1,5 +1,6 @@
 #include "SpecPosition.h"
 
+#include <span>
 #include <utility>
 
 #include "RiskNode.h"
@@ -8,8 +9,21 @@
 #include "SpecFutures.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
+#include "currencytype.h"
 
 namespace kv7im {
+
+namespace {
+
+// Quantities add up, as the machine word does; all else is the later change's.
+void AddOrder(SOrderInfo& entry, const SOrderInfo& change) noexcept
+{
+    const std::int64_t quantity = kv7base::detail::WrappingAdd(entry.deltaQuantity, change.deltaQuantity);
+    entry = change;
+    entry.deltaQuantity = quantity;
+}
+
+} // namespace
 
 RiskObjectLevel NettingLevelOf(const CSpecFutures& futures)
 {
@@ -46,6 +60,58 @@ void CSpecPosition::UpdateInitialMarginByNewPosition(std::int64_t quantity, doub
 
 double CSpecPosition::CalculateNOVi(std::int64_t) const { return 0.0; }
 
+CSpecPosition::OrderChange::OrderChange(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders)
+    : m_position(position)
+{
+    try {
+        position.CollectDeltaOrders(count, orders);
+    } catch (...) {
+        position.ForgetDeltaOrders();
+        throw;
+    }
+}
+
+CSpecPosition::OrderChange::~OrderChange() { m_position.ForgetDeltaOrders(); }
+
+void CSpecPosition::OrderChange::Apply()
+{
+    m_position.UpdateRisksByOrderChanges();
+    m_position.UpdateOrders();
+}
+
+void CSpecPosition::UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders)
+{
+    OrderChange change(*this, count, orders);
+    change.Apply();
+}
+
+// Each change lands on its entry, in the given order; its entry of the open orders is made here, still without a
+// quantity, so that UpdateOrders needs no memory.
+void CSpecPosition::CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders)
+{
+    for (const SClearingDeltaOrder& order : std::span(orders, count)) {
+        if (order.orderInfo.deltaQuantity == 0) continue;
+        AddOrder(m_deltaOrders.try_emplace(order.CalculatedPrice).first->second, order.orderInfo);
+        m_orders.try_emplace(order.CalculatedPrice);
+    }
+}
+
+void CSpecPosition::UpdateOrders() noexcept
+{
+    for (const auto& [key, change] : m_deltaOrders)
+        AddOrder(m_orders.find(key)->second, change);
+}
+
+// Open orders without a quantity go: those that were cancelled, and those that a change has not come to.
+void CSpecPosition::ForgetDeltaOrders() noexcept
+{
+    for (const auto& [key, change] : m_deltaOrders) {
+        const auto open = m_orders.find(key);
+        if (open != m_orders.end() && open->second.deltaQuantity == 0) m_orders.erase(open);
+    }
+    m_deltaOrders.clear();
+}
+
 CSpecPositionFutures::CSpecPositionFutures(RiskParticipant* participant, const CSpecFutures& futures,
                                            RiskNodeFutures& futuresRisk)
     : CSpecPosition(participant, futures, futures.Code), m_futures(futures), m_futuresRisk(futuresRisk)
@@ -70,6 +136,12 @@ void CSpecPositionFutures::CalculatePosRisk(std::int64_t oldQuantity, double old
     };
     m_futuresRisk.ReplacePosition(state(oldQuantity, oldPrice), state(m_quantity, m_WAPrice),
                                   m_participant->GetShortOptionMinimumChargeRatio());
+}
+
+void CSpecPositionFutures::UpdateRisksByOrderChanges()
+{
+    const auto discount = m_participant->GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
+    m_futuresRisk.AddOrders(m_futures, m_deltaOrders, discount, m_participant->GetShortOptionMinimumChargeRatio());
 }
 
 CSpecPositionOptionsBase::CSpecPositionOptionsBase(RiskParticipant* participant, const CSpecOption& option,
@@ -121,12 +193,26 @@ void CSpecPositionOptions::CalculatePosRisk(std::int64_t oldQuantity, double old
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
 }
 
+void CSpecPositionOptions::UpdateRisksByOrderChanges()
+{
+    m_optionSeriesRisk.AddOrdersInSpread(m_options, m_deltaOrders, m_participant->GetShortOptionMinimumChargeRatio(),
+                                         m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
+    // With the series its net option value went out of the futures and came back: the same, but for the rounding.
+    m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
+    m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
+}
+
 void CSpecPositionOptionsWithoutSpread::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi)
 {
     const OptionTransform before = Describe(oldQuantity, oldPrice);
     const OptionTransform after = Describe(m_quantity, m_WAPrice);
     m_optionSeriesRisk.ReplacePosition(before, after, m_participant->GetShortOptionMinimumChargeRatio());
     UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
+}
+
+void CSpecPositionOptionsWithoutSpread::UpdateRisksByOrderChanges()
+{
+    m_optionSeriesRisk.AddOrders(m_options, m_deltaOrders, m_participant->GetShortOptionMinimumChargeRatio());
 }
 
 } // namespace kv7im

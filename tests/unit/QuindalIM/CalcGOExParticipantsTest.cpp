@@ -1,4 +1,5 @@
-// The calculator's participants: what registration refuses, and the five margins of a position.
+// The calculator's participants: what registration refuses, the five margins of a position and of an order, and clients
+// that are changed.
 #include "CalcGOEx.h"
 
 #include <array>
@@ -13,6 +14,7 @@
 #include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
+#include "SpecOrderList.h"
 #include "except.h"
 
 namespace {
@@ -72,6 +74,11 @@ protected:
     {
         return calculator.SetPositionEx(code, isin, quantity, price, margins.volatility, margins.delivery, margins.part,
                                         margins.firm, margins.account, type, 0);
+    }
+    Z9ERR Order(const char* code, bool isBuying, std::int64_t quantity, double price, Margins& margins)
+    {
+        return calculator.ChangeOrderEx(code, isin, isBuying, t_bprice_int(price), quantity, margins.volatility,
+                                        margins.delivery, margins.part, margins.firm, margins.account);
     }
     template <class Call>
     static Z9ERR CodeThrownBy(Call call)
@@ -334,6 +341,137 @@ TEST_F(CalcGOExParticipantsTest, AFailureLeavesAllFiveResultsAlone)
         CodeThrownBy([&] { return Position("ACC", 1, 1.0, margins, AccountHierarchyRecordType::SettlementAccount); }),
         Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND);
     EXPECT_EQ(margins, Margins());
+}
+
+// Unlike a position, which each level under Netting is told of by a record of its own.
+TEST_F(CalcGOExParticipantsTest, AnOrderEntersEveryLevelUnderNettingAtOnce)
+{
+    ASSERT_EQ(Account("ACC"), Z9ERR_OK);
+    ASSERT_EQ(Firm("AA00", "ACC"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001", 1.5), Z9ERR_OK);
+    Margins margins;
+    ASSERT_EQ(Position("AA00001", 1, 1000.0, margins), Z9ERR_OK);
+    EXPECT_EQ(margins.firm, 0.0);
+    // Bought at 1010 each loses 110 at 900; the client's position loses 100 beside it, and its GO is 1.5 times the sum.
+    ASSERT_EQ(Order("AA00001", true, 2, 1010.0, margins), Z9ERR_OK);
+    EXPECT_NEAR(margins.volatility, 320.0, 1e-9);
+    EXPECT_NEAR(margins.delivery, 320.0, 1e-9);
+    EXPECT_EQ(margins.part, 480.0);
+    EXPECT_EQ(margins.firm, 220.0);
+    EXPECT_EQ(margins.account, 220.0);
+    ASSERT_EQ(Order("AA00001", true, -2, 1010.0, margins), Z9ERR_OK);
+    EXPECT_EQ(margins.part, 150.0);
+    EXPECT_EQ(margins.firm, 0.0);
+    EXPECT_EQ(margins.account, 0.0);
+}
+
+TEST_F(CalcGOExParticipantsTest, AnOrderReachesAFirmUnderHalfNettingAndAnAccountUnderGrossByWhatItChanged)
+{
+    ASSERT_EQ(Account("ACC", MarginRule::Gross), Z9ERR_OK);
+    ASSERT_EQ(Firm("AA00", "ACC", MarginRule::HalfNetting), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK);
+    Margins margins;
+    ASSERT_EQ(Position("AA00001", 1, 1000.0, margins), Z9ERR_OK);
+    EXPECT_EQ(margins.account, 100.0);
+    ASSERT_EQ(Order("AA00001", true, 2, 1010.0, margins), Z9ERR_OK);
+    EXPECT_EQ(margins.part, 320.0);
+    EXPECT_EQ(margins.firm, 320.0);
+    EXPECT_EQ(margins.account, 320.0);
+}
+
+TEST_F(CalcGOExParticipantsTest, AnOrderIsOneEntryOfItsPriceAndSide)
+{
+    ASSERT_EQ(Firm("AA00"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK);
+    Margins margins;
+    ASSERT_EQ(Order("AA00001", true, 3, 1010.0, margins), Z9ERR_OK);
+    ASSERT_EQ(Order("AA00001", true, 4, 1010.0, margins), Z9ERR_OK);
+    const auto& positions = Client("AA00001").GetPortfolio().RangePositions();
+    ASSERT_EQ(positions.size(), 1u);
+    const OrdersMap& orders = positions.begin()->second.GetFuturesPositionSpec().GetOrders();
+    ASSERT_EQ(orders.size(), 1u);
+    const auto& [key, info] = *orders.begin();
+    EXPECT_EQ(key.calculatedPrice.AsPlain(), 101000000);
+    EXPECT_EQ(key.direction, KeyPriceType::Direction::Buy);
+    EXPECT_EQ(key.type, KeyPriceType::Type::Ordinal);
+    EXPECT_EQ(info.deltaQuantity, 7);
+    EXPECT_EQ(info.initializationType, SOrderInfo::InitializationType::FullFill);
+    EXPECT_EQ(info.multilegIsin, isin);
+}
+
+TEST_F(CalcGOExParticipantsTest, TakingOrdersInAndOutAgainTouchesNoHeap)
+{
+    ASSERT_EQ(Account("ACC"), Z9ERR_OK);
+    ASSERT_EQ(Firm("AA00", "ACC"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK);
+    Margins margins;
+    const auto inAndOut = [&] {
+        for (const std::int64_t quantity : {5, -5})
+            for (const bool isBuying : {true, false})
+                ASSERT_EQ(Order("AA00001", isBuying, quantity, 1000.0, margins), Z9ERR_OK);
+    };
+    inAndOut();
+    inAndOut();
+    const testing_support::AllocationProbe probe;
+    inAndOut();
+    EXPECT_EQ(probe.Count(), 0u);
+    EXPECT_EQ(margins.part, 0.0);
+}
+
+TEST_F(CalcGOExParticipantsTest, AnOrderThatFailsLeavesAllFiveResultsAlone)
+{
+    ASSERT_EQ(Firm("AA00"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK);
+    Margins margins;
+    EXPECT_EQ(calculator.ChangeOrderEx("AA00001", 1, true, t_bprice_int(1.0), 1, margins.volatility, margins.delivery,
+                                       margins.part, margins.firm, margins.account),
+              Z9ERR_INSTRUMENT_ABSENT)
+        << "isin 1 is the base contract";
+    EXPECT_EQ(CodeThrownBy([&] { return Order("AA00002", true, 1, 1.0, margins); }), Z9ERR_CHECK_CLIENT_NOT_FOUND);
+    EXPECT_EQ(CodeThrownBy([&] { return Order("AA0000", true, 1, 1.0, margins); }), Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(margins, Margins());
+}
+
+TEST_F(CalcGOExParticipantsTest, AClientThatIsChangedIsMarginedAsOneRegisteredSo)
+{
+    ASSERT_EQ(Firm("AA00"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK); // no futures discount
+    Margins margins;
+    ASSERT_EQ(Position("AA00001", 2, 990.0, margins), Z9ERR_OK);
+    ASSERT_EQ(Order("AA00001", true, 1, 980.0, margins), Z9ERR_OK);
+    EXPECT_EQ(margins.part, 300.0); // valued at 1000 all three
+    ASSERT_EQ(calculator.ChangeClient("AA00001", false, -1, -1.0), Z9ERR_OK);
+    EXPECT_EQ(Client("AA00001").GetRiskParameters().nClr2Delivery, -1);
+    EXPECT_EQ(Client("AA00001").GetRiskParameters().expWeight.AsPlain(), -100);
+    EXPECT_EQ(Client("AA00001").GetInitialMargin(), 260.0); // 2 x (990 - 900) + 980 - 900
+}
+
+TEST_F(CalcGOExParticipantsTest, AClientThatIsNotThereOrACodeThatIsNoneIsNotChanged)
+{
+    EXPECT_EQ(calculator.ChangeClient("AA00001", true, 0, 0.5), Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND);
+    ASSERT_EQ(Firm("AA00"), Z9ERR_OK);
+    EXPECT_EQ(calculator.ChangeClient("AA00001", true, 0, 0.5), Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND);
+    EXPECT_EQ(CodeThrownBy([&] { return calculator.ChangeClient("AA0000", true, 0, 0.5); }),
+              Z9ERR_COMMON_WRONG_ARGUMENTS);
+}
+
+// Whether the engine's pool or a container notices it, it is the code of what nobody foresaw, and nothing is thrown on.
+TEST_F(CalcGOExParticipantsTest, AChangeForWhichThereIsNoMemoryIsUnforeseenAndLeavesTheClientAsItWas)
+{
+    ASSERT_EQ(Firm("AA00"), Z9ERR_OK);
+    ASSERT_EQ(Part("AA00001"), Z9ERR_OK);
+    Margins margins;
+    ASSERT_EQ(Position("AA00001", 2, 990.0, margins), Z9ERR_OK);
+    Z9ERR result = Z9ERR_OK;
+    {
+        const testing_support::LargeAllocationsFail noMemory(1);
+        result = calculator.ChangeClient("AA00001", false, 0, 0.25);
+    }
+    EXPECT_EQ(result, Z9ERR_CALCGO_API_COMMON_ERROR);
+    EXPECT_EQ(Client("AA00001").GetRiskParameters().expWeight.AsPlain(), 50);
+    EXPECT_EQ(Client("AA00001").GetInitialMargin(), 200.0);
+    EXPECT_EQ(calculator.ChangeClient("AA00001", false, 0, 0.25), Z9ERR_OK);
+    EXPECT_EQ(Client("AA00001").GetInitialMargin(), 180.0);
 }
 
 } // namespace

@@ -68,6 +68,13 @@ inline std::int32_t Position(std::intptr_t calc, const char* code, const char* i
                        &margins.firm, &margins.account, type, 0);
 }
 
+inline std::int32_t Order(std::intptr_t calc, const char* code, const char* instrument, std::int32_t isBuy,
+                          double price, std::int64_t deltaQuantity, Margins& margins)
+{
+    return ChangeOrder(calc, code, instrument, isBuy, price, deltaQuantity, &margins.volatility, &margins.delivery,
+                       &margins.part, &margins.firm, &margins.account);
+}
+
 /// Buffers and values of GetNextFutures, each holding a value of its own until it is written.
 struct FuturesEntry
 {

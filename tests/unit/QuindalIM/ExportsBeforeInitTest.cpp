@@ -137,11 +137,16 @@ std::vector<Case> AllWithPointers()
          [](Room&, const std::string& null) {
              return calls::Option(0, Unless(null == "OptionCode", "O"), Unless(null == "OptionSeriesCode", "S"));
          }},
+        {"InsertMultileg",
+         {"Code"}, // under this name in the log
+         94821,
+         [](Room&, const std::string& null) { return InsertMultileg(0, Unless(!null.empty(), "M-1-2")); }},
         setOnFirst("SetOnFirstCurrency", SetOnFirstCurrency),
         setOnFirst("SetOnFirstBaseContract", SetOnFirstBaseContract),
         setOnFirst("SetOnFirstFutures", SetOnFirstFutures),
         setOnFirst("SetOnFirstOptionSeries", SetOnFirstOptionSeries),
         setOnFirst("SetOnFirstOption", SetOnFirstOption),
+        setOnFirst("SetOnFirstMultileg", SetOnFirstMultileg),
         {"GetNextCurrency",
          {"CurrencyId", "CurvatureRadius"},
          94821,
@@ -310,6 +315,13 @@ std::vector<Case> AllWithPointers()
                                   number("OptionSeriesCodeSize"), real("Strike"), small("OptionType"),
                                   real("CalcOptPrice"));
          }},
+        {"GetNextMultileg",
+         {"MultilegCode", "MultilegCodeSize"},
+         94821,
+         [](Room& room, const std::string& null) {
+             return GetNextMultileg(0, Unless(null == "MultilegCode", room.text.data()),
+                                    Unless(null == "MultilegCodeSize", &room.number));
+         }},
         {"RegisterSettlementAccount",
          {"SettlementAccountId"},
          94821,
@@ -322,6 +334,10 @@ std::vector<Case> AllWithPointers()
          {"ClientCode"},
          94821,
          [](Room&, const std::string& null) { return calls::Part(0, Unless(!null.empty(), "AA00001")); }},
+        {"ChangePart",
+         {"Code"},
+         94821,
+         [](Room&, const std::string& null) { return ChangePart(0, Unless(!null.empty(), "AA00001"), 0, 0, 0.5); }},
         {"InsertBrokerBaseContractParam",
          {"Code", "CodeBC"},
          94821,
@@ -338,6 +354,16 @@ std::vector<Case> AllWithPointers()
              return SetPosition(0, Unless(null == "Code", "AA00001"), Unless(null == "InstrCode", "FUT"), 1, 0.0,
                                 real("VolatilityPartGO"), real("DeliveryAndVolatilityPartGO"), real("PartGO"),
                                 real("FirmGO"), real("SettlementAccountGO"), QUINDAL_ACCOUNT_HIERARCHY_CLIENT, 0);
+         }},
+        {"ChangeOrder",
+         {"Code", "InstrCode", "VolatilityPartGO", "DeliveryAndVolatilityPartGO", "PartGO", "FirmGO",
+          "SettlementAccountGO"},
+         94820,
+         [](Room& room, const std::string& null) {
+             const auto real = [&](const char* name) { return Unless(null == name, &room.real); };
+             return ChangeOrder(0, Unless(null == "Code", "AA00001"), Unless(null == "InstrCode", "FUT"), 1, 0.0, 1,
+                                real("VolatilityPartGO"), real("DeliveryAndVolatilityPartGO"), real("PartGO"),
+                                real("FirmGO"), real("SettlementAccountGO"));
          }},
     };
 }

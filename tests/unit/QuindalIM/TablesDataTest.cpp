@@ -276,6 +276,23 @@ TEST(Dictionary, NamesTheColumnsOfEachTable)
                    "InterestRate2RiskUp;InterestRate2RiskDown");
     ASSERT_TRUE(dictionary.GetNextOption(row, true));
     EXPECT_EQ(row, "Code;CodeVF;Strike;OptType;CalcOptPrice;BaseGOSell;SynthBaseGO;BaseGOBuy");
+    ASSERT_TRUE(dictionary.GetNextMultileg(row, true));
+    EXPECT_EQ(row, "Code");
+}
+
+TEST(Dictionary, GivesTheNamesOfBaseContractsWithoutMovingTheCursor)
+{
+    Dictionary dictionary;
+    dictionary.AddBaseContract(Element(R"(<BaseContract Code="B1"/>)"));
+    dictionary.AddBaseContract(Element(R"(<BaseContract Code="B2"/>)"));
+    std::string row;
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, false));
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, true));
+    EXPECT_TRUE(row.starts_with("Code;CodeMCS;VolatNum;"));
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, false));
+    EXPECT_TRUE(row.starts_with("B2;"));
+    ASSERT_TRUE(dictionary.GetNextBaseContract(row, true)) << "at the end, too";
+    EXPECT_FALSE(dictionary.GetNextBaseContract(row, false));
 }
 
 TEST(Dictionary, KeepsAFuturesWithAnEmptyColumnForEachAttributeItLacks)
@@ -313,6 +330,24 @@ TEST(Dictionary, TakesTheCommonParametersAsTheyStand)
     EXPECT_FALSE(dictionary.GetCommonParameters(row, false));
     dictionary.SetOnFirstCommonParameters();
     EXPECT_TRUE(dictionary.GetCommonParameters(row, false));
+}
+
+TEST(Dictionary, TakesTheCodeOfAMultilegAsItStands)
+{
+    Dictionary dictionary;
+    dictionary.AddMultileg("FUT-12.26-3.27");
+    dictionary.AddMultileg(" A;B ");
+    std::string row;
+    ASSERT_TRUE(dictionary.GetNextMultileg(row, false));
+    EXPECT_EQ(row, "FUT-12.26-3.27");
+    ASSERT_TRUE(dictionary.GetNextMultileg(row, true));
+    EXPECT_EQ(row, "Code");
+    ASSERT_TRUE(dictionary.GetNextMultileg(row, false)) << "the header has moved no cursor";
+    EXPECT_EQ(row, " A;B ");
+    EXPECT_FALSE(dictionary.GetNextMultileg(row, false));
+    dictionary.SetOnFirstMultileg();
+    EXPECT_TRUE(dictionary.GetNextMultileg(row, false));
+    EXPECT_FALSE(dictionary.GetNextOption(row, false)) << "every other table is empty";
 }
 
 TEST(Dictionary, ReadsEachTableThroughACursorOfItsOwn)
@@ -363,6 +398,7 @@ TEST(Dictionary, IsEmptyInEveryTableWhenCleared)
     dictionary.AddFutures(Element("<Futures/>"));
     dictionary.AddOptionSeries(Element("<VirtFutures/>"));
     dictionary.AddOption(Element("<Option/>"));
+    dictionary.AddMultileg("FUT-12.26-3.27");
     dictionary.Clear();
     std::string row;
     EXPECT_FALSE(dictionary.GetCommonParameters(row, false));
@@ -371,6 +407,7 @@ TEST(Dictionary, IsEmptyInEveryTableWhenCleared)
     EXPECT_FALSE(dictionary.GetNextFutures(row, false));
     EXPECT_FALSE(dictionary.GetNextOptionSeries(row, false));
     EXPECT_FALSE(dictionary.GetNextOption(row, false));
+    EXPECT_FALSE(dictionary.GetNextMultileg(row, false));
     EXPECT_TRUE(dictionary.GetNextFutures(row, true)) << "the headers stay";
 }
 

@@ -12,9 +12,11 @@
 #include "Client.h"
 #include "HandMarket.h"
 #include "InstrumentsRepository.h"
+#include "MarginOrchestrator.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
+#include "SpecOrderList.h"
 #include "except.h"
 
 inline constexpr Isin UnknownIsin = 99;
@@ -24,6 +26,29 @@ inline constexpr Isin UnknownIsin = 99;
     SSettlementAccountMoneyStruct record;
     id.copy(record.Code, sizeof record.Code);
     return record;
+}
+
+/// A change of orders as an application asks for it: contracts of an instrument at a price, below 0 to cancel.
+[[nodiscard]] inline SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, double price, std::int64_t deltaQuantity)
+{
+    SClearingDeltaOrder order;
+    order.CalculatedPrice = {t_bprice_int(price),
+                             isBuying ? KeyPriceType::Direction::Buy : KeyPriceType::Direction::Sell,
+                             KeyPriceType::Type::Ordinal};
+    order.isin = isin;
+    order.isBuying = isBuying;
+    order.orderInfo = SOrderInfo(SOrderInfo::InitializationType::FullFill, isin, deltaQuantity);
+    return order;
+}
+[[nodiscard]] inline Z9ERR Buy(BraskClient& client, Isin isin, double price, std::int64_t deltaQuantity)
+{
+    const SClearingDeltaOrder order = MakeOrder(isin, true, price, deltaQuantity);
+    return margin_orchestrator::ChangeOrder(client, isin, 1, &order);
+}
+[[nodiscard]] inline Z9ERR Sell(BraskClient& client, Isin isin, double price, std::int64_t deltaQuantity)
+{
+    const SClearingDeltaOrder order = MakeOrder(isin, false, price, deltaQuantity);
+    return margin_orchestrator::ChangeOrder(client, isin, 1, &order);
 }
 
 /// What the exception says of itself.

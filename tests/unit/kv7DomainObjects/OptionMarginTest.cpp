@@ -1,69 +1,27 @@
 // Options in the account tree: who looks at deliveries, the book without premium-style options, and the road of an
 // option's position upward.
-#include <algorithm>
-#include <array>
-#include <map>
 #include <random>
-#include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "AccountTree.h"
 #include "MarginOrchestrator.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "OptionTree.h"
+#include "PlainWalk.h"
 
 using Enums::MarginRule;
 using Enums::OptionType;
 using margin_orchestrator::SetPositionBroker;
 using margin_orchestrator::SetPositionClient;
 using margin_orchestrator::SetPositionSettlementAccount;
+using plain_walk::AtEveryPairOfRules;
+using plain_walk::Walk;
 
 namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
 constexpr MarginRule Netting = MarginRule::Netting;
-
-constexpr Isin SpreadFutures = 2;  // in spread
-constexpr Isin Call825 = 11;       // of the deliverable series DEL on FUT, standing alone
-constexpr Isin Call850 = 12;       // of the series NET in spread with SpreadFutures
-constexpr Isin PremiumPut850 = 13; // of the premium-style series EQ in spread with SpreadFutures
-
-/// The account tree over FUT, which stands alone with a deliverable series, and over a futures in spread with two
-/// series of which one is premium-style.
-struct OptionTree : AccountTree
-{
-    OptionTree()
-    {
-        FuturesSample futures = HandFutures("FUT2", SpreadFutures);
-        futures.SpreadAspect = Enums::SpreadAspect::InSpread;
-        Check(futures.InsertInto(instruments));
-        kv7im::OptionSeriesParameters premium = InSpread(HandSeries("EQ", "FUT2"));
-        premium.marginStyle = Enums::MarginStyle::Equity;
-        for (const auto& series : {Deliverable(HandSeries("DEL")), InSpread(HandSeries("NET", "FUT2")), premium})
-            Check(instruments.InsertVirtFutures(series));
-        AddOption("DEL", Call825, OptionType::Call, 825.0);
-        AddOption("NET", Call850, OptionType::Call, 850.0);
-        AddOption("EQ", PremiumPut850, OptionType::Put, 850.0);
-    }
-
-    void AddOption(const std::string& series, Isin isin, OptionType type, double strike)
-    {
-        Check(HandOption(series, isin, type, strike).InsertInto(instruments));
-    }
-
-    /// The series of an option, to be given clearings of its own.
-    kv7im::CSpecVirtFutures& SeriesOf(Isin option) { return *Option(option).VirtFutures; }
-    const kv7im::CSpecOption& Option(Isin option) const
-    {
-        return *instruments.GetOption(kv7im::AccessByStatus::eCurrent, option);
-    }
-};
 
 /// A firm with two clients under an account.
 struct Hierarchy : OptionTree
@@ -329,225 +287,28 @@ TEST(OptionMarginTest, EveryPairOfRulesMovesItsLevels)
     }
 }
 
-namespace {
-
-using Cells = std::array<double, 3>; // at 700, 800 and 900
-constexpr Cells Prices{700.0, 800.0, 900.0};
-
-/// What nets together: a group of futures in spread, a futures alone with its series in spread, or a series alone.
-enum Entity
-{
-    Group,
-    FuturesAlone,
-    SeriesAlone,
-    DeliverableSeries,
-    EntityCount
-};
-
-struct Instrument
-{
-    ::Isin Isin;
-    Entity entity;
-    char kind; // f, c, p
-    double strike;
-    bool lossesOnly; // of a series that enforces half netting
-};
-
-// Besides the instruments of OptionTree: a series of its own on SpreadFutures, and one on FUT that enforces half
-// netting.
-const std::vector<Instrument> instrumentsOfTheWalk = {
-    {SpreadFutures, Group, 'f', 0.0, false},
-    {Call850, Group, 'c', 850.0, false},
-    {PremiumPut850, Group, 'p', 850.0, false},
-    {FUT, FuturesAlone, 'f', 0.0, false},
-    {21, FuturesAlone, 'c', 775.0, true},
-    {22, FuturesAlone, 'p', 825.0, true},
-    {31, SeriesAlone, 'c', 725.0, false},
-    {32, SeriesAlone, 'p', 775.0, false},
-    {Call825, DeliverableSeries, 'c', 825.0, false},
-    {42, DeliverableSeries, 'p', 775.0, false},
-};
-
-struct Holding
-{
-    double quantity;
-    double price;
-};
-using Book = std::map<Isin, Holding>;
-
-double Worth(const Instrument& instrument, double price)
-{
-    if (instrument.kind == 'f') return price;
-    return std::max(instrument.kind == 'c' ? price - instrument.strike : instrument.strike - price, 0.0);
-}
-
-/// Outcome of an option at a price near a delivery: exercised by the price of the delivery, not by its own.
-double Outcome(const Instrument& option, double delivery, double price)
-{
-    if (option.kind == 'c') return delivery > option.strike ? price - option.strike : 0.0;
-    return option.strike > delivery ? option.strike - price : 0.0;
-}
-
-/// Result of an entity by price; of the series that enforce half netting only the losses come in, at each price.
-Cells ResultOf(const Book& book, Entity entity)
-{
-    Cells whole{};
-    Cells losses{};
-    for (const Instrument& instrument : instrumentsOfTheWalk) {
-        const auto found = book.find(instrument.Isin);
-        if (instrument.entity != entity || found == book.end()) continue;
-        Cells& cells = instrument.lossesOnly ? losses : whole;
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            cells[i] += found->second.quantity * (Worth(instrument, Prices[i]) - found->second.price);
-    }
-    for (std::size_t i = 0; i < whole.size(); ++i)
-        whole[i] += std::min(losses[i], 0.0);
-    return whole;
-}
-
-/// The worse of the result by price and of every delivery within 50 of the price.
-Cells ResultWithDeliveries(const Book& book, Entity entity)
-{
-    Cells worst = ResultOf(book, entity);
-    if (entity != DeliverableSeries) return worst;
-    for (const double delivery : {750.0, 800.0, 850.0}) {
-        for (std::size_t i = 0; i < worst.size(); ++i) {
-            if (std::abs(Prices[i] - delivery) > 50.0) continue;
-            double result = 0.0;
-            for (const Instrument& instrument : instrumentsOfTheWalk) {
-                const auto found = book.find(instrument.Isin);
-                if (instrument.entity == entity && found != book.end())
-                    result += found->second.quantity * (Outcome(instrument, delivery, Prices[i]) - found->second.price);
-            }
-            worst[i] = std::min(worst[i], result);
-        }
-    }
-    return worst;
-}
-
-/// Losses of some books, added price by price; the worst price of every entity.
-double PlainMargin(const std::vector<const Book*>& books, Cells (*resultOf)(const Book&, Entity))
-{
-    double margin = 0.0;
-    for (int entity = 0; entity < EntityCount; ++entity) {
-        Cells losses{};
-        for (const Book* const book : books) {
-            const Cells result = resultOf(*book, static_cast<Entity>(entity));
-            for (std::size_t i = 0; i < losses.size(); ++i)
-                losses[i] += std::min(result[i], 0.0);
-        }
-        margin -= std::min({losses[0], losses[1], losses[2]});
-    }
-    return margin;
-}
-
-/// Two firms of two clients each, on one account. The clients weigh both margins alike, the firms take the one with
-/// deliveries.
-struct Walk : OptionTree
-{
-    Walk(MarginRule firmRule, MarginRule accountRule) : account(AddAccount("ID1", accountRule)), ruleOfFirms(firmRule)
-    {
-        kv7im::OptionSeriesParameters lossesOnly = InSpread(HandSeries("LOSS"));
-        lossesOnly.EnforceHalfNetting = true;
-        Check(instruments.InsertVirtFutures(lossesOnly));
-        Check(instruments.InsertVirtFutures(HandSeries("ALONE", "FUT2")));
-        AddOption("LOSS", 21, OptionType::Call, 775.0);
-        AddOption("LOSS", 22, OptionType::Put, 825.0);
-        AddOption("ALONE", 31, OptionType::Call, 725.0);
-        AddOption("ALONE", 32, OptionType::Put, 775.0);
-        AddOption("DEL", 42, OptionType::Put, 775.0);
-        for (const std::string code : {"AA01", "AA02"}) {
-            BraskBroker& firm = AddFirm(code, firmRule, account, 1.0);
-            firms.push_back(&firm);
-            for (const char* const client : {"001", "002"})
-                clients.push_back(&AddClient(firm, code + client, 0.5, 1));
-        }
-        books.resize(clients.size());
-    }
-
-    void Step(std::mt19937& random)
-    {
-        const std::size_t client = random() % clients.size();
-        const Instrument& instrument = instrumentsOfTheWalk[random() % instrumentsOfTheWalk.size()];
-        const std::int64_t quantity = static_cast<std::int64_t>(random() % 11) - 5;
-        const double price =
-            instrument.kind == 'f' ? 720.0 + static_cast<double>(random() % 161) : static_cast<double>(random() % 120);
-        ASSERT_EQ(SetPositionClient(*clients[client], instrument.Isin, quantity, price, 0), 0U);
-        books[client][instrument.Isin] = {static_cast<double>(quantity), price};
-    }
-
-    void Compare() const
-    {
-        std::vector<const Book*> all;
-        double firmsTogether = 0.0;
-        for (std::size_t f = 0; f < firms.size(); ++f) {
-            const Book& one = books[2 * f];
-            const Book& other = books[2 * f + 1];
-            all.insert(all.end(), {&one, &other});
-            for (std::size_t c = 2 * f; c < 2 * f + 2; ++c)
-                ASSERT_NEAR(clients[c]->GetInitialMargin(),
-                            0.5 * PlainMargin({&books[c]}, ResultOf) +
-                                0.5 * PlainMargin({&books[c]}, ResultWithDeliveries),
-                            1e-9);
-            const double plain = FirmsTakeLosses() ? PlainMargin({&one, &other}, ResultWithDeliveries) : 0.0;
-            ASSERT_NEAR(firms[f]->GetInitialMargin(), plain, 1e-9);
-            firmsTogether += plain;
-        }
-        ASSERT_NEAR(account->GetInitialMargin(), PlainOfAccount(all, firmsTogether), 1e-9);
-    }
-
-    [[nodiscard]] bool FirmsTakeLosses() const
-    {
-        return ruleOfFirms != Netting && (ruleOfFirms == HalfNetting || account->GetMarginRule() == HalfNetting);
-    }
-    [[nodiscard]] double PlainOfAccount(const std::vector<const Book*>& all, double firmsTogether) const
-    {
-        if (account->GetMarginRule() == HalfNetting) return PlainMargin(all, ResultWithDeliveries);
-        return account->GetMarginRule() == Gross ? firmsTogether : 0.0;
-    }
-
-    BraskSettlementAccountPtr account;
-    MarginRule ruleOfFirms;
-    std::vector<BraskBroker*> firms;
-    std::vector<BraskClient*> clients;
-    std::vector<Book> books;
-};
-
-} // namespace
-
 TEST(OptionMarginTest, EveryLevelFollowsAWalkOverOptionsAtEveryPairOfRules)
 {
-    for (const MarginRule firmRule : {Gross, HalfNetting, Netting}) {
-        for (const MarginRule accountRule : {Gross, HalfNetting, Netting}) {
-            for (unsigned seed = 1; seed <= 3; ++seed) {
-                std::mt19937 random(seed);
-                Walk walk(firmRule, accountRule);
-                for (int step = 0; step < 150; ++step) {
-                    SCOPED_TRACE("firm " + std::to_string(static_cast<int>(firmRule)) + ", account " +
-                                 std::to_string(static_cast<int>(accountRule)) + ", seed " + std::to_string(seed) +
-                                 ", step " + std::to_string(step));
-                    ASSERT_NO_FATAL_FAILURE(walk.Step(random));
-                    ASSERT_NO_FATAL_FAILURE(walk.Compare());
-                }
-            }
+    AtEveryPairOfRules([](Walk& walk, std::mt19937& random) {
+        for (int step = 0; step < 150; ++step) {
+            SCOPED_TRACE("step " + std::to_string(step));
+            ASSERT_NO_FATAL_FAILURE(walk.SetPosition(random));
+            ASSERT_NO_FATAL_FAILURE(walk.Compare());
         }
-    }
+    });
 }
 
 TEST(OptionMarginTest, OptionsThatAreClosedLeaveNothingBehindAtAnyLevel)
 {
-    for (const MarginRule firmRule : {Gross, HalfNetting, Netting}) {
-        for (const MarginRule accountRule : {Gross, HalfNetting, Netting}) {
-            Walk walk(firmRule, accountRule);
-            for (const std::int64_t quantity : {3, -4, 0})
-                for (BraskClient* const client : walk.clients)
-                    for (const Instrument& instrument : instrumentsOfTheWalk)
-                        ASSERT_EQ(SetPositionClient(*client, instrument.Isin, quantity, 33.0, quantity), 0U);
-            for (const BraskClient* const client : walk.clients)
-                EXPECT_EQ(client->GetInitialMargin(), 0.0);
-            for (const BraskBroker* const firm : walk.firms)
-                EXPECT_EQ(firm->GetInitialMargin(), 0.0);
-            EXPECT_EQ(walk.account->GetInitialMargin(), 0.0);
-        }
-    }
+    AtEveryPairOfRules([](const Walk& walk, std::mt19937&) {
+        for (const std::int64_t quantity : {3, -4, 0})
+            for (BraskClient* const client : walk.clients)
+                for (const plain_walk::Instrument& instrument : plain_walk::Instruments)
+                    ASSERT_EQ(SetPositionClient(*client, instrument.Isin, quantity, 33.0, quantity), 0U);
+        for (const BraskClient* const client : walk.clients)
+            EXPECT_EQ(client->GetInitialMargin(), 0.0);
+        for (const BraskBroker* const firm : walk.firms)
+            EXPECT_EQ(firm->GetInitialMargin(), 0.0);
+        EXPECT_EQ(walk.account->GetInitialMargin(), 0.0);
+    });
 }

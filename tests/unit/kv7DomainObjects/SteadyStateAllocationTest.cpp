@@ -1,4 +1,7 @@
-// A position change in steady state touches no general heap, at any pair of rules and for any kind of instrument.
+// A change of a position or of an order in steady state touches no general heap, at any pair of rules and for any kind
+// of instrument.
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,15 +17,20 @@ using margin_orchestrator::SetPositionByRecordType;
 
 namespace {
 
-/// FUT alone, a futures in spread, and options of every road: of a series alone, in spread, with deliveries, with
-/// sub-points, by its losses only, and premium-style.
+/// FUT alone, two futures in spread, spreads of two kinds, and options of every road: of a series alone, in spread,
+/// with deliveries, with sub-points, by its losses only, and premium-style.
 struct Market : AccountTree
 {
     Market()
     {
-        FuturesSample futures = HandFutures("FUT2", 2);
-        futures.SpreadAspect = Enums::SpreadAspect::InSpread;
-        Check(futures.InsertInto(instruments));
+        for (FuturesSample futures : {HandFutures("FUT2", 2), HandFutures("FUT3", 3)}) {
+            futures.SpreadAspect = Enums::SpreadAspect::InSpread;
+            Check(futures.InsertInto(instruments));
+        }
+        for (const Isin spread : spreads) {
+            Check(instruments.InsertMultileg(spread, 2, -1, 1));
+            Check(instruments.InsertMultileg(spread, spread == 5 ? 3 : FUT, 1, 2));
+        }
         for (const char* const code : {"FUT", "FUT2"}) {
             for (const auto& series : {HandSeries("", code), InSpread(HandSeries("", code))}) {
                 Add(series);
@@ -52,7 +60,8 @@ struct Market : AccountTree
         }
     }
 
-    std::vector<Isin> isins{FUT, 2};
+    std::vector<Isin> isins{FUT, 2, 3};
+    std::vector<Isin> spreads{5, 6}; // of futures in spread, and of one that is not
 };
 
 void ExpectNoAllocation(MarginRule firmRule, MarginRule accountRule)
@@ -84,15 +93,58 @@ void ExpectNoAllocation(MarginRule firmRule, MarginRule accountRule)
     EXPECT_EQ(probe.Count(), 0U);
 }
 
-} // namespace
+// Bids and offers in every instrument, each at a few prices, all cancelled again.
+void ExpectNoAllocationForOrders(MarginRule firmRule, MarginRule accountRule)
+{
+    Market tree;
+    const BraskSettlementAccountPtr account = tree.AddAccount("L01-00000001", accountRule);
+    BraskBroker& firm = tree.AddFirm("AA01", firmRule, account);
+    firm.SetNotUseNOVClientDefault(true); // premiums are reserved, and the side book is kept as well
+    BraskClient& client = tree.AddClient(firm, "AA01001", 0.0, 1);
 
-TEST(SteadyStateAllocationTest, APositionChangeAllocatesNothingAfterTheFirstOnes)
+    const auto placeAndCancel = [&](double firstPrice) {
+        Z9ERR code = 0;
+        for (const std::vector<Isin>* const kind : {&tree.isins, &tree.spreads}) {
+            for (const Isin isin : *kind) {
+                for (const std::int64_t quantity : {2, -2}) {
+                    for (const double price : {firstPrice, firstPrice + 5.0, firstPrice + 10.0}) {
+                        code |= Buy(client, isin, price, quantity);
+                        code |= Sell(client, isin, price, quantity);
+                    }
+                }
+            }
+        }
+        return code;
+    };
+    ASSERT_EQ(placeAndCancel(20.0), 0U);
+    ASSERT_EQ(placeAndCancel(25.0), 0U);
+
+    const testing_support::AllocationProbe probe;
+    for (double price = 1.0; price <= 40.0; price += 1.0)
+        ASSERT_EQ(placeAndCancel(price), 0U);
+    EXPECT_EQ(probe.Count(), 0U);
+}
+
+template <class Expectation>
+void AtEveryPairOfRules(const Expectation& expectation)
 {
     for (const MarginRule firmRule : {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting}) {
         for (const MarginRule accountRule : {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting}) {
             SCOPED_TRACE("firm " + std::to_string(static_cast<int>(firmRule)) + ", account " +
                          std::to_string(static_cast<int>(accountRule)));
-            ExpectNoAllocation(firmRule, accountRule);
+            expectation(firmRule, accountRule);
         }
     }
+}
+
+} // namespace
+
+TEST(SteadyStateAllocationTest, APositionChangeAllocatesNothingAfterTheFirstOnes)
+{
+    AtEveryPairOfRules(ExpectNoAllocation);
+}
+
+TEST(SteadyStateAllocationTest, AChangeOfAnOrderAllocatesNothingAfterTheFirstOnes)
+{
+    AtEveryPairOfRules(ExpectNoAllocationForOrders);
 }

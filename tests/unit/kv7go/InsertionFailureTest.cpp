@@ -83,6 +83,23 @@ TEST_F(InsertionFailure, LeavesNoOptionInAnyIndex)
     EXPECT_NE(m_repository.GetOption(eCurrent, 101), nullptr);
 }
 
+TEST_F(InsertionFailure, LeavesNoMultilegAndCompletesOneWithoutMemory)
+{
+    ASSERT_EQ((FuturesSample{.Code = "FUT2", .Isin = 2}.InsertInto(m_repository)), Z9ERR_OK);
+    const long failures = FailAtEachAllocation([&] { return m_repository.InsertMultileg(201, 1, -1, 1); },
+                                               [&] {
+                                                   EXPECT_EQ(m_repository.CountMultilegs(), 0u);
+                                                   EXPECT_EQ(m_repository.GetMultileg(201), nullptr);
+                                                   EXPECT_TRUE(m_repository.RangeMultilegByFirstLegIsin(1).empty());
+                                               });
+    EXPECT_GT(failures, 0);
+    {
+        const testing_support::RoomForAllocations room(0);
+        EXPECT_EQ(m_repository.InsertMultileg(201, 2, 1, 2), Z9ERR_OK) << "the second leg needs none";
+    }
+    EXPECT_TRUE(m_repository.GetMultileg(201)->GetCompleted());
+}
+
 TEST_F(InsertionFailure, LeavesNoCopyOfAFamilyHalfMade)
 {
     ASSERT_EQ(OptionSeriesSample{}.InsertInto(m_repository), Z9ERR_OK);

@@ -1,0 +1,64 @@
+// WhatIf: what the margin of clients would be, had they orders that nobody has sent.
+//
+// Each what-if starts from the book without orders, to the last bit. To cancel its orders would not lead back there:
+// what was added to a sum and taken out of it again leaves the rounding of both, and a collateral instrument keeps a
+// part of a cancelled order until its client's book is made anew. So the book is made anew. Of the whole book only a
+// small part is needed: a client's margin is made of its own positions and of the parameters of its firm, nothing that
+// other clients hold enters into it, and nothing but the clients' margin is asked for. The accounts, the firms and the
+// clients of the what-if are registered again and these clients' positions set in their order, which adds the same
+// numbers in the same sequence. A what-if costs as much as its own clients hold, however large the book.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "CsvTable.h"
+#include "MarginSession.h"
+
+namespace quindal {
+
+/// Orders that are placed together.
+struct WhatIf
+{
+    std::string label;
+    std::vector<Order> orders; // in the order of the file, which is that in which they are placed
+};
+
+/// Reads an orders file: client, instrument, side (buy, sell), quantity (above 0), price (empty or 0 for the calculated
+/// one), and what_if, a label: rows of one label make one what-if, a row without stands alone and is labelled by its
+/// number among the what-ifs. Throws InputError.
+[[nodiscard]] std::vector<WhatIf> ReadWhatIfs(const std::string& file);
+
+/// Throws InputError for an order whose client the accounts do not have.
+void CheckClients(const std::vector<WhatIf>& whatIfs, const CsvTable& accounts);
+
+/// A book of positions in which what-ifs are tried, one after the other.
+class WhatIfBook
+{
+public:
+    /// The session has its instruments; what else it has goes with the first what-if. It and the tables outlive the
+    /// book.
+    WhatIfBook(MarginSession& session, const CsvTable& accounts, const CsvTable& positions);
+
+    /// Figures before and after, one entry a client, in the order in which the what-if names them. The accounts have
+    /// all of its clients. Throws CallError, InputError.
+    [[nodiscard]] std::vector<WhatIfFigures> Try(const WhatIf& whatIf);
+
+private:
+    /// The book without orders, as far as these clients go.
+    void Restore(const std::vector<std::string>& clients);
+
+    using Rows = std::vector<std::size_t>; // of one of the tables, ascending
+
+    MarginSession& m_session;
+    const CsvTable& m_accounts;
+    const CsvTable& m_positions;
+    Rows m_sharedAccounts; // all but the clients
+    std::map<std::string, Rows, std::less<>> m_accountsOfClients;
+    std::map<std::string, Rows, std::less<>> m_positionsOfClients;
+};
+
+} // namespace quindal

@@ -1,0 +1,29 @@
+#!/bin/sh
+# Runs a program next to a server of its own, on a free port, with an ini file that leads there and a log beside it.
+#   with_server.sh <quindal> <market.xml> <program> [argument...]
+# The program gets INI USER PASSWORD before its own arguments. When it fails the log is shown.
+set -eu
+quindal=$1 market=$2 program=$3
+shift 3
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/quindal-served-XXXXXX")
+server=
+finish() {
+    if [ -n "$server" ]; then kill "$server" 2>/dev/null && wait "$server" || true; fi
+    rm -rf "$work"
+}
+trap finish EXIT
+
+printf 'user,part_count,login_type,password\nUSER01,10,CLIENT,secret-word\n' >"$work/users.csv"
+mkfifo "$work/said"
+"$quindal" serve --instruments "$market" --users "$work/users.csv" >"$work/said" &
+server=$!
+read -r line <"$work/said"
+printf '[QuindalIM::mq]\nport = %s\ntimeout = 5000\n[QuindalIM::log]\nfile = %s\n' "${line##* }" "$work/log" \
+    >"$work/margin.ini"
+
+"$program" "$work/margin.ini" USER01 secret-word "$@" || {
+    result=$?
+    [ ! -f "$work/log" ] || tail -n 40 "$work/log" >&2
+    exit "$result"
+}
