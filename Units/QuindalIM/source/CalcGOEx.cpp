@@ -31,6 +31,15 @@ template <class Insert, class TakeBack>
     }
 }
 
+// Room for one more entry, so that entering it needs no memory. In large steps: a map that is asked for exactly what it
+// needs is made anew each time.
+template <class Map>
+void MakeRoomForOne(Map& map)
+{
+    const auto room = static_cast<float>(map.bucket_count()) * map.max_load_factor();
+    if (static_cast<float>(map.size() + 1) > room) map.reserve(2 * (map.size() + 1));
+}
+
 } // namespace
 
 CCalcGOEx::CCalcGOEx(ParticipantRepository& participantRepository, kv7im::InstrumentsRepository& instrumentsRepository,
@@ -79,6 +88,12 @@ Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* 
                                       Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass,
                                       double CFRisk)
 {
+    // Made while nothing is entered yet, so that the end cannot fail.
+    decltype(m_Code_Isin_uMap) codeToIsin{{BaseContractCode, m_Isin}};
+    decltype(m_Isin_Code_uMap) isinToCode{{m_Isin, BaseContractCode}};
+    MakeRoomForOne(m_Code_Isin_uMap);
+    MakeRoomForOne(m_Isin_Code_uMap);
+
     posCalcInstruments_.InsertBaseContract(m_Isin, MSPType != Enums::MSPType::FixedPriceStep, CurrencyId);
     const Z9ERR result = OrTakeBack(
         [&] {
@@ -93,8 +108,8 @@ Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* 
         [&] { posCalcInstruments_.RemoveBaseContract(m_Isin); });
 
     // Refused or not, the code has its isin. A repeat keeps the first isin of the code, and the new one names it too.
-    m_Code_Isin_uMap.emplace(BaseContractCode, m_Isin);
-    m_Isin_Code_uMap.emplace(m_Isin, BaseContractCode);
+    m_Code_Isin_uMap.merge(codeToIsin);
+    m_Isin_Code_uMap.merge(isinToCode);
     ++m_Isin;
     m_empty = false;
     return result;

@@ -29,6 +29,7 @@ public:
     {
         static_assert(alignof(T) <= LazyMemoryPool::Alignment);
         if (count != 1) return std::allocator<T>().allocate(count);
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer, an element of a bucket array of one
         return static_cast<T*>(LazyMemoryPool::AllocateUnfilled(sizeof(T)));
     }
     void deallocate(T* data, std::size_t count) noexcept

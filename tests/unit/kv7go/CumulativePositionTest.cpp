@@ -22,7 +22,6 @@ using Enums::SpreadAspect;
 using Enums::SpreadMarginType;
 using kv7im::CSpecOption;
 using kv7im::CumulativePositionByFutures;
-using kv7im::RiskMatrix;
 using kv7im::RiskNodeOptionSeries;
 
 constexpr auto Level = Enums::ClientRiskLevel::Default;
