@@ -74,9 +74,10 @@ std::int64_t CsvRow::Integer(std::string_view column, std::int64_t byDefault) co
     const std::string& text = Text(column);
     if (text.empty()) return byDefault;
     std::int64_t value = 0;
-    const char* const begin = text.data() + (text.front() == '+' ? 1 : 0);
+    const bool hasPlus = text.front() == '+';
+    const char* const begin = text.data() + (hasPlus ? 1 : 0);
     const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size())
+    if (error != std::errc{} || end != text.data() + text.size() || (hasPlus && *begin == '-'))
         throw Error("column \"" + std::string(column) + "\": \"" + text + "\" is not a whole number");
     return value;
 }

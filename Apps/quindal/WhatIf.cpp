@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -30,11 +31,12 @@ Order ReadOrder(const CsvRow& row)
     return order;
 }
 
+std::int32_t LevelOf(const CsvRow& row) { return row.OneOf("level", AccountLevelWords, AccountLevelClient); }
+
 /// Whether a row of the accounts is a client's.
-bool IsClient(const CsvRow& row)
-{
-    return row.OneOf("level", AccountLevelWords, AccountLevelClient) == AccountLevelClient;
-}
+bool IsClient(const CsvRow& row) { return LevelOf(row) == AccountLevelClient; }
+
+std::string FirmOf(const std::string& client) { return client.substr(0, 4); }
 
 } // namespace
 
@@ -48,7 +50,7 @@ std::vector<WhatIf> ReadWhatIfs(const std::string& file)
         const std::string& label = row.Text("what_if");
         std::size_t place = whatIfs.size();
         if (!label.empty()) place = labels.emplace(label, place).first->second;
-        if (place == whatIfs.size()) whatIfs.push_back({label.empty() ? std::to_string(place + 1) : label, {}});
+        if (place == whatIfs.size()) whatIfs.push_back({label.empty() ? '#' + std::to_string(place + 1) : label, {}});
         whatIfs[place].orders.push_back(ReadOrder(row));
     }
     return whatIfs;
@@ -73,8 +75,10 @@ WhatIfBook::WhatIfBook(MarginSession& session, const CsvTable& accounts, const C
         const CsvRow row = accounts[i];
         if (IsClient(row))
             m_accountsOfClients[row.Text("code")].push_back(i);
-        else
-            m_sharedAccounts.push_back(i);
+        else if (LevelOf(row) == AccountLevelSettlementAccount)
+            m_settlementAccounts.push_back(i);
+        else // a firm, or one of its ratios
+            m_accountsOfFirms[row.Text("code")].push_back(i);
     }
     for (std::size_t i = 0; i < positions.size(); ++i) {
         const CsvRow row = positions[i];
@@ -88,10 +92,13 @@ void WhatIfBook::Restore(const std::vector<std::string>& clients)
 {
     m_session.RemoveAccounts();
     // In the order of the file, where each stands behind what it needs.
-    Rows rows = m_sharedAccounts;
+    Rows rows = m_settlementAccounts;
+    const auto take = [&rows](const Rows& own) { rows.insert(rows.end(), own.begin(), own.end()); };
+    std::set<std::string> firms;
     for (const std::string& client : clients) {
-        const Rows& own = m_accountsOfClients.at(client);
-        rows.insert(rows.end(), own.begin(), own.end());
+        take(m_accountsOfClients.at(client));
+        const std::string firm = FirmOf(client);
+        if (firms.insert(firm).second) take(m_accountsOfFirms.at(firm));
     }
     std::sort(rows.begin(), rows.end());
     for (const std::size_t row : rows)

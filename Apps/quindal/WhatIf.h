@@ -4,9 +4,9 @@
 // what was added to a sum and taken out of it again leaves the rounding of both, and a collateral instrument keeps a
 // part of a cancelled order until its client's book is made anew. So the book is made anew. Of the whole book only a
 // small part is needed: a client's margin is made of its own positions and of the parameters of its firm, nothing that
-// other clients hold enters into it, and nothing but the clients' margin is asked for. The accounts, the firms and the
-// clients of the what-if are registered again and these clients' positions set in their order, which adds the same
-// numbers in the same sequence. A what-if costs as much as its own clients hold, however large the book.
+// other clients hold enters into it, and nothing but the clients' margin is asked for. The accounts, and the clients of
+// the what-if with their firms, are registered again and these clients' positions set in their order, which adds the
+// same numbers in the same sequence. A what-if costs as much as its own clients hold, however large the book.
 #pragma once
 
 #include <cstddef>
@@ -28,8 +28,8 @@ struct WhatIf
 };
 
 /// Reads an orders file: client, instrument, side (buy, sell), quantity (above 0), price (empty or 0 for the calculated
-/// one), and what_if, a label: rows of one label make one what-if, a row without stands alone and is labelled by its
-/// number among the what-ifs. Throws InputError.
+/// one), and what_if, a label: rows of one label make one what-if, a row without stands alone and is labelled # and
+/// its number among the what-ifs. Throws InputError.
 [[nodiscard]] std::vector<WhatIf> ReadWhatIfs(const std::string& file);
 
 /// Throws InputError for an order whose client the accounts do not have.
@@ -56,7 +56,8 @@ private:
     MarginSession& m_session;
     const CsvTable& m_accounts;
     const CsvTable& m_positions;
-    Rows m_sharedAccounts; // all but the clients
+    Rows m_settlementAccounts;
+    std::map<std::string, Rows, std::less<>> m_accountsOfFirms; // the firm and its ratios
     std::map<std::string, Rows, std::less<>> m_accountsOfClients;
     std::map<std::string, Rows, std::less<>> m_positionsOfClients;
 };

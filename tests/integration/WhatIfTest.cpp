@@ -194,7 +194,7 @@ TEST_F(WhatIfs, AreOneLineForEachLabelAndClientAndNumberedWithoutALabel)
         labels.push_back(row.label);
         clients.push_back(row.client);
     }
-    EXPECT_THAT(labels, ElementsAre("pair", "pair", "2", "3"));
+    EXPECT_THAT(labels, ElementsAre("pair", "pair", "#2", "#3"));
     EXPECT_THAT(clients, ElementsAre("CL02001", "OM02002", "CL02001", "CL02001"));
     const std::vector<WhatIfRow> pairOfOne = OfExamples("pair,CL02001,INDX-12.26,buy,1,\n"
                                                         "pair,CL02001,INDX-3.27,sell,1,\n");
@@ -204,8 +204,8 @@ TEST_F(WhatIfs, AreOneLineForEachLabelAndClientAndNumberedWithoutALabel)
         "unlabelled.csv", "quantity,side,instrument,client\n1,buy,INDX-12.26,CL02001\n2,sell,INDX-12.26,CL02001\n");
     const std::vector<WhatIfRow> numbered = WhatIfsOfCsv(RunToEnd(ExamplesWith(unlabelled, "csv")).out);
     ASSERT_EQ(numbered.size(), 2U);
-    EXPECT_EQ(numbered[0].label, "1");
-    EXPECT_EQ(numbered[1].label, "2");
+    EXPECT_EQ(numbered[0].label, "#1");
+    EXPECT_EQ(numbered[1].label, "#2");
 }
 
 TEST_F(WhatIfs, KeepTheirLabelWhateverIsInIt)
@@ -353,6 +353,7 @@ TEST_F(OrderErrors, AreNamedByFileLineColumnCodeAndText)
         {",CL02001,INDX-12.26,buy,,\n", "column \"quantity\" is empty"},
         {",CL02001,INDX-12.26,buy,0,\n", "column \"quantity\": 0 is not above 0"},
         {",CL02001,INDX-12.26,sell,-1,\n", "column \"quantity\": -1 is not above 0"},
+        {",CL02001,INDX-12.26,buy,+-1,\n", "column \"quantity\": \"+-1\" is not a whole number"},
         {",CL02001,INDX-12.26,buy,1.5,\n", "column \"quantity\": \"1.5\" is not a whole number"},
         {",CL02001,INDX-12.26,buy,1,cheap\n", "column \"price\": \"cheap\" is not a number"},
         {",CL02001,INDX-12.26-3.27,buy,1,\n",

@@ -372,7 +372,8 @@ QUINDAL_API int32_t InsertOption(intptr_t QuindalIMCalculator, const char* Optio
  * position that it leaves behind is one in each of the two futures.
  *   MultilegCode  PREFIX-NEAR-FAR: the legs are the futures PREFIX-NEAR and PREFIX-FAR, both inserted before. To buy
  *                 the multileg is to sell one contract of the first and to buy one of the second.
- * 94723 the code has fewer than two "-"; 94715 a leg is unknown or was refused; 94792 the multileg is there already. */
+ * 94723 the code has fewer than two "-"; 94715 a leg is unknown or was refused; 94792 the multileg is there already;
+ * 94754 an earlier try under this code ended at its second leg. */
 QUINDAL_API int32_t InsertMultileg(intptr_t QuindalIMCalculator, const char* MultilegCode);
 
 /* Fetches all instruments from the server; blocks for one exchange.
@@ -469,7 +470,8 @@ QUINDAL_API int32_t GetNextMultileg(intptr_t QuindalIMCalculator, char* Multileg
  *   SettlementAccountId  its first 12 characters count
  *   marginRule           how the firms below reach it
  *   ShortOptionMinimumChargeRatio  factor on the minimum charge of short options, 1.0 leaves it
- * 94723 marginRule or calendarSpreadMarginType is none of its values; 94740 the id is there already. */
+ * 94723 marginRule or calendarSpreadMarginType is none of its values; 94740 the id is there already;
+ * 94314 it is empty. */
 QUINDAL_API int32_t RegisterSettlementAccount(intptr_t QuindalIMCalculator, const char* SettlementAccountId,
                                               QuindalMarginRule marginRule,
                                               QuindalSpreadMarginType calendarSpreadMarginType,
@@ -484,8 +486,8 @@ QUINDAL_API int32_t RegisterSettlementAccount(intptr_t QuindalIMCalculator, cons
  *   ExpWeightClientDefault  the same for clients that have none of their own
  *   SettlementAccountId  account above; null, empty or unknown: the firm stands without one
  *   Reserved             not used
- * 94811 for a code of another length; 94719 the firm is there already. Bad parameters are repaired with a line in the
- * log. */
+ * 94811 for a code of another length; 94719 the firm is there already; 14 a weight rounds to 10.00 or more in
+ * magnitude, 2 it is no number. Other bad parameters are repaired with a line in the log. */
 QUINDAL_API int32_t RegisterFirm(intptr_t QuindalIMCalculator, const char* BrokerCode, int32_t NClr2Delivery,
                                  double ExpWeight, double ExpWeightClientDefault,
                                  QuindalBrokerAccountType brokerAccountType, const char* SettlementAccountId,
@@ -503,7 +505,7 @@ QUINDAL_API int32_t RegisterFirm(intptr_t QuindalIMCalculator, const char* Broke
  *   Reserved        not used
  * 94811 for a code of another length; 94818 the number of clients that the exchange allows is reached; 94720 the firm
  * is not registered; 94717 the client is there already; 94723 GORatio is no usable number or the risk level is none of
- * its values. Nothing is registered then. */
+ * its values; 14 ExpWeight rounds to 10.00 or more in magnitude, 2 it is no number. Nothing is registered then. */
 QUINDAL_API int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* ClientCode, int32_t NoFutDiscount,
                                  int32_t NClr2Delivery, double ExpWeight,
                                  QuindalSpreadMarginType calendarSpreadMarginType,
@@ -515,14 +517,14 @@ QUINDAL_API int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* Clien
  * account follow; the next SetPosition or ChangeOrder shows the GO. The same parameters again change nothing.
  *   Code           7 characters
  *   NoFutDiscount, NClr2Delivery, ExpWeight  as in RegisterPart, and not checked: nothing is repaired
- * 94811 for a code of another length; 94718 the client is not registered; 14 ExpWeight is 10 or more in magnitude, 2 it
- * is no number; 94708 something unforeseen while the book was taken anew (the log says what). */
+ * 94811 for a code of another length; 94718 the client is not registered; 14 ExpWeight rounds to 10.00 or more in
+ * magnitude, 2 it is no number; 94708 something unforeseen while the book was taken anew (the log says what). */
 QUINDAL_API int32_t ChangePart(intptr_t QuindalIMCalculator, const char* Code, int32_t NoFutDiscount,
                                int32_t NClr2Delivery, double ExpWeight);
 
 /* Sets a firm's ratio on the margin of one base contract, 0 to 10; anything else becomes 1.0 with a line in the log.
  *   Code    firm, 4 characters;  CodeBC  base contract
- * 94720 the firm is not registered. */
+ * 94720 the firm is not registered; 2 the code has neither 2 nor 4 characters. */
 QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, const char* Code, const char* CodeBC,
                                                   double GORatio);
 
@@ -534,7 +536,8 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
  *   Quantity                   contracts, short below 0; the whole position, not a change
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
- *                              CalcOptPrice of the option
+ *                              CalcOptPrice of the option. Not checked: with one that is no number or infinite the
+ *                              GO of the client and of the levels above is of no use from then on
  *   afterLastClearingQuantity  contracts that the last clearing left. Options whose premium is paid up front (EQUITY)
  *                              have their net option value by it; other instruments do not look at it
  * Written for a client; a position of a firm or an account leaves all five as they are:
@@ -543,8 +546,8 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  *   PartGO                       GO of the client: both weighted by ExpWeight, times GORatio, rounded up to cents
  *   FirmGO, SettlementAccountGO  must not be null, and are left as they are
  * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
- * instrument is unknown; 94260 the code names nothing a position can stand in; 94309, 94312 the client, the firm is
- * unknown. */
+ * instrument is unknown; 94260 the code names nothing a position can stand in; 94309, 94312, 94395 the client, the
+ * firm, the account is unknown; 2 Code has a length that no code of its level has. */
 QUINDAL_API int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int64_t Quantity,
                                 double WAPrice, double* VolatilityPartGO, double* DeliveryAndVolatilityPartGO,
                                 double* PartGO, double* FirmGO, double* SettlementAccountGO,
@@ -567,7 +570,8 @@ QUINDAL_API int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, 
  *   FirmGO, SettlementAccountGO                            0.0
  * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
  * instrument is unknown; 94260 the code names nothing an order can stand in; 2 the price is no number, as 0.0 for a
- * multileg; 14 it is too large; 94309, 94312 the client, its firm is unknown. */
+ * multileg, or Code has a length that no client's has; 14 the price is too large; 94309, 94312 the client, its firm is
+ * unknown. */
 QUINDAL_API int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int32_t IsBuy,
                                 double Price, int64_t DeltaQuantity, double* VolatilityPartGO,
                                 double* DeliveryAndVolatilityPartGO, double* PartGO, double* FirmGO,

@@ -32,12 +32,12 @@ template <class Insert, class TakeBack>
 }
 
 // Room for one more entry, so that entering it needs no memory. In large steps: a map that is asked for exactly what it
-// needs is made anew each time.
+// needs is made anew each time. An empty one shows one bucket and has none.
 template <class Map>
 void MakeRoomForOne(Map& map)
 {
     const auto room = static_cast<float>(map.bucket_count()) * map.max_load_factor();
-    if (static_cast<float>(map.size() + 1) > room) map.reserve(2 * (map.size() + 1));
+    if (static_cast<float>(map.size() + 1) >= room) map.reserve(2 * (map.size() + 1));
 }
 
 } // namespace

@@ -169,7 +169,7 @@ private:
     void CellsHaveChanged() noexcept;
     [[nodiscard]] RiskRow WorstDelivery() const;
     void WorkOutView(ViewKind kind);
-    // A change is what one option does to the cells of its series: see OptionChanges.h.
+    // A change is what one option does to the cells of its series: see OptionChangeKernels.h.
     template <class Change>
     void ChangeAlone(const Change& change, double chargeRatio);
     template <class Change>

@@ -10,10 +10,8 @@
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
-#include <utility>
 
 #include "Enums.h"
-#include "PoolNodeAllocator.h"
 #include "currencytype.h"
 
 namespace kv7type {
@@ -104,6 +102,5 @@ struct SClearingDeltaOrder
     SOrderInfo orderInfo;
 };
 
-/// Open orders of an instrument, or the changes of one call. An entry comes and goes without the general heap.
-using OrdersMap = std::unordered_map<KeyPriceType, SOrderInfo, KeyPriceTypeHasher, std::equal_to<>,
-                                     kv7im::auxiliary::PoolNodeAllocator<std::pair<const KeyPriceType, SOrderInfo>>>;
+/// Open orders of an instrument, or the changes of one call.
+using OrdersMap = std::unordered_map<KeyPriceType, SOrderInfo, KeyPriceTypeHasher>;

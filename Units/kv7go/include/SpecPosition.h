@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Enums.h"
+#include "SpareOrderEntries.h"
 #include "SpecOrderList.h"
 
 namespace kv7im {
@@ -105,6 +106,8 @@ private:
     void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
     void UpdateOrders() noexcept;
     void ForgetDeltaOrders() noexcept;
+
+    SpareOrderEntries m_spareEntries; // of both maps
 };
 
 class CSpecPositionFutures final : public CSpecPosition

@@ -124,10 +124,10 @@ struct Addition
 
 /// Orders of one option come in: cell = cell + risk, the losses of the entries added up in their order first.
 template <class Entries>
-class OrderChange
+class OptionOrderChange
 {
 public:
-    OrderChange(const CSpecOption& ofOption, Enums::ClientRiskLevel atLevel, const Entries& entries)
+    OptionOrderChange(const CSpecOption& ofOption, Enums::ClientRiskLevel atLevel, const Entries& entries)
         : option(&ofOption), grid(&ofOption.GetGrid(atLevel)), level(atLevel), m_entries(entries)
     {}
     [[nodiscard]] kernels::Addition OfValue(RiskItem value) const noexcept
@@ -173,13 +173,13 @@ void WithOrderChange(const CSpecOption& option, const OrdersMap& orders, Enums::
     const double moneyCoef = option.VirtFutures->MoneyCoef;
     if (orders.size() == 1) {
         const auto& [key, info] = *orders.begin();
-        return body(OrderChange<std::array<OptionOrder, 1>>(option, level, {OptionOrder(key, info, moneyCoef)}));
+        return body(OptionOrderChange<std::array<OptionOrder, 1>>(option, level, {OptionOrder(key, info, moneyCoef)}));
     }
     boost::container::small_vector<OptionOrder, 8> entries;
     entries.reserve(orders.size());
     for (const auto& [key, info] : orders)
         entries.emplace_back(key, info, moneyCoef);
-    body(OrderChange<std::span<const OptionOrder>>(option, level, {entries.data(), entries.size()}));
+    body(OptionOrderChange<std::span<const OptionOrder>>(option, level, {entries.data(), entries.size()}));
 }
 
 } // namespace kv7im

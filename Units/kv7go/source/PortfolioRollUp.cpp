@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "InstrumentsRepository.h"
 #include "InstrumentsRepositoryWrapper.h"
@@ -42,6 +43,12 @@ const RolledUpRiskNode* FindEntry(const Portfolio::MapRolledUpRiskNode& entries,
 {
     const auto found = entries.find(code);
     return found == entries.end() ? nullptr : &found->second;
+}
+
+// To be called before an entry is asked for its change: it remembers what it has told, which must not get lost then.
+void MakeRoomForOne(RolledUpRisksVector& deltas)
+{
+    if (deltas.size() == deltas.capacity()) deltas.reserve(2 * deltas.size());
 }
 
 void PushOfSpreadAspectChange(Isin isin, RolledUpRiskNode delta, RolledUpRisksVector& deltas)
@@ -102,6 +109,7 @@ RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeFromZero(const std::string& 
 void Portfolio::PushDeltaOfPosition(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas)
 {
     const CSpecFutures& futures = *position.GetFutures();
+    MakeRoomForOne(deltas);
     deltas.emplace_back(futures.isin, GetDeltaRolledUpRiskNode(RolledUpCodeOf(futures),
                                                                GetRolledUpRiskNode(position, *futures.BaseContract)));
 }
@@ -113,6 +121,7 @@ void Portfolio::GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas
     if (const RiskNodeOptionSeries* const series = SeriesStandingAlone(found)) {
         const std::string& code = found.GetOptionPtr()->VirtFutures->Code;
         const CSpecBaseContract& baseContract = *found.GetPositionPtr()->GetFutures()->BaseContract;
+        MakeRoomForOne(deltas);
         deltas.emplace_back(isin, GetDeltaRolledUpRiskNode(code, GetRolledUpRiskNode(*series, baseContract)));
         return;
     }
@@ -145,8 +154,9 @@ void Portfolio::PushDeltasOfSeries(const CumulativePositionByFutures& position, 
             continue;
         }
         const CSpecVirtFutures* const before = repository.GetVirtualFutures(AccessByStatus::eCurrent, series.Code);
-        if (before != nullptr && !before->IsInSpread)
-            PushOfSpreadAspectChange(isin, GetDeltaRolledUpRiskNodeFromZero(series.Code, PointsNumOf(series)), deltas);
+        if (before == nullptr || before->IsInSpread) continue;
+        MakeRoomForOne(deltas);
+        PushOfSpreadAspectChange(isin, GetDeltaRolledUpRiskNodeFromZero(series.Code, PointsNumOf(series)), deltas);
     }
 }
 
@@ -158,6 +168,7 @@ void Portfolio::PushDeltaOfSpreadAspect(const CumulativePositionByFutures& posit
     const CSpecFutures* const before =
         participant_->GetInstruments().GetRepository().GetFutures(AccessByStatus::eCurrent, position.GetIsin());
     if (before == nullptr || before->IsInSpread == now.IsInSpread) return;
+    MakeRoomForOne(deltas);
     if (before->IsInSpread)
         PushOfSpreadAspectChange(now.isin, GetDeltaRolledUpRiskNodeMMS(now), deltas);
     else
@@ -198,12 +209,13 @@ void Portfolio::AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpR
 {
     const CSpecBaseContract& baseContract = *futures.BaseContract;
     RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(RolledUpCodeOf(futures), PointsNumOf(futures));
-    entry += node;
     if (!futures.IsInSpread || !baseContract.HasMCS()) {
+        entry += node;
         AddMarginChangesOf(entry);
         return;
     }
     RolledUpRiskNode& entryOfMCS = TryFindOrCreateRolledUpRisk(baseContract.CodeMCS, PointsNumOf(futures));
+    entry += node;
     RebuildRolledUpMCS(baseContract, entryOfMCS);
     AddMarginChangesOf(entryOfMCS);
 }

@@ -91,8 +91,8 @@ void CSpecPosition::CollectDeltaOrders(std::size_t count, const SClearingDeltaOr
 {
     for (const SClearingDeltaOrder& order : std::span(orders, count)) {
         if (order.orderInfo.deltaQuantity == 0) continue;
-        AddOrder(m_deltaOrders.try_emplace(order.CalculatedPrice).first->second, order.orderInfo);
-        m_orders.try_emplace(order.CalculatedPrice);
+        AddOrder(m_spareEntries.FindOrMake(m_deltaOrders, order.CalculatedPrice), order.orderInfo);
+        m_spareEntries.FindOrMake(m_orders, order.CalculatedPrice);
     }
 }
 
@@ -107,9 +107,10 @@ void CSpecPosition::ForgetDeltaOrders() noexcept
 {
     for (const auto& [key, change] : m_deltaOrders) {
         const auto open = m_orders.find(key);
-        if (open != m_orders.end() && open->second.deltaQuantity == 0) m_orders.erase(open);
+        if (open != m_orders.end() && open->second.deltaQuantity == 0) m_spareEntries.TakeOut(m_orders, open);
     }
-    m_deltaOrders.clear();
+    while (!m_deltaOrders.empty())
+        m_spareEntries.TakeOut(m_deltaOrders, m_deltaOrders.begin());
 }
 
 CSpecPositionFutures::CSpecPositionFutures(RiskParticipant* participant, const CSpecFutures& futures,

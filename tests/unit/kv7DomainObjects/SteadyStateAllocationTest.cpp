@@ -1,18 +1,22 @@
 // A change of a position or of an order in steady state touches no general heap, at any pair of rules and for any kind
 // of instrument.
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "AccountTree.h"
 #include "AllocationProbe.h"
+#include "LazyMemoryPool.h"
 #include "MarginOrchestrator.h"
 
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;
 using Enums::OptionType;
+using kv7im::auxiliary::LazyMemoryPool;
 using margin_orchestrator::SetPositionByRecordType;
 
 namespace {
@@ -147,4 +151,33 @@ TEST(SteadyStateAllocationTest, APositionChangeAllocatesNothingAfterTheFirstOnes
 TEST(SteadyStateAllocationTest, AChangeOfAnOrderAllocatesNothingAfterTheFirstOnes)
 {
     AtEveryPairOfRules(ExpectNoAllocationForOrders);
+}
+
+// An order may be placed on one thread and cancelled on another, each with an empty pool of its own.
+TEST(SteadyStateAllocationTest, AnOrderThatIsCancelledOnAnotherThreadAllocatesNothingEither)
+{
+    Market tree;
+    const BraskSettlementAccountPtr account = tree.AddAccount("L01-00000001", MarginRule::Netting);
+    BraskBroker& firm = tree.AddFirm("AA01", MarginRule::Netting, account);
+    BraskClient& client = tree.AddClient(firm, "AA01001", 0.0, 1);
+    ASSERT_EQ(Buy(client, FUT, 20.0, 1), 0U);
+    ASSERT_EQ(Buy(client, FUT, 20.0, -1), 0U);
+
+    const std::size_t asked = LazyMemoryPool::SystemAllocations();
+    for (int round = 0; round < 100; ++round) {
+        const testing_support::AllocationProbe probe;
+        ASSERT_EQ(Buy(client, FUT, 20.0, 1), 0U);
+        ASSERT_EQ(probe.Count(), 0U);
+        std::size_t elsewhere = 1;
+        std::size_t askedElsewhere = 1;
+        std::thread([&] {
+            const testing_support::AllocationProbe otherProbe;
+            EXPECT_EQ(Buy(client, FUT, 20.0, -1), 0U);
+            elsewhere = otherProbe.Count();
+            askedElsewhere = LazyMemoryPool::SystemAllocations();
+        }).join();
+        ASSERT_EQ(elsewhere, 0U);
+        ASSERT_EQ(askedElsewhere, 0U);
+    }
+    EXPECT_EQ(LazyMemoryPool::SystemAllocations(), asked);
 }

@@ -44,6 +44,22 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
+// What holds stress points wants more alignment than the forms above give.
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    if (size >= failFrom) throw std::bad_alloc();
+    ++allocations;
+    allocatedBytes += size;
+    const auto bytes = static_cast<std::size_t>(alignment);
+    if (void* const memory = std::aligned_alloc(bytes, (size + bytes - 1) / bytes * bytes)) return memory;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) { return operator new(size, alignment); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+
 namespace testing_support {
 
 AllocationProbe::AllocationProbe() noexcept : m_countAtStart(allocations), m_bytesAtStart(allocatedBytes) {}

@@ -42,6 +42,21 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
+// What holds stress points wants more alignment than the forms above give.
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    if (room == 0) throw std::bad_alloc();
+    if (room > 0) --room;
+    const auto bytes = static_cast<std::size_t>(alignment);
+    if (void* const memory = std::aligned_alloc(bytes, (size + bytes - 1) / bytes * bytes)) return memory;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) { return operator new(size, alignment); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+
 // What the pool of the matrices takes its blocks by.
 extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept
 {

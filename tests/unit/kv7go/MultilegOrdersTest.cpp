@@ -383,4 +383,43 @@ TEST(MultilegOrders, LegsOfTwoContractsMeetInTheirGroup)
     EXPECT_NEAR(desk.Margin(), 0.0, Tolerance);
 }
 
+// Two spreads with their far leg in common, bought at one price: one entry there, which knows the spread named last
+// only. 25 is 5 above the fair price of the first and 10 above that of the second, whose near leg is at 805. Taken
+// anew, both contracts are the second's, and what the first one's cancellation takes out is less than that: until the
+// book is taken anew again.
+TEST(MultilegOrders, OfTwoSpreadsWithALegInCommonAreOneOrderThere)
+{
+    constexpr Isin MIDDLE = 3;
+    constexpr Isin OTHER = 202;
+    plain::Market market = MarketOf();
+    FuturesSample middle = market.futures[0];
+    middle.Code = "MIDDLE";
+    middle.Isin = MIDDLE;
+    middle.TimeToExpiration = 0.5;
+    middle.CalcFutPrice = middle.RealCalcPrice = 805.0;
+    market.futures.push_back(middle);
+    MultilegSample other = market.multilegs[0];
+    other.Isin = OTHER;
+    other.FirstLeg = MIDDLE;
+    market.multilegs.push_back(other);
+
+    Desk desk(market, RulesOf(SpreadMarginType::Netting));
+    const auto order = [&](Isin isin, std::int64_t quantity) {
+        const SClearingDeltaOrder record = Record(Buy(25.0), quantity, isin, isin);
+        EXPECT_EQ(desk.engine.portfolio.ChangeOrder(isin, 1, &record), Z9ERR_OK);
+    };
+    order(SPREAD, 1);
+    order(OTHER, 1);
+    ASSERT_EQ(desk.Orders(NEXT).size(), 1U);
+    EXPECT_EQ(desk.Orders(NEXT).at(SecondLeg(Direction::Buy, 25.0)).multilegIsin, OTHER);
+    EXPECT_NEAR(desk.Margin(), 15.0, Tolerance);
+    EXPECT_EQ(desk.engine.portfolio.Refresh(), Z9ERR_OK);
+    EXPECT_NEAR(desk.Margin(), 20.0, Tolerance);
+    order(SPREAD, -1);
+    order(OTHER, -1);
+    EXPECT_NEAR(desk.Margin(), 5.0, Tolerance);
+    EXPECT_EQ(desk.engine.portfolio.Refresh(), Z9ERR_OK);
+    EXPECT_NEAR(desk.Margin(), 0.0, Tolerance);
+}
+
 } // namespace

@@ -288,6 +288,8 @@ TEST(RolledUpDeltas, EverythingOnAFuturesMayBeManyChanges)
         EXPECT_EQ(floors.lower.portfolio.SetPosition(30 + i, -1, 60.0, 0), Z9ERR_OK);
     const RolledUpRisksVector deltas = floors.AllDeltasOf(FUT);
     ASSERT_EQ(deltas.size(), 10U);
+    for (const auto& delta : deltas) // beyond those that stand in place too
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&delta) % alignof(RolledUpRiskNode), 0U);
     ExpectChange(deltas[0], FUT, {0.0, 0.0, -100.0});
     for (std::size_t i = 1; i < deltas.size(); ++i)
         ExpectChange(deltas[i], deltas[i].first, {0.0, 0.0, -90.0});
