@@ -84,6 +84,19 @@ public:
     SpecialRiskPoints& operator+=(const SpecialRiskPoints& other) noexcept;
     SpecialRiskPoints& operator-=(const SpecialRiskPoints& other) noexcept;
 
+    /// Lets the far points count by a share only: ZL and ZR times these factors.
+    void CoverFarPoints(double coverZL, double coverZR) noexcept
+    {
+        points[ZL] *= coverZL;
+        points[ZR] *= coverZR;
+    }
+    /// DownRisk and UpRisk times the participant's ratio.
+    void ScaleCharges(double chargeRatio) noexcept
+    {
+        points[DownRisk] *= chargeRatio;
+        points[UpRisk] *= chargeRatio;
+    }
+
     /// Every point above the bound, and every NaN, becomes the bound.
     void BoundValuesFromAbove(double bound) noexcept;
     /// Every point below the bound, and every NaN, becomes the bound.

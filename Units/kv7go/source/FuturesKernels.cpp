@@ -126,10 +126,8 @@ SpecialRiskPoints PointsOfPosition(const PositionTransform& transform, double ch
     points -= transform.price;
     if (transform.negate) points *= -1.0;
     points *= transform.scale;
-    points.SetZL(points.GetZL() * transform.coverZL);
-    points.SetZR(points.GetZR() * transform.coverZR);
-    points.SetDownRisk(points.GetDownRisk() * chargeRatio);
-    points.SetUpRisk(points.GetUpRisk() * chargeRatio);
+    points.CoverFarPoints(transform.coverZL, transform.coverZR);
+    points.ScaleCharges(chargeRatio);
     return points;
 }
 

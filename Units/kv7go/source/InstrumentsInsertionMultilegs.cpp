@@ -1,4 +1,5 @@
 // How multilegs enter the repository, leg by leg, and how they follow their legs in and out of spread.
+#include "IndexRanges.h"
 #include "InstrumentsRepository.h"
 #include "kv7errors.h"
 #include "z9log.h"
@@ -6,13 +7,6 @@
 namespace kv7im {
 
 namespace {
-
-template <class Index, class Key>
-auto PartOf(const Index& index, const Key& key)
-{
-    const auto [first, last] = index.equal_range(key);
-    return boost::make_iterator_range(first, last);
-}
 
 /// A record that knows one leg only.
 CSpecMultileg MakeOpen(Isin multilegIsin, const CSpecFutures& leg, int ratio, unsigned char order) noexcept
@@ -113,8 +107,7 @@ const CSpecMultileg* InstrumentsRepository::GetMultileg(Isin isin) const
 
 auto InstrumentsRepository::RangeMultilegByIsin() const -> Range<StorageMultileg, ByIsin>
 {
-    const auto& index = storageMultilegs.get<ByIsin>();
-    return boost::make_iterator_range(index.begin(), index.end());
+    return WholeOf(storageMultilegs.get<ByIsin>());
 }
 
 auto InstrumentsRepository::RangeMultilegByFirstLegIsin(Isin isin) const -> Range<StorageMultileg, ByFirstLegIsin>

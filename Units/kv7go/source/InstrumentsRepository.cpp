@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "IndexRanges.h"
 #include "InstrumentChecks.h"
 #include "InstrumentTables.h"
 #include "kv7errors.h"
@@ -9,19 +10,6 @@
 namespace kv7im {
 
 namespace {
-
-template <class Index>
-auto WholeOf(const Index& index)
-{
-    return boost::make_iterator_range(index.begin(), index.end());
-}
-
-template <class Index, class Key>
-auto PartOf(const Index& index, const Key& key)
-{
-    const auto [first, last] = index.equal_range(key);
-    return boost::make_iterator_range(first, last);
-}
 
 template <class Index, class Key>
 std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)

@@ -2,16 +2,11 @@
 
 #include <utility>
 
+#include "IndexRanges.h"
+
 namespace kv7im {
 
 namespace {
-
-template <class Index, class Key>
-auto PartOf(const Index& index, const Key& key)
-{
-    const auto [first, last] = index.equal_range(key);
-    return boost::make_iterator_range(first, last);
-}
 
 template <class Index, class Key>
 const CSpecOption* FindIn(const Index& index, const Key& key)

@@ -210,10 +210,8 @@ SpecialRiskPoints PointsOfPosition(const OptionTransform& transform, double char
     SpecialRiskPoints points = transform.grid->points;
     points -= transform.price;
     points *= transform.scale;
-    points.SetZL(points.GetZL() * transform.coverZL);
-    points.SetZR(points.GetZR() * transform.coverZR);
-    points.SetDownRisk(points.GetDownRisk() * chargeRatio);
-    points.SetUpRisk(points.GetUpRisk() * chargeRatio);
+    points.CoverFarPoints(transform.coverZL, transform.coverZR);
+    points.ScaleCharges(chargeRatio);
     return points;
 }
 

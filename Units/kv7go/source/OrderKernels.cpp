@@ -175,10 +175,8 @@ void AddSomeOrders(const BlocksOfPrices& prices, const FuturesOrders& orders, co
 void WeighPoints(SpecialRiskPoints& points, const CSpecFutures& futures, Enums::ClientRiskLevel level,
                  double chargeRatio) noexcept
 {
-    points.SetZL(points.GetZL() * futures.GetCoverZL(level));
-    points.SetZR(points.GetZR() * futures.GetCoverZR(level));
-    points.SetDownRisk(points.GetDownRisk() * chargeRatio);
-    points.SetUpRisk(points.GetUpRisk() * chargeRatio);
+    points.CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
+    points.ScaleCharges(chargeRatio);
 }
 
 } // namespace

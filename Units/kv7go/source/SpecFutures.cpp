@@ -22,9 +22,7 @@ void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
 {
     if (transform.negate) risk *= -1.0;
     risk *= transform.scale;
-    SpecialRiskPoints& points = risk.GetSpecialRiskPoints();
-    points.SetZL(points.GetZL() * transform.coverZL);
-    points.SetZR(points.GetZR() * transform.coverZR);
+    risk.GetSpecialRiskPoints().CoverFarPoints(transform.coverZL, transform.coverZR);
 }
 
 } // namespace

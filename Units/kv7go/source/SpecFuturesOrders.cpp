@@ -144,9 +144,7 @@ Risk CSpecFutures::TransformToOrder(const OrdersMap& orders, kv7type::Discount d
     }
     risk.GetRisk().Volatility() += losses;
 
-    SpecialRiskPoints& points = risk.GetSpecialRiskPoints();
-    points.SetZL(points.GetZL() * coverZL[level]);
-    points.SetZR(points.GetZR() * coverZR[level]);
+    risk.GetSpecialRiskPoints().CoverFarPoints(coverZL[level], coverZR[level]);
     return risk;
 }
 

@@ -18,14 +18,6 @@ void TakePrice(Risk& risk, double price, double specialPointsPrice) noexcept
     risk.GetRisk().Expiration() -= price;
 }
 
-/// The far stress points count by a share only.
-void CoverFarPoints(Risk& risk, double coverZL, double coverZR) noexcept
-{
-    SpecialRiskPoints& special = risk.GetSpecialRiskPoints();
-    special.SetZL(special.GetZL() * coverZL);
-    special.SetZR(special.GetZR() * coverZR);
-}
-
 /// What remains of a position once its price has been taken.
 void ScaleToMoney(Risk& risk, double price, bool premiumIsTheWorst, double scale) noexcept
 {
@@ -79,7 +71,7 @@ Risk CSpecOption::TransformToPosition(std::int64_t quantity, double price, Enums
     Risk risk(*this, level);
     TakePrice(risk, price, price);
     ScaleToMoney(risk, price, size.bought, size.scale);
-    CoverFarPoints(risk, futures.GetCoverZL(level), futures.GetCoverZR(level));
+    risk.GetSpecialRiskPoints().CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
     return risk;
 }
 
@@ -91,7 +83,7 @@ Risk CSpecOption::TransformToPosition_PositionsOnly(std::int64_t quantity, doubl
     Risk risk(*this, level);
     TakePrice(risk, price, specialPointsPrice);
     ScaleToMoney(risk, price, size.bought, size.scale);
-    CoverFarPoints(risk, futures.GetCoverZL(level), futures.GetCoverZR(level));
+    risk.GetSpecialRiskPoints().CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
     // All eight, the two charges included, which a plain addition to the points would leave out.
     double* special = risk.GetSpecialRiskPoints().pData();
     for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
@@ -106,7 +98,7 @@ Risk CSpecOption::TransformToOrder(const OrdersMap& orders, Enums::ClientRiskLev
     Risk risk(profile.GetRisk().GetParameters());
     for (const auto& [key, info] : orders)
         risk += LossOfOrder(profile, key, info, VirtFutures->MoneyCoef);
-    CoverFarPoints(risk, futures.GetCoverZL(level), futures.GetCoverZR(level));
+    risk.GetSpecialRiskPoints().CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
 
     Profile& result = risk.GetRisk();
     const Profile& values = profile.GetRisk();
