@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Enums.h"
+#include "MarginCallRequirements.h"
 #include "ParticipantBase.h"
 #include "TradingCodes.h"
 #include "z9bcd.h"
@@ -83,10 +84,27 @@ public:
     void UnbindBroker(const BraskBroker& broker) noexcept;
     void UnbindAllBrokers() noexcept { m_brokers.clear(); }
 
+    [[nodiscard]] const Domain::MarginCallRequirements& GetMarginCallRequirements() const noexcept
+    {
+        return m_marginCallRequirements;
+    }
+    void SetMarginCallRequirements(const Domain::MarginCallRequirements& value) noexcept
+    {
+        m_marginCallRequirements = value;
+    }
+    /// Fixes the account's free money of this moment where it is a deficit; false where it is none.
+    bool FixMarginCallRequirements(kv7base::UnixNanosecondsTime moment);
+    bool UpdateMarginCallRequirements(const t_bround& a, const t_bround& b)
+    {
+        return m_marginCallRequirements.Update(a, b);
+    }
+    bool ResetMarginCallRequirements() noexcept { return m_marginCallRequirements.Reset(); }
+
 private:
     const std::string m_id;
     const BraskClearingBrokerPtr m_owner;
     std::vector<BraskBroker*> m_brokers; // not owned
     const bool m_isUnitedPool;
+    Domain::MarginCallRequirements m_marginCallRequirements;
 };
 using BraskSettlementAccountPtr = std::shared_ptr<BraskSettlementAccount>;

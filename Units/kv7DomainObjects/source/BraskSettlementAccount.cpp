@@ -65,3 +65,8 @@ bool BraskSettlementAccount::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* 
 }
 
 void BraskSettlementAccount::UnbindBroker(const BraskBroker& broker) noexcept { std::erase(m_brokers, &broker); }
+
+bool BraskSettlementAccount::FixMarginCallRequirements(kv7base::UnixNanosecondsTime moment)
+{
+    return m_marginCallRequirements.Fix(moment, t_bround::FromPlain(m_means.GetFreeMoney().AsPlain()));
+}

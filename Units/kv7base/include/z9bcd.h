@@ -38,6 +38,7 @@ namespace detail {
 void BcdFromDouble(unsigned char* value, double amount);
 void BcdAssignDouble(unsigned char* value, double amount);
 void BcdFromInt64(unsigned char* value, std::int64_t wholes);
+void BcdFromPlain(unsigned char* value, std::int64_t units);
 void BcdFromString(unsigned char* value, const char* text);
 [[nodiscard]] Z9ERR BcdStrictSet(unsigned char* value, const char* text) noexcept;
 [[nodiscard]] double BcdAsDouble(const unsigned char* value);
@@ -78,6 +79,14 @@ public:
     {
         CZ9BCD value;
         std::memcpy(value.m_val.data(), bytes, Size);
+        return value;
+    }
+
+    /// From a count of units of 10^-M. Code 14 when it does not fit.
+    [[nodiscard]] static CZ9BCD FromPlain(std::int64_t units)
+    {
+        CZ9BCD value;
+        detail::BcdFromPlain(value.m_val.data(), units);
         return value;
     }
 

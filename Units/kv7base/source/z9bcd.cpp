@@ -110,6 +110,13 @@ void BcdFromInt64(unsigned char* value, std::int64_t wholes)
         throw CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("%s %I64d", "CZ9BCD", wholes);
 }
 
+// Byte 0 of a packed decimal is its count of fractional digits.
+void BcdFromPlain(unsigned char* value, std::int64_t units)
+{
+    if (const Z9ERR code = DecimalResultCode(Z9BCDIIGetFromInt64(value, units, value[0])); code != Z9ERR_OK)
+        throw CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("%s i64(%I64d)", "CZ9BCD", units);
+}
+
 void BcdFromString(unsigned char* value, const char* text)
 {
     if (const Z9ERR code = DecimalResultCode(Z9BCDIIGetFromStr(value, text)); code != Z9ERR_OK)

@@ -134,6 +134,16 @@ TEST(Bcd, IntegersAreWholes)
     EXPECT_EQ(FailureOf([] { (void)t_bprice(std::int64_t{100000000000}); }).code, Z9ERR_COMMON_OVERFLOW);
 }
 
+TEST(Bcd, CountsOfUnitsKeepTheirPlace)
+{
+    EXPECT_EQ(t_bround::FromPlain(-250).AsString(), "-2.50");
+    EXPECT_EQ(t_bprice::FromPlain(1).AsString(), "0.00001");
+    EXPECT_EQ((kv7base::CZ9BCD<3, 2>::FromPlain(-999).AsString()), "-9.99");
+    const Failure failure = FailureOf([] { (void)kv7base::CZ9BCD<3, 2>::FromPlain(1000); });
+    EXPECT_EQ(failure.code, Z9ERR_COMMON_OVERFLOW);
+    EXPECT_THAT(failure.text, HasSubstr("CZ9BCD i64(1000)"));
+}
+
 TEST(Bcd, WeightsThatArriveAsDoublesHaveOneWholeDigit)
 {
     EXPECT_EQ(ToWeightInt(1.0).AsPlain(), 100);
