@@ -1,6 +1,5 @@
 // The one-pass kernels of an option's position against the plain sequences of matrix operations that they stand for,
 // bit by bit.
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -12,6 +11,7 @@
 
 #include "OptionFamily.h"
 #include "PlainSeries.h"
+#include "SeriesKinds.h"
 
 namespace {
 
@@ -21,15 +21,11 @@ using kv7im::RiskNodeFutures;
 using kv7im::RiskNodeOptionSeries;
 using kv7im::RiskRow;
 
+using Kind = SeriesKind;
+using ::SameBits;
+
 constexpr auto Level = Enums::ClientRiskLevel::Default;
 constexpr double ChargeRatio = 1.7;
-
-testing::AssertionResult SameBits(double a, double b)
-{
-    if (std::isnan(a) && std::isnan(b)) return testing::AssertionSuccess(); // one NaN is as good as another
-    if (std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << a << " and " << b;
-}
 
 // The real cells. Padding differs where sub-points are folded and means nothing.
 testing::AssertionResult SameBits(const RiskMatrix& a, const RiskMatrix& b)
@@ -62,60 +58,6 @@ testing::AssertionResult SameBits(const RiskRow& a, const RiskRow& b)
     for (std::size_t i = 0; i < a.size(); ++i)
         if (auto same = SameBits(a[i], b[i]); !same) return same << " at price point " << i;
     return SameBits(a.min(), b.min()) << " (minimum of the row, its padding included)";
-}
-
-// A way for a series to be.
-struct Kind
-{
-    std::int32_t riskPointsN = 2;
-    std::int32_t volatNum = 3;
-    bool subPoints = false;
-    bool deliveries = false; // the node has rows for them; the options always do
-    bool lossesOnly = false;
-    bool collateral = false;
-
-    [[nodiscard]] std::string Text() const
-    {
-        return "N " + std::to_string(riskPointsN) + ", scenarios " + std::to_string(volatNum) +
-               (subPoints ? ", sub-points" : "") + (deliveries ? ", deliveries" : "") +
-               (lossesOnly ? ", losses only" : "") + (collateral ? ", collateral" : "");
-    }
-};
-
-std::vector<Kind> AllKinds()
-{
-    std::vector<Kind> kinds;
-    for (const std::int32_t riskPointsN : {1, 2, 3, 4, 40})
-        for (unsigned flags = 0; flags < 16; ++flags)
-            kinds.push_back({riskPointsN, 3 + riskPointsN % 5, (flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0,
-                             (flags & 8) != 0});
-    return kinds;
-}
-
-OptionFamily FamilyOf(const Kind& kind)
-{
-    BaseContractSample contract;
-    contract.RiskPointsN = kind.riskPointsN;
-    contract.VolatNum = kind.volatNum;
-    contract.CFRisk = 0.1;
-    FuturesSample futures;
-    futures.CalcFutPrice = 1003.7;
-    futures.RealCalcPrice = 1001.3;
-    futures.InterestRateRiskUp = 0.3;
-    futures.InterestRateRiskDown = 0.2;
-    futures.MRAddOnUp = 0.01;
-    futures.MRAddOnDown = 0.02;
-    if (kind.collateral) futures.Attribute = Enums::InstrumentStatus::Collateral;
-    kv7im::OptionSeriesParameters series = SeriesOnSample();
-    series.SubRisk = kind.subPoints;
-    series.EnforceHalfNetting = kind.lossesOnly;
-    series.settlementType = Enums::SettlementType::Deliverable;
-    series.ExpClearingsCC = 3;
-    series.R = 0.1;
-    series.InterestRateRiskUp = 0.05;
-    series.InterestRateRiskDown = 0.04;
-    if (kind.collateral) series.marginStyle = Enums::MarginStyle::Equity;
-    return OptionFamily(contract, futures, series, {925.0, 1000.0, 1077.0, 300.0});
 }
 
 kv7im::Parameters DimensionsOf(const OptionFamily& family, const Kind& kind)
@@ -262,7 +204,7 @@ TEST(OptionKernels, TheFamiliesOfTheseTestsHaveWhatTheyAreNamedFor)
 
 TEST(OptionKernels, AChangeInASeriesAloneHasTheBitsOfSubtractingAddingAndCollapsing)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         if (kind.lossesOnly) continue; // a series standing alone shows nothing to anybody
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
@@ -286,7 +228,7 @@ TEST(OptionKernels, AChangeInASeriesAloneHasTheBitsOfSubtractingAddingAndCollaps
 // The rows came out of the pass of the change; made anew from the cells they are the same.
 TEST(OptionKernels, TheRowsThatComeOutOnTheWayAreThoseOfTheCollapsedCells)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         for (const Step& step : RandomSteps(7, pair.held.size()))
@@ -302,7 +244,7 @@ TEST(OptionKernels, TheRowsThatComeOutOnTheWayAreThoseOfTheCollapsedCells)
 
 TEST(OptionKernels, AChangeInASeriesInSpreadHasTheBitsOfTakingTheOldViewOutAndPuttingTheNewOneIn)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         std::int64_t futuresQuantity = 3;
@@ -344,7 +286,7 @@ TEST(OptionKernels, ASeriesWithoutDeliveriesChangesBothSidesOfAFuturesWhoseSides
 // A series that is told of a risk by other means forgets the view that it had worked out.
 TEST(OptionKernels, ARiskAddedPlainlyInBetweenIsInTheNextView)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         const auto view = [&](const RiskNodeOptionSeries& node) {
@@ -392,7 +334,7 @@ TEST(OptionKernels, UnusualNumbersHaveTheBitsOfThePlainForm)
         {{0, 3, infinity}, {0, 3, -infinity}, {0, 1, 1.0}},
         {{2, 1, -0.0}, {2, -1, 0.0}, {2, 0, -0.0}, {3, 0, 5.0}},
     };
-    for (const Kind& kind : AllKinds())
+    for (const Kind& kind : AllSeriesKinds())
         for (const auto& walk : walks)
             for (const bool inSpread : {false, true}) {
                 SCOPED_TRACE(kind.Text());

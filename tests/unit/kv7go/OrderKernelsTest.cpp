@@ -1,6 +1,5 @@
 // The one-pass kernels of orders against the plain sequences that they stand for, node += TransformToOrder(orders), bit
 // by bit.
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -13,6 +12,7 @@
 #include "LazyMemoryPool.h"
 #include "OptionFamily.h"
 #include "PlainSeries.h"
+#include "SeriesKinds.h"
 
 namespace {
 
@@ -26,15 +26,10 @@ using Direction = KeyPriceType::Direction;
 using Type = KeyPriceType::Type;
 using Netting = Enums::SpreadMarginType;
 
+using Kind = SeriesKind;
+
 constexpr auto Level = Enums::ClientRiskLevel::Default;
 constexpr double ChargeRatio = 1.7;
-
-testing::AssertionResult SameBits(double a, double b)
-{
-    if (std::isnan(a) && std::isnan(b)) return testing::AssertionSuccess(); // one NaN is as good as another
-    if (std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << a << " and " << b;
-}
 
 // All RiskItems, padding included.
 testing::AssertionResult SameLanes(const RiskMatrix& a, const RiskMatrix& b)
@@ -294,60 +289,6 @@ TEST(OrderKernels, OrdersInAFuturesNeedNoMemoryHoweverManyTheyAre)
     EXPECT_EQ(LazyMemoryPool::SystemAllocations(), asked);
 }
 
-// A way for a series to be.
-struct Kind
-{
-    std::int32_t riskPointsN = 2;
-    std::int32_t volatNum = 3;
-    bool subPoints = false;
-    bool deliveries = false; // the node has rows for them; the options always do
-    bool lossesOnly = false;
-    bool collateral = false;
-
-    [[nodiscard]] std::string Text() const
-    {
-        return "N " + std::to_string(riskPointsN) + ", scenarios " + std::to_string(volatNum) +
-               (subPoints ? ", sub-points" : "") + (deliveries ? ", deliveries" : "") +
-               (lossesOnly ? ", losses only" : "") + (collateral ? ", collateral" : "");
-    }
-};
-
-std::vector<Kind> AllKinds()
-{
-    std::vector<Kind> kinds;
-    for (const std::int32_t riskPointsN : {1, 2, 3, 4, 40})
-        for (unsigned flags = 0; flags < 16; ++flags)
-            kinds.push_back({riskPointsN, 3 + riskPointsN % 5, (flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0,
-                             (flags & 8) != 0});
-    return kinds;
-}
-
-OptionFamily FamilyOf(const Kind& kind)
-{
-    BaseContractSample contract;
-    contract.RiskPointsN = kind.riskPointsN;
-    contract.VolatNum = kind.volatNum;
-    contract.CFRisk = 0.1;
-    FuturesSample futures;
-    futures.CalcFutPrice = 1003.7;
-    futures.RealCalcPrice = 1001.3;
-    futures.InterestRateRiskUp = 0.3;
-    futures.InterestRateRiskDown = 0.2;
-    futures.MRAddOnUp = 0.01;
-    futures.MRAddOnDown = 0.02;
-    if (kind.collateral) futures.Attribute = Enums::InstrumentStatus::Collateral;
-    kv7im::OptionSeriesParameters series = SeriesOnSample();
-    series.SubRisk = kind.subPoints;
-    series.EnforceHalfNetting = kind.lossesOnly;
-    series.settlementType = Enums::SettlementType::Deliverable;
-    series.ExpClearingsCC = 3;
-    series.R = 0.1;
-    series.InterestRateRiskUp = 0.05;
-    series.InterestRateRiskDown = 0.04;
-    if (kind.collateral) series.marginStyle = Enums::MarginStyle::Equity;
-    return OptionFamily(contract, futures, series, {925.0, 1000.0, 1077.0, 300.0});
-}
-
 // The engine's nodes under the same changes as the plain ones.
 struct Pair
 {
@@ -428,7 +369,7 @@ private:
 
 TEST(OrderKernels, OrdersInAnOptionOfASeriesAloneHaveTheBitsOfAddingTheirRisk)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         if (kind.lossesOnly) continue; // a series standing alone shows nothing to anybody
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
@@ -445,7 +386,7 @@ TEST(OrderKernels, OrdersInAnOptionOfASeriesAloneHaveTheBitsOfAddingTheirRisk)
 
 TEST(OrderKernels, OrdersInAnOptionOfASeriesInSpreadHaveTheBitsOfTakingTheOldViewOutAndPuttingTheNewOneIn)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         RandomOrders orders(static_cast<unsigned>(kind.riskPointsN) + 50, 0.0, 120.0);
@@ -461,7 +402,7 @@ TEST(OrderKernels, OrdersInAnOptionOfASeriesInSpreadHaveTheBitsOfTakingTheOldVie
 // Positions and orders take turns with one remembered view; what is added by other means makes it forgotten.
 TEST(OrderKernels, PositionsAndOrdersOfASeriesInSpreadShareTheViewThatItRemembers)
 {
-    for (const Kind& kind : AllKinds()) {
+    for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         RandomOrders orders(17, 0.0, 120.0);
@@ -489,7 +430,7 @@ TEST(OrderKernels, PositionsAndOrdersOfASeriesInSpreadShareTheViewThatItRemember
 
 TEST(OrderKernels, OrdersInAnOptionOfUnusualNumbersHaveTheBitsOfThePlainForm)
 {
-    for (const Kind& kind : AllKinds())
+    for (const Kind& kind : AllSeriesKinds())
         for (const bool inSpread : {false, true}) {
             SCOPED_TRACE(kind.Text());
             Pair pair(kind);
