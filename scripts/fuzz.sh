@@ -6,7 +6,7 @@ seconds="${1:-30}"
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(user_info instruments compressed_block ini trading_codes decimals format time link_forms)
+    targets=(user_info instruments compressed_block ini trading_codes decimals format time link_forms position_state)
 fi
 
 scripts/install-deps.sh --fuzz
@@ -39,6 +39,10 @@ seed decimals price < <(printf -- '-26710.50\5\20')
 seed format line < <(printf '%%-8.3lf %%R %%P %%B %%I64d %%*.*s %%ls %%n %%c\100\1')
 seed time slashes < <(printf '2026/12/17/19/00/00/000')
 seed time dashes < <(printf '2026-12-17 19:00:00.123')
+# A deal, and a state of one position and one currency.
+seed position_state one < <(printf '\100\102\17\0\0\0\0\0\5\0\0\0\0\0\0\0'
+    head -c 16 /dev/zero && printf '\1\0\0\0\1\0\0\0\3\0\0\0' && head -c 84 /dev/zero
+    printf '\110\3\0\0' && head -c 12 /dev/zero)
 seed link_forms text < <(printf 'a%%20b%%00\1\2\3\4')
 seed link_forms login < <(printf 'USER01;PASSWORD=se;cret\0\0\0\0')
 seed link_forms greeting < <(printf 'INFO {"auth_required":true,"max_payload":1048576}\0\0\0\0')

@@ -38,6 +38,7 @@ struct Rules
     std::map<std::string, double> ratios = {}; // base contract to multiplier of the margin
     Tier tier = Tier::Client;
     std::int32_t clearings = 0; // of a client: deliveries count from so many clearings before the expiry on
+    bool positionsOnly = false; // positions are valued by their cost basis and a market price, paper losses apart
 };
 
 struct Holding
@@ -45,7 +46,23 @@ struct Holding
     std::int64_t quantity = 0;
     double price = 0.0;
     std::int64_t afterLastClearing = 0; // what the value of premium-style options is taken of
+    // Of positions alone:
+    double marketPrice = 0.0;
+    bool hadLost = false; // before its last change
 };
+
+/// What a position has lost at its market price, price units a contract.
+inline double LostByNow(const Holding& h)
+{
+    if (h.quantity == 0) return 0.0;
+    return std::max(0.0, h.quantity < 0 ? h.marketPrice - h.price : h.price - h.marketPrice);
+}
+/// The price that leaves what has been lost to the paper loss.
+inline double FromMarketIfLost(const Holding& h, double price)
+{
+    return h.quantity < 0 ? std::max(h.marketPrice, price) : std::min(h.marketPrice, price);
+}
+
 using Book = std::map<Isin, Holding>; // futures and options
 
 /// Volatility and delivery margin, money, not rounded.
@@ -91,6 +108,7 @@ struct Node
     Sheet volatility;
     Sheet delivery;
     double optionValue = 0.0; // of premium-style options
+    double paperLoss = 0.0;   // of positions alone, at their market prices
 };
 
 /// The same collapsed, and corrected: one result per column and per stress point.
@@ -168,7 +186,8 @@ public:
             }
         }
         for (const auto& [code, group] : groups) {
-            total.volatility += std::abs(std::min(Worst(group.row), Worst(group.point))) * GroupRatio(code);
+            const double worst = std::min(Worst(group.row), Worst(group.point));
+            total.volatility += std::abs(m_rules.positionsOnly ? std::min(0.0, worst) : worst) * GroupRatio(code);
             // The stress points of the volatility side stand beside the row of deliveries.
             total.delivery += std::abs(std::min(Worst(group.deliveryRow), Worst(group.point))) * GroupRatio(code);
         }
@@ -195,13 +214,17 @@ public:
         return losses;
     }
 
-private:
+    /// All that is netted on the way up, before it is collapsed. Sub-points are folded.
     struct Nodes
     {
+        std::map<std::string, Node> series;
+        std::map<Isin, Node> futures;          // with their series in spread
         std::map<std::string, Node> contracts; // base contracts, of their futures in spread
         std::map<std::string, std::pair<const BaseContractSample*, Node>> alone; // futures and series not in spread
     };
+    [[nodiscard]] Nodes TreeOf(const Book& book) const { return NodesOf(book, {}); }
 
+private:
     // ---- From positions to nodes --------------------------------------------------------------------------------
 
     /// What is held and ordered in the options of one series.
@@ -214,14 +237,13 @@ private:
     [[nodiscard]] Nodes NodesOf(const Book& book, const Orders& orders) const
     {
         Nodes nodes;
-        std::map<Isin, Node> futures; // with their series in spread
         const auto nodeOf = [&](const FuturesSample& f) -> Node& {
-            return futures.try_emplace(f.Isin, NewNode(f)).first->second;
+            return nodes.futures.try_emplace(f.Isin, NewNode(f)).first->second;
         };
         std::map<std::string, SeriesBook> series;
         for (const auto& [isin, holding] : book) {
             if (const FuturesSample* const f = m_market.FindFutures(isin))
-                AddToFutures(nodeOf(*f), BothSides(PositionOf(*f, holding)), *f);
+                AddToFutures(nodeOf(*f), NodeOf(*f, holding), *f);
             else
                 series[m_market.FindOption(isin)->CodeVF].held.emplace(isin, holding);
         }
@@ -241,8 +263,9 @@ private:
                 nodes.alone.emplace(code, std::pair(&m_market.ContractOf(f), node));
             else
                 AddToFutures(nodeOf(f), s.EnforceHalfNetting ? LossesOnly(node) : node, f);
+            nodes.series.emplace(code, node);
         }
-        for (const auto& [isin, node] : futures)
+        for (const auto& [isin, node] : nodes.futures)
             Place(nodes, node, *m_market.FindFutures(isin));
         return nodes;
     }
@@ -263,6 +286,12 @@ private:
     {
         const BaseContractSample& contract = m_market.ContractOf(f);
         return {MarketView::Scenarios(contract), MarketView::Columns(contract)};
+    }
+    [[nodiscard]] Node NodeOf(const FuturesSample& f, const Holding& h) const
+    {
+        Node node = BothSides(PositionOf(f, h));
+        node.paperLoss = PaperLoss(h, f.MinStepPrice / f.MinStep);
+        return node;
     }
     static Node BothSides(const Sheet& sheet)
     {
@@ -286,6 +315,7 @@ private:
         add(futures.volatility, part.volatility);
         add(futures.delivery, part.delivery);
         futures.optionValue += part.optionValue;
+        futures.paperLoss += part.paperLoss;
     }
     // Cells net between months; neither stress does.
     static void AddToContract(Node& contract, const Node& part)
@@ -299,10 +329,11 @@ private:
         add(contract.volatility, part.volatility);
         add(contract.delivery, part.delivery);
         contract.optionValue += part.optionValue;
+        contract.paperLoss += part.paperLoss;
     }
 
-    // The stresses folded into the cells, then no gain is left; the middle scenario is not charged for volatilities
-    // that move apart.
+    // The stresses folded into the cells, then no gain is left beyond the paper loss; the middle scenario is not
+    // charged for volatilities that move apart.
     static Node LossesOnly(Node node)
     {
         for (Sheet* const sheet : {&node.volatility, &node.delivery}) {
@@ -312,13 +343,13 @@ private:
                 const double mismatch = details::WorstInColumn(sheet->mismatch, j);
                 for (std::size_t i = 0; i < sheet->cell.size(); ++i) {
                     double& cell = sheet->cell[i][j];
-                    cell = std::min(0.0, cell + rate + (i == median ? 0.0 : mismatch));
+                    cell = std::min(node.paperLoss, cell + rate + (i == median ? 0.0 : mismatch));
                 }
             }
             Clear(sheet->rate);
             Clear(sheet->mismatch);
             for (double& point : sheet->point)
-                point = std::min(point, 0.0);
+                point = std::min(point, node.paperLoss);
         }
         return node;
     }
@@ -332,10 +363,38 @@ private:
 
     [[nodiscard]] double UsedPrice(const FuturesSample& f, const Holding& h) const
     {
-        const double price = TradesAtSettlement(f) ? h.price + f.CalcFutPrice : h.price;
-        if (!m_rules.noFutDiscount) return price;
+        double price = TradesAtSettlement(f) ? h.price + f.CalcFutPrice : h.price;
         const double settlement = m_market.Settlement(f);
-        return h.quantity < 1 ? std::min(settlement, price) : std::max(settlement, price);
+        if (m_rules.noFutDiscount) price = h.quantity < 1 ? std::min(settlement, price) : std::max(settlement, price);
+        return m_rules.positionsOnly ? FromMarketIfLost(h, price) : price;
+    }
+
+    // Money; none where the mode has none.
+    [[nodiscard]] double PaperLoss(const Holding& h, double moneyCoef) const
+    {
+        return m_rules.positionsOnly ? std::abs(static_cast<double>(h.quantity)) * LostByNow(h) * moneyCoef : 0.0;
+    }
+    // `at` gives the result at a price; the charges come as they count.
+    template <class At>
+    static std::vector<double> PointsOf(const MarketView::StressPrices& stress, const At& at, double downRisk,
+                                        double upRisk)
+    {
+        return {downRisk,
+                at(stress.left) * stress.coverLeft,
+                at(stress.down3),
+                at(stress.down2),
+                at(stress.up2),
+                at(stress.up3),
+                at(stress.right) * stress.coverRight,
+                upRisk};
+    }
+    // The stress points bear the position's own price, and the paper loss comes back: in the charges as they count.
+    void GiveBack(std::vector<double>& points, double paperLoss) const
+    {
+        for (const Point p : {ZL, PnL3D, PnL2D, PnL2U, PnL3U, ZR})
+            points[p] += paperLoss;
+        points[DownRisk] += paperLoss * m_rules.shortChargeRatio;
+        points[UpRisk] += paperLoss * m_rules.shortChargeRatio;
     }
 
     [[nodiscard]] Sheet PositionOf(const FuturesSample& f, const Holding& h) const
@@ -355,14 +414,10 @@ private:
 
         const MarketView::StressPrices stress = m_market.StressOf(f);
         const double charge = contract.ShortOptionMinimumCharge * f.NormalizedSpot * m_rules.shortChargeRatio;
-        sheet.point = {-charge * stress.moveDown * money,
-                       (stress.left - price) * money * stress.coverLeft,
-                       (stress.down3 - price) * money,
-                       (stress.down2 - price) * money,
-                       (stress.up2 - price) * money,
-                       (stress.up3 - price) * money,
-                       (stress.right - price) * money * stress.coverRight,
-                       charge * stress.moveUp * money};
+        const double paid = m_rules.positionsOnly ? h.price : price;
+        const auto at = [&](double x) { return (x - paid) * money; };
+        sheet.point = PointsOf(stress, at, -charge * stress.moveDown * money, charge * stress.moveUp * money);
+        GiveBack(sheet.point, PaperLoss(h, f.MinStepPrice / f.MinStep));
         return sheet;
     }
 
@@ -388,14 +443,9 @@ private:
 
         const MarketView::StressPrices stress = m_market.StressOf(f);
         const double charge = order.price ? contract.ShortOptionMinimumCharge * f.NormalizedSpot : 0.0;
-        sheet.point = {loss(-charge * stress.moveDown) * m_rules.shortChargeRatio * money,
-                       at(stress.left) * stress.coverLeft,
-                       at(stress.down3),
-                       at(stress.down2),
-                       at(stress.up2),
-                       at(stress.up3),
-                       at(stress.right) * stress.coverRight,
-                       loss(charge * stress.moveUp) * m_rules.shortChargeRatio * money};
+        const double chargeMoney = m_rules.shortChargeRatio * money;
+        sheet.point = PointsOf(stress, at, loss(-charge * stress.moveDown) * chargeMoney,
+                               loss(charge * stress.moveUp) * chargeMoney);
         return sheet;
     }
 
@@ -458,7 +508,8 @@ private:
             AddOutcomes(outcomes, pricer, holding, m_market.DeliveryScope(f), axis);
             if (s.marginStyle == Enums::MarginStyle::Equity && holding.quantity != 0)
                 node.optionValue +=
-                    static_cast<double>(holding.afterLastClearing) * option.CalcOptPrice * pricer.MoneyCoef();
+                    static_cast<double>(holding.afterLastClearing) * ValuePrice(option, holding) * pricer.MoneyCoef();
+            node.paperLoss += PaperLoss(holding, pricer.MoneyCoef());
         }
         for (const Order& order : options.orders) {
             const OptionSample& option = *m_market.FindOption(order.isin);
@@ -472,15 +523,28 @@ private:
         return node;
     }
 
+    // What one option counts for in the value of premium-style options: after a paper loss no less than on the market.
+    [[nodiscard]] double ValuePrice(const OptionSample& option, const Holding& h) const
+    {
+        if (!m_rules.positionsOnly || !h.hadLost) return option.CalcOptPrice;
+        return h.quantity < 0 ? std::min(h.marketPrice, option.CalcOptPrice)
+                              : std::max(h.marketPrice, option.CalcOptPrice);
+    }
+    [[nodiscard]] double UsedPrice(const Holding& h) const
+    {
+        return m_rules.positionsOnly ? FromMarketIfLost(h, h.price) : h.price;
+    }
+
     void AddOption(Sheet& sum, const OptionPricer& pricer, const OptionSample& option, const Holding& h,
                    const FuturesSample& f, const Axis& axis) const
     {
         const double money = static_cast<double>(h.quantity) * pricer.MoneyCoef();
+        const double used = UsedPrice(h);
         const OptionValues values = pricer.Over(axis.prices, axis.real);
         for (std::size_t c = 0; c < axis.prices.size(); ++c) {
             for (std::size_t i = 0; i < sum.cell.size(); ++i) {
-                double gain = values.volatility[i][c] - h.price;
-                if (h.quantity >= 1) gain = std::max(gain, -h.price); // the premium is all that a buyer can lose
+                double gain = values.volatility[i][c] - used;
+                if (h.quantity >= 1) gain = std::max(gain, -used); // the premium is all that a buyer can lose
                 sum.cell[i][c] += gain * money;
             }
             sum.rate[0][c] += values.rateUp[c] * money;
@@ -493,10 +557,11 @@ private:
         const bool put = option.OptionType == Enums::OptionType::Put;
         const auto at = [&](double price) { return (pricer.AtPoint(price) - h.price) * money; };
         const double charge = m_rules.shortChargeRatio * money;
-        details::Add(sum.point, {put ? pricer.ShortSellingValue(stress.moveDown) * charge : 0.0,
-                                 at(stress.left) * stress.coverLeft, at(stress.down3), at(stress.down2), at(stress.up2),
-                                 at(stress.up3), at(stress.right) * stress.coverRight,
-                                 put ? 0.0 : pricer.ShortSellingValue(stress.moveUp) * charge});
+        std::vector<double> points =
+            PointsOf(stress, at, put ? pricer.ShortSellingValue(stress.moveDown) * charge : 0.0,
+                     put ? 0.0 : pricer.ShortSellingValue(stress.moveUp) * charge);
+        GiveBack(points, PaperLoss(h, pricer.MoneyCoef()));
+        details::Add(sum.point, points);
     }
 
     // What the order would lose; a buyer never more than the premium, but for the stress points and the outcomes of
@@ -529,18 +594,17 @@ private:
         const auto at = [&](double price) { return loss(pricer.AtPoint(price) - order.price); };
         const double charge =
             loss(pricer.ShortSellingValue(put ? stress.moveDown : stress.moveUp)) * m_rules.shortChargeRatio;
-        details::Add(sum.point,
-                     {put ? charge : 0.0, at(stress.left) * stress.coverLeft, at(stress.down3), at(stress.down2),
-                      at(stress.up2), at(stress.up3), at(stress.right) * stress.coverRight, put ? 0.0 : charge});
+        details::Add(sum.point, PointsOf(stress, at, put ? charge : 0.0, put ? 0.0 : charge));
     }
 
-    static void AddOutcomes(Table& outcomes, const OptionPricer& pricer, const Holding& h, double scope,
-                            const Axis& axis)
+    void AddOutcomes(Table& outcomes, const OptionPricer& pricer, const Holding& h, double scope,
+                     const Axis& axis) const
     {
         const double money = static_cast<double>(h.quantity) * pricer.MoneyCoef();
         for (std::size_t s = 0; s < outcomes.size(); ++s)
             for (std::size_t c = 0; c < axis.prices.size(); ++c)
-                outcomes[s][c] += (pricer.AtDelivery(axis.deliveryPrices[s], scope, axis.prices[c]) - h.price) * money;
+                outcomes[s][c] +=
+                    (pricer.AtDelivery(axis.deliveryPrices[s], scope, axis.prices[c]) - UsedPrice(h)) * money;
     }
 
     // The worst outcome of those that have the column in their scope takes the place of all scenarios; rates and
@@ -578,13 +642,17 @@ private:
         Curve(outline, node, contract);
         return outline;
     }
-    static Outline Rows(const Node& node)
+    [[nodiscard]] Outline Rows(const Node& node) const
     {
         Outline outline(0);
         outline.row = Collapsed(node.volatility);
         outline.deliveryRow = Collapsed(node.delivery);
         for (std::size_t j = 0; j < outline.row.size(); ++j)
             outline.deliveryRow[j] = std::min(outline.row[j], outline.deliveryRow[j]);
+        if (!m_rules.positionsOnly) return outline;
+        for (std::vector<double>* const row : {&outline.row, &outline.deliveryRow})
+            for (double& value : *row)
+                value = std::min(value, 0.0);
         return outline;
     }
     void Curve(Outline& outline, const Node& node, const BaseContractSample& contract) const
@@ -592,8 +660,11 @@ private:
         const double curvature = m_market.Curvature(contract);
         if (!(curvature > 0.0)) return;
         for (std::vector<double>* values : {&outline.row, &outline.deliveryRow, &outline.point, &outline.deliveryPoint})
-            for (double& value : *values)
-                value -= std::abs(node.optionValue + value) * curvature;
+            for (double& value : *values) {
+                const double bent = node.optionValue + value;
+                const double relief = std::clamp(bent, 0.0, node.paperLoss) * curvature;
+                value += 2.0 * relief - std::abs(bent) * curvature;
+            }
     }
 
     // A stress point may not be worse than the loss at the edge of the grid, worn down through the three tiers.
@@ -657,26 +728,27 @@ private:
         outline.point = Corrected(node.volatility.point, outline.row, contract);
         outline.deliveryPoint = Corrected(node.volatility.point, outline.deliveryRow, contract);
         Curve(outline, node, contract);
-        AddSide(group.row, group.point, outline.row, outline.point, contract);
-        AddSide(group.deliveryRow, group.deliveryPoint, outline.deliveryRow, outline.deliveryPoint, contract);
+        const double ceiling = (m_market.Curvature(contract) + 1.0) * node.paperLoss;
+        AddSide(group.row, group.point, outline.row, outline.point, contract, ceiling);
+        AddSide(group.deliveryRow, group.deliveryPoint, outline.deliveryRow, outline.deliveryPoint, contract, ceiling);
     }
     void AddSide(std::vector<double>& sumRow, std::vector<double>& sumPoints, std::vector<double> row,
-                 std::vector<double> points, const BaseContractSample& contract) const
+                 std::vector<double> points, const BaseContractSample& contract, double ceiling) const
     {
         if (m_rules.interContract == Enums::SpreadMarginType::Netting) {
             row = Windowed(row, contract);
             row.front() = std::min({points[PnL2D], points[PnL3D], row.front()});
             row.back() = std::min({points[PnL2U], points[PnL3U], row.back()});
-            const double leftTail = std::min({points[ZL], points[DownRisk], 0.0});
-            const double rightTail = std::min({points[ZR], points[UpRisk], 0.0});
+            const double leftTail = std::min({points[ZL], points[DownRisk], ceiling});
+            const double rightTail = std::min({points[ZR], points[UpRisk], ceiling});
             points.assign(PointCount, 0.0);
             points[ZL] = leftTail;
             points[ZR] = rightTail;
         } else {
             for (double& value : row)
-                value = std::min(value, 0.0);
+                value = std::min(value, ceiling);
             for (double& value : points)
-                value = std::min(value, 0.0);
+                value = std::min(value, ceiling);
         }
         details::Add(sumRow, row);
         details::Add(sumPoints, points);

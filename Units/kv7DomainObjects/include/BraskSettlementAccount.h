@@ -73,6 +73,8 @@ public:
     /// Deliveries of a series count from the first of its clearings for settlement accounts.
     [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
 
+    using ParticipantBase::ChangeTradingLimits;
+
     [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
     [[nodiscard]] const BraskClearingBrokerPtr& GetOwner() const noexcept { return m_owner; }
     [[nodiscard]] bool IsUnitedPool() const noexcept { return m_isUnitedPool; }

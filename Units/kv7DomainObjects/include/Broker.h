@@ -64,6 +64,17 @@ public:
     [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
     [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
 
+    /// What the ledger of deals reads of the firm: whether a deal may move its limit, and whether its free money is
+    /// looked at. Both are true until they are set.
+    void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
+    {
+        changeLimit = changeLimit_;
+        checkLimit = checkLimit_;
+    }
+    [[nodiscard]] bool GetChangeLimit() const noexcept { return changeLimit; }
+    [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
+    using ParticipantBase::ChangeTradingLimits;
+
     /// Multiplier of the firm's own GO.
     [[nodiscard]] t_bprice_int GetGORatio() const noexcept { return GORatio_; }
     void SetGORatio(t_bprice_int value) noexcept { GORatio_ = value; }
@@ -113,6 +124,8 @@ private:
     const BraskSettlementAccountPtr settlementAccount;
     COrderManager orderManager;
     const BrokerCode brokerCode_;
+    bool changeLimit = true; // a deal moves the firm's limit
+    bool checkLimit = true;  // its free money is looked at
     TClientsMap clients_;
     t_weight_int expWeightClientDefault_; // for clients with ExpWeight -1.00
     t_bprice_int GORatio_{1};             // multiplier of the firm's GO

@@ -11,6 +11,7 @@
 
 #include "ParticipantBase.h"
 #include "PremiumReserves.h"
+#include "QuantitiesCounters.h"
 #include "SpecOrderList.h"
 #include "TradingCodes.h"
 
@@ -78,6 +79,14 @@ public:
     /// above stay behind the client.
     void SetRiskParameters(const ClientRiskParameters& parameters);
 
+    /// Changes the client's money: DelMoney and DelAll leave none, Set makes it the amount and ChangeBy adds it, the
+    /// last two where flag is set; the pledge stays. What follows is renewed with the blocked margin as it stands. Any
+    /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+    Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
+    {
+        return ChangeAmountMoney(mode, flag, amount);
+    }
+
     /// True: premium-style options stay out of the margin.
     [[nodiscard]] bool IsNotUseNOV() const noexcept;
     /// The same from the next session on.
@@ -91,12 +100,18 @@ public:
     /// option and unless IsNotUseNOV holds.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                      std::int64_t volume);
+    /// The same in the mode that values positions by their cost basis and a market price.
+    Z9ERR SetPositionInPortfolioWithoutEquityOptions_PositionsOnly(Isin isin, std::int64_t quantity, double price,
+                                                                   double marketPrice, std::int64_t volume);
     /// The same for a change of orders.
     Z9ERR ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
     /// Takes that book anew; does nothing, and gives 0, unless IsNotUseNOV holds, as the next.
     Z9ERR RefreshPortfolioWithoutEquityOptions();
     /// Takes one futures of that book anew; 0 as well where the book holds no position on it.
     Z9ERR RecalcFuturesPositionInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
+    /// The same for a book that rests, since IsNotUseNOV no longer holds, and counts for nothing: it must not be left
+    /// on instruments that are about to go. Does nothing while IsNotUseNOV holds.
+    Z9ERR RecalcRestingPortfolioWithoutEquityOptions(Isin isin);
     /// Premium of open buys set aside, in cents, cut off toward minus infinity.
     [[nodiscard]] t_bround_int GetPremiumBlocked() const override;
     [[nodiscard]] const PremiumReservesCalculator& GetPremiumReservesCalculator() const noexcept
@@ -112,18 +127,38 @@ public:
         return m_portfolioWithoutEquityOptions;
     }
 
+    // What the client holds and has ordered, in contracts. Deals count here; what is set by SetPosition and ChangeOrder
+    // enters the books only.
+    [[nodiscard]] const OrdersAndPositionsQuantitiesCounter& GetOrdersAndPositionsQuantitiesCounter() const noexcept
+    {
+        return ordersAndPositionsQuantitiesCounter;
+    }
+    [[nodiscard]] OrdersAndPositionsQuantitiesCounter& GetOrdersAndPositionsQuantitiesCounter() noexcept
+    {
+        return ordersAndPositionsQuantitiesCounter;
+    }
+    [[nodiscard]] const QuantitiesCounter& GetQuantitiesCounter() const noexcept { return quantitiesCounter; }
+    [[nodiscard]] QuantitiesCounter& GetQuantitiesCounter() noexcept { return quantitiesCounter; }
+    /// Whether only a place was made for the client, and it is still to come.
+    [[nodiscard]] bool IsBlank() const noexcept { return isBlank; }
+    void SetBlank(bool value) noexcept { isBlank = value; }
+
 private:
     void CorrectParameters();
     void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
     [[nodiscard]] bool HasBookParameters(const ClientRiskParameters& parameters) const noexcept;
     void SetBookParameters(const ClientRiskParameters& parameters) noexcept;
     void TakeBookAnew(const ClientRiskParameters& parameters);
+    Z9ERR RecalcInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
 
     const ClientCode clientCode_;
     BraskBroker& broker_;
     t_bprice_int clgoRatio;         // multiplier of the client's GO, 1.00000 leaves it
     bool m_autoUpdateLimit = false; // carried only
-    std::int32_t m_notUseNOV = -1;  // -1 as the firm, 0 no, anything else yes
+    OrdersAndPositionsQuantitiesCounter ordersAndPositionsQuantitiesCounter;
+    QuantitiesCounter quantitiesCounter;
+    bool isBlank = false;          // carried only
+    std::int32_t m_notUseNOV = -1; // -1 as the firm, 0 no, anything else yes
     PremiumReservesCalculator m_premiumReservesCalculator;
     kv7im::Portfolio m_portfolioWithoutEquityOptions;
     bool m_notUseNOVNextSession = false;

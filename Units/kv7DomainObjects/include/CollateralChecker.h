@@ -2,6 +2,10 @@
 // looked at.
 #pragma once
 
+#include <string>
+
+#include "Means.h"
+#include "currencytype.h"
 #include "kv7errors.h"
 
 class BraskCollateralChecker
@@ -13,7 +17,15 @@ public:
     BraskCollateralChecker(const BraskCollateralChecker&) = delete;
     BraskCollateralChecker& operator=(const BraskCollateralChecker&) = delete;
 
+    /// Whether the free money of a participant bears a further need of `money`. Its code when it does not, and
+    /// "<what runs short>: free 12.34, needed 20.00" is appended to the text, behind what the caller has said of the
+    /// participant; 0, and the text as it was, when it does or nobody looks. A need of 0 or less asks whether there is
+    /// no deficit, or none beyond what such a release covers.
+    [[nodiscard]] Z9ERR CheckCollateral(const Domain::Means& means, t_bround_int money, std::string& text) const;
+
     [[nodiscard]] Z9ERR GetErrorCode() const noexcept { return errorCode_; }
+    /// What runs short, as the code describes it; lives until the process ends.
+    [[nodiscard]] const char* GetErrorCodeText() const noexcept;
     [[nodiscard]] bool Enabled() const noexcept { return checksEnabled_; }
     void Enable(bool enabled) noexcept { checksEnabled_ = enabled; }
 

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "AssumedVectors.h"
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
 #include "Client.h"
@@ -64,5 +65,70 @@ void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingD
 /// The second half of it, once the client's own book is anew: its book without premium-style options, its money block,
 /// and the levels above.
 void FollowRefreshedPortfolio(BraskClient& client);
+
+// The mode that values positions by their cost basis and a market price, the paper loss apart. A client's change stays
+// with the client: nothing flows upward.
+
+/// As SetPositionByRecordType; marketPrice is quoted as waPrice is.
+[[nodiscard]] Z9ERR SetPositionByRecordType_PositionsOnly(const char* code,
+                                                          Enums::AccountHierarchyRecordType recordType, Isin isin,
+                                                          std::int64_t quantity, double waPrice, double marketPrice,
+                                                          std::int64_t afterLastClearingQuantity,
+                                                          ParticipantRepository& repository);
+/// Client's books and money block; its firm and settlement account stay as they are.
+[[nodiscard]] Z9ERR SetPositionClient_PositionsOnly(BraskClient& client, Isin isin, std::int64_t quantity,
+                                                    double waPrice, double marketPrice,
+                                                    std::int64_t afterLastClearingQuantity);
+[[nodiscard]] Z9ERR SetPositionBroker_PositionsOnly(BraskBroker& broker, Isin isin, std::int64_t quantity,
+                                                    double waPrice, double marketPrice,
+                                                    std::int64_t afterLastClearingQuantity);
+[[nodiscard]] Z9ERR SetPositionSettlementAccount_PositionsOnly(BraskSettlementAccount& settlementAccount, Isin isin,
+                                                               std::int64_t quantity, double waPrice,
+                                                               double marketPrice,
+                                                               std::int64_t afterLastClearingQuantity);
+
+// Deals.
+
+/// Takes the positions that a booked deal left, record by record, and carries each to firm and settlement account: a
+/// level under Netting takes its own record, one under HalfNetting (a firm under Gross as well) the change of the
+/// client's losses, an account under Gross the change of the firm's GO. Money blocks are renewed with each record.
+/// Gives the first code other than 0 that a portfolio answered with, or 0; Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing
+/// done, where the three vectors differ in length or in their instruments.
+[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const AssumedVectors& vectors);
+[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const LinkedAssumedVectors& vectors);
+/// Sets the premium of a deal in a premium-style option aside, for a client whose margin leaves such options out.
+/// quantity is negative for a sale, whose premium comes in and lowers the reserve.
+void UpdateDealReserve(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity);
+/// Contracts that the participant's risk book holds of a futures or an option; 0 without a position.
+[[nodiscard]] std::int64_t GetPositionQuantity(const ParticipantBase& participant, Isin isin);
+
+// A pass of recalculation: between UpdateComplete and ReleaseChanged of the instruments every book moves from the
+// current objects to the new ones, futures by futures. RecalcChangedInstruments is a whole pass.
+
+/// Takes one futures, with its options and all open orders, anew on its changed instruments: in the books of all
+/// clients of the firm that hold it, in those of the firm and the settlement account where they keep positions of their
+/// own, and carries the changes of losses and of GO up. The isin is marked at each participant, which from then on
+/// reads it from the new objects; an account under Netting does its part once a pass, whichever firm comes first.
+/// useRealCalcPrice: settlement prices take the place of the average ones. A client that fails, with a code or an
+/// exception, is logged, and the others go on; what its book holds then is what the levels above hold of it. Without
+/// memory the book stays on the old objects and the isin unmarked, so that a second call for the same isin makes up for
+/// it; a call that finds nothing left to do changes nothing. Gives the code of the first client that failed, else that
+/// of the firm's own book, else of the account's, else 0.
+[[nodiscard]] Z9ERR RecalcBrokerByIsin(BraskBroker& broker, Isin isin, bool useRealCalcPrice);
+/// The same for the positions of a settlement account under Netting, which may have no firm below it: once a pass.
+[[nodiscard]] Z9ERR RecalcSettlementAccountByIsin(BraskSettlementAccount& account, Isin isin, bool useRealCalcPrice);
+
+/// The whole pass, to be called after UpdateComplete: recalculates every futures of every family that is open, and
+/// every futures that stands in a multileg with one of them, in all books; then releases the changes and ends the pass.
+/// Gives the first code that a book answered with, or 0. Where some book could not leave the old objects the changes
+/// are not released and the pass stays open: the code then is Z9ERR_COMMON_INTERNAL_ERROR or the one that was met, and
+/// the call may be repeated. No position may be set before it has succeeded. Throws what an allocation above the
+/// clients throws; it may be repeated then too.
+[[nodiscard]] Z9ERR RecalcChangedInstruments(ParticipantRepository& participants,
+                                             kv7im::InstrumentsRepository& instruments, bool useRealCalcPrice);
+/// True while some book stands on objects that ReleaseChanged would destroy.
+[[nodiscard]] bool HasBooksToRecalculate(ParticipantRepository& participants);
+/// Ends a pass that was driven by RecalcBrokerByIsin, after ReleaseChanged: no isin is marked any more.
+void EndRecalculation(ParticipantRepository& participants) noexcept;
 
 } // namespace margin_orchestrator

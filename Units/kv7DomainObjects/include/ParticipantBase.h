@@ -17,6 +17,7 @@
 #include "Portfolio.h"
 #include "PositionCalculator.h"
 #include "RiskParticipant.h"
+#include "TradingLimitMessages.h"
 #include "currencytype.h"
 
 class ParticipantBase : public kv7im::RiskParticipant
@@ -93,6 +94,10 @@ public:
     [[nodiscard]] const Domain::Means& GetMeans() const noexcept { return m_means; }
     [[nodiscard]] Domain::Means& GetMeansForUpdate() noexcept { return m_means; }
     void SetMTM(t_bround_int value) noexcept { m_means.m_MTM = value; }
+    /// Stores the exchange's fee and renews what follows from it; the blocked margin stays as it is.
+    void UpdateFee(t_bround_int fee) noexcept;
+    /// The same with the penalty.
+    void UpdatePenalty(t_bround_int penalty) noexcept;
     /// Money and pledge as they stand; needCalcGO is false.
     [[nodiscard]] TradingLimits GetTradingLimits() const noexcept;
     /// Stores money and pledge and renews what follows from them, with today's GO where needCalcGO is set.
@@ -120,6 +125,15 @@ protected:
     /// Parameters, money and accounting of another participant; the risk book starts empty.
     ParticipantBase(const ParticipantBase& source, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
+
+    // Changes of the money limit; all renew what follows from it with the blocked margin as it stands. A mode that does
+    // not belong there is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+
+    /// DelMoney and DelAll: no money at all. Set and ChangeBy: the amount, or that much more, where flag is set.
+    Z9ERR ChangeAmountMoney(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount);
+    Z9ERR ChangeTradingLimits(const MSChangeBFLimitInt& message);
+    /// Set and ChangeBy only. A text that is no amount gives the code of reading it, with nothing changed.
+    Z9ERR ChangeTradingLimits(const MSChangeBFLimitNTA& message);
 
     BraskCollateralChecker CollateralChecker;
     std::int32_t NClr2Delivery; // clearings before expiry from which delivery risk counts

@@ -1,6 +1,5 @@
 #include "Client.h"
 
-#include <exception>
 #include <vector>
 
 #include "Broker.h"
@@ -8,9 +7,9 @@
 #include "InstrumentsRepository.h"
 #include "MarginOrchestrator.h"
 #include "Primitives.h"
+#include "RecalculationFailure.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
-#include "except.h"
 #include "z9log.h"
 
 namespace {
@@ -40,33 +39,13 @@ std::vector<SClearingDeltaOrder> OrdersOf(Isin isin, const kv7im::CSpecPosition&
     return orders;
 }
 
-// To be called while an exception of a change of parameters is handled: says what it is.
-void LogFailedRiskParameters() noexcept
-{
-    constexpr const char* category = "QuindalIM";
-    constexpr const char* operation = "SetRiskParameters";
-    try {
-        try {
-            throw; // the one way to learn what is being handled
-        } catch (const kv7base::CZ9Error& error) {
-            KV7TRACE_ERROR_EX(category, "%s: Error (%s) occurred during risks recalculation.", operation, error.what());
-        } catch (const std::exception& error) {
-            KV7TRACE_ERROR_EX(category, "%s: Standard exception '%s' raised during risks recalculation.", operation,
-                              error.what());
-        } catch (...) {
-            KV7TRACE_ERROR_EX(category, "%s: Unknown exception raised.", operation);
-        }
-    } catch (...) { // without memory for a line, what happened is still thrown on
-    }
-}
-
 template <class Change>
 auto WithFailuresLogged(const Change& change)
 {
     try {
         return change();
     } catch (...) {
-        LogFailedRiskParameters();
+        LogFailedRecalculation("SetRiskParameters");
         throw;
     }
 }
@@ -101,6 +80,9 @@ BraskClient::BraskClient(const BraskClient& source, BraskBroker& broker,
       broker_(broker),
       clgoRatio(source.clgoRatio),
       m_autoUpdateLimit(source.m_autoUpdateLimit),
+      ordersAndPositionsQuantitiesCounter(source.ordersAndPositionsQuantitiesCounter),
+      quantitiesCounter(source.quantitiesCounter),
+      isBlank(source.isBlank),
       m_notUseNOV(source.m_notUseNOV),
       m_premiumReservesCalculator(source.m_premiumReservesCalculator),
       m_portfolioWithoutEquityOptions(this),
@@ -262,6 +244,14 @@ Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::in
     return m_portfolioWithoutEquityOptions.SetPosition(isin, quantity, price, volume);
 }
 
+Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions_PositionsOnly(Isin isin, std::int64_t quantity,
+                                                                            double price, double marketPrice,
+                                                                            std::int64_t volume)
+{
+    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
+    return m_portfolioWithoutEquityOptions.SetPosition_PositionsOnly(isin, quantity, price, marketPrice, volume);
+}
+
 Z9ERR BraskClient::ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count,
                                                               const SClearingDeltaOrder* orders)
 {
@@ -276,7 +266,17 @@ Z9ERR BraskClient::RefreshPortfolioWithoutEquityOptions()
 
 Z9ERR BraskClient::RecalcFuturesPositionInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice)
 {
-    if (!IsNotUseNOV() || m_portfolioWithoutEquityOptions.GetFuturesPositionByIsin(isin) == nullptr) return Z9ERR_OK;
+    return IsNotUseNOV() ? RecalcInPortfolioWithoutEquityOptions(isin, useRealCalcPrice) : Z9ERR_OK;
+}
+
+Z9ERR BraskClient::RecalcRestingPortfolioWithoutEquityOptions(Isin isin)
+{
+    return IsNotUseNOV() ? Z9ERR_OK : RecalcInPortfolioWithoutEquityOptions(isin, false);
+}
+
+Z9ERR BraskClient::RecalcInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice)
+{
+    if (m_portfolioWithoutEquityOptions.GetFuturesPositionByIsin(isin) == nullptr) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.RecalcFuturesPositionInPortfolio(isin, useRealCalcPrice);
 }
 

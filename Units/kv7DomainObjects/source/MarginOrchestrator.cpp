@@ -3,25 +3,22 @@
 #include <span>
 
 #include "InstrumentsRepository.h"
+#include "MarginRoad.h"
 #include "SpecBaseContract.h"
 #include "SpecFutures.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
-#include "TradingCodes.h"
 
 namespace margin_orchestrator {
 
-namespace {
+namespace road {
 
-// Changes of losses are collected only where some level above the client takes them: a firm under Gross below an
-// account that is not HalfNetting gets an empty list.
 bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept
 {
     return firm.GetMarginRule() == Enums::MarginRule::HalfNetting ||
            account.GetMarginRule() == Enums::MarginRule::HalfNetting;
 }
 
-// What the last change of one instrument did.
 kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const BraskBroker& firm,
                                          const BraskSettlementAccount& account)
 {
@@ -30,19 +27,6 @@ kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const B
     return deltas;
 }
 
-// What has changed anywhere in the book.
-kv7im::RolledUpRisksVector CollectAllDeltas(BraskClient& client, const BraskBroker& firm,
-                                            const BraskSettlementAccount& account)
-{
-    kv7im::RolledUpRisksVector deltas;
-    if (!SomeLevelTakesLosses(firm, account)) return deltas;
-    kv7im::Portfolio& book = client.GetPortfolio();
-    for (const auto& [isin, position] : book.RangePositions())
-        book.GetAllDeltaRolledUpRiskNodesByFutures(position, deltas);
-    return deltas;
-}
-
-// Adds to an account under Gross what the firm's GO, as it is charged, has changed by.
 void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm, const BraskBroker::MarginFigures& before)
 {
     account.GetPortfolio().IncreaseGrossInitialMargin(firm.GetMarginFigures().InitialMargin() - before.InitialMargin());
@@ -63,30 +47,28 @@ void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker
     }
 }
 
-// The road upward of a position, and of a whole book: the money block of the client, its firm, the settlement account.
-void CarryUp(BraskClient& client, BraskBroker& firm, BraskSettlementAccount& account,
-             const kv7im::RolledUpRisksVector& deltas)
+void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas)
 {
-    UpdateParticipantMeans(client);
-
-    // The firm; what its GO was made of is kept for an account that sums the changes of it.
-    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
-    if (firm.GetMarginRule() != Enums::MarginRule::Netting) firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
-    UpdateParticipantMeans(firm);
-
-    // The settlement account.
-    CarryToSettlementAccount(account, firm, before, deltas);
-    UpdateParticipantMeans(account);
+    const auto byItsOwnRecords = [] {};
+    CarryUpFromClients(firm, account, deltas, byItsOwnRecords, byItsOwnRecords);
 }
 
-// The option that a purchase pays its premium for when it trades; null for anything else.
-const kv7im::CSpecOption* BoughtPremiumOption(const kv7im::InstrumentsRepository& instruments,
-                                              const SClearingDeltaOrder& order)
+} // namespace road
+
+namespace {
+
+using namespace road;
+
+// What has changed anywhere in the book.
+kv7im::RolledUpRisksVector CollectAllDeltas(BraskClient& client, const BraskBroker& firm,
+                                            const BraskSettlementAccount& account)
 {
-    if (!order.isBuying) return nullptr;
-    const kv7im::CSpecOption* const option = instruments.GetOption(kv7im::AccessByStatus::eCurrent, order.isin);
-    const bool paidUpFront = option != nullptr && option->VirtFutures->marginStyle == Enums::MarginStyle::Equity;
-    return paidUpFront ? option : nullptr;
+    kv7im::RolledUpRisksVector deltas;
+    if (!SomeLevelTakesLosses(firm, account)) return deltas;
+    kv7im::Portfolio& book = client.GetPortfolio();
+    for (const auto& [isin, position] : book.RangePositions())
+        book.GetAllDeltaRolledUpRiskNodesByFutures(position, deltas);
+    return deltas;
 }
 
 } // namespace
@@ -100,16 +82,15 @@ Z9ERR SetPositionByRecordType(const char* code, Enums::AccountHierarchyRecordTyp
                               std::int64_t quantity, double waPrice, std::int64_t afterLastClearingQuantity,
                               ParticipantRepository& repository)
 {
-    if (recordType == Enums::AccountHierarchyRecordType::Broker) {
-        BraskBroker& broker = repository.GetBroker(BrokerCode::Parse(code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED);
-        return SetPositionBroker(broker, isin, quantity, waPrice, afterLastClearingQuantity);
-    }
-    if (recordType == Enums::AccountHierarchyRecordType::Client) {
-        BraskClient& client = repository.GetClient(ClientCode::Parse(code));
-        return SetPositionClient(client, isin, quantity, waPrice, afterLastClearingQuantity);
-    }
-    const BraskSettlementAccountPtr account = repository.GetSettlementAccountById(code);
-    return SetPositionSettlementAccount(*account, isin, quantity, waPrice, afterLastClearingQuantity);
+    return DispatchByRecordType(
+        code, recordType, repository,
+        [&](BraskBroker& firm) { return SetPositionBroker(firm, isin, quantity, waPrice, afterLastClearingQuantity); },
+        [&](BraskClient& client) {
+            return SetPositionClient(client, isin, quantity, waPrice, afterLastClearingQuantity);
+        },
+        [&](BraskSettlementAccount& account) {
+            return SetPositionSettlementAccount(account, isin, quantity, waPrice, afterLastClearingQuantity);
+        });
 }
 
 Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, double waPrice,
@@ -120,36 +101,26 @@ Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, d
 
     const Z9ERR code = client.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
     client.SetPositionInPortfolioWithoutEquityOptions(isin, quantity, waPrice, afterLastClearingQuantity);
-    CarryUp(client, firm, *account, CollectDeltas(client, isin, firm, *account));
+    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
+    UpdateParticipantMeans(client);
+    CarryUpFromClients(firm, *account, deltas);
     return code;
 }
 
 Z9ERR SetPositionBroker(BraskBroker& broker, Isin isin, std::int64_t quantity, double waPrice,
                         std::int64_t afterLastClearingQuantity)
 {
-    const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
-    const BraskBroker::MarginFigures before = broker.GetMarginFigures();
-
-    Z9ERR code = Z9ERR_OK;
-    if (broker.GetMarginRule() == Enums::MarginRule::Netting)
-        code = broker.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
-    UpdateParticipantMeans(broker);
-
-    const Enums::MarginRule accountRule = account->GetMarginRule();
-    if (accountRule != Enums::MarginRule::HalfNetting && accountRule != Enums::MarginRule::Netting)
-        GrowGrossMargin(*account, broker, before);
-    UpdateParticipantMeans(*account);
-    return code;
+    return ChangeBroker(broker, [&](kv7im::Portfolio& book) {
+        return book.SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
+    });
 }
 
 Z9ERR SetPositionSettlementAccount(BraskSettlementAccount& settlementAccount, Isin isin, std::int64_t quantity,
                                    double waPrice, std::int64_t afterLastClearingQuantity)
 {
-    Z9ERR code = Z9ERR_OK;
-    if (settlementAccount.GetMarginRule() == Enums::MarginRule::Netting)
-        code = settlementAccount.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
-    UpdateParticipantMeans(settlementAccount);
-    return code;
+    return ChangeSettlementAccount(settlementAccount, [&](kv7im::Portfolio& book) {
+        return book.SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
+    });
 }
 
 Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
@@ -178,20 +149,6 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     return code;
 }
 
-void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingDeltaOrder* orders)
-{
-    if (!client.IsNotUseNOV() || count == 0) return;
-    const kv7im::InstrumentsRepository& instruments = client.GetInstrumentsRepository();
-    for (const SClearingDeltaOrder& order : std::span(orders, count)) {
-        const kv7im::CSpecOption* const option = BoughtPremiumOption(instruments, order);
-        if (option == nullptr) continue;
-        const kv7im::CSpecVirtFutures& series = *option->VirtFutures;
-        const double radius = instruments.GetCurvatureRadius(series.Futures->BaseContract->IndicatorID);
-        client.GetPremiumReservesCalculator().UpdateOrderReserve(
-            order.isin, order.CalculatedPrice.calculatedPrice, order.orderInfo.deltaQuantity, series.MoneyCoef, radius);
-    }
-}
-
 Z9ERR RefreshClientPortfolio(BraskClient& client)
 {
     const Z9ERR code = client.GetPortfolio().Refresh();
@@ -204,7 +161,9 @@ void FollowRefreshedPortfolio(BraskClient& client)
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
     client.RefreshPortfolioWithoutEquityOptions();
-    CarryUp(client, firm, *account, CollectAllDeltas(client, firm, *account));
+    const kv7im::RolledUpRisksVector deltas = CollectAllDeltas(client, firm, *account);
+    UpdateParticipantMeans(client);
+    CarryUpFromClients(firm, *account, deltas);
 }
 
 } // namespace margin_orchestrator

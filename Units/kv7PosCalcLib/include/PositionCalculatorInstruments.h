@@ -1,9 +1,14 @@
 // The instruments as position accounting sees them: steps, settlement prices, lot sizes, and nothing of risk. One
 // dictionary serves the position calculators of all participants; it is filled beside the risk repository.
 //
-// Always true:  a futures stands with its base contract, a series with its futures, an option with its series; an
-//               insert that fails changes nothing; instruments stay at their addresses until Clear, so positions
-//               may point at them. A repeated insert is refused: the guard against loading an instrument twice.
+// Two sets of names. A clearing instrument (SInstrCLR, by isin) is what a position is in: a futures or an option. A
+// trading instrument (SInstrTRD, by its own id) is what a deal is in: a clearing instrument or a multileg, in one trade
+// mode; it names the clearing instruments that a deal moves, its legs.
+//
+// Always true:  a futures stands with its base contract, a series with its futures, an option with its series, a leg
+// with
+//               its multileg; an insert that fails changes nothing; instruments stay at their addresses until Clear, so
+//               positions may point at them. A repeated insert is refused: the guard against loading twice.
 // Numbers:      prices are t_bprice_int; steps and step prices are doubles in price and money; times are years.
 // Errors:       CZ9Error with the Z9ERR_POSITION_CALCULATOR_... codes.
 #pragma once
@@ -13,6 +18,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "Enums.h"
 #include "currencytype.h"
@@ -20,6 +26,7 @@
 
 namespace pos {
 
+class IPositioningExternalStorage;
 struct SMutableInstrumentsParameters;
 
 struct SBaseContract
@@ -98,6 +105,58 @@ struct SOption final : SInstrCLR
     const SVirtFutures* virtFutures = nullptr; // never null once inserted
 };
 
+/// An option whose premium is paid up front, so that it has no variation margin.
+[[nodiscard]] inline bool IsPremiumStyle(const SInstrCLR& instrument) noexcept
+{
+    return instrument.instrType == Enums::InstrumentType::Option &&
+           instrument.GetMarginStyle() == Enums::MarginStyle::Equity;
+}
+
+/// One leg: a clearing instrument, and the contracts of it in one contract of the whole.
+struct SInstrQuantity
+{
+    const SInstrCLR* instrCLR = nullptr; // never null
+    std::int32_t quantityCoeff = 0;      // negative for the leg on the other side
+};
+
+/// A spread of up to two legs, the lower order number first.
+struct SMultileg
+{
+    Isin isin = 0;
+    unsigned char lastInsertedLegNum = 0; // order number of the leg that came last
+    std::vector<SInstrQuantity> instruments;
+};
+
+struct STradeMode
+{
+    Enums::TradeModeStatus status = Enums::TradeModeStatus::Closed;
+    Enums::PriceType price_type = Enums::PriceType::Price;
+    Enums::AuctionType auct_type = Enums::AuctionType::None;
+    bool shouldCollectFeeForInternalTrades = false; // deals within one participant pay too
+    bool shouldTakeIntoAccountPrice1 = false;       // an order in a pair names the price of its first part
+    bool shouldReplicatePrice1 = false;             // that price goes on to the deal's report
+};
+
+/// A trading instrument.
+struct SInstrTRD
+{
+    Isin isin_clr = 0;
+    char code_clr[256] = {}; // ends with a zero
+    std::int32_t tradeModeID = 0;
+    double minStepTraded = 0;
+    double minStepPriceTraded = 0;                                   // money
+    Enums::TradingInstrType type = Enums::TradingInstrType::Futures; // -1 where isin_clr is no instrument
+    const STradeMode* tradeMode = nullptr;                           // null where there is no such mode
+    std::vector<SInstrQuantity> instruments; // its legs: one of a futures or an option, those of a multileg, or none
+};
+
+/// What a trading instrument costs.
+struct SInstrTRD2
+{
+    Isin isin_clr = 0;
+    double fixedFeeRate = 0; // money a contract, never negative
+};
+
 /// Codes are looked up by any text, without building a string.
 struct CodeHash
 {
@@ -115,8 +174,13 @@ using CInstrTypeList = std::unordered_map<Isin, Enums::InstrumentType>;
 struct SConstInstrumentsParameters
 {
     std::unordered_map<std::int32_t, SBaseContract> m_baseContracts; // by id
+    std::unordered_map<std::int32_t, STradeMode> m_tradeModes;       // by id
+    std::unordered_map<Isin, SMultileg> m_multilegs;
+    std::unordered_map<std::int32_t, SInstrTRD> m_instruments; // trading instruments by id
 
-    void clear() noexcept { m_baseContracts.clear(); }
+    void clear() noexcept;
+    /// Null when there is none.
+    [[nodiscard]] const SMultileg* getMultileg(Isin isin) const noexcept;
 };
 
 /// What carries prices.
@@ -125,6 +189,7 @@ struct SMutableInstrumentsParameters
     std::unordered_map<Isin, SFutures> m_futures;
     std::unordered_map<std::string, SVirtFutures, CodeHash, std::equal_to<>> m_virtFutures; // by code
     std::unordered_map<Isin, SOption> m_options;
+    std::unordered_map<std::int32_t, SInstrTRD2> m_tradeinstruments; // rates by the id of the trading instrument
 
     void clear() noexcept;
     /// Null when there is none.
@@ -144,6 +209,10 @@ public:
     [[nodiscard]] virtual const CInstrTypeList& GetInstrTypes() const noexcept = 0;
     /// Stores time and settlement price. Unknown: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
     virtual void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) = 0;
+    /// Stores the money of one price step of a series. Unknown: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND.
+    virtual void UpdateVirtFutures(std::string_view code, double minStepPrice) = 0;
+    /// Stores the settlement price. Unknown: Z9ERR_POSITION_CALCULATOR_OPTION_NOT_FOUND.
+    virtual void UpdateOption(Isin isin, const t_bprice& price) = 0;
 
 protected:
     IPositionCalculatorInstruments() = default;
@@ -158,6 +227,10 @@ public:
     // Instruments point at one another and at the block that they stand in.
     PositionCalculatorInstruments(const PositionCalculatorInstruments&) = delete;
     PositionCalculatorInstruments& operator=(const PositionCalculatorInstruments&) = delete;
+
+    /// Takes all instruments of the storage in place of those that stand here. What an insert refuses is thrown, and
+    /// all stays as it was. As with Clear, nothing may point at the old instruments.
+    void Init(const IPositioningExternalStorage& storage);
 
     /// A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
     void InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex);
@@ -177,7 +250,32 @@ public:
     void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
                       const t_bprice& price);
 
+    /// A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
+    void InsertTradeMode(std::int32_t id, Enums::TradeModeStatus status, Enums::PriceType priceType,
+                         Enums::AuctionType auctionType, bool shouldCollectFeeForInternalTrades,
+                         bool shouldTakeIntoAccountPrice1, bool shouldReplicatePrice1);
+    /// Adds a leg to a multileg, which its first leg makes. In the order of the tests, with codes
+    /// Z9ERR_POSITION_CALCULATOR_...: a third leg: NUMBEROFLEGS_MORE_THAN_TWO_IN_MULTILEG; the order number of the
+    /// other leg: LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG; the other leg's isin: ISIN_ALREADY_EXISTS_IN_MULTILEG; a leg
+    /// that is neither futures nor option: INSTR_NOT_FOUND.
+    void InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff, unsigned char legOrderNum);
+    /// A trading instrument on a clearing instrument or a multileg, with the legs that stand at this time. Neither the
+    /// clearing instrument nor the trade mode need be known: a deal in an instrument without legs moves nothing.
+    /// A repeated id: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; legs whose price units are not worth the
+    /// same money (GetLotMoneyCoeff by the code given, compared to 1e-10 of the larger):
+    /// Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG; a code of more than 255 characters: code 2.
+    void InsertInstrument(std::int32_t id, Isin isin, std::int32_t tradeModeID, double minStepTraded,
+                          double minStepPriceTraded, const std::string& code);
+    /// Money that a contract of a trading instrument costs. A rate that is negative or no number is 0.0, with a
+    /// warning. A second rate: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; an unknown id:
+    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    void InsertInstrumentsRate(std::int32_t id, double rate);
+    /// The same for an instrument that has a rate; without: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    void UpdateInstrumentsRate(std::int32_t id, double rate);
+
     void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
+    void UpdateVirtFutures(std::string_view code, double minStepPrice) override;
+    void UpdateOption(Isin isin, const t_bprice& price) override;
 
     /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
     /// not looked for: it has none yet.
@@ -201,6 +299,8 @@ public:
     /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
     [[nodiscard]] const SInstrCLR& getInstrumentCLR(Isin isin) const;
     [[nodiscard]] const SBaseContract& getClearingInstrumentBaseContract(Isin isin) const;
+    /// The futures itself, or that of an option's series. Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    [[nodiscard]] const SFutures& UnderlyingFutures(Isin isin) const;
     /// Undefined when unknown.
     [[nodiscard]] Enums::InstrumentType getClearingInstrumentType(Isin isin) const noexcept;
     /// Null when unknown.
@@ -216,9 +316,40 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     [[nodiscard]] double GetLotMoneyCoeff(Isin isin, std::string_view code) const;
 
+    /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d"; so do all that take a trading id.
+    [[nodiscard]] const SInstrTRD& getInstrumentTRD(std::int32_t id) const;
+    [[nodiscard]] Isin getClearingIsinByTrading(std::int32_t id) const;
+    /// Whether an order names the price of its first part. No such trade mode:
+    /// Z9ERR_POSITION_CALCULATOR_TRADEMODEID_NOT_FOUND, "TradeModeID: %d".
+    [[nodiscard]] bool getInstrShouldTakeIntoAccountPrice1(std::int32_t id) const;
+    /// Null when none was inserted.
+    [[nodiscard]] const SInstrTRD2* GetInstrumentsRate(std::int32_t id) const noexcept;
+
+    // Prices of a pair, in five digits each. An instrument that has not two legs:
+    // Z9ERR_POSITION_CALCULATOR_PAIR_INSTRUMENTID_EXPECTED, "InstrumentID: %d"; no such trade mode:
+    // Z9ERR_POSITION_CALCULATOR_TRADEMODEID_NOT_FOUND.
+
+    /// Price of the first part of an order: price1, where the trade mode lets orders name it, else the settlement price
+    /// of the first leg.
+    [[nodiscard]] t_bprice_int getFirstPartPrice(std::int32_t id, t_bprice_int price1) const;
+    /// Quotation of the pair at which its parts trade so: |b| secondPartPrice - |a| firstPartPrice, the other way round
+    /// than CalcSecondPartPrice. Out of 64 bits: Z9ERR_COMMON_OVERFLOW.
+    [[nodiscard]] t_bprice_int getSwapPrice(std::int32_t id, t_bprice_int firstPartPrice,
+                                            t_bprice_int secondPartPrice) const;
+
 private:
-    /// The futures itself, or that of an option's series. Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
-    [[nodiscard]] const SFutures& UnderlyingFutures(Isin isin) const;
+    /// Null when it is neither futures nor option.
+    [[nodiscard]] const SInstrCLR* FindInstrumentCLR(Isin isin) const noexcept;
+    /// The tests that a second leg must pass.
+    static void CheckNewLeg(const SMultileg& multileg, Isin isin, Isin legIsin, unsigned char legOrderNum);
+    [[nodiscard]] const SInstrCLR& LegInstrument(Isin isin, Isin legIsin) const;
+    /// Legs that a deal in this isin moves; none for an unknown one.
+    [[nodiscard]] std::vector<SInstrQuantity> LegsOf(Isin isin) const;
+    void CheckMoneyCoeffs(Isin isin, const std::vector<SInstrQuantity>& legs, std::string_view code) const;
+    [[nodiscard]] static const STradeMode& TradeModeOf(const SInstrTRD& instrument);
+    /// Trading instrument of two legs.
+    [[nodiscard]] const SInstrTRD& PairOf(std::int32_t id) const;
+    void LoadFrom(const IPositioningExternalStorage& storage);
 
     SConstInstrumentsParameters m_const_instruments;
     SMutableInstrumentsParameters p_default_instruments;

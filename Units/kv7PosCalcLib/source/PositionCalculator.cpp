@@ -50,14 +50,27 @@ void CPositionCalculator::AddRecord(const SPosition& position)
             .Fmt("Isin: %d", position.isin);
 }
 
+void CPositionCalculator::RefuseMultileg(Isin isin) const
+{
+    if (m_instruments.getClearingInstrumentType(isin) == Enums::InstrumentType::MultiLeg)
+        throw kv7base::CZ9Error(Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION, KV7_CURRENT_LOCATION)
+            .Fmt("Isin: %d", isin);
+}
+
+const pos::SInstrCLR& CPositionCalculator::InstrumentOfPosition(Isin isin) const
+{
+    RefuseMultileg(isin);
+    return m_instruments.getInstrumentCLR(isin);
+}
+
 void CPositionCalculator::InsertPosition(const SPosition& position, bool updateVM, bool updateNetOptionValue)
 {
     SPosition record = position;
-    record.instr = &m_instruments.getInstrumentCLR(position.isin);
+    record.instr = &InstrumentOfPosition(position.isin);
     AddRecord(record);
     if (updateVM) {
         try {
-            UpdateVM(record);
+            UpdateVM(record, record.vmClose, m_instruments.UnderlyingFutures(record.isin), true);
         } catch (...) {
             m_positions.erase(record.isin);
             throw;
@@ -68,6 +81,7 @@ void CPositionCalculator::InsertPosition(const SPosition& position, bool updateV
 
 void CPositionCalculator::InsertPositionForHalfNettingAndGross(const SPosition& position)
 {
+    RefuseMultileg(position.isin);
     SPosition record;
     record.isin = position.isin;
     record.quantity = position.quantity;
@@ -75,19 +89,51 @@ void CPositionCalculator::InsertPositionForHalfNettingAndGross(const SPosition& 
     AddRecord(record);
 }
 
-void CPositionCalculator::UpdateVM(const SPosition& position)
+namespace {
+
+bool IsPremiumStyle(const SPosition& position) noexcept
 {
-    const bool isPremiumStyle = position.instr->instrType == Enums::InstrumentType::Option &&
-                                position.instr->GetMarginStyle() == Enums::MarginStyle::Equity;
-    // The currency entries first: they may need memory, the sums do not.
-    const pos::SBaseContract& baseContract = m_instruments.getClearingInstrumentBaseContract(position.isin);
-    if (baseContract.is_curr) {
-        t_bsum_int* const current = isPremiumStyle ? nullptr : &VMCurr[baseContract.indicatorIndex];
-        VMCurrFull[baseContract.indicatorIndex] += position.vmClose;
-        if (current != nullptr) *current += position.vmClose;
-    }
-    VMFull += position.vmClose;
-    if (!isPremiumStyle) VM += position.vmClose;
+    return position.instr != nullptr && pos::IsPremiumStyle(*position.instr);
+}
+
+} // namespace
+
+void CPositionCalculator::ReserveCurrency(const SPosition& position, const pos::SBaseContract& baseContract,
+                                          bool premiumStyleApart)
+{
+    if (!baseContract.is_curr) return;
+    VMCurrFull.try_emplace(baseContract.indicatorIndex);
+    if (!premiumStyleApart || !IsPremiumStyle(position)) VMCurr.try_emplace(baseContract.indicatorIndex);
+}
+
+void CPositionCalculator::UpdateVM(const SPosition& position, t_bsum_int delta, const pos::SFutures& futures,
+                                   bool premiumStyleApart)
+{
+    ReserveCurrency(position, *futures.bc, premiumStyleApart);
+    VMFull += delta;
+    AddIfCurrContract(VMCurrFull, *futures.bc, delta);
+    if (premiumStyleApart && IsPremiumStyle(position)) return;
+    VM += delta;
+    AddIfCurrContract(VMCurr, *futures.bc, delta);
+}
+
+void CPositionCalculator::AddIfCurrContract(VMCloseByCurrencies& sums, const pos::SBaseContract& baseContract,
+                                            t_bsum_int delta)
+{
+    if (baseContract.is_curr) sums[baseContract.indicatorIndex] += delta;
+}
+
+void CPositionCalculator::GetPositions(Isin isin, std::vector<SPosition>& positions,
+                                       const pos::PositionCalculatorInstruments& instruments) const
+{
+    positions.clear();
+    const auto add = [&](Isin own) {
+        if (const SPosition* const position = getPosition(own)) positions.push_back(*position);
+    };
+    const pos::SMultileg* const multileg = instruments.GetConstInstruments().getMultileg(isin);
+    if (multileg == nullptr) return add(isin);
+    for (const pos::SInstrQuantity& leg : multileg->instruments)
+        add(leg.instrCLR->isin);
 }
 
 std::int64_t CPositionCalculator::GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept

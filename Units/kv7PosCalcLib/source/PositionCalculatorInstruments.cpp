@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Lookup.h"
 #include "except.h"
 
 namespace pos {
@@ -21,21 +22,10 @@ SOption::SOption(Isin isin_, std::string code_, const SMutableInstrumentsParamet
     : SInstrCLR(isin_, std::move(code_), Enums::InstrumentType::Option, parameters)
 {}
 
-namespace {
-
-/// The value of a key; null when there is none.
-template <class Map, class Key>
-auto* Find(Map& map, const Key& key) noexcept
-{
-    const auto found = map.find(key);
-    return found == map.end() ? nullptr : &found->second;
-}
-
-} // namespace
-
 void SMutableInstrumentsParameters::clear() noexcept
 {
     // Children before parents.
+    m_tradeinstruments.clear();
     m_options.clear();
     m_virtFutures.clear();
     m_futures.clear();
@@ -185,6 +175,8 @@ void PositionCalculatorInstruments::Clear() noexcept
     // Children before parents.
     m_instr_types.clear();
     m_futuresByCode.clear();
+    m_const_instruments.m_instruments.clear();
+    m_const_instruments.m_multilegs.clear();
     p_default_instruments.clear();
     m_const_instruments.clear();
 }
@@ -196,10 +188,16 @@ const SFutures& PositionCalculatorInstruments::UnderlyingFutures(Isin isin) cons
     throw CZ9Error(Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
 }
 
+const SInstrCLR* PositionCalculatorInstruments::FindInstrumentCLR(Isin isin) const noexcept
+{
+    if (const SOption* const option = GetInstrOption(isin)) return option;
+    return GetInstrFutures(isin);
+}
+
 const SInstrCLR& PositionCalculatorInstruments::getInstrumentCLR(Isin isin) const
 {
-    if (const SOption* const option = GetInstrOption(isin)) return *option;
-    return UnderlyingFutures(isin);
+    if (const SInstrCLR* const instrument = FindInstrumentCLR(isin)) return *instrument;
+    throw CZ9Error(Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
 }
 
 const SBaseContract& PositionCalculatorInstruments::getClearingInstrumentBaseContract(Isin isin) const

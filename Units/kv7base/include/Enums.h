@@ -182,6 +182,51 @@ enum class InstrumentType : std::int32_t
     MultiLeg = 2,
 };
 
+/// Kind of a trading instrument.
+enum class TradingInstrType : std::int32_t
+{
+    Futures = 0,
+    Option = 1,
+    Multileg = 2,
+};
+
+/// Status bit mask of a trade.
+enum class Status : std::int64_t
+{
+    None = 0,
+    SecondLeg = 0x4000, // the far leg of a trade in a spread
+};
+
+/// Whether a trade mode takes orders.
+enum class TradeModeStatus : std::int32_t
+{
+    Closed = 0,
+    Open = 1,
+};
+
+/// How the price of an order is given.
+enum class PriceType : std::int32_t
+{
+    Price = 0,  // as the instrument is quoted
+    Offset = 1, // against the settlement price
+};
+
+enum class AuctionType : std::int32_t
+{
+    None = 0, // continuous trading
+    Opening = 1,
+    Closing = 2,
+};
+
+/// How a move of an order treats its quantity.
+enum class MoveOrderMode : std::int32_t
+{
+    LeaveQuantities = 0,
+    ChangeQuantities = 1,
+    CheckQuantities = 2,           // the move is refused where less is left
+    ChangeQuantitiesWOMatched = 3, // the new quantity counts what has traded since
+};
+
 /// Outcome that a report of the trading core carries, by its number; 0 is success.
 enum class RptCode : std::int32_t
 {

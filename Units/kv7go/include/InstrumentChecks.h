@@ -19,6 +19,7 @@
 #include <variant>
 
 #include "Enums.h"
+#include "RiskLevelIndexedArray.h"
 #include "TelemetryAlertsCollector.h"
 #include "kv7errors.h"
 
@@ -160,13 +161,22 @@ private:
 template <class Parameters>
 using Condition = bool (*)(const Parameters&);
 
+/// The rate of one level among the parameters.
+template <class Parameters>
+struct LevelRate
+{
+    RiskLevelIndexedArray<double> Parameters::*rates;
+    Enums::ClientRiskLevel level;
+};
+
 /// A row on a number.
 template <class Parameters>
 struct Check
 {
     const char* assertion; // as it stands in the log
     const char* name;      // of the parameter, as it stands in the log
-    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*> field;
+    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*, LevelRate<Parameters>>
+        field;
     Relation relation;
     Amount<Parameters> bound;
     Remedy remedy;
@@ -193,9 +203,10 @@ struct Membership
 
 /// A row of a table that asks after both.
 template <class Parameters>
-using AnyCheck = std::variant<Check<Parameters>, Membership<Parameters, Enums::MarginStyle>,
-                              Membership<Parameters, Enums::SettlementType>,
-                              Membership<Parameters, Enums::ExerciseStyle>, Membership<Parameters, Enums::AssetClass>>;
+using AnyCheck =
+    std::variant<Check<Parameters>, Membership<Parameters, Enums::MarginStyle>,
+                 Membership<Parameters, Enums::SettlementType>, Membership<Parameters, Enums::ExerciseStyle>,
+                 Membership<Parameters, Enums::AssetClass>, Membership<Parameters, Enums::OptionModel>>;
 
 // The words that tables are written in. `Parameters` is named at each, since a field may be one of its base's.
 
@@ -230,10 +241,27 @@ template <class Parameters, class Owner, class Field>
             .alert = alert};
 }
 
+/// A rate of market risk has to be above 0.0.
+template <class Parameters, class Owner>
+[[nodiscard]] constexpr Check<Parameters> RefuseUnlessPositive(const char* assertion, const char* name,
+                                                               RiskLevelIndexedArray<double> Owner::*rates,
+                                                               Enums::ClientRiskLevel level, Z9ERR refusal)
+{
+    return {.assertion = assertion,
+            .name = name,
+            .field = LevelRate<Parameters>{rates, level},
+            .relation = Relation::Above,
+            .bound = 0.0,
+            .remedy = Remedy::Refuse,
+            .refusal = refusal,
+            .defaultValue = 0.0,
+            .alert = Alert::UnspecifiedParam};
+}
+
 /// A value that should be above 0.0 loses its sign.
-template <class Parameters>
+template <class Parameters, class Owner>
 [[nodiscard]] constexpr Check<Parameters> DropSignUnlessPositive(const char* assertion, const char* name,
-                                                                 double Parameters::*field, Alert alert,
+                                                                 double Owner::*field, Alert alert,
                                                                  Condition<Parameters> applies = nullptr)
 {
     return {.assertion = assertion,
@@ -294,10 +322,20 @@ template <class Integer>
 }
 
 template <class Parameters, class Field>
-[[nodiscard]] Z9ERR RunOn(Field Parameters::*field, const Check<Parameters>& check, const Context& context,
-                          Parameters& parameters)
+[[nodiscard]] Field& ValueOf(Field Parameters::*field, Parameters& parameters) noexcept
 {
-    Field& value = parameters.*field;
+    return parameters.*field;
+}
+template <class Parameters>
+[[nodiscard]] double& ValueOf(LevelRate<Parameters> rate, Parameters& parameters) noexcept
+{
+    return (parameters.*rate.rates)[rate.level];
+}
+
+template <class Parameters, class Field>
+[[nodiscard]] Z9ERR RunOn(Field& value, const Check<Parameters>& check, const Context& context,
+                          const Parameters& parameters)
+{
     const Field judged = check.relation == Relation::MagnitudeAtLeast ? Magnitude(value) : value;
     if (Holds(check.relation, static_cast<double>(judged), check.bound.Of(parameters))) return Z9ERR_OK;
     if (check.remedy == Remedy::Refuse) {
@@ -316,7 +354,8 @@ template <class Parameters>
 [[nodiscard]] Z9ERR RunOne(const Check<Parameters>& check, const Context& context, Parameters& parameters)
 {
     if (check.applies != nullptr && !check.applies(parameters)) return Z9ERR_OK;
-    return std::visit([&](auto field) { return RunOn(field, check, context, parameters); }, check.field);
+    return std::visit([&](auto field) { return RunOn(ValueOf(field, parameters), check, context, parameters); },
+                      check.field);
 }
 
 template <class Parameters, class Enum>

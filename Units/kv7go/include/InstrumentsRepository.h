@@ -107,6 +107,32 @@ public:
     /// open transaction has them.
     void CorrectMultilegSpreadAspectPropertyByFutures(const CSpecFutures* futures);
 
+    // Changes during the day: a transaction on copies. The Update operations open it for the whole family of a base
+    // contract and write into the copies; UpdateComplete recomputes what has changed; ReleaseChanged makes it current.
+    // Readers of the current objects see nothing of it until then. Each gives Z9ERR_OK or the code of the refusal,
+    // which leaves the committed objects as they were; a family that is open stays open.
+    // What an Update or UpdateComplete throws, for memory that has ended, leaves the committed objects as they were
+    // too, and a family is opened as a whole or not at all. ReleaseChanged throws before anything of a family is
+    // released, and may be called again.
+    // A new option that is read before UpdateComplete reads through its current one: such a reader counts as a reader
+    // of the current objects. UpdateComplete and the Updates before it touch none of these.
+    // Instruments inserted into an open family come to its new objects with UpdateComplete or ReleaseChanged.
+
+    /// Checks as InsertBaseContract does; BC_NOT_FOUND for an unknown code.
+    [[nodiscard]] Z9ERR UpdateBaseContract(const SBaseContractChanges& changes);
+    /// FUTURES_NOT_FOUND for an unknown isin. The spread property of its multilegs changes at once.
+    [[nodiscard]] Z9ERR UpdateFutures(const SFuturesChanges& changes);
+    /// FUTURES_NOT_FOUND for a series that no futures has. What is refused behind that leaves the family open.
+    [[nodiscard]] Z9ERR UpdateVirtFutures(const SVirtFuturesChanges& changes);
+    [[nodiscard]] Z9ERR UpdateOptionSeries(const SOptionSeriesChanges& changes);
+    /// Settlement price of an option. FUTURES_NOT_FOUND for an isin that no option has.
+    [[nodiscard]] Z9ERR UpdateOption(Isin isin, double CalcOptPrice);
+    /// Recomputes every family that is open: futures, their series, their options. FUTURES_NOT_FOUND for a
+    /// trade-at-settlement futures without the futures that it tracks.
+    [[nodiscard]] Z9ERR UpdateComplete();
+    /// Makes the copies current and ends the transaction.
+    void ReleaseChanged();
+
     /// Edge coefficient of futures inserted from now on. A negative one is corrected to 0.75; always Z9ERR_OK.
     Z9ERR SetEdgeCoeff(double value);
     void SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector);
@@ -197,6 +223,17 @@ private:
     [[nodiscard]] Z9ERR RecalculateFuturesBaseProfile(const CSpecBaseContract& baseContract);
     void RecalculateFuturesOf(std::string_view codeBC);
     void ValueOptionsOf(std::string_view codeBC) const;
+
+    [[nodiscard]] Z9ERR InitializeChangedBaseContractPrivate(const std::string& code);
+    void OpenFamily(StorageBaseContract::iterator baseContract);
+    void CopyFamily(StorageBaseContract::iterator baseContract);
+    void DropFreshCopies(StorageBaseContract::iterator baseContract, bool isOpenAlready) noexcept;
+    void OpenNewcomers();
+    template <class Change>
+    [[nodiscard]] Z9ERR ChangeSeriesOf(StorageFutures::iterator futures, std::string_view seriesCode, Change change);
+    void KeepBorrowedValues();
+    void KeepRecomputedValuesOf(std::string_view codeBC);
+    [[nodiscard]] Z9ERR FollowTracked(CSpecFutures& tas);
 
     double m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
     CurrencyMap curvatureRadiusMap;

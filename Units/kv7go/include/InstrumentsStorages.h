@@ -159,8 +159,12 @@ public:
     void RecalcInvariants();
     /// Values of all options at all levels that nobody has asked for yet.
     void ValueAllOptions() const;
-    /// Series and options under another futures.
+    /// Series and options under another futures. The options borrow their values from ours.
     [[nodiscard]] VirtualFuturesNode CopyUnder(CSpecFutures& futures) const;
+    /// Copies of those options of `other` that are not here yet, borrowing as well.
+    void AdoptOptions(const VirtualFuturesNode& other);
+    /// Lets go of the options that ours have borrowed their values from.
+    void StopBorrowing() noexcept;
 
 private:
     std::shared_ptr<CSpecVirtFutures> currentVirtualFutures;
@@ -192,6 +196,8 @@ public:
 
     /// Fills `changed` with a copy of `current`.
     void InitializeChangedInstrument();
+    /// Takes that copy back.
+    void DropChangedInstrument() noexcept { changed.reset(); }
     /// Makes the changed object current and releases the old one. Does nothing unless the status is WasChanged; the
     /// status itself stays, since it is an index key.
     void SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept;
@@ -229,9 +235,9 @@ public:
     [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
     [[nodiscard]] const std::string& GetBC() const noexcept { return codeBaseContract; }
     /// Inter-month group: the base contract's code for a futures in spread, otherwise empty.
-    [[nodiscard]] const std::string& GetMMS() const noexcept { return mmsCode; }
+    [[nodiscard]] const std::string& GetMMS() const noexcept { return isInSpread ? codeBaseContract : NoGroup; }
     /// Inter-contract group: the base contract's for a futures in spread, otherwise empty.
-    [[nodiscard]] const std::string& GetMCS() const noexcept { return mcsCode; }
+    [[nodiscard]] const std::string& GetMCS() const noexcept { return isInSpread ? mcsCode : NoGroup; }
     /// Settlement price of the newest object.
     [[nodiscard]] double GetRealCalcPrice() const noexcept { return GetChanged()->RealCalcPrice; }
     /// Settlement price of an option of this futures, as the newest object has it; 0.0 for one that is not registered.
@@ -299,14 +305,27 @@ public:
     // Transaction.
 
     /// Fills `changed` with a deep copy of `current` under the changed base contract, and with it the series and their
-    /// options.
+    /// options, which borrow their values from the current ones. A throw leaves everything as it was.
     void InitializeChangedInstrument(CSpecBaseContract* changedBaseContract);
-    /// Makes the changed objects current and releases the old ones; the group codes follow. Does nothing unless the
-    /// status is WasChanged; the status itself stays, since it is an index key.
-    void SwapNewestInstrumentAsRegularAndClearNewNodes();
+    /// Takes those copies back.
+    void DropChangedInstrument() noexcept;
+    /// Copies what has been inserted since: series and options that the current storage has and the changed one lacks.
+    void AdoptNewcomers();
+    /// Recomputes the changed futures, then its series, then their options: parents before children.
+    void RecalcChanged();
+    /// Gives the changed options values of their own that they have borrowed so far: to be called before the current
+    /// instruments are recomputed, or go.
+    void KeepBorrowedValues();
+    /// Values the changed options that were recomputed and not asked for since: to be called before what they are
+    /// valued by changes once more.
+    void KeepRecomputedValues();
+    /// Makes the changed objects current and releases the old ones; the group codes follow. Values still borrowed are
+    /// let go, so KeepBorrowedValues comes first. Does nothing unless the status is WasChanged; the status itself
+    /// stays, since it is an index key.
+    void SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept;
 
 private:
-    void RefreshGroupCodes();
+    void ValueChangedOptions();
 
     std::shared_ptr<CSpecFutures> current;
     StorageVirtualFutures storageCurrent;
@@ -318,9 +337,13 @@ private:
     Status status = Status::NotChanged;
     Isin isin;
     std::string code;
-    std::string codeBaseContract;
-    std::string mmsCode; // of `current`, kept so that the indices need not compute them
-    std::string mcsCode;
+    std::string codeBaseContract; // the inter-month group too, while in spread
+    std::string mcsCode;          // inter-contract group while in spread
+    bool isInSpread;              // of `current`: its swap has to allocate nothing
+    bool borrowsValues = false;   // some changed option may still read values through a current one
+    bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
+
+    static inline const std::string NoGroup;
 };
 
 /// Sets the status of a node inside a container's modify operation.

@@ -109,6 +109,11 @@ public:
     /// nothing a position can stand in; nothing changes then.
     [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
 
+    /// The same in the mode that values a position by its cost basis and a market price, the paper loss apart. A book
+    /// runs in one mode or the other.
+    [[nodiscard]] Z9ERR SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,
+                                                  std::int64_t novQuantity);
+
     /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. The same
     /// codes as SetPosition; 0 without effect for a multileg, whose orders come with the records below.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
@@ -119,8 +124,11 @@ public:
     /// Takes the position on a futures, its options and their orders anew, on the instruments as they stand now.
     /// useRealCalcPrice: the settlement prices take the place of the average ones.
     /// Z9ERR_CALCGO_API_POSITION_NOT_FOUND without a position; otherwise the first code from what is taken anew, at
-    /// which it stops.
+    /// which it stops: what was taken until then stays, on the new instruments. When it throws the position is as it
+    /// was, on the old instruments, and so are its groups and both margins.
     [[nodiscard]] Z9ERR RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice);
+    /// True while some position stands on an instrument that the release of the open changes would destroy.
+    [[nodiscard]] bool StandsOnChangedInstruments() const;
     /// Takes the whole book anew, for parameters of the participant that have changed. A position whose instrument is
     /// gone drops out; always 0. When it throws the book is as it was.
     Z9ERR Refresh();
@@ -181,12 +189,14 @@ private:
                                                        const SOrderInfo& info);
     [[nodiscard]] Z9ERR ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
                                             const SClearingDeltaOrder* orders, bool forceHalfNetting);
-    [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info);
+    [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info, Isin isin);
     [[nodiscard]] Z9ERR resetOrders(const OrdersMap& orders, Isin isin);
     [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice);
     [[nodiscard]] Z9ERR InsertOptionPosition(const CSpecPositionOptionsBase& position, bool useRealCalcPrice);
-    static void ZeroingRiskByFutures(CumulativePositionByFutures& position);
-    void AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old);
+    struct KeptGroups;
+    [[nodiscard]] KeptGroups KeepGroups(const CSpecBaseContract& baseContract) const;
+    void ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker);
+    void AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now);
 
     [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
                                                               const CSpecBaseContract& baseContract);

@@ -40,6 +40,12 @@ public:
     /// option value counts.
     void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
 
+    /// Both in the mode that values a position by its cost basis and a market price, the paper loss apart. A book runs
+    /// in one mode or the other. When one throws the position and the nodes are as they were.
+    void ChangeFuturesPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice);
+    void ChangeOptionPosition_PositionsOnly(const CSpecOption& option, std::int64_t quantity, double price,
+                                            double marketPrice, std::int64_t novQuantity);
+
     /// Adds changes to the orders in the futures and carries them up to the portfolio's margins. When one throws
     /// nothing has changed.
     void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
@@ -95,10 +101,18 @@ private:
     void InitializeUpperLevelRiskPrivate();
     RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
     void SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price, std::int64_t novQuantity);
+    void SetSpecPositionPrivate_PositionsOnly(CSpecPosition& position, std::int64_t quantity, double price,
+                                              double marketPrice, std::int64_t novQuantity);
     void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
+    // The mark of a series standing alone belongs to one call: it goes with a step that throws.
+    template <class Step>
+    void WithMarkOfThisCall(const Step& step);
     void InitialMarginCalculation();
+    void InitialMarginCalculation_PositionsOnly();
+    void ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange, double deliveryChange) noexcept;
     void CarryToGroups();
-    void ReplaceContributionToMMS();
+    void CarryToGroups_PositionsOnly();
+    [[nodiscard]] bool GivesLossesOnly() const;
     [[nodiscard]] RiskNodeBase& TopNode() noexcept;
 
     RiskParticipant* m_participant;
@@ -117,5 +131,16 @@ private:
     double m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
     RiskNodeOptionSeries* m_changedOptionSeriesNodeWithoutSpread = nullptr; // of the call under way
 };
+
+template <class Step>
+void CumulativePositionByFutures::WithMarkOfThisCall(const Step& step)
+{
+    try {
+        step();
+    } catch (...) {
+        m_changedOptionSeriesNodeWithoutSpread = nullptr;
+        throw;
+    }
+}
 
 } // namespace kv7im

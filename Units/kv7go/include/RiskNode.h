@@ -52,6 +52,10 @@ public:
     virtual double UpdateInitialMarginValue(const CSpecBaseContract& baseContract);
     /// The same for the delivery margin.
     virtual double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract);
+    /// Both in the mode of positions alone: a price point with a profit counts as 0, and the curvature gives back what
+    /// the paper loss covers.
+    virtual double UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract& baseContract);
+    virtual double UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract);
     /// Results over the price grid; the base answers with one empty Risk of no columns.
     [[nodiscard]] virtual const Risk& Volatility() const;
     /// Results over the price grid with the outcomes of deliveries mixed in.
@@ -75,6 +79,12 @@ public:
     /// value a price point and is risk collapsed; curvature applies where the contract is priced through a currency.
     [[nodiscard]] double ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
                                                     const CSpecBaseContract& baseContract) const;
+    /// The same with the curvature of positions alone; row is risk collapsed by its paper losses
+    /// (Risk::CollapseProperty::CumulativePerformance).
+    [[nodiscard]] double ComposeInitialMarginByRisk_PositionsOnly(const Risk& risk, const RiskRow& row,
+                                                                  const CSpecBaseContract& baseContract) const;
+    /// Collapses the node now, so that the next margins need no memory for it.
+    void CollapseAhead() const { static_cast<void>(Collapsed()); }
 
 protected:
     friend class RiskNodeMCS; // reads the rows of the groups that it adds
@@ -89,14 +99,26 @@ protected:
     /// rolled-up copy read the same rows.
     struct CollapsedRows
     {
+        enum class Content
+        {
+            OutOfDate,
+            Results,
+            Losses, // the results, nothing above 0
+        };
+
         RiskRow volatility;
         RiskRow delivery; // at each point the worse of the volatility and the expiration side
-        bool fresh = false;
+        Content content = Content::OutOfDate;
     };
     [[nodiscard]] const CollapsedRows& Collapsed() const;
-    void RiskHasChanged() noexcept { rows.fresh = false; }
+    /// The rows as the mode of positions alone reads them: a profit counts as 0.
+    [[nodiscard]] const CollapsedRows& CollapsedLosses() const;
+    void RiskHasChanged() noexcept { rows.content = CollapsedRows::Content::OutOfDate; }
+    /// Under the curvature of either mode: see Curvature.h.
+    template <class AnyCurvature>
     [[nodiscard]] double ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
-                                              const CSpecBaseContract& baseContract) const;
+                                              const CSpecBaseContract& baseContract,
+                                              const AnyCurvature& curvature) const;
     /// Special points of Expiration(), without making it where it is made on demand.
     [[nodiscard]] virtual const SpecialRiskPoints& PointsOfExpiration() const;
     void CopyFigures(const RiskNodeBase& other) noexcept; // everything but the rows
@@ -135,7 +157,12 @@ public:
 
     /// A detached copy on real price points that holds losses only: no cell above 0, rate and mismatch stress folded
     /// into the cells, of the delivery outcomes the losses.
-    [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk() const;
+    [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk() const { return Transformed(0.0); }
+    /// The same with the paper loss of the node in the place of 0.
+    [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk_PositionsOnly() const
+    {
+        return Transformed(m_totalCumulativePerformance);
+    }
 
     /// Moves a position in one option from one state to another, in one pass over the cells and with the bits of
     /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both. The rows come out on
@@ -166,6 +193,7 @@ private:
     };
 
     [[nodiscard]] const Parameters& Dimensions() const noexcept { return optionSeriesRisk.GetRisk().GetParameters(); }
+    [[nodiscard]] RiskNodeOptionSeries Transformed(double ceiling) const;
     void CellsHaveChanged() noexcept;
     [[nodiscard]] RiskRow WorstDelivery() const;
     void WorkOutView(ViewKind kind);
@@ -222,6 +250,8 @@ public:
 
     /// A detached copy that holds losses only: no cell above 0, rate and mismatch stress folded into the cells.
     [[nodiscard]] RiskNodeFutures GetTransformedRisk() const;
+    /// The same with the paper loss of the node in the place of 0.
+    [[nodiscard]] RiskNodeFutures GetTransformedRisk_PositionsOnly() const;
 
     RiskNodeMMS* parent = nullptr; // the group of the base contract; null when the futures is not in a spread
 
@@ -229,13 +259,26 @@ private:
     friend class RiskNodeMMS;
     friend class RiskNodeOptionSeries; // moves its view within the cells
 
+    void KeepWhatIsBelow(double ceiling) noexcept;
+
     Risk riskFutures;
     Risk riskFuturesExpiration;
     bool isCollateral;
 };
 
+/// What an MMS node has added to its MCS the last time, and in whose name.
+struct LastAdditionToMCS
+{
+    const CSpecFutures* futures = nullptr; // in whose name the change is made; gives the base contract
+    RiskRow cachedCollapsedRiskRowVolatilityMMS;
+    RiskRow cachedCollapsedRiskRowExpirationMMS;
+    SpecialRiskPoints cachedLastAdditionVolatility;
+    SpecialRiskPoints cachedLastAdditionExpiration;
+    std::optional<unsigned int> nettingPropertiesICS; // window in price points; empty: losses only
+};
+
 /// Adapter of one MMS node towards its MCS: remembers what was added last, so that exactly that can be subtracted.
-class RiskNodeMMSToMCSProxy
+class RiskNodeMMSToMCSProxy : public LastAdditionToMCS
 {
 public:
     /// Nothing was added yet: rows of pointsNum zeros.
@@ -249,12 +292,6 @@ public:
     [[nodiscard]] double GetTotalCumulativePerformance() const noexcept;
 
     RiskNodeMMS& riskNodeMMS;
-    const CSpecFutures* futures = nullptr; // in whose name the change is made; gives the base contract
-    RiskRow cachedCollapsedRiskRowVolatilityMMS;
-    RiskRow cachedCollapsedRiskRowExpirationMMS;
-    SpecialRiskPoints cachedLastAdditionVolatility;
-    SpecialRiskPoints cachedLastAdditionExpiration;
-    std::optional<unsigned int> nettingPropertiesICS; // window in price points; empty: losses only
 };
 
 /// The margin group of one base contract: the sum of its futures in spread. Signed volatility cells net; the stress
@@ -286,9 +323,17 @@ public:
     /// lossesOnly, its transformed copy. One pass over the cells, with the bits of
     /// mms -= previous, previous = node or node.GetTransformedRisk(), mms += previous; the rows come out on the way.
     void ReplaceContribution(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly);
+    /// The same step by step, with node.GetTransformedRisk_PositionsOnly() for the losses. Needs no memory where both
+    /// nodes are of the same size.
+    void ReplaceContribution_PositionsOnly(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly);
 
     /// The node under those properties: under Netting the window of the base contract holds, otherwise none.
     RiskNodeMMSToMCSProxy& operator|(const PropertiesForICS& properties);
+
+    /// All that the changes of its futures act on, to be given back when one of them fails.
+    class Kept;
+    [[nodiscard]] Kept Keep() const;
+    void GiveBack(Kept&& kept) noexcept;
 
     RiskNodeMCS* parent = nullptr; // null when the base contract belongs to no MCS
 
@@ -296,6 +341,16 @@ private:
     Risk volatilityRisk;
     Risk expirationRisk;
     RiskNodeMMSToMCSProxy riskNodeMMSToMCSProxy;
+};
+
+class RiskNodeMMS::Kept final : private RiskNodeBase
+{
+    friend class RiskNodeMMS;
+    explicit Kept(const RiskNodeMMS& node);
+
+    Risk volatilityRisk;
+    Risk expirationRisk;
+    LastAdditionToMCS lastAddition;
 };
 
 /// The margin group across base contracts: rows over the common grid, and stress points.
@@ -309,10 +364,17 @@ public:
     double UpdateInitialMarginValue(const CSpecBaseContract& baseContract) override;
     /// The stress points of the volatility side go with the delivery row; that mixed pair is meant.
     double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract) override;
+    /// A row above 0 everywhere, which paper losses can make, counts as 0.
+    double UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract& baseContract) override;
+    /// The delivery margin of both modes is the same.
+    double UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract) override;
 
     /// Collapses, corrects and adds a group. Under a window a nearby worse point of the group counts as well and the
     /// stress points fold into the row's ends; without one only losses are taken.
     RiskNodeMCS& operator+=(RiskNodeMMSToMCSProxy& proxy);
+    /// The same in the mode of positions alone: the group's losses with the curvature of that mode; what stands above
+    /// (c + 1) times the paper loss of the group is cut there, c the curvature radius.
+    RiskNodeMCS& AdditionAssignment_PositionsOnly(RiskNodeMMSToMCSProxy& proxy);
     /// Subtracts exactly what was added last; to be called before the group changes.
     RiskNodeMCS& operator-=(const RiskNodeMMSToMCSProxy& proxy);
     RiskNodeMCS& operator+=(const RiskNodeMCS& other);
@@ -325,6 +387,10 @@ public:
     [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return expirationSpecialRiskPoints; }
 
 private:
+    template <class AnyCurvature>
+    void AddGroup(RiskNodeMMSToMCSProxy& proxy, const CollapsedRows& collapsed, const AnyCurvature& curvature,
+                  double ceiling);
+
     RiskRow volatilityRiskRow;
     RiskRow expirationRiskRow;
     SpecialRiskPoints volatilitySpecialRiskPoints;
@@ -355,6 +421,8 @@ public:
     void BoundValuesFromAbove(double bound);
     /// Corrects the stress points by the rows and applies the curvature of a contract priced through a currency.
     void ApplyCorrection(const CSpecBaseContract& baseContract);
+    /// The same with the curvature of positions alone, which gives back what the paper loss covers.
+    void ApplyCorrection_PositionsOnly(const CSpecBaseContract& baseContract);
 
     [[nodiscard]] std::size_t PointsNum() const noexcept { return volatilityRiskRow.size(); }
     [[nodiscard]] const RiskRow& Volatility() const noexcept { return volatilityRiskRow; }
@@ -371,6 +439,9 @@ public:
 
 private:
     friend class RiskNodeBase;
+
+    template <class AnyCurvature>
+    void Correct(const CSpecBaseContract& baseContract, const AnyCurvature& curvature);
 
     RiskRow volatilityRiskRow;
     SpecialRiskPoints volatilitySpecialRiskPoints;

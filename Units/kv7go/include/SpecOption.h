@@ -3,6 +3,8 @@
 // Always true:  the values are those of the instruments as they stood at the last RecalcInvariants. A grid is valued
 //               when it is first asked for, since most callers touch few of the options that they load; nothing but
 //               time and memory tells. A position change reads grids and never prices an option.
+//               a copy for a change transaction has the values of its original, whatever changes around it, until it is
+//               recalculated itself: it borrows them, since most copies are never asked before that.
 //               the series outlives the option.
 // Numbers:      prices in the price units of the option; MoneyCoef of the series turns them into money.
 #pragma once
@@ -56,6 +58,9 @@ public:
                 double calcOptPrice);
     /// A deep copy under another series.
     CSpecOption(const CSpecOption& other, CSpecVirtFutures* series);
+    /// The same without any values of its own: those of the original are read through it, which has to live and to
+    /// stand as it is until RecalcInvariants, ValueAllLevels or StopBorrowing.
+    [[nodiscard]] static CSpecOption BorrowingCopy(const CSpecOption& original, CSpecVirtFutures* series);
     CSpecOption(const CSpecOption& other);
     CSpecOption(CSpecOption&& other) noexcept;
     CSpecOption& operator=(const CSpecOption&) = delete;
@@ -63,9 +68,13 @@ public:
     /// Forgets the values of all levels: they are those of the present parameters from now on. Throws CZ9Error with
     /// Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a base contract of an unknown option model.
     void RecalcInvariants() override;
-    /// Values the levels that nobody has asked for yet; to be called before something that they depend on changes
-    /// while they shall stay.
+    /// Values the levels that nobody has asked for yet, and makes what is borrowed its own; to be called before
+    /// something that they depend on changes while they shall stay.
     void ValueAllLevels() const;
+    /// Lets go of the original: values are of the present parameters from now on.
+    void StopBorrowing() noexcept { m_original = nullptr; }
+    /// Lets go of all values, own and borrowed.
+    void ForgetValues() noexcept;
     /// Takes a new settlement price; null takes none.
     void ChangeOptionParams(const double* price) noexcept;
 
@@ -77,7 +86,8 @@ public:
 
     /// Dimensions of the profile; does not value anything.
     [[nodiscard]] Parameters GetParameters(Enums::ClientRiskLevel level) const noexcept;
-    /// The values of a level. The reference is good until the next RecalcInvariants.
+    /// The values of a level. The reference is good until the next RecalcInvariants, of the original too where they
+    /// are borrowed.
     [[nodiscard]] const OptionGrid& GetGrid(Enums::ClientRiskLevel level) const;
     [[nodiscard]] Profile CopyProfile(Enums::ClientRiskLevel level) const override;
     [[nodiscard]] Profile GetProfile(Enums::ClientRiskLevel level) const { return CopyProfile(level); }
@@ -123,12 +133,17 @@ public:
     const InterestRateRiskCalculator& interestRateRiskCalculator; // of the kind that the series had at construction
 
 private:
+    struct WithoutValues
+    {};
+    CSpecOption(const CSpecOption& other, CSpecVirtFutures* series, WithoutValues);
+
     /// CalculatePoint under the pricing model of a calculator of OptionCalculators.h.
     template <class Calculator>
     [[nodiscard]] double CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
                                                    double strike, std::optional<double> mismatch) const;
 
     mutable RiskLevelIndexedArray<std::unique_ptr<const OptionGrid>> grids; // null: not asked for yet
+    mutable const CSpecOption* m_original = nullptr;                        // whose values are borrowed, null for none
 };
 
 /// Outcome of holding an option until a delivery at one price, over the columns of its series.

@@ -52,6 +52,11 @@ public:
     /// throws the position and the nodes are as they were.
     void UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity);
 
+    /// The same in the mode that values a position by its cost basis and a market price, both quoted alike: one that
+    /// has lost is valued from the market price, and its paper loss goes to the nodes apart.
+    void UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice,
+                                                        std::int64_t novQuantity);
+
     /// A change of the orders in two steps, so that the legs of a spread change together or not at all: all that may
     /// run out of memory happens first. The position outlives the change and has one at a time.
     class OrderChange
@@ -78,6 +83,10 @@ public:
 
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
     [[nodiscard]] double GetWAPrice() const noexcept { return m_WAPrice; }
+    /// Net option value, money; 0 for anything but a premium-style option.
+    [[nodiscard]] double GetNOVi() const noexcept { return m_NOVi; }
+    /// The last one that the mode of positions alone has given; 0 in a position that has never been in it.
+    [[nodiscard]] double GetMarketPrice() const noexcept { return m_marketPrice; }
     /// Open orders, one entry for each price, side and kind.
     [[nodiscard]] const OrdersMap& GetOrders() const noexcept { return m_orders; }
     [[nodiscard]] Isin GetFutIsin() const noexcept { return m_futIsin; }
@@ -87,20 +96,30 @@ public:
 protected:
     /// Takes the old state's risk out of the node and puts the present state's in.
     virtual void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) = 0;
+    /// The same in the mode of positions alone. When it throws the nodes are as they were.
+    virtual void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                                double oldCumulativePerformance, double oldMarketPrice) = 0;
     /// Adds the risk of m_deltaOrders to the node. When it throws the nodes are as they were.
     virtual void UpdateRisksByOrderChanges() = 0;
     /// Net option value of the position, money; 0 for anything that is not an option.
     [[nodiscard]] virtual double CalculateNOVi(std::int64_t quantity) const;
+    /// Paper loss of the position at a price against its cost basis, money; never below 0.
+    [[nodiscard]] virtual double CalculateCumulativePerformance(double price) const = 0;
+    /// What the position's share of a node's sum has changed by: a flat position has none there.
+    [[nodiscard]] double ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept;
+    [[nodiscard]] double PaperLoss(double price, double moneyCoef) const noexcept;
 
     RiskParticipant* m_participant; // not owned
     Isin m_futIsin;
     std::int64_t m_quantity = 0; // short below 0
     std::string m_code;
-    double m_WAPrice = 0.0; // cost basis
+    double m_WAPrice = 0.0;     // cost basis
+    double m_marketPrice = 0.0; // of the mode of positions alone; 0 in the plain one
     RiskObjectLevel m_positionInstrumentRiskLevel;
     OrdersMap m_orders;      // open orders; no entry has a quantity of 0
     OrdersMap m_deltaOrders; // the changes of the call under way
     double m_NOVi = 0.0;
+    double m_cumulativePerformance = 0.0; // money, paper loss of the mode of positions alone; 0 in the plain one
 
 private:
     void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
@@ -120,12 +139,21 @@ public:
     /// Price that values a position: a TAS price is an offset from CalcFutPrice; without discount the price is never
     /// better for the holder than RealCalcPrice.
     [[nodiscard]] double UsableWAPrice(std::int64_t quantity, double price) const;
+    /// The price that values a position in the mode of positions alone: UsableWAPrice, but no higher than the market
+    /// price for a purchase and no lower for a sale. What the holder has lost by then is the paper loss.
+    [[nodiscard]] double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price, double marketPrice) const;
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
     void UpdateRisksByOrderChanges() override;
 
 private:
+    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
+    [[nodiscard]] double WithOffset(double price) const noexcept; // of a TAS futures from its settlement price
+
     const CSpecFutures& m_futures;
     RiskNodeFutures& m_futuresRisk;
 };
@@ -144,14 +172,27 @@ public:
     [[nodiscard]] RiskNodeOptionSeries& GetOptionSeriesRisk() noexcept { return m_optionSeriesRisk; }
     /// Whether the series nets with its futures.
     [[nodiscard]] bool IsInSpread() const noexcept;
+    /// The price that values a position in the mode of positions alone: the higher of both for a short position, the
+    /// lower for any other. What the holder has lost by then is the paper loss.
+    [[nodiscard]] static double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price,
+                                                            double marketPrice) noexcept;
 
 protected:
-    /// Premium-style options only: quantity times settlement price, in money; 0 for any other.
+    /// Premium-style options only: quantity times settlement price, in money; 0 for any other. A position with a paper
+    /// loss takes the market price instead where its value is higher by it.
     [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
+    [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
     /// Moves the change of this position's net option value into the node of the series. A flat position has none
     /// there.
     void UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept;
+    /// The same of its paper loss.
+    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
+    /// Takes the old state's risk out of the node of the series and puts the present state's in, with the net option
+    /// value and the paper loss.
+    void ReplaceInSeries_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                       double oldCumulativePerformance, double oldMarketPrice);
     [[nodiscard]] OptionTransform Describe(std::int64_t quantity, double price) const;
+    [[nodiscard]] double PriceOfPaperLoss() const noexcept; // that its net option value counts
 
     Isin m_optIsin;
     const CSpecOption& m_options;
@@ -167,6 +208,8 @@ public:
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
     void UpdateRisksByOrderChanges() override;
 
 private:
@@ -181,6 +224,8 @@ public:
 
 protected:
     void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
     void UpdateRisksByOrderChanges() override;
 };
 

@@ -132,6 +132,10 @@ public:
     [[nodiscard]] double MakeCorrectStrikeByType(double strike) const;
     [[nodiscard]] double GetUsableR() const noexcept;  ///< R for the three kinds, else 0.
     [[nodiscard]] double GetUsableR2() const noexcept; ///< R2 for currency, index and commodity, else 0.
+    /// Price at the centre of the grids: CalcFutPrice of the futures as it stood at the last RecalcInvariants.
+    [[nodiscard]] double GetGridCentre() const noexcept { return m_gridCentre; }
+    /// What WeHaveToPrecalcDeliveryRisks said at the last RecalcInvariants: the options have delivery scenarios.
+    [[nodiscard]] bool HasDeliveryScenarios() const noexcept { return m_hasDeliveryScenarios; }
     /// Deliverable, and some level of the account tree looks at deliveries.
     [[nodiscard]] bool WeHaveToPrecalcDeliveryRisks() const noexcept;
 
@@ -223,6 +227,8 @@ private:
     void TakeOver(LevelGrid& grid, Enums::ClientRiskLevel level) noexcept;
     void DropOptionColumns() noexcept;
 
+    double m_gridCentre;
+    bool m_hasDeliveryScenarios = false;
     mutable SharedColumns optionColumns;
 };
 

@@ -3,6 +3,8 @@
 
 #include <boost/range/iterator_range.hpp>
 
+#include "InstrumentsStorages.h"
+
 namespace kv7im {
 
 template <class Index>
@@ -17,6 +19,16 @@ template <class Index, class Key>
 {
     const auto [first, last] = index.equal_range(key);
     return boost::make_iterator_range(first, last);
+}
+
+/// Lets `change`, which leaves the key alone, work on the elements of one key inside their container, one after the
+/// other. What it throws passes on, and every element stays where it is.
+template <class Index, class Key, class Change>
+void ChangeEach(Index& index, const Key& key, Change change)
+{
+    const auto [first, last] = index.equal_range(key);
+    for (auto element = first; element != last; ++element)
+        ChangeInside(index, element, change);
 }
 
 } // namespace kv7im

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "IndexRanges.h"
 #include "InstrumentChecks.h"
 #include "InstrumentTables.h"
 #include "InstrumentTexts.h"
@@ -224,6 +225,7 @@ Z9ERR InstrumentsRepository::CheckFutures(FuturesParameters& parameters) const
 
 Z9ERR InstrumentsRepository::SettleInsertedFutures(CSpecFutures& futures)
 {
+    KeepBorrowedValues(); // what is open has the values of before
     if (const Z9ERR failure = CopyParametersForTAS(futures); failure != Z9ERR_OK) return failure;
     if (futures.BaseContract->CorrectShiftParamsByFutures(&futures))
         return RecalculateFuturesBaseProfile(*futures.BaseContract);
@@ -296,15 +298,12 @@ Z9ERR InstrumentsRepository::RecalculateFuturesBaseProfile(const CSpecBaseContra
 
 void InstrumentsRepository::RecalculateFuturesOf(std::string_view codeBC)
 {
-    auto& index = storageFutures.get<ByBaseContract>();
-    const auto [first, last] = index.equal_range(codeBC);
-    for (auto node = first; node != last; ++node)
-        ChangeInside(index, node, [](FuturesNode& changed) {
-            // Parents before children: a series reads the grid its futures computed a moment ago.
-            changed.GetCurrent()->RecalcInvariants();
-            for (auto& [seriesCode, series] : changed.GetCurrentStorage())
-                series.RecalcInvariants();
-        });
+    ChangeEach(storageFutures.get<ByBaseContract>(), codeBC, [](FuturesNode& node) {
+        // Parents before children: a series reads the grid its futures computed a moment ago.
+        node.GetCurrent()->RecalcInvariants();
+        for (auto& [seriesCode, series] : node.GetCurrentStorage())
+            series.RecalcInvariants();
+    });
 }
 
 void InstrumentsRepository::ValueOptionsOf(std::string_view codeBC) const

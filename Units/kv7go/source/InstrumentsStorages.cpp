@@ -15,6 +15,14 @@ const CSpecOption* FindIn(const Index& index, const Key& key)
     return option == index.end() ? nullptr : &*option;
 }
 
+/// Lets `change`, which leaves the keys alone, work on all options of a series.
+template <class Change>
+void ForEach(StorageOptions& options, Change change)
+{
+    for (auto option = options.begin(); option != options.end(); ++option)
+        ChangeInside(options, option, change);
+}
+
 } // namespace
 
 // Series.
@@ -56,8 +64,13 @@ auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> Op
 void VirtualFuturesNode::RecalcInvariants()
 {
     currentVirtualFutures->RecalcInvariants();
-    for (auto option = storageOptions.begin(); option != storageOptions.end(); ++option)
-        ChangeInside(storageOptions, option, [](CSpecOption& changed) { changed.RecalcInvariants(); });
+    try {
+        ForEach(storageOptions, [](CSpecOption& option) { option.RecalcInvariants(); });
+    } catch (...) {
+        // The columns of the series are other ones now, so no option may keep the values that it had on them.
+        ForEach(storageOptions, [](CSpecOption& option) noexcept { option.ForgetValues(); });
+        throw;
+    }
 }
 
 void VirtualFuturesNode::ValueAllOptions() const
@@ -70,8 +83,19 @@ VirtualFuturesNode VirtualFuturesNode::CopyUnder(CSpecFutures& futures) const
 {
     VirtualFuturesNode copy(std::make_unique<CSpecVirtFutures>(*currentVirtualFutures, &futures));
     for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // which keeps their order
-        copy.storageOptions.emplace(option, copy.get());
+        copy.storageOptions.insert(CSpecOption::BorrowingCopy(option, copy.get()));
     return copy;
+}
+
+void VirtualFuturesNode::AdoptOptions(const VirtualFuturesNode& other)
+{
+    for (const CSpecOption& option : other.storageOptions.get<ByVirtualFuturesCode>())
+        if (GetOption(option.isin) == nullptr) storageOptions.insert(CSpecOption::BorrowingCopy(option, get()));
+}
+
+void VirtualFuturesNode::StopBorrowing() noexcept
+{
+    ForEach(storageOptions, [](CSpecOption& option) noexcept { option.StopBorrowing(); });
 }
 
 // Base contracts.
@@ -92,10 +116,13 @@ void BaseContractNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
 // Futures.
 
 FuturesNode::FuturesNode(std::shared_ptr<CSpecFutures> futures)
-    : current(std::move(futures)), isin(current->isin), code(current->Code), codeBaseContract(current->CodeBC)
-{
-    RefreshGroupCodes();
-}
+    : current(std::move(futures)),
+      isin(current->isin),
+      code(current->Code),
+      codeBaseContract(current->CodeBC),
+      mcsCode(current->BaseContract->CodeMCS),
+      isInSpread(current->IsInSpread)
+{}
 
 StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesIterator(AccessByStatus access,
                                                                              std::string_view seriesCode) const
@@ -170,22 +197,69 @@ void FuturesNode::InitializeChangedInstrument(CSpecBaseContract* changedBaseCont
 
     storageChanged = std::move(series); // before its futures, so that the old ones go in that order too
     changed = futures;
+    borrowsValues = true;
+    wasRecomputed = false;
 }
 
-void FuturesNode::SwapNewestInstrumentAsRegularAndClearNewNodes()
+void FuturesNode::DropChangedInstrument() noexcept
+{
+    storageChanged.clear(); // the series before their futures
+    changed.reset();
+    borrowsValues = false;
+    wasRecomputed = false;
+}
+
+void FuturesNode::AdoptNewcomers()
+{
+    for (const auto& [seriesCode, node] : storageCurrent) {
+        const auto known = storageChanged.find(seriesCode);
+        if (known != storageChanged.end() && known->second.storage().size() == node.storage().size())
+            continue; // options only ever come
+        borrowsValues = true;
+        if (known == storageChanged.end())
+            storageChanged.try_emplace(seriesCode, node.CopyUnder(*changed));
+        else
+            known->second.AdoptOptions(node);
+    }
+}
+
+void FuturesNode::RecalcChanged()
+{
+    wasRecomputed = true; // from the first option on
+    changed->RecalcInvariants();
+    for (auto& [seriesCode, series] : storageChanged)
+        series.RecalcInvariants();
+    borrowsValues = false;
+}
+
+void FuturesNode::KeepBorrowedValues()
+{
+    if (borrowsValues) ValueChangedOptions();
+}
+
+void FuturesNode::KeepRecomputedValues()
+{
+    if (wasRecomputed) ValueChangedOptions();
+}
+
+void FuturesNode::ValueChangedOptions()
+{
+    for (const auto& [seriesCode, series] : storageChanged)
+        series.ValueAllOptions();
+    borrowsValues = false;
+    wasRecomputed = false;
+}
+
+void FuturesNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
 {
     if (status != Status::WasChanged || changed == nullptr) return;
+    if (borrowsValues)
+        for (auto& [seriesCode, series] : storageChanged)
+            series.StopBorrowing();
     current.swap(changed);
     storageCurrent.swap(storageChanged);
-    storageChanged.clear(); // the old series, before their futures
-    changed.reset();
-    RefreshGroupCodes();
-}
-
-void FuturesNode::RefreshGroupCodes()
-{
-    mmsCode = current->IsInSpread ? codeBaseContract : std::string{};
-    mcsCode = mmsCode.empty() ? std::string{} : current->BaseContract->CodeMCS;
+    DropChangedInstrument();
+    isInSpread = current->IsInSpread;
 }
 
 } // namespace kv7im

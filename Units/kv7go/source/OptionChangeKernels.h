@@ -60,8 +60,7 @@ struct Replacement
 struct PriceAxis
 {
     PriceAxis(const CSpecOption& option, Enums::ClientRiskLevel level) noexcept
-        : prices(option.VirtFutures->GetVolatilityMatrixCentralRow(level)),
-          centre(option.VirtFutures->Futures->CalcFutPrice)
+        : prices(option.VirtFutures->GetVolatilityMatrixCentralRow(level)), centre(option.VirtFutures->GetGridCentre())
     {}
     [[nodiscard]] std::size_t Blocks() const noexcept { return RegistersOf(prices.size()); }
     [[nodiscard]] RiskItem RateUp(std::size_t block, RiskItem stress) const noexcept

@@ -132,15 +132,17 @@ Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t 
     return Z9ERR_OK;
 }
 
-// The prices of a leg order are those of the day on which its book is taken anew.
-Z9ERR Portfolio::RefreshLegPrices(SOrderInfo& info)
+// The prices of a leg order are those of the day on which its book is taken anew. Both legs are read as the one that is
+// taken anew: its order remembers the other leg's prices as well, which may have their turn later.
+Z9ERR Portfolio::RefreshLegPrices(SOrderInfo& info, Isin isin)
 {
     const SearchResult found = FindByIsin(info.multilegIsin);
     if (!found.MultilegFound()) return Z9ERR_INSTRUMENT_ABSENT;
     const CSpecMultileg& multileg = *found.GetMultilegPtr();
-    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
-    const CSpecFutures* const first = instruments.GetFutures(multileg.GetFirstLegIsin());
-    const CSpecFutures* const second = instruments.GetFutures(multileg.GetSecondLegIsin());
+    const AccessByStatus access = participant_->GetInstruments().GetStatus(isin);
+    const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
+    const CSpecFutures* const first = repository.GetFutures(access, multileg.GetFirstLegIsin());
+    const CSpecFutures* const second = repository.GetFutures(access, multileg.GetSecondLegIsin());
     if (first == nullptr || second == nullptr) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
     SetLegPrices(info, *first, *second);
     info.participantCalSpreadMarginType = multileg.IsIncompleteSpreadAspect() || EnforcesHalfNetting(*first, *second)
@@ -160,7 +162,7 @@ Z9ERR Portfolio::resetOrders(const OrdersMap& orders, Isin isin)
         order.isBuying = key.direction == KeyPriceType::Direction::Buy;
         order.orderInfo = saved;
         if (key.type == KeyPriceType::Type::FirstLeg || key.type == KeyPriceType::Type::SecondLeg)
-            if (const Z9ERR code = RefreshLegPrices(order.orderInfo); code != Z9ERR_OK) return code;
+            if (const Z9ERR code = RefreshLegPrices(order.orderInfo, isin); code != Z9ERR_OK) return code;
         if (const Z9ERR code = ChangeOrder(isin, 1, &order); code != Z9ERR_OK) return code;
     }
     return Z9ERR_OK;

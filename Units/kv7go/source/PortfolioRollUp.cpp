@@ -96,13 +96,16 @@ RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, Ro
     return current;
 }
 
-// Takes away all that went up under this code. The entry stays: what it stood for is gone for good.
+// Takes away all that went up under this code. The entry stays, with nothing in it: what it stood for may come back one
+// day, and then begins anew.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeFromZero(const std::string& code, std::size_t pointsNum)
 {
-    RolledUpRiskNode old = TryFindOrCreateRolledUpRisk(code, pointsNum);
+    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, pointsNum);
+    RolledUpRiskNode old = entry;
     old.BoundValuesFromAbove(0.0);
     RolledUpRiskNode delta(pointsNum, participant_->GetRiskLevel());
     delta -= old;
+    entry.Zero();
     return delta;
 }
 

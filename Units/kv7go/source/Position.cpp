@@ -108,12 +108,7 @@ void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option
 void CumulativePositionByFutures::SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price,
                                                          std::int64_t novQuantity)
 {
-    try {
-        position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity);
-    } catch (...) { // the mark belongs to this call only
-        m_changedOptionSeriesNodeWithoutSpread = nullptr;
-        throw;
-    }
+    WithMarkOfThisCall([&] { position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
     InitialMarginCalculation();
 }
 
@@ -156,12 +151,7 @@ void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, 
 void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
                                                          const SClearingDeltaOrder* orders)
 {
-    try {
-        position.UpdateInitialMarginByOrderChanges(count, orders);
-    } catch (...) { // the mark belongs to this call only
-        m_changedOptionSeriesNodeWithoutSpread = nullptr;
-        throw;
-    }
+    WithMarkOfThisCall([&] { position.UpdateInitialMarginByOrderChanges(count, orders); });
     InitialMarginCalculation();
 }
 
@@ -238,26 +228,23 @@ void CumulativePositionByFutures::ZeroMarginValue() noexcept
     m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
 }
 
-// Replaces what this futures gives to its group: the signed cells where futures of a contract net against each other,
-// only the losses where each of them stands for itself.
-void CumulativePositionByFutures::ReplaceContributionToMMS()
+// What this futures gives to its group: the signed cells where futures of a contract net against each other, only the
+// losses where each of them stands for itself.
+bool CumulativePositionByFutures::GivesLossesOnly() const
 {
-    const bool lossesOnly = m_participant->GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
-                            m_futures->EnforceIMSHalfNetting;
-    m_ownerRisk.parent->ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, lossesOnly);
+    return m_participant->GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
+           m_futures->EnforceIMSHalfNetting;
 }
 
 // Takes the change of this futures up through its groups.
 void CumulativePositionByFutures::CarryToGroups()
 {
-    if (HasLevelMCS()) {
-        RiskNodeMMS& mms = *m_ownerRisk.parent;
-        *mms.parent -= (mms | GetPropertiesForICS()); // before the group changes: exactly what it gave the last time
-        ReplaceContributionToMMS();
-        *mms.parent += (mms | GetPropertiesForICS());
-    } else if (HasLevelMMS()) {
-        ReplaceContributionToMMS();
-    }
+    if (!HasLevelMMS()) return;
+    RiskNodeMMS& mms = *m_ownerRisk.parent;
+    // Before the group changes: exactly what it gave the last time.
+    if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
+    mms.ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
+    if (HasLevelMCS()) *mms.parent += (mms | GetPropertiesForICS());
 }
 
 // A series standing alone is margined by itself and reaches no node above it.
@@ -270,7 +257,13 @@ void CumulativePositionByFutures::InitialMarginCalculation()
 
     const double volatilityChange = node.UpdateInitialMarginValue(baseContract);
     const double deliveryChange = node.UpdateInitialMarginDeliveryValue(baseContract);
-    if (series != nullptr) {
+    ReportMarginChange(series != nullptr, volatilityChange, deliveryChange);
+}
+
+void CumulativePositionByFutures::ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange,
+                                                     double deliveryChange) noexcept
+{
+    if (ofSeriesWithoutSpread) {
         m_volatilityInitialMarginOptionSeriesSWithoutSpread += volatilityChange;
         m_deliveryInitialMarginOptionSeriesSWithoutSpread += deliveryChange;
     }

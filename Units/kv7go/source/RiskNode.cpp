@@ -1,6 +1,7 @@
 #include "RiskNode.h"
 
 #include <cmath>
+#include <utility>
 
 #include "Curvature.h"
 #include "FuturesKernels.h"
@@ -79,8 +80,8 @@ void SubtractionRiskToMMS(Risk& target, const Risk& source)
 }
 
 // The stress points of a group under a window: the pairs below and above the market count at the row's ends, the tails
-// take their charges and stay as losses, nothing else stays.
-void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points)
+// take their charges and stay up to the ceiling, nothing else stays.
+void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points, double ceiling)
 {
     if (row.size() != 0) {
         double* const cells = CellsOf(row);
@@ -88,8 +89,8 @@ void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points)
         double& last = cells[row.size() - 1];
         last = Smaller(Smaller(points.GetPnL2U(), points.GetPnL3U()), last);
     }
-    const double leftTail = Smaller(Smaller(points.GetZL(), points.GetDownRisk()), 0.0);
-    const double rightTail = Smaller(Smaller(points.GetZR(), points.GetUpRisk()), 0.0);
+    const double leftTail = Smaller(Smaller(points.GetZL(), points.GetDownRisk()), ceiling);
+    const double rightTail = Smaller(Smaller(points.GetZR(), points.GetUpRisk()), ceiling);
     points = SpecialRiskPoints{};
     points.SetZL(leftTail);
     points.SetZR(rightTail);
@@ -104,17 +105,43 @@ double RiskNodeBase::UpdateInitialMarginValue(const CSpecBaseContract& baseContr
 
 double RiskNodeBase::UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract)
 {
-    return StoreInitialMarginDeliveryValue(
-        ComposeInitialMargin(PointsOfExpiration(), Collapsed().delivery, baseContract));
+    return StoreInitialMarginDeliveryValue(ComposeInitialMargin(PointsOfExpiration(), Collapsed().delivery,
+                                                                baseContract, CurvatureOf(*this, baseContract)));
+}
+
+double RiskNodeBase::UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract& baseContract)
+{
+    return StoreInitialMarginValue(
+        ComposeInitialMarginByRisk_PositionsOnly(Volatility(), CollapsedLosses().volatility, baseContract));
+}
+
+double RiskNodeBase::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract)
+{
+    return StoreInitialMarginDeliveryValue(ComposeInitialMargin(PointsOfExpiration(), CollapsedLosses().delivery,
+                                                                baseContract,
+                                                                CurvatureOf_PositionsOnly(*this, baseContract)));
 }
 
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
 {
-    if (!rows.fresh) {
+    if (rows.content != CollapsedRows::Content::Results) {
         Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.volatility);
         Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.delivery);
         SmallerOfBoth(rows.volatility, rows.delivery);
-        rows.fresh = true;
+        rows.content = CollapsedRows::Content::Results;
+    }
+    return rows;
+}
+
+// What Risk::CollapseProperty::CumulativePerformance keeps is the results, nothing above 0; the smaller of two such
+// rows is the smaller of both results, nothing above 0. So no cell is looked at again.
+const RiskNodeBase::CollapsedRows& RiskNodeBase::CollapsedLosses() const
+{
+    if (rows.content != CollapsedRows::Content::Losses) {
+        static_cast<void>(Collapsed());
+        rows.volatility.BoundValuesFromAbove(0.0);
+        rows.delivery.BoundValuesFromAbove(0.0);
+        rows.content = CollapsedRows::Content::Losses;
     }
     return rows;
 }
@@ -163,19 +190,24 @@ double RiskNodeBase::StoreInitialMarginDeliveryValue(double value) noexcept
 double RiskNodeBase::ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
                                                 const CSpecBaseContract& baseContract) const
 {
-    return ComposeInitialMargin(risk.GetSpecialRiskPoints(), row, baseContract);
+    return ComposeInitialMargin(risk.GetSpecialRiskPoints(), row, baseContract, CurvatureOf(*this, baseContract));
 }
 
+double RiskNodeBase::ComposeInitialMarginByRisk_PositionsOnly(const Risk& risk, const RiskRow& row,
+                                                              const CSpecBaseContract& baseContract) const
+{
+    return ComposeInitialMargin(risk.GetSpecialRiskPoints(), row, baseContract,
+                                CurvatureOf_PositionsOnly(*this, baseContract));
+}
+
+template <class AnyCurvature>
 double RiskNodeBase::ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
-                                          const CSpecBaseContract& baseContract) const
+                                          const CSpecBaseContract& baseContract, const AnyCurvature& curvature) const
 {
     SpecialRiskPoints points = uncorrected.GetCorrectedSpecialRiskPoints(row, baseContract, level);
-    const double curvature = baseContract.CalculateRiskCoefficient();
-    points.ApplyCurvature(NOVj, curvature);
+    curvature.Bend(points);
     const double worstPoint = points.min();
-
-    const double worstCell = curvature > 0.0 ? WorstCurvedCell(row, NOVj, curvature) : row.min();
-    return std::abs(Smaller(Smaller(0.0, worstCell), worstPoint)) * brokerBaseContractGORatio;
+    return std::abs(Smaller(Smaller(0.0, WorstCurvedCell(row, curvature)), worstPoint)) * brokerBaseContractGORatio;
 }
 
 RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
@@ -269,14 +301,26 @@ void RiskNodeFutures::AddOrders(const CSpecFutures& instrument, const OrdersMap&
 RiskNodeFutures RiskNodeFutures::GetTransformedRisk() const
 {
     RiskNodeFutures transformed = *this;
-    transformed.riskFutures.TransformMatrixByHalfNetting();
-    transformed.riskFuturesExpiration.TransformMatrixByHalfNetting();
-    transformed.RiskHasChanged();
+    transformed.KeepWhatIsBelow(0.0);
     return transformed;
 }
 
+RiskNodeFutures RiskNodeFutures::GetTransformedRisk_PositionsOnly() const
+{
+    RiskNodeFutures transformed = *this;
+    transformed.KeepWhatIsBelow(m_totalCumulativePerformance);
+    return transformed;
+}
+
+void RiskNodeFutures::KeepWhatIsBelow(double ceiling) noexcept
+{
+    RiskHasChanged();
+    riskFutures.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
+    riskFuturesExpiration.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
+}
+
 RiskNodeMMSToMCSProxy::RiskNodeMMSToMCSProxy(RiskNodeMMS& node, std::size_t pointsNum)
-    : riskNodeMMS(node), cachedCollapsedRiskRowVolatilityMMS(pointsNum), cachedCollapsedRiskRowExpirationMMS(pointsNum)
+    : LastAdditionToMCS{nullptr, RiskRow(pointsNum), RiskRow(pointsNum), {}, {}, {}}, riskNodeMMS(node)
 {}
 
 const Risk& RiskNodeMMSToMCSProxy::Volatility() const { return riskNodeMMS.Volatility(); }
@@ -332,10 +376,19 @@ void RiskNodeMMS::ReplaceContribution(RiskNodeFutures& previous, const RiskNodeF
     replace(volatilityRisk, previous.riskFutures, node.riskFutures, rows.volatility);
     replace(expirationRisk, previous.riskFuturesExpiration, node.riskFuturesExpiration, rows.delivery);
     SmallerOfBoth(rows.volatility, rows.delivery);
-    rows.fresh = true;
+    rows.content = CollapsedRows::Content::Results;
 
     NOVj += previous.NOVj;
     m_totalCumulativePerformance += previous.m_totalCumulativePerformance;
+}
+
+void RiskNodeMMS::ReplaceContribution_PositionsOnly(RiskNodeFutures& previous, const RiskNodeFutures& node,
+                                                    bool lossesOnly)
+{
+    *this -= previous;
+    previous = node;
+    if (lossesOnly) previous.KeepWhatIsBelow(node.m_totalCumulativePerformance);
+    *this += previous;
 }
 
 RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
@@ -369,6 +422,23 @@ RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties
     return riskNodeMMSToMCSProxy;
 }
 
+RiskNodeMMS::Kept::Kept(const RiskNodeMMS& node)
+    : RiskNodeBase(static_cast<const RiskNodeBase&>(node)),
+      volatilityRisk(node.volatilityRisk),
+      expirationRisk(node.expirationRisk),
+      lastAddition(static_cast<const LastAdditionToMCS&>(node.riskNodeMMSToMCSProxy))
+{}
+
+RiskNodeMMS::Kept RiskNodeMMS::Keep() const { return Kept(*this); }
+
+void RiskNodeMMS::GiveBack(Kept&& kept) noexcept
+{
+    volatilityRisk = std::move(kept.volatilityRisk);
+    expirationRisk = std::move(kept.expirationRisk);
+    static_cast<LastAdditionToMCS&>(riskNodeMMSToMCSProxy) = std::move(kept.lastAddition);
+    RiskNodeBase::operator=(static_cast<RiskNodeBase&&>(kept)); // the base's part of it
+}
+
 RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
     : RiskNodeBase(ratio, riskLevel, 0),
       volatilityRiskRow(pointsNum),
@@ -388,38 +458,63 @@ double RiskNodeMCS::UpdateInitialMarginDeliveryValue(const CSpecBaseContract&)
         std::abs(Smaller(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) * brokerBaseContractGORatio);
 }
 
+double RiskNodeMCS::UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract&)
+{
+    return StoreInitialMarginValue(
+        std::abs(Smaller(Smaller(0.0, volatilityRiskRow.min()), volatilitySpecialRiskPoints.min())) *
+        brokerBaseContractGORatio);
+}
+
+double RiskNodeMCS::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract)
+{
+    return UpdateInitialMarginDeliveryValue(baseContract);
+}
+
 RiskNodeMCS& RiskNodeMCS::operator+=(RiskNodeMMSToMCSProxy& proxy)
 {
+    AddGroup(proxy, proxy.riskNodeMMS.Collapsed(), CurvatureOf(proxy, *proxy.futures->BaseContract), 0.0);
+    return *this;
+}
+
+RiskNodeMCS& RiskNodeMCS::AdditionAssignment_PositionsOnly(RiskNodeMMSToMCSProxy& proxy)
+{
+    const auto curvature = CurvatureOf_PositionsOnly(proxy, *proxy.futures->BaseContract);
+    AddGroup(proxy, proxy.riskNodeMMS.CollapsedLosses(), curvature, (curvature.radius + 1.0) * curvature.paperLoss);
+    return *this;
+}
+
+template <class AnyCurvature>
+void RiskNodeMCS::AddGroup(RiskNodeMMSToMCSProxy& proxy, const CollapsedRows& collapsed, const AnyCurvature& curvature,
+                           double ceiling)
+{
     const CSpecBaseContract& baseContract = *proxy.futures->BaseContract;
-    const double curvature = baseContract.CalculateRiskCoefficient();
     const SpecialRiskPoints& uncorrected = proxy.Volatility().GetSpecialRiskPoints();
 
     // The group's rows and, by each row, its corrected stress points. The points of the delivery side come from the
     // volatility side too.
     RiskRow& volatilityRow = proxy.cachedCollapsedRiskRowVolatilityMMS;
     RiskRow& expirationRow = proxy.cachedCollapsedRiskRowExpirationMMS;
-    volatilityRow = proxy.riskNodeMMS.Collapsed().volatility;
-    expirationRow = proxy.riskNodeMMS.Collapsed().delivery;
+    volatilityRow = collapsed.volatility;
+    expirationRow = collapsed.delivery;
     proxy.cachedLastAdditionVolatility = uncorrected.GetCorrectedSpecialRiskPoints(volatilityRow, baseContract, level);
     proxy.cachedLastAdditionExpiration = uncorrected.GetCorrectedSpecialRiskPoints(expirationRow, baseContract, level);
 
     const auto addPair = [&](RiskRow& row, SpecialRiskPoints& points, RiskRow& rowOfMCS,
                              SpecialRiskPoints& pointsOfMCS) {
-        ApplyCurvatureToRow(row, proxy.GetNOVj(), curvature);
-        points.ApplyCurvature(proxy.GetNOVj(), curvature);
+        ApplyCurvatureToRow(row, curvature);
+        curvature.Bend(points);
         if (proxy.nettingPropertiesICS.has_value()) {
             windowMinimum.Apply(row, *proxy.nettingPropertiesICS);
-            FoldStressPointsIntoRow(row, points);
+            FoldStressPointsIntoRow(row, points, ceiling);
         } else {
-            row.BoundValuesFromAbove(0.0);
-            points.BoundValuesFromAbove(0.0);
+            row.BoundValuesFromAbove(ceiling);
+            points.BoundValuesFromAbove(ceiling);
         }
         rowOfMCS += row;
         pointsOfMCS += points;
     };
     addPair(volatilityRow, proxy.cachedLastAdditionVolatility, volatilityRiskRow, volatilitySpecialRiskPoints);
     addPair(expirationRow, proxy.cachedLastAdditionExpiration, expirationRiskRow, expirationSpecialRiskPoints);
-    return *this;
 }
 
 RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMMSToMCSProxy& proxy)

@@ -110,16 +110,26 @@ void RolledUpRiskNode::BoundValuesFromAbove(double bound)
 
 void RolledUpRiskNode::ApplyCorrection(const CSpecBaseContract& baseContract)
 {
-    const double curvature = baseContract.CalculateRiskCoefficient();
+    Correct(baseContract, CurvatureOf(*this, baseContract));
+}
+
+void RolledUpRiskNode::ApplyCorrection_PositionsOnly(const CSpecBaseContract& baseContract)
+{
+    Correct(baseContract, CurvatureOf_PositionsOnly(*this, baseContract));
+}
+
+template <class AnyCurvature>
+void RolledUpRiskNode::Correct(const CSpecBaseContract& baseContract, const AnyCurvature& curvature)
+{
     // The points are corrected by the rows as they are before the rows take their own curvature.
     volatilitySpecialRiskPoints =
         volatilitySpecialRiskPoints.GetCorrectedSpecialRiskPoints(volatilityRiskRow, baseContract, m_riskLevel);
-    volatilitySpecialRiskPoints.ApplyCurvature(NOVj, curvature);
+    curvature.Bend(volatilitySpecialRiskPoints);
     expirationSpecialRiskPoints =
         expirationSpecialRiskPoints.GetCorrectedSpecialRiskPoints(expirationRiskRow, baseContract, m_riskLevel);
-    expirationSpecialRiskPoints.ApplyCurvature(NOVj, curvature);
-    ApplyCurvatureToRow(volatilityRiskRow, NOVj, curvature);
-    ApplyCurvatureToRow(expirationRiskRow, NOVj, curvature);
+    curvature.Bend(expirationSpecialRiskPoints);
+    ApplyCurvatureToRow(volatilityRiskRow, curvature);
+    ApplyCurvatureToRow(expirationRiskRow, curvature);
 }
 
 } // namespace kv7im

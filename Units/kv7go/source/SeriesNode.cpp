@@ -76,17 +76,17 @@ RiskNodeOptionSeries& RiskNodeOptionSeries::operator-=(const Risk& risk)
     return *this;
 }
 
-RiskNodeOptionSeries RiskNodeOptionSeries::GetTransformedRisk() const
+RiskNodeOptionSeries RiskNodeOptionSeries::Transformed(double ceiling) const
 {
     RiskNodeOptionSeries transformed(OnRealPoints(Dimensions()), brokerBaseContractGORatio, level);
     transformed.CopyFigures(*this);
     transformed.ZeroMarginValue();
     CopyOnRealPoints(optionSeriesRisk, transformed.optionSeriesRisk);
-    transformed.optionSeriesRisk.TransformMatrixByHalfNetting();
+    transformed.optionSeriesRisk.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
     if (Dimensions().hasExpiration()) {
         transformed.optionSeriesExpirationRisk = Risk(OnRealPoints(Expiration().GetRisk().GetParameters()));
         CopyOnRealPoints(Expiration(), transformed.optionSeriesExpirationRisk);
-        transformed.optionSeriesExpirationRisk.TransformMatrixByHalfNetting();
+        transformed.optionSeriesExpirationRisk.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
         transformed.needToRecalcExpirationRisk = false;
     }
     return transformed;
@@ -142,7 +142,8 @@ void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
     } else {
         rows.delivery = rows.volatility;
     }
-    rows.fresh = ofOneWidth; // of a node that its instruments have outgrown the rows are collapsed when asked for
+    // Of a node that its instruments have outgrown the rows are collapsed when asked for.
+    if (ofOneWidth) rows.content = CollapsedRows::Content::Results;
 }
 
 template <class Change>

@@ -78,17 +78,28 @@ CSpecOption::CSpecOption(const CSpecOption& other, CSpecVirtFutures* series) : C
     futuresIsin = series->Futures->isin;
 }
 
-CSpecOption::CSpecOption(const CSpecOption& other)
+CSpecOption::CSpecOption(const CSpecOption& other, CSpecVirtFutures* series, WithoutValues /*unused*/)
     : BaseProfile(other),
       Strike(other.Strike),
       optionType(other.optionType),
       CalcOptPrice(other.CalcOptPrice),
-      VirtFutures(other.VirtFutures),
+      VirtFutures(series),
       Code(other.Code),
       CodeVF(other.CodeVF),
       isin(other.isin),
-      futuresIsin(other.futuresIsin),
-      interestRateRiskCalculator(other.interestRateRiskCalculator)
+      futuresIsin(series->Futures->isin),
+      interestRateRiskCalculator(other.interestRateRiskCalculator),
+      m_original(other.m_original)
+{}
+
+CSpecOption CSpecOption::BorrowingCopy(const CSpecOption& original, CSpecVirtFutures* series)
+{
+    CSpecOption copy(original, series, WithoutValues{});
+    if (copy.m_original == nullptr) copy.m_original = &original;
+    return copy;
+}
+
+CSpecOption::CSpecOption(const CSpecOption& other) : CSpecOption(other, other.VirtFutures, WithoutValues{})
 {
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         if (other.grids[level] != nullptr) grids[level] = std::make_unique<const OptionGrid>(*other.grids[level]);
@@ -109,12 +120,24 @@ void CSpecOption::RecalcInvariants()
         cells += (rows + 2.0 * StressRows) * static_cast<double>(parameters.length());
     }
     RefuseBeyondMachine(2.0 * cells * sizeof(double)); // the grids, and as much again for a position
+    ForgetValues();
+}
+
+void CSpecOption::ForgetValues() noexcept
+{
+    m_original = nullptr;
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         grids[level].reset();
 }
 
 void CSpecOption::ValueAllLevels() const
 {
+    if (m_original != nullptr) {
+        for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+            grids[level] = std::make_unique<const OptionGrid>(m_original->GetGrid(level));
+        m_original = nullptr;
+        return;
+    }
     WithCalculator(*this, [&]<class Calculator>(Calculator) {
         const GridValuation<Calculator> valuation(*this);
         for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
@@ -146,6 +169,7 @@ double CSpecOption::CalculateTheoreticalPrice(std::size_t scenario, double futur
 
 const OptionGrid& CSpecOption::GetGrid(Enums::ClientRiskLevel level) const
 {
+    if (m_original != nullptr) return m_original->GetGrid(level);
     std::unique_ptr<const OptionGrid>& grid = grids[level];
     if (grid == nullptr)
         grid = WithCalculator(
@@ -157,7 +181,7 @@ Parameters CSpecOption::GetParameters(Enums::ClientRiskLevel level) const noexce
 {
     Parameters parameters(GetPointsCount(), GetCountOfVolatilityScenarios());
     parameters.subPointsCount = GetSubPointsCount(level);
-    if (VirtFutures->WeHaveToPrecalcDeliveryRisks())
+    if (VirtFutures->HasDeliveryScenarios())
         parameters.expirationScenariosCount = VirtFutures->GetDeliveryScenariosCount(level);
     return parameters;
 }
@@ -170,7 +194,7 @@ Profile CSpecOption::CopyProfile(Enums::ClientRiskLevel level) const
     if (parameters.hasSubPoints()) profile.ExpandSubPoints(parameters.subPointsCount, &series.GetBindingArray(level));
 
     const RiskRowWrapper prices = series.GetVolatilityMatrixCentralRow(level);
-    CopyGrid(GetGrid(level), prices, series.Futures->CalcFutPrice, profile);
+    CopyGrid(GetGrid(level), prices, series.GetGridCentre(), profile);
 
     if (!parameters.hasExpiration()) return profile;
     profile.ExpandExpirationMatrix(parameters.expirationScenariosCount);

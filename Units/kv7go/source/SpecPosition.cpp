@@ -60,6 +60,13 @@ void CSpecPosition::UpdateInitialMarginByNewPosition(std::int64_t quantity, doub
 
 double CSpecPosition::CalculateNOVi(std::int64_t) const { return 0.0; }
 
+double CSpecPosition::ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept
+{
+    const double gone = oldQuantity != 0 ? oldShare : 0.0;
+    const double come = m_quantity != 0 ? share : 0.0;
+    return come - gone;
+}
+
 CSpecPosition::OrderChange::OrderChange(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders)
     : m_position(position)
 {
@@ -120,9 +127,14 @@ CSpecPositionFutures::CSpecPositionFutures(RiskParticipant* participant, const C
 
 const BaseProfile& CSpecPositionFutures::GetProfile() const { return m_futures; }
 
+double CSpecPositionFutures::WithOffset(double price) const noexcept
+{
+    return m_futures.IsTAS ? price + m_futures.CalcFutPrice : price;
+}
+
 double CSpecPositionFutures::UsableWAPrice(std::int64_t quantity, double price) const
 {
-    const double p = m_futures.IsTAS ? price + m_futures.CalcFutPrice : price;
+    const double p = WithOffset(price);
     if (!m_participant->GetNoFutDiscount()) return p;
     const double settlement = m_futures.RealCalcPrice;
     // In this order, so that a price that is no number stays one.
@@ -161,14 +173,13 @@ double CSpecPositionOptionsBase::CalculateNOVi(std::int64_t quantity) const
 {
     const CSpecVirtFutures& series = *m_options.VirtFutures;
     if (series.marginStyle != Enums::MarginStyle::Equity) return 0.0;
-    return static_cast<double>(quantity) * m_options.CalcOptPrice * series.MoneyCoef;
+    const double price = m_cumulativePerformance > 0.0 ? PriceOfPaperLoss() : m_options.CalcOptPrice;
+    return static_cast<double>(quantity) * price * series.MoneyCoef;
 }
 
 void CSpecPositionOptionsBase::UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept
 {
-    const double gone = oldQuantity != 0 ? oldNOVi : 0.0;
-    const double come = m_quantity != 0 ? m_NOVi : 0.0;
-    m_optionSeriesRisk.AddNOVi(come - gone);
+    m_optionSeriesRisk.AddNOVi(ChangeOfShare(oldQuantity, oldNOVi, m_NOVi));
 }
 
 // Valued here, before any node is touched: an option is valued at its first use, which may fail.
@@ -198,7 +209,8 @@ void CSpecPositionOptions::UpdateRisksByOrderChanges()
 {
     m_optionSeriesRisk.AddOrdersInSpread(m_options, m_deltaOrders, m_participant->GetShortOptionMinimumChargeRatio(),
                                          m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
-    // With the series its net option value went out of the futures and came back: the same, but for the rounding.
+    // With the series its net option value went out of the futures and came back: the same, but for the rounding. The
+    // paper loss, which no order changes, just stays.
     m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
 }

@@ -77,7 +77,8 @@ CSpecVirtFutures::CSpecVirtFutures(CSpecFutures* futures, const OptionSeriesPara
       InterestRate2RiskUp(parameters.InterestRate2RiskUp),
       InterestRate2RiskDown(parameters.InterestRate2RiskDown),
       Futures(futures),
-      volatilityMatrix(RiskMatrix(static_cast<std::size_t>(futures->GetPointsNum()), 1, true))
+      volatilityMatrix(RiskMatrix(static_cast<std::size_t>(futures->GetPointsNum()), 1, true)),
+      m_gridCentre(futures->CalcFutPrice)
 {}
 
 CSpecVirtFutures::CSpecVirtFutures(const CSpecVirtFutures& other) = default;

@@ -99,6 +99,8 @@ void CSpecVirtFutures::RecalcInvariants()
 
     // From here on nothing throws: the series changes as a whole or not at all.
     MoneyCoef = MinStepPrice / MinStep;
+    m_gridCentre = Futures->CalcFutPrice;
+    m_hasDeliveryScenarios = WeHaveToPrecalcDeliveryRisks();
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         TakeOver(grids[level], level);
     DropOptionColumns();

@@ -1,24 +1,41 @@
 // COrderManager: the orders of one firm. An order is known by the firm's local number until the exchange confirms it,
 // and by the exchange's number from then on.
 //
-// Always true:  an order stands in exactly one of the two tables, under the number that the table goes by. Local
-//               numbers may be drawn by several threads; the orders themselves belong to one.
-// Numbers:      quantities are contracts; prices are t_bprice_int.
+// Every event adds to a list of deltas what it changes in the orders that stand, price by price: the input of the
+// margin. While an order moves it stands where it costs more. A move to a worse price (for the order's owner) is
+// reserved at the new price at once; a move to a better one leaves the order at its old price until it is confirmed.
+// Whichever quantity is larger, the one before or the one after, is reserved.
+//
+//   buy 10 at 100, asked to move to 105, rejected:   +10 at 100 | -10 at 100, +10 at 105 | +10 at 100, -10 at 105
+//   buy 10 at 100, asked to move to 95, confirmed:   +10 at 100 | nothing                | -10 at 100, +10 at 95
+//
+// Always true:  an order stands in exactly one of the two tables, under the number that the table goes by, and has a
+//               quantity left. The deltas of an order add up, at each price, to what it has standing there: curQuantity
+//               at price and newQuantity at newPrice; those of an order that is gone add up to nothing.
+//               An event that fails, or throws for want of memory, changes nothing and adds no delta.
+//               Local numbers may be drawn by several threads; the orders themselves belong to one. The dictionaries
+//               are of the whole process: they are filled before orders come, by one thread.
+// Numbers:      quantities are contracts, and as a side is kept beside them never negative; prices are t_bprice_int.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "DenseDictionary.h"
 #include "Enums.h"
 #include "SpecOrderList.h"
 #include "TradingCodes.h"
 #include "currencytype.h"
+#include "kv7errors.h"
 
 using t_id = std::int64_t; // order number
+/// Changes of the orders in one instrument, in the order in which their prices came up first.
+using DeltaOrderList = std::vector<SClearingDeltaOrder>;
 
 class COrderManager
 {
@@ -27,21 +44,32 @@ public:
     {
         t_id ordnum = 0;     // the exchange's number, 0 until confirmed
         t_code clientCode{}; // seven characters and a zero
-        t_id lsOrderID = 0;  // the local number until confirmed, 0 after
+        t_id lsOrderID = 0;  // the local number of what waits for confirmation, the order or its move; else 0
         t_bprice_int price;
         t_bprice_int price1;   // second price of a two-legged order
         t_bprice_int newPrice; // while the order is being moved
         std::int32_t instrumentID = 0;
         Isin isinID = 0;
-        std::int64_t quantity = 0;
-        std::int64_t curQuantity = 0; // standing at the old price
-        std::int64_t newQuantity = 0; // standing at the new price
-        std::int64_t orgQuantity = 0; // as the order was placed
+        std::int64_t quantity = 0;    // left to trade; of an order being moved: if the move is rejected
+        std::int64_t curQuantity = 0; // standing at price
+        std::int64_t newQuantity = 0; // standing at newPrice
+        std::int64_t orgQuantity = 0; // as placed or since changed: what has traded and what is left
         bool isMoving = false;
         bool isSystem = false;
         bool isBuying = false;
         KeyPriceType::Type instrType = KeyPriceType::Type::Undefined;
-        bool isReverse = false; // a better price for a buyer is a higher one
+        bool isReverse = false;         // a better price for a buyer is a higher one
+        std::int64_t movedQuantity = 0; // left to trade if the move is confirmed
+
+        /// Whether another price costs the order's owner more: a buyer a higher one, a seller a lower one, the other
+        /// way round for `reverse`. The same price is not worse.
+        [[nodiscard]] bool isPriceWorse(t_bprice_int otherPrice, bool reverse) const noexcept;
+        /// Adds a change of the order to the list: to the record of its price, kind and side if there is one, else as
+        /// a record of its own. Contracts, below 0 when they no longer stand. Z9ERR_CHECK_ORDER_WRONG_QUANTITY, and
+        /// nothing added, for a sum beyond 64 bits.
+        [[nodiscard]] Z9ERR addDelta(t_bprice_int atPrice, std::int64_t deltaQuantity, DeltaOrderList& list) const;
+        /// The same at the order's own price.
+        [[nodiscard]] Z9ERR addDelta(std::int64_t deltaQuantity, DeltaOrderList& list) const;
     };
 
     struct SOrderKey
@@ -67,9 +95,96 @@ public:
         std::atomic<t_id> lsorderID{0}; // the last local number given
     };
 
+    /// A trading instrument as orders need it.
+    struct SInstrument
+    {
+        std::int32_t InstrumentID = 0;
+        ::Isin Isin = 0;
+        std::int32_t TradeModeID = 0;
+        bool IsReverse = false;                                     // a better price for a buyer is a higher one
+        KeyPriceType::Type InstrType = KeyPriceType::Type::Ordinal; // MultiLeg for a spread
+    };
+
+    struct STradeMode
+    {
+        std::int32_t TradeModeID = 0;
+        Enums::TradeModeStatus Status = Enums::TradeModeStatus::Closed;
+        Enums::AuctionType AuctionType = Enums::AuctionType::None;
+    };
+
+    enum class OrderFlags : std::uint32_t
+    {
+        None = 0,
+        System = 1, // to the market at large; else to a counterparty by name
+    };
+
     COrderManager() = default;
     /// With room for so many buckets in the table of unconfirmed and of confirmed orders.
     COrderManager(std::size_t lsBuckets, std::size_t nmBuckets);
+
+    // Dictionaries. A row with the id NoDictionaryId is refused with Z9ERR_COMMON_WRONG_ARGUMENTS.
+
+    /// Opens the dictionaries, without a row or with these. Once: while they are open it does nothing. With a code
+    /// other than 0 (a repeated id: Z9ERR_COMMON_DUPLICATE) they stay closed.
+    [[nodiscard]] static Z9ERR Init();
+    [[nodiscard]] static Z9ERR Init(const std::vector<SInstrument>& instrumentRows,
+                                    const std::vector<STradeMode>& tradeModeRows);
+    /// Adds a row. Z9ERR_COMMON_NOT_INITIALIZED before Init, Z9ERR_COMMON_DUPLICATE for an id that is there.
+    [[nodiscard]] static Z9ERR InsertInstrument(const SInstrument& instrument);
+    [[nodiscard]] static Z9ERR InsertTradeMode(const STradeMode& tradeMode);
+    /// Null when there is none.
+    [[nodiscard]] static const SInstrument* FindInstrument(std::int32_t instrumentID);
+    [[nodiscard]] static const STradeMode* FindTradeMode(std::int32_t tradeModeID);
+    [[nodiscard]] static bool AreDictionariesInited() noexcept { return dictionariesInited; }
+    /// Empties and closes the dictionaries; orders that stand keep what they have read.
+    static void ClearDictionaries() noexcept;
+
+    // Events. `state`, where it is wanted, is the order behind the event, or the untouched order that refused it; an
+    // order that is gone shows a quantity of 0. Where there is no such order it is left alone.
+
+    /// Sends an order. Bought where signedQuantity, the contracts as placed, is above 0, and sold below; `quantity` of
+    /// them are left to trade. price1 is the second price of a two-legged order. clientCode: seven characters at most
+    /// are taken. Gives the order's local number. Z9ERR_INSTRUMENT_ABSENT, Z9ERR_CHECK_TRADEMODES_NOT_FOUND (nobody
+    /// knows the instrument's trade mode), Z9ERR_CHECK_ORDER_WRONG_QUANTITY for a quantity outside 1 to
+    /// |signedQuantity| or too large for the list.
+    [[nodiscard]] Z9ERR AddOrder(std::int32_t instrumentID, t_bprice_int price, t_bprice_int price1,
+                                 std::int64_t quantity, std::int64_t signedQuantity, t_id& lsOrderId,
+                                 DeltaOrderList& deltas, std::string_view clientCode, OrderFlags flags);
+    /// The exchange refuses an order that was sent. Z9ERR_DEL_ORDER_NOT_EXIST.
+    [[nodiscard]] Z9ERR RejectAdd(t_id lsOrderId, DeltaOrderList& deltas);
+    /// The exchange takes an order under its own number. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_COMMON_DUPLICATE for a number
+    /// that another order has, Z9ERR_COMMON_WRONG_ARGUMENTS for the number 0.
+    [[nodiscard]] Z9ERR ConfirmAdd(t_id lsOrderId, t_id ordNum);
+    /// Withdraws so many contracts, or what is left of them: a trade may have come first. Nothing left, the order is
+    /// gone, moving or not. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_CHECK_ORDER_WRONG_QUANTITY below 1.
+    [[nodiscard]] Z9ERR CancelOrder(t_id ordNum, std::int64_t quantity, DeltaOrderList& deltas,
+                                    SOrder* state = nullptr);
+    /// So many contracts have traded. More than what stands is ignored: code 0, nothing changed. What trades while the
+    /// order moves is taken off its old and its new quantity both, from what stands at the old price first.
+    /// Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_CHECK_ORDER_WRONG_QUANTITY below 1.
+    [[nodiscard]] Z9ERR ExecOrder(t_id ordNum, std::int64_t quantity, DeltaOrderList& deltas, SOrder* state = nullptr);
+    /// Asks the exchange for another price and, by the mode, another quantity:
+    ///   LeaveQuantities            what is left stays; newQuantity is not looked at
+    ///   ChangeQuantities           newQuantity will be left
+    ///   CheckQuantities            the same, refused where less than that is left
+    ///   ChangeQuantitiesWOMatched  newQuantity less all that has traded will be left
+    /// Gives the move's local number. Z9ERR_MOVE_ORDER_NOT_EXIST, Z9ERR_ORDER_IS_BEING_MOVED,
+    /// Z9ERR_COMMON_WRONG_ARGUMENTS for another mode, Z9ERR_CHECK_ORDER_WRONG_QUANTITY where nothing would be left, or
+    /// more than can be counted.
+    [[nodiscard]] Z9ERR MoveOrder(t_id ordNum, Enums::MoveOrderMode mode, t_bprice_int newPrice,
+                                  std::int64_t newQuantity, t_id& lsOrderId, DeltaOrderList& deltas,
+                                  SOrder* state = nullptr);
+    /// The exchange refuses the move of that local number: the order is back at its old price with what is left of its
+    /// old quantity; gone, where all that has traded. Z9ERR_MOVE_ORDER_NOT_EXIST where there is no such move, a late
+    /// answer to one that is closed included.
+    [[nodiscard]] Z9ERR RejectMove(t_id ordNum, t_id lsOrderId, DeltaOrderList& deltas);
+    /// The exchange has made the move, and the order has another number of its from now on, or the same. Codes as
+    /// RejectMove, and for the number as ConfirmAdd.
+    [[nodiscard]] Z9ERR ConfirmMove(t_id ordNum, t_id lsOrderId, t_id newOrdNum, DeltaOrderList& deltas);
+
+    /// Gives the order its local number: for 0 the next one, else the number itself, behind which the numbering then
+    /// goes on; it never goes back. From any thread.
+    t_id nextLSOrderId(SOrder& order, t_id number) noexcept;
 
     /// Deletes all orders; local numbers go on behind the one given.
     void Clear(int lastLsOrderId = 0) noexcept;
@@ -84,8 +199,17 @@ public:
     [[nodiscard]] t_id GetLsOrderIdSnapshot() const noexcept { return m_orders.lsorderID.load(); }
 
     [[nodiscard]] const SOrdersData& GetOrders() const noexcept { return m_orders; }
+    /// For orders that are restored: each under its number, whole, and the numbering behind them.
     [[nodiscard]] SOrdersData& GetOrdersForUpdate() noexcept { return m_orders; }
 
 private:
+    [[nodiscard]] Z9ERR TakeOff(COrderList::iterator entry, std::int64_t taken, bool traded, DeltaOrderList& deltas,
+                                SOrder* state);
+    [[nodiscard]] COrderList::iterator FindMove(t_id ordNum, t_id lsOrderId) noexcept;
+
+    static DenseDictionary<SInstrument> instruments;
+    static DenseDictionary<STradeMode> trademodes;
+    static bool dictionariesInited;
+
     SOrdersData m_orders;
 };

@@ -220,3 +220,16 @@ TEST_F(BrokerTest, KnowsWhichClientsHoldAFutures)
     EXPECT_EQ(firm.GetClientCount(), 0U);
     EXPECT_THAT(firm.EnumerateClientsToRecalc(FUT), IsEmpty());
 }
+
+TEST_F(BrokerTest, ADealMayMoveTheLimitAndIsCheckedUntilTheFlagsSayOtherwise)
+{
+    BraskBroker& firm = Register({});
+    EXPECT_TRUE(firm.GetChangeLimit());
+    EXPECT_TRUE(firm.GetCheckLimit());
+    firm.InitFlags(false, true);
+    EXPECT_FALSE(firm.GetChangeLimit());
+    EXPECT_TRUE(firm.GetCheckLimit());
+    firm.InitFlags(true, false);
+    EXPECT_TRUE(firm.GetChangeLimit());
+    EXPECT_FALSE(firm.GetCheckLimit());
+}

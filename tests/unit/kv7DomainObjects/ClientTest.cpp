@@ -201,3 +201,19 @@ TEST_F(ClientTest, TakesTheLargestRatioOfAnInterContractGroup)
     EXPECT_EQ(client.GetBrokerBaseContractGORatio("BC"), 1.0);
     EXPECT_EQ(client.GetBrokerBaseContractGORatioForMCS("NONE"), 0.0); // a group of no base contracts
 }
+
+TEST_F(ClientTest, ItsCountsAndItsBlanknessGoWithACopy)
+{
+    BraskClient& client = Register(0, 0.0);
+    EXPECT_FALSE(client.IsBlank());
+    client.SetBlank(true);
+    client.GetOrdersAndPositionsQuantitiesCounter().GetForUpdate(FUT) = {3, 2, 1};
+    client.GetQuantitiesCounter().ChangePosition(1, Enums::InstrumentType::Futures, 3);
+
+    BraskBroker& other = tree.AddFirm("AA02", MarginRule::Netting, GetDummySettlementAccount());
+    const BraskClient copy(client, other, tree.positionInstruments);
+    client.GetOrdersAndPositionsQuantitiesCounter().Clear();
+    EXPECT_TRUE(copy.IsBlank());
+    EXPECT_EQ(copy.GetOrdersAndPositionsQuantitiesCounter().Get(FUT), (OrdersAndPositionsQuantities{3, 2, 1}));
+    EXPECT_EQ(copy.GetQuantitiesCounter().Get(1).futuresValue, (QuantitiesValue{3, 0, 0}));
+}

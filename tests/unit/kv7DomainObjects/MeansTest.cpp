@@ -39,6 +39,54 @@ TEST(MeansTest, TheThreeSumsFollowFromTheInputs)
     EXPECT_EQ(means.m_MTM, Cents(7777));
 }
 
+// A hundred in one field and nothing anywhere else.
+TEST(MeansTest, EachInputCountsWithItsSign)
+{
+    using Domain::Means;
+    struct Case
+    {
+        const char* name;
+        t_bround_int Means::*field;
+        std::int64_t blockedNonIM, free, allowed;
+    };
+    constexpr Case cases[] = {
+        {"reserve for variation margin", &Means::VMReserve, 100, -100, 0},
+        {"GO", &Means::BlockedMoney, 0, -100, 0},
+        {"value of options", &Means::NetOptionValue, -100, 100, 0},
+        {"money", &Means::m_amountMoney, 0, 100, 100},
+        {"pledge", &Means::m_amountMoneyPledge, 0, 0, -100},
+        {"exchange fee", &Means::m_fee, 100, -100, 0},
+        {"firm's fee", &Means::m_BrokerFee, 100, -100, 0},
+        {"penalty", &Means::m_Penalty, 100, -100, 0},
+        {"tax", &Means::m_BlockedTax, 100, -100, 0},
+        {"mark to market", &Means::m_MTM, 0, 0, 0},
+        {"premium", &Means::m_premiumBlocked, 100, -100, 0},
+    };
+    for (const Case& c : cases)
+        for (const std::int64_t sign : {1, -1}) {
+            SCOPED_TRACE(c.name);
+            Means means;
+            means.*c.field = Cents(sign * 100);
+            means.Recalculate();
+            EXPECT_EQ(means.BlockedMoneyNonIM, Cents(sign * c.blockedNonIM));
+            EXPECT_EQ(means.FreeMoney, Cents(sign * c.free));
+            EXPECT_EQ(means.MoneyAllowedForWithdrawal, Cents(sign * c.allowed));
+        }
+}
+
+TEST(MeansTest, WhatIsPutShowsInTheSumsFromTheNextOnOn)
+{
+    Domain::Means means;
+    means.putAmountMoney(Cents(900));
+    means.putAmountMoneyPledge(Cents(300));
+    means.SetBlockedTax(Cents(50));
+    EXPECT_EQ(means.FreeMoney, Cents(0));
+    means.Recalculate();
+    EXPECT_EQ(means.FreeMoney, Cents(850)); // 900 - 50
+    EXPECT_EQ(means.MoneyAllowedForWithdrawal, Cents(600));
+    EXPECT_EQ(means.BlockedMoneyNonIM, Cents(50));
+}
+
 TEST(MeansTest, GoBecomesCentsWithHalvesAwayFromZero)
 {
     Domain::Means means;

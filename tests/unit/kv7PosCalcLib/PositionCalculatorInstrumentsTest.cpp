@@ -1,14 +1,14 @@
-#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
 #include <string>
 
-#include "PositionCalculatorInstruments.h"
-#include "except.h"
+#include "AccountingMarket.h"
 
 namespace {
 
+using accounting::Failure;
+using accounting::FailureOf;
+using accounting::NotANumber;
 using Enums::InstrumentStatus;
 using Enums::InstrumentType;
 using pos::PositionCalculatorInstruments;
@@ -17,29 +17,6 @@ using testing::HasSubstr;
 constexpr std::int32_t Silver = 7; // id of a base contract
 constexpr Isin March = 21;         // futures on it
 constexpr Isin Call = 31;          // option of the series SERIES on that
-
-struct Failure
-{
-    Z9ERR code = Z9ERR_OK;
-    std::string text;
-};
-
-Failure FailureOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const kv7base::CZ9Error& e) {
-        return {e.GetCode(), e.what()};
-    }
-    return {};
-}
-
-t_bprice NotANumber()
-{
-    t_bprice price;
-    price.SetNAN();
-    return price;
-}
 
 class Instruments : public testing::Test
 {
@@ -294,6 +271,31 @@ TEST_F(Instruments, AnUpdateStoresTimeAndPriceOnly)
     EXPECT_EQ(FailureOf([&] { instruments.UpdateFutures(March, 9, NotANumber()); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
     EXPECT_EQ(futures->settlPriceReal.AsPlain(), -100001);
     EXPECT_EQ(futures->timeToExpiration, 0.125);
+}
+
+TEST_F(Instruments, AnUpdateOfAnOptionStoresItsPriceOnly)
+{
+    InsertFamily();
+    instruments.UpdateOption(Call, t_bprice(0.00001));
+    EXPECT_EQ(instruments.GetInstrOption(Call)->calcOptPrice.AsPlain(), 1);
+    EXPECT_EQ(instruments.getInstrumentCLR(Call).getRealPrice().AsPlain(), 1);
+
+    EXPECT_EQ(FailureOf([&] { instruments.UpdateOption(Call, NotANumber()); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(instruments.GetInstrOption(Call)->calcOptPrice.AsPlain(), 1);
+    const Failure unknown = FailureOf([&] { instruments.UpdateOption(March, t_bprice(1)); });
+    EXPECT_EQ(unknown.code, Z9ERR_POSITION_CALCULATOR_OPTION_NOT_FOUND);
+    EXPECT_THAT(unknown.text, HasSubstr("Isin: 21"));
+}
+
+TEST_F(Instruments, AnUpdateOfASeriesStoresTheMoneyOfItsStep)
+{
+    InsertFamily();
+    instruments.UpdateVirtFutures("SERIES", 4.5);
+    EXPECT_EQ(instruments.getInstrumentCLR(Call).GetMinStepPrice(), 4.5) << "its options see it at once";
+    EXPECT_EQ(instruments.getInstrumentCLR(Call).GetMinStep(), 0.005);
+    const Failure unknown = FailureOf([&] { instruments.UpdateVirtFutures("NONE", 1.0); });
+    EXPECT_EQ(unknown.code, Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND);
+    EXPECT_THAT(unknown.text, HasSubstr("Virtual Futures Code: NONE"));
 }
 
 TEST_F(Instruments, UnknownIsinsAreToldByEachLookup)

@@ -1,5 +1,4 @@
 // Memory that ends in the middle of an insertion: whichever allocation fails, the repository is as it was before.
-#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -11,23 +10,7 @@ namespace {
 
 using namespace kv7im;
 using enum AccessByStatus;
-
-/// Runs an insertion with room for no allocation, for one, for two and so on, until it succeeds. After each failure
-/// `check` looks at what is there. Gives the number of failures.
-template <class Insert, class Check>
-long FailAtEachAllocation(Insert insert, Check check)
-{
-    for (long count = 0;; ++count) {
-        try {
-            const testing_support::RoomForAllocations room(count);
-            EXPECT_EQ(insert(), Z9ERR_OK);
-            return count;
-        } catch (...) { // of the heap or of the pool
-            check();
-        }
-        if (testing::Test::HasFailure()) return count;
-    }
-}
+using testing_support::FailAtEachAllocation;
 
 class InsertionFailure : public testing::Test
 {

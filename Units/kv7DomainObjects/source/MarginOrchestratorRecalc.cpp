@@ -1,0 +1,235 @@
+// A pass of recalculation: the books leave the current instruments for the changed ones, futures by futures, and the
+// levels above follow.
+#include "MarginOrchestrator.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <set>
+
+#include "InstrumentsRepository.h"
+#include "MarginRoad.h"
+#include "RecalculationFailure.h"
+#include "SpecFutures.h"
+#include "SpecMultileg.h"
+#include "except.h"
+#include "z9log.h"
+
+namespace margin_orchestrator {
+
+namespace {
+
+using namespace road;
+
+/// What became of a recalculation: the first code that was met, and whether something is left to be done again.
+struct Outcome
+{
+    void Add(const Outcome& other) noexcept
+    {
+        KeepFirst(code, other.code);
+        unfinished = unfinished || other.unfinished;
+    }
+
+    Z9ERR code = Z9ERR_OK;
+    bool unfinished = false;
+};
+
+// To be called while an exception is handled.
+Z9ERR CodeOfException() noexcept
+{
+    try {
+        throw;
+    } catch (const kv7base::CZ9Error& error) {
+        return error.GetCode();
+    } catch (...) {
+        return Z9ERR_COMMON_INTERNAL_ERROR;
+    }
+}
+
+/// "RecalcBrokerByIsin(AA01001, 12)", for the log.
+class NameOfStep
+{
+public:
+    NameOfStep(const BraskClient& client, Isin isin) noexcept
+    {
+        std::snprintf(m_text.data(), m_text.size(), "RecalcBrokerByIsin(%s, %d)", client.GetParticipantCode(), isin);
+    }
+    [[nodiscard]] const char* c_str() const noexcept { return m_text.data(); }
+
+private:
+    std::array<char, 64> m_text{};
+};
+
+// One step of a client. Whatever goes wrong in it is logged, and the others go on.
+template <class Step>
+Outcome Attempt(const BraskClient& client, Isin isin, const Step& step) noexcept
+{
+    const NameOfStep name(client, isin);
+    try {
+        const Z9ERR code = step();
+        if (code != Z9ERR_OK)
+            KV7TRACE_ERROR_WITH_CODE_EX(code, "QuindalIM", "%s: Risks recalculation failed.", name.c_str());
+        return {code, false};
+    } catch (...) {
+        LogFailedRecalculation(name.c_str());
+        return {CodeOfException(), true};
+    }
+}
+
+// Takes the futures anew in the participant's own portfolio, which reads it from the new objects from here on. When it
+// throws the position is still on the old ones, and so is the view, if it was before.
+Z9ERR RecalcOwnPortfolio(ParticipantBase& participant, Isin isin, bool useRealCalcPrice)
+{
+    const bool isNew = participant.GetInstrumentsForUpdate().SetRecalculated(isin);
+    kv7im::Portfolio& book = participant.GetPortfolio();
+    if (book.GetFuturesPositionByIsin(isin) == nullptr) return Z9ERR_OK;
+    try {
+        return book.RecalcFuturesPositionInPortfolio(isin, useRealCalcPrice);
+    } catch (...) {
+        if (isNew) participant.GetInstrumentsForUpdate().ResetRecalculated(isin);
+        throw;
+    }
+}
+
+// What the client's losses on this futures have come to.
+Z9ERR GatherDeltas(BraskClient& client, Isin isin, kv7im::RolledUpRisksVector& deltas)
+{
+    kv7im::Portfolio& book = client.GetPortfolio();
+    const kv7im::CumulativePositionByFutures* const position = book.GetFuturesPositionByIsin(isin);
+    if (position != nullptr) book.GetAllDeltaRolledUpRiskNodesByFutures(*position, deltas);
+    return Z9ERR_OK;
+}
+
+// Both books of a client, its share of what goes up, and its money. A book that answers with a code has changed all the
+// same, so what has become of it goes up; one that has thrown stands as it stood.
+Outcome RecalcClient(BraskClient& client, Isin isin, bool useRealCalcPrice, bool takesLosses,
+                     kv7im::RolledUpRisksVector& deltas) noexcept
+{
+    Outcome outcome = Attempt(client, isin, [&] { return RecalcOwnPortfolio(client, isin, useRealCalcPrice); });
+    if (outcome.unfinished) return outcome;
+    outcome.Add(Attempt(client, isin, [&] {
+        return client.RecalcFuturesPositionInPortfolioWithoutEquityOptions(isin, useRealCalcPrice);
+    }));
+    outcome.Add(Attempt(client, isin, [&] { return client.RecalcRestingPortfolioWithoutEquityOptions(isin); }));
+    if (takesLosses) outcome.Add(Attempt(client, isin, [&] { return GatherDeltas(client, isin, deltas); }));
+    outcome.Add(Attempt(client, isin, [&] {
+        UpdateParticipantMeans(client);
+        return Z9ERR_OK;
+    }));
+    return outcome;
+}
+
+Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
+{
+    const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
+
+    // The clients that hold the futures.
+    kv7im::RolledUpRisksVector deltas;
+    const bool takesLosses = SomeLevelTakesLosses(broker, *account);
+    Outcome outcome;
+    for (BraskClient* const client : broker.EnumerateClientsToRecalc(isin))
+        outcome.Add(RecalcClient(*client, isin, useRealCalcPrice, takesLosses, deltas));
+
+    // The levels above. One that takes losses finds out from the new objects what the isin belongs to.
+    for (ParticipantBase* const level :
+         {static_cast<ParticipantBase*>(&broker), static_cast<ParticipantBase*>(account.get())})
+        if (takesLosses && level->GetMarginRule() != Enums::MarginRule::Netting)
+            level->GetInstrumentsForUpdate().SetRecalculated(isin);
+    CarryUpFromClients(
+        broker, *account, deltas, [&] { KeepFirst(outcome.code, RecalcOwnPortfolio(broker, isin, useRealCalcPrice)); },
+        [&] { KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, useRealCalcPrice)); });
+    return outcome;
+}
+
+// Futures of the families that are open. The orders in a multileg remember the prices of both its legs, so a leg goes
+// with the other one even where its own family has not changed.
+std::set<Isin> FuturesToRecalculate(const kv7im::InstrumentsRepository& instruments)
+{
+    std::set<Isin> isins;
+    for (const kv7im::FuturesNode& node : instruments.RangeFuturesByStatus(kv7im::Status::WasChanged)) {
+        isins.insert(node.GetIsin());
+        for (const kv7im::CSpecMultileg& multileg : instruments.RangeMultilegByFirstLegIsin(node.GetIsin()))
+            isins.insert(multileg.GetSecondLegIsin());
+        for (const kv7im::CSpecMultileg& multileg : instruments.RangeMultilegBySecondLegIsin(node.GetIsin()))
+            isins.insert(multileg.GetFirstLegIsin());
+    }
+    return isins;
+}
+
+bool HasBooksToRecalculate(BraskBroker& firm)
+{
+    if (firm.GetPortfolio().StandsOnChangedInstruments()) return true;
+    const auto clients = firm.EnumerateClients();
+    return std::any_of(clients.begin(), clients.end(), [](const BraskClient& client) {
+        return client.GetPortfolio().StandsOnChangedInstruments() ||
+               client.GetPortfolioWithoutEquityOptions().StandsOnChangedInstruments();
+    });
+}
+
+// An account may be shared with another calculator, the one of firms without an account; it is never marked, and not
+// touched.
+void EndRecalculationOf(ParticipantBase& participant) noexcept
+{
+    kv7im::InstrumentsRepositoryWrapper& instruments = participant.GetInstrumentsForUpdate();
+    if (instruments.CountRecalculatedIsins() != 0) instruments.ResetRecalculated();
+}
+
+} // namespace
+
+Z9ERR RecalcBrokerByIsin(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
+{
+    return RecalcBroker(broker, isin, useRealCalcPrice).code;
+}
+
+Z9ERR RecalcSettlementAccountByIsin(BraskSettlementAccount& account, Isin isin, bool useRealCalcPrice)
+{
+    if (account.GetMarginRule() != Enums::MarginRule::Netting || account.GetInstruments().IsRecalculated(isin))
+        return Z9ERR_OK;
+    const Z9ERR code = RecalcOwnPortfolio(account, isin, useRealCalcPrice);
+    UpdateParticipantMeans(account);
+    return code;
+}
+
+Z9ERR RecalcChangedInstruments(ParticipantRepository& participants, kv7im::InstrumentsRepository& instruments,
+                               bool useRealCalcPrice)
+{
+    // All books, from the clients upward; then accounts that no firm has led to.
+    Outcome outcome;
+    for (const Isin isin : FuturesToRecalculate(instruments)) {
+        for (BraskBroker& firm : participants.EnumerateBrokers())
+            outcome.Add(RecalcBroker(firm, isin, useRealCalcPrice));
+        for (const BraskSettlementAccountPtr& account : participants.EnumerateSettlementAccounts())
+            KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, useRealCalcPrice));
+    }
+
+    // Nobody needs the old objects any more, or they stay.
+    if (outcome.unfinished || HasBooksToRecalculate(participants))
+        return outcome.code != Z9ERR_OK ? outcome.code : Z9ERR_COMMON_INTERNAL_ERROR;
+    instruments.ReleaseChanged();
+    EndRecalculation(participants);
+    return outcome.code;
+}
+
+bool HasBooksToRecalculate(ParticipantRepository& participants)
+{
+    for (BraskBroker& firm : participants.EnumerateBrokers())
+        if (HasBooksToRecalculate(firm)) return true;
+    const auto accounts = participants.EnumerateSettlementAccounts();
+    return std::any_of(accounts.begin(), accounts.end(), [](const BraskSettlementAccountPtr& account) {
+        return account->GetPortfolio().StandsOnChangedInstruments();
+    });
+}
+
+void EndRecalculation(ParticipantRepository& participants) noexcept
+{
+    for (BraskBroker& firm : participants.EnumerateBrokers()) {
+        for (BraskClient& client : firm.EnumerateClients())
+            EndRecalculationOf(client);
+        EndRecalculationOf(firm);
+        EndRecalculationOf(*firm.GetSettlementAccount());
+    }
+    for (const BraskSettlementAccountPtr& account : participants.EnumerateSettlementAccounts())
+        EndRecalculationOf(*account);
+}
+
+} // namespace margin_orchestrator

@@ -1,0 +1,100 @@
+// The road of a change through the levels, as far as positions, orders, deals and recalculations share it.
+#pragma once
+
+#include "BraskSettlementAccount.h"
+#include "Broker.h"
+#include "Client.h"
+#include "Enums.h"
+#include "MarginOrchestrator.h"
+#include "Portfolio.h"
+#include "TradingCodes.h"
+#include "kv7errors.h"
+
+namespace margin_orchestrator::road {
+
+/// Changes of losses are collected only where some level above the client takes them: a firm under Gross below an
+/// account that is not HalfNetting gets an empty list.
+[[nodiscard]] bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept;
+/// What the last change of one instrument did to the client's losses.
+[[nodiscard]] kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const BraskBroker& firm,
+                                                       const BraskSettlementAccount& account);
+/// Adds to an account under Gross what the firm's GO, as it is charged, has changed by.
+void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm,
+                     const BraskBroker::MarginFigures& before);
+/// The account's share of a change below it; nothing under Netting.
+void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker& firm,
+                              const BraskBroker::MarginFigures& before, const kv7im::RolledUpRisksVector& deltas);
+
+/// From the clients upward: the firm and its money block, the account and its own. A level under Netting does what it
+/// is given to do with its own book instead of taking changes of losses.
+template <class OwnOfFirm, class OwnOfAccount>
+void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas,
+                        const OwnOfFirm& ownOfFirm, const OwnOfAccount& ownOfAccount)
+{
+    // What the firm's GO was made of is kept for an account that sums the changes of it.
+    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
+    if (firm.GetMarginRule() == Enums::MarginRule::Netting)
+        ownOfFirm();
+    else
+        firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
+    UpdateParticipantMeans(firm);
+
+    if (account.GetMarginRule() == Enums::MarginRule::Netting)
+        ownOfAccount();
+    else
+        CarryToSettlementAccount(account, firm, before, deltas);
+    UpdateParticipantMeans(account);
+}
+
+/// The same where a level under Netting lives by records that come another way.
+void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas);
+
+/// A firm's record: `change` sets it in the firm's portfolio, where the firm is under Netting and keeps records at all.
+template <class Change>
+[[nodiscard]] Z9ERR ChangeBroker(BraskBroker& broker, const Change& change)
+{
+    const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
+    const BraskBroker::MarginFigures before = broker.GetMarginFigures();
+
+    Z9ERR code = Z9ERR_OK;
+    if (broker.GetMarginRule() == Enums::MarginRule::Netting) code = change(broker.GetPortfolio());
+    UpdateParticipantMeans(broker);
+
+    const Enums::MarginRule accountRule = account->GetMarginRule();
+    if (accountRule != Enums::MarginRule::HalfNetting && accountRule != Enums::MarginRule::Netting)
+        GrowGrossMargin(*account, broker, before);
+    UpdateParticipantMeans(*account);
+    return code;
+}
+
+/// An account's record likewise.
+template <class Change>
+[[nodiscard]] Z9ERR ChangeSettlementAccount(BraskSettlementAccount& account, const Change& change)
+{
+    Z9ERR code = Z9ERR_OK;
+    if (account.GetMarginRule() == Enums::MarginRule::Netting) code = change(account.GetPortfolio());
+    UpdateParticipantMeans(account);
+    return code;
+}
+
+/// Finds the participant that code and recordType name and does what belongs to its level.
+template <class OfBroker, class OfClient, class OfAccount>
+[[nodiscard]] Z9ERR DispatchByRecordType(const char* code, Enums::AccountHierarchyRecordType recordType,
+                                         ParticipantRepository& repository, const OfBroker& ofBroker,
+                                         const OfClient& ofClient, const OfAccount& ofAccount)
+{
+    if (recordType == Enums::AccountHierarchyRecordType::Broker)
+        return ofBroker(repository.GetBroker(BrokerCode::Parse(code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED));
+    if (recordType == Enums::AccountHierarchyRecordType::Client)
+        return ofClient(repository.GetClient(ClientCode::Parse(code)));
+    const BraskSettlementAccountPtr account = repository.GetSettlementAccountById(code);
+    return ofAccount(*account);
+}
+
+/// Remembers the first code that is not 0.
+inline void KeepFirst(Z9ERR& code, Z9ERR next) noexcept
+{
+    if (code == Z9ERR_OK) code = next;
+}
+
+} // namespace margin_orchestrator::road

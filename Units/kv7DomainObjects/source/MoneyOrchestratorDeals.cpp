@@ -1,0 +1,295 @@
+// A deal on its way through the accounting of client, firm and settlement account, and on into their risk books.
+#include <array>
+
+#include "MarginOrchestrator.h"
+#include "MoneyLevels.h"
+
+namespace money_orchestrator {
+
+namespace {
+
+// The premium of such an option was paid when it traded: closing it moves no variation margin.
+constexpr bool PremiumStyleApart = true;
+
+/// One level that a deal is booked on.
+struct Level
+{
+    ParticipantBase& participant;
+    PosTradeVector& trades;
+    PrevAndCurrPosition* positions; // of a clearing deal only
+};
+
+/// What a deal may change of a level's accounting and money, as it stood before.
+class LevelBackup
+{
+public:
+    LevelBackup(ParticipantBase& participant, const Legs& legs)
+        : m_participant(participant),
+          m_means(participant.GetMeans()),
+          m_sums(ReadClosedVM(participant, CurrenciesOf(legs)))
+    {
+        for (const Leg& leg : legs)
+            if (const SPosition* const record = participant.GetPositionCalculator().getPosition(leg.isin))
+                m_records.push_back(*record);
+    }
+
+    void Restore() const noexcept
+    {
+        for (const SPosition& record : m_records)
+            *m_participant.GetPositionCalculator().getPosition(record.isin) = record;
+        WriteClosedVM(m_participant, m_sums);
+        m_participant.GetMeansForUpdate() = m_means;
+    }
+
+private:
+    ParticipantBase& m_participant;
+    Domain::Means m_means;
+    boost::container::static_vector<SPosition, MaxLegs> m_records;
+    ClosedVM m_sums;
+};
+
+/// A deal of a client, by the levels that it moves.
+struct Deal
+{
+    Deal(BraskClient& client_, LinkedAssumedVectors& vectors, PositionSet* positions)
+        : client(client_),
+          account(client_.GetBroker().GetSettlementAccount()),
+          clientLevel{client_, vectors.positionsTradesClient, positions ? &positions->clientPosition : nullptr},
+          firmLevel{client_.GetBroker(), vectors.positionsTradesBroker,
+                    positions ? &positions->brokerPosition : nullptr},
+          accountLevel{*account, vectors.positionsTradesSettlementAccount,
+                       positions ? &positions->settlementAccountPosition : nullptr}
+    {}
+
+    BraskClient& client;
+    const BraskSettlementAccountPtr account;
+    Level clientLevel;
+    Level firmLevel;
+    Level accountLevel;
+    Legs legs;
+};
+
+// A leg as the client's accounting knows it, with a record of it at each level.
+void AddLeg(Deal& deal, Isin isin)
+{
+    deal.legs.emplace_back(*EnsureRecord(deal.client, isin).instr);
+    EnsureRecord(deal.client.GetBroker(), isin);
+    if (HasPositions(*deal.account)) EnsureRecord(*deal.account, isin);
+}
+
+[[nodiscard]] bool BooksKnowLegs(const Deal& deal)
+{
+    for (const Leg& leg : deal.legs)
+        if (!KnownToBooks(deal.client, leg.isin)) return false;
+    return true;
+}
+
+// Books on one level by the operation given. The account that has no positions gets records of the deal alone, so that
+// the three vectors stay alike.
+template <class Book>
+void BookOnLevel(const Level& level, const Level& below, const Book& book)
+{
+    if (HasPositions(level.participant)) {
+        book(level, KeepsAccounting(level.participant));
+        return;
+    }
+    level.trades.clear();
+    for (const pos::SPosTrade& known : below.trades) {
+        pos::SPosTrade trade;
+        trade.isin = known.isin;
+        trade.priceTechnic = known.priceTechnic;
+        trade.status = known.status;
+        level.trades.push_back(trade);
+    }
+    if (level.positions != nullptr) *level.positions = {};
+}
+
+// The client, the firm and the settlement account in turn; what each closes of VM goes on to the next.
+template <class Book>
+void BookUpward(Deal& deal, const Book& book)
+{
+    BraskBroker& firm = deal.client.GetBroker();
+    const Currencies currencies = CurrenciesOf(deal.legs);
+
+    const ClosedVM clientBefore = ReadClosedVM(deal.client, currencies);
+    BookOnLevel(deal.clientLevel, deal.clientLevel, book);
+    ClosedVM ofClient = ReadClosedVM(deal.client, currencies);
+    ofClient -= clientBefore;
+    StoreInMeans(deal.client, &Domain::Means::VMReserve, GetVMReserve(deal.client));
+
+    const ClosedVM firmBefore = ReadClosedVM(firm, currencies);
+    const t_bround_int firmReserveBefore = firm.GetMeans().VMReserve;
+    BookOnLevel(deal.firmLevel, deal.clientLevel, book);
+    TakeOver(firm, ofClient);
+    ClosedVM ofFirm = ReadClosedVM(firm, currencies);
+    ofFirm -= firmBefore;
+
+    BookOnLevel(deal.accountLevel, deal.firmLevel, book);
+    TakeOver(*deal.account, ofFirm, firm.GetMeans().VMReserve - firmReserveBefore);
+}
+
+void CountPositions(const Deal& deal)
+{
+    const PosTradeVector& trades = deal.clientLevel.trades;
+    std::size_t counted = 0;
+    try {
+        for (; counted < deal.legs.size(); ++counted)
+            CountPosition(deal.client, deal.legs[counted], trades[counted].quantityTechnic);
+    } catch (...) { // the entries of these stand: taking back needs no memory
+        while (counted-- > 0)
+            CountPosition(deal.client, deal.legs[counted], -trades[counted].quantityTechnic);
+        throw;
+    }
+}
+
+// All levels or none: a level above may refuse what the client could take, since its sums are larger.
+template <class Book>
+void BookOnAllLevels(Deal& deal, const Book& book)
+{
+    const std::array<LevelBackup, 3> backups{LevelBackup(deal.client, deal.legs),
+                                             LevelBackup(deal.client.GetBroker(), deal.legs),
+                                             LevelBackup(*deal.account, deal.legs)};
+    try {
+        BookUpward(deal, book);
+        CountPositions(deal);
+    } catch (...) {
+        for (const LevelBackup& backup : backups)
+            backup.Restore();
+        throw;
+    }
+}
+
+// What a trade costs: each contract of it, bought or sold. One without legs costs nothing.
+[[nodiscard]] t_bsum_int FixedFeeOf(const Deal& deal, std::int32_t instrumentId, std::int64_t quantity)
+{
+    if (deal.legs.empty()) return {};
+    const std::int64_t contracts = quantity < 0 ? kv7base::detail::WrappingSub(0, quantity) : quantity;
+    return deal.client.GetPositionCalculator().CalcFixedFee(contracts, instrumentId);
+}
+
+void ChargeFee(Deal& deal, t_bsum_int fee)
+{
+    if (deal.legs.empty()) return;
+    deal.clientLevel.trades.front().deltaFee = fee;
+    UpdateFee(deal.client, Rounded(fee));
+}
+
+// The first three steps of a trade. The risk books' code for a leg that they do not know, before anything is booked.
+[[nodiscard]] Z9ERR BookTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price, std::int64_t quantity,
+                              const pos::SyntheticDealPrices& syntheticPrices, LinkedAssumedVectors& vectors,
+                              Isin& isin, const pos::SInstrTRD*& instrument)
+{
+    isin = 0;
+    instrument = nullptr;
+    Deal deal(client, vectors, nullptr);
+    for (const pos::SInstrQuantity& leg : client.GetPositionCalculator().GetTradeInstrument(instrumentId).instruments)
+        AddLeg(deal, leg.instrCLR->isin);
+    if (!BooksKnowLegs(deal)) return Z9ERR_INSTRUMENT_ABSENT;
+
+    const t_bsum_int fee = FixedFeeOf(deal, instrumentId, quantity); // one that does not fit is refused by now
+    Isin bookedIsin = 0;
+    const pos::SInstrTRD* booked = nullptr;
+    BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
+        CPositionCalculator& accounting = level.participant.GetPositionCalculator();
+        if (keepsAccounting)
+            accounting.ProcessTrade(instrumentId, price, quantity, syntheticPrices, level.trades, bookedIsin, booked,
+                                    PremiumStyleApart);
+        else
+            accounting.ProcessTradeForHalfNettingAndGross(instrumentId, price, quantity, syntheticPrices, level.trades,
+                                                          bookedIsin, booked);
+    });
+    ChargeFee(deal, fee);
+    isin = bookedIsin;
+    instrument = booked;
+    return Z9ERR_OK;
+}
+
+[[nodiscard]] Z9ERR BookClearingTrade(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity,
+                                      LinkedAssumedVectors& vectors, PositionSet& positions, bool reverse)
+{
+    Deal deal(client, vectors, &positions);
+    AddLeg(deal, isin);
+    if (!BooksKnowLegs(deal)) return Z9ERR_INSTRUMENT_ABSENT;
+    BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
+        CPositionCalculator& accounting = level.participant.GetPositionCalculator();
+        if (keepsAccounting)
+            accounting.ProcessTradeCLR(isin, price, quantity, level.trades, level.positions, reverse,
+                                       PremiumStyleApart);
+        else
+            accounting.ProcessTradeCLRForHalfNettingAndGross(isin, price, quantity, level.trades, level.positions);
+    });
+    return Z9ERR_OK;
+}
+
+// The last step: the risk books with GO and the premium set aside. Vectors of either kind.
+template <class Vectors>
+[[nodiscard]] Z9ERR SetBooks(BraskClient& client, const Vectors& vectors)
+{
+    const Z9ERR code = margin_orchestrator::SetPosition(client, vectors);
+    StoreInMeans(client, &Domain::Means::m_premiumBlocked, client.GetPremiumBlocked());
+    return code;
+}
+
+// Carries a deal out with the vectors that belong to it. `book` makes the first three steps.
+template <class Book>
+[[nodiscard]] Z9ERR CarryOut(BraskClient& client, LinkedAssumedVectors& vectors, const Book& book)
+{
+    const Z9ERR code = book(vectors);
+    return code == Z9ERR_OK ? SetBooks(client, vectors) : code;
+}
+
+template <class Book>
+[[nodiscard]] Z9ERR CarryOut(BraskClient& client, AssumedVectors& vectors, const Book& book)
+{
+    vectors.deltaPositions.clear();
+    vectors.PosChecks.clear();
+    vectors.deltaPositions.reserve(MaxLegs);
+    vectors.PosChecks.reserve(MaxLegs);
+    LinkedAssumedVectors linked{vectors.positionsTradesClient, vectors.positionsTradesBroker,
+                                vectors.positionsTradesSettlementAccount};
+    if (const Z9ERR code = book(linked); code != Z9ERR_OK) return code;
+    const ClientCode clientCode = client.GetClientCode();
+    for (const pos::SPosTrade& trade : vectors.positionsTradesClient) {
+        vectors.deltaPositions.push_back({trade.isin, trade.quantityTechnic});
+        vectors.PosChecks.push_back({clientCode, trade.isin, trade.quantity - trade.quantityTechnic, trade.quantity});
+    }
+    return SetBooks(client, vectors);
+}
+
+} // namespace
+
+Z9ERR ProcessTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price, std::int64_t quantity,
+                   const pos::SyntheticDealPrices& syntheticPrices, LinkedAssumedVectors& vectors, Isin& isin,
+                   const pos::SInstrTRD*& instrument)
+{
+    return CarryOut(client, vectors, [&](LinkedAssumedVectors& linked) {
+        return BookTrade(client, instrumentId, price, quantity, syntheticPrices, linked, isin, instrument);
+    });
+}
+
+Z9ERR ProcessTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price, std::int64_t quantity,
+                   const pos::SyntheticDealPrices& syntheticPrices, AssumedVectors& vectors, Isin& isin,
+                   const pos::SInstrTRD*& instrument)
+{
+    return CarryOut(client, vectors, [&](LinkedAssumedVectors& linked) {
+        return BookTrade(client, instrumentId, price, quantity, syntheticPrices, linked, isin, instrument);
+    });
+}
+
+Z9ERR ProcessClearingTrade(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity,
+                           LinkedAssumedVectors& vectors, PositionSet& positions, bool reverse)
+{
+    return CarryOut(client, vectors, [&](LinkedAssumedVectors& linked) {
+        return BookClearingTrade(client, isin, price, quantity, linked, positions, reverse);
+    });
+}
+
+Z9ERR ProcessClearingTrade(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity,
+                           AssumedVectors& vectors, PositionSet& positions, bool reverse)
+{
+    return CarryOut(client, vectors, [&](LinkedAssumedVectors& linked) {
+        return BookClearingTrade(client, isin, price, quantity, linked, positions, reverse);
+    });
+}
+
+} // namespace money_orchestrator
