@@ -3,19 +3,14 @@
 
 #include <string>
 
+#include "BookRun.h"
 #include "Report.h"
 
 namespace quindal {
 
-struct MarginOptions
+struct MarginOptions : BookOptions
 {
-    std::string iniFile;     // of a live server; or
-    std::string instruments; // a market file, served by a private router and server for the length of the run
-    std::string user;
-    std::string accounts;
-    std::string positions;
-    std::string orders;                                // what-ifs to be tried; empty: none
-    std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
+    std::string orders; // what-ifs to be tried; empty: none
     ReportFormat format = ReportFormat::Table;
 };
 

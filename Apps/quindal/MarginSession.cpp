@@ -206,6 +206,12 @@ ClientFigures MarginSession::FiguresOf(const std::string& client) const
     return figures;
 }
 
+QuindalIM::MarginExplanation MarginSession::Explain(const std::string& client) const
+{
+    return QuindalIM::ExplainMargin(
+        QuindalIM::GetParticipantRepositoryForQuindaIM().GetClient(ClientCode::Parse(client)));
+}
+
 MarginFigures MarginSession::Figures() const
 {
     ParticipantRepository& participants = QuindalIM::GetParticipantRepositoryForQuindaIM();

@@ -1,8 +1,8 @@
 // MarginSession: one run of the library as a trading application would drive it: log in, load the instruments, register
 // the accounts, set the positions, place orders, read the figures.
 //
-// Everything goes through the exported functions, except the GO of firms and settlement accounts, which no exported
-// function hands out; those are read from the inside.
+// Everything goes through the exported functions, except the GO of firms and settlement accounts and the explanation of
+// a margin, which no exported function hands out; those are read from the inside.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "CsvTable.h"
+#include "MarginExplanation.h"
 
 namespace quindal {
 
@@ -99,6 +100,8 @@ public:
     /// Of a registered client.
     [[nodiscard]] ClientFigures FiguresOf(const std::string& client) const;
     [[nodiscard]] MarginFigures Figures() const;
+    /// Why the GO of a registered client is what it is; from the inside.
+    [[nodiscard]] QuindalIM::MarginExplanation Explain(const std::string& client) const;
 
 private:
     void RegisterSettlementAccountRow(const CsvRow& row);

@@ -1,21 +1,20 @@
 #include "Report.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "TextTable.h"
+
 namespace quindal {
 
 namespace {
 
 using nlohmann::ordered_json;
-using Cells = std::vector<std::string>;
 
 // Shortest text that reads back as the same double.
 std::string Exact(double value)
@@ -23,23 +22,6 @@ std::string Exact(double value)
     char text[32];
     const auto [end, error] = std::to_chars(text, text + sizeof text, value);
     return {text, end};
-}
-
-std::string Cents(double value)
-{
-    char text[400];
-    std::snprintf(text, sizeof text, "%.2f", value);
-    return text;
-}
-
-// "1234567.50" with blanks between thousands, for the table.
-std::string Grouped(double value)
-{
-    std::string text = Cents(value);
-    const std::size_t first = text.front() == '-' ? 1 : 0;
-    for (std::size_t at = text.find('.'); at != std::string::npos && at > first + 3;)
-        text.insert(at -= 3, " ");
-    return text;
 }
 
 /// What the orders of a what-if add, money.
@@ -56,24 +38,6 @@ struct Added
     double deliveryAndVolatilityGO;
     double GO;
 };
-
-// First columns to the left, figures to the right.
-void WriteTable(std::ostream& out, const std::vector<Cells>& rows, std::size_t leftColumns)
-{
-    std::vector<std::size_t> widths(rows.front().size(), 0);
-    for (const Cells& row : rows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    for (const Cells& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string pad(widths[i] - row[i].size(), ' ');
-            line += (i == 0 ? "" : "  ") + (i < leftColumns ? row[i] + pad : pad + row[i]);
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        out << line << '\n';
-    }
-}
 
 void WriteTables(std::ostream& out, const MarginFigures& figures)
 {

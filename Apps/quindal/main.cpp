@@ -8,11 +8,32 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ExplainCommand.h"
 #include "MarginCommand.h"
 #include "QuindalIM.h"
 #include "ServeCommand.h"
 
 namespace {
+
+/// Where a book comes from.
+void AddBook(CLI::App& command, quindal::BookOptions& options)
+{
+    CLI::Option* const ini = command.add_option("--ini", options.iniFile, "Ini file that names a live server");
+    CLI::Option* const instruments = command.add_option(
+        "--instruments", options.instruments, "Market file (XML), served privately for the length of the run");
+    ini->excludes(instruments);
+    command.add_option("--user", options.user,
+                       "User to log in as; its password comes from the environment or a prompt");
+    command.add_option("--accounts", options.accounts, "Accounts (CSV)")->required();
+    command.add_option("--positions", options.positions, "Positions (CSV)")->required();
+    command.add_option("--password-env", options.passwordVariable, "Environment variable that holds the password")
+        ->capture_default_str();
+    command.callback([&options] {
+        if (options.iniFile.empty() && options.instruments.empty()) throw CLI::RequiredError("--ini or --instruments");
+        if (!options.iniFile.empty() && options.user.empty()) throw CLI::RequiredError("--user");
+        if (options.user.empty()) options.user = "demo";
+    });
+}
 
 void AddMargin(CLI::App& app, quindal::MarginOptions& options)
 {
@@ -20,27 +41,25 @@ void AddMargin(CLI::App& app, quindal::MarginOptions& options)
                                                                       {"csv", quindal::ReportFormat::Csv},
                                                                       {"json", quindal::ReportFormat::Json}};
     CLI::App* const margin = app.add_subcommand("margin", "Compute the margin of a book of positions");
-    CLI::Option* const ini = margin->add_option("--ini", options.iniFile, "Ini file that names a live server");
-    CLI::Option* const instruments = margin->add_option(
-        "--instruments", options.instruments, "Market file (XML), served privately for the length of the run");
-    ini->excludes(instruments);
-    margin->add_option("--user", options.user,
-                       "User to log in as; its password comes from the environment or a prompt");
-    margin->add_option("--accounts", options.accounts, "Accounts (CSV)")->required();
-    margin->add_option("--positions", options.positions, "Positions (CSV)")->required();
+    AddBook(*margin, options);
     margin->add_option(
         "--orders", options.orders,
         "What-ifs (CSV: what_if,client,instrument,side,quantity,price): orders whose effect on the margin is shown, "
         "as if they were sent");
     margin->add_option("--format", options.format, "table, csv or json")
         ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
-    margin->add_option("--password-env", options.passwordVariable, "Environment variable that holds the password")
-        ->capture_default_str();
-    margin->callback([&options] {
-        if (options.iniFile.empty() && options.instruments.empty()) throw CLI::RequiredError("--ini or --instruments");
-        if (!options.iniFile.empty() && options.user.empty()) throw CLI::RequiredError("--user");
-        if (options.user.empty()) options.user = "demo";
-    });
+}
+
+void AddExplain(CLI::App& app, quindal::ExplainOptions& options)
+{
+    static const std::map<std::string, quindal::ExplainFormat> formats{{"table", quindal::ExplainFormat::Table},
+                                                                       {"json", quindal::ExplainFormat::Json}};
+    CLI::App* const explain = app.add_subcommand("explain", "Say why the margin of a client is what it is");
+    explain->add_option("--client", options.client, "Client, one of the accounts")->required();
+    AddBook(*explain, options);
+    explain->add_option("--format", options.format, "table or json")
+        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
+    explain->add_option("--svg", options.svg, "File to draw profit and loss over the price grids into (SVG)");
 }
 
 void AddServe(CLI::App& app, quindal::ServeOptions& options)
@@ -68,10 +87,13 @@ int main(int argc, char** argv)
         app.set_version_flag("--version", std::string(GetQuindalIMLibraryVersion()));
         app.require_subcommand(1);
         quindal::MarginOptions margin;
+        quindal::ExplainOptions explain;
         quindal::ServeOptions serve;
         AddMargin(app, margin);
+        AddExplain(app, explain);
         AddServe(app, serve);
         CLI11_PARSE(app, argc, argv);
+        if (app.got_subcommand("explain")) return quindal::RunExplain(explain);
         return app.got_subcommand("margin") ? quindal::RunMargin(margin) : quindal::RunServe(serve);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "quindal: %s\n", error.what());

@@ -1,15 +1,80 @@
-// CCalcGO: what every calculator has, the three repositories that it works on. It owns none of them.
+// CCalcGO: what every calculator has, the three repositories that it works on, and the read-back of risks: the matrices
+// and rows that a margin came of, copied into flat arrays. It owns none of the repositories.
+//
+// Reading:      creates nothing and changes nothing. An array is a picture of the moment.
+// Shapes:       an array is row-major: scenarioNum rows, one a volatility scenario from the lowest to the highest, of
+//               pointsNum doubles, one a price point from the lowest to the highest price, the sub-points of an option
+//               series behind them. A final array is one row.
+// Numbers:      of a participant money, a loss is negative; of an instrument prices. NaN in an expiration matrix: the
+//               price point is out of that delivery scenario.
+// Margins:      a margin is |min(0, worst cell, worst point)| times the ratio of the base contract, of the row and the
+//               special points under Matrix_FinalWithPositiveValues; that of an MCS takes the points of the volatility
+//               side beside either row.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Enums.h"
+#include "Z9Types.h"
+
+class BraskClient;
+class ParticipantBase;
 class ParticipantRepository;
 namespace kv7im {
+class avxarray;
+class CSpecBaseContract;
 class InstrumentsRepository;
-}
+class Portfolio;
+class Risk;
+class RiskMatrix;
+class RiskNodeBase;
+class SpecialRiskPoints;
+} // namespace kv7im
 namespace pos {
 class PositionCalculatorInstruments;
 }
 
 namespace QuindalIM {
+
+/// What of a node is read. Bit 0 picks the node, the bits above it the matrix; of those at most one is set.
+enum class eChooseRiskType : std::int32_t
+{
+    VolatilityRiskNode = 0,
+    ExpirationRiskNode = 1, // with the outcomes of deliveries mixed in
+    Matrix_Volatility = 2,
+    Matrix_InterestRate = 4,
+    Matrix_VolatMismatch = 8,
+    Matrix_Expiration = 16, // one row a delivery price
+    // The node rolled up to one row, its special points corrected, curvature applied: cells that gain count as 0 before
+    // the curvature, and the correction sees those zeros at the ends of the grid.
+    Matrix_Final = 32,
+    Matrix_FinalWithPositiveValues = 64, // the same with the gains kept, as the margin is taken
+};
+
+[[nodiscard]] constexpr eChooseRiskType operator|(eChooseRiskType a, eChooseRiskType b) noexcept
+{
+    return static_cast<eChooseRiskType>(static_cast<std::int32_t>(a) | static_cast<std::int32_t>(b));
+}
+
+/// Results at the special points, and the sub-points among the columns of the array.
+struct _ExtraRisksInfo
+{
+    double DownRisk = 0.0;
+    double ZL = 0.0;
+    double PnL3D = 0.0;
+    double PnL2D = 0.0;
+    double PnL2U = 0.0;
+    double PnL3U = 0.0;
+    double ZR = 0.0;
+    double UpRisk = 0.0;
+    std::int32_t SubPointsCount = 0;
+
+    static void Fill(_ExtraRisksInfo& info, const kv7im::SpecialRiskPoints& points,
+                     std::size_t subPointsCount) noexcept;
+};
 
 class CCalcGO
 {
@@ -26,12 +91,132 @@ public:
     /// Nothing here is its own to clear; CCalcGOEx::ClearAll does the clearing.
     void ClearAll() const noexcept {}
 
+    // Read-back. What holds for every operation:
+    //
+    // The kind of a call. Both sizes other than 0 on entry (of the final operations the one size): a copying call,
+    // which writes the whole result to `arr`. Otherwise a sizing call, which leaves `arr` alone and may give null. The
+    // sizes on entry say nothing else: they are not compared with those of the result, so ask for the sizes first and
+    // give room for pointsNum x scenarioNum doubles.
+    //
+    // What is written. The sizes become those of the result, and xInfo its special points. Nothing is known under the
+    // instrument: both sizes are 0 and xInfo stays. A type without a matrix, where matrices are read: nothing but xInfo
+    // is written, the sizes stay. A matrix without rows: scenarioNum is 0 and pointsNum stays.
+    //
+    // Codes, in this order, with nothing written: Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a null text or a
+    // type with two bits above bit 0; Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for a copying call without `arr`; then those of
+    // the operation. The code of a participant that is no code at all throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS).
+
+    // Of a client's book, by the code of a series, where it is looked up as such.
+    // Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND for an unknown one, before the client is looked for;
+    // Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND. The two differ in name only: the
+    // type says which side is read.
+
+    [[nodiscard]] std::int32_t GetClientVfRisksArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
+                                                     double* arr, std::size_t& pointsNum, std::size_t& scenarioNum,
+                                                     _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetClientDeliveryRisksArray(eChooseRiskType riskType, const char* instrCode,
+                                                           const char* Code, double* arr, std::size_t& pointsNum,
+                                                           std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+
+    // Of a participant's book, by the code of whatever it holds; of several things under one code the first in this
+    // order counts: under HalfNetting the entry that came from below; a futures; an option series; an MMS, that is a
+    // base contract with futures in spread; an MCS. The entries from below and an MCS have rows only, stored ready for
+    // the margin, and are given as one row for every type.
+    // Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND,
+    // Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND.
+
+    [[nodiscard]] std::int32_t GetClientFutRisksArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
+                                                      double* arr, std::size_t& pointsNum, std::size_t& scenarioNum,
+                                                      _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetClientMmsRisksArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
+                                                      double* arr, std::size_t& pointsNum, std::size_t& scenarioNum,
+                                                      _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetClientMcsRisksArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
+                                                      double* arr, std::size_t& pointsNum, std::size_t& scenarioNum,
+                                                      _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetBrokerRisksArray(eChooseRiskType riskType, const char* instrCode,
+                                                   const char* brokerCode, double* arr, std::size_t& pointsNum,
+                                                   std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+    /// The first 12 characters of the account's id count.
+    [[nodiscard]] std::int32_t GetSettlementAccountRisksArray(eChooseRiskType riskType, const char* instrCode,
+                                                              const char* Code, double* arr, std::size_t& pointsNum,
+                                                              std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+
+    // The same for a final type, whose scenarioNum is 1 and not told. Any other type is taken too, and a copying call
+    // then writes all rows of its matrix.
+
+    [[nodiscard]] std::int32_t GetClientRiskFinalRiskArray(eChooseRiskType riskType, const char* instrCode,
+                                                           const char* Code, double* arr, std::size_t& pointsNum,
+                                                           _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetBrokerRiskFinalRiskArray(eChooseRiskType riskType, const char* instrCode,
+                                                           const char* brokerCode, double* arr, std::size_t& pointsNum,
+                                                           _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetSettlementAccountFinalRiskArray(eChooseRiskType riskType, const char* instrCode,
+                                                                  const char* Code, double* arr, std::size_t& pointsNum,
+                                                                  _ExtraRisksInfo& xInfo) const;
+
+    // Of one contract of an instrument, in prices: its profile of a level. A level outside the enumeration gives
+    // Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, behind the checks of every operation.
+
+    /// Of a futures, Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND, or of an option as GetOptionRisksArray has it.
+    [[nodiscard]] std::int32_t GetRiskPoints(eChooseRiskType riskType, const char* instrCode, bool isOption,
+                                             double* arr, std::size_t& pointsNum, std::size_t& scenarioCount,
+                                             _ExtraRisksInfo& xInfo, Enums::ClientRiskLevel level) const;
+    /// Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND. Values the option when nobody has asked for it yet.
+    [[nodiscard]] std::int32_t GetOptionRisksArray(eChooseRiskType choosenRiskType, const char* InstrCode, double* arr,
+                                                   std::size_t& pointsCount, std::size_t& scenarioCount,
+                                                   _ExtraRisksInfo& xInfo, Enums::ClientRiskLevel level) const;
+
 protected:
     ~CCalcGO() = default;
 
     ParticipantRepository& participantRepository_;
     kv7im::InstrumentsRepository& instrumentsRepository_;
     pos::PositionCalculatorInstruments& posCalcInstruments_;
+
+private:
+    [[nodiscard]] std::int32_t GetClientVfOrDeliveryRisksArray(eChooseRiskType riskType, const char* instrCode,
+                                                               const char* Code, double* arr, std::size_t& pointsNum,
+                                                               std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+    [[nodiscard]] std::int32_t GetFutOrMcsOrMmsRisksArray(eChooseRiskType riskType, const char* instrCode,
+                                                          const char* Code, double* arr, std::size_t& pointsNum,
+                                                          std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+    /// The client, or the code of what is missing on the way to it.
+    [[nodiscard]] Z9ERR FindClient(const char* code, const BraskClient*& client) const;
+
+    // Flat copies, with the sizes of the result written where they are known.
+
+    [[nodiscard]] static std::vector<double> ToVector(const kv7im::avxarray& row, std::size_t& pointsNum);
+    [[nodiscard]] static std::vector<double> ToVector(const kv7im::RiskMatrix& matrix, std::size_t& pointsNum,
+                                                      std::size_t& scenarioNum);
+    /// The matrix that the type asks for; none: an empty result, and the sizes stay.
+    [[nodiscard]] static std::vector<double> ToVector(const kv7im::Risk& risk, eChooseRiskType riskType,
+                                                      std::size_t& pointsNum, std::size_t& scenarioNum,
+                                                      _ExtraRisksInfo& xInfo);
+    /// A row that is stored with its special points.
+    [[nodiscard]] static std::vector<double> ToVector(const kv7im::avxarray& row,
+                                                      const kv7im::SpecialRiskPoints& points, std::size_t& pointsNum,
+                                                      std::size_t& scenarioNum, _ExtraRisksInfo& xInfo);
+    /// A node with matrices: one of them, or its final row.
+    [[nodiscard]] static std::vector<double> ToVector(const kv7im::RiskNodeBase& node,
+                                                      const kv7im::CSpecBaseContract& baseContract,
+                                                      eChooseRiskType riskType, std::size_t& pointsNum,
+                                                      std::size_t& scenarioNum, _ExtraRisksInfo& xInfo);
+    /// The search through a participant's book.
+    [[nodiscard]] std::vector<double> ToVector(const ParticipantBase* participant, const std::string& instrument,
+                                               eChooseRiskType riskType, std::size_t& pointsNum,
+                                               std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+
+    /// A node with matrices and the base contract that corrects it; two nulls where there is none.
+    struct NodeWithMatrices
+    {
+        const kv7im::RiskNodeBase* node = nullptr;
+        const kv7im::CSpecBaseContract* baseContract = nullptr;
+    };
+    [[nodiscard]] NodeWithMatrices FindNodeOfFutures(const kv7im::Portfolio& book, const std::string& code) const;
+    [[nodiscard]] NodeWithMatrices FindNodeOfSeries(const kv7im::Portfolio& book, const std::string& code) const;
+    [[nodiscard]] NodeWithMatrices FindNodeOfMMS(const kv7im::Portfolio& book, const std::string& code) const;
+    [[nodiscard]] NodeWithMatrices FindNodeWithMatrices(const kv7im::Portfolio& book, const std::string& code) const;
 };
 
 } // namespace QuindalIM

@@ -1,0 +1,22 @@
+// quindal explain: why the margin of a client is what it is.
+#pragma once
+
+#include <string>
+
+#include "BookRun.h"
+#include "ExplainReport.h"
+
+namespace quindal {
+
+struct ExplainOptions : BookOptions
+{
+    std::string client;
+    std::string svg; // file to draw the profit and loss into; empty: none
+    ExplainFormat format = ExplainFormat::Table;
+};
+
+/// Runs the command and returns the exit status. Prints the explanation on stdout when, and only when, everything
+/// succeeded, the drawing included; otherwise one line on stderr says what failed.
+[[nodiscard]] int RunExplain(const ExplainOptions& options);
+
+} // namespace quindal

@@ -1,0 +1,333 @@
+#include "ExplainReport.h"
+
+#include <array>
+#include <cstdio>
+#include <ostream>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "TextTable.h"
+
+namespace quindal {
+
+namespace {
+
+using namespace QuindalIM;
+using nlohmann::ordered_json;
+
+constexpr std::array<std::string_view, 5> LevelTexts{
+    "each position alone, with its orders", "options within their series", "series within their futures",
+    "months within their base contract", "base contracts within their MCS"};
+constexpr std::array<std::string_view, 5> LevelNames{"gross", "series", "futures", "baseContract", "acrossContracts"};
+constexpr std::array<std::string_view, 4> ContractNames{"pricePoint", "stressPoint", "edgeFloor", "nothing"};
+constexpr std::array<std::string_view, 4> EntityNames{"MCS", "baseContract", "futures", "optionSeries"};
+constexpr std::array<std::string_view, 2> DirectionNames{"up", "down"};
+
+template <class Enumeration, std::size_t Size>
+std::string_view Of(const std::array<std::string_view, Size>& names, Enumeration value)
+{
+    return names.at(static_cast<std::size_t>(value));
+}
+
+// ---- The table ----------------------------------------------------------------------------------------------------
+
+std::string TextOf(const EntityExplanation& entity) { return std::string(NameOf(entity.kind)) + ' ' + entity.code; }
+
+std::string Stresses(const std::optional<std::size_t>& rateRow, const std::optional<std::size_t>& mismatchRow)
+{
+    std::string text;
+    if (rateRow) text += ", rates " + std::string(Of(DirectionNames, *rateRow));
+    if (mismatchRow) text += ", mismatch " + std::string(Of(DirectionNames, *mismatchRow));
+    return text;
+}
+
+std::string GridCell(const ContractOutcome& contract)
+{
+    std::string text = PriceText(*contract.price) + " (point " + std::to_string(*contract.pricePoint) + ")";
+    if (contract.isDelivery) text += ", deliveries";
+    if (contract.scenario) text += ", scenario " + std::to_string(*contract.scenario);
+    return text + Stresses(contract.rateRow, contract.mismatchRow);
+}
+
+std::string TextOf(const ContractOutcome& contract)
+{
+    switch (contract.kind) {
+    case ContractOutcome::Kind::PricePoint:
+        return "at " + GridCell(contract);
+    case ContractOutcome::Kind::StressPoint:
+        return "stress point " + std::string(NameOf(*contract.stressPoint));
+    case ContractOutcome::Kind::EdgeFloor:
+        return std::string(NameOf(*contract.stressPoint)) +
+               (contract.price ? ", by the edge at " + GridCell(contract) : ", by the edge of the grid");
+    default:
+        return "nothing";
+    }
+}
+
+std::string TextOf(const PartOutcome& part)
+{
+    std::string text = part.isCut ? ", its gain is cut" : "";
+    if (part.subPoint) text += ", sub-point " + PriceText(*part.subPoint);
+    if (part.deliveryPrice) text += ", delivery at " + PriceText(*part.deliveryPrice);
+    text += Stresses(part.rateRow, part.mismatchRow);
+    return text.empty() ? text : text.substr(2);
+}
+
+std::string TextOf(const SideOutcome& side)
+{
+    if (!side.isLoss) return "no loss";
+    if (side.stressPoint) return "stress point " + std::string(NameOf(*side.stressPoint));
+    return "price point " + std::to_string(*side.pricePoint);
+}
+
+void AddParts(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
+{
+    for (const PartOutcome& part : contract.parts)
+        rows.push_back({indent + part.code, "", TextOf(part), "", ""});
+}
+
+void AddSide(std::vector<Cells>& rows, const EntityExplanation& entity, const SideOutcome& side)
+{
+    const bool isGroup = entity.kind == MarginEntity::MCS;
+    const bool isKnown = !isGroup && side.isLoss;
+    rows.push_back({TextOf(entity), std::string(NameOf(side.side)),
+                    isKnown ? TextOf(side.contracts.front()) : TextOf(side),
+                    isKnown ? MoneyText(side.contracts.front().money) : "", MoneyText(side.margin)});
+    for (const ContractOutcome& contract : side.contracts) {
+        if (isGroup) rows.push_back({"  " + contract.code, "", TextOf(contract), MoneyText(contract.money), ""});
+        AddParts(rows, contract, isGroup ? "    " : "  ");
+    }
+}
+
+void WriteHead(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
+{
+    out << "GO of " << client << ": " << MoneyText(explanation.margin) << '\n';
+    if (explanation.shares.empty()) {
+        out << "Nothing is held and nothing is ordered.\n";
+        return;
+    }
+    const std::string w = PriceText(explanation.weight);
+    const std::string volatility = MoneyText(explanation.volatility) + " volatility";
+    const std::string delivery = MoneyText(explanation.delivery) + " delivery";
+    if (explanation.weight == 0.0)
+        out << "  = " << volatility;
+    else if (explanation.weight == 1.0)
+        out << "  = " << delivery;
+    else
+        out << "  = (1 - " << w << ") x " << volatility << " + " << w << " x " << delivery;
+    if (explanation.ratio != 1.0) out << ", times " << PriceText(explanation.ratio);
+    out << ", rounded up\n";
+}
+
+void WriteLevels(std::ostream& out, const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Netting", "Margin", "Saved"}};
+    for (const LevelMargin& level : explanation.levels)
+        rows.push_back({std::string(Of(LevelTexts, level.level)), MoneyText(level.margin),
+                        level.level == NettingLevel::Gross ? "" : MoneyText(level.saved)});
+    WriteTable(out, rows, 1);
+}
+
+void WriteCells(std::ostream& out, const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Margin of", "Side", "Worst cell", "Result", "Margin"}};
+    for (const EntityExplanation& entity : explanation.entities)
+        for (const SideOutcome& side : entity.sides)
+            AddSide(rows, entity, side);
+    WriteTable(out, rows, 3);
+}
+
+std::string_view CutText(const MarginShare& share)
+{
+    if (!share.isGated) return "";
+    return share.margin == 0.0 ? ", cut" : ", partly cut";
+}
+
+void WriteShares(std::ostream& out, const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Share of", "", "in the margin of", "Quantity", "Price", "Share"}};
+    for (const MarginShare& share : explanation.shares) {
+        const bool isPosition = share.kind == MarginShare::Kind::Position;
+        rows.push_back({share.instrument, std::string(isPosition ? "position" : "orders").append(CutText(share)),
+                        TextOf(explanation.entities[share.entity]), std::to_string(share.quantity),
+                        isPosition ? PriceText(share.price) : "", MoneyText(share.margin)});
+    }
+    rows.push_back({"Total", "", "", "", "", MoneyText(explanation.unrounded)});
+    WriteTable(out, rows, 3);
+}
+
+void WriteTables(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
+{
+    WriteHead(out, client, explanation);
+    if (explanation.shares.empty()) return;
+    out << '\n';
+    WriteLevels(out, explanation);
+    out << '\n';
+    WriteCells(out, explanation);
+    out << '\n';
+    WriteShares(out, explanation);
+}
+
+// ---- JSON ---------------------------------------------------------------------------------------------------------
+
+template <class Value>
+void Put(ordered_json& object, const char* name, const std::optional<Value>& value)
+{
+    if (value) object[name] = *value;
+}
+void Put(ordered_json& object, const char* name, const std::optional<kv7im::SpecialRiskPoints::MappingPoint>& point)
+{
+    if (point) object[name] = NameOf(*point);
+}
+void PutStresses(ordered_json& object, const std::optional<std::size_t>& rateRow,
+                 const std::optional<std::size_t>& mismatchRow)
+{
+    if (rateRow) object["rates"] = Of(DirectionNames, *rateRow);
+    if (mismatchRow) object["mismatch"] = Of(DirectionNames, *mismatchRow);
+}
+
+// Named before the arrays are made of them.
+ordered_json Json(const PartOutcome& part);
+ordered_json Json(const ContractOutcome& contract);
+ordered_json Json(const SideOutcome& side);
+ordered_json Json(const EntityExplanation& entity);
+ordered_json Json(const LevelMargin& level);
+ordered_json Json(const ContractGrid& grid);
+
+template <class Item>
+ordered_json JsonArray(const std::vector<Item>& items)
+{
+    ordered_json array = ordered_json::array();
+    for (const Item& item : items)
+        array.push_back(Json(item));
+    return array;
+}
+
+ordered_json Json(const PartOutcome& part)
+{
+    ordered_json object{{"code", part.code}, {"cut", part.isCut}};
+    Put(object, "subPoint", part.subPoint);
+    Put(object, "deliveryRow", part.deliveryRow);
+    Put(object, "deliveryPrice", part.deliveryPrice);
+    PutStresses(object, part.rateRow, part.mismatchRow);
+    return object;
+}
+
+ordered_json Json(const ContractOutcome& contract)
+{
+    ordered_json object{{"code", contract.code}, {"kind", Of(ContractNames, contract.kind)}, {"money", contract.money}};
+    Put(object, "stressPoint", contract.stressPoint);
+    if (contract.pricePoint) {
+        Put(object, "pricePoint", contract.pricePoint);
+        Put(object, "price", contract.price);
+        object["delivery"] = contract.isDelivery;
+        Put(object, "scenario", contract.scenario);
+        object["cell"] = contract.cell;
+        PutStresses(object, contract.rateRow, contract.mismatchRow);
+    }
+    object["parts"] = JsonArray(contract.parts);
+    return object;
+}
+
+ordered_json Json(const SideOutcome& side)
+{
+    ordered_json object{{"side", NameOf(side.side)}, {"margin", side.margin}, {"loss", side.isLoss}};
+    Put(object, "pricePoint", side.pricePoint);
+    Put(object, "stressPoint", side.stressPoint);
+    object["contracts"] = JsonArray(side.contracts);
+    return object;
+}
+
+ordered_json Json(const EntityExplanation& entity)
+{
+    return {{"kind", Of(EntityNames, entity.kind)},
+            {"code", entity.code},
+            {"ratio", entity.ratio},
+            {"margin", entity.margin},
+            {"sides", JsonArray(entity.sides)}};
+}
+
+ordered_json Json(const LevelMargin& level)
+{
+    return {{"level", Of(LevelNames, level.level)}, {"margin", level.margin}, {"saved", level.saved}};
+}
+
+ordered_json Json(const ContractGrid& grid)
+{
+    return {{"code", grid.code}, {"futures", grid.futures}, {"prices", grid.prices}, {"scenarios", grid.scenarios}};
+}
+
+ordered_json ShareJson(const MarginShare& share, const EntityExplanation& entity)
+{
+    const bool isPosition = share.kind == MarginShare::Kind::Position;
+    ordered_json object{
+        {"instrument", share.instrument}, {"kind", isPosition ? "position" : "orders"}, {"quantity", share.quantity}};
+    if (isPosition) object["price"] = share.price;
+    object.update({{"entityKind", Of(EntityNames, entity.kind)},
+                   {"entity", entity.code},
+                   {"volatility", share.volatility},
+                   {"delivery", share.delivery},
+                   {"margin", share.margin},
+                   {"cut", share.isGated}});
+    return object;
+}
+
+void WriteJson(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
+{
+    ordered_json document{{"client", client},
+                          {"GO", explanation.margin},
+                          {"unrounded", explanation.unrounded},
+                          {"volatilityGO", explanation.volatility},
+                          {"deliveryAndVolatilityGO", explanation.delivery},
+                          {"deliveryWeight", explanation.weight},
+                          {"ratio", explanation.ratio},
+                          {"levels", JsonArray(explanation.levels)},
+                          {"entities", JsonArray(explanation.entities)},
+                          {"shares", ordered_json::array()},
+                          {"grids", JsonArray(explanation.grids)}};
+    for (const MarginShare& share : explanation.shares)
+        document["shares"].push_back(ShareJson(share, explanation.entities[share.entity]));
+    out << document.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+}
+
+} // namespace
+
+std::string_view NameOf(MarginSide side) { return side == MarginSide::Volatility ? "volatility" : "delivery"; }
+
+std::string_view NameOf(MarginEntity entity)
+{
+    static constexpr std::array<std::string_view, 4> names{"MCS", "base contract", "futures", "option series"};
+    return Of(names, entity);
+}
+
+std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point)
+{
+    static constexpr std::array<std::string_view, kv7im::SpecialRiskPoints::MappingSize> names{
+        "DownRisk", "ZL", "PnL3D", "PnL2D", "PnL2U", "PnL3U", "ZR", "UpRisk"};
+    return Of(names, point);
+}
+
+std::string PriceText(double price)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "%.10g", price);
+    return text;
+}
+
+std::string MoneyText(double money)
+{
+    const std::string text = Grouped(money);
+    return text == "-0.00" ? "0.00" : text;
+}
+
+void WriteExplanation(std::ostream& out, const std::string& client, const MarginExplanation& explanation,
+                      ExplainFormat format)
+{
+    if (format == ExplainFormat::Json)
+        WriteJson(out, client, explanation);
+    else
+        WriteTables(out, client, explanation);
+}
+
+} // namespace quindal

@@ -1,0 +1,179 @@
+// MarginExplanation: why the margin of a book is what it is.
+//
+// A margin is the absolute value of one worst cell of each margin entity, added up. The explanation names those cells,
+// says what each position and each set of open orders loses in them, and what each level of netting saves against the
+// margins of the parts standing alone. The book is only read.
+//
+// Always true:  the shares add up to the unrounded margin, but for the rounding of the additions.
+// Numbers:      money. In a margin or a share a loss is positive and a gain, which takes away from the margin,
+// negative;
+//               in a cell, an outcome or a grid a loss is negative. Prices are those of the instruments.
+// Scope:        a book in its plain mode, whose positions and orders entered it by the participant's present
+// parameters.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Enums.h"
+#include "SpecialRiskPoints.h"
+
+class BraskClient;
+
+namespace kv7im {
+
+class Portfolio;
+class RiskParticipant;
+
+} // namespace kv7im
+
+namespace QuindalIM {
+
+/// The two figures between which the weight of a margin stands.
+enum class MarginSide
+{
+    Volatility, // theoretical values
+    Delivery,   // the outcomes of deliveries near as well
+};
+
+/// What a margin is computed of: its margin is added to those of the others, nothing nets between two of them.
+enum class MarginEntity
+{
+    MCS,          // base contracts that net with each other
+    BaseContract, // futures in spread, of a base contract without an MCS
+    Futures,      // standing alone
+    OptionSeries, // standing alone
+};
+
+/// What is taken of a futures or an option series on the way to the worst cell.
+struct PartOutcome
+{
+    std::string code;
+    bool isCut = false;                     // half netting leaves nothing of the gain that stands here
+    std::optional<std::size_t> rateRow;     // stress of the rates, of a part that half netting folds: 0 up, 1 down
+    std::optional<std::size_t> mismatchRow; // the same of volatilities that move apart
+    std::optional<double> subPoint;         // price of the sub-point that counts in the place of the price point
+    std::optional<std::size_t> deliveryRow; // the worst delivery scenario
+    std::optional<double> deliveryPrice;    // price of that delivery
+};
+
+/// What one base contract, or a futures or series standing alone, gives to the worst cell of its entity.
+struct ContractOutcome
+{
+    enum class Kind
+    {
+        PricePoint,  // the result at a point of the price grid
+        StressPoint, // a stress point
+        EdgeFloor,   // a stress point that is lifted to what the edge of the grid implies: pricePoint is the edge
+        Nothing,     // a gain that is cut, or nothing lost
+    };
+
+    std::string code;
+    Kind kind = Kind::Nothing;
+    double money = 0.0; // what it gives, before the ratio of the entity
+    std::optional<kv7im::SpecialRiskPoints::MappingPoint> stressPoint;
+    std::optional<std::size_t> pricePoint; // column of the grid
+    std::optional<double> price;           // of the grid's futures at that column
+    bool isDelivery = false;               // the result with deliveries is the worse one there
+    std::optional<std::size_t> scenario;   // volatility row, where it is no delivery that is worst
+    std::optional<std::size_t> rateRow;    // stress of the rates, where it takes something: 0 up, 1 down
+    std::optional<std::size_t> mismatchRow;
+    double cell =
+        0.0; // result at the price point before stresses and curvature: a point of the polyline of the scenario
+    std::vector<PartOutcome> parts; // of those futures and series of which there is something to say
+};
+
+/// The worst cell of one entity on one side.
+struct SideOutcome
+{
+    MarginSide side = MarginSide::Volatility;
+    double margin = 0.0;                   // ratio of the entity included, weight and ratio of the participant not
+    bool isLoss = false;                   // false: no cell loses anything, and the rest says nothing
+    std::optional<std::size_t> pricePoint; // of the entity's row; none: a stress point
+    std::optional<kv7im::SpecialRiskPoints::MappingPoint> stressPoint;
+    std::vector<ContractOutcome> contracts; // by code
+};
+
+struct EntityExplanation
+{
+    MarginEntity kind = MarginEntity::Futures;
+    std::string code;
+    double ratio = 1.0;             // of its margin, by what the firm agreed
+    double margin = 0.0;            // its part of the unrounded margin
+    std::vector<SideOutcome> sides; // those that count: both only for a weight between 0 and 1
+};
+
+/// The position in an instrument, or all open orders in it.
+struct MarginShare
+{
+    enum class Kind
+    {
+        Position,
+        Orders,
+    };
+
+    std::string instrument;
+    Isin isin = 0;
+    Kind kind = Kind::Position;
+    std::int64_t quantity = 0; // of a position, short below 0; of orders the contracts bought and sold together
+    double price = 0.0;        // of a position, its average
+    std::size_t entity = 0;    // index among the entities
+    double volatility = 0.0;   // part of the volatility margin; 0 for a side that does not count
+    double delivery = 0.0;
+    double margin = 0.0;  // part of the unrounded margin
+    bool isGated = false; // half netting takes nothing of it in a cell that counts, or only of its stresses
+};
+
+/// How far netting goes.
+enum class NettingLevel
+{
+    Gross,           // each position with its own orders stands alone
+    Series,          // options of one series net
+    Futures,         // and with their futures, where the series is in spread
+    BaseContract,    // and futures in spread across their months
+    AcrossContracts, // and base contracts of one MCS: the margin itself
+};
+
+struct LevelMargin
+{
+    NettingLevel level = NettingLevel::Gross;
+    double margin = 0.0; // unrounded, if netting stopped here
+    double saved = 0.0;  // against the level before; below 0 where limits bind on what is held together
+};
+
+/// Profit and loss over the price grid of one base contract, or of a futures or series standing alone.
+struct ContractGrid
+{
+    std::string code;
+    std::size_t entity = 0;
+    std::string futures;                        // whose prices the axis has: of those held the one that expires first
+    std::vector<double> prices;                 // one a column, ascending
+    std::vector<std::vector<double>> scenarios; // money, volatility scenarios x columns, before stresses and curvature
+};
+
+struct MarginExplanation
+{
+    double margin = 0.0;                     // rounded up to cents, as it is charged
+    double unrounded = 0.0;                  // ((1 - weight) x volatility + weight x delivery) x ratio
+    double volatility = 0.0;                 // volatility margin
+    double delivery = 0.0;                   // delivery margin
+    double weight = 0.0;                     // of the delivery margin, 0 to 1
+    double ratio = 1.0;                      // of the participant
+    std::vector<EntityExplanation> entities; // by kind and code
+    std::vector<MarginShare> shares;         // by entity and code, a position before its orders
+    std::vector<LevelMargin> levels;         // Gross first
+    std::vector<ContractGrid> grids;         // by entity and code
+};
+
+/// Explains the margin of a book of the participant. deliveryWeight and ratio are those of its margin.
+[[nodiscard]] MarginExplanation ExplainMargin(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant,
+                                              double deliveryWeight, double ratio);
+
+/// Explains the margin of a client: of the book that counts, without premium-style options where these stay out, with
+/// the weight that the firm has for its clients where the client has none of its own.
+[[nodiscard]] MarginExplanation ExplainMargin(const BraskClient& client);
+
+} // namespace QuindalIM
