@@ -1,5 +1,6 @@
 #include "ExplainReport.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ostream>
@@ -16,9 +17,9 @@ namespace {
 using namespace QuindalIM;
 using nlohmann::ordered_json;
 
-constexpr std::array<std::string_view, 5> LevelTexts{
-    "each position alone, with its orders", "options within their series", "series within their futures",
-    "months within their base contract", "base contracts within their MCS"};
+constexpr std::array<std::string_view, 5> LevelTexts{"each position alone", "options within their series",
+                                                     "series within their futures", "months within their base contract",
+                                                     "base contracts within their MCS"};
 constexpr std::array<std::string_view, 5> LevelNames{"gross", "series", "futures", "baseContract", "acrossContracts"};
 constexpr std::array<std::string_view, 4> ContractNames{"pricePoint", "stressPoint", "edgeFloor", "nothing"};
 constexpr std::array<std::string_view, 4> EntityNames{"MCS", "baseContract", "futures", "optionSeries"};
@@ -32,13 +33,39 @@ std::string_view Of(const std::array<std::string_view, Size>& names, Enumeration
 
 // ---- The table ----------------------------------------------------------------------------------------------------
 
+/// A word of the worst cells, the texts that it occurs in, and what it means.
+struct CellWord
+{
+    std::string_view word;
+    std::array<std::string_view, 2> texts;
+    std::string_view meaning;
+};
+constexpr std::array CellWords{
+    CellWord{"PnL2D, PnL3D", {"PnL2D", "PnL3D"}, "the two stress steps below the grid"},
+    CellWord{"PnL2U, PnL3U", {"PnL2U", "PnL3U"}, "the two stress steps above the grid"},
+    CellWord{"ZL, ZR", {"stress point ZL", "stress point ZR"}, "the far ends below and above, of which a share counts"},
+    CellWord{"DownRisk, UpRisk", {"DownRisk", "UpRisk"}, "the least charge of short options"},
+    CellWord{"by the edge", {"by the edge", ""}, "no worse than what the edge of the grid implies"},
+    CellWord{"rates", {"rates up", "rates down"}, "stress of the interest rates"},
+    CellWord{"mismatch", {"mismatch up", "mismatch down"}, "stress by volatilities that move apart"},
+    CellWord{"sub-point", {"sub-point ", ""}, "a price between two points of the grid, close to a strike"},
+    CellWord{"deliveries", {", deliveries", ""}, "worse with the options delivered than with them held"},
+    CellWord{"its gain is cut", {"its gain is cut", ""}, "losses only are taken of it, and it has none in this cell"}};
+
 std::string TextOf(const EntityExplanation& entity) { return std::string(NameOf(entity.kind)) + ' ' + entity.code; }
+
+std::string WithRatio(const EntityExplanation& entity)
+{
+    const std::string text = TextOf(entity);
+    return entity.ratio == 1.0 ? text : text + " x " + PriceText(entity.ratio);
+}
 
 std::string Stresses(const std::optional<std::size_t>& rateRow, const std::optional<std::size_t>& mismatchRow)
 {
     std::string text;
-    if (rateRow) text += ", rates " + std::string(Of(DirectionNames, *rateRow));
-    if (mismatchRow) text += ", mismatch " + std::string(Of(DirectionNames, *mismatchRow));
+    if (rateRow) text = "rates " + std::string(Of(DirectionNames, *rateRow));
+    if (mismatchRow)
+        text += (text.empty() ? "mismatch " : ", mismatch ") + std::string(Of(DirectionNames, *mismatchRow));
     return text;
 }
 
@@ -47,7 +74,7 @@ std::string GridCell(const ContractOutcome& contract)
     std::string text = PriceText(*contract.price) + " (point " + std::to_string(*contract.pricePoint) + ")";
     if (contract.isDelivery) text += ", deliveries";
     if (contract.scenario) text += ", scenario " + std::to_string(*contract.scenario);
-    return text + Stresses(contract.rateRow, contract.mismatchRow);
+    return text;
 }
 
 std::string TextOf(const ContractOutcome& contract)
@@ -56,12 +83,10 @@ std::string TextOf(const ContractOutcome& contract)
     case ContractOutcome::Kind::PricePoint:
         return "at " + GridCell(contract);
     case ContractOutcome::Kind::StressPoint:
-        return "stress point " + std::string(NameOf(*contract.stressPoint));
     case ContractOutcome::Kind::EdgeFloor:
-        return std::string(NameOf(*contract.stressPoint)) +
-               (contract.price ? ", by the edge at " + GridCell(contract) : ", by the edge of the grid");
+        return "stress point " + std::string(NameOf(*contract.stressPoint));
     default:
-        return "nothing";
+        return contract.isCut ? "its gain is cut" : "nothing";
     }
 }
 
@@ -70,7 +95,8 @@ std::string TextOf(const PartOutcome& part)
     std::string text = part.isCut ? ", its gain is cut" : "";
     if (part.subPoint) text += ", sub-point " + PriceText(*part.subPoint);
     if (part.deliveryPrice) text += ", delivery at " + PriceText(*part.deliveryPrice);
-    text += Stresses(part.rateRow, part.mismatchRow);
+    const std::string stresses = Stresses(part.rateRow, part.mismatchRow);
+    if (!stresses.empty()) text += ", " + stresses;
     return text.empty() ? text : text.substr(2);
 }
 
@@ -81,8 +107,15 @@ std::string TextOf(const SideOutcome& side)
     return "price point " + std::to_string(*side.pricePoint);
 }
 
-void AddParts(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
+// The edge that it goes by, its stresses and its parts, in lines of their own.
+void AddDetails(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
 {
+    const auto add = [&](const std::string& detail) {
+        if (!detail.empty()) rows.push_back({"", "", "  " + detail, "", ""});
+    };
+    if (contract.kind == ContractOutcome::Kind::EdgeFloor)
+        add(contract.price ? "by the edge at " + GridCell(contract) : "by the edge of the grid");
+    add(Stresses(contract.rateRow, contract.mismatchRow));
     for (const PartOutcome& part : contract.parts)
         rows.push_back({indent + part.code, "", TextOf(part), "", ""});
 }
@@ -91,12 +124,12 @@ void AddSide(std::vector<Cells>& rows, const EntityExplanation& entity, const Si
 {
     const bool isGroup = entity.kind == MarginEntity::MCS;
     const bool isKnown = !isGroup && side.isLoss;
-    rows.push_back({TextOf(entity), std::string(NameOf(side.side)),
+    rows.push_back({WithRatio(entity), std::string(NameOf(side.side)),
                     isKnown ? TextOf(side.contracts.front()) : TextOf(side),
                     isKnown ? MoneyText(side.contracts.front().money) : "", MoneyText(side.margin)});
     for (const ContractOutcome& contract : side.contracts) {
         if (isGroup) rows.push_back({"  " + contract.code, "", TextOf(contract), MoneyText(contract.money), ""});
-        AddParts(rows, contract, isGroup ? "    " : "  ");
+        AddDetails(rows, contract, isGroup ? "    " : "  ");
     }
 }
 
@@ -108,8 +141,8 @@ void WriteHead(std::ostream& out, const std::string& client, const MarginExplana
         return;
     }
     const std::string w = PriceText(explanation.weight);
-    const std::string volatility = MoneyText(explanation.volatility) + " volatility";
-    const std::string delivery = MoneyText(explanation.delivery) + " delivery";
+    const std::string volatility = MoneyText(explanation.volatility) + " volatility GO";
+    const std::string delivery = MoneyText(explanation.delivery) + " delivery GO";
     if (explanation.weight == 0.0)
         out << "  = " << volatility;
     else if (explanation.weight == 1.0)
@@ -129,13 +162,29 @@ void WriteLevels(std::ostream& out, const MarginExplanation& explanation)
     WriteTable(out, rows, 1);
 }
 
-void WriteCells(std::ostream& out, const MarginExplanation& explanation)
+std::vector<Cells> WorstCells(const MarginExplanation& explanation)
 {
     std::vector<Cells> rows{{"Margin of", "Side", "Worst cell", "Result", "Margin"}};
     for (const EntityExplanation& entity : explanation.entities)
         for (const SideOutcome& side : entity.sides)
             AddSide(rows, entity, side);
-    WriteTable(out, rows, 3);
+    return rows;
+}
+
+/// What the words in the worst cells mean.
+void WriteMeanings(std::ostream& out, const std::vector<Cells>& worstCells)
+{
+    const auto occurs = [&](std::string_view text) {
+        return !text.empty() && std::any_of(worstCells.begin(), worstCells.end(),
+                                            [&](const Cells& row) { return row[2].find(text) != std::string::npos; });
+    };
+    std::vector<Cells> rows;
+    for (const CellWord& word : CellWords)
+        if (std::any_of(word.texts.begin(), word.texts.end(), occurs))
+            rows.push_back({std::string(word.word), std::string(word.meaning)});
+    if (rows.empty()) return;
+    out << '\n';
+    WriteTable(out, rows, 2);
 }
 
 std::string_view CutText(const MarginShare& share)
@@ -164,9 +213,11 @@ void WriteTables(std::ostream& out, const std::string& client, const MarginExpla
     out << '\n';
     WriteLevels(out, explanation);
     out << '\n';
-    WriteCells(out, explanation);
+    const std::vector<Cells> worstCells = WorstCells(explanation);
+    WriteTable(out, worstCells, 3);
     out << '\n';
     WriteShares(out, explanation);
+    WriteMeanings(out, worstCells);
 }
 
 // ---- JSON ---------------------------------------------------------------------------------------------------------
@@ -216,7 +267,10 @@ ordered_json Json(const PartOutcome& part)
 
 ordered_json Json(const ContractOutcome& contract)
 {
-    ordered_json object{{"code", contract.code}, {"kind", Of(ContractNames, contract.kind)}, {"money", contract.money}};
+    ordered_json object{{"code", contract.code},
+                        {"kind", Of(ContractNames, contract.kind)},
+                        {"money", contract.money},
+                        {"cut", contract.isCut}};
     Put(object, "stressPoint", contract.stressPoint);
     if (contract.pricePoint) {
         Put(object, "pricePoint", contract.pricePoint);

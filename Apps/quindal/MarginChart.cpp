@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <limits>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -21,7 +22,7 @@ using namespace QuindalIM;
 // Sizes in pixels of the drawing at its own scale.
 constexpr double Width = 900.0;
 constexpr double HeadHeight = 50.0;
-constexpr double PanelHeight = 400.0;
+constexpr double PanelHeight = 430.0;
 constexpr double Left = 130.0; // of the plot within the panel
 constexpr double Right = 730.0;
 constexpr double Top = 50.0;
@@ -29,6 +30,7 @@ constexpr double Bottom = 330.0;
 constexpr double LegendAt = 750.0;
 constexpr double LineHeight = 18.0;
 constexpr std::size_t LegendLines = 15; // more scenarios share their colours and are not listed
+constexpr std::size_t LabelLength = 20; // of money, left of the plot
 constexpr int WantedTicks = 6;
 constexpr std::array<std::string_view, 8> Colours{"#1f77b4", "#2ca02c", "#9467bd", "#8c564b",
                                                   "#e377c2", "#7f7f7f", "#bcbd22", "#17becf"};
@@ -139,6 +141,17 @@ std::vector<Mark> MarksOf(const ContractGrid& grid, const MarginExplanation& exp
 
 bool IsOnGrid(const Mark& mark) { return mark.contract != nullptr && mark.contract->price.has_value(); }
 
+// At a stress point, beyond one end of the grid.
+bool IsBeyond(const Mark& mark)
+{
+    return mark.contract != nullptr && mark.contract->stressPoint && std::isfinite(mark.contract->money);
+}
+
+bool IsBelowTheMarket(kv7im::SpecialRiskPoints::MappingPoint point)
+{
+    return point <= kv7im::SpecialRiskPoints::PnL2D; // the downward half comes first
+}
+
 std::pair<double, double> RangeOfMoney(const ContractGrid& grid, const std::vector<Mark>& marks)
 {
     double lowest = 0.0;
@@ -150,9 +163,18 @@ std::pair<double, double> RangeOfMoney(const ContractGrid& grid, const std::vect
     };
     for (const std::vector<double>& scenario : grid.scenarios)
         std::for_each(scenario.begin(), scenario.end(), take);
-    for (const Mark& mark : marks)
+    for (const Mark& mark : marks) {
         if (IsOnGrid(mark)) take(mark.contract->cell);
+        if (IsBeyond(mark)) take(mark.contract->money);
+    }
     return {lowest, highest};
+}
+
+// Round numbers; where cents would not fit before the axis, by their power of ten.
+std::string TickText(double value)
+{
+    std::string text = MoneyText(value);
+    return text.size() <= LabelLength ? text : PriceText(value);
 }
 
 std::string Axes(const Axis& prices, const Axis& money)
@@ -164,7 +186,7 @@ std::string Axes(const Axis& prices, const Axis& money)
     }
     for (const double value : money.Ticks()) {
         svg += Line(Left, money.At(value), Right, money.At(value), value == 0.0 ? "#999999" : "#eeeeee");
-        svg += Text(Left - 8.0, money.At(value) + 4.0, " class=\"money\" text-anchor=\"end\"", MoneyText(value));
+        svg += Text(Left - 8.0, money.At(value) + 4.0, " class=\"money\" text-anchor=\"end\"", TickText(value));
     }
     svg += Line(Left, Top, Left, Bottom, "#333333") + Line(Left, Bottom, Right, Bottom, "#333333");
     svg += Text((Left + Right) / 2.0, Bottom + 2.3 * LineHeight, " text-anchor=\"middle\"", "price");
@@ -196,35 +218,101 @@ std::string Scenarios(const ContractGrid& grid, const Axis& prices, const Axis& 
     return svg;
 }
 
+// Where the money is not that of a point of the drawing, as far as that is known.
+std::string WordsOfCell(const ContractOutcome& contract)
+{
+    const std::string cell = MoneyText(contract.cell);
+    if (!contract.price || cell == MoneyText(contract.money)) return "";
+    if (contract.stressPoint) return "; the edge has " + cell + " before stresses";
+    const bool hasStresses = contract.rateRow || contract.mismatchRow;
+    return "; " + cell + (hasStresses ? " before stresses" : " before the curvature");
+}
+
 std::string WordsOf(const Mark& mark)
 {
     const std::string side(NameOf(mark.side));
     if (mark.contract == nullptr) return side + ": no loss";
     const ContractOutcome& contract = *mark.contract;
-    if (contract.kind == ContractOutcome::Kind::Nothing) return side + ": nothing in the worst cell";
+    if (contract.kind == ContractOutcome::Kind::Nothing)
+        return side + (contract.isCut ? ": its gain is cut" : ": nothing in the worst cell");
     std::string words = side + ": " + MoneyText(contract.money);
     if (contract.stressPoint) words += " at the stress point " + std::string(NameOf(*contract.stressPoint));
     if (contract.price && contract.stressPoint) words += ", by the edge";
     if (contract.price) words += " at the price " + PriceText(*contract.price);
     if (contract.isDelivery) words += ", deliveries";
-    return words;
+    return words + WordsOfCell(contract);
+}
+
+/// A mark as it is drawn: a ring at a point of the grid, an arrow that points out of the plot at a stress point.
+struct Spot
+{
+    double x = 0.0;
+    double y = 0.0;
+    bool isBeyond = false;
+    std::string label;
+
+    bool operator==(const Spot&) const = default;
+};
+
+std::vector<Spot> SpotsOf(const std::vector<Mark>& marks, const Axis& prices, const Axis& money)
+{
+    std::vector<Spot> spots;
+    const auto add = [&](const Spot& spot) { // both sides may share a cell
+        if (std::find(spots.begin(), spots.end(), spot) == spots.end()) spots.push_back(spot);
+    };
+    for (const Mark& mark : marks) {
+        if (IsOnGrid(mark))
+            add({prices.At(*mark.contract->price), money.At(mark.contract->cell), false,
+                 PriceText(*mark.contract->price) + ": " + MoneyText(mark.contract->cell)});
+        if (IsBeyond(mark))
+            add({IsBelowTheMarket(*mark.contract->stressPoint) ? Left : Right, money.At(mark.contract->money), true,
+                 std::string(NameOf(*mark.contract->stressPoint)) + ": " + MoneyText(mark.contract->money)});
+    }
+    return spots;
+}
+
+bool IsOnTheRight(const Spot& spot) { return spot.x > (Left + Right) / 2.0; }
+
+std::string Draw(const Spot& spot)
+{
+    const std::string x = Number(spot.x);
+    const std::string y = Number(spot.y);
+    if (!spot.isBeyond)
+        return "<circle class=\"worst\" cx=\"" + x + "\" cy=\"" + y +
+               "\" r=\"5\" fill=\"none\" stroke=\"#d62728\" stroke-width=\"2\"/>\n";
+    const std::string base = Number(IsOnTheRight(spot) ? spot.x - 10.0 : spot.x + 10.0);
+    return "<polygon class=\"worst beyond\" points=\"" + x + "," + y + " " + base + "," + Number(spot.y - 5.0) + " " +
+           base + "," + Number(spot.y + 5.0) + "\" fill=\"#d62728\"/>\n";
+}
+
+// Labels stand above their marks, each a line clear of those before it on the same half; towards the middle of the
+// plot.
+std::string Spots(const std::vector<Spot>& spots)
+{
+    std::string svg;
+    std::vector<std::pair<bool, double>> taken; // half and height
+    for (const Spot& spot : spots) {
+        const bool isRight = IsOnTheRight(spot);
+        const double shift = spot.y > (Top + Bottom) / 2.0 ? -LineHeight : LineHeight;
+        double y = spot.y - 8.0;
+        const auto isNear = [&](const auto& label) {
+            return label.first == isRight && std::abs(label.second - y) < LineHeight;
+        };
+        while (std::any_of(taken.begin(), taken.end(), isNear))
+            y += shift;
+        taken.emplace_back(isRight, y);
+        svg += Draw(spot);
+        svg += Text(isRight ? spot.x - 12.0 : spot.x + 12.0, y,
+                    isRight ? " fill=\"#d62728\" text-anchor=\"end\"" : " fill=\"#d62728\"", spot.label);
+    }
+    return svg;
 }
 
 std::string Marks(const std::vector<Mark>& marks, const Axis& prices, const Axis& money)
 {
-    std::string svg;
+    std::string svg = Spots(SpotsOf(marks, prices, money));
     double y = Bottom + 3.4 * LineHeight;
     for (const Mark& mark : marks) {
-        if (IsOnGrid(mark)) {
-            const double x = prices.At(*mark.contract->price);
-            const double at = money.At(mark.contract->cell);
-            const bool isRight = x > (Left + Right) / 2.0;
-            svg += "<circle class=\"worst\" cx=\"" + Number(x) + "\" cy=\"" + Number(at) +
-                   "\" r=\"5\" fill=\"none\" stroke=\"#d62728\" stroke-width=\"2\"/>\n";
-            svg += Text(isRight ? x - 10.0 : x + 10.0, at - 8.0,
-                        isRight ? " fill=\"#d62728\" text-anchor=\"end\"" : " fill=\"#d62728\"",
-                        PriceText(*mark.contract->price) + ": " + MoneyText(mark.contract->cell));
-        }
         svg += Text(Left, y, " class=\"worst-words\" fill=\"#d62728\"", "worst cell, " + WordsOf(mark));
         y += LineHeight;
     }

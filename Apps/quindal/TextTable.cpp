@@ -23,16 +23,27 @@ std::string Grouped(double value)
     return text;
 }
 
+namespace {
+
+// Nothing stands to the right of it that it could push away.
+bool EndsTheRow(const Cells& row, std::size_t cell)
+{
+    return std::all_of(row.begin() + static_cast<std::ptrdiff_t>(cell) + 1, row.end(),
+                       [](const std::string& further) { return further.empty(); });
+}
+
+} // namespace
+
 void WriteTable(std::ostream& out, const std::vector<Cells>& rows, std::size_t leftColumns)
 {
     std::vector<std::size_t> widths(rows.front().size(), 0);
     for (const Cells& row : rows)
         for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
+            if (i >= leftColumns || !EndsTheRow(row, i)) widths[i] = std::max(widths[i], row[i].size());
     for (const Cells& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string pad(widths[i] - row[i].size(), ' ');
+            const std::string pad(widths[i] - std::min(widths[i], row[i].size()), ' ');
             line += (i == 0 ? "" : "  ") + (i < leftColumns ? row[i] + pad : pad + row[i]);
         }
         line.erase(line.find_last_not_of(' ') + 1);

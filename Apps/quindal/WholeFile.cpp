@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -13,17 +14,35 @@ namespace quindal {
 
 namespace {
 
-[[noreturn]] void Fail(const std::string& file)
+[[noreturn]] void Fail(const std::string& file, const std::string& reason)
 {
-    throw InputError(file + ": cannot be written: " + std::generic_category().message(errno));
+    throw InputError(file + ": cannot be written: " + reason);
+}
+[[noreturn]] void Fail(const std::string& file) { Fail(file, std::generic_category().message(errno)); }
+
+// Where the name leads: a rename would put a file in the place of a link, a pipe or a device.
+std::string TargetOf(const std::string& file)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(file, error);
+    if (status.type() == fs::file_type::none) Fail(file, error.message());
+    if (status.type() == fs::file_type::directory) Fail(file, std::generic_category().message(EISDIR));
+    if (status.type() != fs::file_type::regular && status.type() != fs::file_type::not_found)
+        Fail(file, "it is no regular file");
+    fs::path target = file; // ends: links in a circle have no status
+    while (fs::is_symlink(fs::symlink_status(target, error)))
+        target = target.parent_path() / fs::read_symlink(target);
+    return target.string();
 }
 
-// A file of its own name in the same directory, so that the rename stays within one file system; it goes unless it has
-// taken its place.
+// A file of its own name in the directory of the target, so that the rename stays within one file system; it goes
+// unless it has taken the place of the target.
 class FileBeside
 {
 public:
-    explicit FileBeside(const std::string& file) : m_file(file), m_path(file + ".XXXXXX")
+    FileBeside(const std::string& file, const std::string& target)
+        : m_file(file), m_target(target), m_path(target + ".XXXXXX")
     {
         m_descriptor = ::mkstemp(m_path.data());
         if (m_descriptor < 0) Fail(m_file);
@@ -53,12 +72,13 @@ public:
         if (::fchmod(m_descriptor, 0666 & ~mask) != 0) Fail(m_file);
         const int descriptor = m_descriptor;
         m_descriptor = -1;
-        if (::close(descriptor) != 0 || std::rename(m_path.c_str(), m_file.c_str()) != 0) Fail(m_file);
+        if (::close(descriptor) != 0 || std::rename(m_path.c_str(), m_target.c_str()) != 0) Fail(m_file);
         m_inPlace = true;
     }
 
 private:
-    const std::string& m_file;
+    const std::string& m_file; // as it was asked for, which the errors name
+    const std::string& m_target;
     std::string m_path;
     int m_descriptor = -1;
     bool m_inPlace = false;
@@ -68,7 +88,8 @@ private:
 
 void WriteWhole(const std::string& file, std::string_view content)
 {
-    FileBeside beside(file);
+    const std::string target = TargetOf(file);
+    FileBeside beside(file, target);
     beside.Write(content);
     beside.PutInPlace();
 }

@@ -7,7 +7,8 @@
 namespace quindal {
 
 /// Writes the content beside the file and puts it in its place when it is complete: what stood there stays until then.
-/// Throws InputError that names the file and the reason.
+/// A symbolic link stays one, what it leads to is written; what is there and is no regular file is refused. Throws
+/// InputError that names the file and the reason.
 void WriteWhole(const std::string& file, std::string_view content);
 
 } // namespace quindal

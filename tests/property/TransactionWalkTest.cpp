@@ -1,5 +1,8 @@
 // Days of random changes over random markets: what is committed is what a repository filled with the changed parameters
 // has, and until then nobody sees anything of it.
+#include <utility>
+#include <vector>
+
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
@@ -37,6 +40,37 @@ RC_GTEST_PROP(TransactionWalk, CommitsWhatAFreshRepositoryWouldHave, ())
         const auto committed = Differences(*repository, *fresh);
         if (!committed.empty()) RC_FAIL("committed: " + TextOf(committed));
     }
+}
+
+// Options that come at any time of a transaction have the values of the view that they come to.
+RC_GTEST_PROP(TransactionWalk, TakesNewOptionsAlong, ())
+{
+    plain::Market market = random_market::Make();
+    std::vector<OptionSample> held = std::exchange(market.options, {});
+    const auto repository = MakeRepository(market);
+    const auto insertSome = [&] {
+        while (!held.empty() && !random_market::OnceIn(3)) {
+            RC_ASSERT(held.back().InsertInto(*repository) == 0);
+            market.options.push_back(held.back());
+            held.pop_back();
+        }
+    };
+    insertSome();
+    random_changes::Day(*repository, market).ChangeSome();
+    insertSome();
+    random_changes::AskSome(*repository, eCurrent);
+    RC_ASSERT(repository->UpdateComplete() == 0);
+    for (int times = 0; times < 2; ++times) {
+        insertSome();
+        random_changes::AskSome(*repository, eCurrent);
+        repository->AdoptNewcomers();
+        const auto changed = InstrumentDifferences({*repository, eNew}, {*MakeRepository(market)});
+        if (!changed.empty()) RC_FAIL("new: " + TextOf(changed));
+    }
+    insertSome();
+    repository->ReleaseChanged();
+    const auto committed = Differences(*repository, *MakeRepository(market));
+    if (!committed.empty()) RC_FAIL("committed: " + TextOf(committed));
 }
 
 // What is released without having been recomputed has the new parameters and the profiles of the last recomputation,

@@ -48,8 +48,16 @@ public:
                b.currentMinimalTimeValueForShiftCoefficientRecalc);
         Values("isin of the shift", a.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin,
                b.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin);
+        Values("collateral flag of the shift",
+               a.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsCollateral,
+               b.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsCollateral);
+        Values("time of the limits", a.currentMinimalTimeValueForConcentrationLimitRecalc,
+               b.currentMinimalTimeValueForConcentrationLimitRecalc);
         Values("isin of the limits", a.currentFuturesWithMinimalTimeValueForConcentrationLimitRecalcIsin,
                b.currentFuturesWithMinimalTimeValueForConcentrationLimitRecalcIsin);
+        Values("collateral flag of the limits",
+               a.currentFuturesWithMinimalTimeValueForConcentrationLimitRecalcIsCollateral,
+               b.currentFuturesWithMinimalTimeValueForConcentrationLimitRecalcIsCollateral);
         Values("SpotPrice", a.SpotPrice, b.SpotPrice);
         Values("CFRisk", a.CFRisk, b.CFRisk);
         Values("optionModel", static_cast<int>(a.optionModel), static_cast<int>(b.optionModel));
@@ -84,14 +92,38 @@ public:
     {
         const In in(*this, "series " + a.Code);
         using Series = kv7im::CSpecVirtFutures;
-        for (const auto field : {&Series::A,          &Series::B,      &Series::C,
-                                 &Series::D,          &Series::E,      &Series::S,
-                                 &Series::A_Bach,     &Series::B_Bach, &Series::C_Bach,
-                                 &Series::D_Bach,     &Series::E_Bach, &Series::S_Bach,
-                                 &Series::M_Bach,     &Series::SqrtT,  &Series::VolatilityRisk,
-                                 &Series::StrikeStep, &Series::R,      &Series::VolatilityRiskMismatch,
-                                 &Series::MoneyCoef,  &Series::R2,     &Series::TimeToExpiration})
+        for (const auto field : {&Series::A,
+                                 &Series::B,
+                                 &Series::C,
+                                 &Series::D,
+                                 &Series::E,
+                                 &Series::S,
+                                 &Series::A_Bach,
+                                 &Series::B_Bach,
+                                 &Series::C_Bach,
+                                 &Series::D_Bach,
+                                 &Series::E_Bach,
+                                 &Series::S_Bach,
+                                 &Series::M_Bach,
+                                 &Series::SqrtT,
+                                 &Series::VolatilityRisk,
+                                 &Series::StrikeStep,
+                                 &Series::R,
+                                 &Series::VolatilityRiskMismatch,
+                                 &Series::MoneyCoef,
+                                 &Series::R2,
+                                 &Series::TimeToExpiration,
+                                 &Series::MinStepPrice,
+                                 &Series::InterestRateRiskUp,
+                                 &Series::InterestRateRiskDown,
+                                 &Series::ProjectedSpotDiscount,
+                                 &Series::InterestRate2RiskUp,
+                                 &Series::InterestRate2RiskDown})
             Values("parameter", a.*field, b.*field);
+        Values("UseNullVolat", a.UseNullVolat, b.UseNullVolat);
+        Values("ExpClearingsSA", a.ExpClearingsSA, b.ExpClearingsSA);
+        Values("ExpClearingsBF", a.ExpClearingsBF, b.ExpClearingsBF);
+        Values("ExpClearingsCC", a.ExpClearingsCC, b.ExpClearingsCC);
         Values("IsInSpread", a.IsInSpread, b.IsInSpread);
         Values("EnforceHalfNetting", a.EnforceHalfNetting, b.EnforceHalfNetting);
         Values("deliveries", a.WeHaveToPrecalcDeliveryRisks(), b.WeHaveToPrecalcDeliveryRisks());

@@ -106,6 +106,9 @@ public:
     // type with two bits above bit 0; Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for a copying call without `arr`; then those of
     // the operation. The code of a participant that is no code at all throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS).
 
+    // The book. A client is read from the one that its margin is made of: where premium-style options stay out of the
+    // margin (IsNotUseNOV), that is the book without them. A firm and a settlement account have one book.
+
     // Of a client's book, by the code of a series, where it is looked up as such.
     // Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND for an unknown one, before the client is looked for;
     // Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND. The two differ in name only: the
@@ -155,8 +158,8 @@ public:
                                                                   const char* Code, double* arr, std::size_t& pointsNum,
                                                                   _ExtraRisksInfo& xInfo) const;
 
-    // Of one contract of an instrument, in prices: its profile of a level. A level outside the enumeration gives
-    // Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, behind the checks of every operation.
+    // Of one contract of an instrument, in prices: its profile of a level. A level outside the enumeration counts with
+    // the null texts: Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, before the array is asked for.
 
     /// Of a futures, Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND, or of an option as GetOptionRisksArray has it.
     [[nodiscard]] std::int32_t GetRiskPoints(eChooseRiskType riskType, const char* instrCode, bool isOption,
@@ -202,10 +205,11 @@ private:
                                                       const kv7im::CSpecBaseContract& baseContract,
                                                       eChooseRiskType riskType, std::size_t& pointsNum,
                                                       std::size_t& scenarioNum, _ExtraRisksInfo& xInfo);
-    /// The search through a participant's book.
-    [[nodiscard]] std::vector<double> ToVector(const ParticipantBase* participant, const std::string& instrument,
-                                               eChooseRiskType riskType, std::size_t& pointsNum,
-                                               std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
+    /// The search through a book of the participant.
+    [[nodiscard]] std::vector<double> ToVector(const ParticipantBase* participant, const kv7im::Portfolio& book,
+                                               const std::string& instrument, eChooseRiskType riskType,
+                                               std::size_t& pointsNum, std::size_t& scenarioNum,
+                                               _ExtraRisksInfo& xInfo) const;
 
     /// A node with matrices and the base contract that corrects it; two nulls where there is none.
     struct NodeWithMatrices

@@ -5,11 +5,10 @@
 // margins of the parts standing alone. The book is only read.
 //
 // Always true:  the shares add up to the unrounded margin, but for the rounding of the additions.
-// Numbers:      money. In a margin or a share a loss is positive and a gain, which takes away from the margin,
-// negative;
-//               in a cell, an outcome or a grid a loss is negative. Prices are those of the instruments.
+// Numbers:      money. In a margin or a share a loss is positive, and a gain, which takes away from the margin, is
+//               negative. In a cell, an outcome or a grid a loss is negative. Prices are those of the instruments.
 // Scope:        a book in its plain mode, whose positions and orders entered it by the participant's present
-// parameters.
+//               parameters.
 #pragma once
 
 #include <cstddef>
@@ -68,21 +67,23 @@ struct ContractOutcome
         PricePoint,  // the result at a point of the price grid
         StressPoint, // a stress point
         EdgeFloor,   // a stress point that is lifted to what the edge of the grid implies: pricePoint is the edge
-        Nothing,     // a gain that is cut, or nothing lost
+        Nothing,     // a gain of which the MCS keeps nothing, or nothing lost
     };
 
     std::string code;
     Kind kind = Kind::Nothing;
+    bool isCut = false; // the gain of which the MCS keeps nothing
     double money = 0.0; // what it gives, before the ratio of the entity
     std::optional<kv7im::SpecialRiskPoints::MappingPoint> stressPoint;
     std::optional<std::size_t> pricePoint; // column of the grid
     std::optional<double> price;           // of the grid's futures at that column
     bool isDelivery = false;               // the result with deliveries is the worse one there
-    std::optional<std::size_t> scenario;   // volatility row, where it is no delivery that is worst
+    std::optional<std::size_t> scenario;   // volatility row; none where deliveries leave all rows equal
     std::optional<std::size_t> rateRow;    // stress of the rates, where it takes something: 0 up, 1 down
     std::optional<std::size_t> mismatchRow;
-    double cell =
-        0.0; // result at the price point before stresses and curvature: a point of the polyline of the scenario
+    /// Result at the price point before stresses and curvature; where no delivery is worse a cell of the contract's
+    /// grid.
+    double cell = 0.0;
     std::vector<PartOutcome> parts; // of those futures and series of which there is something to say
 };
 
@@ -123,8 +124,10 @@ struct MarginShare
     std::size_t entity = 0;    // index among the entities
     double volatility = 0.0;   // part of the volatility margin; 0 for a side that does not count
     double delivery = 0.0;
-    double margin = 0.0;  // part of the unrounded margin
-    bool isGated = false; // half netting takes nothing of it in a cell that counts, or only of its stresses
+    double margin = 0.0; // part of the unrounded margin
+    // Of its gain in a cell that counts nothing is kept, or only what the option value adds to the curvature: half
+    // netting takes losses only, and so do the tails ZL and ZR of an MCS, with a window or without one.
+    bool isGated = false;
 };
 
 /// How far netting goes.

@@ -3,10 +3,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <initializer_list>
-#include <string_view>
 
+#include "BoundaryValues.h"
 #include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "Risk.h"
@@ -27,11 +26,6 @@ using kv7im::AccessByStatus;
     return std::popcount(static_cast<std::uint32_t>(riskType) >> 1U) <= 1;
 }
 
-[[nodiscard]] bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
-{
-    return std::ranges::find(Enums::PossibleClientRiskLevelValues, level) != Enums::PossibleClientRiskLevelValues.end();
-}
-
 /// What an operation is asked for: the type, the texts, the array, and by its sizes on entry the kind of the call.
 struct Request
 {
@@ -47,6 +41,12 @@ struct Request
                !IsClientRiskLevel(level);
     }
 };
+
+/// The book that the client's margin is made of: without premium-style options where they stay out of the margin.
+[[nodiscard]] const kv7im::Portfolio& MarginBookOf(const BraskClient& client) noexcept
+{
+    return client.IsNotUseNOV() ? client.GetPortfolioWithoutEquityOptions() : client.GetPortfolio();
+}
 
 /// The course of every operation: the checks, then `find`, which gives a code and fills in the result, and a copy of
 /// the whole of it, whatever the sizes were on entry.
@@ -64,12 +64,6 @@ template <class Find>
         if (code == Z9ERR_OK && request.isCopyingCall) std::ranges::copy(result, request.arr);
     }
     return static_cast<std::int32_t>(code);
-}
-
-/// As the exchange's records hold it.
-[[nodiscard]] std::string_view AccountId(const char* text) noexcept
-{
-    return {text, strnlen(text, sizeof(t_settlement_account) - 1)};
 }
 
 } // namespace
@@ -121,7 +115,7 @@ std::int32_t CCalcGO::GetClientVfOrDeliveryRisksArray(eChooseRiskType riskType, 
         const Z9ERR missing = FindClient(Code, client);
         if (missing != Z9ERR_OK) return missing;
 
-        const NodeWithMatrices found = FindNodeOfSeries(client->GetPortfolio(), instrCode);
+        const NodeWithMatrices found = FindNodeOfSeries(MarginBookOf(*client), instrCode);
         if (found.node != nullptr)
             result = ToVector(*found.node, *found.baseContract, riskType, pointsNum, scenarioNum, xInfo);
         else
@@ -138,8 +132,9 @@ std::int32_t CCalcGO::GetFutOrMcsOrMmsRisksArray(eChooseRiskType riskType, const
     return Answer({riskType, {instrCode, Code}, arr, isCopyingCall}, [&](std::vector<double>& result) -> Z9ERR {
         const BraskClient* client = nullptr;
         const Z9ERR missing = FindClient(Code, client);
-        if (missing == Z9ERR_OK) result = ToVector(client, instrCode, riskType, pointsNum, scenarioNum, xInfo);
-        return missing;
+        if (missing != Z9ERR_OK) return missing;
+        result = ToVector(client, MarginBookOf(*client), instrCode, riskType, pointsNum, scenarioNum, xInfo);
+        return Z9ERR_OK;
     });
 }
 
@@ -159,7 +154,7 @@ std::int32_t CCalcGO::GetBrokerRisksArray(eChooseRiskType riskType, const char* 
         const BraskBroker* const broker =
             participantRepository_.SearchBroker(CodeParser<BrokerCode>(brokerCode).Parse());
         if (broker == nullptr) return Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND;
-        result = ToVector(broker, instrCode, riskType, pointsNum, scenarioNum, xInfo);
+        result = ToVector(broker, broker->GetPortfolio(), instrCode, riskType, pointsNum, scenarioNum, xInfo);
         return Z9ERR_OK;
     });
 }
@@ -170,9 +165,10 @@ std::int32_t CCalcGO::GetSettlementAccountRisksArray(eChooseRiskType riskType, c
 {
     const bool isCopyingCall = pointsNum != 0 && scenarioNum != 0;
     return Answer({riskType, {instrCode, Code}, arr, isCopyingCall}, [&](std::vector<double>& result) -> Z9ERR {
-        const BraskSettlementAccountPtr account = participantRepository_.SearchSettlementAccountById(AccountId(Code));
+        const BraskSettlementAccountPtr account =
+            participantRepository_.SearchSettlementAccountById(AccountId(Code).c_str());
         if (account == nullptr) return Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND;
-        result = ToVector(account.get(), instrCode, riskType, pointsNum, scenarioNum, xInfo);
+        result = ToVector(account.get(), account->GetPortfolio(), instrCode, riskType, pointsNum, scenarioNum, xInfo);
         return Z9ERR_OK;
     });
 }

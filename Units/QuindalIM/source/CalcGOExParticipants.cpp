@@ -1,10 +1,9 @@
 // The calculator's participants: registration, changed parameters, positions, orders and the margins that come of them.
 #include "CalcGOEx.h"
 
-#include <algorithm>
-#include <array>
 #include <string>
 
+#include "BoundaryValues.h"
 #include "MarginOrchestrator.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
@@ -17,21 +16,6 @@ namespace QuindalIM {
 
 namespace {
 
-/// Id of a settlement account as the exchange's records hold it: the first twelve characters of a text.
-class AccountId
-{
-public:
-    explicit AccountId(const char* text) noexcept
-    {
-        for (std::size_t i = 0; i + 1 < m_text.size() && text[i] != '\0'; ++i)
-            m_text[i] = text[i];
-    }
-    [[nodiscard]] const char* c_str() const noexcept { return m_text.data(); }
-
-private:
-    std::array<char, sizeof(t_settlement_account)> m_text{};
-};
-
 [[nodiscard]] bool IsMarginRule(Enums::MarginRule rule) noexcept
 {
     using enum Enums::MarginRule;
@@ -42,11 +26,6 @@ private:
 {
     using enum Enums::SpreadMarginType;
     return type == Unused || type == HalfNetting || type == Netting;
-}
-
-[[nodiscard]] bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
-{
-    return std::ranges::find(Enums::PossibleClientRiskLevelValues, level) != Enums::PossibleClientRiskLevelValues.end();
 }
 
 void SetSpreadParameters(ParticipantBase& participant, Enums::SpreadMarginType calendarSpreadMarginType,

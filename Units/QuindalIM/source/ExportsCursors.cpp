@@ -1,11 +1,11 @@
 // Exported functions: the cursors that read currencies, base contracts and futures back.
 #include "QuindalIM.h"
 
-#include <algorithm>
 #include <array>
 #include <limits>
 #include <string>
 
+#include "BoundaryValues.h"
 #include "CalcGOConsts.h"
 #include "CodeBuffers.h"
 #include "CursorFrame.h"
@@ -22,9 +22,7 @@ namespace {
 
 [[nodiscard]] double LimitAt(const kv7im::CSpecFutures& futures, Enums::ClientRiskLevel level)
 {
-    const auto& levels = Enums::PossibleClientRiskLevelValues;
-    const bool exists = std::find(levels.begin(), levels.end(), level) != levels.end();
-    return exists ? futures.Limit[level] : std::numeric_limits<double>::quiet_NaN();
+    return IsClientRiskLevel(level) ? futures.Limit[level] : std::numeric_limits<double>::quiet_NaN();
 }
 
 /// Code of the futures that this one tracks; empty when it tracks none.

@@ -6,7 +6,7 @@
 // part. What a cut leaves nothing of is marked. The parts of a cell add up to the cell.
 //
 // Numbers:      money, a loss is negative. A delivery outcome that is out of every scenario is the largest finite
-// double.
+//               double.
 #pragma once
 
 #include <array>

@@ -17,7 +17,7 @@ bool IsAboveTheMarket(std::size_t point) noexcept
     return point == MappingPoint::PnL2U || point == MappingPoint::PnL3U;
 }
 
-// Stress points no better than the edges of the row imply, by the rule of the engine, so that a point that is lifted is
+// Stress points no worse than the edges of the row imply, by the rule of the engine, so that a point that is lifted is
 // told by its bits.
 std::array<double, MappingPoint::MappingSize> Corrected(const std::array<double, MappingPoint::MappingSize>& points,
                                                         const std::vector<double>& row, const Contract& contract,
@@ -33,6 +33,14 @@ std::array<double, MappingPoint::MappingSize> Corrected(const std::array<double,
     std::array<double, MappingPoint::MappingSize> result{};
     std::copy_n(corrected.pData(), result.size(), result.begin());
     return result;
+}
+
+// The volatility row means something to the cell unless it is the same in all of them.
+bool RowsDiffer(const Grid& cells, std::size_t column) noexcept
+{
+    for (std::size_t row = 1; row < cells.Rows(); ++row)
+        if (cells.At(row, column) != cells.At(0, column)) return true;
+    return false;
 }
 
 } // namespace
@@ -82,7 +90,8 @@ void Outline::ShareCell(std::size_t column, double factor, Trail& trail) const
     outcome.price = m_contract.futures->CalculatePointX(column, m_level);
     outcome.isDelivery = IsDelivery(column);
     ShareCollapsed(outcome.isDelivery ? *m_contract.delivery : *m_contract.volatility, column, factor, trail);
-    if (outcome.isDelivery) outcome.scenario.reset();
+    if (outcome.isDelivery && !RowsDiffer(m_contract.delivery->Cells()[Table::Volatility], column))
+        outcome.scenario.reset();
 }
 
 void Outline::ShareRow(std::size_t column, double factor, Trail& trail) const
@@ -102,7 +111,8 @@ void Outline::SharePoint(std::size_t point, double factor, Trail& trail) const
         m_pointsNode.SharePoint(point, own, trail);
         return;
     }
-    // Within its tier the floor is proportional to the edge; an edge of 0 implies no loss at all.
+    // The floor is shared out in proportion to what each has at the edge; beyond the first concentration limit that is
+    // an average and not the slope. An edge of 0 implies no loss at all.
     outcome.kind = ContractOutcome::Kind::EdgeFloor;
     const std::size_t edge = IsAboveTheMarket(point) ? m_collapsed.size() - 1 : 0;
     if (m_collapsed[edge] != 0.0) ShareCell(edge, own * (corrected / m_collapsed[edge]), trail);
@@ -170,7 +180,8 @@ void GroupMember::Share(const Source& source, double factor, Trail& trail) const
     trail.Contract().money = ValueOf(source);
     if (source.kind == Source::Kind::Nothing) return;
     if (source.lossesOnly && ResultOf(source) >= 0.0) {
-        if (ResultOf(source) > 0.0) m_outline.Gate(trail);
+        trail.Contract().isCut = ResultOf(source) > 0.0;
+        if (trail.Contract().isCut) m_outline.Gate(trail);
         return;
     }
     if (source.kind == Source::Kind::Row)

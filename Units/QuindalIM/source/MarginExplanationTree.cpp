@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <tuple>
 
 #include "Portfolio.h"
 #include "RiskParticipant.h"
 #include "SpecOption.h"
+#include "currencytype.h"
 
 namespace QuindalIM::explanation {
 
@@ -111,8 +111,10 @@ std::size_t BookTree::OrdersItem(const std::string& code, Isin isin, const CSpec
     item.instrument = code;
     item.isin = isin;
     item.kind = MarginShare::Kind::Orders;
+    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
     for (const auto& [key, info] : position.GetOrders())
-        item.quantity += std::abs(info.deltaQuantity);
+        item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
+                                               : WrappingAdd(item.quantity, info.deltaQuantity);
     m_items.push_back(item);
     return m_items.size() - 1;
 }

@@ -123,11 +123,10 @@ std::vector<double> CCalcGO::ToVector(const kv7im::RiskNodeBase& node, const kv7
     return ToVector(side.row, side.points, pointsNum, scenarioNum, xInfo);
 }
 
-std::vector<double> CCalcGO::ToVector(const ParticipantBase* participant, const std::string& instrument,
-                                      eChooseRiskType riskType, std::size_t& pointsNum, std::size_t& scenarioNum,
-                                      _ExtraRisksInfo& xInfo) const
+std::vector<double> CCalcGO::ToVector(const ParticipantBase* participant, const kv7im::Portfolio& book,
+                                      const std::string& instrument, eChooseRiskType riskType, std::size_t& pointsNum,
+                                      std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const
 {
-    const kv7im::Portfolio& book = participant->GetPortfolio();
     const auto fromStored = [&](const auto& node) {
         const RowAndPoints side = SideOf(node, riskType);
         return ToVector(side.row, side.points, pointsNum, scenarioNum, xInfo);

@@ -64,8 +64,9 @@ public:
     [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
     [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
 
-    /// What the ledger of deals reads of the firm: whether a deal may move its limit, and whether its free money is
-    /// looked at. Both are true until they are set.
+    /// What the host asks of the firm before it hands a deal in and writes a calculated money: whether its limit moves
+    /// with the deal (money_orchestrator::UpdateMoney), and whether its free money is looked at
+    /// (BraskCollateralChecker::CheckCollateral). Nothing here asks for them. Both are true until they are set.
     void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
     {
         changeLimit = changeLimit_;
@@ -124,8 +125,8 @@ private:
     const BraskSettlementAccountPtr settlementAccount;
     COrderManager orderManager;
     const BrokerCode brokerCode_;
-    bool changeLimit = true; // a deal moves the firm's limit
-    bool checkLimit = true;  // its free money is looked at
+    bool changeLimit = true; // a deal moves the firm's limit; carried for the host
+    bool checkLimit = true;  // its free money is looked at; carried for the host
     TClientsMap clients_;
     t_weight_int expWeightClientDefault_; // for clients with ExpWeight -1.00
     t_bprice_int GORatio_{1};             // multiplier of the firm's GO

@@ -1,5 +1,5 @@
 // BraskCollateralChecker: which code a participant's level reports when its free money runs short, and whether that is
-// looked at.
+// looked at. The host asks it before it hands a deal in: a deal that was made is booked whatever money is left.
 #pragma once
 
 #include <string>

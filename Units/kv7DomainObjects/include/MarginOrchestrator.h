@@ -110,20 +110,21 @@ void UpdateDealReserve(BraskClient& client, Isin isin, t_bprice_int price, std::
 /// own, and carries the changes of losses and of GO up. The isin is marked at each participant, which from then on
 /// reads it from the new objects; an account under Netting does its part once a pass, whichever firm comes first.
 /// useRealCalcPrice: settlement prices take the place of the average ones. A client that fails, with a code or an
-/// exception, is logged, and the others go on; what its book holds then is what the levels above hold of it. Without
-/// memory the book stays on the old objects and the isin unmarked, so that a second call for the same isin makes up for
-/// it; a call that finds nothing left to do changes nothing. Gives the code of the first client that failed, else that
-/// of the firm's own book, else of the account's, else 0.
+/// exception, is logged, and the others go on; what its book holds then is what the levels above hold of it, but for a
+/// series standing alone that has dropped out of it, whose losses they keep. Without memory the book stays on the old
+/// objects and the isin unmarked, so that a second call for the same isin makes up for it; a call that finds nothing
+/// left to do changes nothing. Gives the code of the first client that failed, else that of the firm's own book, else
+/// of the account's, else 0.
 [[nodiscard]] Z9ERR RecalcBrokerByIsin(BraskBroker& broker, Isin isin, bool useRealCalcPrice);
 /// The same for the positions of a settlement account under Netting, which may have no firm below it: once a pass.
 [[nodiscard]] Z9ERR RecalcSettlementAccountByIsin(BraskSettlementAccount& account, Isin isin, bool useRealCalcPrice);
 
 /// The whole pass, to be called after UpdateComplete: recalculates every futures of every family that is open, and
 /// every futures that stands in a multileg with one of them, in all books; then releases the changes and ends the pass.
-/// Gives the first code that a book answered with, or 0. Where some book could not leave the old objects the changes
-/// are not released and the pass stays open: the code then is Z9ERR_COMMON_INTERNAL_ERROR or the one that was met, and
-/// the call may be repeated. No position may be set before it has succeeded. Throws what an allocation above the
-/// clients throws; it may be repeated then too.
+/// useRealCalcPrice acts on the families that are open. Gives the first code that a book answered with, or 0; but
+/// Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY where some book could not leave the old objects: the changes are not released
+/// then, the pass stays open, and the call may be repeated. No position may be set before it has succeeded. Throws what
+/// an allocation above the clients throws; it may be repeated then too.
 [[nodiscard]] Z9ERR RecalcChangedInstruments(ParticipantRepository& participants,
                                              kv7im::InstrumentsRepository& instruments, bool useRealCalcPrice);
 /// True while some book stands on objects that ReleaseChanged would destroy.

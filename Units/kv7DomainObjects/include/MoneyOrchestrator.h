@@ -128,11 +128,17 @@ void AdjustFee(BraskClient& client, t_bround_int delta);
 /// record of the client. isin is that of the instrument, instrument what was traded: null after a throw. An instrument
 /// without legs books nothing and costs nothing.
 ///
-/// Gives the code of the risk books, or what they would say before anything is booked: Z9ERR_INSTRUMENT_ABSENT for a
-/// leg that they do not know. Throws CZ9Error for an unknown instrument and for prices that cannot be worked out, and
-/// what an allocation throws: accounting and money of all three levels are then as they were, but for flat records,
-/// which mean nothing. Memory that ends in the risk books, the last step, leaves the deal booked and the books on their
-/// way: levels above may stay behind (margin_orchestrator).
+/// Whether there is money for it is not looked at: the host asks the levels (BraskCollateralChecker) beforehand.
+///
+/// Gives the code of the risk books, or a code before anything is booked, with no trace left: Z9ERR_INSTRUMENT_ABSENT
+/// for a leg that the risk books do not know; Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND where the client, or a level
+/// above under Netting, holds contracts of a leg in its risk book that its accounting knows nothing of: the deal would
+/// take their place, so positions that deals go on from come by InsertPosition. Throws CZ9Error for an unknown
+/// instrument and a fee beyond 64 bits, as early; for a price that is no amount (Z9ERR_COMMON_WRONG_ARGUMENTS), prices
+/// that cannot be worked out and sums beyond 64 bits; and what an allocation throws. Accounting and money of all three
+/// levels are then as they were; from the price on, flat records of the legs may stay, which hold nothing, but a later
+/// InsertPosition for such an isin is a second one. Memory that ends in the risk books, the last step, leaves the deal
+/// booked and the books on their way: levels above may stay behind (margin_orchestrator).
 [[nodiscard]] Z9ERR ProcessTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price,
                                  std::int64_t quantity, const pos::SyntheticDealPrices& syntheticPrices,
                                  LinkedAssumedVectors& vectors, Isin& isin, const pos::SInstrTRD*& instrument);
@@ -153,15 +159,19 @@ void AdjustFee(BraskClient& client, t_bround_int delta);
 /// record counts at every level above that is not under Netting; a level under Netting has records of its own, which
 /// come with the other two. Their code is 0, and the record is ignored, under any other rule. A second record of the
 /// participant for an isin throws Z9ERR_POSITION_CALCULATOR_POSITION_ALREADY_EXISTS, an unknown isin
-/// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, and Z9ERR_INSTRUMENT_ABSENT is given where the risk books do not know it;
-/// nothing changes then. Memory that ends behind the participant's own record leaves the levels above behind it.
+/// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, contracts that a level above cannot count Z9ERR_COMMON_OVERFLOW, and
+/// Z9ERR_INSTRUMENT_ABSENT is given where the risk books do not know it; nothing changes then. Memory that ends behind
+/// the participant's own record leaves the levels above behind it.
 [[nodiscard]] Z9ERR InsertPosition(BraskClient& client, const SPosition& position);
 [[nodiscard]] Z9ERR InsertPosition(BraskBroker& broker, const SPosition& position);
 [[nodiscard]] Z9ERR InsertPosition(BraskSettlementAccount& account, const SPosition& position);
 
 /// After a clearing: the VM of all levels has been paid. Every position stands at its settlement price, with what it
 /// holds as the quantity of the last clearing; VM and reserves are 0. The risk books take the new prices from their
-/// next recalculation with settlement prices on (margin_orchestrator::RecalcBrokerByIsin), or trade by trade.
+/// next recalculation with settlement prices on (margin_orchestrator::RecalcBrokerByIsin), or trade by trade. Goes
+/// firm by firm, the clients of each before it, and then through the accounts. A volume that does not fit
+/// (Z9ERR_COMMON_OVERFLOW) or memory that ends is thrown: the levels walked by then are refreshed, the others are as
+/// they were, and the whole may be repeated once the reason is gone.
 void RefreshPositions(ParticipantRepository& repository);
 
 } // namespace money_orchestrator

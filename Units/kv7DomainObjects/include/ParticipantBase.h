@@ -132,7 +132,8 @@ protected:
     /// DelMoney and DelAll: no money at all. Set and ChangeBy: the amount, or that much more, where flag is set.
     Z9ERR ChangeAmountMoney(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount);
     Z9ERR ChangeTradingLimits(const MSChangeBFLimitInt& message);
-    /// Set and ChangeBy only. A text that is no amount gives the code of reading it, with nothing changed.
+    /// Set and ChangeBy only. A text that is no amount gives the code of reading it, one with a zero in it
+    /// Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
     Z9ERR ChangeTradingLimits(const MSChangeBFLimitNTA& message);
 
     BraskCollateralChecker CollateralChecker;

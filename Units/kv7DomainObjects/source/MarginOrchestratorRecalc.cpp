@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <set>
+#include <exception>
+#include <map>
 
 #include "InstrumentsRepository.h"
 #include "MarginRoad.h"
@@ -123,37 +124,51 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 {
     const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
 
+    // A level that takes losses finds out from the new objects what the isin belongs to. Marked first: once the clients
+    // have told their changes nothing may fail on the way to those who shall hear them.
+    const bool takesLosses = SomeLevelTakesLosses(broker, *account);
+    if (takesLosses && broker.GetMarginRule() != Enums::MarginRule::Netting)
+        broker.GetInstrumentsForUpdate().SetRecalculated(isin);
+    if (account->GetMarginRule() == Enums::MarginRule::HalfNetting)
+        account->GetInstrumentsForUpdate().SetRecalculated(isin);
+
     // The clients that hold the futures.
     kv7im::RolledUpRisksVector deltas;
-    const bool takesLosses = SomeLevelTakesLosses(broker, *account);
     Outcome outcome;
     for (BraskClient* const client : broker.EnumerateClientsToRecalc(isin))
         outcome.Add(RecalcClient(*client, isin, useRealCalcPrice, takesLosses, deltas));
 
-    // The levels above. One that takes losses finds out from the new objects what the isin belongs to.
-    for (ParticipantBase* const level :
-         {static_cast<ParticipantBase*>(&broker), static_cast<ParticipantBase*>(account.get())})
-        if (takesLosses && level->GetMarginRule() != Enums::MarginRule::Netting)
-            level->GetInstrumentsForUpdate().SetRecalculated(isin);
+    // The levels above. A firm whose own book fails must not keep the account from the changes of the clients, which
+    // are told once only.
+    std::exception_ptr failureOfFirm;
     CarryUpFromClients(
-        broker, *account, deltas, [&] { KeepFirst(outcome.code, RecalcOwnPortfolio(broker, isin, useRealCalcPrice)); },
+        broker, *account, deltas,
+        [&] {
+            try {
+                KeepFirst(outcome.code, RecalcOwnPortfolio(broker, isin, useRealCalcPrice));
+            } catch (...) {
+                failureOfFirm = std::current_exception();
+            }
+        },
         [&] { KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, useRealCalcPrice)); });
+    if (failureOfFirm != nullptr) std::rethrow_exception(failureOfFirm);
     return outcome;
 }
 
-// Futures of the families that are open. The orders in a multileg remember the prices of both its legs, so a leg goes
-// with the other one even where its own family has not changed.
-std::set<Isin> FuturesToRecalculate(const kv7im::InstrumentsRepository& instruments)
+// Futures that a pass takes anew, and whether they are of a family that is open. The orders in a multileg remember the
+// prices of both its legs, so a leg goes with the other one even where its own family has not changed; its positions
+// keep their prices then.
+std::map<Isin, bool> FuturesToRecalculate(const kv7im::InstrumentsRepository& instruments)
 {
-    std::set<Isin> isins;
+    std::map<Isin, bool> isOpen;
     for (const kv7im::FuturesNode& node : instruments.RangeFuturesByStatus(kv7im::Status::WasChanged)) {
-        isins.insert(node.GetIsin());
+        isOpen[node.GetIsin()] = true;
         for (const kv7im::CSpecMultileg& multileg : instruments.RangeMultilegByFirstLegIsin(node.GetIsin()))
-            isins.insert(multileg.GetSecondLegIsin());
+            isOpen.try_emplace(multileg.GetSecondLegIsin(), false);
         for (const kv7im::CSpecMultileg& multileg : instruments.RangeMultilegBySecondLegIsin(node.GetIsin()))
-            isins.insert(multileg.GetFirstLegIsin());
+            isOpen.try_emplace(multileg.GetFirstLegIsin(), false);
     }
-    return isins;
+    return isOpen;
 }
 
 bool HasBooksToRecalculate(BraskBroker& firm)
@@ -166,8 +181,8 @@ bool HasBooksToRecalculate(BraskBroker& firm)
     });
 }
 
-// An account may be shared with another calculator, the one of firms without an account; it is never marked, and not
-// touched.
+// The account of firms without one is shared with other calculators: it is under Gross, so it is never marked, and its
+// set is not written here.
 void EndRecalculationOf(ParticipantBase& participant) noexcept
 {
     kv7im::InstrumentsRepositoryWrapper& instruments = participant.GetInstrumentsForUpdate();
@@ -194,17 +209,18 @@ Z9ERR RecalcChangedInstruments(ParticipantRepository& participants, kv7im::Instr
                                bool useRealCalcPrice)
 {
     // All books, from the clients upward; then accounts that no firm has led to.
+    instruments.AdoptNewcomers();
     Outcome outcome;
-    for (const Isin isin : FuturesToRecalculate(instruments)) {
+    for (const auto& [isin, isOpen] : FuturesToRecalculate(instruments)) {
+        const bool settles = useRealCalcPrice && isOpen;
         for (BraskBroker& firm : participants.EnumerateBrokers())
-            outcome.Add(RecalcBroker(firm, isin, useRealCalcPrice));
+            outcome.Add(RecalcBroker(firm, isin, settles));
         for (const BraskSettlementAccountPtr& account : participants.EnumerateSettlementAccounts())
-            KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, useRealCalcPrice));
+            KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, settles));
     }
 
     // Nobody needs the old objects any more, or they stay.
-    if (outcome.unfinished || HasBooksToRecalculate(participants))
-        return outcome.code != Z9ERR_OK ? outcome.code : Z9ERR_COMMON_INTERNAL_ERROR;
+    if (outcome.unfinished || HasBooksToRecalculate(participants)) return Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY;
     instruments.ReleaseChanged();
     EndRecalculation(participants);
     return outcome.code;

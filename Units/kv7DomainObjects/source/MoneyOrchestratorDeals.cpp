@@ -1,5 +1,6 @@
 // A deal on its way through the accounting of client, firm and settlement account, and on into their risk books.
 #include <array>
+#include <vector>
 
 #include "MarginOrchestrator.h"
 #include "MoneyLevels.h"
@@ -69,19 +70,32 @@ struct Deal
     Legs legs;
 };
 
-// A leg as the client's accounting knows it, with a record of it at each level.
-void AddLeg(Deal& deal, Isin isin)
+// A position that was put into a book by itself is unknown to the accounting, and a deal would take its place there.
+[[nodiscard]] bool StandsInBookAlone(const ParticipantBase& participant, Isin isin)
 {
-    deal.legs.emplace_back(*EnsureRecord(deal.client, isin).instr);
-    EnsureRecord(deal.client.GetBroker(), isin);
-    if (HasPositions(*deal.account)) EnsureRecord(*deal.account, isin);
+    return participant.GetPositionCalculator().getPosition(isin) == nullptr &&
+           margin_orchestrator::GetPositionQuantity(participant, isin) != 0;
 }
 
-[[nodiscard]] bool BooksKnowLegs(const Deal& deal)
+// What speaks against a deal in the leg, before anything of it is made.
+[[nodiscard]] Z9ERR CheckLeg(const Deal& deal, Isin isin)
 {
-    for (const Leg& leg : deal.legs)
-        if (!KnownToBooks(deal.client, leg.isin)) return false;
-    return true;
+    if (!KnownToBooks(deal.client, isin)) return Z9ERR_INSTRUMENT_ABSENT;
+    for (const Level* const level : {&deal.clientLevel, &deal.firmLevel, &deal.accountLevel}) {
+        const bool isBooked = level == &deal.clientLevel || KeepsAccounting(level->participant);
+        if (isBooked && StandsInBookAlone(level->participant, isin))
+            return Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND;
+    }
+    return Z9ERR_OK;
+}
+
+// A leg of the deal, with a record of it at each level.
+void AddLeg(Deal& deal, const pos::SInstrCLR& instrument)
+{
+    deal.legs.emplace_back(instrument);
+    EnsureRecord(deal.client, instrument.isin);
+    EnsureRecord(deal.client.GetBroker(), instrument.isin);
+    if (HasPositions(*deal.account)) EnsureRecord(*deal.account, instrument.isin);
 }
 
 // Books on one level by the operation given. The account that has no positions gets records of the deal alone, so that
@@ -160,11 +174,12 @@ void BookOnAllLevels(Deal& deal, const Book& book)
 }
 
 // What a trade costs: each contract of it, bought or sold. One without legs costs nothing.
-[[nodiscard]] t_bsum_int FixedFeeOf(const Deal& deal, std::int32_t instrumentId, std::int64_t quantity)
+[[nodiscard]] t_bsum_int FixedFeeOf(const CPositionCalculator& accounting, std::int32_t instrumentId,
+                                    std::int64_t quantity)
 {
-    if (deal.legs.empty()) return {};
+    if (accounting.GetTradeInstrument(instrumentId).instruments.empty()) return {};
     const std::int64_t contracts = quantity < 0 ? kv7base::detail::WrappingSub(0, quantity) : quantity;
-    return deal.client.GetPositionCalculator().CalcFixedFee(contracts, instrumentId);
+    return accounting.CalcFixedFee(contracts, instrumentId);
 }
 
 void ChargeFee(Deal& deal, t_bsum_int fee)
@@ -174,7 +189,7 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     UpdateFee(deal.client, Rounded(fee));
 }
 
-// The first three steps of a trade. The risk books' code for a leg that they do not know, before anything is booked.
+// The first three steps of a trade. The code of CheckLeg, before anything is booked.
 [[nodiscard]] Z9ERR BookTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price, std::int64_t quantity,
                               const pos::SyntheticDealPrices& syntheticPrices, LinkedAssumedVectors& vectors,
                               Isin& isin, const pos::SInstrTRD*& instrument)
@@ -182,11 +197,14 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     isin = 0;
     instrument = nullptr;
     Deal deal(client, vectors, nullptr);
-    for (const pos::SInstrQuantity& leg : client.GetPositionCalculator().GetTradeInstrument(instrumentId).instruments)
-        AddLeg(deal, leg.instrCLR->isin);
-    if (!BooksKnowLegs(deal)) return Z9ERR_INSTRUMENT_ABSENT;
+    const CPositionCalculator& ofClient = client.GetPositionCalculator();
+    const std::vector<pos::SInstrQuantity>& legs = ofClient.GetTradeInstrument(instrumentId).instruments;
+    for (const pos::SInstrQuantity& leg : legs)
+        if (const Z9ERR code = CheckLeg(deal, leg.instrCLR->isin); code != Z9ERR_OK) return code;
+    const t_bsum_int fee = FixedFeeOf(ofClient, instrumentId, quantity); // one that does not fit is refused by now
 
-    const t_bsum_int fee = FixedFeeOf(deal, instrumentId, quantity); // one that does not fit is refused by now
+    for (const pos::SInstrQuantity& leg : legs)
+        AddLeg(deal, *leg.instrCLR);
     Isin bookedIsin = 0;
     const pos::SInstrTRD* booked = nullptr;
     BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
@@ -208,8 +226,9 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
                                       LinkedAssumedVectors& vectors, PositionSet& positions, bool reverse)
 {
     Deal deal(client, vectors, &positions);
-    AddLeg(deal, isin);
-    if (!BooksKnowLegs(deal)) return Z9ERR_INSTRUMENT_ABSENT;
+    const pos::SInstrCLR& instrument = client.GetPositionCalculator().InstrumentOfPosition(isin);
+    if (const Z9ERR code = CheckLeg(deal, isin); code != Z9ERR_OK) return code;
+    AddLeg(deal, instrument);
     BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
         CPositionCalculator& accounting = level.participant.GetPositionCalculator();
         if (keepsAccounting)

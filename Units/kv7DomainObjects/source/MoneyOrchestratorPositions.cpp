@@ -1,6 +1,7 @@
 // Positions that no deal brings: those that a session starts with, and all of them behind a clearing.
 #include "MarginOrchestrator.h"
 #include "MoneyLevels.h"
+#include "except.h"
 
 namespace money_orchestrator {
 
@@ -24,14 +25,40 @@ ClosedVM InsertRecord(ParticipantBase& participant, const SPosition& position)
     return brought;
 }
 
-// The contracts of a client's record at a level that counts them. A level that keeps accounting has its own records.
+// A level that keeps accounting has records of its own.
+bool CountsContracts(const ParticipantBase& level) { return !KeepsAccounting(level) && HasPositions(level); }
+
+std::int64_t CheckedSum(std::int64_t a, std::int64_t b, Isin isin)
+{
+    std::int64_t sum = 0;
+    if (__builtin_add_overflow(a, b, &sum))
+        throw kv7base::CZ9Error(Z9ERR_COMMON_OVERFLOW, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
+    return sum;
+}
+
+/// The record with the contracts of a client's record on top; refused where a count leaves 64 bits, as in a deal.
+SPosition WithContracts(SPosition record, const SPosition& position)
+{
+    const Isin isin = position.isin;
+    record.quantity = CheckedSum(record.quantity, position.quantity, isin);
+    record.afterLastClearingQuantity =
+        CheckedSum(record.afterLastClearingQuantity, position.afterLastClearingQuantity, isin);
+    return record;
+}
+
+void CheckContracts(const ParticipantBase& level, const SPosition& position)
+{
+    if (!CountsContracts(level)) return;
+    const SPosition* const record = level.GetPositionCalculator().getPosition(position.isin);
+    if (record != nullptr) static_cast<void>(WithContracts(*record, position));
+}
+
+// The contracts of a client's record at a level that counts them.
 void AddContracts(ParticipantBase& level, const SPosition& position)
 {
-    if (KeepsAccounting(level) || !HasPositions(level)) return;
+    if (!CountsContracts(level)) return;
     SPosition& record = EnsureRecord(level, position.isin);
-    record.quantity = kv7base::detail::WrappingAdd(record.quantity, position.quantity);
-    record.afterLastClearingQuantity =
-        kv7base::detail::WrappingAdd(record.afterLastClearingQuantity, position.afterLastClearingQuantity);
+    record = WithContracts(record, position);
 }
 
 void Refresh(ParticipantBase& participant)
@@ -40,17 +67,52 @@ void Refresh(ParticipantBase& participant)
     StoreInMeans(participant, &Domain::Means::VMReserve, GetVMReserve(participant));
 }
 
-// The account that stands in where a firm has none outlives every session: it loses what this firm had put in.
-void TakeBack(BraskSettlementAccount& account, const BraskBroker& broker)
+/// All that a firm has put into the account that it shares with others.
+struct PutIn
 {
-    const CPositionCalculator& ofFirm = broker.GetPositionCalculator();
+    explicit PutIn(const BraskBroker& firm)
+        : total(firm.GetPositionCalculator().VM),
+          full(firm.GetPositionCalculator().VMFull),
+          byCurrency(firm.GetPositionCalculator().VMCurr),
+          fullByCurrency(firm.GetPositionCalculator().VMCurrFull),
+          reserve(firm.GetMeans().VMReserve)
+    {}
+
+    t_bsum_int total;
+    t_bsum_int full;
+    VMCloseByCurrencies byCurrency;
+    VMCloseByCurrencies fullByCurrency;
+    t_bround_int reserve;
+};
+
+// Entries for all currencies, so that taking back cannot fail in the middle.
+void MakeRoom(CPositionCalculator& accounting, const PutIn& ofFirm)
+{
+    for (const auto& entry : ofFirm.byCurrency)
+        accounting.VMCurr.try_emplace(entry.first);
+    for (const auto& entry : ofFirm.fullByCurrency)
+        accounting.VMCurrFull.try_emplace(entry.first);
+}
+
+void TakeBack(BraskSettlementAccount& account, const PutIn& ofFirm)
+{
     CPositionCalculator& accounting = account.GetPositionCalculator();
-    accounting.VMFull -= ofFirm.VMFull;
-    for (const auto& [currency, amount] : ofFirm.VMCurrFull)
+    accounting.VMFull -= ofFirm.full;
+    for (const auto& [currency, amount] : ofFirm.fullByCurrency)
         accounting.VMCurrFull[currency] -= amount;
-    for (const auto& [currency, amount] : ofFirm.VMCurr)
+    for (const auto& [currency, amount] : ofFirm.byCurrency)
         ChangeVMCloseByCurrencyByDelta(account, currency, -amount, {});
-    ChangeVMCloseTotalByDelta(account, -ofFirm.VM, -broker.GetMeans().VMReserve);
+    ChangeVMCloseTotalByDelta(account, -ofFirm.total, -ofFirm.reserve);
+}
+
+// The account that stands in where a firm has none outlives every session: it loses what this firm had put in, once
+// the firm itself no longer has it. A firm that is refused is asked again, and must not be taken back twice.
+void RefreshFirmOf(BraskSettlementAccount& account, BraskBroker& broker)
+{
+    const PutIn ofFirm(broker);
+    MakeRoom(account.GetPositionCalculator(), ofFirm);
+    Refresh(broker);
+    TakeBack(account, ofFirm);
 }
 
 void RefreshFirm(BraskBroker& broker)
@@ -58,8 +120,10 @@ void RefreshFirm(BraskBroker& broker)
     for (BraskClient& client : broker.EnumerateClients())
         Refresh(client);
     BraskSettlementAccount& account = *broker.GetSettlementAccount();
-    if (!HasPositions(account)) TakeBack(account, broker);
-    Refresh(broker);
+    if (HasPositions(account))
+        Refresh(broker);
+    else
+        RefreshFirmOf(account, broker);
 }
 
 } // namespace
@@ -70,6 +134,8 @@ Z9ERR InsertPosition(BraskClient& client, const SPosition& position)
     BraskBroker& firm = client.GetBroker();
     BraskSettlementAccount& account = *firm.GetSettlementAccount();
     const t_bround_int firmReserveBefore = firm.GetMeans().VMReserve;
+    CheckContracts(firm, position);
+    CheckContracts(account, position);
 
     const ClosedVM ofClient = InsertRecord(client, position);
     CountPosition(client, Leg(*client.GetPositionCalculator().getPosition(position.isin)->instr), position.quantity);

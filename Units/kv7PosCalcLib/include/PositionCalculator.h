@@ -118,12 +118,11 @@ public:
     ///     8  NetOptionValue  8 bytes, units of 10^-5
     ///    16  numPos          4 bytes, unsigned
     ///    20  numVMCurrencies 4 bytes, unsigned
-    ///    24  numPos positions by ascending isin, 88 bytes each: isin (4 bytes and 4 unused ones), then 8 bytes each
-    ///    for
-    ///        quantity, buyQuantityTechnic, sellQuantityTechnic, waprice, vmClose, buyVolume, sellVolume, instr (0),
-    ///        afterLastClearingQuantity, netOptionValue
-    ///        numVMCurrencies entries of VMCurr by ascending currency, 16 bytes each (OneVMCloseByCurrency): currId (4
-    ///        bytes and 4 unused ones), vmClose (8 bytes)
+    ///    24  numPos positions by ascending isin, 88 bytes each: isin (4 bytes and 4 unused ones), then
+    ///        8 bytes each for quantity, buyQuantityTechnic, sellQuantityTechnic, waprice, vmClose, buyVolume,
+    ///        sellVolume, instr (0), afterLastClearingQuantity, netOptionValue
+    ///        numVMCurrencies entries of VMCurr by ascending currency, 16 bytes each (OneVMCloseByCurrency):
+    ///        currId (4 bytes and 4 unused ones), vmClose (8 bytes)
     struct BinaryState
     {
         static constexpr std::size_t HeadSize = 24;
@@ -161,6 +160,10 @@ public:
     /// 0 when there is no position.
     [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
     [[nodiscard]] t_bsum_int GetNetOptionValue() const noexcept { return NetOptionValue; }
+    /// The futures or option that a position in this isin is in, whether there is one or not. Unknown:
+    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d"; a multileg's:
+    /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
+    [[nodiscard]] const pos::SInstrCLR& InstrumentOfPosition(Isin isin) const;
     /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
     [[nodiscard]] const pos::SInstrTRD& GetTradeInstrument(std::int32_t instrumentID) const;
     /// What an order of so many contracts (negative to sell) in a trading instrument would do to each of its legs.
@@ -174,13 +177,14 @@ public:
     /// the VM of premium-style options goes into the Full sums only. `trades` holds a record a leg afterwards, the
     /// second one marked Enums::Status::SecondLeg; deltaFee is left at 0. The isin is that of the trading instrument, a
     /// multileg's own included. An unknown instrument: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
+    /// A price that is no amount, that of the deal or of a leg: Z9ERR_COMMON_WRONG_ARGUMENTS, "Isin: %d".
     void ProcessTrade(std::int32_t instrumentID, t_bprice_int price, std::int64_t quantity,
                       const pos::SyntheticDealPrices& syntheticPrices, pos::SPosTradesVector& trades, Isin& outIsin,
                       const pos::SInstrTRD*& outInstrument, bool premiumStyleApart);
     /// Books a clearing deal on one isin; `trades` holds its one record. `positions` may be null. reverse takes a deal
     /// back: the quantity is that of the deal with the other sign, the price the deal's. An unknown isin:
     /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d"; a multileg's:
-    /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
+    /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION; a price that is no amount: Z9ERR_COMMON_WRONG_ARGUMENTS.
     void ProcessTradeCLR(Isin isin, t_bprice_int price, std::int64_t quantity, pos::SPosTradesVector& trades,
                          PrevAndCurrPosition* positions, bool reverse, bool premiumStyleApart);
     /// As ProcessTrade for levels without accounting: the positions' quantities move, nothing else of them.
@@ -236,7 +240,9 @@ public:
     /// Takes records and sums from a serialised state, and points each record at its instrument. The Full sums become
     /// VM and VMCurr with the vmClose of premium-style options on top. Unused bytes are not looked at. A length that is
     /// not that of the counts, or a currency that stands twice: std::runtime_error; an unknown isin, a multileg's or
-    /// one that stands twice: as InsertPosition.
+    /// one that stands twice: as InsertPosition. This is the state of a level that keeps accounting. That of one that
+    /// only counts contracts does not come back as it was: its records would have instruments, and what accounting does
+    /// not know would be refused. Such a level is counted anew from the positions below it.
     void Deserialize(std::span<const std::byte> bytes) override;
 
 private:
@@ -261,8 +267,6 @@ private:
 
     /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION for a multileg, which has no position.
     void RefuseMultileg(Isin isin) const;
-    /// Instrument of a position; a multileg is refused.
-    [[nodiscard]] const pos::SInstrCLR& InstrumentOfPosition(Isin isin) const;
     void AddRecord(const SPosition& position);
     /// Enters a record of a serialised state, and what it adds to the Full sums.
     void RestorePosition(const SPosition& position);

@@ -5,10 +5,10 @@
 // trading instrument (SInstrTRD, by its own id) is what a deal is in: a clearing instrument or a multileg, in one trade
 // mode; it names the clearing instruments that a deal moves, its legs.
 //
-// Always true:  a futures stands with its base contract, a series with its futures, an option with its series, a leg
-// with
-//               its multileg; an insert that fails changes nothing; instruments stay at their addresses until Clear, so
-//               positions may point at them. A repeated insert is refused: the guard against loading twice.
+// Always true:  a futures stands with its base contract, a series with its futures, an option with its series, a
+//               leg with its multileg; an insert that fails changes nothing; instruments stay at their addresses
+//               until Clear, so positions may point at them. A repeated insert is refused: the guard against loading
+//               twice.
 // Numbers:      prices are t_bprice_int; steps and step prices are doubles in price and money; times are years.
 // Errors:       CZ9Error with the Z9ERR_POSITION_CALCULATOR_... codes.
 #pragma once
@@ -235,8 +235,9 @@ public:
     /// A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
     void InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex);
 
-    /// A repeated isin: Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, tested before the base contract; an unknown
-    /// base contract: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND; a price that is no number: code 2.
+    /// A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, tested before the base
+    /// contract; an unknown base contract: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND; a price that is no number:
+    /// code 2.
     void InsertFutures(const std::string& code, Isin isin, std::int32_t baseContractID, double minStep,
                        double minStepPrice, const t_bprice& price, double timeToExpiration,
                        Enums::InstrumentStatus attribute, double xlot);
@@ -245,7 +246,8 @@ public:
     /// futures: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
     void InsertVirtFutures(const std::string& code, const std::string& futuresCode, Enums::MarginStyle marginStyle,
                            double minStep, double minStepPrice);
-    /// A repeated isin: Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, tested before the series; an unknown series:
+    /// A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, tested before the
+    /// series; an unknown series:
     /// Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND; a price that is no number: code 2.
     void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
                       const t_bprice& price);
@@ -257,7 +259,8 @@ public:
     /// Adds a leg to a multileg, which its first leg makes. In the order of the tests, with codes
     /// Z9ERR_POSITION_CALCULATOR_...: a third leg: NUMBEROFLEGS_MORE_THAN_TWO_IN_MULTILEG; the order number of the
     /// other leg: LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG; the other leg's isin: ISIN_ALREADY_EXISTS_IN_MULTILEG; a leg
-    /// that is neither futures nor option: INSTR_NOT_FOUND.
+    /// that is neither futures nor option: INSTR_NOT_FOUND. Before the last one, for the isin of a futures or an
+    /// option: FUTURES_ALREADY_EXISTS or OPTION_ALREADY_EXISTS.
     void InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff, unsigned char legOrderNum);
     /// A trading instrument on a clearing instrument or a multileg, with the legs that stand at this time. Neither the
     /// clearing instrument nor the trade mode need be known: a deal in an instrument without legs moves nothing.
@@ -342,6 +345,8 @@ private:
     [[nodiscard]] const SInstrCLR* FindInstrumentCLR(Isin isin) const noexcept;
     /// The tests that a second leg must pass.
     static void CheckNewLeg(const SMultileg& multileg, Isin isin, Isin legIsin, unsigned char legOrderNum);
+    /// The repeat code of a futures or an option that has the isin.
+    void RefuseClearingIsin(Isin isin) const;
     [[nodiscard]] const SInstrCLR& LegInstrument(Isin isin, Isin legIsin) const;
     /// Legs that a deal in this isin moves; none for an unknown one.
     [[nodiscard]] std::vector<SInstrQuantity> LegsOf(Isin isin) const;

@@ -1,8 +1,7 @@
 // IPositioningExternalStorage: where a host keeps the instruments of position accounting, handed over table by table.
 //
-// Always true:  a table names only rows of the tables before it; within a table the order does not matter, the legs of
-// a
-//               multileg included.
+// Always true:  a table names only rows of the tables before it; within a table the order does not matter, the legs
+//               of a multileg included.
 #pragma once
 
 #include <cstdint>

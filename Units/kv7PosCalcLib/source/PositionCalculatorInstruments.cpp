@@ -51,7 +51,7 @@ void PositionCalculatorInstruments::InsertFutures(const std::string& code, Isin 
                                                   double timeToExpiration, Enums::InstrumentStatus attribute,
                                                   double xlot)
 {
-    if (p_default_instruments.getFutures(isin) != nullptr)
+    if (p_default_instruments.getFutures(isin) != nullptr || m_const_instruments.getMultileg(isin) != nullptr)
         throw CZ9Error(Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, KV7_CURRENT_LOCATION)
             .Fmt("Futures (%s) already exists with isin (%d)", code.c_str(), isin);
     const auto baseContract = m_const_instruments.m_baseContracts.find(baseContractID);
@@ -103,7 +103,7 @@ void PositionCalculatorInstruments::InsertVirtFutures(const std::string& code, c
 void PositionCalculatorInstruments::InsertOption(const std::string& code, const std::string& seriesCode, Isin isin,
                                                  Enums::OptionType optType, const t_bprice& price)
 {
-    if (p_default_instruments.getOption(isin) != nullptr)
+    if (p_default_instruments.getOption(isin) != nullptr || m_const_instruments.getMultileg(isin) != nullptr)
         throw CZ9Error(Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, KV7_CURRENT_LOCATION)
             .Fmt("Option Isin: %d", isin);
     const SVirtFutures* const series = Find(p_default_instruments.m_virtFutures, seriesCode);

@@ -46,17 +46,17 @@ std::int64_t LegQuantity(std::int64_t quantity, const pos::SInstrQuantity& leg)
     return Narrowed(Int128{quantity} * leg.quantityCoeff, leg.instrCLR->isin);
 }
 
-/// A record a leg, with isin, price and mark; none for an instrument without legs.
-void FillDeal(const pos::SInstrTRD& instrument, t_bprice_int price, const pos::SyntheticDealPrices& syntheticPrices,
-              pos::SPosTradesVector& trades)
+/// No deal is booked at a price that is no amount: taken for a number it would be the lowest of all.
+void RefuseUnlessAmount(t_bprice_int price, Isin isin)
+{
+    if (price.IsNAN())
+        throw kv7base::CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
+}
+
+void FillPrices(const pos::SInstrTRD& instrument, t_bprice_int price, const pos::SyntheticDealPrices& syntheticPrices,
+                pos::SPosTradesVector& trades)
 {
     const auto& legs = instrument.instruments;
-    trades.assign(legs.size(), {});
-    if (legs.empty()) return;
-    for (std::size_t i = 0; i < legs.size(); ++i)
-        trades[i].isin = legs[i].instrCLR->isin;
-    if (legs.size() > 1) trades[1].status = Enums::Status::SecondLeg;
-
     if (syntheticPrices.HasPrices() && instrument.type == Enums::TradingInstrType::Multileg) {
         for (pos::SPosTrade& trade : trades)
             trade.priceTechnic = syntheticPrices.GetOrderPrice(trade.isin);
@@ -69,8 +69,25 @@ void FillDeal(const pos::SInstrTRD& instrument, t_bprice_int price, const pos::S
                                                           legs[0].quantityCoeff, legs[1].quantityCoeff);
 }
 
+/// A record a leg, with isin, price and mark; none for an instrument without legs.
+void FillDeal(const pos::SInstrTRD& instrument, t_bprice_int price, const pos::SyntheticDealPrices& syntheticPrices,
+              pos::SPosTradesVector& trades)
+{
+    RefuseUnlessAmount(price, instrument.isin_clr);
+    const auto& legs = instrument.instruments;
+    trades.assign(legs.size(), {});
+    if (legs.empty()) return;
+    for (std::size_t i = 0; i < legs.size(); ++i)
+        trades[i].isin = legs[i].instrCLR->isin;
+    if (legs.size() > 1) trades[1].status = Enums::Status::SecondLeg;
+    FillPrices(instrument, price, syntheticPrices, trades);
+    for (const pos::SPosTrade& trade : trades)
+        RefuseUnlessAmount(trade.priceTechnic, trade.isin);
+}
+
 void FillClearingDeal(Isin isin, t_bprice_int price, pos::SPosTradesVector& trades)
 {
+    RefuseUnlessAmount(price, isin);
     trades.assign(1, {});
     trades[0].isin = isin;
     trades[0].priceTechnic = price;

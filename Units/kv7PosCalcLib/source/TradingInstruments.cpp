@@ -93,6 +93,17 @@ void PositionCalculatorInstruments::CheckNewLeg(const SMultileg& multileg, Isin 
             .Fmt("LegIsinId: %d", legIsin);
 }
 
+// Accounting would take the positions in the one for those in the other.
+void PositionCalculatorInstruments::RefuseClearingIsin(Isin isin) const
+{
+    if (FindInstrumentCLR(isin) == nullptr) return;
+    const bool isOption = GetInstrOption(isin) != nullptr;
+    throw CZ9Error(isOption ? Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS
+                            : Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS,
+                   KV7_CURRENT_LOCATION)
+        .Fmt("Multileg (Isin %d)", isin);
+}
+
 const SInstrCLR& PositionCalculatorInstruments::LegInstrument(Isin isin, Isin legIsin) const
 {
     if (const SInstrCLR* const leg = FindInstrumentCLR(legIsin)) return *leg;
@@ -105,7 +116,10 @@ void PositionCalculatorInstruments::InsertMultileg(Isin isin, Isin legIsin, std:
 {
     auto& multilegs = m_const_instruments.m_multilegs;
     SMultileg* const multileg = Find(multilegs, isin);
-    if (multileg != nullptr) CheckNewLeg(*multileg, isin, legIsin, legOrderNum);
+    if (multileg != nullptr)
+        CheckNewLeg(*multileg, isin, legIsin, legOrderNum);
+    else
+        RefuseClearingIsin(isin);
     const SInstrQuantity leg{.instrCLR = &LegInstrument(isin, legIsin), .quantityCoeff = quantityCoeff};
 
     if (multileg != nullptr) {

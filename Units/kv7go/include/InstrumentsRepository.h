@@ -116,7 +116,6 @@ public:
     // released, and may be called again.
     // A new option that is read before UpdateComplete reads through its current one: such a reader counts as a reader
     // of the current objects. UpdateComplete and the Updates before it touch none of these.
-    // Instruments inserted into an open family come to its new objects with UpdateComplete or ReleaseChanged.
 
     /// Checks as InsertBaseContract does; BC_NOT_FOUND for an unknown code.
     [[nodiscard]] Z9ERR UpdateBaseContract(const SBaseContractChanges& changes);
@@ -130,6 +129,10 @@ public:
     /// Recomputes every family that is open: futures, their series, their options. FUTURES_NOT_FOUND for a
     /// trade-at-settlement futures without the futures that it tracks.
     [[nodiscard]] Z9ERR UpdateComplete();
+    /// Instruments inserted into an open family come to its new objects. UpdateComplete and ReleaseChanged do it too; a
+    /// host that takes books anew between the two calls it first. In a family that is recomputed already they are
+    /// recomputed, and nothing else: a nearer futures sets shift and limits with the next UpdateComplete.
+    void AdoptNewcomers();
     /// Makes the copies current and ends the transaction.
     void ReleaseChanged();
 
@@ -228,9 +231,10 @@ private:
     void OpenFamily(StorageBaseContract::iterator baseContract);
     void CopyFamily(StorageBaseContract::iterator baseContract);
     void DropFreshCopies(StorageBaseContract::iterator baseContract, bool isOpenAlready) noexcept;
-    void OpenNewcomers();
-    template <class Change>
-    [[nodiscard]] Z9ERR ChangeSeriesOf(StorageFutures::iterator futures, std::string_view seriesCode, Change change);
+    void RecalcNewcomersOf(std::string_view codeBC);
+    void SettleNewcomers();
+    template <class Find, class Change>
+    [[nodiscard]] Z9ERR ChangeSeriesOf(StorageFutures::iterator futures, Find find, Change change);
     void KeepBorrowedValues();
     void KeepRecomputedValuesOf(std::string_view codeBC);
     [[nodiscard]] Z9ERR FollowTracked(CSpecFutures& tas);

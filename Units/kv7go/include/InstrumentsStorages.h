@@ -161,13 +161,16 @@ public:
     void ValueAllOptions() const;
     /// Series and options under another futures. The options borrow their values from ours.
     [[nodiscard]] VirtualFuturesNode CopyUnder(CSpecFutures& futures) const;
-    /// Copies of those options of `other` that are not here yet, borrowing as well.
-    void AdoptOptions(const VirtualFuturesNode& other);
+    /// Copies of those options of `other`, our original, that are not here yet. They borrow their values as well, or
+    /// are valued by us when they are first asked for: where we have been recomputed, or have other columns.
+    void AdoptOptions(const VirtualFuturesNode& other, bool isRecomputed);
     /// Lets go of the options that ours have borrowed their values from.
     void StopBorrowing() noexcept;
 
 private:
     std::shared_ptr<CSpecVirtFutures> currentVirtualFutures;
+    [[nodiscard]] bool HasColumnsOf(const VirtualFuturesNode& other) const noexcept;
+
     StorageOptions storageOptions; // goes before the series
 };
 
@@ -197,7 +200,10 @@ public:
     /// Fills `changed` with a copy of `current`.
     void InitializeChangedInstrument();
     /// Takes that copy back.
-    void DropChangedInstrument() noexcept { changed.reset(); }
+    void DropChangedInstrument() noexcept;
+    /// What comes to the family from now on has to be recomputed: all that is there has been.
+    void SetRecomputed() noexcept { isRecomputed = true; }
+    [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
     /// Makes the changed object current and releases the old one. Does nothing unless the status is WasChanged; the
     /// status itself stays, since it is an index key.
     void SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept;
@@ -208,6 +214,7 @@ private:
     std::string Code; // keys of their own, which outlive a swap
     std::string CodeMCS;
     Status status = Status::NotChanged;
+    bool isRecomputed = false; // the changed objects of the family, once at least
 };
 
 class FuturesNode
@@ -231,6 +238,9 @@ public:
     }
     [[nodiscard]] Status GetStatus() const noexcept { return status; }
     void SetStatus(Status value) noexcept { status = value; }
+    /// Has come to a family that was open, and has not been asked for its shift yet.
+    [[nodiscard]] bool IsNewcomer() const noexcept { return isNewcomer; }
+    void SetNewcomer(bool value) noexcept { isNewcomer = value; }
     [[nodiscard]] const std::string& GetCode() const noexcept { return code; }
     [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
     [[nodiscard]] const std::string& GetBC() const noexcept { return codeBaseContract; }
@@ -310,9 +320,12 @@ public:
     /// Takes those copies back.
     void DropChangedInstrument() noexcept;
     /// Copies what has been inserted since: series and options that the current storage has and the changed one lacks.
+    /// Under a futures that has been recomputed they are recomputed as well.
     void AdoptNewcomers();
     /// Recomputes the changed futures, then its series, then their options: parents before children.
     void RecalcChanged();
+    /// RecalcChanged has come to its end since the copies were made.
+    [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
     /// Gives the changed options values of their own that they have borrowed so far: to be called before the current
     /// instruments are recomputed, or go.
     void KeepBorrowedValues();
@@ -342,6 +355,9 @@ private:
     bool isInSpread;              // of `current`: its swap has to allocate nothing
     bool borrowsValues = false;   // some changed option may still read values through a current one
     bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
+    bool hasNewColumns = false;   // RecalcChanged has begun: a series may stand on other columns than its original
+    bool isRecomputed = false;    // and it has come to its end, once at least
+    bool isNewcomer = false;
 
     static inline const std::string NoGroup;
 };

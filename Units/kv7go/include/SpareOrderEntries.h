@@ -1,9 +1,9 @@
 // SpareOrderEntries: entries that have left a map of orders and wait for the next order.
 //
-// Why:          an order that is placed and cancelled makes and drops an entry of the open orders, and each change one
-// of
-//               the changes of the call. Kept here, they serve the next order of the same instrument without memory.
-//               They stay with their position, so that it makes no difference which thread places and which cancels.
+// Why:          an order that is placed and cancelled makes and drops an entry of the open orders, and each change
+//               one of the changes of the call. Kept here, they serve the next order of the same instrument without
+//               memory. They stay with their position, so that it makes no difference which thread places and which
+//               cancels.
 // Always true:  no more than MostEntries wait, which serves a quote on both sides that is moved all day long; what goes
 //               beyond them goes back to the general heap.
 #pragma once

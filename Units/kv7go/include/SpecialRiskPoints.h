@@ -102,7 +102,7 @@ public:
     /// Every point below the bound, and every NaN, becomes the bound.
     void BoundValuesFromBelow(double bound) noexcept;
 
-    /// A copy in which no stress point is better than the loss that the edge of the grid implies once the position is
+    /// A copy in which no stress point is worse than the loss that the edge of the grid implies once the position is
     /// worn down through the three market-risk tiers of its base contract. `row` is the collapsed result over the price
     /// grid, lowest price first; an empty row implies no loss. Charges and tails stay as they are.
     [[nodiscard]] SpecialRiskPoints GetCorrectedSpecialRiskPoints(const RiskRow& row,

@@ -1,5 +1,6 @@
 #include "InstrumentsStorages.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "IndexRanges.h"
@@ -87,10 +88,22 @@ VirtualFuturesNode VirtualFuturesNode::CopyUnder(CSpecFutures& futures) const
     return copy;
 }
 
-void VirtualFuturesNode::AdoptOptions(const VirtualFuturesNode& other)
+bool VirtualFuturesNode::HasColumnsOf(const VirtualFuturesNode& other) const noexcept
 {
-    for (const CSpecOption& option : other.storageOptions.get<ByVirtualFuturesCode>())
-        if (GetOption(option.isin) == nullptr) storageOptions.insert(CSpecOption::BorrowingCopy(option, get()));
+    return std::ranges::all_of(Enums::PossibleClientRiskLevelValues, [&](Enums::ClientRiskLevel level) {
+        return get()->volatilityMatrix[level] == other.get()->volatilityMatrix[level];
+    });
+}
+
+void VirtualFuturesNode::AdoptOptions(const VirtualFuturesNode& other, bool isRecomputed)
+{
+    const bool borrow = !isRecomputed && HasColumnsOf(other); // the current family may be recomputed by an insertion
+    for (const CSpecOption& option : other.storageOptions.get<ByVirtualFuturesCode>()) {
+        if (GetOption(option.isin) != nullptr) continue;
+        CSpecOption copy = CSpecOption::BorrowingCopy(option, get());
+        if (!borrow) copy.ForgetValues();
+        storageOptions.insert(std::move(copy));
+    }
 }
 
 void VirtualFuturesNode::StopBorrowing() noexcept
@@ -104,13 +117,24 @@ BaseContractNode::BaseContractNode(std::shared_ptr<CSpecBaseContract> baseContra
     : current(std::move(baseContract)), Code(current->Code), CodeMCS(current->CodeMCS)
 {}
 
-void BaseContractNode::InitializeChangedInstrument() { changed = std::make_shared<CSpecBaseContract>(*current); }
+void BaseContractNode::InitializeChangedInstrument()
+{
+    changed = std::make_shared<CSpecBaseContract>(*current);
+    isRecomputed = false;
+}
+
+void BaseContractNode::DropChangedInstrument() noexcept
+{
+    changed.reset();
+    isRecomputed = false;
+}
 
 void BaseContractNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
 {
     // Without a copy there is nothing to publish: a commit may be repeated before the status is reset.
     if (status != Status::WasChanged || changed == nullptr) return;
     current = std::move(changed);
+    isRecomputed = false;
 }
 
 // Futures.
@@ -199,6 +223,8 @@ void FuturesNode::InitializeChangedInstrument(CSpecBaseContract* changedBaseCont
     changed = futures;
     borrowsValues = true;
     wasRecomputed = false;
+    hasNewColumns = false;
+    isRecomputed = false;
 }
 
 void FuturesNode::DropChangedInstrument() noexcept
@@ -207,6 +233,9 @@ void FuturesNode::DropChangedInstrument() noexcept
     changed.reset();
     borrowsValues = false;
     wasRecomputed = false;
+    hasNewColumns = false;
+    isRecomputed = false;
+    isNewcomer = false;
 }
 
 void FuturesNode::AdoptNewcomers()
@@ -215,21 +244,25 @@ void FuturesNode::AdoptNewcomers()
         const auto known = storageChanged.find(seriesCode);
         if (known != storageChanged.end() && known->second.storage().size() == node.storage().size())
             continue; // options only ever come
-        borrowsValues = true;
-        if (known == storageChanged.end())
-            storageChanged.try_emplace(seriesCode, node.CopyUnder(*changed));
-        else
-            known->second.AdoptOptions(node);
+        (hasNewColumns ? wasRecomputed : borrowsValues) = true;
+        if (known != storageChanged.end()) {
+            known->second.AdoptOptions(node, hasNewColumns);
+            continue;
+        }
+        VirtualFuturesNode series = node.CopyUnder(*changed);
+        if (hasNewColumns) series.RecalcInvariants();
+        storageChanged.try_emplace(seriesCode, std::move(series));
     }
 }
 
 void FuturesNode::RecalcChanged()
 {
-    wasRecomputed = true; // from the first option on
+    wasRecomputed = hasNewColumns = true; // from the first option on
     changed->RecalcInvariants();
     for (auto& [seriesCode, series] : storageChanged)
         series.RecalcInvariants();
     borrowsValues = false;
+    isRecomputed = true;
 }
 
 void FuturesNode::KeepBorrowedValues()

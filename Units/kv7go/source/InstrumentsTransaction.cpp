@@ -35,6 +35,17 @@ void Release(Node& node) noexcept
     node.SetStatus(Status::NotChanged);
 }
 
+/// Leads to a series of a futures as the open transaction has it.
+struct NewSeriesByCode
+{
+    std::string_view code;
+
+    [[nodiscard]] auto operator()(const FuturesNode& futures) const
+    {
+        return futures.GetVirtualFuturesIterator(AccessByStatus::eNew, code);
+    }
+};
+
 } // namespace
 
 // Opening.
@@ -60,8 +71,10 @@ void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContrac
         throw;
     }
     // All copies are there: from here on nothing throws, and the futures open together.
-    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(),
-               StatusChange<FuturesNode>(Status::WasChanged));
+    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) noexcept {
+        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.SetNewcomer(true);
+        futures.SetStatus(Status::WasChanged);
+    });
 }
 
 /// Copies what of a family is not open yet: the base contract, which opens, and its futures, which do not.
@@ -91,17 +104,35 @@ void InstrumentsRepository::DropFreshCopies(StorageBaseContract::iterator baseCo
         });
 }
 
-/// What has been inserted into a family since it was opened comes to its copies. Only insertion writes the asset class
-/// and the link to a trade-at-settlement contract, so the current ones are the newest.
-void InstrumentsRepository::OpenNewcomers()
+void InstrumentsRepository::AdoptNewcomers()
 {
-    const auto [first, last] = storageBaseContracts.get<ByStatus>().equal_range(Status::WasChanged);
+    // Only insertion writes the asset class and the link to a trade-at-settlement contract: the current ones are the
+    // newest.
+    const auto& contracts = storageBaseContracts.get<ByStatus>();
+    const auto [first, last] = contracts.equal_range(Status::WasChanged);
     for (auto contract = first; contract != last; ++contract) {
         contract->GetChanged()->assetClass = contract->GetCurrent()->assetClass;
         contract->GetChanged()->TASBaseContractCode = contract->GetCurrent()->TASBaseContractCode;
         OpenFamily(storageBaseContracts.project<ByCode>(contract));
     }
     ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged, [](FuturesNode& node) { node.AdoptNewcomers(); });
+
+    // One futures may settle at the price of another: all of them are copies by now.
+    for (auto contract = first; contract != last; ++contract)
+        if (contract->IsRecomputed()) RecalcNewcomersOf(contract->GetCode());
+}
+
+/// A futures that has come to a family after UpdateComplete has the values of the changed family, as the others have.
+void InstrumentsRepository::RecalcNewcomersOf(std::string_view codeBC)
+{
+    auto& index = storageFutures.get<ByBaseContract>();
+    const auto [first, last] = index.equal_range(codeBC);
+    for (auto node = first; node != last; ++node) {
+        if (node->IsRecomputed()) continue;
+        CSpecFutures& futures = *node->GetChanged();
+        if (futures.IsTAS) static_cast<void>(FollowTracked(futures)); // the tracked one may come later
+        ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
+    }
 }
 
 // Changing.
@@ -140,17 +171,18 @@ Z9ERR InstrumentsRepository::UpdateFutures(const SFuturesChanges& changes)
     return Z9ERR_OK;
 }
 
-/// Opens the family of a futures and lets `change`, which gives a result code, work on the new one of its series.
-template <class Change>
-Z9ERR InstrumentsRepository::ChangeSeriesOf(StorageFutures::iterator futures, std::string_view seriesCode,
-                                            Change change)
+/// Opens the family of a futures and lets `change`, which gives a result code, work on that one of its new series that
+/// `find` leads to.
+template <class Find, class Change>
+Z9ERR InstrumentsRepository::ChangeSeriesOf(StorageFutures::iterator futures, Find find, Change change)
 {
     if (const Z9ERR failure = InitializeChangedBaseContractPrivate(futures->GetBC()); failure != Z9ERR_OK)
         return failure;
     Z9ERR result = Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
     ChangeInside(storageFutures, futures, [&](FuturesNode& node) {
-        const auto series = node.GetChangedStorage().find(seriesCode);
-        if (series != node.GetChangedStorage().end()) result = change(series->second);
+        const StorageVirtualFutures::const_iterator found = find(node);
+        if (found != node.GetChangedStorage().end())
+            result = change(node.GetChangedStorage().find(found->first)->second);
     });
     return result;
 }
@@ -161,7 +193,7 @@ Z9ERR InstrumentsRepository::UpdateVirtFutures(const SVirtFuturesChanges& change
     const auto owner = storageIndexVirtualFuturesToFutures.find(code);
     if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
-    return ChangeSeriesOf(owner->second, code, [&](VirtualFuturesNode& node) {
+    return ChangeSeriesOf(owner->second, NewSeriesByCode{code}, [&](VirtualFuturesNode& node) {
         CSpecVirtFutures& series = *node.get();
         const CSpecFutures& futures = *series.Futures;
         const VirtFuturesContext context(telemetryAlertsCollector, "UpdateVirtFutures", code, futures.Code,
@@ -182,7 +214,7 @@ Z9ERR InstrumentsRepository::UpdateOptionSeries(const SOptionSeriesChanges& chan
     const auto owner = storageIndexVirtualFuturesToFutures.find(code);
     if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
-    return ChangeSeriesOf(owner->second, code, [&](VirtualFuturesNode& series) {
+    return ChangeSeriesOf(owner->second, NewSeriesByCode{code}, [&](VirtualFuturesNode& series) {
         series.get()->ChangeParams(changes);
         return Z9ERR_OK;
     });
@@ -193,10 +225,10 @@ Z9ERR InstrumentsRepository::UpdateOption(Isin isin, double CalcOptPrice)
     const auto owner = storageIndexOptionToFuturesByIsin.find(isin);
     if (owner == storageIndexOptionToFuturesByIsin.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
-    const FuturesNode& futures = *owner->second;
-    const auto current = futures.GetVirtualFuturesByOptionIterator(AccessByStatus::eCurrent, isin);
-    if (current == futures.GetCurrentStorage().end()) return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
-    return ChangeSeriesOf(owner->second, current->first, [&](VirtualFuturesNode& series) {
+    const auto newSeries = [isin](const FuturesNode& futures) {
+        return futures.GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, isin);
+    };
+    return ChangeSeriesOf(owner->second, newSeries, [&](VirtualFuturesNode& series) {
         auto& index = series.storage().get<ByIsin>();
         const auto option = index.find(isin);
         if (option == index.end()) return Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
@@ -209,7 +241,8 @@ Z9ERR InstrumentsRepository::UpdateOption(Isin isin, double CalcOptPrice)
 
 Z9ERR InstrumentsRepository::UpdateComplete()
 {
-    OpenNewcomers();
+    AdoptNewcomers();
+    SettleNewcomers();
     auto& index = storageFutures.get<ByStatus>();
     const auto [first, last] = index.equal_range(Status::WasChanged);
     for (auto node = first; node != last; ++node) {
@@ -218,7 +251,28 @@ Z9ERR InstrumentsRepository::UpdateComplete()
             if (const Z9ERR failure = FollowTracked(futures); failure != Z9ERR_OK) return failure;
         ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
     }
+    ChangeEach(storageBaseContracts.get<ByStatus>(), Status::WasChanged,
+               [](BaseContractNode& contract) noexcept { contract.SetRecomputed(); });
     return Z9ERR_OK;
+}
+
+/// A futures that has come to an open family is asked for shift and limits there, as it was in the current one. Where a
+/// change of the contract has left the copy without a reference, only the nearest of the current one takes its place.
+void InstrumentsRepository::SettleNewcomers()
+{
+    auto& index = storageFutures.get<ByStatus>();
+    const auto [first, last] = index.equal_range(Status::WasChanged);
+    for (auto node = first; node != last; ++node) {
+        if (!node->IsNewcomer()) continue;
+        KeepRecomputedValuesOf(node->GetBC()); // what was recomputed before it has the shift of before
+        const CSpecFutures& futures = *node->GetChanged();
+        CSpecBaseContract& contract = *futures.BaseContract;
+        const CSpecBaseContract& current = *node->GetCurrent()->BaseContract;
+        if (contract.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin != 0 ||
+            current.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin == futures.isin)
+            contract.CorrectShiftParamsByFutures(&futures);
+        index.modify(node, [](FuturesNode& settled) noexcept { settled.SetNewcomer(false); });
+    }
 }
 
 /// A trade-at-settlement futures settles at the price of the one that it tracks, and its contract has that one's shift
@@ -249,7 +303,7 @@ void InstrumentsRepository::KeepBorrowedValues()
 
 void InstrumentsRepository::ReleaseChanged()
 {
-    OpenNewcomers();
+    AdoptNewcomers();
     KeepBorrowedValues(); // what was not recomputed is published with the values of before
     const auto contracts = ChangedIn(storageBaseContracts.get<ByStatus>());
     const auto futures = ChangedIn(storageFutures.get<ByStatus>());

@@ -123,7 +123,7 @@ Portfolio::KeptGroups Portfolio::KeepGroups(const CSpecBaseContract& baseContrac
 {
     KeptGroups groups;
     const auto mms = initialMarginRisksMapMMS_.find(baseContract.Code);
-    if (mms == initialMarginRisksMapMMS_.end()) return groups;
+    if (mms == initialMarginRisksMapMMS_.end() || mms->second == nullptr) return groups; // memory has ended there once
     groups.mms = mms->second.get();
     groups.mcs = groups.mms->parent;
     groups.keptMMS = groups.mms->Keep();

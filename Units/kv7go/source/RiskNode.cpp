@@ -125,6 +125,7 @@ double RiskNodeBase::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecB
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
 {
     if (rows.content != CollapsedRows::Content::Results) {
+        rows.content = CollapsedRows::Content::OutOfDate; // and so it stays where memory ends between the two rows
         Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.volatility);
         Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.delivery);
         SmallerOfBoth(rows.volatility, rows.delivery);
@@ -139,6 +140,7 @@ const RiskNodeBase::CollapsedRows& RiskNodeBase::CollapsedLosses() const
 {
     if (rows.content != CollapsedRows::Content::Losses) {
         static_cast<void>(Collapsed());
+        rows.content = CollapsedRows::Content::OutOfDate; // neither of the two while the rows are bounded
         rows.volatility.BoundValuesFromAbove(0.0);
         rows.delivery.BoundValuesFromAbove(0.0);
         rows.content = CollapsedRows::Content::Losses;

@@ -16,7 +16,7 @@ struct Tiers
     double rate2;
 };
 
-/// Losses that the stress points of one side must not be better than.
+/// Losses that the stress points of one side are never worse than.
 struct Floors
 {
     double step2 = 0.0; // for PnL2D or PnL2U
@@ -40,7 +40,7 @@ Floors ConcentrationFloors(double edge, double limit1, double limit2, const Tier
 
 /// max(floor, point), by way of a ratio: the rounding of the division and of the product is part of the figure. A NaN
 /// point stays NaN.
-double NotBetterThan(double floor, double point) noexcept
+double NotWorseThan(double floor, double point) noexcept
 {
     const double ratio = point == 0.0 ? 0.0 : Max(floor, point) / point;
     return ratio * point;
@@ -96,10 +96,10 @@ SpecialRiskPoints SpecialRiskPoints::GetCorrectedSpecialRiskPoints(const RiskRow
         Tiers{baseContract.MarketRiskUp[level], baseContract.MarketRisk1Up[level], baseContract.MarketRisk2Up[level]});
 
     SpecialRiskPoints corrected(*this);
-    corrected.SetPnL3D(NotBetterThan(down.step3, GetPnL3D()));
-    corrected.SetPnL2D(NotBetterThan(down.step2, GetPnL2D()));
-    corrected.SetPnL2U(NotBetterThan(up.step2, GetPnL2U()));
-    corrected.SetPnL3U(NotBetterThan(up.step3, GetPnL3U()));
+    corrected.SetPnL3D(NotWorseThan(down.step3, GetPnL3D()));
+    corrected.SetPnL2D(NotWorseThan(down.step2, GetPnL2D()));
+    corrected.SetPnL2U(NotWorseThan(up.step2, GetPnL2U()));
+    corrected.SetPnL3U(NotWorseThan(up.step3, GetPnL3U()));
     return corrected;
 }
 

@@ -146,7 +146,7 @@ public:
     /// them are left to trade. price1 is the second price of a two-legged order. clientCode: seven characters at most
     /// are taken. Gives the order's local number. Z9ERR_INSTRUMENT_ABSENT, Z9ERR_CHECK_TRADEMODES_NOT_FOUND (nobody
     /// knows the instrument's trade mode), Z9ERR_CHECK_ORDER_WRONG_QUANTITY for a quantity outside 1 to
-    /// |signedQuantity| or too large for the list.
+    /// |signedQuantity| or too large for the list, Z9ERR_COMMON_DUPLICATE while a restored order stands under 0.
     [[nodiscard]] Z9ERR AddOrder(std::int32_t instrumentID, t_bprice_int price, t_bprice_int price1,
                                  std::int64_t quantity, std::int64_t signedQuantity, t_id& lsOrderId,
                                  DeltaOrderList& deltas, std::string_view clientCode, OrderFlags flags);
@@ -186,7 +186,7 @@ public:
     /// goes on; it never goes back. From any thread.
     t_id nextLSOrderId(SOrder& order, t_id number) noexcept;
 
-    /// Deletes all orders; local numbers go on behind the one given.
+    /// Deletes all orders; local numbers go on behind the one given, which below 0 counts as 0.
     void Clear(int lastLsOrderId = 0) noexcept;
 
     /// Null when there is none.
@@ -199,12 +199,15 @@ public:
     [[nodiscard]] t_id GetLsOrderIdSnapshot() const noexcept { return m_orders.lsorderID.load(); }
 
     [[nodiscard]] const SOrdersData& GetOrders() const noexcept { return m_orders; }
-    /// For orders that are restored: each under its number, whole, and the numbering behind them.
+    /// For orders that are restored: each under its number, which is not 0, whole, and the numbering behind them. Where
+    /// it is not, numbers that an order has are passed over.
     [[nodiscard]] SOrdersData& GetOrdersForUpdate() noexcept { return m_orders; }
 
 private:
     [[nodiscard]] Z9ERR TakeOff(COrderList::iterator entry, std::int64_t taken, bool traded, DeltaOrderList& deltas,
                                 SOrder* state);
+    /// The next local number that no order waits under.
+    t_id DrawFreeNumber(SOrder& order) noexcept;
     [[nodiscard]] COrderList::iterator FindMove(t_id ordNum, t_id lsOrderId) noexcept;
 
     static DenseDictionary<SInstrument> instruments;

@@ -229,13 +229,14 @@ Z9ERR COrderManager::AddOrder(std::int32_t instrumentID, t_bprice_int price, t_b
     order.isReverse = instrument->IsReverse;
 
     // A number that is drawn stays drawn, so it is the last thing done: the order waits for it under 0, nobody's
-    // number.
+    // number unless somebody has restored an order under it.
     MakeRoomForTwo(deltas);
     if (!Fits(order, price, quantity, deltas)) return Z9ERR_CHECK_ORDER_WRONG_QUANTITY;
-    const auto entry = m_orders.orders_ls.try_emplace(SOrderKey{0}, std::move(made)).first;
+    const auto [entry, isNew] = m_orders.orders_ls.try_emplace(SOrderKey{0}, std::move(made));
+    if (!isNew) return Z9ERR_COMMON_DUPLICATE;
     static_cast<void>(order.addDelta(quantity, deltas));
     order.curQuantity = quantity;
-    lsOrderId = nextLSOrderId(order, 0);
+    lsOrderId = DrawFreeNumber(order);
     MoveBetweenTables(m_orders.orders_ls, entry, m_orders.orders_ls, lsOrderId);
     return Z9ERR_OK;
 }
@@ -320,7 +321,7 @@ Z9ERR COrderManager::MoveOrder(t_id ordNum, Enums::MoveOrderMode mode, t_bprice_
     order.newPrice = newPrice;
     order.movedQuantity = moved.quantity;
     Stand(order, reserve);
-    lsOrderId = nextLSOrderId(order, 0);
+    lsOrderId = DrawFreeNumber(order);
     Show(order, state);
     return Z9ERR_OK;
 }
@@ -371,6 +372,14 @@ Z9ERR COrderManager::ConfirmMove(t_id ordNum, t_id lsOrderId, t_id newOrdNum, De
     return Z9ERR_OK;
 }
 
+// The order itself may wait under 0, which is passed over like any number that an order has.
+t_id COrderManager::DrawFreeNumber(SOrder& order) noexcept
+{
+    while (findOrderByLS(nextLSOrderId(order, 0)) != nullptr) {
+    }
+    return order.lsOrderID;
+}
+
 t_id COrderManager::nextLSOrderId(SOrder& order, t_id number) noexcept
 {
     std::atomic<t_id>& last = m_orders.lsorderID;
@@ -384,7 +393,7 @@ void COrderManager::Clear(int lastLsOrderId) noexcept
 {
     m_orders.orders_ls.clear();
     m_orders.orders_nm.clear();
-    m_orders.lsorderID.store(lastLsOrderId);
+    m_orders.lsorderID.store(std::max(0, lastLsOrderId));
 }
 
 const COrderManager::SOrder* COrderManager::findOrderByLS(t_id lsOrderId) const noexcept

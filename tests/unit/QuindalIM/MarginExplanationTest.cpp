@@ -3,6 +3,8 @@
 #include "MarginExplanation.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -213,6 +215,8 @@ TEST(MarginExplanationTest, TakesTheFirstOfTwoCellsAsBadAndCutsTheOtherContract)
     ASSERT_EQ(side.contracts.size(), 2U);
     EXPECT_EQ(side.contracts[0].money, -100.0);
     EXPECT_EQ(side.contracts[1].kind, ContractOutcome::Kind::Nothing);
+    EXPECT_TRUE(side.contracts[1].isCut);
+    EXPECT_FALSE(side.contracts[0].isCut);
     EXPECT_EQ(ShareOf(explained, FUT).margin, 100.0);
     EXPECT_EQ(ShareOf(explained, Other).margin, 0.0);
     EXPECT_TRUE(ShareOf(explained, Other).isGated);
@@ -358,6 +362,31 @@ TEST(MarginExplanationTest, NamesTheDeliveryThatIsWorst)
     EXPECT_NEAR(ShareOf(explained, Option1).margin, 25.0, Cent);
 }
 
+// The same call beside one at 800 of a series that is settled in cash, had for nothing too. What that one is worth at
+// 800 depends on the volatility: least at the lowest, the first scenario, and so that is the scenario of the worst
+// cell.
+TEST(MarginExplanationTest, NamesTheScenarioBesideADeliveryWhereOtherSeriesAreNotDelivered)
+{
+    plain::Market market = OneFutures();
+    market.series = {Deliverable(InSpread(HandSeries("S"))), InSpread(HandSeries("T"))};
+    market.series.back().A_Bach = 20.0;
+    market.series.back().VolatilityRisk = 0.5;
+    market.options = {HandOption("S", Option1, Enums::OptionType::Call, 825.0),
+                      HandOption("T", Option2, Enums::OptionType::Call, 800.0)};
+    plain::Rules rules;
+    rules.clearings = 1;
+    const MarginExplanation explained = Book(market, rules).Hold(Option1, 1, 0.0).Hold(Option2, 1, 0.0).Explain(1.0);
+    const ContractOutcome& contract = OnlyContract(explained);
+    EXPECT_TRUE(contract.isDelivery);
+    EXPECT_EQ(contract.pricePoint, 1U);
+    EXPECT_EQ(contract.scenario, 0U);
+    const std::vector<std::vector<double>>& scenarios = explained.grids.front().scenarios;
+    EXPECT_LT(scenarios.front()[1] + 1.0, scenarios.back()[1]) << "the second series alone, by more than a unit";
+    EXPECT_NEAR(contract.cell, -25.0 + scenarios.front()[1], Cent);
+    EXPECT_NEAR(ShareOf(explained, Option1).margin, 25.0, Cent);
+    EXPECT_NEAR(ShareOf(explained, Option2).margin, -scenarios.front()[1], Cent);
+}
+
 // A premium-style put worth 40, bought for 40, and two futures: 110 and -200 at 700. Its value covers 40 of the loss of
 // 90, so the currency, which moves by 0.05, takes 2.50 of the other 50. 1.05 x 200 is the share of the futures, the put
 // has 1.05 x 110 of gain and 0.05 x 40 of value.
@@ -389,6 +418,15 @@ TEST(MarginExplanationTest, GivesTheOrdersOfAnInstrumentAShareOfTheirOwn)
     EXPECT_EQ(explained.shares[1].margin, 180.0);
     EXPECT_EQ(explained.shares[1].quantity, 2);
     ExpectLevels(explained, {280.0, 280.0, 280.0, 280.0, 280.0}, {0.0, 0.0, 0.0, 0.0, 0.0});
+}
+
+// Quantities are added up as the machine adds them: two of 2^62 come to -2^63, and a figure is no reason to fail.
+TEST(MarginExplanationTest, WrapsTheCountOfOrdersThatNoQuantityHolds)
+{
+    constexpr std::int64_t huge = std::int64_t{1} << 62;
+    const MarginExplanation explained =
+        Book(OneFutures()).Order(FUT, Buy(790.0), huge).Order(FUT, Sell(810.0), huge).Explain();
+    EXPECT_EQ(ShareOf(explained, FUT, MarginShare::Kind::Orders).quantity, std::numeric_limits<std::int64_t>::min());
 }
 
 // The add-on of 0.01 of the spot takes 8 a contract at 700. On a collateral instrument what an order added to it stays

@@ -319,6 +319,43 @@ RC_GTEST_PROP(ReadBackFigures, OfAFirmAndAnAccountUnderNettingMakeTheirOwnMargin
         [&](eChooseRiskType type, const std::string& code) { return tree.OfAccount(type, code, "ACCOUNT"); });
 }
 
+// A client whose margin leaves premium-style options out is given the book without them.
+RC_GTEST_PROP(ReadBackFigures, OfAClientWithoutPremiumStyleOptionsMakeTheMarginWithoutThem, ())
+{
+    constexpr const char* client = "AA01001";
+    constexpr double weight = 0.5;
+    const plain::Market market = random_market::Make();
+    plain::Rules rules = random_market::MakeRules();
+    rules.tier = plain::Tier::Client;
+    rules.ratios.clear();
+    Tree tree(MakeRepository(market));
+    tree.AddAccount("ACCOUNT", MarginRule::Gross);
+    tree.AddFirm("AA01", "ACCOUNT", MarginRule::Gross);
+    tree.AddClient(client, rules, weight);
+    tree.Client(client).SetNotUseNOV(1);
+
+    std::set<std::string> left; // out of the margin
+    for (const kv7im::OptionSeriesParameters& series : market.series)
+        if (series.marginStyle == Enums::MarginStyle::Equity) left.insert(series.Code);
+    plain::Book counted;
+    for (const FuturesSample& futures : market.futures)
+        tree.Set(client, futures.Isin, counted[futures.Isin] = random_market::MakeHolding(futures));
+    for (const OptionSample& option : market.options) {
+        const plain::Holding holding = random_market::MakeHolding(option);
+        tree.Set(client, option.Isin, holding);
+        if (!left.contains(option.CodeVF)) counted[option.Isin] = holding;
+    }
+
+    const plain::Margins read = MarginsOfBook(market, rules, [&](eChooseRiskType type, const std::string& code) {
+        return tree.OfClient(type, code, client);
+    });
+    ExpectNear(read, plain::Model(market, rules).Of(counted), "of the book without them");
+    ExpectInWholeCents(tree.Client(client).GetInitialMargin(),
+                       (1.0 - weight) * read.volatility + weight * read.delivery, client);
+    for (const std::string& code : left)
+        RC_ASSERT(tree.OfClient(Matrix_Volatility, code, client).scenarios == 0U);
+}
+
 RC_GTEST_PROP(ReadBackFigures, AreTheRowsAndPointsThatAPlainModelFinds, ())
 {
     RandomTree().ExpectRowsOfThePlainModel();

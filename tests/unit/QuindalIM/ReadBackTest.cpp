@@ -532,6 +532,41 @@ TEST_F(ReadBack, AFuturesIsNoSeries)
               Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND);
 }
 
+// The put at 850 is worth 150, 50 and 0 and was bought at 60. A client without such options has nothing of it: neither
+// in the sum of the spread nor as a series.
+TEST(ReadBackOfClients, PremiumStyleOptionsAreReadWhereTheyCount)
+{
+    constexpr const char* client = "AA01001";
+    constexpr Isin premiumPut = 16;
+    plain::Market market = HandMarketToRead();
+    kv7im::OptionSeriesParameters premium = InSpread(HandSeries("PREMIUM", "NET-1"));
+    premium.marginStyle = Enums::MarginStyle::Equity;
+    market.series.push_back(premium);
+    market.options.push_back(HandOption("PREMIUM", premiumPut, Enums::OptionType::Put, 850.0));
+    Tree tree(MakeRepository(market));
+    tree.AddAccount("ACCOUNT", MarginRule::Netting);
+    tree.AddFirm("AA01", "ACCOUNT", MarginRule::Netting);
+    tree.AddClient(client);
+    const auto seriesOf = [&](const auto& operation) {
+        return Read([&](double* arr, std::size_t& points, std::size_t& scenarios, Info& info) {
+            return (tree.calculator.*operation)(Matrix_Volatility, "PREMIUM", client, arr, points, scenarios, info);
+        });
+    };
+
+    tree.Client(client).SetNotUseNOV(1);
+    tree.Set(client, NetOne, {1, 800.0});
+    tree.Set(client, premiumPut, {1, 60.0});
+    EXPECT_THAT(tree.OfClient(Matrix_Volatility, "NET", client).Row(0), ElementsAre(-100.0, 0.0, 100.0));
+    EXPECT_EQ(tree.OfClient(Matrix_Volatility, "PREMIUM", client).points, 0U);
+    EXPECT_EQ(seriesOf(&QuindalIM::CCalcGO::GetClientVfRisksArray).points, 0U);
+    EXPECT_EQ(seriesOf(&QuindalIM::CCalcGO::GetClientDeliveryRisksArray).points, 0U);
+
+    tree.Client(client).SetNotUseNOV(0);
+    EXPECT_EQ(tree.OfClient(Matrix_Volatility, "PREMIUM", client).points, 3U);
+    EXPECT_EQ(seriesOf(&QuindalIM::CCalcGO::GetClientVfRisksArray).points, 3U);
+    EXPECT_GT(tree.OfClient(Matrix_Volatility, "NET", client).cells[0], -100.0) << "the put gains there";
+}
+
 // ---- Instruments ------------------------------------------------------------------------------------------------
 
 class ReadBackOfInstruments : public ReadBack
@@ -636,6 +671,22 @@ TEST_F(ReadBackOfInstruments, AreRefusedWithTheCodeOfTheirKind)
                          static_cast<Enums::ClientRiskLevel>(level))
                           .code,
                       Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS);
+}
+
+// As a null text does. A copying call without an array asks for its code otherwise.
+TEST_F(ReadBackOfInstruments, ALevelThatThereIsNotIsRefusedBeforeTheArrayIsAskedFor)
+{
+    for (const bool isOption : {false, true})
+        for (const int level : {0, 5}) {
+            std::size_t points = 3;
+            std::size_t scenarios = 5;
+            Info info;
+            EXPECT_EQ(tree.calculator.GetRiskPoints(Matrix_Volatility, isOption ? "ALONE-11" : "FUT", isOption, nullptr,
+                                                    points, scenarios, info,
+                                                    static_cast<Enums::ClientRiskLevel>(level)),
+                      level == 5 ? Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS : Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS);
+            EXPECT_EQ(std::pair(points, scenarios), std::pair(std::size_t{3}, std::size_t{5}));
+        }
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 // Positions that a session starts with, and the clearing at its end.
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include "DealTree.h"
@@ -178,4 +180,67 @@ TEST(LoadedPositionsTest, AClearingPaysTheVariationMarginOfAllLevels)
                 EXPECT_EQ(level->GetMeans().BlockedMoney, Cents(0));
             }
         }
+}
+
+// The firm has the largest count there is: one more contract of a client does not fit, here or after the clearing.
+TEST(LoadedPositionsTest, ContractsThatALevelAboveCannotCountAreRefusedBeforeAnythingIsWritten)
+{
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    for (const bool afterLastClearing : {false, true}) {
+        DealTree tree(HalfNetting, Gross);
+        SPosition full;
+        full.isin = FUT;
+        (afterLastClearing ? full.afterLastClearingQuantity : full.quantity) = largest;
+        tree.account->GetPositionCalculator().InsertPositionForHalfNettingAndGross(full);
+        const Failure failure =
+            FailureOf([&] { static_cast<void>(InsertPosition(tree.first, Record(FUT, 1, 810.0, -1.0, 1))); });
+        EXPECT_EQ(failure.code, Z9ERR_COMMON_OVERFLOW);
+        EXPECT_TRUE(tree.first.GetPositionCalculator().GetPositions().empty());
+        EXPECT_TRUE(tree.firm.GetPositionCalculator().GetPositions().empty());
+        EXPECT_EQ(tree.firm.GetVMCloseTotal(), Sum(0));
+        EXPECT_EQ(GetPositionQuantity(tree.first, FUT), 0);
+        EXPECT_EQ(InsertPosition(tree.first, Record(CurrencyFutures, 1, 810.0, -1.0, 1)), Z9ERR_OK);
+    }
+}
+
+// Each client has bought 10^11 contracts at 1, the firm has both. At the settlement price of 800 either client's volume
+// fits 64 bits (8 x 10^18 units of 0.00001) and the firm's does not. Repeated at a price of 1, the clearing is whole,
+// and the shared account has lost what the firm had put in: once.
+TEST(LoadedPositionsTest, AClearingThatAFirmRefusesMayBeRepeated)
+{
+    constexpr std::int32_t tradeFree = 108;
+    constexpr std::int64_t many = 100'000'000'000;
+    const BraskSettlementAccountPtr& shared = GetDummySettlementAccount();
+    const t_bsum_int vmBefore = shared->GetVMCloseTotal();
+    const t_bsum_int vmFullBefore = shared->GetPositionCalculator().GetVMFull();
+    const t_bround_int reserveBefore = shared->GetMeans().VMReserve;
+    DealTree tree(Netting, Gross, shared);
+    tree.AddTradingInstrument(tradeFree, SpreadFutures);
+    ASSERT_EQ(tree.Trade(tree.first, TradeCurrency, 800.0, 1), Z9ERR_OK);
+    ASSERT_EQ(tree.Trade(tree.first, TradeCurrency, 790.0, -1), Z9ERR_OK); // loses 10
+    ASSERT_EQ(tree.Trade(tree.first, tradeFree, 1.0, many), Z9ERR_OK);
+    ASSERT_EQ(tree.Trade(tree.second, tradeFree, 1.0, many), Z9ERR_OK);
+    ASSERT_EQ(shared->GetVMCloseTotal(), vmBefore - t_bsum_int(10.0));
+
+    for (int time = 0; time < 2; ++time) {
+        const Failure failure = FailureOf([&] { money_orchestrator::RefreshPositions(tree.repository); });
+        EXPECT_EQ(failure.code, Z9ERR_COMMON_OVERFLOW);
+        // The clients are through, the levels above are not.
+        EXPECT_EQ(tree.first.GetVMCloseTotal(), Sum(0));
+        EXPECT_EQ(tree.firm.GetVMCloseTotal(), t_bsum_int(-10.0));
+        EXPECT_EQ(tree.firm.GetMeans().VMReserve, Cents(1100));
+        EXPECT_EQ(shared->GetVMCloseTotal(), vmBefore - t_bsum_int(10.0));
+        EXPECT_EQ(shared->GetMeans().VMReserve, reserveBefore + Cents(1100));
+    }
+
+    tree.positionInstruments.UpdateFutures(SpreadFutures, 0.5, t_bprice(1.0));
+    money_orchestrator::RefreshPositions(tree.repository);
+    EXPECT_EQ(tree.firm.GetVMCloseTotal(), Sum(0));
+    EXPECT_EQ(shared->GetVMCloseTotal(), vmBefore);
+    EXPECT_EQ(shared->GetPositionCalculator().GetVMFull(), vmFullBefore);
+    EXPECT_EQ(shared->GetVMCloseByCurrencies().at(Dollar), Sum(0));
+    EXPECT_EQ(shared->GetMeans().VMReserve, reserveBefore);
+    // The account is everybody's: it is left as it was.
+    ASSERT_EQ(tree.Trade(tree.first, tradeFree, 1.0, -many), Z9ERR_OK);
+    ASSERT_EQ(tree.Trade(tree.second, tradeFree, 1.0, -many), Z9ERR_OK);
 }

@@ -150,9 +150,30 @@ TEST(Recalculation, TheOtherLegOfASpreadFollowsThePriceOfAFamilyThatIsNotItsOwn)
     changed.CalcFutPrice = changed.RealCalcPrice = 830.0;
     Tree::Check(desk.repository->UpdateFutures(market_changes::Of(changed)));
     Tree::Check(desk.repository->UpdateComplete());
-    EXPECT_EQ(FuturesOfThePass(*desk.repository), (std::set<Isin>{FUT, NEXT, FAR}));
+    EXPECT_EQ(FuturesOfOpenFamilies(*desk.repository), (std::set<Isin>{FUT, NEXT}));
     EXPECT_EQ(RecalcChangedInstruments(desk.tree.participants, *desk.repository, false), Z9ERR_OK);
     EXPECT_NEAR(desk.tree.clients[0]->GetPortfolio().GetVolatilityInitialMargin(), 100.0 + 135.0, 1e-6);
+}
+
+// At settlement prices only what has changed is settled: FAR, bought at 850, is taken anew for the spread's sake and
+// may lose 150 at 700 still. FUT, bought at 805, stands at 830 now and may lose 100.
+TEST(Recalculation, AFamilyThatHasNotChangedKeepsItsPricesWhereTheOtherIsSettled)
+{
+    plain::Market market = ThreeFutures();
+    market.multilegs = {MultilegSample{}};
+    market.multilegs[0].SecondLeg = FAR;
+    Desk desk(market, MarginRule::Gross, MarginRule::Gross);
+    desk.tree.SetPosition(0, FUT, {1, 805.0});
+    desk.tree.SetPosition(0, FAR, {1, 850.0});
+    EXPECT_NEAR(desk.tree.clients[0]->GetPortfolio().GetVolatilityInitialMargin(), 105.0 + 150.0, 1e-6);
+
+    FuturesSample changed = desk.market.futures[0];
+    changed.CalcFutPrice = changed.RealCalcPrice = 830.0;
+    Tree::Check(desk.repository->UpdateFutures(market_changes::Of(changed)));
+    Tree::Check(desk.repository->UpdateComplete());
+    EXPECT_EQ(RecalcChangedInstruments(desk.tree.participants, *desk.repository, true), Z9ERR_OK);
+    EXPECT_NEAR(desk.tree.clients[0]->GetPortfolio().GetVolatilityInitialMargin(), 100.0 + 150.0, 1e-6);
+    EXPECT_EQ(desk.tree.clients[0]->GetPortfolio().GetSpecPosition(FAR)->GetWAPrice(), 850.0);
 }
 
 // Within a contract both legs change in one pass, one after the other: whichever is first, the orders of both know the

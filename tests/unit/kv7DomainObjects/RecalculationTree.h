@@ -276,19 +276,13 @@ private:
 
 [[nodiscard]] inline std::string DifferencesOf(const Tree& a, const Tree& b) { return Difference(a, b).Text(); }
 
-/// Futures that an open transaction reaches, and those that stand in a spread with one of them.
-[[nodiscard]] inline std::set<Isin> FuturesOfThePass(const kv7im::InstrumentsRepository& instruments)
+/// Futures that an open transaction reaches.
+[[nodiscard]] inline std::set<Isin> FuturesOfOpenFamilies(const kv7im::InstrumentsRepository& instruments)
 {
-    std::set<Isin> changed;
+    std::set<Isin> open;
     for (const kv7im::FuturesNode& node : instruments.RangeFuturesByIsin())
-        if (node.GetStatus() == kv7im::Status::WasChanged) changed.insert(node.GetIsin());
-    std::set<Isin> all = changed;
-    for (const kv7im::CSpecMultileg& multileg : instruments.RangeMultilegByIsin()) {
-        const bool reached =
-            changed.contains(multileg.GetFirstLegIsin()) || changed.contains(multileg.GetSecondLegIsin());
-        if (reached) all.insert({multileg.GetFirstLegIsin(), multileg.GetSecondLegIsin()});
-    }
-    return all;
+        if (node.GetStatus() == kv7im::Status::WasChanged) open.insert(node.GetIsin());
+    return open;
 }
 
 } // namespace recalculation

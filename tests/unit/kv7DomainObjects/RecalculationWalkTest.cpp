@@ -74,7 +74,7 @@ RC_GTEST_PROP(RecalculationWalk, LeavesEveryLevelAsATreeBuiltOnTheChangedInstrum
         random_changes::Day(*repository, market).ChangeSome();
         RC_ASSERT(repository->UpdateComplete() == 0);
         const bool useRealCalcPrice = *rc::gen::arbitrary<bool>();
-        if (useRealCalcPrice) books.SettleOn(*repository, FuturesOfThePass(*repository));
+        if (useRealCalcPrice) books.SettleOn(*repository, FuturesOfOpenFamilies(*repository));
         RC_ASSERT(margin_orchestrator::RecalcChangedInstruments(tree.participants, *repository, useRealCalcPrice) == 0);
 
         const auto changed = MakeRepository(market);

@@ -152,6 +152,11 @@ TEST_F(TradingLimitsTest, ATextThatIsNoAmountGivesItsCodeAndChangesNothing)
         EXPECT_EQ(firm.ChangeTradingLimits(MSChangeBFLimitNTA{Set, text.amount}), text.code) << text.amount;
         ExpectMoney(firm, 100000);
     }
+    // A zero within: what stands before it alone would be another amount.
+    MSChangeBFLimitNTA withZero{Set, "12.34"};
+    withZero.Amount[2] = '\0';
+    EXPECT_EQ(firm.ChangeTradingLimits(withZero), Z9ERR_COMMON_WRONG_ARGUMENTS);
+    ExpectMoney(firm, 100000);
     EXPECT_EQ(firm.ChangeTradingLimits(MSChangeBFLimitNTA{Set, "92233720368547758.07"}), 0U);
     EXPECT_EQ(firm.GetMeans().m_amountMoney, Cents(std::numeric_limits<std::int64_t>::max()));
 }

@@ -333,4 +333,26 @@ TEST_F(State, MayListPositionsInAnyOrder)
     EXPECT_EQ(StateOf(calculator), FromDump(Fixture)) << "and is written by ascending isin";
 }
 
+// Contracts alone, as a level has them that does not net. Read back, the futures has an instrument, so the next
+// clearing puts it to the settlement price of 100; an isin that accounting does not know does not come back at all.
+TEST_F(State, OfALevelThatOnlyCountsDoesNotComeBackAsItWas)
+{
+    CPositionCalculator counting(instruments);
+    SPosition counted = Flat(Near);
+    counted.quantity = 5;
+    counting.InsertPositionForHalfNettingAndGross(counted);
+    calculator.Deserialize(StateOf(counting));
+    EXPECT_EQ(StateOf(calculator), StateOf(counting)) << "the bytes are the same";
+    EXPECT_EQ(counting.getPosition(Near)->instr, nullptr);
+    EXPECT_NE(calculator.getPosition(Near)->instr, nullptr);
+    counting.refreshAllPositions();
+    calculator.refreshAllPositions();
+    EXPECT_EQ(counting.getPosition(Near)->waprice, t_bprice_int());
+    EXPECT_EQ(calculator.getPosition(Near)->waprice, Price("100"));
+
+    counting.InsertPositionForHalfNettingAndGross(Flat(777));
+    EXPECT_EQ(FailureOf([&] { calculator.Deserialize(StateOf(counting)); }).code,
+              Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND);
+}
+
 } // namespace

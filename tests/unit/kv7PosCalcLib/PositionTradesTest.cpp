@@ -1,6 +1,8 @@
 // What a deal does to positions and sums. c is the money of a unit of price: 1 in Near and Far, 6.5 in Dollars and its
 // options, 0.5 in Halves.
 #include <cstdint>
+#include <functional>
+#include <limits>
 #include <vector>
 
 #include <boost/multiprecision/cpp_int.hpp>
@@ -639,6 +641,81 @@ TEST_F(Trades, WithoutARateADealIsFreeAndLogged)
     EXPECT_EQ(calculator.CalcFixedFee(4, Trading(Near)), t_bsum_int());
     EXPECT_THAT(log.Take(), ElementsAre("WARNING [QuindalIM] CalcFixedFee: Instrument not found: InstrumentID 1001. "
                                         "Default value is used (0.000000)."));
+}
+
+TEST_F(Trades, ARateThatIsNoneCostsNothingAndIsLogged)
+{
+    instruments.InsertInstrumentsRate(Trading(Near), 2.5);
+    LogCapture log;
+    // What the dictionary enters is checked; nothing else keeps a rate from being negative.
+    auto& rate = const_cast<pos::SInstrTRD2&>(*instruments.GetInstrumentsRate(Trading(Near)));
+    rate.fixedFeeRate = -2.5;
+    EXPECT_EQ(calculator.CalcFixedFee(4, Trading(Near)), t_bsum_int());
+    rate.fixedFeeRate = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(calculator.CalcFixedFee(4, Trading(Near)), t_bsum_int());
+    EXPECT_THAT(log.Take(),
+                ElementsAre("WARNING [QuindalIM] CalcFixedFee: fixed_fee_rate has invalid value (-2.500000). Default "
+                            "value is used (0.000000).",
+                            "WARNING [QuindalIM] CalcFixedFee: fixed_fee_rate has invalid value (nan). Default value "
+                            "is used (0.000000)."));
+}
+
+// Taken for a number it would be -92 trillion.
+TEST_F(Trades, APriceThatIsNoAmountIsRefused)
+{
+    constexpr t_bprice_int noAmount = t_bprice_int::FromPlain(Smallest);
+    constexpr t_bprice_int one = t_bprice_int::FromPlain(100'000);
+    ASSERT_TRUE(noAmount.IsNAN());
+    Clear(Near, Price("100"), 5);
+    const auto before = StateOf(calculator);
+    using Prices = pos::SyntheticDealPrices;
+    const Prices firstWithout({Calendar, one}, {Near, noAmount}, {Far, one});
+    const Prices secondWithout({Calendar, one}, {Near, one}, {Far, noAmount});
+    struct Case
+    {
+        std::function<void()> action;
+        const char* text;
+    };
+    const Case cases[] = {
+        {[&] { Trade(Trading(Near), noAmount, -1); }, "Isin: 1"},
+        {[&] { Trade(Trading(Calendar), noAmount, -1); }, "Isin: 50"},
+        {[&] { Trade(NoLegs, noAmount, -1); }, "Isin: 99"},
+        {[&] { Trade(Trading(Calendar), one, -1, true, firstWithout); }, "Isin: 1"},
+        {[&] { Trade(Trading(Calendar), one, -1, true, secondWithout); }, "Isin: 2"},
+        {[&] { Clear(Near, noAmount, -1); }, "Isin: 1"},
+        {[&] { Clear(Near, noAmount, -1, true); }, "Isin: 1"},
+        {[&] {
+             Deal deal;
+             calculator.ProcessTradeForHalfNettingAndGross(Trading(Near), noAmount, 1, {}, deal.trades, deal.isin,
+                                                           deal.instrument);
+         },
+         "Isin: 1"},
+        {[&] {
+             Deal deal;
+             calculator.ProcessTradeCLRForHalfNettingAndGross(Near, noAmount, 1, deal.trades, nullptr);
+         },
+         "Isin: 1"},
+    };
+    for (const Case& c : cases) {
+        const Failure failure = FailureOf(c.action);
+        EXPECT_EQ(failure.code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+        EXPECT_THAT(failure.text, HasSubstr(c.text));
+        EXPECT_EQ(StateOf(calculator), before);
+    }
+}
+
+// A pair trades its first leg at the settlement price.
+TEST_F(Trades, ASettlementPriceThatIsNoAmountMakesNoPrice)
+{
+    const auto before = StateOf(calculator);
+    auto& settled = const_cast<pos::SFutures&>(*instruments.GetInstrFutures(Near));
+    settled.settlPriceReal.SetNAN();
+    const Failure failure = FailureOf([&] { Trade(Trading(Ratio), Price("3.5"), 1); });
+    EXPECT_NE(failure.code, Z9ERR_OK);
+    EXPECT_EQ(StateOf(calculator), before);
+    // One that leaves the second leg a price.
+    EXPECT_EQ(FailureOf([&] { Trade(Trading(Calendar), Price("3.5"), 1); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_EQ(StateOf(calculator), before);
 }
 
 } // namespace

@@ -132,6 +132,49 @@ TEST_F(TransactionFailure, ReleasesAllOrNothing)
     EXPECT_THAT(Differences(*m_repository, *MakeRepository(MarketOfTomorrow())), IsEmpty());
 }
 
+// A month with a series and an option, and an option beside the others, come after the recomputation; each is there as
+// a whole or comes with the next try.
+TEST_F(TransactionFailure, AdoptsNewcomersAgainWhereItWasLeft)
+{
+    plain::Market market = MarketOfTomorrow();
+    ASSERT_EQ(UpdateFutures(), Z9ERR_OK);
+    ASSERT_EQ(UpdateSeries(), Z9ERR_OK);
+    ASSERT_EQ(m_repository->UpdateComplete(), Z9ERR_OK);
+    FuturesSample month = market.futures[0];
+    month.Code = "NEWMONTH";
+    month.Isin = 901;
+    month.TimeToExpiration = 9.0;
+    kv7im::OptionSeriesParameters series = market.series[0];
+    series.Code = "NEWSERIES";
+    series.CodeRF = month.Code;
+    OptionSample known = market.options[0];
+    known.Code = "NEWOPTION";
+    known.Isin = 902;
+    OptionSample option = known;
+    option.Code = "OPTIONOFNEW";
+    option.CodeVF = series.Code;
+    option.Isin = 903;
+    ASSERT_EQ(month.InsertInto(*m_repository), Z9ERR_OK);
+    ASSERT_EQ(m_repository->InsertVirtFutures(series), Z9ERR_OK);
+    ASSERT_EQ(known.InsertInto(*m_repository), Z9ERR_OK);
+    ASSERT_EQ(option.InsertInto(*m_repository), Z9ERR_OK);
+
+    const long failures = FailAtEachAllocation(
+        [&] {
+            m_repository->AdoptNewcomers();
+            return Z9ERR_OK;
+        },
+        [] {});
+    EXPECT_GT(failures, 10);
+    market.futures.push_back(month);
+    market.series.push_back(series);
+    market.options.push_back(known);
+    market.options.push_back(option);
+    EXPECT_THAT(InstrumentDifferences({*m_repository, eNew}, {*MakeRepository(market)}), IsEmpty());
+    m_repository->ReleaseChanged();
+    EXPECT_THAT(Differences(*m_repository, *MakeRepository(market)), IsEmpty());
+}
+
 // Options that nobody has asked for are valued before the instruments that they would be valued by go.
 TEST_F(TransactionFailure, KeepsTheOldValuesOfWhatIsReleasedWithoutBeingRecomputed)
 {

@@ -1,7 +1,9 @@
 // The two-phase life of an order, event by event: the code, what changes in the orders that stand, and what is left.
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -579,4 +581,55 @@ TEST_F(OrderEvents, DeltasOfOnePriceAndSideAreOneRecord)
     ASSERT_EQ(order.addDelta(-7, deltas), 0U);
     ASSERT_EQ(order.addDelta(t_bprice_int(102), 0, deltas), 0U);   // no change is no record
     EXPECT_EQ(Words(deltas), "0@100 +3@101 +1@100 +1@100 +1@100"); // what came to nothing keeps its place
+}
+
+// An order was restored under 3, the numbering behind 1: it waits there, and 3 is passed over.
+TEST_F(OrderEvents, ANumberThatAnOrderHasIsNotGivenToAnother)
+{
+    OrderDesk desk;
+    desk.manager.Clear(1);
+    auto restored = std::make_unique<SOrder>();
+    restored->lsOrderID = 3;
+    restored->price = t_bprice_int(90);
+    restored->isBuying = true;
+    restored->quantity = restored->curQuantity = restored->orgQuantity = 7;
+    desk.manager.GetOrdersForUpdate().orders_ls.emplace(COrderManager::SOrderKey{3}, std::move(restored));
+
+    DeltaOrderList deltas;
+    for (const t_id expected : {2, 4, 5}) {
+        ASSERT_EQ(desk.Tell("buy 10 100", deltas), 0U);
+        EXPECT_EQ(desk.ls, expected);
+    }
+    EXPECT_EQ(Words(deltas), "+30@100");
+    EXPECT_EQ(Words(desk.manager.findOrderByLS(3)), "7@90 of 7");
+    EXPECT_EQ(desk.manager.GetOrders().orders_ls.size(), 4U);
+
+    // Nor is it a move's.
+    desk.manager.GetOrdersForUpdate().lsorderID = 2;
+    ASSERT_EQ(desk.Tell("taken 7001", deltas), 0U);
+    ASSERT_EQ(desk.Tell("move leave 105", deltas), 0U);
+    EXPECT_EQ(desk.ls, 5) << "2, 3 and 4 are taken; 5 has become 7001";
+}
+
+// 0 is the key under which a new order waits for its number.
+TEST_F(OrderEvents, AnOrderRestoredUnderZeroIsNotLost)
+{
+    OrderDesk desk;
+    desk.manager.GetOrdersForUpdate().orders_ls.emplace(COrderManager::SOrderKey{0}, std::make_unique<SOrder>());
+    DeltaOrderList deltas;
+    EXPECT_EQ(desk.Tell("buy 10 100", deltas), Z9ERR_COMMON_DUPLICATE);
+    EXPECT_TRUE(deltas.empty());
+    EXPECT_EQ(desk.manager.GetOrders().orders_ls.size(), 1U);
+    EXPECT_EQ(desk.manager.GetLsOrderIdSnapshot(), 0);
+}
+
+// A counter below 0 would otherwise come to 0.
+TEST_F(OrderEvents, ZeroIsNobodysNumber)
+{
+    OrderDesk desk;
+    desk.manager.GetOrdersForUpdate().lsorderID = -1;
+    DeltaOrderList deltas;
+    EXPECT_EQ(desk.Tell("buy 10 100", deltas), 0U);
+    EXPECT_EQ(desk.ls, 1);
+    EXPECT_NE(desk.manager.findOrderByLS(1), nullptr);
 }

@@ -1,5 +1,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -77,6 +78,15 @@ TEST(OrderManager, ClearDeletesAllOrdersAndSetsTheLocalNumber)
     EXPECT_GE(manager.GetOrders().orders_nm.bucket_count(), 8192U) << "the room stays";
     manager.Clear(40);
     EXPECT_EQ(manager.GetLsOrderIdSnapshot(), 40);
+}
+
+TEST(OrderManager, ALocalNumberBelowZeroCountsAsZero)
+{
+    COrderManager manager;
+    for (const int last : {-1, std::numeric_limits<int>::min()}) {
+        manager.Clear(last);
+        EXPECT_EQ(manager.GetLsOrderIdSnapshot(), 0);
+    }
 }
 
 } // namespace
