@@ -155,6 +155,45 @@ TEST(Recalculation, TheOtherLegOfASpreadFollowsThePriceOfAFamilyThatIsNotItsOwn)
     EXPECT_NEAR(desk.tree.clients[0]->GetPortfolio().GetVolatilityInitialMargin(), 100.0 + 135.0, 1e-6);
 }
 
+// A month and an option that are listed after the day's changes were recomputed, and trade at once: the pass takes
+// their books along onto the new objects, and trading goes on there.
+TEST(Recalculation, WhatIsInsertedIntoARecomputedFamilyIsTakenAlong)
+{
+    constexpr Isin NEWF = 4;
+    plain::Market market = ThreeFutures();
+    market.series = {HandSeries("ALONE")};
+    Desk desk(market, MarginRule::HalfNetting, MarginRule::HalfNetting);
+    desk.tree.SetPosition(0, FUT, {1, 800.0});
+    desk.Open(
+        [](plain::Market& changed) { changed.futures[0].CalcFutPrice = changed.futures[0].RealCalcPrice = 810.0; });
+
+    FuturesSample month = HandFutures("NEWF", NEWF);
+    month.SpreadAspect = Enums::SpreadAspect::InSpread;
+    month.TimeToExpiration = 1.0;
+    const OptionSample option = HandOption("ALONE", Call750, OptionType::Call, 750.0);
+    Tree::Check(month.InsertInto(*desk.repository));
+    Tree::Check(option.InsertInto(*desk.repository));
+    desk.market.futures.push_back(month);
+    desk.market.options.push_back(option);
+    desk.tree.SetPosition(0, NEWF, {2, 795.0});
+    desk.tree.SetPosition(0, Call750, {3, 60.0});
+    EXPECT_EQ(RecalcChangedInstruments(desk.tree.participants, *desk.repository, false), Z9ERR_OK);
+    EXPECT_EQ(desk.tree.clients[0]->GetPortfolio().GetFuturesPositionByIsin(NEWF)->GetFutures(),
+              desk.repository->GetFutures(NEWF));
+
+    const auto changed = MakeRepository(desk.market);
+    Tree fresh(*changed, desk.rules);
+    fresh.SetPosition(0, FUT, {1, 800.0});
+    fresh.SetPosition(0, NEWF, {2, 795.0});
+    fresh.SetPosition(0, Call750, {3, 60.0});
+    EXPECT_EQ(DifferencesOf(desk.tree, fresh), "");
+    for (Tree* const each : {&desk.tree, &fresh}) {
+        each->SetPosition(0, NEWF, {-1, 805.0});
+        each->SetPosition(0, Call750, {-2, 61.0});
+    }
+    EXPECT_EQ(DifferencesOf(desk.tree, fresh), "");
+}
+
 // At settlement prices only what has changed is settled: FAR, bought at 850, is taken anew for the spread's sake and
 // may lose 150 at 700 still. FUT, bought at 805, stands at 830 now and may lose 100.
 TEST(Recalculation, AFamilyThatHasNotChangedKeepsItsPricesWhereTheOtherIsSettled)
