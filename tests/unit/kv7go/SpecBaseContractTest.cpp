@@ -8,44 +8,19 @@
 
 #include "InstrumentSamples.h"
 #include "LogCapture.h"
+#include "MarketChanges.h"
 #include "SpecFutures.h"
 #include "except.h"
 
 namespace {
 
 using kv7im::CSpecBaseContract;
-using kv7im::SBaseContractChanges;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Level = Enums::ClientRiskLevel;
 
 constexpr double Largest = std::numeric_limits<double>::max();
 constexpr auto Levels = Enums::PossibleClientRiskLevelValues;
-
-SBaseContractChanges ChangesOf(const BaseContractSample& s)
-{
-    return {s.Code,
-            s.MarketRisk,
-            s.MarketRisk1,
-            s.MarketRisk2,
-            s.MarketRiskLow,
-            s.MarketRisk1Low,
-            s.MarketRisk2Low,
-            s.MarketRiskMedium,
-            s.MarketRisk1Medium,
-            s.MarketRisk2Medium,
-            s.MarketRiskHigh,
-            s.MarketRisk1High,
-            s.MarketRisk2High,
-            s.MarketRiskExceptional,
-            s.MarketRisk1Exceptional,
-            s.MarketRisk2Exceptional,
-            s.SpotPrice,
-            s.ConcentrationLimit1,
-            s.ConcentrationLimit2,
-            s.OptionModel,
-            s.CFRisk};
-}
 
 TEST(SpecBaseContract, ANewContractHasNoShiftAndItsUpAndDownRatesAreTheBaseRates)
 {
@@ -305,7 +280,7 @@ TEST(SpecBaseContract, ChangedParametersForgetTheReferenceFuturesAndKeepTheShift
     changed.OptionModel = Enums::OptionModel::Bachelier;
     changed.SpotPrice = 55.0;
     changed.CFRisk = 0.5;
-    bc->ChangeParams(ChangesOf(changed));
+    bc->ChangeParams(market_changes::Of(changed));
     EXPECT_EQ(bc->Code, "BC");
     EXPECT_EQ(bc->ConcentrationLimit1, 1);
     EXPECT_EQ(bc->GetConcentrationLimit2(), 2);
@@ -330,7 +305,7 @@ TEST(SpecBaseContract, TheCodeOfAChangeRecordIsCutOffAtTwentyFiveCharacters)
 {
     BaseContractSample sample;
     sample.Code = std::string(40, 'x');
-    EXPECT_STREQ(ChangesOf(sample).Code, std::string(25, 'x').c_str());
+    EXPECT_STREQ(market_changes::Of(sample).Code, std::string(25, 'x').c_str());
 }
 
 } // namespace
