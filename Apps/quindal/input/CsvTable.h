@@ -10,20 +10,14 @@
 #include <map>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-namespace quindal {
+#include "Errors.h"
 
-/// What is wrong with an input, in words for the person at the terminal.
-class InputError : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
+namespace quindal {
 
 class CsvTable;
 

@@ -1,0 +1,23 @@
+// The words of the command line. Each declares its options and gives what runs it once they are parsed.
+#pragma once
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace quindal {
+
+/// A word of the command line and what runs it: the result is the exit status.
+struct Command
+{
+    CLI::App* word;
+    std::function<int()> run;
+};
+
+[[nodiscard]] Command AddMargin(CLI::App& app);
+[[nodiscard]] Command AddExplain(CLI::App& app);
+[[nodiscard]] Command AddServe(CLI::App& app);
+
+} // namespace quindal
