@@ -189,20 +189,22 @@ TEST(DealRefusalTest, ADealThatALevelAboveRefusesLeavesNoRecords)
     DealTree tree(Netting, Netting);
     constexpr std::int64_t half = std::numeric_limits<std::int64_t>::max() / 2 + 1;
     const t_bprice_int nothing;
-    ASSERT_EQ(Clear(tree, FUT, nothing, 1), Z9ERR_OK);
-    tree.firm.GetPositionCalculator().getPosition(FUT)->quantity = half;
-    tree.firm.GetPositionCalculator().getPosition(FUT)->buyQuantityTechnic = half;
+    ASSERT_EQ(Clear(tree, CurrencyFutures, nothing, 1), Z9ERR_OK);
+    tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->quantity = half;
+    tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->buyQuantityTechnic = half;
     PositionSet positions;
     EXPECT_EQ(FailureOf([&] {
-                  static_cast<void>(
-                      ProcessClearingTrade(tree.second, FUT, nothing, half, tree.vectors, positions, false));
+                  static_cast<void>(ProcessClearingTrade(tree.second, CurrencyFutures, nothing, half, tree.vectors,
+                                                         positions, false));
               }).code,
               Z9ERR_COMMON_OVERFLOW);
-    EXPECT_EQ(tree.second.GetPositionCalculator().getPosition(FUT), nullptr);
+    EXPECT_EQ(tree.second.GetPositionCalculator().getPosition(CurrencyFutures), nullptr);
+    EXPECT_TRUE(tree.second.GetPositionCalculator().VMCurr.empty()) << "its dollars are as unknown as before";
+    EXPECT_TRUE(tree.second.GetPositionCalculator().VMCurrFull.empty());
     EXPECT_EQ(positions.clientPosition.curr, nullptr);
-    EXPECT_EQ(tree.first.GetPositionCalculator().getPosition(FUT)->quantity, 1);
-    EXPECT_EQ(tree.firm.GetPositionCalculator().getPosition(FUT)->quantity, half);
-    EXPECT_EQ(Clear(tree, FUT, nothing, 1), Z9ERR_OK);
+    EXPECT_EQ(tree.first.GetPositionCalculator().getPosition(CurrencyFutures)->quantity, 1);
+    EXPECT_EQ(tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->quantity, half);
+    EXPECT_EQ(Clear(tree, CurrencyFutures, nothing, 1), Z9ERR_OK);
 }
 
 // A host may have entered contracts without an instrument; the deal itself names the instrument.
