@@ -2,6 +2,9 @@
 # line. A program finds the library by find_package(QuindalIM) or by pkg-config quindalim.
 include(CMakePackageConfigHelpers)
 
+# Everything built that is installed: what has to stand before `cmake --install`.
+add_custom_target(quindal_installed DEPENDS Z9Sys QuindalIM_Client quindal)
+
 install(TARGETS Z9Sys QuindalIM_Client EXPORT QuindalIMTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         NAMELINK_COMPONENT Development)
 install(TARGETS quindal RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

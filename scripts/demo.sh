@@ -5,7 +5,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 configure release
-build release quindal
+build release quindal_installed # what `cmake --install build/release` takes from here
 exec build/release/Apps/quindal/quindal margin \
     --instruments examples/market.xml \
     --accounts examples/accounts.csv \

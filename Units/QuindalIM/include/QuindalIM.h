@@ -33,8 +33,13 @@
  * one capacity is too small the result is 7: all sizes are written and nothing else. The cursor has moved on by then,
  * so the entry is not offered again before the next SetOnFirst...; pass buffers that are large enough from the start.
  *
- * Threads. None of the library's own. The caller makes one call at a time, from whatever thread; only the first two
- * functions may be called at any time from any thread.
+ * Threads. None of the library's own, but for those of the message-queue client. The caller makes one call at a time,
+ * from whatever thread; only the first two functions may be called at any time from any thread.
+ *
+ * Process. SIGPIPE is left as the caller has it, and the library's own writes raise none. The locale changes no byte of
+ * logs, trace and copies. After a fork the child may initialise anew if its parent had called DeInitQuindalIM before;
+ * a child of a parent that was initialised must call nothing but the first two functions, and may exec. On a processor
+ * without AVX2 the loader refuses the library.
  *
  * Numbers. A GO is an amount of money, 0 or more. Codes are zero-terminated bytes. Enumerations travel as integers of
  * the stated width; an int8_t flag is true when it is not 0. */
@@ -233,12 +238,15 @@ QUINDAL_API const char* GetQuindalIMLibraryVersion(void);
 QUINDAL_API const char* GetErrorCodeDescription(int32_t errorCode);
 
 /* Starts the library: opens the logs, reads the settings, connects to the local router and logs in. Blocks on the
- * network, at most a few time-outs.
+ * network: at most 2 s for the connection, 2 s for the login, 2 s for finding the server and twice the timeout of the
+ * ini file for two exchanges. Where the router demands TLS, the connection uses it.
  *   IniFile    path of the ini file; null or empty: the default ini file that the process has opened
  *   username, password  of the exchange's account; the password is not logged
  * The ini file: section [QuindalIM::mq] with port (of the router on this machine) and timeout (of a request, ms), both
- * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply), optional; the sections
- * [QuindalIM::log] and [QuindalIM::xplog] open the library's own log and the trace log when they are there.
+ * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply) and maxReplyBytes
+ * (longest text of a reply, 268435456 without it), both optional; the sections [QuindalIM::log] and [QuindalIM::xplog]
+ * open the library's own log and the trace log when they are there. Logs and copies are regular files, made with mode
+ * 0640 less the umask.
  * The ini file and the logs come first; a null username or password is told after them.
  * 94809 it is started already; 94814 to 94817 start, connection, login or user information failed; 94822 no port; 94823
  * no time-out; 94824 the user may register no clients; a code of the platform when the ini file or a log does not open.
@@ -530,14 +538,19 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
 
 /* ---- Margin ----------------------------------------------------------------------------------------------------- */
 
-/* Sets a participant's position in an instrument and gives the new GO. Asks the server whether the link is alive, at
- * most once in 20 seconds over the wire.
+/* Sets a participant's position in an instrument and gives the new GO. The first call after 20 seconds asks the server
+ * whether the link is alive and waits for the answer: one `timeout` of the ini file where none comes, five at the very
+ * worst. A host that cannot wait keeps the library on a thread of its own, which calls ChangeOrder with a DeltaQuantity
+ * of 0 while it is idle: that asks too, and changes nothing.
  *   Code, accountHierarchy     whose position: of a client, a firm or a settlement account
  *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
- *   Quantity                   contracts, short below 0; the whole position, not a change
+ *   Quantity                   contracts, short below 0; the whole position, not a change. Not checked either
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
- *                              CalcOptPrice of the option. Not checked: with one that is no number or infinite the
- *                              GO of the client and of the levels above is of no use from then on
+ *                              CalcOptPrice of the option. Not checked: one that is no number, infinite or
+ *                              of a size like 1e300 (as a Quantity like 2^63-1) spoils the book, and the right position
+ *                              afterwards does not mend it. ClearParts and everybody anew brings all figures back; for
+ *                              the client's alone the right SetPosition, then ChangePart with the other NoFutDiscount
+ *                              and ChangePart with the client's own parameters are enough
  *   afterLastClearingQuantity  contracts that the last clearing left. Options whose premium is paid up front (EQUITY)
  *                              have their net option value by it; other instruments do not look at it
  * Written for a client; a position of a firm or an account leaves all five as they are:

@@ -2,7 +2,7 @@
 // owner of such accounts.
 //
 // Always true:  an account that passed validateState has an id, an owner and one of the three rules.
-//               m_brokers holds firms that live: a firm that is destroyed leaves the list of its own account.
+//               m_brokers holds firms that live: a firm that is destroyed leaves the lists of all accounts.
 // Numbers:      ExpWeight is 1.00: an account is margined by its delivery margin.
 #pragma once
 
@@ -81,10 +81,10 @@ public:
 
     /// Firms in the order of binding; a firm bound twice stands twice.
     [[nodiscard]] const std::vector<BraskBroker*>& GetBrokers() const noexcept { return m_brokers; }
+    /// By BraskBroker::BindTo, which takes the firm out again at its end.
     void BindBroker(BraskBroker& broker) { m_brokers.push_back(&broker); }
     /// Takes every entry of the firm out.
     void UnbindBroker(const BraskBroker& broker) noexcept;
-    void UnbindAllBrokers() noexcept { m_brokers.clear(); }
 
     [[nodiscard]] const Domain::MarginCallRequirements& GetMarginCallRequirements() const noexcept
     {

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include <boost/range/adaptor/map.hpp>
 
@@ -76,6 +77,10 @@ public:
     [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
     using ParticipantBase::ChangeTradingLimits;
 
+    /// Enters the firm in the account's list, once more for each call, until the firm is destroyed. Any account may
+    /// list it; the firm's own stays the one that it was made with.
+    void BindTo(const BraskSettlementAccountPtr& account);
+
     /// Multiplier of the firm's own GO.
     [[nodiscard]] t_bprice_int GetGORatio() const noexcept { return GORatio_; }
     void SetGORatio(t_bprice_int value) noexcept { GORatio_ = value; }
@@ -110,6 +115,9 @@ public:
         return {entry->second, isNew};
     }
 
+    /// Destroys a client of the firm that nothing else knows yet.
+    void RemoveClient(BraskClient& client) noexcept;
+
     /// Enters the client under the isin of a futures that it has come to hold; once, however often it is told.
     void MarkClientToRecalc(Isin isin, BraskClient& client);
     /// Clients that have held this futures.
@@ -123,6 +131,8 @@ private:
 
     const Enums::BrokerAccountType brokerType;
     const BraskSettlementAccountPtr settlementAccount;
+    std::vector<BraskSettlementAccountPtr>
+        otherAccounts_; // that list the firm too: they must live to be told of its end
     COrderManager orderManager;
     const BrokerCode brokerCode_;
     bool changeLimit = true; // a deal moves the firm's limit; carried for the host

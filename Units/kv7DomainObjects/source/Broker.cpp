@@ -1,5 +1,6 @@
 #include "Broker.h"
 
+#include <iterator>
 #include <utility>
 
 #include "Constants.h"
@@ -78,7 +79,18 @@ BraskBroker::BraskBroker(BrokerCode code, Enums::BrokerAccountType type, Enums::
 }
 
 // A destroyed firm must not stay in the list of an account that lives on, as the one shared by all calculators does.
-BraskBroker::~BraskBroker() { settlementAccount->UnbindBroker(*this); }
+BraskBroker::~BraskBroker()
+{
+    settlementAccount->UnbindBroker(*this);
+    for (const BraskSettlementAccountPtr& account : otherAccounts_)
+        account->UnbindBroker(*this);
+}
+
+void BraskBroker::BindTo(const BraskSettlementAccountPtr& account)
+{
+    if (account != settlementAccount) otherAccounts_.push_back(account);
+    account->BindBroker(*this);
+}
 
 void BraskBroker::UpdateMoneyCalculatorRelatedFields()
 {
@@ -140,6 +152,15 @@ BraskClient* BraskBroker::SearchClient(ClientCode code) noexcept
 {
     const auto found = clients_.find(code);
     return found == clients_.end() ? nullptr : &found->second;
+}
+
+void BraskBroker::RemoveClient(BraskClient& client) noexcept
+{
+    for (auto entry = clientsToRecalc_.begin(); entry != clientsToRecalc_.end();) {
+        entry->second.erase(&client);
+        entry = entry->second.empty() ? clientsToRecalc_.erase(entry) : std::next(entry);
+    }
+    clients_.erase(client.GetClientCode());
 }
 
 void BraskBroker::MarkClientToRecalc(Isin isin, BraskClient& client) { clientsToRecalc_[isin].insert(&client); }

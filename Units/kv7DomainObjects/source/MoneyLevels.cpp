@@ -22,10 +22,14 @@ t_bsum_int AmountIn(const VMCloseByCurrencies& sums, std::int32_t currency)
     return found == sums.end() ? t_bsum_int() : found->second;
 }
 
-void SetAmountIn(VMCloseByCurrencies& sums, std::int32_t currency, t_bsum_int amount) noexcept
+void SetAmountIn(VMCloseByCurrencies& sums, std::int32_t currency, bool isKept, t_bsum_int amount) noexcept
 {
     const auto found = sums.find(currency);
-    if (found != sums.end()) found->second = amount;
+    if (found == sums.end()) return;
+    if (isKept)
+        found->second = amount;
+    else
+        sums.erase(found);
 }
 
 // The changes by currency come with no change of the firm's reserve: the total brings it once.
@@ -108,7 +112,8 @@ ClosedVM ReadClosedVM(const ParticipantBase& participant, const Currencies& curr
     sums.full = accounting.VMFull;
     for (const std::int32_t currency : currencies)
         sums.byCurrency.push_back({currency, accounting.VMCurr.contains(currency),
-                                   AmountIn(accounting.VMCurr, currency), AmountIn(accounting.VMCurrFull, currency)});
+                                   AmountIn(accounting.VMCurr, currency), AmountIn(accounting.VMCurrFull, currency),
+                                   accounting.VMCurrFull.contains(currency)});
     return sums;
 }
 
@@ -118,8 +123,8 @@ void WriteClosedVM(ParticipantBase& participant, const ClosedVM& sums) noexcept
     accounting.VM = sums.total;
     accounting.VMFull = sums.full;
     for (const ClosedVM::OfCurrency& part : sums.byCurrency) {
-        SetAmountIn(accounting.VMCurr, part.currency, part.amount);
-        SetAmountIn(accounting.VMCurrFull, part.currency, part.full);
+        SetAmountIn(accounting.VMCurr, part.currency, part.isKept, part.amount);
+        SetAmountIn(accounting.VMCurrFull, part.currency, part.isKeptInFull, part.full);
     }
 }
 

@@ -52,6 +52,7 @@ struct ClosedVM
         bool isKept = false; // the level has an entry: premium-style options alone make none
         t_bsum_int amount;
         t_bsum_int full;
+        bool isKeptInFull = true; // the same of the sum that includes them
     };
 
     ClosedVM& operator-=(const ClosedVM& other) noexcept; ///< Both of the same currencies.
@@ -61,6 +62,7 @@ struct ClosedVM
     boost::container::static_vector<OfCurrency, MaxLegs> byCurrency;
 };
 [[nodiscard]] ClosedVM ReadClosedVM(const ParticipantBase& participant, const Currencies& currencies);
+/// Puts back what was read; currencies that were kept since then go.
 void WriteClosedVM(ParticipantBase& participant, const ClosedVM& sums) noexcept;
 
 /// Adds what was closed one level below to a level that counts contracts, and renews its reserve. A level that keeps

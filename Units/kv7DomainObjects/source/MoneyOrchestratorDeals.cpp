@@ -24,28 +24,37 @@ struct Level
 class LevelBackup
 {
 public:
-    LevelBackup(ParticipantBase& participant, const Legs& legs)
-        : m_participant(participant),
-          m_means(participant.GetMeans()),
-          m_sums(ReadClosedVM(participant, CurrenciesOf(legs)))
+    LevelBackup(const Level& level, const Legs& legs)
+        : m_level(level),
+          m_means(level.participant.GetMeans()),
+          m_sums(ReadClosedVM(level.participant, CurrenciesOf(legs)))
     {
-        for (const Leg& leg : legs)
-            if (const SPosition* const record = participant.GetPositionCalculator().getPosition(leg.isin))
+        for (const Leg& leg : legs) {
+            const SPosition* const record = level.participant.GetPositionCalculator().getPosition(leg.isin);
+            if (record != nullptr)
                 m_records.push_back(*record);
+            else
+                m_newIsins.push_back(leg.isin);
+        }
     }
 
     void Restore() const noexcept
     {
+        CPositionCalculator& accounting = m_level.participant.GetPositionCalculator();
+        if (m_level.positions != nullptr) *m_level.positions = {}; // may point at a record that goes
         for (const SPosition& record : m_records)
-            *m_participant.GetPositionCalculator().getPosition(record.isin) = record;
-        WriteClosedVM(m_participant, m_sums);
-        m_participant.GetMeansForUpdate() = m_means;
+            *accounting.getPosition(record.isin) = record;
+        for (const Isin isin : m_newIsins)
+            accounting.RemovePosition(isin);
+        WriteClosedVM(m_level.participant, m_sums);
+        m_level.participant.GetMeansForUpdate() = m_means;
     }
 
 private:
-    ParticipantBase& m_participant;
+    Level m_level;
     Domain::Means m_means;
     boost::container::static_vector<SPosition, MaxLegs> m_records;
+    boost::container::static_vector<Isin, MaxLegs> m_newIsins;
     ClosedVM m_sums;
 };
 
@@ -64,6 +73,11 @@ struct Deal
 
     BraskClient& client;
     const BraskSettlementAccountPtr account;
+    [[nodiscard]] std::array<const Level*, 3> Levels() const noexcept
+    {
+        return {&clientLevel, &firmLevel, &accountLevel};
+    }
+
     Level clientLevel;
     Level firmLevel;
     Level accountLevel;
@@ -81,7 +95,7 @@ struct Deal
 [[nodiscard]] Z9ERR CheckLeg(const Deal& deal, Isin isin)
 {
     if (!KnownToBooks(deal.client, isin)) return Z9ERR_INSTRUMENT_ABSENT;
-    for (const Level* const level : {&deal.clientLevel, &deal.firmLevel, &deal.accountLevel}) {
+    for (const Level* const level : deal.Levels()) {
         const bool isBooked = level == &deal.clientLevel || KeepsAccounting(level->participant);
         if (isBooked && StandsInBookAlone(level->participant, isin))
             return Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND;
@@ -89,13 +103,12 @@ struct Deal
     return Z9ERR_OK;
 }
 
-// A leg of the deal, with a record of it at each level.
-void AddLeg(Deal& deal, const pos::SInstrCLR& instrument)
+// A booking passes over what has no record: each leg has one at each level.
+void EnsureRecords(const Deal& deal)
 {
-    deal.legs.emplace_back(instrument);
-    EnsureRecord(deal.client, instrument.isin);
-    EnsureRecord(deal.client.GetBroker(), instrument.isin);
-    if (HasPositions(*deal.account)) EnsureRecord(*deal.account, instrument.isin);
+    for (const Leg& leg : deal.legs)
+        for (const Level* const level : deal.Levels())
+            if (HasPositions(level->participant)) EnsureRecord(level->participant, leg.isin);
 }
 
 // Books on one level by the operation given. The account that has no positions gets records of the deal alone, so that
@@ -156,14 +169,16 @@ void CountPositions(const Deal& deal)
     }
 }
 
-// All levels or none: a level above may refuse what the client could take, since its sums are larger.
+// All levels or none: a level above may refuse what the client could take, since its sums are larger. A deal that is
+// refused leaves no record behind either, since that would stand in the way of the position that a session starts with.
 template <class Book>
 void BookOnAllLevels(Deal& deal, const Book& book)
 {
-    const std::array<LevelBackup, 3> backups{LevelBackup(deal.client, deal.legs),
-                                             LevelBackup(deal.client.GetBroker(), deal.legs),
-                                             LevelBackup(*deal.account, deal.legs)};
+    const std::array<LevelBackup, 3> backups{LevelBackup(deal.clientLevel, deal.legs),
+                                             LevelBackup(deal.firmLevel, deal.legs),
+                                             LevelBackup(deal.accountLevel, deal.legs)};
     try {
+        EnsureRecords(deal);
         BookUpward(deal, book);
         CountPositions(deal);
     } catch (...) {
@@ -204,7 +219,7 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     const t_bsum_int fee = FixedFeeOf(ofClient, instrumentId, quantity); // one that does not fit is refused by now
 
     for (const pos::SInstrQuantity& leg : legs)
-        AddLeg(deal, *leg.instrCLR);
+        deal.legs.emplace_back(*leg.instrCLR);
     Isin bookedIsin = 0;
     const pos::SInstrTRD* booked = nullptr;
     BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
@@ -228,7 +243,7 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     Deal deal(client, vectors, &positions);
     const pos::SInstrCLR& instrument = client.GetPositionCalculator().InstrumentOfPosition(isin);
     if (const Z9ERR code = CheckLeg(deal, isin); code != Z9ERR_OK) return code;
-    AddLeg(deal, instrument);
+    deal.legs.emplace_back(instrument);
     BookOnAllLevels(deal, [&](const Level& level, bool keepsAccounting) {
         CPositionCalculator& accounting = level.participant.GetPositionCalculator();
         if (keepsAccounting)

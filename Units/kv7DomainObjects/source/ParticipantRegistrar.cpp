@@ -83,7 +83,7 @@ BraskBroker& ParticipantRegistrar::RegisterBroker(BrokerCode code, Enums::Broker
         brokers.try_emplace(code, code, type, rule, account, nClr2Delivery, nClr2DeliveryClientDefault, expWeight,
                             expWeightClientDefault, ratioMap, m_instrumentRepository, m_posCalcInstruments);
     try {
-        if (account != nullptr) account->BindBroker(entry->second);
+        if (account != nullptr) entry->second.BindTo(account);
     } catch (...) {
         if (isNew) brokers.erase(entry);
         throw;
@@ -125,7 +125,14 @@ BraskClient& ParticipantRegistrar::RegisterClient(BraskBroker& broker, ClientCod
 BraskClient& ParticipantRegistrar::RegisterClient(const BraskClient& client, BraskBroker& broker)
 {
     const auto [entered, isNew] = EnterClient(broker, client.GetClientCode(), client, broker, m_posCalcInstruments);
-    if (isNew) entered.SetPositionsOf(client);
+    if (!isNew) return entered;
+    try {
+        entered.SetPositionsOf(client);
+    } catch (...) {
+        broker.RemoveClient(entered);
+        m_participantRepository.clientCount_.DecrementBy(1);
+        throw;
+    }
     return entered;
 }
 

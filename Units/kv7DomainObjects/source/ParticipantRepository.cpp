@@ -66,10 +66,7 @@ ClientSearchResult ParticipantRepository::SearchClient(ClientCode code) noexcept
 
 void ParticipantRepository::Clear() noexcept
 {
-    // A firm leaves its own account's list by itself; other accounts that it was bound to are emptied here first.
-    for (const BraskSettlementAccountPtr& account : EnumerateSettlementAccounts())
-        account->UnbindAllBrokers();
-    brokers_.clear();
+    brokers_.clear(); // each firm leaves the lists of its accounts
     settlementAccounts_.clear();
     clearingBrokers_.clear();
     clientCount_.Reset();

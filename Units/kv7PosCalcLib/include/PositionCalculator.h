@@ -156,6 +156,8 @@ public:
     void InsertPosition(const SPosition& position, bool updateVM, bool updateNetOptionValue);
     /// The same for levels without accounting: quantities only, no instrument, no sums; the isin need not be known.
     void InsertPositionForHalfNettingAndGross(const SPosition& position);
+    /// Takes a record out whose closed VM is not in the sums; nothing where there is none.
+    void RemovePosition(Isin isin) noexcept;
 
     /// 0 when there is no position.
     [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;

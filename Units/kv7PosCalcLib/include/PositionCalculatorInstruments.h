@@ -260,10 +260,11 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_...: a third leg: NUMBEROFLEGS_MORE_THAN_TWO_IN_MULTILEG; the order number of the
     /// other leg: LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG; the other leg's isin: ISIN_ALREADY_EXISTS_IN_MULTILEG; a leg
     /// that is neither futures nor option: INSTR_NOT_FOUND. Before the last one, for the isin of a futures or an
-    /// option: FUTURES_ALREADY_EXISTS or OPTION_ALREADY_EXISTS.
+    /// option: FUTURES_ALREADY_EXISTS or OPTION_ALREADY_EXISTS. Trading instruments that stand on the first leg get the
+    /// second one too, where its money is that of the first, as InsertInstrument asks.
     void InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff, unsigned char legOrderNum);
-    /// A trading instrument on a clearing instrument or a multileg, with the legs that stand at this time. Neither the
-    /// clearing instrument nor the trade mode need be known: a deal in an instrument without legs moves nothing.
+    /// A trading instrument on a clearing instrument or a multileg, with its legs. Neither the clearing instrument nor
+    /// the trade mode need be known: a deal in an instrument without legs moves nothing.
     /// A repeated id: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; legs whose price units are not worth the
     /// same money (GetLotMoneyCoeff by the code given, compared to 1e-10 of the larger):
     /// Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG; a code of more than 255 characters: code 2.
@@ -347,6 +348,8 @@ private:
     static void CheckNewLeg(const SMultileg& multileg, Isin isin, Isin legIsin, unsigned char legOrderNum);
     /// The repeat code of a futures or an option that has the isin.
     void RefuseClearingIsin(Isin isin) const;
+    /// Enters the second leg, here and in the trading instruments that stand on the multileg already.
+    void CompleteMultileg(SMultileg& multileg, const SInstrQuantity& leg, unsigned char legOrderNum);
     [[nodiscard]] const SInstrCLR& LegInstrument(Isin isin, Isin legIsin) const;
     /// Legs that a deal in this isin moves; none for an unknown one.
     [[nodiscard]] std::vector<SInstrQuantity> LegsOf(Isin isin) const;

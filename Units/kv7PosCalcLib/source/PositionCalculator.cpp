@@ -89,6 +89,8 @@ void CPositionCalculator::InsertPositionForHalfNettingAndGross(const SPosition& 
     AddRecord(record);
 }
 
+void CPositionCalculator::RemovePosition(Isin isin) noexcept { m_positions.erase(isin); }
+
 namespace {
 
 bool IsPremiumStyle(const SPosition& position) noexcept

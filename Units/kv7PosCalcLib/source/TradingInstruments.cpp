@@ -111,6 +111,26 @@ const SInstrCLR& PositionCalculatorInstruments::LegInstrument(Isin isin, Isin le
         .Fmt("Inserting Multileg(Isin %d) failed. Leg(Isin %d) not found", isin, legIsin);
 }
 
+// A trading instrument that came between the two legs must not go on moving the first one alone.
+void PositionCalculatorInstruments::CompleteMultileg(SMultileg& multileg, const SInstrQuantity& leg,
+                                                     unsigned char legOrderNum)
+{
+    std::vector<SInstrQuantity> legs = multileg.instruments;
+    legs.insert(legOrderNum < multileg.lastInsertedLegNum ? legs.begin() : legs.end(), leg);
+    std::vector<SInstrTRD*> traded;
+    for (auto& entry : m_const_instruments.m_instruments)
+        if (entry.second.isin_clr == multileg.isin && !entry.second.instruments.empty())
+            traded.push_back(&entry.second);
+    for (SInstrTRD* const instrument : traded) {
+        CheckMoneyCoeffs(multileg.isin, legs, instrument->code_clr);
+        instrument->instruments.reserve(legs.size());
+    }
+    for (SInstrTRD* const instrument : traded)
+        instrument->instruments.assign(legs.begin(), legs.end());
+    multileg.instruments = std::move(legs);
+    multileg.lastInsertedLegNum = legOrderNum;
+}
+
 void PositionCalculatorInstruments::InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff,
                                                    unsigned char legOrderNum)
 {
@@ -122,12 +142,7 @@ void PositionCalculatorInstruments::InsertMultileg(Isin isin, Isin legIsin, std:
         RefuseClearingIsin(isin);
     const SInstrQuantity leg{.instrCLR = &LegInstrument(isin, legIsin), .quantityCoeff = quantityCoeff};
 
-    if (multileg != nullptr) {
-        auto& legs = multileg->instruments;
-        legs.insert(legOrderNum < multileg->lastInsertedLegNum ? legs.begin() : legs.end(), leg);
-        multileg->lastInsertedLegNum = legOrderNum;
-        return;
-    }
+    if (multileg != nullptr) return CompleteMultileg(*multileg, leg, legOrderNum);
     multilegs.try_emplace(isin, SMultileg{.isin = isin, .lastInsertedLegNum = legOrderNum, .instruments = {leg}});
     try {
         m_instr_types.insert_or_assign(isin, Enums::InstrumentType::MultiLeg);

@@ -47,7 +47,7 @@ public:
     /// Room for any number that the functions below write.
     using NumberBuffer = std::array<char, 32>;
 
-    /// Plain printf verbs.
+    /// Plain printf verbs, in the "C" locale like the rest.
     [[nodiscard, gnu::format(printf, 1, 2)]] static std::string DoFormat(const char* format, ...);
 
     /// "%12.6f", or "%12g" where the absolute value is above 1e8 or below 1e-8 (0 included), so that a field keeps its

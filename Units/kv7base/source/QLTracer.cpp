@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -36,6 +37,23 @@ std::string_view FormatInteger(Formatter::NumberBuffer& buffer, Integer value) n
 /// Seconds out of whole nanoseconds, one rounding.
 double Seconds(std::chrono::nanoseconds duration) noexcept { return static_cast<double>(duration.count()) / 1e9; }
 
+/// While it lives, this thread formats in the "C" locale: the host's decimal comma is nothing to a trace.
+class ClassicLocale
+{
+public:
+    ClassicLocale() noexcept
+    {
+        static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+        m_before = uselocale(classic);
+    }
+    ~ClassicLocale() { uselocale(m_before); }
+    ClassicLocale(const ClassicLocale&) = delete;
+    ClassicLocale& operator=(const ClassicLocale&) = delete;
+
+private:
+    locale_t m_before;
+};
+
 /// An object whose destructor never runs.
 template <class T>
 union Immortal
@@ -62,6 +80,7 @@ KV7_CONSTINIT_STRING Immortal<std::string> category;
 
 std::string Formatter::DoFormat(const char* format, ...)
 {
+    const ClassicLocale classic;
     std::array<char, 512> ordinary;
     va_list args;
     va_start(args, format);

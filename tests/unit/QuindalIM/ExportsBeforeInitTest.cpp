@@ -421,4 +421,11 @@ TEST(ExportsBeforeInit, VersionAndDescriptionsAreThereFromTheStart)
     EXPECT_STREQ(Z9ErrGetDescrStr(94808), "QuindalIM common error") << "registered while the library was loaded";
 }
 
+TEST(ExportsBeforeInit, EveryCodeIsDescribedToTheLetter)
+{
+#define CODE_TEXT(code, name, text) EXPECT_STREQ(GetErrorCodeDescription(code), text);
+#include "../kv7base/CodeTexts.inc"
+#undef CODE_TEXT
+}
+
 } // namespace

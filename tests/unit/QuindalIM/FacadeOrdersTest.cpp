@@ -302,6 +302,17 @@ TEST_F(FacadeOrdersTest, EveryOrderPingsOnce)
     EXPECT_THAT(TheLink().steps, ElementsAre("CheckPing", "CheckPing"));
 }
 
+// So a host may have the link looked at while nothing else waits.
+TEST_F(FacadeOrdersTest, AnOrderOfNoContractsPingsToo)
+{
+    EXPECT_EQ(Present(), 0.0);
+    EXPECT_THAT(TheLink().steps, ElementsAre("CheckPing"));
+    EXPECT_THAT(log.Take(), IsEmpty());
+    TheLink().ping = false;
+    Margins margins;
+    EXPECT_EQ(calls::Order(calc, "AA00001", "FUT", buy, 1000.0, 0, margins), 94820);
+}
+
 TEST_F(FacadeOrdersTest, AChangedClientIsMarginedByItsNewParameters)
 {
     Margins margins;

@@ -1,4 +1,6 @@
 // A settlement account: its record, its checks, its GO, the firms bound to it, and the account that stands in for none.
+#include <memory>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -143,4 +145,40 @@ TEST_F(BraskSettlementAccountTest, TheStandInForgetsFirmsThatAreGone)
         EXPECT_EQ(GetDummySettlementAccount()->GetBrokers().size(), before + 1);
     }
     EXPECT_EQ(GetDummySettlementAccount()->GetBrokers().size(), before);
+}
+
+// A second registration lists the firm in another account as well, of this repository or of none.
+TEST_F(BraskSettlementAccountTest, EveryAccountForgetsAFirmThatIsGone)
+{
+    const std::size_t before = GetDummySettlementAccount()->GetBrokers().size();
+    BraskSettlementAccountPtr outliving;
+    {
+        AccountTree other;
+        const BraskSettlementAccountPtr own = other.AddAccount("ID1", MarginRule::Gross);
+        outliving = tree.AddAccount("ID2", MarginRule::Gross);
+        BraskBroker& firm = other.AddFirm("AA01", MarginRule::Gross, own);
+        for (const BraskSettlementAccountPtr& account : {GetDummySettlementAccount(), outliving, outliving, own})
+            EXPECT_EQ(&other.AddFirm("AA01", MarginRule::Gross, account), &firm);
+        EXPECT_EQ(firm.GetSettlementAccount(), own);
+        EXPECT_THAT(own->GetBrokers(), ElementsAre(&firm, &firm));
+        EXPECT_THAT(outliving->GetBrokers(), ElementsAre(&firm, &firm));
+        EXPECT_EQ(GetDummySettlementAccount()->GetBrokers().back(), &firm);
+        other.repository.Clear();
+        EXPECT_THAT(own->GetBrokers(), IsEmpty());
+    }
+    EXPECT_THAT(outliving->GetBrokers(), IsEmpty());
+    EXPECT_EQ(GetDummySettlementAccount()->GetBrokers().size(), before);
+}
+
+TEST_F(BraskSettlementAccountTest, AnAccountThatItsRepositoryDropsLivesAsLongAsAFirmIsListedInIt)
+{
+    AccountTree firms;
+    BraskBroker& firm = firms.AddFirm("AA01", MarginRule::Gross, GetDummySettlementAccount());
+    firms.AddFirm("AA01", MarginRule::Gross, tree.AddAccount("ID1", MarginRule::Gross));
+    const std::weak_ptr<BraskSettlementAccount> listed = tree.repository.GetSettlementAccountById("ID1");
+    tree.repository.Clear();
+    ASSERT_FALSE(listed.expired());
+    EXPECT_THAT(listed.lock()->GetBrokers(), ElementsAre(&firm));
+    firms.repository.Clear();
+    EXPECT_TRUE(listed.expired());
 }

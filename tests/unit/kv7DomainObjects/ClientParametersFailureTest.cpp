@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FailingAllocations.h"
@@ -154,4 +155,30 @@ TEST(ClientParametersFailureTest, AnOrderIsInTheClientsBookOrIsNot)
         return fails;
     });
     EXPECT_GT(failures, 5);
+}
+
+TEST(ClientParametersFailureTest, AClientThatCannotBeCopiedIsNotRegistered)
+{
+    const long failures = FailAtEveryAllocation([&](long count) {
+        Tree source(Registered());
+        source.Trade();
+        OptionTree target;
+        AccountTree::Check(target.instruments.InsertMultileg(MixedCalendar, SpreadFutures, -1, 1));
+        AccountTree::Check(target.instruments.InsertMultileg(MixedCalendar, FUT, 1, 2));
+        BraskBroker& firm = target.AddFirm("AA01", MarginRule::HalfNetting, GetDummySettlementAccount());
+        const auto copy = [&] { target.registrar.RegisterClient(source.client, firm); };
+        const bool fails = FailsWithRoomFor(count, copy);
+        EXPECT_EQ(target.repository.GetClientCount(), fails ? 0U : 1U);
+        EXPECT_EQ(firm.GetClientCount(), fails ? 0U : 1U);
+        EXPECT_EQ(firm.EnumerateClientsToRecalc(FUT).size(), fails ? 0U : 1U);
+
+        copy(); // a second try
+        const BraskClient& copied = target.repository.GetClient(ClientCode::Parse("AA01001"));
+        EXPECT_EQ(target.repository.GetClientCount(), 1U);
+        EXPECT_NEAR(copied.GetPortfolio().GetVolatilityInitialMargin(),
+                    source.client.GetPortfolio().GetVolatilityInitialMargin(), 1e-9);
+        EXPECT_THAT(firm.EnumerateClientsToRecalc(FUT), testing::ElementsAre(&copied));
+        return fails;
+    });
+    EXPECT_GT(failures, 10);
 }

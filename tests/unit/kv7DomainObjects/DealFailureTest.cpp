@@ -12,7 +12,7 @@ namespace {
 /// The accounting and the money of one level.
 struct LevelState
 {
-    std::int64_t held = 0; // contracts
+    std::int64_t held = -1; // contracts; -1 without a record, so that one that is left behind shows
     t_bsum_int vm;
     t_bsum_int vmOfCurrency;
     t_bround_int reserve;
@@ -26,7 +26,7 @@ LevelState StateOf(const ParticipantBase& participant)
     const CPositionCalculator& accounting = participant.GetPositionCalculator();
     const SPosition* const record = accounting.getPosition(CurrencyFutures);
     const auto ofCurrency = accounting.VMCurr.find(Dollar);
-    return {record == nullptr ? 0 : record->quantity, accounting.VM,
+    return {record == nullptr ? -1 : record->quantity, accounting.VM,
             ofCurrency == accounting.VMCurr.end() ? t_bsum_int() : ofCurrency->second, participant.GetMeans().VMReserve,
             participant.GetMeans().m_fee};
 }

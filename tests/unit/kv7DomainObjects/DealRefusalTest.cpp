@@ -1,4 +1,6 @@
 // Deals that are refused before anything of them is booked, and what they leave behind: nothing.
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -133,6 +135,76 @@ TEST(DealRefusalTest, APriceThatIsNoAmountIsNotBookedAtAnyLevel)
         }
         EXPECT_EQ(tree.first.GetOrdersAndPositionsQuantitiesCounter().Get(FUT).positionQuantity, 5);
     }
+}
+
+// The refused deal is the first in its instrument. Nothing of it may stand in the way of the position that a session
+// starts with, nor in the state that a session ends with.
+TEST(DealRefusalTest, ADealThatIsRefusedWhileItIsBookedLeavesNoRecords)
+{
+    const std::pair<t_bprice_int, std::int64_t> refused[] = {
+        {NoAmount(), 1},
+        {t_bprice_int::FromPlain(std::numeric_limits<std::int64_t>::max()), 2}, // its volume leaves 64 bits
+    };
+    for (const MarginRule rule : {Gross, HalfNetting, Netting})
+        for (const auto& [price, quantity] : refused) {
+            DealTree tree(rule, rule);
+            const auto trade = [&, price = price, quantity = quantity](std::int32_t instrument) {
+                return FailureOf([&] {
+                           static_cast<void>(ProcessTrade(tree.first, instrument, price, quantity,
+                                                          tree.noSyntheticPrices, tree.vectors, tree.tradedIsin,
+                                                          tree.tradedInstrument));
+                       })
+                    .code;
+            };
+            for (const std::int32_t instrument : {TradeFutures, TradeSpread, TradeCall, TradePremiumPut, TradeCurrency})
+                EXPECT_NE(trade(instrument), Z9ERR_OK) << instrument;
+            PositionSet positions;
+            EXPECT_NE(FailureOf([&, price = price, quantity = quantity] {
+                          static_cast<void>(ProcessClearingTrade(tree.first, CurrencyFutures, price, quantity,
+                                                                 tree.vectors, positions, false));
+                      }).code,
+                      Z9ERR_OK);
+            EXPECT_EQ(positions.clientPosition.curr, nullptr);
+            EXPECT_EQ(RecordsOf(tree), 0U);
+            for (const ParticipantBase* const level : tree.FirstAndAbove()) {
+                EXPECT_TRUE(level->GetPositionCalculator().VMCurr.empty());
+                EXPECT_TRUE(level->GetPositionCalculator().VMCurrFull.empty());
+            }
+
+            for (const Isin isin : {FUT, CurrencyFutures}) {
+                SPosition loaded;
+                loaded.isin = isin;
+                loaded.quantity = 2;
+                loaded.waprice = t_bprice_int(800.0);
+                EXPECT_EQ(money_orchestrator::InsertPosition(tree.first, loaded), Z9ERR_OK);
+            }
+            EXPECT_EQ(tree.first.GetPositionCalculator().getPosition(FUT)->quantity, 2);
+        }
+}
+
+// A level above refuses what the client could take: the sum of two clients leaves 64 bits. The client's record stands
+// at the first of the two already, and goes again.
+TEST(DealRefusalTest, ADealThatALevelAboveRefusesLeavesNoRecords)
+{
+    DealTree tree(Netting, Netting);
+    constexpr std::int64_t half = std::numeric_limits<std::int64_t>::max() / 2 + 1;
+    const t_bprice_int nothing;
+    ASSERT_EQ(Clear(tree, CurrencyFutures, nothing, 1), Z9ERR_OK);
+    tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->quantity = half;
+    tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->buyQuantityTechnic = half;
+    PositionSet positions;
+    EXPECT_EQ(FailureOf([&] {
+                  static_cast<void>(ProcessClearingTrade(tree.second, CurrencyFutures, nothing, half, tree.vectors,
+                                                         positions, false));
+              }).code,
+              Z9ERR_COMMON_OVERFLOW);
+    EXPECT_EQ(tree.second.GetPositionCalculator().getPosition(CurrencyFutures), nullptr);
+    EXPECT_TRUE(tree.second.GetPositionCalculator().VMCurr.empty()) << "its dollars are as unknown as before";
+    EXPECT_TRUE(tree.second.GetPositionCalculator().VMCurrFull.empty());
+    EXPECT_EQ(positions.clientPosition.curr, nullptr);
+    EXPECT_EQ(tree.first.GetPositionCalculator().getPosition(CurrencyFutures)->quantity, 1);
+    EXPECT_EQ(tree.firm.GetPositionCalculator().getPosition(CurrencyFutures)->quantity, half);
+    EXPECT_EQ(Clear(tree, CurrencyFutures, nothing, 1), Z9ERR_OK);
 }
 
 // A host may have entered contracts without an instrument; the deal itself names the instrument.

@@ -34,6 +34,9 @@ const Insert Inserts[] = {
      [](auto& i) { i.InsertOption("AN OPTION OF A LONG NAME", "MARGIN", 900, Enums::OptionType::Put, t_bprice(1)); }},
     {"first leg", [](auto& i) { i.InsertMultileg(901, Near, 1, 1); }},
     {"second leg", [](auto& i) { i.InsertMultileg(901, Far, 1, 2); }},
+    {"first leg of another", [](auto& i) { i.InsertMultileg(902, Near, 1, 1); }},
+    {"trading instrument between", [](auto& i) { i.InsertInstrument(9001, 902, 1, 1, 1, "X"); }},
+    {"second leg of a traded one", [](auto& i) { i.InsertMultileg(902, Far, 1, 2); }},
     {"trading instrument", [](auto& i) { i.InsertInstrument(9000, 901, 1, 1, 1, "X"); }},
     {"rate", [](auto& i) { i.InsertInstrumentsRate(9000, 1); }},
 };

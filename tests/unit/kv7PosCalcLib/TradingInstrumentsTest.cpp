@@ -243,6 +243,45 @@ TEST_F(TradingInstruments, TheLegsOfAPairAreComparedByTheMoneyOfALot)
               Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG);
 }
 
+// Otherwise a deal in the spread would move its first leg alone.
+TEST_F(TradingInstruments, OneThatCameBetweenTheLegsOfASpreadHasBoth)
+{
+    struct Case
+    {
+        unsigned char first;
+        unsigned char second;
+        const char* legs;
+    };
+    Isin spread = 60;
+    for (const Case& c : {Case{1, 2, "[1 x -1][2 x 1]"}, Case{2, 1, "[2 x 1][1 x -1]"}}) {
+        instruments.InsertInstrument(Trading(spread), spread, OrdinaryMode, 1, 1, "BEFORE BOTH");
+        instruments.InsertMultileg(spread, Near, -1, c.first);
+        instruments.InsertInstrument(2 * spread, spread, OrdinaryMode, 1, 1, "BETWEEN");
+        EXPECT_EQ(Legs(instruments.getInstrumentTRD(2 * spread).instruments), "[1 x -1]");
+        instruments.InsertMultileg(spread, Far, 1, c.second);
+        EXPECT_EQ(Legs(instruments.GetConstInstruments().getMultileg(spread)->instruments), c.legs);
+        EXPECT_EQ(Legs(instruments.getInstrumentTRD(2 * spread).instruments), c.legs);
+        EXPECT_EQ(instruments.getInstrumentTRD(2 * spread).type, TradingInstrType::Multileg);
+        EXPECT_THAT(instruments.getInstrumentTRD(Trading(spread)).instruments, IsEmpty()) << "its isin was nothing";
+        EXPECT_EQ(Legs(instruments.getInstrumentTRD(Trading(Near)).instruments), "[1 x 1]");
+        ++spread;
+    }
+}
+
+TEST_F(TradingInstruments, ALegOfOtherMoneyIsRefusedWhereTheSpreadIsTradedAlready)
+{
+    InsertFutures(instruments, 8, 101, 1, 2, 1); // twice the money of Near
+    instruments.InsertMultileg(60, Near, -1, 1);
+    instruments.InsertInstrument(4000, 60, OrdinaryMode, 1, 1, "BETWEEN");
+    const auto before = Snapshot(instruments);
+    const Failure failure = FailureOf([&] { instruments.InsertMultileg(60, 8, 1, 2); });
+    EXPECT_EQ(failure.code, Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG);
+    EXPECT_THAT(failure.text, HasSubstr("Multileg isin: 60 FirstLeg: 1 SecondLeg: 8"));
+    EXPECT_EQ(Snapshot(instruments), before);
+    instruments.InsertMultileg(60, Far, 1, 2);
+    EXPECT_EQ(Legs(instruments.getInstrumentTRD(4000).instruments), "[1 x -1][2 x 1]");
+}
+
 TEST_F(TradingInstruments, TheLastDigitsOfADivisionDoNotTellLegsApart)
 {
     // 0.3 / 0.1 is not 3.0 / 1.0 in doubles.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "AllocationProbe.h"
+#include "CommaLocale.h"
 #include "TempFiles.h"
 #include "except.h"
 #include "z9ini.h"
@@ -112,6 +113,29 @@ TEST(TraceNumbers, DoFormatGrowsToTheLengthOfItsText)
         const std::string text(length, 'v');
         EXPECT_EQ(Formatter::DoFormat("%s", text.c_str()), text) << length;
     }
+}
+
+TEST(TraceNumbers, TheLocaleOfTheHostChangesNoByte)
+{
+    const testing_support::CommaLocale host;
+    ASSERT_EQ(Printed(1.5), "    1,500000") << "the C library follows the host";
+    EXPECT_EQ(Formatted(1.5), "    1.500000");
+    EXPECT_EQ(Formatted(-1234567.5), "-1234567.500000");
+    EXPECT_EQ(Formatted(123456789.0), " 1.23457e+08");
+    EXPECT_EQ(Formatter::DoFormat("%.2f %g %d %s", 0.25, 1e10 + 0.5, 1234567, "x"), "0.25 1e+10 1234567 x");
+    EXPECT_EQ(Formatter::DoFormat("%*.1f", 600, 2.5), std::string(597, ' ') + "2.5") << "the long way too";
+    EXPECT_EQ(Printed(1.5), "    1,500000") << "and goes on following";
+}
+
+TEST(TraceNumbers, ALocaleThatTheHostHasGivenItsThreadIsBackAfterwards)
+{
+    const testing_support::CommaLocale host;
+    const locale_t own = newlocale(LC_NUMERIC_MASK, testing_support::CommaLocale::Name, nullptr);
+    ASSERT_NE(own, locale_t{});
+    const locale_t before = uselocale(own);
+    EXPECT_EQ(Formatter::DoFormat("%.1f", 2.5), "2.5");
+    EXPECT_EQ(uselocale(before), own);
+    freelocale(own);
 }
 
 enum class Side : std::int8_t
