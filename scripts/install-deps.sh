@@ -8,6 +8,7 @@ packages=(
     libnats-dev nats-server libspdlog-dev libsimpleini-dev
     libcli11-dev libcsv-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev
+    locales openssl
 )
 if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
 if [ "${1:-}" = "--fuzz" ]; then packages+=(clang clang-14 libclang-rt-14-dev); fi
