@@ -7,7 +7,8 @@ packages=(
     libboost-dev libsnappy-dev libsparsehash-dev libhwy-dev
     libnats-dev nats-server libspdlog-dev libsimpleini-dev
     libcli11-dev libcsv-dev nlohmann-json3-dev
-    libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev qemu-user locales
+    libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev
+    qemu-user locales openssl
 )
 if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
 if [ "${1:-}" = "--fuzz" ]; then packages+=(clang clang-14 libclang-rt-14-dev); fi

@@ -4,8 +4,9 @@
 //   1  refused         an input file, an instrument or an order was refused; the message names file, line and reason
 //   2  wrong usage     the words of the command line
 //   3  the link        router, login, server, a time-out
-//   4  internal        anything else: a defect of ours, a disk that is full, memory that ran out, a processor without
-//   AVX2 a signal ends the run as that signal, after tidying up
+//   4  internal        anything else: a defect of ours, a full disk, exhausted memory, a processor without AVX2
+//
+// A signal ends the run as that signal, after tidying up.
 #pragma once
 
 #include <stdexcept>

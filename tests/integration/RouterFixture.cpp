@@ -191,6 +191,9 @@ void RouterFixture::WriteConfiguration() const
          << "write_deadline: \"10s\"\n"
          << "ping_interval: \"20s\"\n"
          << "ping_max: 2\n";
+    if (!settings_.certificate.empty())
+        file << "tls { cert_file: " << Quoted(settings_.certificate.string())
+             << ", key_file: " << Quoted(settings_.key.string()) << " }\n";
     if (settings_.users.empty()) return;
     file << "authorization {\n  timeout: 2\n  users = [\n";
     for (const RouterUser& user : settings_.users)

@@ -32,6 +32,9 @@ struct RouterSettings
     // None: a router that asks nobody for a password.
     std::vector<RouterUser> users = {ServerUser(), ClientUser("USER01", "secret1")};
     std::string maxPayload = "64MB"; // largest message, properties included
+    // A certificate and its key: the router demands TLS. Empty: it does without.
+    std::filesystem::path certificate = {};
+    std::filesystem::path key = {};
 };
 
 class RouterFixture

@@ -25,6 +25,7 @@
 #include <unistd.h>
 
 #include "FakeServer.h"
+#include "FreezingLine.h"
 #include "RouterFixture.h"
 
 namespace {
@@ -1068,6 +1069,198 @@ TEST(Connections, AreIndependentOfEachOther)
     EXPECT_EQ(NumberOf(MessagePtr(answer), "Z9_Type"), 106u);
 }
 
+// --- Routers that hang -----------------------------------------------------------------------------------------------
+
+// The first line that a router says to everybody.
+std::size_t GreetingSize(const FreezingLine& line) { return line.RouterSaid().find('\n') + 1; }
+
+// A session whose router went away and hangs when it is called again, silent or after its greeting.
+class HangingReconnect : public testing::TestWithParam<bool>
+{
+protected:
+    HangingReconnect() : line_(router_.Port())
+    {
+        client_.ConnectAndLogin(line_.Port());
+        const std::size_t before = line_.Accepted();
+        line_.FreezeAfter(GetParam() ? GreetingSize(line_) : 0);
+        line_.Cut();
+        EXPECT_TRUE(Eventually([&] { return line_.Accepted() > before; }));
+        EXPECT_TRUE(client_.BecomesStatus(kReconnecting));
+        std::this_thread::sleep_for(20ms); // so that the handshake hangs indeed
+    }
+
+    const RouterFixture router_;
+    FreezingLine line_;
+    Client client_;
+};
+
+TEST_P(HangingReconnect, HoldsUpNoCall)
+{
+    const auto start = Clock::now();
+    while (Since(start) < 2500ms) { // longer than one handshake may take
+        const auto call = Clock::now();
+        EXPECT_EQ(client_.Status(), kReconnecting);
+        EXPECT_EQ(client_.Send(Request(105)), Z9ERR_MQ_NOT_CONNECTED_YET);
+        EXPECT_EQ(client_.Resolve(), Z9ERR_MQ_NOT_CONNECTED_YET);
+        EXPECT_LT(Since(call), 1s);
+        std::this_thread::sleep_for(20ms);
+    }
+    line_.FreezeAfter(FreezingLine::kNever);
+    EXPECT_TRUE(client_.BecomesStatus(kConnected)) << "it is tried again and again";
+    EXPECT_EQ(client_.Resolve(), Z9ERR_MQ_NO_SERVICE);
+}
+
+TEST_P(HangingReconnect, DoesNotHoldUpTheFarewell)
+{
+    const auto start = Clock::now();
+    EXPECT_EQ(Z9MQLogout(client_.handle), kOk);
+    EXPECT_EQ(client_.Status(), kReady);
+    EXPECT_EQ(Z9MQFreeConnection(client_.handle), kOk);
+    EXPECT_LT(Since(start), 1s);
+}
+
+INSTANTIATE_TEST_SUITE_P(Router, HangingReconnect, testing::Values(false, true),
+                         [](const auto& param) { return param.param ? "AfterItsGreeting" : "WithoutAWord"; });
+
+// --- Routers that demand TLS -----------------------------------------------------------------------------------------
+
+// A certificate for 127.0.0.1 that signs itself, and its key.
+class CertificateFiles
+{
+public:
+    CertificateFiles()
+    {
+        const std::string make = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
+                                 "-subj /CN=router -addext subjectAltName=IP:127.0.0.1 -keyout " +
+                                 Key().string() + " -out " + Certificate().string() + " 2>/dev/null";
+        EXPECT_EQ(std::system(make.c_str()), 0);
+    }
+    [[nodiscard]] std::filesystem::path Certificate() const { return files_.Directory() / "router.crt"; }
+    [[nodiscard]] std::filesystem::path Key() const { return files_.Directory() / "router.key"; }
+
+private:
+    const RouterFixture files_; // for its folder
+};
+
+class SecureRouter : public testing::Test
+{
+protected:
+    // Makes the system's store hold this certificate alone, or none.
+    void Trust(bool trusted)
+    {
+        ::setenv("SSL_CERT_FILE", trusted ? files_.Certificate().c_str() : "/dev/null", 1);
+        ::setenv("SSL_CERT_DIR", "/nonexistent", 1);
+    }
+    ~SecureRouter() override
+    {
+        ::unsetenv("SSL_CERT_FILE");
+        ::unsetenv("SSL_CERT_DIR");
+    }
+
+    [[nodiscard]] RouterSettings Settings(std::string password = "secret1") const
+    {
+        RouterSettings settings;
+        settings.users = {ServerUser(), ClientUser("USER01", std::move(password))};
+        settings.certificate = files_.Certificate();
+        settings.key = files_.Key();
+        return settings;
+    }
+
+    const CertificateFiles files_;
+    RouterFixture router_{Settings()};
+    FreezingLine line_{router_.Port()};
+    Client client_;
+};
+
+TEST_F(SecureRouter, GetsItsLoginOverTls)
+{
+    Trust(true);
+    client_.ConnectAndLogin(line_.Port());
+    ASSERT_EQ(client_.Send(Request(105, "z9.svc.nobody")), kOk);
+    EXPECT_EQ(FailureIn(client_.reply), Z9ERR_MQ_NO_SERVICE) << "a request and its answer";
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+    EXPECT_EQ(line_.ClientsSaid().find("CONNECT"), std::string::npos);
+}
+
+TEST_F(SecureRouter, RefusesAPasswordOverTlsToo)
+{
+    Trust(true);
+    ASSERT_EQ(client_.Connect(line_.Port()), kOk);
+    EXPECT_EQ(client_.Login("USERNAME=USER01;PASSWORD=secret2"), kOk);
+    EXPECT_EQ(client_.Status(), kReadyRefused);
+}
+
+TEST_F(SecureRouter, ComesBackAndIsCalledOverTlsAgain)
+{
+    Trust(true);
+    client_.ConnectAndLogin(line_.Port());
+    router_.Kill();
+    ASSERT_TRUE(client_.BecomesStatus(kReconnecting));
+    router_.Restart();
+    EXPECT_TRUE(client_.BecomesStatus(kConnected));
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+}
+
+TEST_F(SecureRouter, WithACertificateThatNobodyTrustsLearnsNothing)
+{
+    Trust(false);
+    ASSERT_EQ(client_.Connect(line_.Port()), kOk);
+    const auto start = Clock::now();
+    EXPECT_EQ(client_.Login(), Z9ERR_MQ_SOCK_ERROR);
+    EXPECT_LT(Since(start), 4s);
+    EXPECT_EQ(client_.Status(), kReady);
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+}
+
+TEST_F(SecureRouter, WithACertificateForAnotherHostLearnsNothing)
+{
+    Trust(true);
+    ASSERT_EQ(Z9MQConnect(client_.handle, "localhost", line_.Port(), 0), kOk);
+    EXPECT_EQ(client_.Login(), Z9ERR_MQ_SOCK_ERROR);
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+}
+
+TEST_F(SecureRouter, ThatAnnouncesTlsAndThenHangsIsGivenTwoSecondsAndNoPassword)
+{
+    Trust(true);
+    ASSERT_EQ(client_.Connect(line_.Port()), kOk);
+    line_.FreezeAfter(GreetingSize(line_));
+    const auto start = Clock::now();
+    EXPECT_EQ(client_.Login(), Z9ERR_MQ_SOCK_ERROR);
+    EXPECT_GE(Since(start), 1900ms);
+    EXPECT_LT(Since(start), 4s);
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+}
+
+TEST_F(SecureRouter, ThatComesBackWithoutTlsGetsNoPassword)
+{
+    Trust(true);
+    client_.ConnectAndLogin(line_.Port());
+    router_.Restart(RouterSettings{});
+    const std::size_t before = line_.Accepted();
+    EXPECT_TRUE(Eventually([&] { return line_.Accepted() > before + 1; })) << "it is tried";
+    EXPECT_EQ(client_.Status(), kReconnecting);
+    EXPECT_EQ(line_.ClientsSaid().find("secret1"), std::string::npos);
+}
+
+TEST(OpenRouter, ThatComesBackDemandingTlsGetsNoPasswordInClear)
+{
+    const CertificateFiles files;
+    RouterFixture router;
+    FreezingLine line(router.Port());
+    Client client;
+    client.ConnectAndLogin(line.Port());
+    const std::size_t said = line.ClientsSaid().size();
+    RouterSettings secure;
+    secure.certificate = files.Certificate();
+    secure.key = files.Key();
+    router.Restart(secure);
+    const std::size_t before = line.Accepted();
+    EXPECT_TRUE(Eventually([&] { return line.Accepted() > before + 1; })) << "it is tried";
+    EXPECT_EQ(client.Status(), kReconnecting);
+    EXPECT_EQ(line.ClientsSaid().find("secret1", said), std::string::npos);
+}
+
 // --- A guest in the process ----------------------------------------------------------------------------------------
 
 std::set<std::string> ThreadIds()
@@ -1106,6 +1299,95 @@ TEST(Guest, ThreadsOfTheLinkTakeNoSignals)
     }
     EXPECT_GE(started, 4) << "the client's own threads, and those of the connection";
     EXPECT_EQ(BlockedSignals(std::to_string(::getpid())), ownMask) << "the caller's mask is as it was";
+}
+
+std::size_t OpenDescriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST(Guest, LeavesNoThreadAndNoDescriptorWhateverBecameOfTheLogin)
+{
+    const RouterFixture router;
+    FreezingLine hanging(router.Port());
+    Z9MQCleanup();
+    const std::set<std::string> threads = ThreadIds();
+    const std::size_t descriptors = OpenDescriptors();
+    EXPECT_EQ(Z9MQStartup(), kOk);
+    EXPECT_EQ(ThreadIds(), threads) << "nothing runs before there is a handle";
+    const auto tryLogin = [&](uint16_t port, const char* login, bool refused) {
+        Client client;
+        EXPECT_EQ(client.Connect(port), kOk);
+        if (port == hanging.Port()) hanging.FreezeAfter(GreetingSize(hanging));
+        const Z9ERR code = client.Login(login);
+        EXPECT_EQ(code, port == hanging.Port() ? Z9ERR_MQ_SOCK_ERROR : kOk);
+        EXPECT_EQ(client.Status() == kConnected, code == kOk && !refused);
+        EXPECT_EQ(Z9MQFreeConnection(client.handle), kOk);
+        EXPECT_EQ(ThreadIds(), threads) << login;
+        hanging.Cut(); // its own ends are no matter
+        EXPECT_EQ(OpenDescriptors(), descriptors) << login;
+    };
+    tryLogin(router.Port(), kGoodLogin, false);
+    tryLogin(router.Port(), "USERNAME=USER01;PASSWORD=wrong", true);
+    tryLogin(hanging.Port(), kGoodLogin, false);
+    tryLogin(router.Port(), kGoodLogin, false);
+}
+
+// Sends requests to a router that goes away under them, again and again. The number of the first thing that is not as
+// it should be.
+int LoseTheRouterManyTimes(RouterFixture& router)
+{
+    Client client;
+    if (client.Connect(router.Port()) != kOk || client.Login() != kOk) return 1;
+    for (int round = 0; round < 4; ++round) {
+        if (!client.BecomesStatus(kConnected)) return 2;
+        std::thread assassin([&] {
+            std::this_thread::sleep_for(2ms);
+            router.Kill();
+        });
+        Z9ERR code = kOk;
+        while (code == kOk && FailureIn(client.reply) != Z9ERR_MQ_SOCK_ERROR)
+            code = client.Send(Request(105, "z9.svc.nobody"), 1s);
+        client.reply.reset();
+        assassin.join();
+        if (code != kOk && code != Z9ERR_MQ_NOT_CONNECTED_YET) return 3;
+        router.Restart();
+    }
+    return 0;
+}
+
+void (*PipeHandler())(int)
+{
+    struct sigaction now = {};
+    ::sigaction(SIGPIPE, nullptr, &now);
+    return now.sa_handler;
+}
+
+int g_brokenPipes = 0;
+void CountBrokenPipe(int) { ++g_brokenPipes; }
+
+TEST(Guest, LeavesSigpipeAsTheHostHasItAndRaisesNone)
+{
+    for (void (*const own)(int) :
+         {CountBrokenPipe, SIG_IGN, SIG_DFL}) { // by the last, one that is raised ends the test
+        RouterFixture router;
+        auto* const before = std::signal(SIGPIPE, own);
+        EXPECT_EQ(LoseTheRouterManyTimes(router), 0);
+        EXPECT_EQ(PipeHandler(), own);
+        std::signal(SIGPIPE, before);
+    }
+    EXPECT_EQ(g_brokenPipes, 0);
+}
+
+TEST_F(SecureRouter, RaisesNoSigpipeInTheHostWhenItGoesAway)
+{
+    Trust(true);
+    auto* const before = std::signal(SIGPIPE, CountBrokenPipe);
+    EXPECT_EQ(LoseTheRouterManyTimes(router_), 0);
+    EXPECT_EQ(PipeHandler(), CountBrokenPipe);
+    std::signal(SIGPIPE, before);
+    EXPECT_EQ(g_brokenPipes, 0);
 }
 
 // Exit code of a child process of the test; -1 when a signal ended it or it did not end within 20 s.
@@ -1168,10 +1450,9 @@ TEST_F(Requests, GoOnInTheParentWhenAForkedChildExits)
 TEST(Guest, AForkedChildMayStartWhatTheParentHadEnded)
 {
     const RouterFixture router;
-    {
-        Client client;
-        client.ConnectAndLogin(router.Port());
-    }
+    Client client;
+    client.ConnectAndLogin(router.Port());
+    ASSERT_EQ(Z9MQFreeConnection(client.handle), kOk); // the queue itself stays started, as after DeInitQuindalIM
     const pid_t child = ::fork();
     if (child == 0) {
         void* handle = nullptr;
@@ -1179,10 +1460,13 @@ TEST(Guest, AForkedChildMayStartWhatTheParentHadEnded)
         if (Z9MQStartup() != kOk || Z9MQCreateConnection(&handle) != kOk) ::_exit(1);
         if (Z9MQConnect(handle, nullptr, router.Port(), 0) != kOk) ::_exit(2);
         if (Z9MQLogin(handle, kGoodLogin, &loginId) != kOk) ::_exit(3);
-        ::_exit(Z9MQCleanup() == kOk ? 0 : 4);
+        g_forkedChild = true;
+        std::exit(Z9MQFreeConnection(handle) == kOk ? 0 : 4); // with all exit handlers
     }
     ASSERT_GT(child, 0);
     EXPECT_EQ(ExitCodeOf(child), 0);
+    ASSERT_EQ(Z9MQCreateConnection(&client.handle), kOk) << "the parent goes on as it likes";
+    client.ConnectAndLogin(router.Port());
 }
 
 // A static object like the ones that hosts keep: it ends the link in its destructor, after the exit handlers ran.

@@ -3,8 +3,9 @@
  *   %P     size_t         decimal
  *   %B     decimal value  const unsigned char* of the packed form in Z9BCDII.h, plain decimal text
  *   %I64d  int64_t        decimal
- * Flags and width hold for all of them. A text argument is never taken for a format; what is no verb is copied as it
- * stands, and %n writes through no pointer. */
+ * Flags and width hold for all of them. The locale of the process changes nothing: numbers have a point and no groups,
+ * texts of errno are English, and wide characters beyond ASCII are a failure. A text argument is never taken for a
+ * format; what is no verb is copied as it stands, and %n writes through no pointer. */
 #ifndef Z9FMT_H
 #define Z9FMT_H
 

@@ -7,8 +7,10 @@
  *   max_size   bytes before rotation, 0 for none
  *   max_files  rotated files kept, 5 by default
  * The section is found by its exact name or by that name in lower case.
- * A line: "2026-11-21 10:15:30.123 WARNING [category] text"; line breaks in the text become "\n". A text is cut at
- * 65535 characters. */
+ * A file that is made now is for its owner and group (0640, or less by the umask), a rotated one too; one that was
+ * there keeps its permissions. Pipes, devices, folders and sockets are refused, a link to a regular file is followed.
+ * A line: "2026-11-21 10:15:30.123 WARNING [category] text"; line breaks in the text become "\n", tabs "\t", the bytes
+ * of other control characters their number, "\x1b". A text is cut at 65535 characters. */
 #ifndef Z9LOG_H
 #define Z9LOG_H
 
@@ -20,7 +22,7 @@
 extern "C" {
 #endif
 
-#define Z9ERR_LOG_CANNOT_OPEN 0x5001u     /* no file named, or it cannot be written */
+#define Z9ERR_LOG_CANNOT_OPEN 0x5001u     /* no file named, it cannot be written, or is no regular file */
 #define Z9ERR_LOG_WRONG_PARAMETER 0x5002u /* an unknown level, a number that is none */
 #define Z9ERR_LOG_NOT_OPENED 0x5003u
 

@@ -3,8 +3,12 @@
  *
  * Every call on a connection gives Z9ERR_MQ_INVALID_CONN_HANDLE for a handle that is not, or no longer, one of this
  * process: null, freed, ended by Z9MQCleanup or by the exit of the process, or inherited through fork, whose child
- * leaves the link of its parent alone. A null pointer where a text, a message or a place to write is asked for gives
- * Z9ERR_COMMON_WRONG_ARGUMENTS (2). */
+ * leaves the link of its parent alone. A child that is forked while its parent has no handle may start the queue for
+ * itself; no other thread may be inside a function of the queue at that moment.
+ *
+ * No call waits for the router longer than it says, whatever the router does; only the look-up of a host's name takes
+ * the time of the name service. SIGPIPE stays as the process has it, and no write of the queue raises it. A null
+ * pointer where a text, a message or a place to write is asked for gives Z9ERR_COMMON_WRONG_ARGUMENTS (2). */
 #ifndef Z9MQ_H
 #define Z9MQ_H
 
@@ -30,16 +34,16 @@ extern "C" {
 #define Z9MQ_SYSTEM_ROUTER_STATE 1u   /* "Z9_RouterState", "Z9_LoginId" */
 #define Z9MQ_SYSTEM_REQUEST_FAILED 2u /* body: the error number, 4 bytes little-endian */
 
-/* Starts the library; a second call is harmless. From then on the process ignores SIGPIPE. While the process exits and
- * in a child that fork made: Z9ERR_COMMON_INVALID_OBJECT_STATE (27). */
+/* Starts the library; a second call is harmless. While the process exits, and in a child that was forked while its
+ * parent had a handle: Z9ERR_COMMON_INVALID_OBJECT_STATE (27). */
 Z9_API Z9ERR Z9MQStartup(void);
 /* Closes every connection and ends it; the exit of the process does the same. Calls that wait in other threads return
  * at once. Without a start it is harmless. */
 Z9_API Z9ERR Z9MQCleanup(void);
 
-/* Before Z9MQStartup: Z9ERR_COMMON_NOT_INITIALIZED (24). */
+/* The first handle starts threads, which take no signals. Before Z9MQStartup: Z9ERR_COMMON_NOT_INITIALIZED (24). */
 Z9_API Z9ERR Z9MQCreateConnection(void** handle);
-/* Ends the session if there is one. */
+/* Ends the session if there is one. With the last handle the threads end. */
 Z9_API Z9ERR Z9MQFreeConnection(Z9MQ_CONN_HANDLE handle);
 
 /* Reaches the router at host:port (host null: 127.0.0.1) and learns what it asks for; flags is 0.
@@ -53,7 +57,9 @@ Z9_API Z9ERR Z9MQDisconnect(Z9MQ_CONN_HANDLE handle);
  * Z9MQ_ROUTER_CONNECTED, or Z9MQ_ROUTER_LOGINFAILED for a refused password. A router without passwords: the session is
  * open and the result is Z9ERR_MQCRYPT_LOGIN_NOT_PERMITTED, without a message. No Z9MQConnect before:
  * Z9ERR_MQ_NOT_CONNECTED_YET. A session that is open, reconnecting or not: Z9ERR_MQCRYPT_ALREADY_LOGGED_IN. The router
- * cannot be reached within 2 s: Z9ERR_MQ_SOCK_ERROR. A session restores itself when the router comes back. */
+ * does not let us in within 2 s: Z9ERR_MQ_SOCK_ERROR. Where the router demands TLS, nothing is said before the router
+ * has shown a certificate for its host that the system's store trusts; otherwise Z9ERR_MQ_SOCK_ERROR. A session
+ * restores itself when the router comes back, over TLS if it began so; it keeps the password for that. */
 Z9_API Z9ERR Z9MQLogin(Z9MQ_CONN_HANDLE handle, const char* connectionString, uint32_t* loginId);
 /* Ends the session and drops unread messages. No session: Z9ERR_MQ_NOT_CONNECTED_YET. */
 Z9_API Z9ERR Z9MQLogout(Z9MQ_CONN_HANDLE handle);

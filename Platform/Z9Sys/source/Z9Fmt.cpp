@@ -13,6 +13,8 @@
 #include <cwchar>
 #include <limits>
 #include <string_view>
+
+#include <locale.h> // uselocale
 #include <sys/types.h>
 
 #include "Z9BCDII.h"
@@ -411,6 +413,27 @@ private:
     int errorNumber_;
 };
 
+// The locale that every text is made in, whatever the host has set: a log with commas for points would be another file
+// format. Null when the system has no memory for it.
+locale_t PlainLocale() noexcept
+{
+    static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return plain;
+}
+
+// Gives the calling thread the plain locale for a while; other threads keep theirs.
+class InPlainLocale
+{
+public:
+    InPlainLocale() noexcept : before_(::uselocale(PlainLocale())) {}
+    ~InPlainLocale() { ::uselocale(before_); }
+    InPlainLocale(const InPlainLocale&) = delete;
+    InPlainLocale& operator=(const InPlainLocale&) = delete;
+
+private:
+    locale_t before_;
+};
+
 bool PrintAll(Output& output, std::string_view format, Arguments& arguments, int errorNumber) noexcept
 {
     Printer printer(output, arguments, errorNumber);
@@ -441,6 +464,7 @@ int Z9SysVSNPrintf(char* buffer, size_t size, const char* format, va_list args)
     Output output(buffer, std::min(size, static_cast<std::size_t>(std::numeric_limits<int>::max())));
     if (format == nullptr) return -1;
 
+    const InPlainLocale locale;
     Arguments arguments;
     va_copy(arguments.list, args);
     const bool good = PrintAll(output, format, arguments, errorNumber);

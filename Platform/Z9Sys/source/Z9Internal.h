@@ -6,7 +6,10 @@
 
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
+
+#include <string.h> // explicit_bzero
 
 #include "Z9Types.h"
 
@@ -35,6 +38,27 @@ template <class Body>
         return kInternalError;
     }
 }
+
+// Overwrites a text that was secret, and all that its memory has held, and makes it empty.
+inline void Wipe(std::string& text) noexcept
+{
+    text.resize(text.capacity()); // which takes no new memory
+    ::explicit_bzero(text.data(), text.size());
+    text.clear();
+}
+
+// Wipes a text at the end of the scope.
+class Wiped
+{
+public:
+    explicit Wiped(std::string& text) noexcept : text_(text) {}
+    ~Wiped() { Wipe(text_); }
+    Wiped(const Wiped&) = delete;
+    Wiped& operator=(const Wiped&) = delete;
+
+private:
+    std::string& text_;
+};
 
 // An object whose destructor never runs: callers keep pointers into it, and static destructors of other libraries may
 // still log or ask for a text after ours have run. Use as a function-local static.

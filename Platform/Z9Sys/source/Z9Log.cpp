@@ -3,6 +3,7 @@
 // all open logs.
 #include "Z9Log.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -15,6 +16,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <spdlog/details/log_msg.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -210,22 +215,37 @@ Z9ERR ReadSettings(Z9INI_HANDLE ini, const char* sectionName, Settings& settings
     return good ? z9::kOk : Z9ERR_LOG_WRONG_PARAMETER;
 }
 
-// Null when the file cannot be written. spdlog would make a missing folder and would wait at a pipe, so both are
-// looked at first. The path is made absolute: rotation must find the file wherever the process has moved to.
+// Makes sure that a regular file is there to be written, for its owner and group at most when it is made now; throws
+// otherwise. A pipe is looked at without waiting for who reads it.
+void PrepareFile(const std::string& path)
+{
+    constexpr mode_t kOwnerAndGroup = 0640;
+    const int file =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kOwnerAndGroup);
+    if (file < 0) throw spdlog::spdlog_ex("not to be opened", errno);
+    struct stat status = {};
+    const bool isRegular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    ::close(file);
+    if (!isRegular) throw spdlog::spdlog_ex("no regular file");
+}
+
+// Null when the file cannot be written. spdlog would make a missing folder, so that is looked at first. The path is
+// made absolute: rotation must find the file wherever the process has moved to.
 SinkPtr OpenSink(const Settings& settings)
 {
     namespace fs = std::filesystem;
     std::error_code error;
     const fs::path path = fs::absolute(settings.file, error);
     if (error || !fs::is_directory(path.parent_path(), error)) return nullptr;
-    if (fs::exists(path, error) && !fs::is_regular_file(path, error)) return nullptr;
+    spdlog::file_event_handlers handlers;
+    handlers.before_open = PrepareFile; // each file of a rotation too
     try {
         SinkPtr sink;
         if (settings.maxSize == 0) {
-            sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path.string());
+            sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path.string(), false, handlers);
         } else {
             sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.string(), settings.maxSize,
-                                                                          settings.maxFiles);
+                                                                          settings.maxFiles, false, handlers);
         }
         sink->set_pattern(kLinePattern);
         return sink;
@@ -268,19 +288,74 @@ std::string FormatText(const char* format, va_list args)
     return text;
 }
 
-// A log entry is one line: its line breaks are written as backslash and n.
+unsigned char ByteAt(std::string_view text, std::size_t at) noexcept
+{
+    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+}
+
+// Bytes of the UTF-8 character that a text begins with; 0 when it begins with none.
+std::size_t CharacterSize(std::string_view text) noexcept
+{
+    const unsigned char first = ByteAt(text, 0);
+    if (first < 0x80) return 1;
+    const std::size_t size = first >= 0xC2 && first <= 0xDF   ? 2
+                             : first >= 0xE0 && first <= 0xEF ? 3
+                             : first >= 0xF0 && first <= 0xF4 ? 4
+                                                              : 0;
+    if (size == 0) return 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((ByteAt(text, i) & 0xC0U) != 0x80) return 0;
+    }
+    // Forms that are too long, halves of a pair, and what lies beyond the last character.
+    const unsigned char second = ByteAt(text, 1);
+    const bool isNone = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+                        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+    return isNone ? 0 : size;
+}
+
+// Whether a terminal takes the character for a command: the controls of ASCII, and those from U+0080 to U+009F, in
+// UTF-8 or as the single bytes that terminals of another kind know them by.
+bool IsControl(std::string_view character) noexcept
+{
+    const unsigned char first = ByteAt(character, 0);
+    const unsigned char last = ByteAt(character, character.size() - 1);
+    if (character.size() == 1) return first < 0x20 || (first >= 0x7F && first <= 0x9F);
+    return character.size() == 2 && first == 0xC2 && last <= 0x9F;
+}
+
+// "\n" and "\t" by name, any other byte of a control by its number: "\x1b".
+void AppendEscaped(std::string& line, std::string_view control)
+{
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    for (const char c : control) {
+        if (c == '\r' || c == '\n') {
+            line += "\\n";
+        } else if (c == '\t') {
+            line += "\\t";
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            line.append("\\x") += kDigits[byte / 16];
+            line += kDigits[byte % 16];
+        }
+    }
+}
+
+// A log entry is one line of visible characters: line breaks are written as backslash and n, other controls as numbers,
+// since what a server sent must not command the terminal that shows the log. All else stays, bytes that are no UTF-8
+// and backslashes too.
 std::string OnOneLine(std::string_view text)
 {
     std::string line;
     line.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isPairStart = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
-        if (isPairStart) continue; // the pair is one break
-        if (text[i] == '\r' || text[i] == '\n') {
-            line += "\\n";
+    while (!text.empty()) {
+        if (text.starts_with("\r\n")) text.remove_prefix(1); // the pair is one break
+        const std::string_view character = text.substr(0, std::max<std::size_t>(CharacterSize(text), 1));
+        if (IsControl(character)) {
+            AppendEscaped(line, character);
         } else {
-            line += text[i];
+            line += character;
         }
+        text.remove_prefix(character.size());
     }
     return line;
 }

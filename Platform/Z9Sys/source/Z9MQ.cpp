@@ -1,19 +1,24 @@
 // The exported functions of the message queue, and the one state a process has of it.
 //
-// Always true:  the C client belongs to the process that opened it. A forked child has none of its threads, and closing
-//               an inherited connection would cut the parent's: in another process every call does nothing.
+// Always true:  the C client is open as long as there is a connection handle, and belongs to the process that opened
+// it.
+//               A forked child has none of its threads, and closing an inherited connection would cut the parent's: in
+//               another process every call does nothing. A child that was forked while there was no handle is free to
+//               open its own.
 //               After the process's exit handler ran, nothing is open and nothing can be opened.
 #include "Z9MQ.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <nats/nats.h>
@@ -22,7 +27,7 @@
 #include "Z9Internal.h"
 #include "Z9MQCodes.h"
 #include "Z9MQConnection.h"
-#include "Z9MQSession.h"
+#include "Z9Signals.h"
 
 namespace {
 
@@ -36,14 +41,16 @@ constexpr int64_t kCloseTimeoutMs = 2000;
 
 struct Library
 {
-    std::atomic<pid_t> owner = 0;        // the process that started it; 0: not started
+    std::atomic<pid_t> owner = 0;        // the process that has the C client open; 0: nobody has
     std::atomic<uint32_t> lastLogin = 0; // login ids count up over all connections
     std::mutex mutex;                    // guards what follows
+    bool started = false;
     bool exitHandlerSet = false;
     bool exited = false;
     std::size_t lastHandle = 0;
     // Handles are numbers that are never given twice: one that was freed names nobody for ever after.
     std::map<std::size_t, std::shared_ptr<Connection>> connections;
+    std::vector<std::weak_ptr<Connection>> ended; // calls in other threads may still hold them
 };
 
 // Lives longer than every static object that may still free its connection at exit.
@@ -85,25 +92,34 @@ Z9ERR WithConnection(Z9MQ_CONN_HANDLE handle, Body&& body) noexcept
 void WaitForCalls(const std::vector<std::weak_ptr<Connection>>& ended)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kCloseTimeoutMs);
-    const auto gone = [](const std::weak_ptr<Connection>& connection) { return connection.expired(); };
+    const auto gone = [](const auto& connection) { return connection.expired(); };
     while (!std::all_of(ended.begin(), ended.end(), gone) && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-// Closes every connection and then the C client. Called with the mutex held, so that no call begins meanwhile.
-Z9ERR CloseAll(Library& library)
+// Ends a connection that nobody finds any more. With the mutex held, as all that follows, so that no call begins
+// meanwhile.
+void End(Library& library, const std::shared_ptr<Connection>& connection)
 {
-    if (library.owner.load() == 0) return z9::kOk;
-    std::vector<std::weak_ptr<Connection>> ended;
-    for (const auto& [number, connection] : library.connections) {
-        connection->End();
-        ended.emplace_back(connection);
-    }
-    library.connections.clear();
-    WaitForCalls(ended);
+    std::erase_if(library.ended, [](const auto& earlier) { return earlier.expired(); });
+    library.ended.emplace_back(connection);
+    connection->End();
+}
+
+Z9ERR CloseClient(Library& library)
+{
+    WaitForCalls(std::exchange(library.ended, {}));
     const natsStatus status = nats_CloseAndWait(kCloseTimeoutMs);
     library.owner.store(0);
     return status == NATS_OK ? z9::kOk : z9::kInternalError;
+}
+
+Z9ERR CloseAll(Library& library)
+{
+    if (library.owner.load() == 0) return z9::kOk;
+    for (const auto& [number, connection] : std::exchange(library.connections, {}))
+        End(library, connection);
+    return CloseClient(library);
 }
 
 // The C client's own exit handler was set before this one and so runs after it: here it still works. In static
@@ -119,6 +135,30 @@ void CloseAtExit() noexcept
     }));
 }
 
+// The C client sets the process to ignore SIGPIPE. That is the host's to decide: what it had is put back, and our own
+// writes see to it that none is raised.
+natsStatus StartClient() noexcept
+{
+    struct sigaction before = {};
+    ::sigaction(SIGPIPE, nullptr, &before);
+    const natsStatus status = nats_Open(kClientDefaultSpin);
+    ::sigaction(SIGPIPE, &before, nullptr);
+    return status;
+}
+
+Z9ERR OpenClient(Library& library)
+{
+    const auto blocked = z9::mq::SignalsBlocked::All(); // opening starts the client's own threads
+    if (StartClient() != NATS_OK) return z9::kInternalError;
+    if (!library.exitHandlerSet && std::atexit([] { CloseAtExit(); }) != 0) {
+        nats_CloseAndWait(kCloseTimeoutMs);
+        return z9::kInternalError;
+    }
+    library.exitHandlerSet = true;
+    library.owner.store(::getpid());
+    return z9::kOk;
+}
+
 } // namespace
 
 Z9ERR Z9MQStartup(void)
@@ -128,15 +168,7 @@ Z9ERR Z9MQStartup(void)
         if (IsOtherProcess(library)) return z9::mq::kInvalidObjectState;
         const std::lock_guard lock(library.mutex);
         if (library.exited) return z9::mq::kInvalidObjectState;
-        if (library.owner.load() != 0) return z9::kOk;
-        const z9::mq::SignalsBlocked blocked; // opening starts the client's own threads
-        if (nats_Open(kClientDefaultSpin) != NATS_OK) return z9::kInternalError;
-        if (!library.exitHandlerSet && std::atexit([] { CloseAtExit(); }) != 0) {
-            nats_CloseAndWait(kCloseTimeoutMs);
-            return z9::kInternalError;
-        }
-        library.exitHandlerSet = true;
-        library.owner.store(::getpid());
+        library.started = true;
         return z9::kOk;
     });
 }
@@ -147,6 +179,7 @@ Z9ERR Z9MQCleanup(void)
         Library& library = TheLibrary();
         if (IsOtherProcess(library)) return z9::kOk;
         const std::lock_guard lock(library.mutex);
+        library.started = false;
         return CloseAll(library);
     });
 }
@@ -158,9 +191,18 @@ Z9ERR Z9MQCreateConnection(void** handle)
         Library& library = TheLibrary();
         if (IsOtherProcess(library)) return z9::mq::kInvalidObjectState;
         const std::lock_guard lock(library.mutex);
-        if (library.owner.load() == 0) return z9::mq::kNotInitialized;
-        const std::size_t number = ++library.lastHandle;
-        library.connections.emplace(number, std::make_shared<Connection>());
+        if (library.exited) return z9::mq::kInvalidObjectState;
+        if (!library.started) return z9::mq::kNotInitialized;
+        auto connection = std::make_shared<Connection>();
+        const std::size_t number = library.lastHandle + 1;
+        const auto place = library.connections.emplace(number, std::move(connection)).first;
+        if (library.owner.load() == 0) {
+            if (const Z9ERR code = OpenClient(library); code != z9::kOk) {
+                library.connections.erase(place);
+                return code;
+            }
+        }
+        library.lastHandle = number;
         *handle = reinterpret_cast<void*>(number); // a number, never followed as a pointer
         return z9::kOk;
     });
@@ -174,8 +216,9 @@ Z9ERR Z9MQFreeConnection(Z9MQ_CONN_HANDLE handle)
         const std::lock_guard lock(library.mutex);
         const auto found = library.connections.find(NumberOf(handle));
         if (found == library.connections.end()) return Z9ERR_MQ_INVALID_CONN_HANDLE;
-        found->second->End();
+        End(library, found->second);
         library.connections.erase(found);
+        if (library.connections.empty()) static_cast<void>(CloseClient(library)); // late at worst; the handle is freed
         return z9::kOk;
     });
 }

@@ -2,7 +2,6 @@
 
 #include "Z9Internal.h"
 #include "Z9MQCodes.h"
-#include "Z9MQProbe.h"
 #include "Z9MQSession.h"
 
 namespace z9::mq {
@@ -26,10 +25,10 @@ Z9ERR Connection::Probe(const std::string& host, uint16_t port)
         if (session_ && IsOpen(*session_)) return kAlreadyInitialized;
     }
     Disconnect();
-    const std::optional<wire::Greeting> greeting = ProbeRouter(host, port, kGreetingTime);
-    if (!greeting) return Z9ERR_MQ_SOCK_ERROR;
+    const std::optional<RouterFound> found = ProbeRouter(host, port, kGreetingTime);
+    if (!found) return Z9ERR_MQ_SOCK_ERROR;
     const std::lock_guard lock(mutex_);
-    router_ = Router{host, port, *greeting};
+    router_ = Router{host, *found};
     return kOk;
 }
 
@@ -69,15 +68,16 @@ Z9ERR Connection::Login(std::string_view connectionString, uint32_t loginId)
         router = router_;
         closed.swap(session_);
     }
-    const std::optional<wire::Credentials> credentials = wire::ParseConnectionString(connectionString);
+    std::optional<wire::Credentials> credentials = wire::ParseConnectionString(connectionString);
     if (!credentials) return kWrongArguments;
-    return OpenSession(*router, *credentials, loginId);
+    return OpenSession(*router, std::move(*credentials), loginId);
 }
 
-Z9ERR Connection::OpenSession(const Router& router, const wire::Credentials& credentials, uint32_t loginId)
+Z9ERR Connection::OpenSession(const Router& router, wire::Credentials credentials, uint32_t loginId)
 {
-    SessionTarget target{router.host, router.port, std::nullopt, router.greeting.maxPayload};
-    if (router.greeting.authRequired) target.credentials = credentials;
+    const wire::Greeting& greeting = router.found.greeting;
+    SessionTarget target{router.host, router.found.endpoint, greeting.tlsRequired, std::nullopt, greeting.maxPayload};
+    if (greeting.authRequired) target.credentials.emplace(std::move(credentials));
     std::shared_ptr<Session> session;
     const natsStatus status = Session::Open(target, session);
 
@@ -90,7 +90,7 @@ Z9ERR Connection::OpenSession(const Router& router, const wire::Credentials& cre
     }
     if (status != NATS_OK) return Z9ERR_MQ_SOCK_ERROR;
     session_ = std::move(session);
-    if (!router.greeting.authRequired) return Z9ERR_MQCRYPT_LOGIN_NOT_PERMITTED;
+    if (!greeting.authRequired) return Z9ERR_MQCRYPT_LOGIN_NOT_PERMITTED;
     QueueRouterState(Z9MQ_ROUTER_CONNECTED, loginId);
     return kOk;
 }

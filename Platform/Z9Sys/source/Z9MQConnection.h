@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "Z9MQ.h"
+#include "Z9MQProbe.h"
 #include "Z9MQWire.h"
 #include "Z9MsgData.h"
 
@@ -57,13 +58,12 @@ private:
     struct Router
     {
         std::string host;
-        uint16_t port = 0;
-        wire::Greeting greeting;
+        RouterFound found;
     };
 
     // The session when it is connected at this moment, else nullptr.
     [[nodiscard]] std::shared_ptr<Session> ConnectedSession() const;
-    [[nodiscard]] Z9ERR OpenSession(const Router& router, const wire::Credentials& credentials, uint32_t loginId);
+    [[nodiscard]] Z9ERR OpenSession(const Router& router, wire::Credentials credentials, uint32_t loginId);
     void QueueRouterState(uint32_t state, uint32_t loginId);
 
     mutable std::mutex mutex_;

@@ -6,7 +6,7 @@
 
 #include "Z9Internal.h"
 #include "Z9MQCodes.h"
-#include "Z9MQProbe.h"
+#include "Z9Signals.h"
 
 namespace z9::mq {
 
@@ -14,7 +14,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kConnectTime = std::chrono::milliseconds(2000);
+// How long the C client stands at our door. The dialer ends its wait long before, and relies on that.
+constexpr int64_t kClientPatienceMs = 60000;
+constexpr int64_t kWriteTimeMs = 2000; // a router that takes nothing any more is lost
 constexpr int64_t kReconnectWaitMs = 250;
 constexpr int64_t kPingIntervalMs = 20000;
 constexpr int kUnansweredPings = 2;
@@ -39,20 +41,20 @@ using KeysPtr = std::unique_ptr<const char*, Destroyer<[](const char** keys) { s
 // The C client prints asynchronous errors when nobody takes them; a guest in a process prints nothing.
 void IgnoreAsyncError(natsConnection*, natsSubscription*, natsStatus, void*) {}
 
-std::string Url(const SessionTarget& target)
-{
-    const bool bracketed = target.host.find(':') != std::string::npos; // an IPv6 address
-    const std::string host = bracketed ? "[" + target.host + "]" : target.host;
-    return "nats://" + host + ":" + std::to_string(target.port);
-}
-
 std::string InboxPrefix(const SessionTarget& target)
 {
     return "_INBOX." + (target.credentials ? target.credentials->user : std::string("anonymous"));
 }
 
+void OnReconnected(natsConnection* connection, void* dialer)
+{
+    // It comes late, on a thread of the C client's: the next handshake may be under way already.
+    if (natsConnection_Status(connection) == NATS_CONN_STATUS_CONNECTED)
+        Dialer::Established(reinterpret_cast<std::size_t>(dialer));
+}
+
 // Everything that a session asks of the C client. The first failure is the result.
-natsStatus MakeOptions(const SessionTarget& target, OptionsPtr& options)
+natsStatus MakeOptions(const SessionTarget& target, const Dialer& dialer, OptionsPtr& options)
 {
     natsOptions* made = nullptr;
     natsStatus status = natsOptions_Create(&made);
@@ -62,12 +64,19 @@ natsStatus MakeOptions(const SessionTarget& target, OptionsPtr& options)
     };
     if (status != NATS_OK) return status;
 
-    then(natsOptions_SetURL(made, Url(target).c_str()));
+    then(natsOptions_SetURL(made, ("nats://127.0.0.1:" + std::to_string(dialer.Port())).c_str()));
+    if (target.secure) {
+        then(natsOptions_SetSecure(made, true));
+        then(natsOptions_SetExpectedHostname(made, target.host.c_str()));
+    }
     if (target.credentials) {
-        const std::string password = wire::EscapeForJson(target.credentials->password);
+        std::string password = wire::EscapeForJson(target.credentials->password);
+        const Wiped wiped(password);
         then(natsOptions_SetUserInfo(made, target.credentials->user.c_str(), password.c_str()));
     }
-    then(natsOptions_SetTimeout(made, kConnectTime.count()));
+    then(natsOptions_SetTimeout(made, kClientPatienceMs));
+    then(natsOptions_SetWriteDeadline(made, kWriteTimeMs));
+    then(natsOptions_SetReconnectedCB(made, OnReconnected, reinterpret_cast<void*>(dialer.Number())));
     then(natsOptions_SetMaxReconnect(made, kReconnectWithoutLimit));
     then(natsOptions_SetReconnectWait(made, kReconnectWaitMs));
     then(natsOptions_SetReconnectJitter(made, 0, 0));
@@ -165,43 +174,46 @@ Z9ERR FailureOnTheWay(natsStatus status) noexcept
 
 natsStatus Session::Open(const SessionTarget& target, std::shared_ptr<Session>& session)
 {
-    // The C client's own time-out does not cover the answer to a login: it would wait for a router that greets and then
-    // hangs for ever. So the same login goes ahead on a socket of ours.
-    switch (TryLogin(target.host, target.port, target.credentials, kConnectTime)) {
-    case LoginAnswer::kWelcome:
-        break;
-    case LoginAnswer::kRefused:
-        return NATS_CONNECTION_AUTH_FAILED;
-    case LoginAnswer::kNone:
-        return NATS_TIMEOUT;
-    }
+    const SignalsBlocked blocked = SignalsBlocked::All(); // threads begin here: the dialer's, and the one that reads
+    auto dialer = std::make_unique<Dialer>(target.endpoint);
     OptionsPtr options;
-    if (const natsStatus status = MakeOptions(target, options); status != NATS_OK) return status;
+    if (const natsStatus status = MakeOptions(target, *dialer, options); status != NATS_OK) return status;
     std::string prefix = InboxPrefix(target);
-    const SignalsBlocked blocked; // connecting starts the thread that reads
     natsConnection* connection = nullptr;
     const natsStatus status = natsConnection_Connect(&connection, options.get());
     std::unique_ptr<natsConnection, Destroyer<&natsConnection_Destroy>> owner(connection);
     if (status != NATS_OK) return status;
-    session = std::make_shared<Session>(connection, std::move(prefix), target.maxPayload);
+    dialer->Established();
+    session = std::make_shared<Session>(std::move(dialer), connection, std::move(prefix), target.maxPayload);
     static_cast<void>(owner.release());
     return NATS_OK;
 }
 
-Session::Session(natsConnection* connection, std::string inboxPrefix, int64_t maxPayload) noexcept
-    : connection_(connection), inboxPrefix_(std::move(inboxPrefix)), maxPayload_(maxPayload)
+Session::Session(std::unique_ptr<Dialer> dialer, natsConnection* connection, std::string inboxPrefix,
+                 int64_t maxPayload) noexcept
+    : dialer_(std::move(dialer)), connection_(connection), inboxPrefix_(std::move(inboxPrefix)), maxPayload_(maxPayload)
 {}
 
 Session::~Session()
 {
-    natsConnection_Close(connection_); // ends the thread that reads, and only then may the subscription go
+    Close(); // ends the thread that reads, and only then may the subscription go
+    const SignalsBlocked blocked = SignalsBlocked::Pipe();
     natsSubscription_Destroy(discovery_);
     natsConnection_Destroy(connection_);
 }
 
-void Session::Close() noexcept { natsConnection_Close(connection_); }
+void Session::Close() noexcept
+{
+    dialer_->HangUp(); // a reconnect that hangs would hold the connection until its time is over
+    const SignalsBlocked blocked = SignalsBlocked::Pipe();
+    natsConnection_Close(connection_);
+}
 
-natsConnStatus Session::State() const noexcept { return natsConnection_Status(connection_); }
+natsConnStatus Session::State() const noexcept
+{
+    const Dialer::Call call(*dialer_);
+    return call ? natsConnection_Status(connection_) : NATS_CONN_STATUS_RECONNECTING;
+}
 
 bool Session::ClosedByRefusal() const noexcept
 {
@@ -235,11 +247,16 @@ Z9ERR Session::Request(const Z9Message& request, const std::string& address, Mes
 
 natsStatus Session::Exchange(natsMsg& request, natsMsg** answer, std::chrono::milliseconds timeout)
 {
+    const Dialer::Call call(*dialer_);
+    if (!call) return NATS_CONNECTION_DISCONNECTED;
     // The C client takes no time-out of 0.
     const int64_t milliseconds = std::max<int64_t>(timeout.count(), 1);
-    if (warm_.load()) return natsConnection_RequestMsg(answer, connection_, &request, milliseconds);
+    if (warm_.load()) {
+        const SignalsBlocked blocked = SignalsBlocked::Pipe();
+        return natsConnection_RequestMsg(answer, connection_, &request, milliseconds);
+    }
     // The first request of a session starts the thread that hands out answers: signals stay away from this one call.
-    const SignalsBlocked blocked;
+    const SignalsBlocked blocked = SignalsBlocked::All();
     const natsStatus status = natsConnection_RequestMsg(answer, connection_, &request, milliseconds);
     warm_.store(true);
     return status;
@@ -259,6 +276,9 @@ Z9ERR Session::ListenForDiscovery()
 
 Z9ERR Session::Discover(std::string_view service, std::string& address)
 {
+    const Dialer::Call call(*dialer_);
+    if (!call) return Z9ERR_MQ_SOCK_ERROR;
+    const SignalsBlocked blocked = SignalsBlocked::Pipe();
     if (const Z9ERR code = ListenForDiscovery(); code != kOk) return code;
     const std::string subject = wire::DiscoverySubject(service);
     const std::string inbox = discoveryInbox_ + "." + std::to_string(++discoveries_);

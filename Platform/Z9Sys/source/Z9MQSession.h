@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,38 +11,19 @@
 
 #include <nats/nats.h>
 
+#include "Z9MQDialer.h"
+#include "Z9MQSocket.h"
 #include "Z9MQWire.h"
 #include "Z9MsgData.h"
 
 namespace z9::mq {
 
-// Keeps all signals off the calling thread. Threads inherit the mask of the one that starts them, and the caller's
-// signal handlers must not run on threads that the caller does not know of. Signals that a thread raises by its own
-// fault stay: a blocked one would end the process past the caller's crash reporter.
-class SignalsBlocked
-{
-public:
-    SignalsBlocked() noexcept
-    {
-        sigset_t all;
-        sigfillset(&all);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP})
-            sigdelset(&all, fault);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
 // Where a session goes and as whom.
 struct SessionTarget
 {
-    std::string host;
-    uint16_t port = 0;
+    std::string host; // by which a certificate is judged
+    Endpoint endpoint;
+    bool secure = false;                          // over TLS, with a certificate that the system trusts, or not at all
     std::optional<wire::Credentials> credentials; // none: anonymous
     int64_t maxPayload = 0;                       // bytes that the router takes in one message
 };
@@ -51,11 +31,12 @@ struct SessionTarget
 class Session
 {
 public:
-    // Connects, or gives up on a router that does not answer within 2 s (NATS_TIMEOUT). On any status but NATS_OK there
-    // is no session.
+    // Connects, or gives up on a router that does not let us in within 2 s. NATS_CONNECTION_AUTH_FAILED: it refuses
+    // user or password. On any status but NATS_OK there is no session. Throws what Dialer throws.
     [[nodiscard]] static natsStatus Open(const SessionTarget& target, std::shared_ptr<Session>& session);
 
-    Session(natsConnection* connection, std::string inboxPrefix, int64_t maxPayload) noexcept;
+    Session(std::unique_ptr<Dialer> dialer, natsConnection* connection, std::string inboxPrefix,
+            int64_t maxPayload) noexcept;
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -78,6 +59,7 @@ private:
     [[nodiscard]] Z9ERR ListenForDiscovery();
     [[nodiscard]] natsStatus Exchange(natsMsg& request, natsMsg** answer, std::chrono::milliseconds timeout);
 
+    std::unique_ptr<Dialer> dialer_; // outlives the connection, which goes on calling it until it is closed
     natsConnection* connection_;     // owned: the C client's handle
     std::string inboxPrefix_;        // the one subject family that the router lets this user listen on
     int64_t maxPayload_;             // bytes, properties and body together

@@ -48,6 +48,13 @@ const std::string* TextOf(const nlohmann::json& object, const char* key)
     return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
+// False where the object says nothing under the key, or no truth value.
+bool IsTrue(const nlohmann::json& object, const char* key)
+{
+    const auto found = object.find(key);
+    return found != object.end() && found->is_boolean() && found->get<bool>();
+}
+
 } // namespace
 
 std::string EncodeString(std::string_view text)
@@ -157,13 +164,13 @@ std::optional<Credentials> ParseConnectionString(std::string_view text)
     text.remove_prefix(user.size());
     if (!IsUserName(user) || !text.starts_with(kPasswordKey)) return std::nullopt;
     text.remove_prefix(kPasswordKey.size());
-    return Credentials{std::string(user), std::string(text)};
+    return std::optional<Credentials>(std::in_place, user, text);
 }
 
 std::string EscapeForJson(std::string_view text)
 {
     std::string escaped;
-    escaped.reserve(text.size());
+    escaped.reserve(text.size() * std::string_view("\\u001F").size());
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '"' || c == '\\') {
@@ -188,8 +195,8 @@ std::optional<Greeting> ParseGreeting(std::string_view line)
     if (!info.is_object()) return std::nullopt;
 
     Greeting greeting;
-    if (const auto found = info.find("auth_required"); found != info.end() && found->is_boolean())
-        greeting.authRequired = found->get<bool>();
+    greeting.authRequired = IsTrue(info, "auth_required");
+    greeting.tlsRequired = IsTrue(info, "tls_required");
     if (const auto found = info.find("max_payload"); found != info.end() && found->is_number_integer())
         greeting.maxPayload = found->get<int64_t>();
     return greeting;

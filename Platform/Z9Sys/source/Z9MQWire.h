@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "Z9Err.h"
+#include "Z9Internal.h"
 
 namespace z9::wire {
 
@@ -47,8 +48,14 @@ inline constexpr std::size_t kPropertyFrameBytes = 4;     // ": " and the line b
 // without an address that may be used.
 [[nodiscard]] std::optional<std::string> AddressInDiscoveryReply(std::string_view json, std::string_view service);
 
+// Always true: what was the password is overwritten before its memory is given back.
 struct Credentials
 {
+    Credentials(std::string_view who, std::string_view word) : user(who), password(word) {}
+    ~Credentials() { Wipe(password); }
+    Credentials(Credentials&&) noexcept = default;
+    Credentials& operator=(Credentials&&) = delete;
+
     std::string user;
     std::string password;
 };
@@ -58,13 +65,15 @@ struct Credentials
 [[nodiscard]] std::optional<Credentials> ParseConnectionString(std::string_view text);
 
 // A text as it stands between the quotes of a JSON string. The C client pastes credentials into its CONNECT line
-// unescaped: without this a quote in a password ends the password, and what follows is read as further settings.
+// unescaped: without this a quote in a password ends the password, and what follows is read as further settings. The
+// result stands in the one piece of memory that it was begun in, so that it can be wiped.
 [[nodiscard]] std::string EscapeForJson(std::string_view text);
 
 // What the router says of itself before any login.
 struct Greeting
 {
     bool authRequired = false;    // false when it says nothing of it
+    bool tlsRequired = false;     // likewise
     int64_t maxPayload = 1 << 20; // bytes of properties and body together; a router that says nothing takes 1 MiB
 };
 

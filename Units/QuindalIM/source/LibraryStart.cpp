@@ -9,6 +9,7 @@
 #include "CalcGOConsts.h"
 #include "LibraryState.h"
 #include "QLTracer.h"
+#include "SecretText.h"
 #include "except.h"
 #include "z9ini.h"
 #include "z9log.h"
@@ -130,7 +131,9 @@ Z9ERR InitMqCore(const QuindalImConfig& config, const char* username, const char
                            config.xmlInstrumentsPath))
         return LoginStepFailed("MQ core startup failed: %s (%R)", Z9ERR_QUINDAL_IM_STARTUP_ERROR);
     if (!g_mq_core.Connect()) return LoginStepFailed("MQ core connect failed: %s (%R)", Z9ERR_QUINDAL_IM_CONNECT_ERROR);
-    if (!g_mq_core.Login(username, password))
+    SecretText secret;
+    secret.Assign({password});
+    if (!g_mq_core.Login(username, secret.Get()))
         return LoginStepFailed("MQ core login failed: %s (%R)", Z9ERR_QUINDAL_IM_LOGIN_ERROR);
     if (!g_mq_core.GetUserInfo())
         return LoginStepFailed("GetUserInfo failed: %s (%R)", Z9ERR_QUINDAL_IM_GET_USER_INFO_ERROR);

@@ -4,6 +4,7 @@
 
 #include "CalcGOConsts.h"
 #include "OnlineTimer.h"
+#include "SecretText.h"
 #include "z9log.h"
 #include "z9time.h"
 
@@ -51,11 +52,12 @@ constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LO
            std::string_view(category) == SystemCategory;
 }
 
-/// The router's word that the login of this id is done.
-[[nodiscard]] bool CompletesLogin(const Z9AutoMessage& message, std::uint32_t loginId)
+/// The router's word on the login of this id: the router state that it came to, 0 for a message of another kind.
+[[nodiscard]] std::uint32_t StateOfLogin(const Z9AutoMessage& message, std::uint32_t loginId)
 {
-    return IsSystemMessage(message) && Number(message, "Z9_Type") == Z9MQ_SYSTEM_ROUTER_STATE &&
-           Number(message, "Z9_RouterState") == Z9MQ_ROUTER_CONNECTED && Number(message, "Z9_LoginId") == loginId;
+    const bool isNews = IsSystemMessage(message) && Number(message, "Z9_Type") == Z9MQ_SYSTEM_ROUTER_STATE &&
+                        Number(message, "Z9_LoginId") == loginId;
+    return isNews ? Number(message, "Z9_RouterState") : 0;
 }
 
 /// Codes of Z9MQLogin after which nothing is to be waited for. Code 3 and most above it are not final: the login may
@@ -151,9 +153,11 @@ bool Z9MQCore::Login(const std::string& user, const std::string& password)
     if (m_conn == nullptr) return FailWithoutConnection();
     m_username = user;
 
+    SecretText connectionString;
+    connectionString.Assign({"USERNAME=", user, ";PASSWORD=", password});
     std::uint32_t loginId = 0;
     bool isOpen = false;
-    Z9ERR result = StartLogin("USERNAME=" + user + ";PASSWORD=" + password, loginId, isOpen);
+    Z9ERR result = StartLogin(connectionString.Get(), loginId, isOpen);
     if (result == Z9ERR_OK && !isOpen) result = AwaitLogin(loginId);
     if (result == Z9ERR_OK) result = ResolveServer();
     return result == Z9ERR_OK || Fail("Login failed", result);
@@ -181,7 +185,9 @@ Z9ERR Z9MQCore::AwaitLogin(std::uint32_t loginId) const
         const Z9ERR result = Z9MQGetMsg(m_conn, message.Receive(), LoginMessageWait);
         if (result == Z9ERR_MQ_TIMEOUT) continue;
         if (result != Z9ERR_OK) return result; // the connection is gone, and no news will come
-        if (CompletesLogin(message, loginId)) return Z9ERR_OK;
+        const std::uint32_t state = StateOfLogin(message, loginId);
+        if (state == Z9MQ_ROUTER_CONNECTED) return Z9ERR_OK;
+        if (state == Z9MQ_ROUTER_LOGINFAILED) break; // user or password: no more news will come
     } while (MonotonicMilliseconds() < deadline);
     return Z9ERR_MQCRYPT_LOGIN_ABORTED;
 }

@@ -9,6 +9,7 @@
 
 #include "FakeQueue.h"
 #include "LogCapture.h"
+#include "SecretText.h"
 #include "kv7errors.h"
 #include "z9time.h"
 
@@ -257,6 +258,19 @@ TEST_F(Z9MQCoreTest, ALoginThatNobodyConfirmsIsAbortedAfterTheTimeOut)
     EXPECT_EQ(LastError(), "Login failed");
     EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_MQCRYPT_LOGIN_ABORTED);
     EXPECT_EQ(TheQueue().waits.size(), 6u); // 3000 ms in waits of 500 ms
+    EXPECT_THAT(TheQueue().calls, Not(Contains("Resolve kv7go_srv_60")));
+}
+
+TEST_F(Z9MQCoreTest, ARefusedLoginIsAbortedAtOnce)
+{
+    Start();
+    constexpr std::uint32_t id = FakeQueue::LoginId;
+    TheQueue().news = {RouterState(Z9MQ_ROUTER_LOGINFAILED, id - 1), RouterState(Z9MQ_ROUTER_LOGINFAILED, id),
+                       RouterState(Z9MQ_ROUTER_CONNECTED, id)};
+    EXPECT_FALSE(core.Login("USER01", "secret1"));
+    EXPECT_EQ(LastError(), "Login failed");
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_MQCRYPT_LOGIN_ABORTED);
+    EXPECT_EQ(TheQueue().waits.size(), 2u); // the refusal of another login is dropped, that of this one ends the wait
     EXPECT_THAT(TheQueue().calls, Not(Contains("Resolve kv7go_srv_60")));
 }
 
@@ -716,6 +730,20 @@ TEST(AutoZ9Handle, FreesAndPassesOnWhatItHolds)
         EXPECT_FALSE(none);
     }
     EXPECT_THAT(freed, ElementsAre(1, 2, 3)) << "an empty one frees nothing";
+}
+
+// Secrets
+
+TEST(SecretTextTest, HoldsItsPartsInOnePieceThatIsOverwrittenAtTheEnd)
+{
+    const std::string word = "a password that is too long to stand in the object itself";
+    QuindalIM::SecretText secret;
+    secret.Assign({"USERNAME=", "USER01", ";PASSWORD=", word});
+    EXPECT_EQ(secret.Get(), "USERNAME=USER01;PASSWORD=" + word);
+    const std::string_view memory(secret.Get().data(), secret.Get().capacity());
+    secret.Wipe();
+    EXPECT_EQ(memory, std::string(memory.size(), '\0'));
+    EXPECT_TRUE(secret.Get().empty());
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "CommaLocale.h"
 #include "Z9BCDII.h"
 #include "Z9Err.h"
 
@@ -290,6 +291,28 @@ TEST(Z9FmtTest, RandomFormatsNeverWriteBeyondTheBuffer)
     }
     for (const int value : values)
         ASSERT_EQ(value, 0);
+}
+
+// The host's locale --------------------------------------------------------------------------------------------------
+
+TEST(Z9FmtTest, TheLocaleOfTheHostChangesNoCharacter)
+{
+    const CommaLocale locale;
+    SKIP_WITHOUT_COMMA_LOCALE(locale);
+    char buffer[200];
+    std::snprintf(buffer, sizeof buffer, "%.2f", 1234.25);
+    ASSERT_STREQ(buffer, "1234,25") << "the host itself";
+
+    EXPECT_GT(Z9SysSNPrintf(buffer, sizeof buffer, "%f|%.2e|%g|%'.2f|%'d|%a|%Lf", 77.25, 77.25, 0.5, 1234.25, 1234567,
+                            1.5, 0.5L),
+              0);
+    EXPECT_STREQ(buffer, "77.250000|7.72e+01|0.5|1234.25|1234567|0x1.8p+0|0.500000");
+    errno = ENOENT;
+    EXPECT_GT(Z9SysSNPrintf(buffer, sizeof buffer, "%m"), 0);
+    EXPECT_STREQ(buffer, "No such file or directory");
+
+    std::snprintf(buffer, sizeof buffer, "%.2f", 77.25);
+    EXPECT_STREQ(buffer, "77,25") << "which keeps its own";
 }
 
 } // namespace

@@ -6,13 +6,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <sys/stat.h>
 #include <thread>
 #include <vector>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "CommaLocale.h"
 #include "TempDir.h"
 #include "Z9Err.h"
 #include "Z9Ini.h"
@@ -99,6 +104,25 @@ std::vector<std::string> Entries(const std::string& file)
     return entries;
 }
 
+// A socket in the file system.
+void MakeSocket(const std::string& path)
+{
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::close(descriptor);
+}
+
+// Whom the file system lets at a file.
+mode_t PermissionsOf(const std::string& path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777U;
+}
+
 int32_t Gate(int severity, const char* category) { return *trcheckEx_Z9LogCustExv_(nullptr, severity, category, ""); }
 
 // The line -----------------------------------------------------------------------------------------------------------
@@ -140,6 +164,44 @@ TEST(Z9LogTest, LineBreaksBecomeTwoCharacters)
     const CustomLog log(dir, "a.log");
     Write(log, Z9LOG_INFO, "two\nlines", "%s", "one\ntwo\r\nthree\rfour\n\nsix\r");
     EXPECT_THAT(Entries(log.File()), ElementsAre(R"(INFO [two\nlines] one\ntwo\nthree\nfour\n\nsix\n)"));
+}
+
+TEST(Z9LogTest, ControlCharactersAreWrittenAsNumbersAndAllElseAsItIs)
+{
+    const struct
+    {
+        const char* text;
+        const char* written;
+    } cases[] = {
+        {"\x1b[31mred\x1b[0m", R"(\x1b[31mred\x1b[0m)"},
+        {"bell\a, back\b, delete\x7f, \x01", R"(bell\x07, back\x08, delete\x7f, \x01)"},
+        {"a\tb", R"(a\tb)"},
+        {"\xC2\x9B 31m, \xC2\x80\xC2\x9F", R"(\xc2\x9b 31m, \xc2\x80\xc2\x9f)"}, // U+009B and its neighbours
+        {"\x9B 31m", R"(\x9b 31m)"},                                             // of an 8-bit terminal
+        {"\xC2\xA0\xC3\xA9\xD0\x96\xE2\x82\xBD\xF0\x9F\x93\x88",
+         "\xC2\xA0\xC3\xA9\xD0\x96\xE2\x82\xBD\xF0\x9F\x93\x88"},
+        {"\xD0\x9B\xE2\x80\x93\xF0\x90\x80\x80\xED\x9F\xBF", "\xD0\x9B\xE2\x80\x93\xF0\x90\x80\x80\xED\x9F\xBF"},
+        {R"(C:\n, \x1b, "\\")", R"(C:\n, \x1b, "\\")"}, // backslashes that were there
+        {"\xFF\xE9", "\xFF\xE9"},                       // no UTF-8, no control
+        {"\xE0\x9B\xBF", "\xE0\\x9b\xBF"},              // a form too long hides none
+        {"\xE2\x9B", "\xE2\\x9b"},                      // nor does one cut short
+    };
+    for (const auto& [text, written] : cases) {
+        const TempDir dir;
+        const CustomLog log(dir, "a.log");
+        Write(log, Z9LOG_INFO, text, "%s", text);
+        EXPECT_THAT(Entries(log.File()), ElementsAre("INFO [" + std::string(written) + "] " + written));
+    }
+}
+
+TEST(Z9LogTest, TheLocaleOfTheHostChangesNoLine)
+{
+    const CommaLocale locale;
+    SKIP_WITHOUT_COMMA_LOCALE(locale);
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    Write(log, Z9LOG_WARNING, "QuindalIM", "price %f, %'d", 77.25, 1234567);
+    EXPECT_THAT(Entries(log.File()), ElementsAre("WARNING [QuindalIM] price 77.250000, 1234567"));
 }
 
 TEST(Z9LogTest, TheVerbsOfTheHouseWorkAndATextIsNeverAFormat)
@@ -423,7 +485,16 @@ TEST(Z9LogTest, AFileThatCannotBeWrittenIsAFailureOfOpening)
     const TempDir dir;
     const DefaultLogCloser closer;
     ASSERT_EQ(mkfifo(dir.File("pipe").c_str(), 0600), 0);
-    const std::string wrongFiles[] = {"", dir.File("no/such/folder/a.log"), dir.File(""), dir.File("pipe"),
+    MakeSocket(dir.File("socket"));
+    std::filesystem::create_symlink(dir.File("pipe"), dir.File("link"));
+    const std::string wrongFiles[] = {"",
+                                      dir.File("no/such/folder/a.log"),
+                                      dir.File(""),
+                                      dir.File("pipe"),
+                                      dir.File("link"),
+                                      dir.File("socket"),
+                                      "/dev/null",
+                                      "/dev/full",
                                       dir.File("log.ini/a.log")};
     int marker = 0;
     for (const std::string& file : wrongFiles) {
@@ -494,6 +565,43 @@ TEST(Z9LogTest, AFileIsRotatedAndOnlySoManyAreKept)
     EXPECT_THAT(Entries(dir.File("a.1.log")), ElementsAre("INFO [c] 7", "INFO [c] 8"));
     EXPECT_THAT(Entries(dir.File("a.2.log")), ElementsAre("INFO [c] 5", "INFO [c] 6"));
     EXPECT_FALSE(std::filesystem::exists(dir.File("a.3.log")));
+}
+
+TEST(Z9LogTest, FilesAreForOwnerAndGroupAndForFewerByTheUmask)
+{
+    const struct
+    {
+        mode_t umask;
+        mode_t expected;
+    } cases[] = {{0000, 0640}, {0022, 0640}, {0027, 0640}, {0077, 0600}};
+    for (const auto& [mask, expected] : cases) {
+        const TempDir dir;
+        const mode_t before = ::umask(mask);
+        const CustomLog plain(dir, "plain.log");
+        const CustomLog rotated(dir, "rotated.log", "max_size = 1\nmax_files = 2\n");
+        for (int i = 0; i < 3; ++i)
+            Write(rotated, Z9LOG_INFO, "c", "x");
+        ::umask(before);
+        for (const char* name : {"plain.log", "rotated.log", "rotated.1.log", "rotated.2.log"})
+            EXPECT_EQ(PermissionsOf(dir.File(name)), expected) << name << " under " << mask;
+    }
+}
+
+TEST(Z9LogTest, AFileThatWasThereKeepsItsPermissions)
+{
+    const TempDir dir;
+    ASSERT_EQ(::chmod(dir.Write("a.log", "").c_str(), 0604), 0);
+    const CustomLog log(dir, "a.log");
+    EXPECT_EQ(PermissionsOf(dir.File("a.log")), 0604u);
+}
+
+TEST(Z9LogTest, ALinkToARegularFileIsFollowed)
+{
+    const TempDir dir;
+    std::filesystem::create_symlink(dir.File("target.log"), dir.File("a.log"));
+    const CustomLog log(dir, "a.log");
+    Write(log, Z9LOG_INFO, "c", "x");
+    EXPECT_THAT(Entries(dir.File("target.log")), ElementsAre("INFO [c] x"));
 }
 
 TEST(Z9LogTest, FiveRotatedFilesAreKeptByDefault)

@@ -1,7 +1,11 @@
 // The forms of texts on the link, each rule by itself.
 #include "Z9MQWire.h"
 
+#include <array>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -239,6 +243,50 @@ TEST(Greeting, OtherLinesAreNone)
 {
     for (const char* bad : {"", "INFO", "INFO ", "info {}", "INFO []", "INFO {", "HTTP/1.1 400 Bad Request", "+OK"})
         EXPECT_FALSE(ParseGreeting(bad)) << '"' << bad << '"';
+}
+
+TEST(Greeting, SaysWhetherTlsIsDemanded)
+{
+    const struct
+    {
+        const char* line;
+        bool demanded;
+    } cases[] = {
+        {R"(INFO {"tls_required":true})", true},
+        {R"(INFO {"tls_required":false})", false},
+        {R"(INFO {"tls_available":true})", false},
+        {R"(INFO {"tls_required":"true"})", false},
+    };
+    for (const auto& [line, demanded] : cases) {
+        const auto greeting = ParseGreeting(line);
+        ASSERT_TRUE(greeting) << line;
+        EXPECT_EQ(greeting->tlsRequired, demanded) << line;
+    }
+}
+
+TEST(Secrets, AreOverwrittenWithAllThatTheirMemoryHeld)
+{
+    for (const std::string word : {"short", "a password that is too long to stand in the object itself"}) {
+        std::string text = word;
+        text.resize(word.size() - 2); // what was cut off is still there
+        const std::string_view memory(text.data(), text.capacity());
+        ASSERT_EQ(memory.substr(0, text.size()), text);
+        {
+            const z9::Wiped wiped(text);
+        }
+        EXPECT_TRUE(text.empty());
+        EXPECT_EQ(memory, std::string(memory.size(), '\0')) << word;
+    }
+}
+
+TEST(Secrets, OfALoginGoWithIt)
+{
+    alignas(Credentials) std::array<char, sizeof(Credentials)> place{};
+    auto* const credentials = std::construct_at(reinterpret_cast<Credentials*>(place.data()), "USER01", "secret1");
+    Credentials moved(std::move(*credentials));
+    EXPECT_EQ(moved.password, "secret1");
+    std::destroy_at(credentials);
+    EXPECT_EQ(std::string(place.data(), place.size()).find("secret1"), std::string::npos) << "what was moved from";
 }
 
 } // namespace
