@@ -9,7 +9,8 @@ class App;
 
 namespace quindal {
 
-/// A word of the command line and what runs it: the result is the exit status.
+/// A word of the command line and what runs it: the result is the exit status. What goes wrong is thrown, a
+/// CommandError where the reason is known; main prints it and ends with its status.
 struct Command
 {
     CLI::App* word;
@@ -19,5 +20,7 @@ struct Command
 [[nodiscard]] Command AddMargin(CLI::App& app);
 [[nodiscard]] Command AddExplain(CLI::App& app);
 [[nodiscard]] Command AddServe(CLI::App& app);
+[[nodiscard]] Command AddFetch(CLI::App& app);
+[[nodiscard]] Command AddStatus(CLI::App& app);
 
 } // namespace quindal

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -45,7 +46,7 @@ public:
     {
         Signal(SIGKILL);
         if (m_pid > 0) ::waitpid(m_pid, nullptr, 0);
-        ::close(m_out);
+        if (m_out >= 0) ::close(m_out);
     }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -72,13 +73,22 @@ public:
         }
         return std::exchange(m_unread, {});
     }
+    /// Nobody reads its standard output any more.
+    void CloseOut() { ::close(std::exchange(m_out, -1)); }
     /// Its exit status, 128 and more for a signal; -1 once it was waited for. Blocks until it ends.
     int Wait()
     {
         int status = 0;
         if (m_pid < 0 || ::waitpid(m_pid, &status, 0) != m_pid) return -1;
         m_pid = -1;
+        m_signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    /// The signal that it died of, 0 for none: an exit status may look like one. Blocks until it ends.
+    int WaitForSignal()
+    {
+        static_cast<void>(Wait());
+        return m_signal;
     }
     [[nodiscard]] std::string Errors() const
     {
@@ -133,8 +143,37 @@ private:
     std::vector<std::string> m_variables;
     int m_out = -1;
     pid_t m_pid = -1; // -1 once it was waited for
+    int m_signal = 0; // that it died of
     std::string m_unread;
 };
+
+/// Processes whose parent is this one.
+inline std::vector<pid_t> ChildrenOf(pid_t parent)
+{
+    // Of its first thread, which is the one that starts any.
+    std::ifstream file("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) + "/children");
+    return {std::istream_iterator<pid_t>(file), {}};
+}
+
+/// Text of a file of /proc: "cmdline", "environ".
+inline std::string OfProcess(pid_t pid, const std::string& name)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/" + name, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+/// Waits for what is to come within seconds; whether it has.
+template <class Condition>
+bool Eventually(const Condition& condition)
+{
+    for (int wait = 0; wait < 5000; ++wait) {
+        if (condition()) return true;
+        ::usleep(1000);
+    }
+    return condition();
+}
 
 /// What a program left behind that ran to its end.
 struct Finished

@@ -315,7 +315,7 @@ TEST_F(Link, TwoServersShareTheLoadAndOneMayBeKilled)
         ASSERT_EQ(DeInitQuindalIM(), 0);
     }
     second->Signal(SIGTERM);
-    EXPECT_EQ(second->Wait(), 0);
+    EXPECT_EQ(second->WaitForSignal(), SIGTERM);
 }
 
 // Two servers of one group with different markets: over twenty requests both are asked. Each request goes to one of

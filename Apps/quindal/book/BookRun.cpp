@@ -1,60 +1,20 @@
 #include "BookRun.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <stdexcept>
-#include <termios.h>
-#include <unistd.h>
 
 #include "ImServer.h"
+#include "Output.h"
+#include "Password.h"
 #include "PrivateRouter.h"
 #include "Progress.h"
+#include "Users.h"
 
 namespace quindal {
 
 namespace {
 
-constexpr const char* ServerUser = "kv7go_srv";
 constexpr std::uint32_t RequestTimeoutMs = 30'000;
-
-// Reads a line without showing it.
-class EchoOff
-{
-public:
-    EchoOff()
-    {
-        if (::tcgetattr(STDIN_FILENO, &m_before) != 0) return;
-        termios silent = m_before;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        m_changed = ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
-    }
-    ~EchoOff()
-    {
-        if (!m_changed) return;
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
-        std::fputc('\n', stderr);
-    }
-    EchoOff(const EchoOff&) = delete;
-    EchoOff& operator=(const EchoOff&) = delete;
-
-private:
-    termios m_before{};
-    bool m_changed = false;
-};
-
-std::string AskPassword(const std::string& variable, const std::string& user)
-{
-    if (const char* const fromEnvironment = std::getenv(variable.c_str())) return fromEnvironment;
-    if (::isatty(STDIN_FILENO) != 1)
-        throw InputError("no password: set the environment variable " + variable + ", or run in a terminal");
-    std::fprintf(stderr, "Password of %s: ", user.c_str());
-    const EchoOff silent;
-    std::string password;
-    std::getline(std::cin, password);
-    return password;
-}
 
 // A router, a server and an ini file of our own, alive for the length of the run.
 class EmbeddedServer
@@ -107,21 +67,20 @@ void WithBook(const BookOptions& options, const BookTables& tables, const std::f
         Fill(session, tables);
         body(session);
     };
-    if (options.instruments.empty()) return run(options.iniFile, AskPassword(options.passwordVariable, options.user));
+    if (options.instruments.empty()) {
+        const Secret password = AskPassword(options.passwordVariable, options.user);
+        return run(options.iniFile, password.Text());
+    }
+    if (options.user == ServerUser) throw UsageError("--user: \"" + options.user + "\" is the server itself");
     const EmbeddedServer server(options.instruments, options.user);
     run(server.IniFile(), server.Password());
 }
 
 int Reported(const std::function<void()>& body)
 {
-    try {
-        body();
-        if (!std::cout.flush()) throw std::runtime_error("the figures could not be written");
-        return EXIT_SUCCESS;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "quindal: %s\n", error.what());
-        return EXIT_FAILURE;
-    }
+    body();
+    FinishOutput();
+    return StatusGood;
 }
 
 } // namespace quindal

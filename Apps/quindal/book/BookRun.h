@@ -32,8 +32,8 @@ struct BookTables
 /// CallError.
 void WithBook(const BookOptions& options, const BookTables& tables, const std::function<void(MarginSession&)>& body);
 
-/// Runs what prints on stdout and returns the exit status: whatever is thrown, or a report that cannot be written, is
-/// one line on stderr.
+/// Runs what prints on stdout and returns the exit status. Whatever is thrown, for a report that cannot be written too,
+/// is main's to tell.
 [[nodiscard]] int Reported(const std::function<void()>& body);
 
 } // namespace quindal

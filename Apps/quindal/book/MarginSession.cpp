@@ -31,6 +31,12 @@ void Check(std::int32_t code, const char* call, const std::string& where = {})
     if (code != 0) throw CallError(where, call, code);
 }
 
+ExitStatus StatusOf(std::int32_t code)
+{
+    const bool isOfTheLink = (code >= 94814 && code <= 94817) || code == 94820 || (code >= 94822 && code <= 94824);
+    return isOfTheLink ? StatusLink : StatusRefused;
+}
+
 bool Flag(const CsvRow& row, std::string_view column)
 {
     static constexpr std::array words{Word{"0", 0}, Word{"1", 1}, Word{"no", 0}, Word{"yes", 1}};
@@ -40,8 +46,9 @@ bool Flag(const CsvRow& row, std::string_view column)
 } // namespace
 
 CallError::CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason)
-    : std::runtime_error((where.empty() ? "" : where + ": ") + call + " failed with code " + std::to_string(code) +
-                         ": " + GetErrorCodeDescription(code) + (reason.empty() ? "" : " (" + reason + ")"))
+    : CommandError(StatusOf(code), (where.empty() ? "" : where + ": ") + call + " failed with code " +
+                                       std::to_string(code) + ": " + GetErrorCodeDescription(code) +
+                                       (reason.empty() ? "" : " (" + reason + ")"))
 {}
 
 CsvTable ReadAccounts(const std::string& file) { return CsvTable(file, AccountColumns); }

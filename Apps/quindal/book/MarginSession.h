@@ -20,7 +20,7 @@
 namespace quindal {
 
 /// An exported function gave a code.
-class CallError : public std::runtime_error
+class CallError : public CommandError
 {
 public:
     /// where: "FILE:LINE" of the row that caused it, or empty. reason: what the link says of it, or empty.

@@ -8,7 +8,8 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "CsvTable.h"
+#include "Errors.h"
+#include "TidyUp.h"
 
 namespace quindal {
 
@@ -42,15 +43,19 @@ class FileBeside
 {
 public:
     FileBeside(const std::string& file, const std::string& target)
-        : m_file(file), m_target(target), m_path(target + ".XXXXXX")
-    {
-        m_descriptor = ::mkstemp(m_path.data());
-        if (m_descriptor < 0) Fail(m_file);
-    }
+        : m_file(file),
+          m_target(target),
+          m_path(target + ".XXXXXX"),
+          m_tidyUp(
+              [this] {
+                  m_descriptor = ::mkstemp(m_path.data());
+                  if (m_descriptor < 0) Fail(m_file);
+              },
+              [this] { std::remove(m_path.c_str()); })
+    {}
     ~FileBeside()
     {
         if (m_descriptor >= 0) ::close(m_descriptor);
-        if (!m_inPlace) std::remove(m_path.c_str());
     }
     FileBeside(const FileBeside&) = delete;
     FileBeside& operator=(const FileBeside&) = delete;
@@ -72,8 +77,10 @@ public:
         if (::fchmod(m_descriptor, 0666 & ~mask) != 0) Fail(m_file);
         const int descriptor = m_descriptor;
         m_descriptor = -1;
-        if (::close(descriptor) != 0 || std::rename(m_path.c_str(), m_target.c_str()) != 0) Fail(m_file);
-        m_inPlace = true;
+        if (::close(descriptor) != 0) Fail(m_file);
+        m_tidyUp.Keep([this] {
+            if (std::rename(m_path.c_str(), m_target.c_str()) != 0) Fail(m_file);
+        });
     }
 
 private:
@@ -81,7 +88,7 @@ private:
     const std::string& m_target;
     std::string m_path;
     int m_descriptor = -1;
-    bool m_inPlace = false;
+    TidyUp m_tidyUp; // last: it needs the others
 };
 
 } // namespace

@@ -3,9 +3,9 @@
 #include <charconv>
 #include <csignal>
 #include <fstream>
+#include <new>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
@@ -16,7 +16,8 @@
 #include <nlohmann/json.hpp>
 #include <snappy.h>
 
-#include "CsvTable.h"
+#include "Errors.h"
+#include "UtcText.h"
 
 namespace quindal {
 
@@ -38,9 +39,53 @@ constexpr std::uint32_t BufferTooLarge = 8;
 constexpr std::uint32_t NotSupported = 16;
 constexpr std::uint32_t SystemRequestFailed = 2;
 
+/// No request of a client comes near it; what is longer is not looked at.
+constexpr int LargestRequest = 64 * 1024;
+
+constexpr std::string_view Discovery = "$SRV.INFO.";
+constexpr std::string_view Health = "$SRV.PING.";
+constexpr std::string_view Statistics = "$SRV.STATS.";
+
 void Check(natsStatus status, const char* what)
 {
-    if (status != NATS_OK) throw std::runtime_error(std::string(what) + ": " + natsStatus_GetText(status));
+    if (status != NATS_OK) throw LinkError(std::string(what) + ": " + natsStatus_GetText(status));
+}
+
+std::string_view NameOfRequest(std::uint32_t type)
+{
+    switch (type) {
+    case PingRequest:
+        return "ping";
+    case InstrumentsRequest:
+        return "instruments";
+    case UserInfoRequest:
+        return "user-info";
+    default:
+        return "unknown";
+    }
+}
+
+std::string_view NameOfError(std::uint32_t error)
+{
+    switch (error) {
+    case 0:
+        return "ok";
+    case WrongArguments:
+        return "wrong-arguments";
+    case BufferTooLarge:
+        return "too-large";
+    default:
+        return "not-supported";
+    }
+}
+
+/// "_INBOX.<user>.<anything>", the reply subjects that the router allows to its users.
+std::string_view UserOf(std::string_view replySubject)
+{
+    constexpr std::string_view inbox = "_INBOX.";
+    if (!replySubject.starts_with(inbox)) return {};
+    replySubject.remove_prefix(inbox.size());
+    return replySubject.substr(0, replySubject.find('.'));
 }
 
 std::optional<std::uint32_t> UInt32Property(natsMsg* message, const char* name)
@@ -85,13 +130,16 @@ struct ImServer::Reply
 {
     std::uint32_t type = 0;
     std::vector<std::pair<const char*, std::uint32_t>> properties;
-    std::string_view body; // what is sent
-    std::string ownedBody; // where body points when it was made for this reply
+    std::string_view body;                               // what is sent
+    std::string ownedBody;                               // where body points when it was made for this reply
+    std::shared_ptr<const InstrumentsDocument> document; // where body points else
     bool isSystem = false;
+    std::uint32_t error = 0;
 
     static Reply Failure(std::uint32_t error)
     {
         Reply reply;
+        reply.error = error;
         reply.isSystem = true;
         reply.type = SystemRequestFailed;
         for (int byte = 0; byte < 4; ++byte)
@@ -124,12 +172,13 @@ ImServer::ImServer(Settings settings, std::map<std::string, UserRecord> users, I
       m_address("z9.svc." + m_settings.service),
       m_instance(std::to_string(::getpid()) + "-" + std::to_string(reinterpret_cast<std::uintptr_t>(this) >> 4U)),
       m_users(std::move(users)),
-      m_instruments(std::move(instruments))
+      m_instruments(std::make_shared<const InstrumentsDocument>(std::move(instruments))),
+      m_started(std::chrono::system_clock::now())
 {
     const SignalsBlocked whileThreadsStart;
     Connect();
-    Subscribe("$SRV.INFO." + m_settings.service, nullptr, &ImServer::OnDiscovery);
-    Subscribe("$SRV.PING." + m_settings.service, nullptr, &ImServer::OnDiscovery);
+    for (const std::string_view kind : {Discovery, Health, Statistics})
+        Subscribe(std::string(kind) + m_settings.service, nullptr, &ImServer::OnDiscovery);
     Subscribe(m_address, "q", &ImServer::OnRequest);
     Check(natsConnection_Flush(m_connection.get()), "subscribe");
 }
@@ -179,20 +228,48 @@ void ImServer::Subscribe(const std::string& subject, const char* queueGroup, nat
     Check(natsSubscription_SetPendingLimits(raw, -1, -1), "subscribe");
 }
 
-bool ImServer::IsRunning() const { return !natsConnection_IsClosed(m_connection.get()); }
-
-std::string ImServer::DiscoveryReply(bool isInfo) const
+void ImServer::Exchange(InstrumentsDocument instruments)
 {
-    nlohmann::ordered_json reply{{"type", isInfo ? "io.nats.micro.v1.info_response" : "io.nats.micro.v1.ping_response"},
+    m_instruments.store(std::make_shared<const InstrumentsDocument>(std::move(instruments)));
+}
+
+bool ImServer::IsConnected() const { return natsConnection_Status(m_connection.get()) == NATS_CONN_STATUS_CONNECTED; }
+
+void ImServer::CheckThatItMayReconnect() const
+{
+    if (!natsConnection_IsClosed(m_connection.get())) return;
+    const char* text = nullptr;
+    const natsStatus status = natsConnection_GetLastError(m_connection.get(), &text);
+    throw LinkError(std::string("the router has closed the connection: ") +
+                    (text != nullptr && *text != '\0' ? text : natsStatus_GetText(status)));
+}
+
+// In the form that monitors of NATS services read.
+std::string ImServer::DiscoveryReply(std::string_view kind) const
+{
+    const std::string_view type = kind == Discovery ? "info" : kind == Health ? "ping" : "stats";
+    nlohmann::ordered_json reply{{"type", "io.nats.micro.v1." + std::string(type) + "_response"},
                                  {"name", m_settings.service},
                                  {"id", m_instance},
                                  {"version", "1.0.0"},
                                  {"metadata", nlohmann::json::object()}};
-    if (isInfo) {
+    if (kind == Health) return reply.dump();
+    nlohmann::ordered_json endpoint{{"name", "im"}, {"subject", m_address}, {"queue_group", "q"}};
+    if (kind == Discovery) {
         reply["description"] = "";
-        reply["endpoints"] = nlohmann::json::array(
-            {{{"name", "im"}, {"subject", m_address}, {"queue_group", "q"}, {"metadata", nlohmann::json::object()}}});
+        endpoint["metadata"] = nlohmann::json::object();
+    } else {
+        const std::shared_ptr<const InstrumentsDocument> document = m_instruments.load();
+        const std::uint64_t requests = m_requests;
+        reply["started"] = UtcText(m_started);
+        endpoint["num_requests"] = requests;
+        endpoint["num_errors"] = m_refused.load();
+        endpoint["last_error"] = "";
+        endpoint["processing_time"] = m_nanoseconds.load();
+        endpoint["average_processing_time"] = requests == 0 ? 0 : m_nanoseconds / static_cast<std::int64_t>(requests);
+        endpoint["data"] = {{"market_bytes", document->plain.size()}, {"market_read", UtcText(document->read)}};
     }
+    reply["endpoints"] = nlohmann::ordered_json::array({endpoint});
     return reply.dump();
 }
 
@@ -202,9 +279,20 @@ void ImServer::OnDiscovery(natsConnection* connection, natsSubscription*, natsMs
     const char* const replyTo = natsMsg_GetReply(request);
     if (replyTo == nullptr) return;
     try {
-        const bool isInfo = std::string_view(natsMsg_GetSubject(request)).starts_with("$SRV.INFO.");
-        const std::string text = static_cast<const ImServer*>(self)->DiscoveryReply(isInfo);
-        natsConnection_Publish(connection, replyTo, text.data(), static_cast<int>(text.size()));
+        const auto begin = Clock::now();
+        const auto* const server = static_cast<const ImServer*>(self);
+        const std::string_view subject = natsMsg_GetSubject(request);
+        const std::string_view kind = subject.starts_with(Discovery) ? Discovery
+                                      : subject.starts_with(Health)  ? Health
+                                                                     : Statistics;
+        Reply reply;
+        reply.ownedBody = server->DiscoveryReply(kind);
+        natsConnection_Publish(connection, replyTo, reply.ownedBody.data(), static_cast<int>(reply.ownedBody.size()));
+        server->Report(replyTo,
+                       kind == Discovery ? "discovery"
+                       : kind == Health  ? "health"
+                                         : "statistics",
+                       reply, begin);
     } catch (...) { // out of memory: the client asks again
     }
 }
@@ -215,17 +303,40 @@ void ImServer::OnRequest(natsConnection* connection, natsSubscription*, natsMsg*
     const char* const replyTo = natsMsg_GetReply(request);
     if (replyTo == nullptr) return; // nobody waits
     try {
-        const auto* const server = static_cast<const ImServer*>(self);
-        server->Send(connection, replyTo, server->Answer(request));
+        const auto begin = Clock::now();
+        auto* const server = static_cast<ImServer*>(self);
+        const std::optional<std::uint32_t> type = UInt32Property(request, "Z9_Type");
+        const Reply reply = server->Answer(connection, request, type);
+        // Counted before it is sent: who has his answer finds it counted.
+        ++server->m_requests;
+        if (reply.error != 0) ++server->m_refused;
+        server->m_nanoseconds += std::chrono::nanoseconds(Clock::now() - begin).count();
+        server->Send(connection, replyTo, reply);
+        server->Report(replyTo, NameOfRequest(type.value_or(0)), reply, begin);
     } catch (...) { // out of memory: the client's time-out tells it
     }
 }
 
-ImServer::Reply ImServer::Answer(natsMsg* request) const
+void ImServer::Report(const char* replyTo, std::string_view request, const Reply& reply, Clock::time_point begin) const
 {
-    const std::optional<std::uint32_t> type = UInt32Property(request, "Z9_Type");
-    if (!type) return Reply::Failure(WrongArguments);
-    switch (*type) {
+    if (!m_settings.onRequest) return;
+    m_settings.onRequest({m_instance, UserOf(replyTo), request, NameOfError(reply.error), reply.Body().size(),
+                          std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin)});
+}
+
+// What is too large for the router is replaced by the message that it is.
+ImServer::Reply ImServer::Answer(natsConnection* connection, natsMsg* request, std::optional<std::uint32_t> type) const
+{
+    if (!type || natsMsg_GetDataLength(request) > LargestRequest) return Reply::Failure(WrongArguments);
+    Reply reply = AnswerOfType(request, *type);
+    constexpr std::size_t headerRoom = 4096;
+    const auto limit = static_cast<std::size_t>(natsConnection_GetMaxPayload(connection));
+    return reply.Body().size() + headerRoom > limit && !reply.isSystem ? Reply::Failure(BufferTooLarge) : reply;
+}
+
+ImServer::Reply ImServer::AnswerOfType(natsMsg* request, std::uint32_t type) const
+{
+    switch (type) {
     case PingRequest:
         return AnswerPing(request);
     case InstrumentsRequest:
@@ -253,14 +364,16 @@ ImServer::Reply ImServer::AnswerInstruments(natsMsg* request) const
     if (!support) return Reply::Failure(WrongArguments);
     Reply reply;
     reply.type = InstrumentsReply;
+    reply.document = m_instruments.load();
+    const InstrumentsDocument& instruments = *reply.document;
     if (*support == 0 || !m_settings.compress) {
         reply.properties = {{"snappy_support", 0}};
-        reply.body = m_instruments.plain;
+        reply.body = instruments.plain;
     } else {
         reply.properties = {{"snappy_support", 1},
-                            {"snappy_decompressedSize", static_cast<std::uint32_t>(m_instruments.plain.size())},
-                            {"snappy_compressedSize", static_cast<std::uint32_t>(m_instruments.compressed.size())}};
-        reply.body = m_instruments.compressed;
+                            {"snappy_decompressedSize", static_cast<std::uint32_t>(instruments.plain.size())},
+                            {"snappy_compressedSize", static_cast<std::uint32_t>(instruments.compressed.size())}};
+        reply.body = instruments.compressed;
     }
     return reply;
 }
@@ -295,14 +408,9 @@ ImServer::Reply ImServer::AnswerUserInfo(natsMsg* request) const
 void ImServer::Send(natsConnection* connection, const char* subject, const Reply& reply) const
 {
     const std::string_view body = reply.Body();
-    constexpr std::size_t headerRoom = 4096;
-    const auto limit = static_cast<std::size_t>(natsConnection_GetMaxPayload(connection));
-    if (body.size() + headerRoom > limit && !reply.isSystem) {
-        Send(connection, subject, Reply::Failure(BufferTooLarge));
-        return;
-    }
     natsMsg* raw = nullptr;
-    if (natsMsg_Create(&raw, subject, nullptr, body.data(), static_cast<int>(body.size())) != NATS_OK) return;
+    if (natsMsg_Create(&raw, subject, nullptr, body.data(), static_cast<int>(body.size())) != NATS_OK)
+        throw std::bad_alloc();
     const std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>> message(raw);
     natsMsgHeader_Set(raw, "Z9_Category", reply.isSystem ? "Z9_System" : "kv7go");
     natsMsgHeader_Set(raw, "Z9_Type", std::to_string(reply.type).c_str());

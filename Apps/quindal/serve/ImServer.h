@@ -1,17 +1,24 @@
 // ImServer: the server that a client logs in to. It answers pings, says who a user is, and sends the instruments.
 //
 // Instances of one service share the load: all join the queue group of its address. Each request gets exactly one
-// reply; an unknown type is answered with NOT_SUPPORTED, a missing or malformed property with WRONG_ARGUMENTS.
-// Requests are answered on the router client's own threads; what they read never changes after construction.
+// reply; an unknown type is answered with NOT_SUPPORTED, a missing or malformed property with WRONG_ARGUMENTS, and so
+// is a body of more than 64 KB. Requests are answered on the router client's own threads; what they read does not
+// change, but for the document of instruments, which is exchanged whole.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include <nats/nats.h>
 
@@ -32,6 +39,18 @@ struct InstrumentsDocument
 
     std::string plain;
     std::string compressed;
+    std::chrono::system_clock::time_point read = std::chrono::system_clock::now();
+};
+
+/// A request that was answered.
+struct AnsweredRequest
+{
+    std::string_view instance; // of the server
+    std::string_view user;     // as far as the reply subject tells; may be empty, and anything that a client wrote
+    std::string_view request;  // "ping", "instruments", "user-info", "unknown"; "discovery", "health", "statistics"
+    std::string_view outcome;  // "ok", or the name of the error
+    std::size_t bytes = 0;     // of the reply's body
+    std::chrono::microseconds took{0};
 };
 
 class ImServer
@@ -43,32 +62,41 @@ public:
         std::string user;       // empty: the router asks for no login
         std::string password;
         std::string service = "kv7go_srv_60";
-        bool compress = true; // where the request announces support
+        bool compress = true;                                       // where the request announces support
+        std::function<void(const AnsweredRequest&)> onRequest = {}; // called after each one, on several threads at once
     };
 
-    /// Connects and subscribes; answers from here on. Throws std::runtime_error that says what failed.
+    /// Connects and subscribes; answers from here on. Throws LinkError that says what failed.
     ImServer(Settings settings, std::map<std::string, UserRecord> users, InstrumentsDocument instruments);
     ~ImServer(); ///< Stops answering after the requests under way.
     ImServer(const ImServer&) = delete;
     ImServer& operator=(const ImServer&) = delete;
 
-    /// False for good once the router is lost beyond reconnecting.
-    [[nodiscard]] bool IsRunning() const;
+    /// Another document from here on; requests under way are answered with the former one.
+    void Exchange(InstrumentsDocument instruments);
+
+    /// Whether the router is there, now.
+    [[nodiscard]] bool IsConnected() const;
+    /// Throws LinkError once the router has closed the connection for good, as it does after a changed password.
+    void CheckThatItMayReconnect() const;
 
 private:
     struct Reply;
+    using Clock = std::chrono::steady_clock;
 
     void Connect();
     void Subscribe(const std::string& subject, const char* queueGroup, natsMsgHandler handler);
     static void OnDiscovery(natsConnection* connection, natsSubscription*, natsMsg* request, void* self) noexcept;
     static void OnRequest(natsConnection* connection, natsSubscription*, natsMsg* request, void* self) noexcept;
 
-    [[nodiscard]] std::string DiscoveryReply(bool isInfo) const;
-    [[nodiscard]] Reply Answer(natsMsg* request) const;
+    [[nodiscard]] std::string DiscoveryReply(std::string_view kind) const;
+    [[nodiscard]] Reply Answer(natsConnection* connection, natsMsg* request, std::optional<std::uint32_t> type) const;
+    [[nodiscard]] Reply AnswerOfType(natsMsg* request, std::uint32_t type) const;
     [[nodiscard]] Reply AnswerPing(natsMsg* request) const;
     [[nodiscard]] Reply AnswerInstruments(natsMsg* request) const;
     [[nodiscard]] Reply AnswerUserInfo(natsMsg* request) const;
     void Send(natsConnection* connection, const char* subject, const Reply& reply) const;
+    void Report(const char* replyTo, std::string_view request, const Reply& reply, Clock::time_point begin) const;
 
     template <auto Destroy>
     struct Destroyer
@@ -85,9 +113,13 @@ private:
     std::string m_address; // z9.svc.<service>
     std::string m_instance;
     std::map<std::string, UserRecord> m_users;
-    InstrumentsDocument m_instruments;
+    std::atomic<std::shared_ptr<const InstrumentsDocument>> m_instruments;
+    std::chrono::system_clock::time_point m_started;
+    std::atomic<std::uint64_t> m_requests{0};
+    std::atomic<std::uint64_t> m_refused{0};
+    std::atomic<std::int64_t> m_nanoseconds{0}; // that requests have taken
     std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> m_connection;
-    Subscription m_subscriptions[3];
+    std::array<Subscription, 4> m_subscriptions; // gone first: nothing is answered any more
 };
 
 } // namespace quindal

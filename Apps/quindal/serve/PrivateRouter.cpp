@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -16,6 +17,10 @@
 #include <thread>
 #include <unistd.h>
 
+#include "Errors.h"
+#include "Printable.h"
+#include "UserNames.h"
+
 namespace quindal {
 
 namespace {
@@ -26,7 +31,27 @@ constexpr auto StartLimit = 10s;
 constexpr auto EndLimit = 3s;
 constexpr auto PollInterval = 2ms;
 
-std::string Quoted(const std::string& text) { return nlohmann::json(text).dump(); }
+// How the child says that it has not become a router.
+constexpr int NotInstalled = 127;
+constexpr int NotStarted = 126;
+
+constexpr const char* ErrorFile = "router.err"; // what it prints before it knows its log
+constexpr const char* LogFile = "router.log";
+
+/// As a text of the router's configuration: every byte stands for itself, none can end the text.
+std::string Quoted(std::string_view text)
+{
+    std::string quoted = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isPlain = byte >= 0x20 && byte < 0x7F && c != '"' && c != '\\';
+        if (isPlain)
+            quoted += c;
+        else
+            (quoted += "\\x") += {"0123456789abcdef"[byte >> 4U], "0123456789abcdef"[byte & 15U]};
+    }
+    return quoted + '"';
+}
 
 std::string UserBlock(const RouterUser& user, const std::string& permissions)
 {
@@ -34,60 +59,91 @@ std::string UserBlock(const RouterUser& user, const std::string& permissions)
            permissions + " } }\n";
 }
 
+void Check(const RouterUser& user)
+{
+    if (!IsUserName(user.name)) throw InputError(NotAUserName(user.name));
+    if (const std::string_view fault = FaultOfPassword(user.password); !fault.empty())
+        throw InputError("password of " + user.name + ": " + std::string(fault));
+}
+
 // In the child, between fork and exec: only calls that are safe there.
-[[noreturn]] void BecomeRouter(const char* configuration, pid_t parent)
+[[noreturn]] void BecomeRouter(const char* configuration, const char* errors, char* const* environment, pid_t parent)
 {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (::getppid() != parent) ::_exit(127); // the parent died before the line above
+    if (::getppid() != parent) ::_exit(NotStarted); // the parent died before the line above
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::signal(SIGPIPE, SIG_DFL);
     // A terminal's Ctrl-C is for the command: it ends the router itself, after the last request is answered.
     ::setpgid(0, 0);
     const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        ::dup2(nowhere, stream);
-    ::execlp("nats-server", "nats-server", "-c", configuration, nullptr);
-    ::execl("/usr/sbin/nats-server", "nats-server", "-c", configuration, nullptr);
-    ::_exit(127);
+    ::dup2(nowhere, STDIN_FILENO);
+    ::dup2(nowhere, STDOUT_FILENO);
+    ::dup2(::open(errors, O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+    char* const arguments[] = {const_cast<char*>("nats-server"), const_cast<char*>("-c"),
+                               const_cast<char*>(configuration), nullptr};
+    ::execvpe("nats-server", arguments, environment);
+    ::execve("/usr/sbin/nats-server", arguments, environment);
+    ::_exit(errno == ENOENT ? NotInstalled : NotStarted);
+}
+
+/// The first line of a file that says what went wrong; empty when none does.
+std::string FirstComplaint(const std::filesystem::path& file, std::initializer_list<std::string_view> marks)
+{
+    std::ifstream stream(file);
+    for (std::string line; std::getline(stream, line);)
+        for (const std::string_view mark : marks)
+            if (const std::size_t at = line.find(mark); at != std::string::npos)
+                return Printable(line.substr(at + mark.size()));
+    return {};
 }
 
 } // namespace
 
 TemporaryFolder::TemporaryFolder(const std::string& prefix)
+    : m_path(std::filesystem::temp_directory_path() / (prefix + "XXXXXX")),
+      m_tidyUp(
+          [this] {
+              std::string name = m_path.string();
+              if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+              m_path = name;
+          },
+          [this] {
+              std::error_code ignored;
+              std::filesystem::remove_all(m_path, ignored);
+          })
+{}
+
+std::string_view FaultOfPassword(std::string_view password)
 {
-    std::string name = (std::filesystem::temp_directory_path() / (prefix + "XXXXXX")).string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
-    m_path = name;
+    if (!IsPlainText(password)) return "is no UTF-8 text, or holds control characters";
+    if (password.size() > 3 && password.starts_with("$2") && password[3] == '$')
+        return "begins as a bcrypt hash does, and the router would take it for one";
+    return {};
 }
 
-TemporaryFolder::~TemporaryFolder()
+PrivateRouter::PrivateRouter(const RouterUser& server, const std::vector<RouterUser>& users, std::uint16_t port)
+    : m_folder("quindal-router-"),
+      m_tidyUp(
+          [&] {
+              WriteConfiguration(server, users, port);
+              Start();
+          },
+          [this] { End(); })
 {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    WaitUntilReady();
 }
 
-PrivateRouter::PrivateRouter(const RouterUser& server, const std::vector<RouterUser>& users)
-    : m_folder("quindal-router-")
-{
-    WriteConfiguration(server, users);
-    Start();
-    try {
-        WaitUntilReady();
-    } catch (...) {
-        End();
-        throw;
-    }
-}
-
-PrivateRouter::~PrivateRouter() { End(); }
-
-void PrivateRouter::WriteConfiguration(const RouterUser& server, const std::vector<RouterUser>& users) const
+void PrivateRouter::WriteConfiguration(const RouterUser& server, const std::vector<RouterUser>& users,
+                                       std::uint16_t port) const
 {
     const std::string folder = m_folder.Path().string();
     std::string text = "server_name: z9router\n"
                        "host: \"127.0.0.1\"\n"
-                       "port: -1\n"
+                       "port: " +
+                       std::to_string(port == 0 ? -1 : port) +
+                       "\n"
                        "ports_file_dir: " +
                        Quoted(folder) +
                        "\n"
@@ -95,7 +151,7 @@ void PrivateRouter::WriteConfiguration(const RouterUser& server, const std::vect
                        Quoted(folder + "/router.pid") +
                        "\n"
                        "log_file: " +
-                       Quoted(folder + "/router.log") +
+                       Quoted(folder + "/" + LogFile) +
                        "\n"
                        "max_payload: 64MB\n"
                        "max_pending: 256MB\n"
@@ -105,10 +161,15 @@ void PrivateRouter::WriteConfiguration(const RouterUser& server, const std::vect
                        "authorization {\n"
                        "  timeout: 2\n"
                        "  users = [\n";
+    Check(server);
     text += UserBlock(server, R"(subscribe: ["z9.svc.>", "$SRV.>"], allow_responses: true)");
-    for (const RouterUser& user : users)
-        text +=
-            UserBlock(user, R"(publish: ["z9.svc.>", "$SRV.INFO.>"], subscribe: ["_INBOX.)" + user.name + R"(.>"])");
+    for (const RouterUser& user : users) {
+        Check(user);
+        if (user.name == server.name) throw InputError("\"" + user.name + "\" is the name of the server itself");
+        text += UserBlock(user, R"(publish: ["z9.svc.>", "$SRV.INFO.>", "$SRV.PING.>", "$SRV.STATS.>"], )"
+                                R"(subscribe: ["_INBOX.)" +
+                                    user.name + R"(.>"])");
+    }
     text += "  ]\n}\n";
 
     std::ofstream file(m_folder.Path() / "router.conf", std::ios::binary);
@@ -119,9 +180,13 @@ void PrivateRouter::WriteConfiguration(const RouterUser& server, const std::vect
 void PrivateRouter::Start()
 {
     const std::string configuration = (m_folder.Path() / "router.conf").string();
+    const std::string errors = (m_folder.Path() / ErrorFile).string();
+    const char* const path = std::getenv("PATH");
+    std::string onlyVariable = std::string("PATH=") + (path == nullptr ? "" : path);
+    char* const environment[] = {onlyVariable.data(), nullptr};
     const pid_t parent = ::getpid();
     m_pid = ::fork();
-    if (m_pid == 0) BecomeRouter(configuration.c_str(), parent);
+    if (m_pid == 0) BecomeRouter(configuration.c_str(), errors.c_str(), environment, parent);
     if (m_pid < 0) throw std::system_error(errno, std::generic_category(), "cannot start the router");
 }
 
@@ -131,7 +196,7 @@ void PrivateRouter::WaitUntilReady()
     const auto portsFile = m_folder.Path() / ("nats-server_" + std::to_string(m_pid) + ".ports");
     const auto deadline = std::chrono::steady_clock::now() + StartLimit;
     while (std::chrono::steady_clock::now() < deadline) {
-        if (HasEnded()) throw std::runtime_error("the router ended at once: is nats-server installed?");
+        CheckThatItRuns();
         std::ifstream file(portsFile);
         const auto ports = nlohmann::json::parse(file, nullptr, false);
         if (ports.is_object() && ports.contains("nats") && !ports["nats"].empty()) {
@@ -143,12 +208,30 @@ void PrivateRouter::WaitUntilReady()
         }
         std::this_thread::sleep_for(PollInterval);
     }
-    throw std::runtime_error("the router did not become ready");
+    throw LinkError("the router did not become ready within " + std::to_string(StartLimit.count()) + " s");
 }
 
-bool PrivateRouter::HasEnded()
+void PrivateRouter::CheckThatItRuns()
 {
-    if (m_pid > 0 && ::waitpid(m_pid, nullptr, WNOHANG) == m_pid) m_pid = -1;
+    bool hasEnded = false;
+    TidyUp::Undisturbed([&] { hasEnded = HasEnded(); });
+    if (hasEnded) throw LinkError("the router has ended: " + ReasonOfItsEnd());
+}
+
+std::string PrivateRouter::ReasonOfItsEnd() const
+{
+    if (WIFSIGNALED(m_exitStatus)) return "killed by signal " + std::to_string(WTERMSIG(m_exitStatus));
+    if (WEXITSTATUS(m_exitStatus) == NotInstalled)
+        return "nats-server is not installed; on Debian: apt-get install nats-server";
+    std::string reason = FirstComplaint(m_folder.Path() / LogFile, {"[FTL] ", "[ERR] "});
+    if (reason.empty()) reason = FirstComplaint(m_folder.Path() / ErrorFile, {"nats-server: ", ""});
+    const std::string status = "exit status " + std::to_string(WEXITSTATUS(m_exitStatus));
+    return reason.empty() ? status : reason + " (" + status + ")";
+}
+
+bool PrivateRouter::HasEnded() noexcept
+{
+    if (m_pid > 0 && ::waitpid(m_pid, &m_exitStatus, WNOHANG) == m_pid) m_pid = -1;
     return m_pid < 0;
 }
 
@@ -160,7 +243,7 @@ void PrivateRouter::End() noexcept
     while (!HasEnded()) {
         if (std::chrono::steady_clock::now() > deadline) {
             ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
+            ::waitpid(m_pid, &m_exitStatus, 0);
             m_pid = -1;
             return;
         }

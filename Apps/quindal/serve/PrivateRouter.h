@@ -1,15 +1,18 @@
 // PrivateRouter: a message router of our own, on a free loopback port, alive as long as this object.
 //
 // The router is nats-server, started as a child process with its configuration in a folder of its own. The child ends
-// with us: by the destructor, and by the kernel if this process dies first. Nobody else's process is ever touched.
+// with us: by the destructor, by the signal that ends the run, and by the kernel if this process dies without either.
+// Nobody else's process is ever touched. Of our environment it gets PATH alone: the rest may hold passwords.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
+
+#include "TidyUp.h"
 
 namespace quindal {
 
@@ -18,44 +21,48 @@ class TemporaryFolder
 {
 public:
     explicit TemporaryFolder(const std::string& prefix); ///< Throws std::system_error.
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     [[nodiscard]] const std::filesystem::path& Path() const noexcept { return m_path; }
 
 private:
     std::filesystem::path m_path;
+    TidyUp m_tidyUp;
 };
 
 struct RouterUser
 {
-    std::string name;     // [A-Za-z0-9_-]+
-    std::string password; // any text
+    std::string name; // [A-Za-z0-9_-]+
+    std::string password;
 };
+
+/// What keeps the router from taking a text for the password that it is; empty when nothing does.
+[[nodiscard]] std::string_view FaultOfPassword(std::string_view password);
 
 class PrivateRouter
 {
 public:
     /// Starts a router that lets the server answer for every service and each user send requests and read its own
-    /// inbox, and waits until it is ready. Throws std::runtime_error that says what went wrong.
-    PrivateRouter(const RouterUser& server, const std::vector<RouterUser>& users);
-    ~PrivateRouter();
-    PrivateRouter(const PrivateRouter&) = delete;
-    PrivateRouter& operator=(const PrivateRouter&) = delete;
+    /// inbox, and waits until it is ready. port 0: a free one. Throws InputError for a name or a password that it
+    /// cannot take, LinkError that says why the router did not start.
+    PrivateRouter(const RouterUser& server, const std::vector<RouterUser>& users, std::uint16_t port = 0);
 
     [[nodiscard]] std::uint16_t Port() const noexcept { return m_port; }
+    /// Throws LinkError when the router has ended.
+    void CheckThatItRuns();
 
 private:
-    void WriteConfiguration(const RouterUser& server, const std::vector<RouterUser>& users) const;
+    void WriteConfiguration(const RouterUser& server, const std::vector<RouterUser>& users, std::uint16_t port) const;
     void Start();
     void WaitUntilReady();
-    [[nodiscard]] bool HasEnded();
+    [[nodiscard]] bool HasEnded() noexcept;
+    [[nodiscard]] std::string ReasonOfItsEnd() const;
     void End() noexcept;
 
     TemporaryFolder m_folder;
-    pid_t m_pid = -1; // our child, -1 when there is none
+    pid_t m_pid = -1;     // our child, -1 when there is none
+    int m_exitStatus = 0; // of the child that has ended, as waitpid gives it
     std::uint16_t m_port = 0;
+    TidyUp m_tidyUp; // last: undone first
 };
 
 /// A password that nobody can guess, for a router that nobody else is to use: 32 hexadecimal digits.

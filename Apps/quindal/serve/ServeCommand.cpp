@@ -1,109 +1,133 @@
 #include "ServeCommand.h"
 
-#include <array>
-#include <cctype>
+#include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string_view>
 #include <utility>
-#include <vector>
 
-#include "CsvTable.h"
+#include "AccessLog.h"
+#include "Errors.h"
 #include "ImServer.h"
+#include "Output.h"
+#include "Password.h"
 #include "PrivateRouter.h"
+#include "Signals.h"
+#include "WholeFile.h"
 
 namespace quindal {
 
 namespace {
 
-struct Users
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto LookInterval = 100ms;
+constexpr int ClientTimeoutMs = 5000; // of the ini file that is written
+
+/// Whether the router is there to be served.
+class RouterLook
 {
-    std::map<std::string, UserRecord> records;
-    std::vector<RouterUser> routerUsers;
+public:
+    RouterLook(const ServeOptions& options, const ImServer& server, PrivateRouter* router)
+        : m_limit(options.routerTimeout), m_server(server), m_router(router)
+    {}
+
+    /// Throws LinkError when it is not, and has not been for longer than it may.
+    void Look()
+    {
+        if (m_router != nullptr) m_router->CheckThatItRuns();
+        m_server.CheckThatItMayReconnect();
+        if (m_server.IsConnected()) m_seen = Clock::now();
+        if (Clock::now() - m_seen > m_limit)
+            throw LinkError("the router has been away for more than " + std::to_string(m_limit.count()) + " s");
+    }
+
+private:
+    std::chrono::seconds m_limit;
+    const ImServer& m_server;
+    PrivateRouter* m_router; // ours; null: somebody else's
+    Clock::time_point m_seen = Clock::now();
 };
 
-bool IsUserName(std::string_view name)
+/// What SIGHUP asks for. What cannot be read leaves the old one in its place.
+void Reload(const ServeOptions& options, ImServer& server, AccessLog& log)
 {
-    for (const char c : name)
-        if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_' && c != '-') return false;
-    return !name.empty();
-}
-
-Users ReadUsers(const std::string& file, bool needPasswords)
-{
-    static constexpr std::array<std::string_view, 4> columns{"user", "part_count", "login_type", "password"};
-    const CsvTable table(file, columns);
-    Users users;
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const CsvRow row = table[i];
-        const std::string& name = row.Required("user");
-        if (!IsUserName(name)) throw row.Error("a user's name consists of letters, digits, \"_\" and \"-\"");
-        const std::string& loginType = row.Text("login_type");
-        UserRecord record;
-        record.partCount = row.Integer32("part_count", record.partCount);
-        if (!loginType.empty()) record.loginType = loginType;
-        if (!users.records.emplace(name, record).second) throw row.Error("user \"" + name + "\" stands twice");
-        if (needPasswords) users.routerUsers.push_back({name, row.Required("password")});
+    try {
+        log.Reopen();
+        InstrumentsDocument instruments(options.instruments);
+        const std::size_t size = instruments.plain.size();
+        server.Exchange(std::move(instruments));
+        PrintMessage(options.instruments + ": read again, " + std::to_string(size) + " bytes");
+    } catch (const InputError& error) {
+        PrintMessage(std::string(error.what()) + "; going on with what was read before");
     }
-    return users;
 }
 
-sigset_t EndSignals()
+/// Until a signal asks for the end: that signal.
+int AnswerUntilTheEnd(const ServeOptions& options, ImServer& server, PrivateRouter* router, AccessLog& log,
+                      SignalInbox& inbox)
 {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGINT);
-    ::sigaddset(&signals, SIGTERM);
-    return signals;
+    RouterLook look(options, server, router);
+    for (;; look.Look()) {
+        const std::optional<int> signal = inbox.Next(LookInterval);
+        if (!signal) continue;
+        if (*signal != SIGHUP) return *signal;
+        Reload(options, server, log);
+    }
 }
 
-// Until a signal asks for the end; looks once a second whether the router is still there to be served.
-void WaitForTheEnd(const ImServer& server)
+/// How the server gets to its router: one of its own, or one that runs already.
+std::unique_ptr<PrivateRouter> ReachRouter(const ServeOptions& options, const std::vector<RouterUser>& users,
+                                           ImServer::Settings& settings)
 {
-    const sigset_t signals = EndSignals();
-    const timespec second{1, 0};
-    while (::sigtimedwait(&signals, nullptr, &second) < 0)
-        if (!server.IsRunning()) throw std::runtime_error("the router closed the connection");
+    settings.service = options.service;
+    settings.compress = !options.plain;
+    settings.port = options.routerPort;
+    if (options.routerPort == 0) {
+        settings.user = options.serverUser;
+        settings.password = MakePassword();
+        auto router =
+            std::make_unique<PrivateRouter>(RouterUser{settings.user, settings.password}, users, options.port);
+        settings.port = router->Port();
+        return router;
+    }
+    if (const char* const password = std::getenv(options.passwordVariable.c_str())) {
+        settings.user = options.serverUser;
+        settings.password = password;
+    } // else it asks for no login
+    return nullptr;
+}
+
+void WriteIni(const std::string& file, std::uint16_t port)
+{
+    WriteWhole(file, "[QuindalIM::mq]\nport = " + std::to_string(port) +
+                         "\ntimeout = " + std::to_string(ClientTimeoutMs) + '\n');
 }
 
 } // namespace
 
-int RunServe(const ServeOptions& options)
+void Serve(const ServeOptions& options)
 {
-    // Blocked before any thread starts, so that they come to WaitForTheEnd and nowhere else.
-    const sigset_t signals = EndSignals();
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    try {
-        const bool isPrivate = options.port == 0;
-        Users users = ReadUsers(options.users, isPrivate);
-        InstrumentsDocument instruments(options.instruments);
-        const char* const fromEnvironment = std::getenv(options.passwordVariable.c_str());
-
-        ImServer::Settings settings{options.port, options.serverUser,
-                                    fromEnvironment == nullptr ? std::string{} : fromEnvironment, options.service,
-                                    options.compress};
-        std::unique_ptr<PrivateRouter> router;
-        if (isPrivate) {
-            settings.password = MakePassword();
-            router = std::make_unique<PrivateRouter>(RouterUser{settings.user, settings.password}, users.routerUsers);
-            settings.port = router->Port();
-        } else if (fromEnvironment == nullptr) {
-            settings.user.clear(); // a router that asks for no login
-        }
-        const ImServer server(settings, std::move(users.records), std::move(instruments));
-        std::cout << "serving " << settings.service << " on port " << settings.port << std::endl;
-        WaitForTheEnd(server);
-        return EXIT_SUCCESS;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "quindal: %s\n", error.what());
-        return EXIT_FAILURE;
+    Users users = ReadUsers(options.users, options.routerPort == 0, options.serverUser);
+    InstrumentsDocument instruments(options.instruments);
+    AccessLog log(options.accessLog);
+    ImServer::Settings settings;
+    settings.onRequest = [&log](const AnsweredRequest& request) { log.Write(request); };
+    const std::unique_ptr<PrivateRouter> router = ReachRouter(options, users.routerUsers, settings);
+    int signal = 0;
+    {
+        ImServer server(settings, std::move(users.records), std::move(instruments));
+        SignalInbox inbox;
+        if (!options.iniFile.empty()) WriteIni(options.iniFile, settings.port);
+        std::cout << "serving " << settings.service << " on port " << settings.port << '\n';
+        FinishOutput();
+        signal = AnswerUntilTheEnd(options, server, router.get(), log, inbox);
     }
+    throw SignalEnd{signal};
 }
 
 } // namespace quindal

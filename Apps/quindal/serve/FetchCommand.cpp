@@ -1,0 +1,75 @@
+#include "FetchCommand.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "CalcGOConsts.h"
+#include "Errors.h"
+#include "ImServer.h"
+#include "MarginSession.h"
+#include "Output.h"
+#include "Password.h"
+#include "Printable.h"
+#include "PrivateRouter.h"
+#include "WholeFile.h"
+
+namespace quindal {
+
+namespace {
+
+std::string TextOf(const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    if (!stream || std::filesystem::is_directory(file) || !(text << stream.rdbuf()))
+        throw InputError(file + ": cannot be read");
+    return text.str();
+}
+
+/// The ini file of the live server with one more setting: the library leaves a copy of the reply there. Of a setting
+/// that stands twice the library takes the last.
+void WriteIniWithCopy(const std::string& ini, const std::string& live, const std::string& copy)
+{
+    std::ofstream file(ini, std::ios::binary);
+    file << TextOf(live) << "\n[" << QuindalIM::IniSectionOptions << "]\n"
+         << QuindalIM::IniKeyXmlPath << " = " << copy << '\n';
+    if (!file.flush()) throw std::runtime_error(ini + ": cannot be written");
+}
+
+} // namespace
+
+void Fetch(const FetchOptions& options)
+{
+    const TemporaryFolder folder("quindal-fetch-");
+    const std::string ini = (folder.Path() / "quindal.ini").string();
+    const std::string copy = (folder.Path() / "market.xml").string();
+    WriteIniWithCopy(ini, options.iniFile, copy);
+    {
+        const Secret password = AskPassword(options.passwordVariable, options.user);
+        MarginSession session(ini, options.user, password.Text());
+        session.LoadInstruments();
+    }
+    // Read as serve and margin will read it: a copy that was cut short by a full disk does not pass.
+    const InstrumentsDocument document(copy);
+    if (options.out != "-")
+        WriteWhole(options.out, document.plain);
+    else
+        std::cout << document.plain;
+}
+
+void ShowStatus(const LiveOptions& options)
+{
+    const Secret password = AskPassword(options.passwordVariable, options.user);
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        const MarginSession session(options.iniFile, options.user, password.Text());
+    }
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
+    std::cout << options.iniFile << ": router and server answer, " << Printable(options.user) << " may log in ("
+              << static_cast<int>(took.count()) << " ms)\n";
+}
+
+} // namespace quindal

@@ -1,0 +1,29 @@
+// quindal fetch: what a live server hands out, as a file to be used without it.
+#pragma once
+
+#include <string>
+
+namespace quindal {
+
+/// A live server, and who asks.
+struct LiveOptions
+{
+    std::string iniFile; // port and timeout, as the library reads it
+    std::string user;
+    std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
+};
+
+struct FetchOptions : LiveOptions
+{
+    std::string out; // file, "-": stdout
+};
+
+/// Logs in, downloads the instruments and, when the library has taken every one of them, writes them whole or not at
+/// all. Throws InputError, UsageError, LinkError.
+void Fetch(const FetchOptions& options);
+
+/// Logs in as a client does, server and user included, and prints a line that says so. Throws LinkError when a client
+/// could not, UsageError.
+void ShowStatus(const LiveOptions& options);
+
+} // namespace quindal

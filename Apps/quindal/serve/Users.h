@@ -1,0 +1,26 @@
+// users.csv: who may log in at a server, and with what.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ImServer.h"
+#include "PrivateRouter.h"
+
+namespace quindal {
+
+/// The user that the server itself is at its router.
+inline constexpr const char* ServerUser = "kv7go_srv";
+
+struct Users
+{
+    std::map<std::string, UserRecord> records;
+    std::vector<RouterUser> routerUsers; // of a private router
+};
+
+/// Reads user, part_count, login_type and, for a private router, password, which all must have. serverUser: a name
+/// that is taken. Throws InputError that names file, line and reason.
+[[nodiscard]] Users ReadUsers(const std::string& file, bool needPasswords, const std::string& serverUser);
+
+} // namespace quindal

@@ -1,0 +1,12 @@
+// Points in time as logs and monitors read them.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace quindal {
+
+/// "2026-11-21T10:15:30.123Z".
+[[nodiscard]] std::string UtcText(std::chrono::system_clock::time_point time);
+
+} // namespace quindal

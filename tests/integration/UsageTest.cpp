@@ -1,0 +1,93 @@
+// The words of the command line, and what is said of those that it does not know.
+#include "CommandLine.h"
+
+namespace {
+
+using namespace quindal::test;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+std::vector<std::string> Quindal(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), QUINDAL_COMMAND);
+    return arguments;
+}
+
+TEST(Usage, WrongWordsAreToldInOneLineAndEndWithStatusTwo)
+{
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"margn"}, "unknown command \"margn\": did you mean \"margin\"?"},
+        {{"frobnicate"}, "unknown command \"frobnicate\""},
+        {{"mar\x1B[31mgin"}, "unknown command \"mar\\x1B[31mgin\""},
+        {{"serv", "--help"}, "unknown command \"serv\": did you mean \"serve\"?"},
+        {{"--frobnicate"}, "--frobnicate"},
+        {{"margin", "--formt", "csv"}, "unknown option \"--formt\": did you mean \"--format\"?"},
+        {{"margin", "--accounts", "a", "--positions", "b"}, "--ini or --instruments is required"},
+        {{"margin", "--format", "1"}, "--format: \"1\" is none of csv|json|table"},
+        {{"margin", "--format", "xml"}, "--format: \"xml\" is none of csv|json|table"},
+        {{"explain", "--format", "csv"}, "--format: \"csv\" is none of json|table"},
+        {{"margin", "--user", "a b"}, "--user: \"a b\": a user's name consists of letters"},
+        {{"margin", "--user", "a\"; b"}, "a user's name consists of letters"},
+        {{"margin", "--user", "kv7go_srv", "--instruments", Example("market.xml"), "--accounts",
+          Example("accounts.csv"), "--positions", Example("positions.csv")},
+         "--user: \"kv7go_srv\" is the server itself"},
+        {{"serve", "--server-user", "a b"}, "--server-user: \"a b\": a user's name consists of letters"},
+        {{"serve", "--port", "0"}, "--port: "},
+        {{"serve", "--port", "65536"}, "--port: "},
+        {{"serve", "--router-timeout", "nan"}, "--router-timeout: "},
+        {{"serve", "--instruments", "m", "--users", "u", "--port", "1", "--router-port", "2"},
+         "--port excludes --router-port"},
+        {{"fetch", "--ini", "i", "--user", "u"}, "--out is required"},
+    };
+    for (const auto& [arguments, text] : cases) {
+        const Finished finished = RunToEnd(Quindal(arguments));
+        EXPECT_EQ(finished.status, 2) << text;
+        EXPECT_THAT(finished.out, IsEmpty());
+        EXPECT_THAT(finished.errors, AllOf(StartsWith("quindal: "), HasSubstr(text), Not(HasSubstr("\x1B"))));
+        const std::vector<std::string> lines = Split(finished.errors, "\n");
+        ASSERT_EQ(lines.size(), 3U) << finished.errors;
+        EXPECT_EQ(lines[1], "Run with --help for what there is.");
+    }
+}
+
+TEST(Usage, WithoutAWordItShowsWhatThereIs)
+{
+    const Finished finished = RunToEnd(Quindal({}));
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_THAT(finished.out, IsEmpty());
+    const Finished help = RunToEnd(Quindal({"--help"}));
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(finished.errors, help.out);
+    EXPECT_THAT(help.errors, IsEmpty());
+}
+
+TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
+{
+    std::vector<std::vector<std::string>> words{{"--help"}};
+    for (const char* word : {"margin", "explain", "fetch", "serve", "status"}) {
+        EXPECT_THAT(RunToEnd(Quindal({"--help"})).out, HasSubstr(std::string("\n  ") + word + ' '));
+        words.push_back({word, "--help"});
+    }
+    for (const std::vector<std::string>& arguments : words) {
+        const Finished help = RunToEnd(Quindal(arguments));
+        EXPECT_EQ(help.status, 0);
+        EXPECT_THAT(help.out,
+                    AllOf(HasSubstr("Usage: quindal "), HasSubstr("\nExamples"),
+                          HasSubstr("Exit statuses: 0 good; 1 an input was refused; 2 wrong usage; 3 router")));
+        for (const char* leftover : {"ENUM", "{", "TEXT", "INT", "REQUIRED", "Excludes", "Needs", "OPTIONS"})
+            EXPECT_THAT(help.out, Not(HasSubstr(leftover))) << arguments.front();
+    }
+    EXPECT_THAT(RunToEnd(Quindal({"margin", "--help"})).out, HasSubstr("--format csv|json|table"));
+}
+
+TEST(Usage, AWordOfAnOptionIsTakenInAnyCase)
+{
+    const Finished finished = RunToEnd(Margin({"--instruments", Example("market.xml"), "--format", "CSV"}));
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    EXPECT_THAT(finished.out, StartsWith("level,code,parent,"));
+}
+
+} // namespace
