@@ -1,5 +1,4 @@
 // quindal: the command line of the library.
-#include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
@@ -8,6 +7,7 @@
 
 #include "Commands.h"
 #include "Errors.h"
+#include "Output.h"
 #include "QuindalIM.h"
 
 int main(int argc, char** argv)
@@ -17,13 +17,21 @@ int main(int argc, char** argv)
         app.set_version_flag("--version", std::string(GetQuindalIMLibraryVersion()));
         app.require_subcommand(1);
         const std::vector<quindal::Command> commands{quindal::AddMargin(app), quindal::AddExplain(app),
+                                                     quindal::AddCheck(app), quindal::AddFiles(app),
                                                      quindal::AddServe(app)};
         CLI11_PARSE(app, argc, argv);
-        for (const quindal::Command& command : commands)
-            if (app.got_subcommand(command.word)) return command.run();
+        for (const quindal::Command& command : commands) {
+            if (!app.got_subcommand(command.word)) continue;
+            const int status = command.run();
+            quindal::FinishOutput();
+            return status;
+        }
         return quindal::StatusUsage;
+    } catch (const quindal::CommandError& error) {
+        quindal::PrintMessage(error.what());
+        return error.Status();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "quindal: %s\n", error.what());
+        quindal::PrintMessage(error.what());
         return quindal::StatusInternal;
     }
 }

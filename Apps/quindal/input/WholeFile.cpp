@@ -8,7 +8,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "CsvTable.h"
+#include "Errors.h"
 
 namespace quindal {
 

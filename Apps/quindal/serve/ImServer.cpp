@@ -16,7 +16,7 @@
 #include <nlohmann/json.hpp>
 #include <snappy.h>
 
-#include "CsvTable.h"
+#include "Errors.h"
 
 namespace quindal {
 

@@ -1,7 +1,5 @@
 #include "ServeCommand.h"
 
-#include <array>
-#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,13 +8,12 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "CsvTable.h"
 #include "ImServer.h"
 #include "PrivateRouter.h"
+#include "Rows.h"
 
 namespace quindal {
 
@@ -28,28 +25,15 @@ struct Users
     std::vector<RouterUser> routerUsers;
 };
 
-bool IsUserName(std::string_view name)
+Users ReadUsersFile(const std::string& file, bool needPasswords)
 {
-    for (const char c : name)
-        if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_' && c != '-') return false;
-    return !name.empty();
-}
-
-Users ReadUsers(const std::string& file, bool needPasswords)
-{
-    static constexpr std::array<std::string_view, 4> columns{"user", "part_count", "login_type", "password"};
-    const CsvTable table(file, columns);
+    Problems problems;
+    const Rows<UserRow> rows = ReadUsers(ReadInput(file), needPasswords, problems);
+    problems.ThrowIfAny();
     Users users;
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const CsvRow row = table[i];
-        const std::string& name = row.Required("user");
-        if (!IsUserName(name)) throw row.Error("a user's name consists of letters, digits, \"_\" and \"-\"");
-        const std::string& loginType = row.Text("login_type");
-        UserRecord record;
-        record.partCount = row.Integer32("part_count", record.partCount);
-        if (!loginType.empty()) record.loginType = loginType;
-        if (!users.records.emplace(name, record).second) throw row.Error("user \"" + name + "\" stands twice");
-        if (needPasswords) users.routerUsers.push_back({name, row.Required("password")});
+    for (const UserRow& row : rows.rows) {
+        users.records.emplace(row.user, UserRecord{row.partCount, row.loginType});
+        if (needPasswords) users.routerUsers.push_back({row.user, row.password});
     }
     return users;
 }
@@ -81,7 +65,7 @@ int RunServe(const ServeOptions& options)
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
         const bool isPrivate = options.port == 0;
-        Users users = ReadUsers(options.users, isPrivate);
+        Users users = ReadUsersFile(options.users, isPrivate);
         InstrumentsDocument instruments(options.instruments);
         const char* const fromEnvironment = std::getenv(options.passwordVariable.c_str());
 
