@@ -6,7 +6,8 @@ seconds="${1:-30}"
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(user_info instruments compressed_block ini trading_codes decimals format time link_forms position_state)
+    targets=(user_info instruments compressed_block ini trading_codes decimals format time link_forms position_state
+        accounts positions orders)
 fi
 
 scripts/install-deps.sh --fuzz
@@ -31,6 +32,7 @@ seed instruments market < examples/market.xml
 seed instruments small <<< "$small"
 seed compressed_block text < <(printf '%s\0\0\0\0\1\1' "$small") # numbers and flags stand at the end
 seed compressed_block block < <(printf '\7\30<root/>\0\0\0\0\1\0')
+for file in accounts positions orders; do seed "$file" example < "examples/$file.csv"; done
 seed user_info client <<< '<?xml version="1.0"?><root><Clients part_count="10" login_type="CLIENT"/></root>'
 seed ini quindal < <(printf 'IM\\.key\\.value\\.; comment\n[IM]\nkey = old\nother=2\r\n[log:QuindalIM]\nfile = a.log\n')
 seed trading_codes client < <(printf 'CL01001')

@@ -19,6 +19,8 @@ struct Command
 
 [[nodiscard]] Command AddMargin(CLI::App& app);
 [[nodiscard]] Command AddExplain(CLI::App& app);
+[[nodiscard]] Command AddCheck(CLI::App& app);
+[[nodiscard]] Command AddFiles(CLI::App& app);
 [[nodiscard]] Command AddServe(CLI::App& app);
 [[nodiscard]] Command AddFetch(CLI::App& app);
 [[nodiscard]] Command AddStatus(CLI::App& app);

@@ -232,35 +232,64 @@ inline Enums::ClientRiskLevel Level(const std::string& word)
     return levels.at(word);
 }
 
+/// A file of the examples: cells by the names of their columns, empty where there is none.
+class Table
+{
+public:
+    explicit Table(const std::string& name)
+    {
+        Problems problems;
+        m_table = ReadCsv(ReadInput(Example(name)), problems);
+        problems.ThrowIfAny();
+    }
+    [[nodiscard]] std::size_t size() const { return m_table.rows.size(); }
+    [[nodiscard]] std::string Text(std::size_t row, const std::string& column) const
+    {
+        const auto& names = m_table.header.cells;
+        const auto place = static_cast<std::size_t>(std::find(names.begin(), names.end(), column) - names.begin());
+        const auto& cells = m_table.rows[row].cells;
+        return place < names.size() && place < cells.size() ? cells[place] : "";
+    }
+    [[nodiscard]] double Number(std::size_t row, const std::string& column, double byDefault) const
+    {
+        const std::string text = Text(row, column);
+        return text.empty() ? byDefault : std::stod(text);
+    }
+    [[nodiscard]] std::int64_t Integer(std::size_t row, const std::string& column, std::int64_t byDefault) const
+    {
+        const std::string text = Text(row, column);
+        return text.empty() ? byDefault : std::stoll(text);
+    }
+
+private:
+    CsvTable m_table;
+};
+
 /// Clients of the accounts file, in its order. Ratios of a firm stand before its clients.
 inline std::vector<ClientOfExamples> ReadAccountsOfClients()
 {
-    constexpr std::string_view columns[] = {"level",      "code",           "parent",     "margin_rule",
-                                            "calendar",   "inter_contract", "exp_weight", "exp_weight_client_default",
-                                            "clearings",  "no_discount",    "go_ratio",   "short_charge_ratio",
-                                            "risk_level", "account_type"};
-    const CsvTable accounts(Example("accounts.csv"), columns);
+    const Table accounts("accounts.csv");
     std::map<std::string, std::map<std::string, double>> ratiosOfFirms;
     std::map<std::string, double> weightsOfFirms; // for clients that have none of their own
     std::vector<ClientOfExamples> clients;
-    for (std::size_t i = 0; i < accounts.size(); ++i) {
-        const CsvRow row = accounts[i];
-        if (row.Text("level") == "ratio")
-            ratiosOfFirms[row.Text("code")][row.Text("parent")] = row.Number("go_ratio", 1.0);
-        if (row.Text("level") == "firm")
-            weightsOfFirms[row.Text("code")] = row.Number("exp_weight_client_default", 1.0);
-        if (row.Text("level") != "client") continue;
+    for (std::size_t row = 0; row < accounts.size(); ++row) {
+        if (accounts.Text(row, "level") == "ratio")
+            ratiosOfFirms[accounts.Text(row, "code")][accounts.Text(row, "parent")] =
+                accounts.Number(row, "go_ratio", 1.0);
+        if (accounts.Text(row, "level") == "firm")
+            weightsOfFirms[accounts.Text(row, "code")] = accounts.Number(row, "exp_weight_client_default", 1.0);
+        if (accounts.Text(row, "level") != "client") continue;
         ClientOfExamples& client = clients.emplace_back();
-        client.code = row.Text("code");
-        client.goRatio = row.Number("go_ratio", 1.0);
-        client.rules.level = Level(row.Text("risk_level"));
-        client.rules.noFutDiscount = row.Text("no_discount") == "1";
-        client.rules.calendar = Spread(row.Text("calendar"), Enums::SpreadMarginType::Netting);
-        client.rules.interContract = Spread(row.Text("inter_contract"), Enums::SpreadMarginType::HalfNetting);
-        client.rules.shortChargeRatio = row.Number("short_charge_ratio", 1.0);
+        client.code = accounts.Text(row, "code");
+        client.goRatio = accounts.Number(row, "go_ratio", 1.0);
+        client.rules.level = Level(accounts.Text(row, "risk_level"));
+        client.rules.noFutDiscount = accounts.Text(row, "no_discount") == "1";
+        client.rules.calendar = Spread(accounts.Text(row, "calendar"), Enums::SpreadMarginType::Netting);
+        client.rules.interContract = Spread(accounts.Text(row, "inter_contract"), Enums::SpreadMarginType::HalfNetting);
+        client.rules.shortChargeRatio = accounts.Number(row, "short_charge_ratio", 1.0);
         client.rules.ratios = ratiosOfFirms[client.code.substr(0, 4)];
-        client.rules.clearings = row.Integer32("clearings", 0);
-        client.deliveryWeight = row.Number("exp_weight", weightsOfFirms[client.code.substr(0, 4)]);
+        client.rules.clearings = static_cast<std::int32_t>(accounts.Integer(row, "clearings", 0));
+        client.deliveryWeight = accounts.Number(row, "exp_weight", weightsOfFirms[client.code.substr(0, 4)]);
     }
     return clients;
 }
@@ -288,15 +317,13 @@ inline std::pair<Isin, double> FindInstrument(const plain::Market& market, const
 inline std::vector<ClientOfExamples> ReadClients(const plain::Market& market)
 {
     std::vector<ClientOfExamples> clients = ReadAccountsOfClients();
-    constexpr std::string_view columns[] = {"level", "code", "instrument", "quantity", "price"};
-    const CsvTable positions(Example("positions.csv"), columns);
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const CsvRow row = positions[i];
-        if (row.Text("level") != "client") continue;
-        ClientOfExamples& client = FindClient(clients, row.Text("code"));
-        const auto [isin, price] = FindInstrument(market, row.Text("instrument"));
-        const std::int64_t quantity = row.Integer("quantity", 0);
-        client.book[isin] = {quantity, row.Number("price", price), quantity};
+    const Table positions("positions.csv");
+    for (std::size_t row = 0; row < positions.size(); ++row) {
+        if (positions.Text(row, "level") != "client") continue;
+        ClientOfExamples& client = FindClient(clients, positions.Text(row, "code"));
+        const auto [isin, price] = FindInstrument(market, positions.Text(row, "instrument"));
+        const std::int64_t quantity = positions.Integer(row, "quantity", 0);
+        client.book[isin] = {quantity, positions.Number(row, "price", price), quantity};
     }
     return clients;
 }
@@ -312,18 +339,18 @@ struct WhatIfOfExamples
 /// What-ifs of the orders file, which labels each of them, a line for each label and client as they first come.
 inline std::vector<WhatIfOfExamples> ReadWhatIfs(const plain::Market& market)
 {
-    constexpr std::string_view columns[] = {"what_if", "client", "instrument", "side", "quantity", "price"};
-    const CsvTable table(Example("orders.csv"), columns);
+    const Table table("orders.csv");
     std::vector<WhatIfOfExamples> whatIfs;
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const CsvRow row = table[i];
+    for (std::size_t row = 0; row < table.size(); ++row) {
         const auto isOfRow = [&](const WhatIfOfExamples& whatIf) {
-            return whatIf.label == row.Required("what_if") && whatIf.client == row.Text("client");
+            return whatIf.label == table.Text(row, "what_if") && whatIf.client == table.Text(row, "client");
         };
         auto place = std::find_if(whatIfs.begin(), whatIfs.end(), isOfRow);
-        if (place == whatIfs.end()) place = whatIfs.insert(place, {row.Text("what_if"), row.Text("client")});
-        const auto [isin, price] = FindInstrument(market, row.Text("instrument"));
-        place->orders.Change(isin, row.Text("side") == "buy", row.Number("price", price), row.Integer("quantity", 0));
+        if (place == whatIfs.end())
+            place = whatIfs.insert(place, {table.Text(row, "what_if"), table.Text(row, "client")});
+        const auto [isin, price] = FindInstrument(market, table.Text(row, "instrument"));
+        place->orders.Change(isin, table.Text(row, "side") == "buy", table.Number(row, "price", price),
+                             table.Integer(row, "quantity", 0));
     }
     return whatIfs;
 }

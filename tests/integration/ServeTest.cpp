@@ -44,7 +44,8 @@ TEST_F(Serve, RefusesAWrongPasswordAndAMissingOne)
     const Finished wrong = MarginAs("USER01", "wrong");
     EXPECT_EQ(wrong.status, 3);
     EXPECT_THAT(wrong.out, IsEmpty());
-    EXPECT_THAT(wrong.errors, HasSubstr("InitQuindalIM failed with code 94816: QuindalIM login error"));
+    EXPECT_THAT(wrong.errors, HasSubstr("InitQuindalIM failed with code 94816: QuindalIM login error (the router did "
+                                        "not accept the user \"USER01\" with this password)"));
     const Finished missing = As("USER01", "", Margin({"--password-env", "QUINDAL_NO_SUCH_VARIABLE"}));
     EXPECT_EQ(missing.status, 2);
     EXPECT_THAT(missing.out, IsEmpty());
@@ -134,17 +135,18 @@ TEST_F(Serve, APasswordIsTakenAsItStands)
 TEST_F(Serve, SaysWhatIsWrongWithItsUsers)
 {
     const std::pair<std::string, const char*> cases[] = {
-        {"user,password\nUSER 01,x\n", ":2: \"USER 01\": a user's name consists of letters"},
-        {"user,password\nUSER\x1B[2J,x\n", R"(:2: "USER\x1B[2J": a user's name consists of letters)"},
-        {"user,password\nUSER01,x\nUSER01,y\n", ":3: user \"USER01\" stands twice"},
-        {"user,password\nUSER01,x\nkv7go_srv,y\n", ":3: user \"kv7go_srv\" is the server itself"},
+        {"user,password\nUSER 01,x\n", ":2: column \"user\": \"USER 01\" has other characters than letters"},
+        {"user,password\nUSER\x1B[2J,x\n", R"(:2: column "user": "USER\x1B[2J" is not plain UTF-8 text)"},
+        {"user,password\nUSER01,x\nUSER01,y\n", ":3: column \"user\": \"USER01\" stands twice, first in line 2"},
+        {"user,password\nUSER01,x\nkv7go_srv,y\n", ":3: column \"user\": \"kv7go_srv\" is the server itself"},
         {"user,part_count\nUSER01,5\n", ":2: column \"password\" is empty"},
-        {"user,password\nUSER01,a\x07z\n", ":2: column \"password\" is no UTF-8 text, or holds control characters"},
-        {"user,password\nUSER01,\"a\nb\"\n", "column \"password\" is no UTF-8 text, or holds control characters"},
-        {"user,password\nUSER01,\xFF\n", ":2: column \"password\" is no UTF-8 text, or holds control characters"},
+        {"user,password\nUSER01,a\x07z\n", ":2: column \"password\" is not plain UTF-8 text"},
+        {"user,password\nUSER01,\"a\nb\"\n", ":2: column \"password\" is not plain UTF-8 text"},
+        {"user,password\nUSER01,\xFF\n", ":2: column \"password\" is not plain UTF-8 text"},
         {"user,password\nUSER01,$2a$10$abc\n", ":2: column \"password\" begins as a bcrypt hash does"},
         {"user,password\nUSER01,$2y$\n", ":2: column \"password\" begins as a bcrypt hash does"},
-        {"user,password,login_type\nUSER01,x,\x01\n", ":2: column \"login_type\" is no UTF-8 text"},
+        {"user,password,login_type\nUSER01,x,\x01\n", R"(:2: column "login_type": "\x01" is not plain UTF-8 text)"},
+        {"user,part_count,password\nUSER01,0,x\n", ":2: column \"part_count\": \"0\" is out of range"},
     };
     for (const auto& [content, text] : cases) {
         const std::string file = Write("bad.csv", content);

@@ -1,12 +1,18 @@
 // The words that look at a book of positions, and their options.
+#include <algorithm>
+#include <array>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <string>
 
+#include "CheckCommand.h"
 #include "CommandHelp.h"
 #include "Commands.h"
 #include "ExplainCommand.h"
+#include "InputFile.h"
 #include "MarginCommand.h"
+#include "Schema.h"
 
 namespace quindal {
 
@@ -25,6 +31,24 @@ constexpr const char* ExplainExamples =
     R"(  quindal explain --client CL01001 --instruments market.xml --accounts accounts.csv \
     --positions positions.csv --svg CL01001.svg
 )";
+constexpr const char* CheckExamples =
+    R"(  quindal check --instruments market.xml --accounts accounts.csv --positions positions.csv --orders orders.csv
+  quindal check --positions -      # a file named - is standard input
+)";
+
+constexpr const char* FilesExamples = "  quindal files | less\n";
+
+std::string About(const std::string& purpose, const Schema& schema)
+{
+    return purpose + " (CSV: " + schema.Columns() + ")";
+}
+
+/// Standard input can be read once.
+void CheckStandardInput(std::initializer_list<const std::string*> files)
+{
+    if (std::count_if(files.begin(), files.end(), [](const std::string* file) { return *file == StandardInput; }) > 1)
+        throw CLI::ValidationError("\"-\"", "standard input can be one of the files only");
+}
 
 /// Where a book comes from.
 void AddBook(CLI::App& command, const std::shared_ptr<BookOptions>& options)
@@ -40,17 +64,25 @@ void AddBook(CLI::App& command, const std::shared_ptr<BookOptions>& options)
         .add_option("--user", options->user, "User to log in as; its password comes from the environment or a prompt")
         ->type_name("NAME")
         ->check(UserName());
-    command.add_option("--accounts", options->accounts, "Accounts (CSV)")->type_name("FILE")->required();
-    command.add_option("--positions", options->positions, "Positions (CSV)")->type_name("FILE")->required();
+    command.add_option("--accounts", options->accounts, About("Accounts", AccountsSchema))
+        ->type_name("FILE")
+        ->required();
+    command.add_option("--positions", options->positions, About("Positions", PositionsSchema))
+        ->type_name("FILE")
+        ->required();
     command.add_option("--password-env", options->passwordVariable, "Environment variable that holds the password")
         ->type_name("NAME")
         ->capture_default_str();
-    command.callback([options] {
-        if (options->iniFile.empty() && options->instruments.empty())
-            throw CLI::RequiredError("--ini or --instruments");
-        if (!options->iniFile.empty() && options->user.empty()) throw CLI::RequiredError("--user");
-        if (options->user.empty()) options->user = "demo";
-    });
+    command.add_flag("--strict", options->isStrict, "A warning ends the run without figures");
+    command.add_flag("--derive-levels", options->deriveLevels,
+                     "Take the records of firms and accounts that live by their own and have none from their clients");
+}
+
+void CheckBook(BookOptions& options)
+{
+    if (options.iniFile.empty() && options.instruments.empty()) throw CLI::RequiredError("--ini or --instruments");
+    if (!options.iniFile.empty() && options.user.empty()) throw CLI::RequiredError("--user");
+    if (options.user.empty()) options.user = "demo";
 }
 
 } // namespace
@@ -64,11 +96,15 @@ Command AddMargin(CLI::App& app)
     AddBook(*margin, options);
     margin
         ->add_option("--orders", options->orders,
-                     "What-ifs (CSV: what_if,client,instrument,side,quantity,price): orders whose effect on the margin "
-                     "is shown, "
-                     "as if they were sent")
+                     About("What-ifs: orders whose effect on the margin is shown, as if they were sent", OrdersSchema))
         ->type_name("FILE");
-    Choice(*margin, "--format", options->format, formats, "How the figures are printed")->default_str("table");
+    Choice(*margin, "--format", options->format, formats,
+           "How the figures are printed; csv has one table: that of the what-ifs with --orders")
+        ->default_str("table");
+    margin->callback([options] {
+        CheckBook(*options);
+        CheckStandardInput({&options->instruments, &options->accounts, &options->positions, &options->orders});
+    });
     return {margin, [options] { return RunMargin(*options); }};
 }
 
@@ -83,7 +119,42 @@ Command AddExplain(CLI::App& app)
     Choice(*explain, "--format", options->format, formats, "How the explanation is printed")->default_str("table");
     explain->add_option("--svg", options->svg, "File to draw profit and loss over the price grids into (SVG)")
         ->type_name("FILE");
+    explain->callback([options] {
+        CheckBook(*options);
+        CheckStandardInput({&options->instruments, &options->accounts, &options->positions});
+    });
     return {explain, [options] { return RunExplain(*options); }};
+}
+
+Command AddCheck(CLI::App& app)
+{
+    const auto options = std::make_shared<CheckOptions>();
+    CLI::App* const check =
+        AddWord(app, "check", "Say what is wrong with input files, without computing", CheckExamples);
+    check->add_option("--instruments", options->instruments, "Market file (XML)")->type_name("FILE");
+    check->add_option("--accounts", options->accounts, About("Accounts", AccountsSchema))->type_name("FILE");
+    check->add_option("--positions", options->positions, About("Positions", PositionsSchema))->type_name("FILE");
+    check->add_option("--orders", options->orders, About("What-ifs", OrdersSchema))->type_name("FILE");
+    check->add_option("--users", options->users, About("Users of a server", UsersSchema))->type_name("FILE");
+    check->add_flag("--strict", options->isStrict, "A warning is an error");
+    check->callback([options] {
+        const std::array files{&options->instruments, &options->accounts, &options->positions, &options->orders,
+                               &options->users};
+        if (std::all_of(files.begin(), files.end(), [](const std::string* file) { return file->empty(); }))
+            throw CLI::RequiredError("a file to check");
+        CheckStandardInput({files[0], files[1], files[2], files[3], files[4]});
+    });
+    return {check, [options] { return RunCheck(*options); }};
+}
+
+Command AddFiles(CLI::App& app)
+{
+    CLI::App* const files =
+        AddWord(app, "files", "Print what may stand in the input files, column by column (Markdown)", FilesExamples);
+    return {files, [] {
+                std::cout << InputFilesReference();
+                return 0;
+            }};
 }
 
 } // namespace quindal

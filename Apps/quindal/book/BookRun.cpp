@@ -3,8 +3,11 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "BookCheck.h"
+#include "BookSelection.h"
+#include "DerivedLevels.h"
 #include "ImServer.h"
-#include "Output.h"
+#include "MarketCheck.h"
 #include "Password.h"
 #include "PrivateRouter.h"
 #include "Progress.h"
@@ -20,67 +23,183 @@ constexpr std::uint32_t RequestTimeoutMs = 30'000;
 class EmbeddedServer
 {
 public:
-    EmbeddedServer(const std::string& instruments, const std::string& user)
+    EmbeddedServer(const InputFile& market, const std::string& user)
         : m_folder("quindal-margin-"),
           m_password(MakePassword()),
           m_router({ServerUser, m_password}, {RouterUser{user, m_password}}),
-          m_server({m_router.Port(), ServerUser, m_password}, {{user, UserRecord{}}}, InstrumentsDocument(instruments))
+          m_server({m_router.Port(), ServerUser, m_password}, {{user, UserRecord{}}}, Document(market))
     {
-        std::ofstream ini(IniFile());
-        ini << "[QuindalIM::mq]\nport = " << m_router.Port() << "\ntimeout = " << RequestTimeoutMs << '\n';
-        if (!ini.flush()) throw std::runtime_error("cannot write " + IniFile());
+        Write(IniFile(), "[QuindalIM::mq]\nport = " + std::to_string(m_router.Port()) +
+                             "\ntimeout = " + std::to_string(RequestTimeoutMs) + '\n');
     }
 
     [[nodiscard]] std::string IniFile() const { return (m_folder.Path() / "quindal.ini").string(); }
     [[nodiscard]] const std::string& Password() const noexcept { return m_password; }
 
 private:
+    static void Write(const std::string& file, const std::string& text)
+    {
+        std::ofstream stream(file, std::ios::binary);
+        stream << text;
+        if (!stream.flush()) throw std::runtime_error("cannot write " + file);
+    }
+    // What was checked is what is served. Standard input and pipes cannot be read twice.
+    [[nodiscard]] InstrumentsDocument Document(const InputFile& market) const
+    {
+        std::string file = market.name;
+        if (!std::filesystem::is_regular_file(file)) {
+            file = (m_folder.Path() / "market.xml").string();
+            Write(file, market.text);
+        }
+        InstrumentsDocument document(file);
+        if (document.plain != market.text) throw InputError(market.name + ": has changed while it was read");
+        return document;
+    }
+
     TemporaryFolder m_folder;
     std::string m_password;
     PrivateRouter m_router;
     ImServer m_server;
 };
 
-void Fill(MarginSession& session, const BookTables& tables)
+void CheckRows(const Book& book, Problems& problems)
 {
-    session.LoadInstruments();
-    {
-        Progress progress("accounts", tables.accounts.size());
-        for (std::size_t i = 0; i < tables.accounts.size(); ++i, progress.Step())
-            session.Register(tables.accounts[i]);
-    }
-    Progress progress("positions", tables.positions.size());
-    for (std::size_t i = 0; i < tables.positions.size(); ++i, progress.Step())
-        session.SetPosition(tables.positions[i]);
+    CheckAccounts(book.accounts, problems);
+    CheckRepeated(book.positions, problems);
+    CheckHolders(book.accounts, book.positions, problems);
+    if (book.orders) CheckClients(book.accounts, *book.orders, problems);
+}
+
+void CheckNames(const Book& book, const MarketCodes& codes, Problems& problems)
+{
+    CheckInstruments(codes, book.accounts, problems);
+    CheckInstruments(codes, book.positions, problems);
+    if (book.orders) CheckInstruments(codes, *book.orders, problems);
 }
 
 } // namespace
 
-BookTables::BookTables(const BookOptions& options)
-    : accounts(ReadAccounts(options.accounts)), positions(ReadPositions(options.positions))
-{}
-
-void WithBook(const BookOptions& options, const BookTables& tables, const std::function<void(MarginSession&)>& body)
+Book BookRun::Read(const std::string& orders)
 {
-    const auto run = [&](const std::string& iniFile, const std::string& password) {
-        MarginSession session(iniFile, options.user, password);
-        Fill(session, tables);
-        body(session);
-    };
-    if (options.instruments.empty()) {
-        const Secret password = AskPassword(options.passwordVariable, options.user);
-        return run(options.iniFile, password.Text());
+    Problems problems;
+    Book book{ReadAccounts(ReadInput(m_options.accounts), problems),
+              ReadPositions(ReadInput(m_options.positions), problems),
+              {},
+              {}};
+    if (!orders.empty()) book.orders = ReadOrders(ReadInput(orders), problems);
+    CheckRows(book, problems);
+    if (!m_options.instruments.empty()) {
+        book.market = ReadInput(m_options.instruments);
+        const MarketContents market = CheckMarket(*book.market, m_log, problems, m_warnings);
+        // With instruments missing, rows would be blamed for it.
+        if (market.isWhole) CheckNames(book, market.codes, problems);
     }
-    if (options.user == ServerUser) throw UsageError("--user: \"" + options.user + "\" is the server itself");
-    const EmbeddedServer server(options.instruments, options.user);
-    run(server.IniFile(), server.Password());
+    problems.ThrowIfAny();
+    return book;
 }
 
-int Reported(const std::function<void()>& body)
+void BookRun::With(const Book& book, const std::function<void(MarginSession&)>& body)
 {
-    body();
-    FinishOutput();
-    return StatusGood;
+    if (!book.market) {
+        const Secret password = AskPassword(m_options.passwordVariable, m_options.user);
+        return Run(book, m_options.iniFile, password.Text(), body);
+    }
+    if (m_options.user == ServerUser) throw UsageError("--user: \"" + m_options.user + "\" is the server itself");
+    const EmbeddedServer server(*book.market, m_options.user);
+    Run(book, server.IniFile(), server.Password(), body);
+}
+
+void BookRun::Run(const Book& book, const std::string& iniFile, const std::string& password,
+                  const std::function<void(MarginSession&)>& body)
+{
+    MarginSession session({iniFile, m_options.iniFile}, m_options.user, password, m_log);
+    LoadInstruments(session, book);
+    Fill(session, book);
+    if (m_completesLevels) FillLevels(session, book);
+    body(session);
+}
+
+void BookRun::LoadInstruments(MarginSession& session, const Book& book)
+{
+    const bool isChecked = book.market.has_value();
+    static_cast<void>(m_log.Next()); // of the login
+    session.LoadInstruments();
+    if (isChecked) {
+        static_cast<void>(m_log.Next()); // told with the lines of the market file
+        return;
+    }
+    if (!m_log.Unseen().empty())
+        m_warnings.Add(m_options.iniFile, "warnings of the library stay unseen: " + m_log.Unseen());
+    Watch("the server's instruments");
+    Problems problems;
+    MarginSession::CheckInstruments(m_options.iniFile, problems);
+    CheckNames(book, MarginSession::Codes(), problems);
+    problems.ThrowIfAny();
+}
+
+void BookRun::Fill(MarginSession& session, const Book& book)
+{
+    {
+        const std::vector<const AccountRow*> accounts = InOrderOfRegistration(book.accounts);
+        Progress progress("accounts", accounts.size());
+        for (const AccountRow* const row : accounts) {
+            const std::string where = book.accounts.Where(*row);
+            session.Register(where, *row);
+            Watch(where);
+            progress.Step();
+        }
+    }
+    Progress progress("positions", book.positions.rows.size());
+    for (const PositionRow& row : book.positions.rows) {
+        const std::string where = book.positions.Where(row);
+        session.SetPosition(where, row);
+        Watch(where);
+        progress.Step();
+    }
+}
+
+void BookRun::FillLevels(MarginSession& session, const Book& book)
+{
+    const std::vector<EmptyLevel> levels = LevelsWithoutRecords(book.accounts, book.positions);
+    if (!m_options.deriveLevels) {
+        WarnOf(levels, book.positions.file, m_warnings);
+        return;
+    }
+    const DerivedRecords records = Derive(levels, &MarginSession::CalculatedPrice);
+    for (const std::string& warning : records.warnings)
+        m_warnings.Add(book.positions.file, warning);
+    for (const PositionRow& row : records.rows) {
+        const std::string where = "record of " + row.code + " derived from its clients";
+        session.SetPosition(where, row);
+        Watch(where);
+    }
+}
+
+void WarnOf(const std::vector<EmptyLevel>& levels, const std::string& file, Warnings& warnings)
+{
+    if (levels.empty()) return;
+    std::string names;
+    for (const EmptyLevel& level : levels)
+        names += (names.empty() ? "" : ", ") + level.Name();
+    warnings.Add(file, names + ": under the netting rule a level lives by records of its own, and there are none; " +
+                           "--derive-levels takes them from the clients");
+}
+
+void Reported(const BookOptions& options, const std::function<void(BookRun&)>& body,
+              const std::function<void()>& report)
+{
+    BookRun run(options);
+    try {
+        body(run);
+    } catch (...) {
+        run.Watch({}); // what the library has to say of what failed
+        run.Told().Tell();
+        throw;
+    }
+    run.Told().Tell();
+    if (options.isStrict && run.Told().Count() > 0)
+        throw InputError("--strict makes each warning an error: no figures");
+    report();
 }
 
 } // namespace quindal

@@ -2,10 +2,17 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "CsvTable.h"
+#include "DerivedLevels.h"
+#include "InputFile.h"
 #include "MarginSession.h"
+#include "MarketCodes.h"
+#include "Rows.h"
+#include "RunLog.h"
+#include "Warnings.h"
 
 namespace quindal {
 
@@ -17,23 +24,55 @@ struct BookOptions
     std::string accounts;
     std::string positions;
     std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
+    bool isStrict = false;                             // a warning ends the run
+    bool deriveLevels = false; // records of levels that live by their own and have none come from their clients
 };
 
-/// The input files, read before anything is started: a misspelt one is told at once. Throws InputError.
-struct BookTables
+/// The rows of a run, checked as far as can be before anything is started.
+struct Book
 {
-    explicit BookTables(const BookOptions& options);
-
-    CsvTable accounts;
-    CsvTable positions;
+    Rows<AccountRow> accounts;
+    Rows<PositionRow> positions;
+    std::optional<Rows<OrderRow>> orders;
+    std::optional<InputFile> market; // to be served; its instruments are checked with the rows
 };
 
-/// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
-/// CallError.
-void WithBook(const BookOptions& options, const BookTables& tables, const std::function<void(MarginSession&)>& body);
+class BookRun
+{
+public:
+    explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
-/// Runs what prints on stdout and returns the exit status. Whatever is thrown, for a report that cannot be written too,
-/// is main's to tell.
-[[nodiscard]] int Reported(const std::function<void()>& body);
+    /// Reads the files and checks them. orders: empty for none. Throws InputError that tells all that is wrong.
+    [[nodiscard]] Book Read(const std::string& orders);
+    /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
+    /// CallError.
+    void With(const Book& book, const std::function<void(MarginSession&)>& body);
+    /// Takes the records of levels that have none from their clients where that is asked for; warns of them otherwise.
+    void CompleteLevels() noexcept { m_completesLevels = true; }
+
+    [[nodiscard]] Warnings& Told() noexcept { return m_warnings; }
+    /// What the library has logged since the last look is about this.
+    void Watch(const std::string& where) { m_warnings.Add(where, m_log.Next()); }
+
+private:
+    void Run(const Book& book, const std::string& iniFile, const std::string& password,
+             const std::function<void(MarginSession&)>& body);
+    void LoadInstruments(MarginSession& session, const Book& book);
+    void Fill(MarginSession& session, const Book& book);
+    void FillLevels(MarginSession& session, const Book& book);
+
+    const BookOptions& m_options;
+    RunLog m_log;
+    Warnings m_warnings;
+    bool m_completesLevels = false;
+};
+
+/// Warns of levels that live by records of their own and have none.
+void WarnOf(const std::vector<EmptyLevel>& levels, const std::string& file, Warnings& warnings);
+
+/// Runs `body`, tells the warnings whatever comes of it, and then calls `report`, unless the run is strict and there
+/// were warnings: that is an InputError.
+void Reported(const BookOptions& options, const std::function<void(BookRun&)>& body,
+              const std::function<void()>& report);
 
 } // namespace quindal

@@ -1,36 +1,57 @@
 #include "ExplainCommand.h"
 
+#include <algorithm>
 #include <iostream>
 
+#include "BookSelection.h"
 #include "MarginChart.h"
+#include "Suggestion.h"
 #include "WholeFile.h"
-#include "Words.h"
 
 namespace quindal {
 
 namespace {
 
-void CheckClient(const std::string& client, const CsvTable& accounts)
+void CheckClient(const std::string& client, const Rows<AccountRow>& accounts)
 {
-    for (std::size_t i = 0; i < accounts.size(); ++i)
-        if (accounts[i].OneOf("level", AccountLevelWords, AccountLevelClient) == AccountLevelClient &&
-            accounts[i].Text("code") == client)
-            return;
-    throw InputError("--client: \"" + client + "\" is none of the clients in the accounts");
+    Suggestion suggestion(client);
+    for (const AccountRow& row : accounts.rows) {
+        if (row.level != AccountLevelClient) continue;
+        if (row.code == client) return;
+        suggestion.Offer(row.code);
+    }
+    throw InputError("--client: \"" + client + "\" is none of the clients in the accounts" + suggestion.Text());
+}
+
+/// What the margin of one client is made of: its positions, and the accounts above it. Others' do not enter into it.
+Book BookOf(const std::string& client, Book&& whole)
+{
+    Book book{{whole.accounts.file}, {whole.positions.file}, {}, std::move(whole.market)};
+    for (const AccountRow* const row : AccountsOf(InOrderOfRegistration(whole.accounts), {client}))
+        book.accounts.rows.push_back(*row);
+    for (const PositionRow& row : whole.positions.rows)
+        if (row.level == QUINDAL_ACCOUNT_HIERARCHY_CLIENT && row.code == client) book.positions.rows.push_back(row);
+    return book;
 }
 
 } // namespace
 
 int RunExplain(const ExplainOptions& options)
 {
-    return Reported([&] {
-        const BookTables tables(options);
-        CheckClient(options.client, tables.accounts);
-        QuindalIM::MarginExplanation explanation;
-        WithBook(options, tables, [&](MarginSession& session) { explanation = session.Explain(options.client); });
-        if (!options.svg.empty()) WriteWhole(options.svg, DrawMargin(options.client, explanation));
-        WriteExplanation(std::cout, options.client, explanation, options.format);
-    });
+    QuindalIM::MarginExplanation explanation;
+    Reported(
+        options,
+        [&](BookRun& run) {
+            Book whole = run.Read({});
+            CheckClient(options.client, whole.accounts);
+            run.With(BookOf(options.client, std::move(whole)),
+                     [&](MarginSession& session) { explanation = session.Explain(options.client); });
+        },
+        [&] {
+            if (!options.svg.empty()) WriteWhole(options.svg, DrawMargin(options.client, explanation));
+            WriteExplanation(std::cout, options.client, explanation, options.format);
+        });
+    return StatusGood;
 }
 
 } // namespace quindal

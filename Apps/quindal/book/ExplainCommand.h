@@ -16,7 +16,7 @@ struct ExplainOptions : BookOptions
 };
 
 /// Runs the command and returns the exit status. Prints the explanation on stdout when, and only when, everything
-/// succeeded, the drawing included; otherwise one line on stderr says what failed.
+/// succeeded, the drawing included. Throws CommandError that says what failed.
 [[nodiscard]] int RunExplain(const ExplainOptions& options);
 
 } // namespace quindal

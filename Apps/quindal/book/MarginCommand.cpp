@@ -1,7 +1,6 @@
 #include "MarginCommand.h"
 
 #include <iostream>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,14 +11,16 @@ namespace quindal {
 
 namespace {
 
-std::vector<WhatIfFigures> TryAll(MarginSession& session, const BookTables& tables, const std::vector<WhatIf>& whatIfs)
+std::vector<WhatIfFigures> TryAll(BookRun& run, MarginSession& session, const Book& book)
 {
-    WhatIfBook book(session, tables.accounts, tables.positions);
+    const std::vector<WhatIf> whatIfs = WhatIfsOf(*book.orders);
+    WhatIfBook tried(session, book.accounts, book.positions);
     std::vector<WhatIfFigures> figures;
     Progress progress("what-ifs", whatIfs.size());
     for (const WhatIf& whatIf : whatIfs) {
-        for (WhatIfFigures& ofClient : book.Try(whatIf))
+        for (WhatIfFigures& ofClient : tried.Try(whatIf))
             figures.push_back(std::move(ofClient));
+        run.Watch("what-if " + whatIf.label);
         progress.Step();
     }
     return figures;
@@ -29,20 +30,19 @@ std::vector<WhatIfFigures> TryAll(MarginSession& session, const BookTables& tabl
 
 int RunMargin(const MarginOptions& options)
 {
-    return Reported([&] {
-        const BookTables tables(options);
-        std::optional<std::vector<WhatIf>> whatIfs;
-        if (!options.orders.empty()) {
-            whatIfs = ReadWhatIfs(options.orders);
-            CheckClients(*whatIfs, tables.accounts);
-        }
-        MarginFigures figures;
-        WithBook(options, tables, [&](MarginSession& session) {
-            figures = session.Figures();
-            if (whatIfs) figures.whatIfs = TryAll(session, tables, *whatIfs);
-        });
-        WriteReport(std::cout, figures, options.format);
-    });
+    MarginFigures figures;
+    Reported(
+        options,
+        [&](BookRun& run) {
+            const Book book = run.Read(options.orders);
+            run.CompleteLevels();
+            run.With(book, [&](MarginSession& session) {
+                figures = session.Figures();
+                if (book.orders) figures.whatIfs = TryAll(run, session, book);
+            });
+        },
+        [&] { WriteReport(std::cout, figures, options.format); });
+    return StatusGood;
 }
 
 } // namespace quindal

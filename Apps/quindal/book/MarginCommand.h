@@ -15,7 +15,7 @@ struct MarginOptions : BookOptions
 };
 
 /// Runs the command and returns the exit status. Prints the figures on stdout when, and only when, every call
-/// succeeded; otherwise one line on stderr says what failed and which input row caused it.
+/// succeeded. Throws CommandError that says what failed and which input rows caused it.
 [[nodiscard]] int RunMargin(const MarginOptions& options);
 
 } // namespace quindal

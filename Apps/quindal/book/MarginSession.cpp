@@ -1,6 +1,8 @@
 #include "MarginSession.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <string_view>
 
 #include "BraskSettlementAccount.h"
@@ -8,55 +10,101 @@
 #include "CalcGOEx.h"
 #include "Client.h"
 #include "LibraryState.h"
+#include "MarketCheck.h"
 #include "ParticipantRepository.h"
 #include "QuindalIM.h"
+#include "RunLog.h"
+#include "SpecBaseContract.h"
+#include "SpecFutures.h"
+#include "SpecOption.h"
+#include "SpecVirtFutures.h"
 #include "TradingCodes.h"
-#include "Words.h"
 #include "kv7errors.h"
 
 namespace quindal {
 
 namespace {
 
-constexpr std::array<std::string_view, 14> AccountColumns{
-    "level",      "code",           "parent",     "margin_rule",
-    "calendar",   "inter_contract", "exp_weight", "exp_weight_client_default",
-    "clearings",  "no_discount",    "go_ratio",   "short_charge_ratio",
-    "risk_level", "account_type"};
-constexpr std::array<std::string_view, 6> PositionColumns{"level",    "code",  "instrument",
-                                                          "quantity", "price", "after_last_clearing"};
-
 void Check(std::int32_t code, const char* call, const std::string& where = {})
 {
     if (code != 0) throw CallError(where, call, code);
 }
 
-ExitStatus StatusOf(std::int32_t code)
+/// Whether a code tells of the router, the login or the server, and not of what was asked.
+bool IsOfTheLink(std::int32_t code)
 {
-    const bool isOfTheLink = (code >= 94814 && code <= 94817) || code == 94820 || (code >= 94822 && code <= 94824);
-    return isOfTheLink ? StatusLink : StatusRefused;
+    static constexpr std::array<std::uint32_t, 8> codes{
+        Z9ERR_QUINDAL_IM_STARTUP_ERROR,       Z9ERR_QUINDAL_IM_CONNECT_ERROR,   Z9ERR_QUINDAL_IM_LOGIN_ERROR,
+        Z9ERR_QUINDAL_IM_GET_USER_INFO_ERROR, Z9ERR_QUINDAL_IM_NOT_CONNECTED,   Z9ERR_QUINDAL_IM_WRONG_PORT,
+        Z9ERR_QUINDAL_IM_WRONG_MQ_TIMEOUT,    Z9ERR_QUINDAL_IM_WRONG_PART_COUNT};
+    return std::find(codes.begin(), codes.end(), static_cast<std::uint32_t>(code)) != codes.end();
 }
 
-bool Flag(const CsvRow& row, std::string_view column)
+ExitStatus StatusOf(std::int32_t code) { return IsOfTheLink(code) ? StatusLink : StatusRefused; }
+
+std::string TextOf(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason)
 {
-    static constexpr std::array words{Word{"0", 0}, Word{"1", 1}, Word{"no", 0}, Word{"yes", 1}};
-    return row.OneOf(column, words, 0) != 0;
+    return (where.empty() ? "" : where + ": ") + call + " failed with code " + std::to_string(code) + ": " +
+           GetErrorCodeDescription(code) + (reason.empty() ? "" : " (" + reason + ")");
+}
+
+/// What the library says of a failed download: the link gave way, or the document was none to be taken.
+bool IsLinkTrouble(const std::string& text)
+{
+    static constexpr std::array<std::string_view, 6> begins{
+        "Connection is not initialized", "System is not logged",   "Could not create message",
+        "Could not compose message",     "Could not send message", "Could not retrieve message"};
+    return std::any_of(begins.begin(), begins.end(), [&](std::string_view begin) { return text.starts_with(begin); });
+}
+
+/// Whether a log line ends in this code of the link: "... (28675: Login was aborted)".
+bool Has(const std::string& logged, Z9ERR code)
+{
+    return logged.find("(" + std::to_string(code) + ":") != std::string::npos;
+}
+
+/// Says what of a login failed. The last error of the link is of its farewell by then; its log has the one before.
+std::string LoginReason(std::int32_t code, const std::string& user, const std::vector<LogLine>& log)
+{
+    std::string logged;
+    for (const LogLine& line : log)
+        logged += (logged.empty() ? "" : "; ") + line.text;
+    if (static_cast<std::uint32_t>(code) == Z9ERR_QUINDAL_IM_CONNECT_ERROR)
+        return "no router answers at the port of the ini file: is it running?";
+    if (static_cast<std::uint32_t>(code) != Z9ERR_QUINDAL_IM_LOGIN_ERROR) return logged;
+    if (Has(logged, Z9ERR_MQCRYPT_LOGIN_ABORTED))
+        return "the router did not accept the user \"" + user + "\" with this password";
+    if (Has(logged, Z9ERR_MQ_NO_SERVICE)) return "the router is there, and no server answers behind it";
+    return logged;
+}
+
+/// The largest figure that a double holds to the cent.
+constexpr double MostMoney = 9e13;
+
+void CheckFigure(double figure, const std::string& name)
+{
+    if (std::abs(figure) <= MostMoney) return; // false for what is no number
+    throw InputError("the margin of " + name +
+                     (std::isfinite(figure) ? " is too large to be told to the cent" : " is no number") +
+                     ": look for prices, quantities or instruments out of all proportion");
 }
 
 } // namespace
 
 CallError::CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason)
-    : CommandError(StatusOf(code), (where.empty() ? "" : where + ": ") + call + " failed with code " +
-                                       std::to_string(code) + ": " + GetErrorCodeDescription(code) +
-                                       (reason.empty() ? "" : " (" + reason + ")"))
+    : CallError(StatusOf(code), where, call, code, reason)
 {}
 
-CsvTable ReadAccounts(const std::string& file) { return CsvTable(file, AccountColumns); }
-CsvTable ReadPositions(const std::string& file) { return CsvTable(file, PositionColumns); }
+CallError::CallError(ExitStatus status, const std::string& where, const std::string& call, std::int32_t code,
+                     const std::string& reason)
+    : CommandError(status, TextOf(where, call, code, reason))
+{}
 
-MarginSession::MarginSession(const std::string& iniFile, const std::string& user, const std::string& password)
+MarginSession::MarginSession(const IniFile& ini, const std::string& user, const std::string& password, RunLog& log)
 {
-    Check(InitQuindalIM(iniFile.c_str(), user.c_str(), password.c_str()), "InitQuindalIM");
+    static_cast<void>(log.Next());
+    const std::int32_t started = InitQuindalIM(ini.path.c_str(), user.c_str(), password.c_str());
+    if (started != 0) throw CallError(ini.name, "InitQuindalIM", started, LoginReason(started, user, log.Next()));
     const std::int32_t code = CreateQuindalIMCalculator(&m_calculator);
     if (code == 0) return;
     DeInitQuindalIM();
@@ -73,21 +121,45 @@ MarginSession::~MarginSession()
 void MarginSession::LoadInstruments()
 {
     const std::int32_t code = GetInstrumentParameters(m_calculator, nullptr);
+    if (code == 0) return;
     // The code of a failed download says little; the link knows why.
-    if (code != 0) throw CallError({}, "GetInstrumentParameters", code, QuindalIM::g_mq_core.GetLastError());
-    ReadMultilegs();
+    const std::string reason = QuindalIM::g_mq_core.GetLastError();
+    throw CallError(IsLinkTrouble(reason) ? StatusLink : StatusRefused, {}, "GetInstrumentParameters", code, reason);
 }
 
-void MarginSession::ReadMultilegs()
+MarketCodes MarginSession::Codes()
 {
-    std::int32_t count = 0;
-    Check(SetOnFirstMultileg(m_calculator, &count), "SetOnFirstMultileg");
-    for (; count > 0; --count) {
-        std::array<char, 64> code{};
-        auto size = static_cast<std::int32_t>(code.size());
-        Check(GetNextMultileg(m_calculator, code.data(), &size), "GetNextMultileg");
-        m_multilegs.emplace(code.data());
-    }
+    QuindalIM::CCalcGOEx& calculator = *QuindalIM::g_pCalcGOEx;
+    MarketCodes codes;
+    calculator.SetOnFirstBaseContract();
+    while (const auto* const contract = calculator.GetNextBaseContract())
+        codes.Add(contract->Code, InstrumentKind::BaseContract);
+    calculator.SetOnFirstFutures();
+    while (const auto* const futures = calculator.GetNextFutures())
+        codes.Add(futures->Code, InstrumentKind::Futures);
+    const kv7im::CSpecVirtFutures* series = nullptr;
+    for (std::int32_t left = calculator.SetOnFirstOptionSeries(); left > 0; --left)
+        if (calculator.GetNextOptionSeries(series) == Z9ERR_OK) codes.Add(series->Code, InstrumentKind::OptionSeries);
+    const kv7im::CSpecOption* option = nullptr;
+    for (std::int32_t left = calculator.SetOnFirstOption(); left > 0; --left)
+        if (calculator.GetNextOption(option) == Z9ERR_OK) codes.Add(option->Code, InstrumentKind::Option);
+    calculator.SetOnFirstMultileg();
+    for (std::string code; calculator.GetNextMultileg(code) == Z9ERR_OK;)
+        codes.Add(code, InstrumentKind::CalendarSpread);
+    return codes;
+}
+
+void MarginSession::CheckInstruments(const std::string& iniFile, Problems& problems)
+{
+    CheckDownload(QuindalIM::g_pCalcGOEx->GetTablesData(), iniFile, problems);
+}
+
+double MarginSession::CalculatedPrice(const std::string& instrument)
+{
+    int isin = 0;
+    double price = 0.0;
+    const Z9ERR code = QuindalIM::g_pCalcGOEx->GetIsinAndCalcPriceByCode(instrument.c_str(), isin, price);
+    return code == Z9ERR_OK ? price : 0.0;
 }
 
 void MarginSession::RemoveAccounts()
@@ -98,113 +170,80 @@ void MarginSession::RemoveAccounts()
     m_settlementAccounts.clear();
 }
 
-void MarginSession::Register(const CsvRow& account)
+void MarginSession::Register(const std::string& where, const AccountRow& row)
 {
-    (void)account.Required("level");
-    switch (account.OneOf("level", AccountLevelWords, AccountLevelClient)) {
+    switch (row.level) {
     case AccountLevelSettlementAccount:
-        return RegisterSettlementAccountRow(account);
+        return RegisterAccount(where, row);
     case AccountLevelFirm:
-        return RegisterFirmRow(account);
+        return RegisterAFirm(where, row);
     case AccountLevelRatio:
-        return RegisterRatioRow(account);
+        return RegisterRatio(where, row);
     default:
-        return RegisterClientRow(account);
+        return RegisterClient(where, row);
     }
 }
 
-void MarginSession::RegisterSettlementAccountRow(const CsvRow& row)
+void MarginSession::RegisterAccount(const std::string& where, const AccountRow& row)
 {
-    const std::string& id = row.Required("code");
-    Check(RegisterSettlementAccount(
-              m_calculator, id.c_str(),
-              static_cast<QuindalMarginRule>(row.OneOf("margin_rule", MarginRuleWords, QUINDAL_MARGIN_RULE_NETTING)),
-              static_cast<QuindalSpreadMarginType>(
-                  row.OneOf("calendar", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_NETTING)),
-              static_cast<QuindalSpreadMarginType>(
-                  row.OneOf("inter_contract", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_HALF_NETTING)),
-              row.Number("short_charge_ratio", 1.0)),
-          "RegisterSettlementAccount", row.Where());
-    m_settlementAccounts.push_back(id);
+    Check(RegisterSettlementAccount(m_calculator, row.code.c_str(), row.marginRule, row.calendar, row.interContract,
+                                    row.shortChargeRatio),
+          "RegisterSettlementAccount", where);
+    m_settlementAccounts.push_back(row.code);
 }
 
-void MarginSession::RegisterFirmRow(const CsvRow& row)
+void MarginSession::RegisterAFirm(const std::string& where, const AccountRow& row)
 {
-    const std::string& code = row.Required("code");
-    const std::string& account = row.Text("parent");
-    Check(
-        RegisterFirm(
-            m_calculator, code.c_str(), row.Integer32("clearings", 0), row.Number("exp_weight", 1.0),
-            row.Number("exp_weight_client_default", 1.0),
-            row.OneOf("account_type", AccountTypeWords, QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY), account.c_str(),
-            static_cast<QuindalSpreadMarginType>(
-                row.OneOf("calendar", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_NETTING)),
-            static_cast<QuindalMarginRule>(row.OneOf("margin_rule", MarginRuleWords, QUINDAL_MARGIN_RULE_HALF_NETTING)),
-            static_cast<QuindalSpreadMarginType>(
-                row.OneOf("inter_contract", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_HALF_NETTING)),
-            row.Number("short_charge_ratio", 1.0), 0),
-        "RegisterFirm", row.Where());
-    m_firms.push_back({code, account, 0.0});
+    Check(RegisterFirm(m_calculator, row.code.c_str(), row.clearings, row.expWeight, row.expWeightClientDefault,
+                       row.accountType, row.parent.c_str(), row.calendar, row.marginRule, row.interContract,
+                       row.shortChargeRatio, 0),
+          "RegisterFirm", where);
+    m_firms.push_back({row.code, row.parent, 0.0});
 }
 
-void MarginSession::RegisterClientRow(const CsvRow& row)
+void MarginSession::RegisterClient(const std::string& where, const AccountRow& row)
 {
-    const std::string& code = row.Required("code");
-    Check(RegisterPart(m_calculator, code.c_str(), Flag(row, "no_discount") ? 1 : 0, row.Integer32("clearings", -1),
-                       row.Number("exp_weight", -1.0),
-                       static_cast<QuindalSpreadMarginType>(
-                           row.OneOf("calendar", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_NETTING)),
-                       static_cast<QuindalSpreadMarginType>(
-                           row.OneOf("inter_contract", SpreadWords, QUINDAL_SPREAD_MARGIN_TYPE_HALF_NETTING)),
-                       row.Number("go_ratio", 1.0), row.Number("short_charge_ratio", 1.0),
-                       row.OneOf("risk_level", RiskLevelWords, QUINDAL_CLIENT_RISK_LEVEL_DEFAULT), 0),
-          "RegisterPart", row.Where());
-    m_clients.push_back(code);
+    Check(RegisterPart(m_calculator, row.code.c_str(), row.noDiscount ? 1 : 0, row.clearings, row.expWeight,
+                       row.calendar, row.interContract, row.goRatio, row.shortChargeRatio, row.riskLevel, 0),
+          "RegisterPart", where);
+    m_clients.push_back(row.code);
 }
 
-void MarginSession::RegisterRatioRow(const CsvRow& row)
+void MarginSession::RegisterRatio(const std::string& where, const AccountRow& row)
 {
-    Check(InsertBrokerBaseContractParam(m_calculator, row.Required("code").c_str(), row.Required("parent").c_str(),
-                                        row.Number("go_ratio", 1.0)),
-          "InsertBrokerBaseContractParam", row.Where());
+    Check(InsertBrokerBaseContractParam(m_calculator, row.code.c_str(), row.parent.c_str(), row.goRatio),
+          "InsertBrokerBaseContractParam", where);
 }
 
-void MarginSession::SetPosition(const CsvRow& position)
+void MarginSession::SetPosition(const std::string& where, const PositionRow& row)
 {
     double volatilityGO = 0.0;
     double deliveryGO = 0.0;
     double clientGO = 0.0;
     double firmGO = 0.0;
     double accountGO = 0.0;
-    const std::int64_t quantity = position.Integer("quantity", 0);
-    // A price of 0 stands for the calculated price of the instrument.
-    Check(::SetPosition(m_calculator, position.Required("code").c_str(), position.Required("instrument").c_str(),
-                        quantity, position.Number("price", 0.0), &volatilityGO, &deliveryGO, &clientGO, &firmGO,
-                        &accountGO,
-                        static_cast<QuindalAccountHierarchyRecordType>(
-                            position.OneOf("level", PositionLevelWords, QUINDAL_ACCOUNT_HIERARCHY_CLIENT)),
-                        position.Integer("after_last_clearing", quantity)),
-          "SetPosition", position.Where());
+    Check(::SetPosition(m_calculator, row.code.c_str(), row.instrument.c_str(), row.quantity, row.price, &volatilityGO,
+                        &deliveryGO, &clientGO, &firmGO, &accountGO,
+                        static_cast<QuindalAccountHierarchyRecordType>(row.level), row.afterLastClearing),
+          "SetPosition", where);
 }
 
 ClientFigures MarginSession::PlaceOrder(const Order& order)
 {
-    if (order.price == 0.0 && m_multilegs.contains(order.instrument))
-        throw InputError(order.where + ": column \"price\": " + order.instrument +
-                         " is a multileg, which has no calculated price: give one other than 0 (0.000001 for nothing)");
-    ClientFigures figures{order.client, order.client.substr(0, 4), 0.0, 0.0, 0.0};
+    ClientFigures figures{order.client, FirmOf(order.client), 0.0, 0.0, 0.0};
     double firmGO = 0.0;
     double accountGO = 0.0;
     Check(ChangeOrder(m_calculator, order.client.c_str(), order.instrument.c_str(), order.isBuy ? 1 : 0, order.price,
                       order.quantity, &figures.volatilityGO, &figures.deliveryAndVolatilityGO, &figures.GO, &firmGO,
                       &accountGO),
           "ChangeOrder", order.where);
+    CheckFigure(figures.GO, "client " + order.client + " with orders");
     return figures;
 }
 
 ClientFigures MarginSession::FiguresOf(const std::string& client) const
 {
-    ClientFigures figures{client, client.substr(0, 4), 0.0, 0.0, 0.0};
+    ClientFigures figures{client, FirmOf(client), 0.0, 0.0, 0.0};
     double firmGO = 0.0;
     double accountGO = 0.0;
     QuindalIM::CCalcGOEx::GetClientAndBrokerInitialMargin(
@@ -223,15 +262,21 @@ MarginFigures MarginSession::Figures() const
 {
     ParticipantRepository& participants = QuindalIM::GetParticipantRepositoryForQuindaIM();
     MarginFigures figures;
-    for (const std::string& client : m_clients)
+    for (const std::string& client : m_clients) {
         figures.clients.push_back(FiguresOf(client));
+        CheckFigure(figures.clients.back().GO, "client " + client);
+    }
     figures.firms = m_firms;
-    for (FirmFigures& firm : figures.firms)
+    for (FirmFigures& firm : figures.firms) {
         firm.GO = participants.GetBroker(BrokerCode::Parse(firm.code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED)
                       .GetInitialMargin();
-    for (const std::string& id : m_settlementAccounts)
+        CheckFigure(firm.GO, "firm " + firm.code);
+    }
+    for (const std::string& id : m_settlementAccounts) {
         figures.settlementAccounts.push_back(
             {id, participants.GetSettlementAccountById(std::string_view(id).substr(0, 12))->GetInitialMargin()});
+        CheckFigure(figures.settlementAccounts.back().GO, "account " + id);
+    }
     return figures;
 }
 

@@ -7,24 +7,28 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
-#include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "CsvTable.h"
+#include "Errors.h"
 #include "MarginExplanation.h"
+#include "MarketCodes.h"
+#include "Rows.h"
 
 namespace quindal {
 
-/// An exported function gave a code.
+class RunLog;
+
+/// An exported function gave a code. The status is that of the link for the codes that tell of it, and that of a
+/// refused input otherwise.
 class CallError : public CommandError
 {
 public:
     /// where: "FILE:LINE" of the row that caused it, or empty. reason: what the link says of it, or empty.
     CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason = {});
+    CallError(ExitStatus status, const std::string& where, const std::string& call, std::int32_t code,
+              const std::string& reason);
 };
 
 struct ClientFigures
@@ -70,48 +74,59 @@ struct Order
 {
     std::string where; // "FILE:LINE" of its row
     std::string client;
-    std::string instrument; // futures, option or multileg
+    std::string instrument; // futures, option or calendar spread
     bool isBuy = true;
     std::int64_t quantity = 0; // contracts, above 0
-    double price = 0.0;        // 0: the calculated price of the instrument; a multileg has none
+    double price = 0.0;        // 0: the calculated price of the instrument, which a calendar spread has not
 };
 
-/// Columns of the two input files.
-[[nodiscard]] CsvTable ReadAccounts(const std::string& file);
-[[nodiscard]] CsvTable ReadPositions(const std::string& file);
+/// The ini file that the library reads, and the name that messages give it: of one that was made for a run, the name of
+/// the one that it was made from.
+struct IniFile
+{
+    std::string path;
+    std::string name;
+};
 
 class MarginSession
 {
 public:
-    /// Logs in and makes the calculator. Throws CallError.
-    MarginSession(const std::string& iniFile, const std::string& user, const std::string& password);
+    /// Logs in and makes the calculator. Throws CallError, which says what of the login failed as far as the log of the
+    /// run has it.
+    MarginSession(const IniFile& ini, const std::string& user, const std::string& password, RunLog& log);
     ~MarginSession(); ///< Empties the model and logs out.
     MarginSession(const MarginSession&) = delete;
     MarginSession& operator=(const MarginSession&) = delete;
 
     void LoadInstruments();
-    void Register(const CsvRow& account);
-    void SetPosition(const CsvRow& position);
-    /// Adds an order to those of its client; the figures with it. Throws InputError for an order in a multileg without
-    /// a price, CallError for whatever else is wrong with it.
+    /// The instruments that were loaded.
+    [[nodiscard]] static MarketCodes Codes();
+    /// Those among them that numbers cannot be reckoned with, as problems of the server that an ini file leads to.
+    static void CheckInstruments(const std::string& iniFile, Problems& problems);
+    /// The calculated price of a futures or an option.
+    [[nodiscard]] static double CalculatedPrice(const std::string& instrument);
+
+    // where: "FILE:LINE" of the row, which the CallError begins with.
+    void Register(const std::string& where, const AccountRow& row);
+    void SetPosition(const std::string& where, const PositionRow& row);
+    /// Adds an order to those of its client; the figures with it.
     ClientFigures PlaceOrder(const Order& order);
     /// Forgets accounts, firms, clients, their positions and orders; the instruments stay.
     void RemoveAccounts();
     /// Of a registered client.
     [[nodiscard]] ClientFigures FiguresOf(const std::string& client) const;
+    /// Throws InputError for a figure that is no number, or so large that it has no cents.
     [[nodiscard]] MarginFigures Figures() const;
     /// Why the GO of a registered client is what it is; from the inside.
     [[nodiscard]] QuindalIM::MarginExplanation Explain(const std::string& client) const;
 
 private:
-    void RegisterSettlementAccountRow(const CsvRow& row);
-    void RegisterFirmRow(const CsvRow& row);
-    void RegisterClientRow(const CsvRow& row);
-    void RegisterRatioRow(const CsvRow& row);
-    void ReadMultilegs();
+    void RegisterAccount(const std::string& where, const AccountRow& row);
+    void RegisterAFirm(const std::string& where, const AccountRow& row);
+    void RegisterClient(const std::string& where, const AccountRow& row);
+    void RegisterRatio(const std::string& where, const AccountRow& row);
 
     std::intptr_t m_calculator = 0;
-    std::set<std::string, std::less<>> m_multilegs;
     std::vector<std::string> m_clients;
     std::vector<FirmFigures> m_firms;
     std::vector<std::string> m_settlementAccounts;

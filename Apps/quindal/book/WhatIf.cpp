@@ -1,113 +1,45 @@
 #include "WhatIf.h"
 
-#include <algorithm>
-#include <array>
 #include <set>
-#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 
-#include "Words.h"
+#include "BookSelection.h"
 
 namespace quindal {
 
-namespace {
-
-constexpr std::array<std::string_view, 6> OrderColumns{"what_if", "client", "instrument", "side", "quantity", "price"};
-
-Order ReadOrder(const CsvRow& row)
+std::vector<WhatIf> WhatIfsOf(const Rows<OrderRow>& orders)
 {
-    Order order;
-    order.where = row.Where();
-    order.client = row.Required("client");
-    order.instrument = row.Required("instrument");
-    (void)row.Required("side");
-    order.isBuy = row.OneOf("side", SideWords, 0) != 0;
-    (void)row.Required("quantity");
-    order.quantity = row.Integer("quantity", 0);
-    if (order.quantity <= 0)
-        throw row.Error("column \"quantity\": " + std::to_string(order.quantity) + " is not above 0");
-    order.price = row.Number("price", 0.0);
-    return order;
-}
-
-std::int32_t LevelOf(const CsvRow& row) { return row.OneOf("level", AccountLevelWords, AccountLevelClient); }
-
-/// Whether a row of the accounts is a client's.
-bool IsClient(const CsvRow& row) { return LevelOf(row) == AccountLevelClient; }
-
-std::string FirmOf(const std::string& client) { return client.substr(0, 4); }
-
-} // namespace
-
-std::vector<WhatIf> ReadWhatIfs(const std::string& file)
-{
-    const CsvTable table(file, OrderColumns);
     std::vector<WhatIf> whatIfs;
     std::unordered_map<std::string, std::size_t> labels; // -> place in whatIfs
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const CsvRow row = table[i];
-        const std::string& label = row.Text("what_if");
+    for (const OrderRow& row : orders.rows) {
         std::size_t place = whatIfs.size();
-        if (!label.empty()) place = labels.emplace(label, place).first->second;
-        if (place == whatIfs.size()) whatIfs.push_back({label.empty() ? '#' + std::to_string(place + 1) : label, {}});
-        whatIfs[place].orders.push_back(ReadOrder(row));
+        if (!row.whatIf.empty()) place = labels.emplace(row.whatIf, place).first->second;
+        if (place == whatIfs.size())
+            whatIfs.push_back({row.whatIf.empty() ? '#' + std::to_string(place + 1) : row.whatIf, {}});
+        whatIfs[place].orders.push_back(
+            {orders.Where(row), row.client, row.instrument, row.isBuy, row.quantity, row.price});
     }
     return whatIfs;
 }
 
-void CheckClients(const std::vector<WhatIf>& whatIfs, const CsvTable& accounts)
+WhatIfBook::WhatIfBook(MarginSession& session, const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions)
+    : m_session(session), m_accounts(accounts), m_positions(positions), m_order(InOrderOfRegistration(accounts))
 {
-    std::unordered_set<std::string> clients;
-    for (std::size_t i = 0; i < accounts.size(); ++i)
-        if (IsClient(accounts[i])) clients.insert(accounts[i].Text("code"));
-    for (const WhatIf& whatIf : whatIfs)
-        for (const Order& order : whatIf.orders)
-            if (!clients.contains(order.client))
-                throw InputError(order.where + ": column \"client\": \"" + order.client +
-                                 "\" is none of the clients in the accounts");
-}
-
-WhatIfBook::WhatIfBook(MarginSession& session, const CsvTable& accounts, const CsvTable& positions)
-    : m_session(session), m_accounts(accounts), m_positions(positions)
-{
-    for (std::size_t i = 0; i < accounts.size(); ++i) {
-        const CsvRow row = accounts[i];
-        if (IsClient(row))
-            m_accountsOfClients[row.Text("code")].push_back(i);
-        else if (LevelOf(row) == AccountLevelSettlementAccount)
-            m_settlementAccounts.push_back(i);
-        else // a firm, or one of its ratios
-            m_accountsOfFirms[row.Text("code")].push_back(i);
-    }
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const CsvRow row = positions[i];
-        if (row.OneOf("level", PositionLevelWords, QUINDAL_ACCOUNT_HIERARCHY_CLIENT) ==
-            QUINDAL_ACCOUNT_HIERARCHY_CLIENT)
-            m_positionsOfClients[row.Text("code")].push_back(i);
-    }
+    for (const PositionRow& row : positions.rows)
+        if (row.level == QUINDAL_ACCOUNT_HIERARCHY_CLIENT) m_positionsOfClients[row.code].push_back(&row);
 }
 
 void WhatIfBook::Restore(const std::vector<std::string>& clients)
 {
     m_session.RemoveAccounts();
-    // In the order of the file, where each stands behind what it needs.
-    Rows rows = m_settlementAccounts;
-    const auto take = [&rows](const Rows& own) { rows.insert(rows.end(), own.begin(), own.end()); };
-    std::set<std::string> firms;
-    for (const std::string& client : clients) {
-        take(m_accountsOfClients.at(client));
-        const std::string firm = FirmOf(client);
-        if (firms.insert(firm).second) take(m_accountsOfFirms.at(firm));
-    }
-    std::sort(rows.begin(), rows.end());
-    for (const std::size_t row : rows)
-        m_session.Register(m_accounts[row]);
+    const std::set<std::string> wanted(clients.begin(), clients.end());
+    for (const AccountRow* const row : AccountsOf(m_order, wanted))
+        m_session.Register(m_accounts.Where(*row), *row);
     for (const std::string& client : clients) {
         const auto own = m_positionsOfClients.find(client);
         if (own == m_positionsOfClients.end()) continue;
-        for (const std::size_t row : own->second)
-            m_session.SetPosition(m_positions[row]);
+        for (const PositionRow* const row : own->second)
+            m_session.SetPosition(m_positions.Where(*row), *row);
     }
 }
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "CsvTable.h"
 #include "MarginSession.h"
+#include "Rows.h"
 
 namespace quindal {
 
@@ -27,39 +27,29 @@ struct WhatIf
     std::vector<Order> orders; // in the order of the file, which is that in which they are placed
 };
 
-/// Reads an orders file: client, instrument, side (buy, sell), quantity (above 0), price (empty or 0 for the calculated
-/// one), and what_if, a label: rows of one label make one what-if, a row without stands alone and is labelled # and
-/// its number among the what-ifs. Throws InputError.
-[[nodiscard]] std::vector<WhatIf> ReadWhatIfs(const std::string& file);
-
-/// Throws InputError for an order whose client the accounts do not have.
-void CheckClients(const std::vector<WhatIf>& whatIfs, const CsvTable& accounts);
+/// Rows of one label make one what-if; a row without stands alone and is labelled # and its number among the what-ifs.
+[[nodiscard]] std::vector<WhatIf> WhatIfsOf(const Rows<OrderRow>& orders);
 
 /// A book of positions in which what-ifs are tried, one after the other.
 class WhatIfBook
 {
 public:
-    /// The session has its instruments; what else it has goes with the first what-if. It and the tables outlive the
-    /// book.
-    WhatIfBook(MarginSession& session, const CsvTable& accounts, const CsvTable& positions);
+    /// The session has its instruments; what else it has goes with the first what-if. It and the rows outlive the book.
+    WhatIfBook(MarginSession& session, const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions);
 
     /// Figures before and after, one entry a client, in the order in which the what-if names them. The accounts have
-    /// all of its clients. Throws CallError, InputError.
+    /// all of its clients. Throws CallError.
     [[nodiscard]] std::vector<WhatIfFigures> Try(const WhatIf& whatIf);
 
 private:
     /// The book without orders, as far as these clients go.
     void Restore(const std::vector<std::string>& clients);
 
-    using Rows = std::vector<std::size_t>; // of one of the tables, ascending
-
     MarginSession& m_session;
-    const CsvTable& m_accounts;
-    const CsvTable& m_positions;
-    Rows m_settlementAccounts;
-    std::map<std::string, Rows, std::less<>> m_accountsOfFirms; // the firm and its ratios
-    std::map<std::string, Rows, std::less<>> m_accountsOfClients;
-    std::map<std::string, Rows, std::less<>> m_positionsOfClients;
+    const Rows<AccountRow>& m_accounts;
+    const Rows<PositionRow>& m_positions;
+    std::vector<const AccountRow*> m_order; // as they are registered
+    std::map<std::string, std::vector<const PositionRow*>, std::less<>> m_positionsOfClients;
 };
 
 } // namespace quindal

@@ -1,167 +1,158 @@
 #include "CsvTable.h"
 
 #include <algorithm>
-#include <charconv>
 #include <csv.h>
-#include <fstream>
-#include <limits>
 #include <memory>
+#include <new>
+#include <string_view>
+#include <utility>
 
 namespace quindal {
 
 namespace {
 
-const std::string Empty;
+constexpr std::string_view Blanks = " \t\r\n";
 
 std::string Trimmed(std::string_view text)
 {
-    const auto first = text.find_first_not_of(" \t\r\n");
+    const auto first = text.find_first_not_of(Blanks);
     if (first == std::string_view::npos) return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
+    return std::string(text.substr(first, text.find_last_not_of(Blanks) - first + 1));
+}
+
+/// The text up to and with its next line end, of any kind.
+std::string_view TakeLine(std::string_view& text)
+{
+    std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    if (end < text.size()) end += text.substr(end).starts_with("\r\n") ? 2 : 1;
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end);
+    return line;
+}
+
+bool IsBlank(std::string_view line) { return line.find_first_not_of(Blanks) == std::string_view::npos; }
+bool IsComment(std::string_view line)
+{
+    const auto first = line.find_first_not_of(Blanks);
+    return first != std::string_view::npos && line[first] == '#';
+}
+
+/// What stands most often between the names of the header.
+char SeparatorOf(std::string_view text)
+{
+    std::string_view header;
+    while (!text.empty() && (IsBlank(header) || IsComment(header)))
+        header = TakeLine(text);
+    char best = ',';
+    for (const char separator : {';', '\t'})
+        if (std::count(header.begin(), header.end(), separator) > std::count(header.begin(), header.end(), best))
+            best = separator;
+    return best;
 }
 
 // What libcsv calls back into: cells gather until their row ends.
 struct Gatherer
 {
-    std::size_t line = 0;
-    std::vector<std::string> cells;
-    std::vector<std::pair<std::size_t, std::vector<std::string>>> rows;
+    bool isOpen = false; // a row has begun and not ended
+    CsvRow row;
+    std::vector<CsvRow> rows;
 
     static void OnCell(void* text, std::size_t size, void* self)
     {
-        static_cast<Gatherer*>(self)->cells.push_back(Trimmed({static_cast<const char*>(text), size}));
+        static_cast<Gatherer*>(self)->row.cells.push_back(
+            text == nullptr ? std::string{} : Trimmed({static_cast<const char*>(text), size}));
     }
     static void OnRow(int, void* self)
     {
-        auto* const gatherer = static_cast<Gatherer*>(self);
-        const bool blank = std::all_of(gatherer->cells.begin(), gatherer->cells.end(),
-                                       [](const std::string& cell) { return cell.empty(); });
-        const bool comment = !blank && gatherer->cells.front().starts_with('#');
-        if (!blank && !comment) gatherer->rows.emplace_back(gatherer->line, std::move(gatherer->cells));
-        gatherer->cells.clear();
+        auto& gatherer = *static_cast<Gatherer*>(self);
+        const auto& cells = gatherer.row.cells;
+        if (!std::all_of(cells.begin(), cells.end(), [](const std::string& cell) { return cell.empty(); }))
+            gatherer.rows.push_back(std::move(gatherer.row));
+        gatherer.row = {};
+        gatherer.isOpen = false;
     }
 };
 
+/// A parser that is freed.
+class Parser
+{
+public:
+    explicit Parser(char separator)
+    {
+        if (csv_init(&m_parser, CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
+        csv_set_delim(&m_parser, static_cast<unsigned char>(separator));
+    }
+    ~Parser() { csv_free(&m_parser); }
+    Parser(const Parser&) = delete;
+    Parser& operator=(const Parser&) = delete;
+
+    [[nodiscard]] bool Take(std::string_view line, Gatherer& gatherer)
+    {
+        const std::size_t taken =
+            csv_parse(&m_parser, line.data(), line.size(), &Gatherer::OnCell, &Gatherer::OnRow, &gatherer);
+        if (taken != line.size() && csv_error(&m_parser) == CSV_ENOMEM) throw std::bad_alloc();
+        return taken == line.size();
+    }
+    [[nodiscard]] bool End(Gatherer& gatherer)
+    {
+        return csv_fini(&m_parser, &Gatherer::OnCell, &Gatherer::OnRow, &gatherer) == 0;
+    }
+
+private:
+    csv_parser m_parser{};
+};
+
+/// The reason why the text is no table, and the line; an empty reason when it is one.
+Problem ReadRows(std::string_view text, Gatherer& gatherer)
+{
+    Parser parser(SeparatorOf(text));
+    std::size_t number = 0;
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(text);
+        ++number;
+        if (!gatherer.isOpen) {
+            if (IsComment(line) || IsBlank(line)) continue;
+            gatherer.isOpen = true;
+            gatherer.row.line = number;
+        }
+        if (!parser.Take(line, gatherer)) return {{}, number, {}, {}, "a quotation mark stands inside a cell"};
+    }
+    const std::size_t open = gatherer.row.line;
+    if (!parser.End(gatherer)) return {{}, open, {}, {}, "a quotation mark is not closed"};
+    return {};
+}
+
+bool TakePrefix(std::string_view& text, std::string_view prefix)
+{
+    if (!text.starts_with(prefix)) return false;
+    text.remove_prefix(prefix.size());
+    return true;
+}
+
 } // namespace
 
-const std::string& CsvRow::Text(std::string_view column) const
+CsvTable ReadCsv(const InputFile& file, Problems& problems)
 {
-    const auto found = m_table->m_columns.find(column);
-    const auto& cells = m_table->m_rows[m_index].cells;
-    return found == m_table->m_columns.end() || found->second >= cells.size() ? Empty : cells[found->second];
-}
-
-const std::string& CsvRow::Required(std::string_view column) const
-{
-    const std::string& text = Text(column);
-    if (text.empty()) throw Error("column \"" + std::string(column) + "\" is empty");
-    return text;
-}
-
-double CsvRow::Number(std::string_view column, double byDefault) const
-{
-    const std::string& text = Text(column);
-    if (text.empty()) return byDefault;
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size())
-        throw Error("column \"" + std::string(column) + "\": \"" + text + "\" is not a number");
-    return value;
-}
-
-std::int64_t CsvRow::Integer(std::string_view column, std::int64_t byDefault) const
-{
-    const std::string& text = Text(column);
-    if (text.empty()) return byDefault;
-    std::int64_t value = 0;
-    const bool hasPlus = text.front() == '+';
-    const char* const begin = text.data() + (hasPlus ? 1 : 0);
-    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || (hasPlus && *begin == '-'))
-        throw Error("column \"" + std::string(column) + "\": \"" + text + "\" is not a whole number");
-    return value;
-}
-
-std::int32_t CsvRow::Integer32(std::string_view column, std::int32_t byDefault) const
-{
-    const std::int64_t value = Integer(column, byDefault);
-    if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max())
-        throw Error("column \"" + std::string(column) + "\": " + std::to_string(value) + " is out of range");
-    return static_cast<std::int32_t>(value);
-}
-
-std::int32_t CsvRow::OneOf(std::string_view column, std::span<const std::pair<std::string_view, std::int32_t>> words,
-                           std::int32_t byDefault) const
-{
-    const std::string& text = Text(column);
-    if (text.empty()) return byDefault;
-    std::string known;
-    for (const auto& [word, value] : words) {
-        if (word == text) return value;
-        known += known.empty() ? "" : ", ";
-        known += word;
+    CsvTable table{file.name, {}, {}};
+    std::string_view text = file.text;
+    if (TakePrefix(text, "\xFF\xFE") || TakePrefix(text, "\xFE\xFF")) {
+        problems.Add({file.name, 1, {}, {}, "is UTF-16: save it as UTF-8"});
+        return table;
     }
-    throw Error("column \"" + std::string(column) + "\": \"" + text + "\" is none of " + known);
-}
-
-std::string CsvRow::Where() const
-{
-    return m_table->m_file.string() + ":" + std::to_string(m_table->m_rows[m_index].line);
-}
-
-InputError CsvRow::Error(std::string_view message) const { return InputError(Where() + ": " + std::string(message)); }
-
-CsvTable::CsvTable(std::filesystem::path file, std::span<const std::string_view> columns) : m_file(std::move(file))
-{
-    Read();
-    TakeHeader(columns);
-}
-
-void CsvTable::Read()
-{
-    std::ifstream stream(m_file, std::ios::binary);
-    if (!stream || std::filesystem::is_directory(m_file)) throw InputError(m_file.string() + ": cannot be read");
-
-    csv_parser parser;
-    if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI | CSV_APPEND_NULL) != 0)
-        throw InputError(m_file.string() + ": out of memory");
-    const std::unique_ptr<csv_parser, decltype(&csv_free)> parserLife(&parser, &csv_free);
-
+    TakePrefix(text, "\xEF\xBB\xBF");
     Gatherer gatherer;
-    std::string text;
-    const auto feed = [&] {
-        if (csv_parse(&parser, text.data(), text.size(), &Gatherer::OnCell, &Gatherer::OnRow, &gatherer) != text.size())
-            throw InputError(m_file.string() + ":" + std::to_string(gatherer.line) + ": " +
-                             csv_strerror(csv_error(&parser)));
-    };
-    // Fed line by line, so that a row knows its line.
-    while (std::getline(stream, text)) {
-        ++gatherer.line;
-        text += '\n';
-        feed();
+    Problem broken = ReadRows(text, gatherer);
+    if (!broken.reason.empty()) {
+        broken.file = file.name;
+        problems.Add(std::move(broken));
+    } else if (gatherer.rows.empty()) {
+        problems.Add({file.name, 0, {}, {}, "has no header row"});
     }
-    if (csv_fini(&parser, &Gatherer::OnCell, &Gatherer::OnRow, &gatherer) != 0)
-        throw InputError(m_file.string() + ":" + std::to_string(gatherer.line) + ": a quote is not closed");
-    for (auto& [line, cells] : gatherer.rows)
-        m_rows.push_back({line, std::move(cells)});
-}
-
-void CsvTable::TakeHeader(std::span<const std::string_view> columns)
-{
-    if (m_rows.empty()) throw InputError(m_file.string() + ": has no header row");
-    const Row header = std::move(m_rows.front());
-    m_rows.erase(m_rows.begin());
-    for (std::size_t i = 0; i < header.cells.size(); ++i) {
-        const std::string& name = header.cells[i];
-        const auto refuse = [&](const std::string& what) {
-            throw InputError(m_file.string() + ":" + std::to_string(header.line) + ": " + what);
-        };
-        if (std::find(columns.begin(), columns.end(), name) == columns.end()) refuse("unknown column \"" + name + "\"");
-        if (!m_columns.emplace(name, i).second) refuse("column \"" + name + "\" stands twice");
-    }
-    for (const Row& row : m_rows)
-        if (row.cells.size() > header.cells.size())
-            throw InputError(m_file.string() + ":" + std::to_string(row.line) + ": more cells than the header has");
+    if (gatherer.rows.empty()) return table;
+    table.header = std::move(gatherer.rows.front());
+    gatherer.rows.erase(gatherer.rows.begin());
+    table.rows = std::move(gatherer.rows);
+    return table;
 }
 
 } // namespace quindal

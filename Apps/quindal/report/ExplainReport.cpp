@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Printable.h"
 #include "TextTable.h"
 
 namespace quindal {
@@ -135,7 +136,7 @@ void AddSide(std::vector<Cells>& rows, const EntityExplanation& entity, const Si
 
 void WriteHead(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
 {
-    out << "GO of " << client << ": " << MoneyText(explanation.margin) << '\n';
+    out << "GO of " << Printable(client) << ": " << MoneyText(explanation.margin) << '\n';
     if (explanation.shares.empty()) {
         out << "Nothing is held and nothing is ordered.\n";
         return;

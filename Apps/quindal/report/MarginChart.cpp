@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ExplainReport.h"
+#include "Printable.h"
 
 namespace quindal {
 
@@ -72,8 +73,8 @@ std::string Escaped(std::string_view text)
 
 std::string Text(double x, double y, std::string_view attributes, std::string_view text)
 {
-    return "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\"" + std::string(attributes) + ">" + Escaped(text) +
-           "</text>\n";
+    return "<text x=\"" + Number(x) + "\" y=\"" + Number(y) + "\"" + std::string(attributes) + ">" +
+           Escaped(Printable(text)) + "</text>\n";
 }
 std::string Line(double x1, double y1, double x2, double y2, std::string_view colour)
 {

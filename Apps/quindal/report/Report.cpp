@@ -4,6 +4,7 @@
 #include <cmath>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -73,8 +74,15 @@ void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatI
     WriteTable(out, rows, 2);
 }
 
-std::string CsvCell(const std::string& text)
+/// A spreadsheet takes a text that begins so for a formula, unless an apostrophe stands before it.
+bool LooksLikeAFormula(const std::string& text)
 {
+    return !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos;
+}
+
+std::string CsvCell(std::string text)
+{
+    if (LooksLikeAFormula(text)) text.insert(text.begin(), '\'');
     if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text)
@@ -97,7 +105,7 @@ void WriteCsv(std::ostream& out, const MarginFigures& figures)
 
 void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs)
 {
-    out << "\nwhat_if,client,volatility_go_before,volatility_go_after,volatility_go_difference,"
+    out << "what_if,client,volatility_go_before,volatility_go_after,volatility_go_difference,"
            "delivery_and_volatility_go_before,delivery_and_volatility_go_after,delivery_and_volatility_go_difference,"
            "go_before,go_after,go_difference\n";
     for (const WhatIfFigures& whatIf : whatIfs) {
@@ -164,8 +172,10 @@ void WriteReport(std::ostream& out, const MarginFigures& figures, ReportFormat f
         if (figures.whatIfs) WriteWhatIfTable(out, *figures.whatIfs);
         break;
     case ReportFormat::Csv:
-        WriteCsv(out, figures);
-        if (figures.whatIfs) WriteWhatIfCsv(out, *figures.whatIfs);
+        if (figures.whatIfs)
+            WriteWhatIfCsv(out, *figures.whatIfs);
+        else
+            WriteCsv(out, figures);
         break;
     case ReportFormat::Json:
         WriteJson(out, figures);

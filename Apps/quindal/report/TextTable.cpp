@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <ostream>
 
+#include "Printable.h"
+
 namespace quindal {
 
 std::string Cents(double value)
@@ -34,8 +36,11 @@ bool EndsTheRow(const Cells& row, std::size_t cell)
 
 } // namespace
 
-void WriteTable(std::ostream& out, const std::vector<Cells>& rows, std::size_t leftColumns)
+void WriteTable(std::ostream& out, std::vector<Cells> rows, std::size_t leftColumns)
 {
+    for (Cells& row : rows)
+        for (std::string& cell : row)
+            cell = Printable(cell);
     std::vector<std::size_t> widths(rows.front().size(), 0);
     for (const Cells& row : rows)
         for (std::size_t i = 0; i < row.size(); ++i)

@@ -16,7 +16,7 @@ using Cells = std::vector<std::string>;
 [[nodiscard]] std::string Grouped(double value);
 
 /// Rows of as many cells as the first one has, columns two blanks apart: the first ones to the left, figures to the
-/// right.
-void WriteTable(std::ostream& out, const std::vector<Cells>& rows, std::size_t leftColumns);
+/// right. Control characters are shown, not sent.
+void WriteTable(std::ostream& out, std::vector<Cells> rows, std::size_t leftColumns);
 
 } // namespace quindal

@@ -14,6 +14,7 @@
 #include "Password.h"
 #include "Printable.h"
 #include "PrivateRouter.h"
+#include "RunLog.h"
 #include "WholeFile.h"
 
 namespace quindal {
@@ -49,7 +50,8 @@ void Fetch(const FetchOptions& options)
     WriteIniWithCopy(ini, options.iniFile, copy);
     {
         const Secret password = AskPassword(options.passwordVariable, options.user);
-        MarginSession session(ini, options.user, password.Text());
+        RunLog log(options.iniFile);
+        MarginSession session({ini, options.iniFile}, options.user, password.Text(), log);
         session.LoadInstruments();
     }
     // Read as serve and margin will read it: a copy that was cut short by a full disk does not pass.
@@ -65,7 +67,8 @@ void ShowStatus(const LiveOptions& options)
     const Secret password = AskPassword(options.passwordVariable, options.user);
     const auto begin = std::chrono::steady_clock::now();
     {
-        const MarginSession session(options.iniFile, options.user, password.Text());
+        RunLog log(options.iniFile);
+        const MarginSession session({options.iniFile, options.iniFile}, options.user, password.Text(), log);
     }
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
     std::cout << options.iniFile << ": router and server answer, " << Printable(options.user) << " may log in ("

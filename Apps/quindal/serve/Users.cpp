@@ -1,49 +1,29 @@
 #include "Users.h"
 
-#include <array>
+#include <optional>
 #include <string_view>
 
-#include "CsvTable.h"
+#include "InputFile.h"
 #include "Printable.h"
-#include "UserNames.h"
+#include "Problems.h"
+#include "Rows.h"
 
 namespace quindal {
 
-namespace {
-
-UserRecord RecordOf(const CsvRow& row)
-{
-    UserRecord record;
-    record.partCount = row.Integer32("part_count", record.partCount);
-    const std::string& loginType = row.Text("login_type");
-    if (!IsPlainText(loginType)) throw row.Error("column \"login_type\" is no UTF-8 text, or holds control characters");
-    if (!loginType.empty()) record.loginType = loginType;
-    return record;
-}
-
-std::string PasswordOf(const CsvRow& row)
-{
-    const std::string& password = row.Required("password");
-    if (const std::string_view fault = FaultOfPassword(password); !fault.empty())
-        throw row.Error("column \"password\" " + std::string(fault));
-    return password;
-}
-
-} // namespace
-
 Users ReadUsers(const std::string& file, bool needPasswords, const std::string& serverUser)
 {
-    static constexpr std::array<std::string_view, 4> columns{"user", "part_count", "login_type", "password"};
-    const CsvTable table(file, columns);
+    Problems problems;
+    const Rows<UserRow> rows = ReadUsers(ReadInput(file), needPasswords, problems);
     Users users;
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const CsvRow row = table[i];
-        const std::string& name = row.Required("user");
-        if (!IsUserName(name)) throw row.Error(NotAUserName(name));
-        if (name == serverUser) throw row.Error("user \"" + name + "\" is the server itself");
-        if (!users.records.emplace(name, RecordOf(row)).second) throw row.Error("user \"" + name + "\" stands twice");
-        if (needPasswords) users.routerUsers.push_back({name, PasswordOf(row)});
+    for (const UserRow& row : rows.rows) {
+        if (row.user == serverUser) problems.Add({rows.file, row.line, "user", row.user, "is the server itself"});
+        if (needPasswords && IsPlainText(row.password))
+            if (const std::string_view fault = FaultOfPassword(row.password); !fault.empty())
+                problems.Add({rows.file, row.line, "password", std::nullopt, std::string(fault)});
+        users.records.emplace(row.user, UserRecord{row.partCount, row.loginType});
+        if (needPasswords) users.routerUsers.push_back({row.user, row.password});
     }
+    problems.ThrowIfAny();
     return users;
 }
 

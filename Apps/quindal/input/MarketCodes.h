@@ -1,0 +1,44 @@
+// MarketCodes: the instruments of a market by the codes that rows name them by.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace quindal {
+
+enum class InstrumentKind
+{
+    Futures,
+    Option,
+    CalendarSpread,
+    BaseContract,
+    OptionSeries,
+};
+
+class MarketCodes
+{
+public:
+    /// Where a code names instruments of several kinds, the one counts that comes first in the enumeration.
+    void Add(const std::string& code, InstrumentKind kind)
+    {
+        if (kind == InstrumentKind::BaseContract) m_baseContracts.insert(code);
+        const auto [place, isNew] = m_kinds.emplace(code, kind);
+        if (!isNew && kind < place->second) place->second = kind;
+    }
+    /// Null for an unknown code.
+    [[nodiscard]] const InstrumentKind* Find(std::string_view code) const
+    {
+        const auto found = m_kinds.find(code);
+        return found == m_kinds.end() ? nullptr : &found->second;
+    }
+    [[nodiscard]] const std::map<std::string, InstrumentKind, std::less<>>& Kinds() const noexcept { return m_kinds; }
+    [[nodiscard]] const std::set<std::string, std::less<>>& BaseContracts() const noexcept { return m_baseContracts; }
+
+private:
+    std::map<std::string, InstrumentKind, std::less<>> m_kinds;
+    std::set<std::string, std::less<>> m_baseContracts;
+};
+
+} // namespace quindal

@@ -1,0 +1,141 @@
+#include "Rows.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include "RowReader.h"
+#include "UserNames.h"
+
+namespace quindal {
+
+namespace {
+
+std::string_view NameOf(AccountLevel level)
+{
+    switch (level) {
+    case AccountLevelSettlementAccount:
+        return "an account";
+    case AccountLevelFirm:
+        return "a firm";
+    case AccountLevelClient:
+        return "a client";
+    default:
+        return "a ratio";
+    }
+}
+
+/// A word of a column that rows of this level have; otherwise what the row has without it.
+template <class Enumeration>
+void TakeWord(RowReader& reader, const Schema& schema, std::string_view column, unsigned rows, Enumeration& value)
+{
+    if (schema.Find(column, rows) != nullptr) value = static_cast<Enumeration>(reader.Word(column));
+}
+void TakeNumber(RowReader& reader, std::string_view column, unsigned rows, double& value)
+{
+    if (AccountsSchema.Find(column, rows) != nullptr) value = reader.Number(column);
+}
+
+void TakeAccount(RowReader& reader, AccountRow& row)
+{
+    const auto word = reader.FindWord("level");
+    if (!word) return;
+    row.level = static_cast<AccountLevel>(*word);
+    const unsigned rows = 1U << static_cast<unsigned>(row.level);
+    reader.SetKind(rows, NameOf(row.level));
+    row.code = reader.Text("code");
+    if (AccountsSchema.Find("parent", rows) != nullptr) row.parent = reader.Text("parent");
+    TakeWord(reader, AccountsSchema, "margin_rule", rows, row.marginRule);
+    TakeWord(reader, AccountsSchema, "calendar", rows, row.calendar);
+    TakeWord(reader, AccountsSchema, "inter_contract", rows, row.interContract);
+    TakeNumber(reader, "exp_weight", rows, row.expWeight);
+    TakeNumber(reader, "exp_weight_client_default", rows, row.expWeightClientDefault);
+    if (AccountsSchema.Find("clearings", rows) != nullptr)
+        row.clearings = static_cast<std::int32_t>(reader.Whole("clearings"));
+    TakeWord(reader, AccountsSchema, "no_discount", rows, row.noDiscount);
+    TakeNumber(reader, "go_ratio", rows, row.goRatio);
+    TakeNumber(reader, "short_charge_ratio", rows, row.shortChargeRatio);
+    TakeWord(reader, AccountsSchema, "risk_level", rows, row.riskLevel);
+    TakeWord(reader, AccountsSchema, "account_type", rows, row.accountType);
+    // The engine would take 1 for anything between.
+    const bool isHalf = row.level == AccountLevelFirm && row.marginRule == QUINDAL_MARGIN_RULE_HALF_NETTING;
+    if (isHalf && row.expWeight > 0.0 && row.expWeight < 1.0)
+        reader.Refuse("exp_weight", "is neither 0 nor 1, as half_netting asks of a firm");
+}
+
+void TakePosition(RowReader& reader, PositionRow& row)
+{
+    row.level = reader.FindWord("level").value_or(QUINDAL_ACCOUNT_HIERARCHY_CLIENT);
+    row.code = reader.Text("code");
+    row.instrument = reader.Text("instrument");
+    row.quantity = reader.Whole("quantity");
+    row.price = reader.Number("price");
+    row.afterLastClearing = reader.IsGiven("after_last_clearing") ? reader.Whole("after_last_clearing") : row.quantity;
+}
+
+void TakeOrder(RowReader& reader, OrderRow& row)
+{
+    row.whatIf = reader.Text("what_if");
+    row.client = reader.Text("client");
+    row.instrument = reader.Text("instrument");
+    row.isBuy = reader.Word("side") != 0;
+    row.quantity = reader.Whole("quantity");
+    row.price = reader.Number("price");
+}
+
+template <class Row>
+Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
+                   const std::function<void(RowReader&, Row&)>& take)
+{
+    const SchemaTable table(ReadCsv(file, problems), schema, problems);
+    Rows<Row> rows{file.name};
+    if (!table.IsReadable()) return rows;
+    rows.rows.reserve(table.Table().rows.size());
+    for (const CsvRow& cells : table.Table().rows) {
+        RowReader reader(table, cells, problems);
+        Row& row = rows.rows.emplace_back();
+        row.line = cells.line;
+        take(reader, row);
+    }
+    return rows;
+}
+
+} // namespace
+
+Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems)
+{
+    return ReadRows<AccountRow>(file, AccountsSchema, problems, TakeAccount);
+}
+
+Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems)
+{
+    return ReadRows<PositionRow>(file, PositionsSchema, problems, TakePosition);
+}
+
+Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems)
+{
+    return ReadRows<OrderRow>(file, OrdersSchema, problems, TakeOrder);
+}
+
+Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems)
+{
+    std::map<std::string, std::size_t> lines;
+    return ReadRows<UserRow>(file, UsersSchema, problems, [&](RowReader& reader, UserRow& row) {
+        row.user = reader.Text("user");
+        row.partCount = static_cast<std::int32_t>(reader.Whole("part_count"));
+        row.loginType = reader.Text("login_type");
+        row.password = reader.Text("password");
+        if (!row.user.empty() && !IsUserName(row.user))
+            reader.Refuse("user", "has other characters than letters, digits, \"_\" and \"-\"");
+        const auto [before, isNew] = lines.emplace(row.user, row.line);
+        if (!isNew && !row.user.empty())
+            reader.Refuse("user", "stands twice, first in line " + std::to_string(before->second));
+        if (needPasswords && row.password.empty()) reader.Refuse("password", "is empty");
+    });
+}
+
+std::string FirmOf(const std::string& client) { return client.substr(0, 4); }
+
+} // namespace quindal

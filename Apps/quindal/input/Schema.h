@@ -1,0 +1,77 @@
+// Schema: what may stand in the files that people write, said once. The readers, their messages, the help of the
+// command line and docs/input-files.md all come from these rules.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "Words.h"
+
+namespace quindal {
+
+/// Kinds of rows of a file, as bits: the levels of accounts.csv. Other files have one kind.
+enum RowKinds : unsigned
+{
+    AccountRows = 1U << AccountLevelSettlementAccount,
+    FirmRows = 1U << AccountLevelFirm,
+    ClientRows = 1U << AccountLevelClient,
+    RatioRows = 1U << AccountLevelRatio,
+    AllRows = ~0U,
+};
+
+enum class CellKind
+{
+    Text,
+    OneOf, // one of the rule's words
+    Whole, // number without a fraction
+    Number,
+};
+
+/// What a column means in rows of some kinds.
+struct ColumnRule
+{
+    std::string_view column;
+    unsigned rows = AllRows;
+    CellKind kind = CellKind::Text;
+    std::string_view unit = {};
+    bool isRequired = false;
+    std::string_view fallback = {};   ///< What an empty cell is read as.
+    std::string_view emptyMeans = {}; ///< What an empty cell means, where the fallback does not say it.
+    double least = 0.0;               ///< Of a number; of a text the least number of characters.
+    double most = 0.0;                ///< Likewise; a text with 0 is of any length.
+    std::string_view exception = {};  ///< A value beside the range.
+    int decimals = -1;                ///< Digits behind the point that count; more are refused. -1: all count.
+    std::span<const Word> words = {};
+    std::string_view meaning = {};
+    bool isSecret = false; ///< No message shows its cells.
+};
+
+struct Schema
+{
+    std::string_view file; ///< Usual name: "accounts.csv".
+    std::string_view purpose;
+    std::span<const ColumnRule> rules;
+
+    /// The rule of a column in rows of one kind; null when they have none.
+    [[nodiscard]] const ColumnRule* Find(std::string_view column, unsigned rows) const;
+    [[nodiscard]] bool HasColumn(std::string_view column) const;
+    /// The columns in their order, each once: "level,code,parent".
+    [[nodiscard]] std::string Columns() const;
+};
+
+extern const Schema AccountsSchema;
+extern const Schema PositionsSchema;
+extern const Schema OrdersSchema;
+extern const Schema UsersSchema;
+
+/// "netting, half_netting".
+[[nodiscard]] std::string Listed(std::span<const Word> words);
+/// "from 0 to 1, or -1"; empty where any value goes.
+[[nodiscard]] std::string RangeText(const ColumnRule& rule);
+
+/// All rules as Markdown, for the reference page.
+[[nodiscard]] std::string InputFilesReference();
+
+} // namespace quindal
