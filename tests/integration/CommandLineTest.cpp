@@ -89,16 +89,34 @@ TEST_F(CommandErrors, TheGoodFilesOfTheseTestsAreGood)
     EXPECT_THAT(finished.out, HasSubstr("AA01001"));
 }
 
+/// A file of rows, and what is said of it behind its name.
+struct BadFile
+{
+    const char* name;
+    std::string content;
+    const char* problem;
+};
+
+class RefusedRows : public CommandErrors
+{
+protected:
+    template <class Run>
+    void ExpectNamed(const BadFile& bad, const Run& run)
+    {
+        SCOPED_TRACE(bad.name);
+        const std::string file = Write(std::string(bad.name) + ".csv", bad.content);
+        const Finished finished = run(file);
+        ExpectRefusal(finished);
+        EXPECT_EQ(finished.status, 1);
+        EXPECT_THAT(finished.errors, HasSubstr("quindal: " + file + bad.problem));
+    }
+};
+
 // What was once taken, and made a figure of: each with exit status 0.
-TEST_F(CommandErrors, NoPositionBecomesAWrongMarginInSilence)
+TEST_F(RefusedRows, NoPositionBecomesAWrongMarginInSilence)
 {
     const std::string header = "level,code,instrument,quantity,price\n";
-    const struct
-    {
-        const char* name;
-        std::string content;
-        const char* problem;
-    } cases[] = {
+    const BadFile cases[] = {
         {"nan", header + "client,AA01001,INDX-12.26,1,nan\n", ":2: column \"price\": \"nan\" is not a finite number"},
         {"inf", header + "client,AA01001,INDX-12.26,1,inf\n", ":2: column \"price\": \"inf\" is not a finite number"},
         {"huge", header + "client,AA01001,INDX-12.26,1,1e300\n", ":2: column \"price\": \"1e300\" is out of range"},
@@ -119,26 +137,15 @@ TEST_F(CommandErrors, NoPositionBecomesAWrongMarginInSilence)
         {"ignored", header + "firm,AA01,INDX-12.26,1,\n",
          ":2: column \"code\": \"AA01\" is not under the netting rule"},
     };
-    for (const auto& [name, content, problem] : cases) {
-        SCOPED_TRACE(name);
-        const std::string file = Write(std::string(name) + ".csv", content);
-        const Finished finished = RunWith(accounts, file);
-        ExpectRefusal(finished);
-        EXPECT_EQ(finished.status, 1);
-        EXPECT_THAT(finished.errors, HasSubstr("quindal: " + file + problem));
-    }
+    for (const BadFile& bad : cases)
+        ExpectNamed(bad, [&](const std::string& file) { return RunWith(accounts, file); });
 }
 
-TEST_F(CommandErrors, NoAccountBecomesAWrongMarginInSilence)
+TEST_F(RefusedRows, NoAccountBecomesAWrongMarginInSilence)
 {
     const std::string good = "firm,AA01,,,\nclient,AA01001,,,\n";
     const std::string header = "level,code,parent,go_ratio,exp_weight\n" + good;
-    const struct
-    {
-        const char* name;
-        std::string content;
-        const char* problem;
-    } cases[] = {
+    const BadFile cases[] = {
         {"ratio", header + "client,AA01002,,-1.5,\n",
          ":4: column \"go_ratio\": \"-1.5\" is out of range: from 0 to 10"},
         {"parent", header + "account,HOUSE,,,\nfirm,AA02,HOUES,,\n",
@@ -153,17 +160,11 @@ TEST_F(CommandErrors, NoAccountBecomesAWrongMarginInSilence)
         {"length", header + "firm,AA1,,,\n", ":4: column \"code\": \"AA1\" is not of 4 characters"},
         {"twice", header + "client,AA01001,,,\n", ":4: column \"code\": \"AA01001\" stands twice, first in line 3"},
     };
-    for (const auto& [name, content, problem] : cases) {
-        SCOPED_TRACE(name);
-        const std::string file = Write(std::string(name) + ".csv", content);
-        const Finished finished = RunWith(file, positions);
-        ExpectRefusal(finished);
-        EXPECT_EQ(finished.status, 1);
-        EXPECT_THAT(finished.errors, HasSubstr("quindal: " + file + problem));
-    }
+    for (const BadFile& bad : cases)
+        ExpectNamed(bad, [&](const std::string& file) { return RunWith(file, positions); });
 }
 
-TEST_F(CommandErrors, AreToldAllAtOnce)
+TEST_F(RefusedRows, AreToldAllAtOnce)
 {
     const std::string badAccounts = Write("a.csv", "level,code,go_ratio\nfirm,AA01,\nclient,AA01001,x\n");
     const std::string badPositions =

@@ -520,6 +520,17 @@ TEST_F(ExplainErrors, AnUnknownClientIsNamed)
     }
 }
 
+// Rows of others do not enter into the explanation; what is wrong with them is said all the same.
+TEST_F(ExplainErrors, RowsOfOtherClientsAreChecked)
+{
+    const std::string rows = ContentOf(Example("positions.csv")) + "client,CL01002,INDX-3.27,many,\n";
+    const Finished finished =
+        RunToEnd(Explain("CL01001", {}, Example("market.xml"), Example("accounts.csv"), Write("rows.csv", rows)));
+    ExpectRefusal(finished);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_THAT(finished.errors, HasSubstr(": column \"quantity\": \"many\" is not a whole number"));
+}
+
 TEST_F(ExplainErrors, AFileThatIsNotThereIsNamed)
 {
     const Finished withoutAccounts =

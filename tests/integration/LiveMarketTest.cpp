@@ -1,5 +1,6 @@
 // A run against a live server: the instruments are known only when they are there.
 #include <string>
+#include <vector>
 
 #include "ServerProcess.h"
 
@@ -17,6 +18,21 @@ std::string ChangedMarket(std::string text, const std::string& from, const std::
 {
     text.replace(text.find(from), from.size(), to);
     return text;
+}
+
+// USER02 may register one client: its explanation needs no other.
+TEST_F(LiveMarket, AnExplanationLoadsTheRowsOfItsClientOnly)
+{
+    Start();
+    const std::vector<std::string> explain{
+        QUINDAL_COMMAND,         "explain", "--client", "CL01001", "--accounts", Example("accounts.csv"), "--positions",
+        Example("positions.csv")};
+    std::vector<std::string> alone = explain;
+    alone.insert(alone.end(), {"--instruments", market});
+    const Finished finished = As("USER02", "other", explain);
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    EXPECT_THAT(finished.out, testing::Not(IsEmpty()));
+    EXPECT_EQ(finished.out, RunToEnd(alone).out);
 }
 
 TEST_F(LiveMarket, WhatTheLibraryCorrectsOfALiveServersInstrumentsIsToldToo)

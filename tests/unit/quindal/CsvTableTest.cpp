@@ -12,7 +12,7 @@ using namespace quindal::test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-CsvTable Good(const std::string& text)
+CsvTable GoodTable(const std::string& text)
 {
     Problems problems;
     CsvTable table = ReadCsv(File(text), problems);
@@ -41,7 +41,7 @@ TEST(CsvTable, IsTheSameWhateverProgramWroteIt)
     };
     for (const char* const text : texts) {
         SCOPED_TRACE(text);
-        const CsvTable table = Good(text);
+        const CsvTable table = GoodTable(text);
         EXPECT_THAT(table.header.cells, ElementsAre("level", "code", "price"));
         ASSERT_EQ(table.rows.size(), 1U);
         EXPECT_THAT(table.rows[0].cells, ElementsAre("client", "AA01001", "1.5"));
@@ -50,7 +50,7 @@ TEST(CsvTable, IsTheSameWhateverProgramWroteIt)
 
 TEST(CsvTable, KnowsTheLineThatEachRowBeginsOn)
 {
-    const CsvTable table = Good("# one\n\nlevel,code\nfirm,\"a\nb\"\n\n# x\n,,\nfirm,AA02\n");
+    const CsvTable table = GoodTable("# one\n\nlevel,code\nfirm,\"a\nb\"\n\n# x\n,,\nfirm,AA02\n");
     EXPECT_EQ(table.header.line, 3U);
     ASSERT_EQ(table.rows.size(), 2U);
     EXPECT_EQ(table.rows[0].line, 4U);
@@ -60,7 +60,8 @@ TEST(CsvTable, KnowsTheLineThatEachRowBeginsOn)
 
 TEST(CsvTable, PassesOverCommentsWhateverStandsInThem)
 {
-    const CsvTable table = Good("a,b\n# it's a \"quoted word\n  # \"\n1,2\n\"# no comment\",3\n\"x\n# nor this\",4\n");
+    const CsvTable table =
+        GoodTable("a,b\n# it's a \"quoted word\n  # \"\n1,2\n\"# no comment\",3\n\"x\n# nor this\",4\n");
     ASSERT_EQ(table.rows.size(), 3U);
     EXPECT_THAT(table.rows[0].cells, ElementsAre("1", "2"));
     EXPECT_THAT(table.rows[1].cells, ElementsAre("# no comment", "3"));
@@ -69,7 +70,7 @@ TEST(CsvTable, PassesOverCommentsWhateverStandsInThem)
 
 TEST(CsvTable, KeepsWhatIsQuoted)
 {
-    const CsvTable table = Good("a;b\n\"1;2\";\"say \"\"no\"\"\"\n");
+    const CsvTable table = GoodTable("a;b\n\"1;2\";\"say \"\"no\"\"\"\n");
     ASSERT_EQ(table.rows.size(), 1U);
     EXPECT_THAT(table.rows[0].cells, ElementsAre("1;2", "say \"no\""));
 }

@@ -20,26 +20,16 @@ inline std::vector<std::string> TextsOf(const Problems& problems)
 }
 
 /// The rows of a good file: a problem in it throws.
-inline Rows<AccountRow> Accounts(const std::string& text)
+template <class Row>
+Rows<Row> Good(const InputFile& file, Rows<Row> (*read)(const InputFile& file, Problems& problems))
 {
     Problems problems;
-    Rows<AccountRow> rows = ReadAccounts(File(text, "accounts.csv"), problems);
+    Rows<Row> rows = read(file, problems);
     problems.ThrowIfAny();
     return rows;
 }
-inline Rows<PositionRow> Positions(const std::string& text)
-{
-    Problems problems;
-    Rows<PositionRow> rows = ReadPositions(File(text, "positions.csv"), problems);
-    problems.ThrowIfAny();
-    return rows;
-}
-inline Rows<OrderRow> Orders(const std::string& text)
-{
-    Problems problems;
-    Rows<OrderRow> rows = ReadOrders(File(text, "orders.csv"), problems);
-    problems.ThrowIfAny();
-    return rows;
-}
+inline Rows<AccountRow> Accounts(const std::string& text) { return Good(File(text, "accounts.csv"), ReadAccounts); }
+inline Rows<PositionRow> Positions(const std::string& text) { return Good(File(text, "positions.csv"), ReadPositions); }
+inline Rows<OrderRow> Orders(const std::string& text) { return Good(File(text, "orders.csv"), ReadOrders); }
 
 } // namespace quindal::test
