@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
     g++ cmake ninja-build pkg-config git ca-certificates
-    libboost-dev libsnappy-dev libsparsehash-dev libhwy-dev
+    libboost-dev libpugixml-dev libsnappy-dev libsparsehash-dev libhwy-dev
     libnats-dev nats-server libspdlog-dev libsimpleini-dev
     libcli11-dev libcsv-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev

@@ -237,8 +237,9 @@ QUINDAL_API const char* GetErrorCodeDescription(int32_t errorCode);
  *   IniFile    path of the ini file; null or empty: the default ini file that the process has opened
  *   username, password  of the exchange's account; the password is not logged
  * The ini file: section [QuindalIM::mq] with port (of the router on this machine) and timeout (of a request, ms), both
- * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply), optional; the sections
- * [QuindalIM::log] and [QuindalIM::xplog] open the library's own log and the trace log when they are there.
+ * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply) and maxReplyBytes
+ * (most bytes of a reply's text, where 268435456 are too few), both optional; the sections [QuindalIM::log] and
+ * [QuindalIM::xplog] open the library's own log and the trace log when they are there.
  * The ini file and the logs come first; a null username or password is told after them.
  * 94809 it is started already; 94814 to 94817 start, connection, login or user information failed; 94822 no port; 94823
  * no time-out; 94824 the user may register no clients; a code of the platform when the ini file or a log does not open.
