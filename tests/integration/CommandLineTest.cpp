@@ -223,7 +223,24 @@ TEST_F(CommandErrors, AMarketThatIsNoMarketIsNamed)
     const std::string cut = Write("cut.xml", "<root>\n<Currency IndicatorID=\"1\" Radius=\"0\"/>\n");
     const Finished ofCut = RunToEnd(Margin({"--instruments", cut}, accounts, positions));
     ExpectRefusal(ofCut);
-    EXPECT_THAT(ofCut.errors, HasSubstr(cut + ":"));
+    EXPECT_THAT(ofCut.errors, HasSubstr(cut + ":2: ")) << "where the text ends without the root's end";
+    const std::pair<const char*, int> broken[] = {{"<root>\n\n<a></b></root>", 3},
+                                                  {"<root>\n<Currency Radius=\"&no;\"/></root>", 2},
+                                                  {"<root/>\n<root/>", 2},
+                                                  {"<root>\n</root>\n text", 3}};
+    for (const auto& [market, line] : broken) {
+        const std::string file = Write("broken.xml", market);
+        const Finished finished = RunToEnd(Margin({"--instruments", file}, accounts, positions));
+        ExpectRefusal(finished);
+        EXPECT_THAT(finished.errors, HasSubstr(file + ":" + std::to_string(line) + ": ")) << market;
+    }
+    std::string deep;
+    for (int level = 0; level < 60'000; ++level)
+        deep += "<a>";
+    const std::string file = Write("deep.xml", deep);
+    const Finished ofDeep = RunToEnd(Margin({"--instruments", file}, accounts, positions));
+    ExpectRefusal(ofDeep);
+    EXPECT_THAT(ofDeep.errors, HasSubstr(file + ":1: "));
     const std::string incomplete = Write("incomplete.xml", "<root><Currency IndicatorID=\"1\"/></root>");
     const Finished ofIncomplete = RunToEnd(Margin({"--instruments", incomplete}, accounts, positions));
     ExpectRefusal(ofIncomplete);

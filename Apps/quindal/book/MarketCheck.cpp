@@ -12,7 +12,6 @@
 #include <strings.h>
 #include <vector>
 
-#include <boost/property_tree/ptree.hpp>
 #include <pugixml.hpp>
 
 #include "CalcGOEx.h"
@@ -24,13 +23,12 @@
 #include "QuindalIM.h"
 #include "Suggestion.h"
 #include "TablesData.h"
+#include "XmlDocument.h"
 #include "except.h"
 
 namespace quindal {
 
 namespace {
-
-using boost::property_tree::ptree;
 
 constexpr std::array<std::string_view, 7> Tags{"CommonParameters", "Currency", "BaseContract", "Futures",
                                                "VirtFutures",      "Option",   "Multileg"};
@@ -83,15 +81,12 @@ std::vector<std::string> CellsOf(const std::string& row)
     return cells;
 }
 
-/// The element as the library reads it.
-ptree AttributesOf(const pugi::xml_node& element)
+/// Another element of the same name and attributes, which are all that the library reads of one.
+void AppendAttributesOf(const pugi::xml_node& element, pugi::xml_node parent)
 {
-    ptree attributes;
+    pugi::xml_node copy = parent.append_child(element.name());
     for (const pugi::xml_attribute& attribute : element.attributes())
-        attributes.push_back({attribute.name(), ptree(attribute.value())});
-    ptree copy;
-    copy.push_back({"<xmlattr>", attributes});
-    return copy;
+        copy.append_copy(attribute);
 }
 
 class MarketReader
@@ -99,28 +94,31 @@ class MarketReader
 public:
     MarketReader(const InputFile& file, RunLog& log, Problems& problems, Warnings& warnings)
         : m_file(file), m_log(log), m_problems(problems), m_warnings(warnings)
-    {}
+    {
+        m_spreads.append_child("root");
+    }
 
     MarketContents Read()
     {
-        const pugi::xml_parse_result result =
-            m_document.load_buffer(m_file.text.data(), m_file.text.size(), pugi::parse_escapes, pugi::encoding_utf8);
-        if (!result) {
-            Refuse(LineAt(result.offset), result.description());
-            return m_contents;
-        }
-        const pugi::xml_node root = m_document.child("root");
-        if (!root) {
+        try {
+            const QuindalIM::XmlDocument document(m_file.text);
+            TakeAll(document.Root("root"));
+        } catch (const QuindalIM::XmlError& error) {
+            Refuse(error.Line(), error.Reason());
+        } catch (const QuindalIM::NoSuchNode&) {
             Refuse(0, "has no element \"root\"");
-            return m_contents;
         }
-        for (const pugi::xml_node& element : root.children())
-            if (element.type() == pugi::node_element) Take(element);
-        InsertSpreads();
         return m_contents;
     }
 
 private:
+    void TakeAll(const pugi::xml_node& root)
+    {
+        for (const pugi::xml_node& element : root.children())
+            if (element.type() == pugi::node_element) Take(element);
+        InsertSpreads();
+    }
+
     // Offsets grow from element to element: each text is walked once.
     std::size_t LineAt(std::ptrdiff_t offset)
     {
@@ -152,13 +150,14 @@ private:
         if (!IsKnown(element, line)) return;
         if (!HasFiniteNumbers(element, line) || IsBelowARefusedOne(element)) return Leave(element);
         if (IsTag(element, "Multileg")) {
-            m_spreads.push_back({element.name(), AttributesOf(element)});
+            AppendAttributesOf(element, m_spreads.document_element());
             ++m_legs[element.attribute("Isin").value()];
             if (m_spreadLine == 0) m_spreadLine = line;
             return;
         }
-        ptree root;
-        root.push_back({element.name(), AttributesOf(element)});
+        pugi::xml_document alone;
+        const pugi::xml_node root = alone.append_child("root");
+        AppendAttributesOf(element, root);
         if (Insert(root, NameOf(element), line))
             Count(element);
         else
@@ -205,7 +204,7 @@ private:
     }
 
     /// Gives elements to the library. What it logs about those that it takes is corrections.
-    bool Insert(const ptree& root, const std::string& name, std::size_t line)
+    bool Insert(const pugi::xml_node& root, const std::string& name, std::size_t line)
     {
         std::string reason;
         try {
@@ -247,8 +246,8 @@ private:
     // would be blamed for it.
     void InsertSpreads()
     {
-        if (m_spreads.empty() || !m_contents.isWhole) return;
-        Insert(m_spreads, "Multileg", m_spreadLine);
+        if (m_legs.empty() || !m_contents.isWhole) return;
+        Insert(m_spreads.document_element(), "Multileg", m_spreadLine);
         m_calculator.SetOnFirstMultileg();
         for (std::string code; m_calculator.GetNextMultileg(code) == 0; ++m_contents.calendarSpreads)
             m_contents.codes.Add(code, InstrumentKind::CalendarSpread);
@@ -262,14 +261,13 @@ private:
     RunLog& m_log;
     Problems& m_problems;
     Warnings& m_warnings;
-    pugi::xml_document m_document;
     ParticipantRepository m_participants;
     kv7im::InstrumentsRepository m_instruments;
     pos::PositionCalculatorInstruments m_accounting;
     QuindalIM::CCalcGOEx m_calculator{m_participants, m_instruments, m_accounting};
     MarketContents m_contents;
     std::set<std::string, std::less<>> m_refused; // codes of elements that did not go in
-    ptree m_spreads;
+    pugi::xml_document m_spreads;                 // their rows, in a root of their own
     std::size_t m_spreadLine = 0;
     std::map<std::string, int> m_legs; // rows of each spread
     std::size_t m_line = 1;

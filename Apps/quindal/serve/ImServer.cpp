@@ -18,12 +18,16 @@
 
 #include "Errors.h"
 #include "UtcText.h"
+#include "XmlDocument.h"
 
 namespace quindal {
 
 namespace {
 
 using boost::property_tree::ptree;
+using QuindalIM::NoSuchNode;
+using QuindalIM::XmlDocument;
+using QuindalIM::XmlError;
 
 // Message types of the exchange.
 constexpr std::uint32_t PingRequest = 105;
@@ -39,8 +43,8 @@ constexpr std::uint32_t BufferTooLarge = 8;
 constexpr std::uint32_t NotSupported = 16;
 constexpr std::uint32_t SystemRequestFailed = 2;
 
-/// No request of a client comes near it; what is longer is not looked at.
-constexpr int LargestRequest = 64 * 1024;
+/// Bytes of a request's body. No request of a client comes near it; what is longer is not looked at.
+constexpr std::size_t LargestRequest = 64U << 10;
 
 constexpr std::string_view Discovery = "$SRV.INFO.";
 constexpr std::string_view Health = "$SRV.PING.";
@@ -97,6 +101,35 @@ std::optional<std::uint32_t> UInt32Property(natsMsg* message, const char* name)
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
     if (error != std::errc{} || end != digits.data() + digits.size() || digits.size() > 10) return std::nullopt;
     return value;
+}
+
+std::string_view BodyOf(natsMsg* message)
+{
+    return {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))};
+}
+
+/// The market does not depend on what the document of a request asks for, but it must be one.
+bool IsDocumentOrNothing(std::string_view body)
+{
+    try {
+        if (!body.empty()) static_cast<void>(XmlDocument(body));
+        return true;
+    } catch (const XmlError&) {
+        return false;
+    }
+}
+
+/// Who a request for user information asks about; nothing when its document does not say.
+std::optional<std::string> UserName(std::string_view body)
+{
+    try {
+        const XmlDocument document(body);
+        const pugi::xml_attribute name = document.Root("root").child("RequestUserInfo").attribute("username");
+        return name ? std::optional<std::string>(name.value()) : std::nullopt;
+    } catch (const XmlError&) {
+    } catch (const NoSuchNode&) {
+    }
+    return std::nullopt;
 }
 
 std::string WriteXml(const ptree& document)
@@ -157,12 +190,11 @@ InstrumentsDocument::InstrumentsDocument(const std::filesystem::path& file)
         throw InputError(file.string() + ": cannot be read");
     plain = text.str();
     try {
-        std::istringstream document(plain);
-        ptree tree;
-        boost::property_tree::read_xml(document, tree);
-        if (!tree.get_child_optional("root")) throw InputError(file.string() + ": has no element \"root\"");
-    } catch (const boost::property_tree::xml_parser_error& error) {
-        throw InputError(file.string() + ":" + std::to_string(error.line()) + ": " + error.message());
+        static_cast<void>(XmlDocument(plain).Root("root"));
+    } catch (const XmlError& error) {
+        throw InputError(file.string() + ":" + std::to_string(error.Line()) + ": " + error.Reason());
+    } catch (const NoSuchNode&) {
+        throw InputError(file.string() + ": has no element \"root\"");
     }
     snappy::Compress(plain.data(), plain.size(), &compressed);
 }
@@ -327,7 +359,7 @@ void ImServer::Report(const char* replyTo, std::string_view request, const Reply
 // What is too large for the router is replaced by the message that it is.
 ImServer::Reply ImServer::Answer(natsConnection* connection, natsMsg* request, std::optional<std::uint32_t> type) const
 {
-    if (!type || natsMsg_GetDataLength(request) > LargestRequest) return Reply::Failure(WrongArguments);
+    if (!type || BodyOf(request).size() > LargestRequest) return Reply::Failure(WrongArguments);
     Reply reply = AnswerOfType(request, *type);
     constexpr std::size_t headerRoom = 4096;
     const auto limit = static_cast<std::size_t>(natsConnection_GetMaxPayload(connection));
@@ -361,7 +393,7 @@ ImServer::Reply ImServer::AnswerPing(natsMsg* request) const
 ImServer::Reply ImServer::AnswerInstruments(natsMsg* request) const
 {
     const std::optional<std::uint32_t> support = UInt32Property(request, "snappy_support");
-    if (!support) return Reply::Failure(WrongArguments);
+    if (!support || !IsDocumentOrNothing(BodyOf(request))) return Reply::Failure(WrongArguments);
     Reply reply;
     reply.type = InstrumentsReply;
     reply.document = m_instruments.load();
@@ -380,21 +412,13 @@ ImServer::Reply ImServer::AnswerInstruments(natsMsg* request) const
 
 ImServer::Reply ImServer::AnswerUserInfo(natsMsg* request) const
 {
-    std::string user;
-    try {
-        std::istringstream body(
-            std::string(natsMsg_GetData(request), static_cast<std::size_t>(natsMsg_GetDataLength(request))));
-        ptree document;
-        boost::property_tree::read_xml(body, document);
-        user = document.get<std::string>("root.RequestUserInfo.<xmlattr>.username");
-    } catch (const boost::property_tree::ptree_error&) {
-        return Reply::Failure(WrongArguments);
-    }
+    const std::optional<std::string> user = UserName(BodyOf(request));
+    if (!user) return Reply::Failure(WrongArguments);
 
     // A user that nobody entered gets an answer without the element: the client then knows that it is not registered.
     ptree answer;
     ptree& root = answer.put("root", "");
-    if (const auto found = m_users.find(user); found != m_users.end()) {
+    if (const auto found = m_users.find(*user); found != m_users.end()) {
         root.put("Clients.<xmlattr>.part_count", found->second.partCount);
         root.put("Clients.<xmlattr>.login_type", found->second.loginType);
     }

@@ -244,9 +244,9 @@ QUINDAL_API const char* GetErrorCodeDescription(int32_t errorCode);
  *   username, password  of the exchange's account; the password is not logged
  * The ini file: section [QuindalIM::mq] with port (of the router on this machine) and timeout (of a request, ms), both
  * required; [QuindalIM::options] with xmlPath (file that takes a copy of each instrument reply) and maxReplyBytes
- * (longest text of a reply, 268435456 without it), both optional; the sections [QuindalIM::log] and [QuindalIM::xplog]
- * open the library's own log and the trace log when they are there. Logs and copies are regular files, made with mode
- * 0640 less the umask.
+ * (most bytes of a reply's text, where 268435456 are too few), both optional; the sections [QuindalIM::log] and
+ * [QuindalIM::xplog] open the library's own log and the trace log when they are there. Logs and copies are regular
+ * files, made with mode 0640 less the umask.
  * The ini file and the logs come first; a null username or password is told after them.
  * 94809 it is started already; 94814 to 94817 start, connection, login or user information failed; 94822 no port; 94823
  * no time-out; 94824 the user may register no clients; a code of the platform when the ini file or a log does not open.
@@ -544,10 +544,10 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  * of 0 while it is idle: that asks too, and changes nothing.
  *   Code, accountHierarchy     whose position: of a client, a firm or a settlement account
  *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
- *   Quantity                   contracts, short below 0; the whole position, not a change. Not checked either
+ *   Quantity                   contracts, short below 0; the whole position, not a change. Not checked, see WAPrice
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
- *                              CalcOptPrice of the option. Not checked: one that is no number, infinite or
- *                              of a size like 1e300 (as a Quantity like 2^63-1) spoils the book, and the right position
+ *                              CalcOptPrice of the option. Not checked: one that is no number, infinite or of a size
+ *                              like 1e300 (as a Quantity like 2^63-1) spoils the book, and the right position
  *                              afterwards does not mend it. ClearParts and everybody anew brings all figures back; for
  *                              the client's alone the right SetPosition, then ChangePart with the other NoFutDiscount
  *                              and ChangePart with the client's own parameters are enough

@@ -13,12 +13,12 @@
 #include <unordered_map>
 #include <vector>
 
-#include <boost/property_tree/ptree_fwd.hpp>
+#include <pugixml.hpp>
 
 namespace QuindalIM {
 
-/// Text of an attribute of the element. Throws the property tree's exception when there is none.
-[[nodiscard]] std::string GetAttr(const boost::property_tree::ptree& element, const char* name);
+/// Text of an attribute of the element, of the first one of this very name. Throws NoSuchNode when there is none.
+[[nodiscard]] std::string GetAttr(pugi::xml_node element, const char* name);
 
 /// The whole text as a number, in the form of the C locale whatever the locale of the process. Blanks in front are
 /// passed over. Text that is no number, or anything behind the number: CZ9Error, Z9ERR_COMMON_WRONG_ARGUMENTS, with the
@@ -41,12 +41,12 @@ public:
     AttributeList(std::initializer_list<const char*> names);
 
     /// One row: the element's attributes in the order of the list.
-    [[nodiscard]] std::string GetAttributeList(const boost::property_tree::ptree& element) const;
+    [[nodiscard]] std::string GetAttributeList(pugi::xml_node element) const;
     /// The header row.
     [[nodiscard]] std::string GetAttributeListName() const;
     [[nodiscard]] std::size_t GetSize() const noexcept { return m_names.size(); }
     /// Text of one attribute, empty when the element does not have it.
-    [[nodiscard]] static std::string GetAttribute(const boost::property_tree::ptree& element, const std::string& name);
+    [[nodiscard]] static std::string GetAttribute(pugi::xml_node element, const std::string& name);
 
 private:
     std::vector<std::string> m_names;
@@ -77,11 +77,11 @@ public:
     Dictionary();
 
     void AddCommonParameters(const std::string& row);
-    void AddCurrency(const boost::property_tree::ptree& element);
-    void AddBaseContract(const boost::property_tree::ptree& element);
-    void AddFutures(const boost::property_tree::ptree& element);
-    void AddOptionSeries(const boost::property_tree::ptree& element);
-    void AddOption(const boost::property_tree::ptree& element);
+    void AddCurrency(pugi::xml_node element);
+    void AddBaseContract(pugi::xml_node element);
+    void AddFutures(pugi::xml_node element);
+    void AddOptionSeries(pugi::xml_node element);
+    void AddOption(pugi::xml_node element);
     void AddMultileg(const std::string& row);
 
     /// As Table::GetNextRow.

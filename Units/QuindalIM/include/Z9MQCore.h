@@ -9,12 +9,14 @@
 // Threads:      none of its own; one caller at a time.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "CalcGOConsts.h"
 #include "Z9MQ.h"
 #include "kv7errors.h"
 
@@ -97,6 +99,9 @@ public:
     /// Starts the queue and makes a connection handle. timeout: of every request; xmlPath: file that takes a copy of
     /// the last instrument reply, empty for none.
     [[nodiscard]] bool Startup(std::uint16_t port, std::uint32_t timeout, const std::string& xmlPath);
+    /// Most bytes that the text of a reply may have, unpacked. A longer one is not taken: a block of some megabytes may
+    /// unpack to a thousand times as much.
+    void SetMaxReplyBytes(std::size_t bytes) noexcept { m_maxReplyBytes = bytes; }
     /// Logs out, disconnects and drops the connection handle. Harmless without one.
     void Cleanup();
 
@@ -132,7 +137,7 @@ public:
 
     /// Reads the user-information document. Z9ERR_OK, Z9ERR_QUINDAL_IM_NOT_FOUND without a "Clients" element,
     /// Z9ERR_QUINDAL_IM_LOGIN_ERROR for a user of another kind of login. Throws on a malformed document.
-    [[nodiscard]] Z9ERR ParseUserInfoReply(const char* text);
+    [[nodiscard]] Z9ERR ParseUserInfoReply(std::string_view text);
 
     std::int32_t m_part_count = -1; // clients that the user may register, -1 before the server said
 
@@ -161,10 +166,12 @@ private:
     /// The document of the reply: its body, or the body unpacked into `unpacked`, which must outlive the text.
     [[nodiscard]] bool ReadInstruments(const Z9AutoMessage& reply, std::unique_ptr<char[]>& unpacked,
                                        std::string_view& document);
+    [[nodiscard]] bool IsWithinReplyLimit(std::size_t size); ///< Otherwise the last error is set.
     void SaveXmlCopy(std::string_view document) const;
 
     bool m_startup = false; // the queue was started
     std::string m_xmlPath;
+    std::size_t m_maxReplyBytes = DefaultMaxReplyBytes;
     std::uint16_t m_port = 0;
     std::uint32_t m_timeout = 0; // ms
     std::string m_to;            // address of the margin server

@@ -71,8 +71,9 @@ double CCalcGOEx::GetCommonParams() const { return instrumentsRepository_.GetEdg
 
 Z9ERR CCalcGOEx::InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius)
 {
+    std::list<std::int32_t> entry{CurrencyId}; // made first: once the repository has the currency, nothing can fail
     const Z9ERR result = instrumentsRepository_.InsertCurrency(CurrencyId, CurvatureRadius);
-    if (result == Z9ERR_OK) m_currencyIndex.push_back(CurrencyId);
+    if (result == Z9ERR_OK) m_currencyIndex.splice(m_currencyIndex.end(), entry);
     return result;
 }
 

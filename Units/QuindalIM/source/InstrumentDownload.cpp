@@ -1,16 +1,15 @@
 // The download: one request, one reply with the whole instrument dictionary, and the calculator filled from it.
 #include <exception>
-#include <fstream>
 #include <memory>
 
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 #include <snappy.h>
 
 #include "CalcGOConsts.h"
 #include "CalcGOEx.h"
 #include "InstrumentElements.h"
 #include "OnlineTimer.h"
+#include "ReplaceFile.h"
+#include "RequestDocument.h"
 #include "XmlDocument.h"
 #include "Z9MQCore.h"
 #include "except.h"
@@ -18,8 +17,6 @@
 
 namespace QuindalIM {
 
-using boost::property_tree::ptree;
-using boost::property_tree::xml_parser_error;
 using Enums::IMSrvMessageType;
 
 namespace {
@@ -66,11 +63,11 @@ bool Z9MQCore::GetInstrumentParameters(CCalcGOEx& calculator, const char* dateti
         else
             KV7TRACE_INFO_EX(LogCategory, "RequestInstruments without datetime");
 
-        const ptree document = ReadDocument(text);
+        const XmlDocument document(text);
         calculator.ClearAll();
-        InsertInstruments(calculator, document.get_child("root"));
+        InsertInstruments(calculator, document.Root("root"));
         return true;
-    } catch (const xml_parser_error& error) {
+    } catch (const XmlError& error) {
         KV7TRACE_ERROR_EX(LogCategory, "CZ9MQCore::GetInstrumentParameters XMLReader: Exception: - %s", error.what());
         const std::string text = std::string("Could not parse message from server. ") + error.what();
         return Fail(text.c_str(), Z9ERR_NOT_OK);
@@ -107,7 +104,7 @@ bool Z9MQCore::ReadInstruments(const Z9AutoMessage& reply, std::unique_ptr<char[
     const std::string_view body = Body(reply);
     if (SizeProperty(reply, "snappy_support") == 0) { // the server decides, whatever the request announced
         document = body;
-        return true;
+        return IsWithinReplyLimit(body.size());
     }
     const std::uint32_t decompressedSize = SizeProperty(reply, "snappy_decompressedSize");
     const std::uint32_t compressedSize = SizeProperty(reply, "snappy_compressedSize");
@@ -122,7 +119,8 @@ bool Z9MQCore::ReadInstruments(const Z9AutoMessage& reply, std::unique_ptr<char[
                                     decompressedSize, size);
         return Fail("Unexpected uncompressed message size", Z9ERR_COMMON_INTERNAL_ERROR);
     }
-    // Four bytes may claim four gigabytes, so the block is walked through before memory is taken for what it claims.
+    if (!IsWithinReplyLimit(size)) return false;
+    // Five bytes may claim four gigabytes, so the block is walked through before memory is taken for what it claims.
     if (!snappy::IsValidCompressedBuffer(body.data(), body.size()))
         return Fail("Could not process message from server", Z9ERR_COMMON_INTERNAL_ERROR);
     unpacked = std::make_unique_for_overwrite<char[]>(size);
@@ -132,13 +130,15 @@ bool Z9MQCore::ReadInstruments(const Z9AutoMessage& reply, std::unique_ptr<char[
     return true;
 }
 
+bool Z9MQCore::IsWithinReplyLimit(std::size_t size)
+{
+    return size <= m_maxReplyBytes || Fail("Could not process message from server", Z9ERR_COMMON_INTERNAL_ERROR);
+}
+
 /// For inspection only: nothing reads the file back, and a download does not fail for want of it.
 void Z9MQCore::SaveXmlCopy(std::string_view document) const
 {
-    std::ofstream file(m_xmlPath, std::ios::binary | std::ios::trunc);
-    file.write(document.data(), static_cast<std::streamsize>(document.size()));
-    file.close();
-    if (!file)
+    if (!ReplaceFile(m_xmlPath, document))
         KV7TRACE_WARNING_EX(LogCategory, "CZ9MQCore::GetInstrumentParameters: the reply could not be copied to %s",
                             m_xmlPath.c_str());
 }

@@ -6,7 +6,6 @@
 #include <string>
 
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/property_tree/ptree.hpp>
 
 #include "CalcGOConsts.h"
 #include "CalcGOEx.h"
@@ -19,7 +18,6 @@
 
 namespace QuindalIM {
 
-using boost::property_tree::ptree;
 using kv7base::CZ9Error;
 
 namespace {
@@ -31,13 +29,13 @@ namespace {
 // or malformed is the one that the failure names.
 
 template <class T>
-[[nodiscard]] T Number(const ptree& element, const char* name)
+[[nodiscard]] T Number(pugi::xml_node element, const char* name)
 {
     return FromString<T>(GetAttr(element, name));
 }
 
 /// A code that has no room in a record is refused: cut off, it might name another instrument.
-void ReadCode(const ptree& element, const char* name, t_instr& field)
+void ReadCode(pugi::xml_node element, const char* name, t_instr& field)
 {
     const std::string code = GetAttr(element, name);
     if (!SetInstr(field, code))
@@ -45,14 +43,14 @@ void ReadCode(const ptree& element, const char* name, t_instr& field)
             .Fmt("CZ9MQCore::GetInstrumentParameters::%s is too long: %s", name, code.c_str());
 }
 
-[[nodiscard]] std::string ReadCode(const ptree& element, const char* name)
+[[nodiscard]] std::string ReadCode(pugi::xml_node element, const char* name)
 {
     t_instr field = {};
     ReadCode(element, name, field);
     return field;
 }
 
-[[nodiscard]] Z9TIME ReadTime(const ptree& element, const char* name)
+[[nodiscard]] Z9TIME ReadTime(pugi::xml_node element, const char* name)
 {
     const std::string text = GetAttr(element, name);
     Z9TIME time = {};
@@ -63,7 +61,7 @@ void ReadCode(const ptree& element, const char* name, t_instr& field)
     return time;
 }
 
-void InsertCommonParameters(CCalcGOEx& calculator, const ptree& element)
+void InsertCommonParameters(CCalcGOEx& calculator, pugi::xml_node element)
 {
     // A server that has no edge coefficient to give sends 0; a quarter is used then, not the repository's default.
     constexpr double EdgeCoeffOfNone = 0.25;
@@ -79,7 +77,7 @@ void InsertCommonParameters(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddCommonParameters(text);
 }
 
-void InsertCurrency(CCalcGOEx& calculator, const ptree& element)
+void InsertCurrency(CCalcGOEx& calculator, pugi::xml_node element)
 {
     SCurrencyStruct record;
     record.IndicatorID = Number<int>(element, "IndicatorID");
@@ -93,7 +91,7 @@ void InsertCurrency(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddCurrency(element);
 }
 
-void ReadMarketRisks(const ptree& element, SBaseContractStruct& record)
+void ReadMarketRisks(pugi::xml_node element, SBaseContractStruct& record)
 {
     record.MarketRisk = Number<double>(element, "MarketRisk");
     record.MarketRisk1 = Number<double>(element, "MarketRisk1");
@@ -112,7 +110,7 @@ void ReadMarketRisks(const ptree& element, SBaseContractStruct& record)
     record.MarketRisk2Exceptional = Number<double>(element, "MarketRisk2Exceptional");
 }
 
-[[nodiscard]] SBaseContractStruct ReadBaseContract(const ptree& element)
+[[nodiscard]] SBaseContractStruct ReadBaseContract(pugi::xml_node element)
 {
     SBaseContractStruct record;
     ReadCode(element, "Code", record.Code);
@@ -133,7 +131,7 @@ void ReadMarketRisks(const ptree& element, SBaseContractStruct& record)
     return record;
 }
 
-void InsertBaseContract(CCalcGOEx& calculator, const ptree& element)
+void InsertBaseContract(CCalcGOEx& calculator, pugi::xml_node element)
 {
     const SBaseContractStruct record = ReadBaseContract(element);
     const Z9ERR result = calculator.InsertBaseContractEx(
@@ -151,7 +149,7 @@ void InsertBaseContract(CCalcGOEx& calculator, const ptree& element)
 }
 
 /// TASBaseFutCode: the base futures of a trade-at-settlement futures stays a code until the calculator finds its isin.
-[[nodiscard]] SFuturesStruct ReadFutures(const ptree& element, std::string& TASBaseFutCode)
+[[nodiscard]] SFuturesStruct ReadFutures(pugi::xml_node element, std::string& TASBaseFutCode)
 {
     SFuturesStruct record;
     ReadCode(element, "Code", record.Code);
@@ -178,7 +176,7 @@ void InsertBaseContract(CCalcGOEx& calculator, const ptree& element)
     return record;
 }
 
-void InsertFutures(CCalcGOEx& calculator, const ptree& element)
+void InsertFutures(CCalcGOEx& calculator, pugi::xml_node element)
 {
     std::string TASBaseFutCode;
     const SFuturesStruct record = ReadFutures(element, TASBaseFutCode);
@@ -197,7 +195,7 @@ void InsertFutures(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddFutures(element);
 }
 
-void ReadBlackScholesSmile(const ptree& element, kv7im::OptionSeriesParameters& series)
+void ReadBlackScholesSmile(pugi::xml_node element, kv7im::OptionSeriesParameters& series)
 {
     series.A = Number<double>(element, "A_Black");
     series.B = Number<double>(element, "B_Black");
@@ -207,7 +205,7 @@ void ReadBlackScholesSmile(const ptree& element, kv7im::OptionSeriesParameters& 
     series.S = Number<double>(element, "S_Black");
 }
 
-void ReadBachelierSmile(const ptree& element, kv7im::OptionSeriesParameters& series)
+void ReadBachelierSmile(pugi::xml_node element, kv7im::OptionSeriesParameters& series)
 {
     series.A_Bach = Number<double>(element, "A_Bach");
     series.B_Bach = Number<double>(element, "B_Bach");
@@ -218,7 +216,7 @@ void ReadBachelierSmile(const ptree& element, kv7im::OptionSeriesParameters& ser
     series.M_Bach = Number<double>(element, "M_Bach");
 }
 
-void ReadRatesAndDiscounts(const ptree& element, kv7im::OptionSeriesParameters& series)
+void ReadRatesAndDiscounts(pugi::xml_node element, kv7im::OptionSeriesParameters& series)
 {
     series.R = Number<double>(element, "r");
     series.InterestRateRiskUp = Number<double>(element, "InterestRateRiskUp");
@@ -230,7 +228,7 @@ void ReadRatesAndDiscounts(const ptree& element, kv7im::OptionSeriesParameters& 
     series.InterestRate2RiskDown = Number<double>(element, "InterestRate2RiskDown");
 }
 
-[[nodiscard]] kv7im::OptionSeriesParameters ReadOptionSeries(const ptree& element)
+[[nodiscard]] kv7im::OptionSeriesParameters ReadOptionSeries(pugi::xml_node element)
 {
     kv7im::OptionSeriesParameters series;
     series.Code = ReadCode(element, "Code");
@@ -258,7 +256,7 @@ void ReadRatesAndDiscounts(const ptree& element, kv7im::OptionSeriesParameters& 
     return series;
 }
 
-void InsertOptionSeries(CCalcGOEx& calculator, const ptree& element)
+void InsertOptionSeries(CCalcGOEx& calculator, pugi::xml_node element)
 {
     const kv7im::OptionSeriesParameters series = ReadOptionSeries(element);
     const Z9ERR result = calculator.InsertOptionSeries(series);
@@ -268,7 +266,7 @@ void InsertOptionSeries(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddOptionSeries(element);
 }
 
-void InsertOption(CCalcGOEx& calculator, const ptree& element)
+void InsertOption(CCalcGOEx& calculator, pugi::xml_node element)
 {
     const std::string code = ReadCode(element, "Code");
     const std::string codeVF = ReadCode(element, "CodeVF");
@@ -283,7 +281,7 @@ void InsertOption(CCalcGOEx& calculator, const ptree& element)
     calculator.GetTablesData().AddOption(element);
 }
 
-[[nodiscard]] SMultilegDictionaryStruct ReadMultileg(const ptree& element, std::string& codeLeg)
+[[nodiscard]] SMultilegDictionaryStruct ReadMultileg(pugi::xml_node element, std::string& codeLeg)
 {
     SMultilegDictionaryStruct record;
     record.Isin = Number<int>(element, "Isin"); // the server's, as IsinLeg is
@@ -297,7 +295,7 @@ void InsertOption(CCalcGOEx& calculator, const ptree& element)
 
 /// One leg; it waits until all instruments are in. A leg that is no futures of this reply is left out: the others are
 /// of use without it.
-void PreloadMultileg(CCalcGOEx& calculator, const ptree& element)
+void PreloadMultileg(CCalcGOEx& calculator, pugi::xml_node element)
 {
     std::string codeLeg;
     const SMultilegDictionaryStruct record = ReadMultileg(element, codeLeg);
@@ -323,7 +321,7 @@ void InsertMultilegs(CCalcGOEx& calculator)
 struct ElementKind
 {
     const char* tag;
-    void (*insert)(CCalcGOEx& calculator, const ptree& element);
+    void (*insert)(CCalcGOEx& calculator, pugi::xml_node element);
 };
 
 constexpr std::array ElementKinds{
@@ -338,12 +336,12 @@ constexpr std::array ElementKinds{
 
 } // namespace
 
-void InsertInstruments(CCalcGOEx& calculator, const ptree& root)
+void InsertInstruments(CCalcGOEx& calculator, pugi::xml_node root)
 {
     const std::locale& classic = std::locale::classic();
-    for (const auto& [tag, element] : root)
+    for (const pugi::xml_node& element : root.children())
         for (const ElementKind& kind : ElementKinds)
-            if (boost::algorithm::iequals(tag, kind.tag, classic)) kind.insert(calculator, element);
+            if (boost::algorithm::iequals(element.name(), kind.tag, classic)) kind.insert(calculator, element);
     InsertMultilegs(calculator);
 }
 

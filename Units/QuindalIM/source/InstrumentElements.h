@@ -1,7 +1,7 @@
 // InstrumentElements: from the server's instrument document into the calculator, element by element.
 #pragma once
 
-#include <boost/property_tree/ptree_fwd.hpp>
+#include <pugixml.hpp>
 
 namespace QuindalIM {
 
@@ -11,7 +11,7 @@ class CCalcGOEx;
 /// tables as text. Elements of other kinds are passed over. Multilegs go in at the end, when all their legs are there.
 /// What went in before a failure stays.
 /// Throws CZ9Error for a refused insertion or a malformed value, std::out_of_range for a number beyond its type, and
-/// the property tree's exception for a missing attribute.
-void InsertInstruments(CCalcGOEx& calculator, const boost::property_tree::ptree& root);
+/// NoSuchNode for a missing attribute.
+void InsertInstruments(CCalcGOEx& calculator, pugi::xml_node root);
 
 } // namespace QuindalIM

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
+#include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -86,6 +89,20 @@ void OpenLogs(Z9INI_HANDLE handle)
     return value;
 }
 
+/// The limit that the ini file states, where it is a whole number and above the one that holds without it.
+[[nodiscard]] std::size_t ReadMaxReplyBytes(Z9INI_HANDLE handle)
+{
+    std::array<char, 32> text{}; // more than the digits of any size
+    const std::size_t needed =
+        Z9IniCustGetStr(handle, text.data(), text.size(), IniSectionOptions, IniKeyMaxReplyBytes, "");
+    if (needed > text.size()) return DefaultMaxReplyBytes;
+    const std::string_view digits(text.data());
+    std::size_t bytes = 0;
+    const auto [behind, error] = std::from_chars(digits.data(), digits.data() + digits.size(), bytes);
+    const bool isNumber = error == std::errc{} && behind == digits.data() + digits.size();
+    return isNumber ? std::max(bytes, DefaultMaxReplyBytes) : DefaultMaxReplyBytes;
+}
+
 void ReadConfig(Z9INI_HANDLE handle, QuindalImConfig& config)
 {
     config.mqPort = ReadRequired(handle, IniKeyPort, Z9ERR_QUINDAL_IM_WRONG_PORT);
@@ -94,6 +111,7 @@ void ReadConfig(Z9INI_HANDLE handle, QuindalImConfig& config)
     std::array<char, 4097> path{}; // the longest path of the system and its terminating zero
     const std::size_t needed = Z9IniCustGetStr(handle, path.data(), path.size(), IniSectionOptions, IniKeyXmlPath, "");
     config.xmlInstrumentsPath = needed <= path.size() ? path.data() : "";
+    config.maxReplyBytes = ReadMaxReplyBytes(handle);
 }
 
 /// One step of the login has failed: says so, leaves a clean client behind and gives the step's code.
@@ -126,6 +144,7 @@ Z9ERR InitMqCore(const QuindalImConfig& config, const char* username, const char
 {
     KV7TRACE_INFO_EX(LogCategory, "MQ initializing ... port(%d), timeout(%d)", config.mqPort, config.mqTimeout);
     g_mq_core.Cleanup(); // what an earlier try may have left
+    g_mq_core.SetMaxReplyBytes(config.maxReplyBytes);
 
     if (!g_mq_core.Startup(static_cast<std::uint16_t>(config.mqPort), static_cast<std::uint32_t>(config.mqTimeout),
                            config.xmlInstrumentsPath))

@@ -6,23 +6,19 @@
 #include <stdexcept>
 #include <utility>
 
-#include <boost/property_tree/ptree.hpp>
 #include <locale.h>
 
+#include "XmlDocument.h"
 #include "except.h"
 
 namespace QuindalIM {
 
-using boost::property_tree::ptree;
 using kv7base::CZ9Error;
 using kv7base::source_location;
 
 namespace {
 
 constexpr const char* FieldSeparator = ";";
-
-/// Where the property tree keeps the attributes of an element.
-[[nodiscard]] std::string AttributePath(const std::string& name) { return "<xmlattr>." + name; }
 
 template <class Names, class Value>
 [[nodiscard]] std::string Joined(const Names& names, const Value& value)
@@ -45,41 +41,34 @@ constexpr const char* NotInteger = "String \"%s\" should not contain characters 
     throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, location).Fmt(message, text.c_str());
 }
 
-/// std::stod, but for the locale: a host program that has set a decimal comma must still read the exchange's numbers.
-[[nodiscard]] double ParseDouble(const std::string& text, std::size_t& consumed)
+/// The number at the front of the text, in the form of the C locale: a host program that has set a decimal comma must
+/// still read the exchange's numbers. `convert` is strtod_l or one of its kind, `name` the standard conversion that a
+/// number beyond the type is reported under.
+template <class Convert>
+[[nodiscard]] auto ParseFront(const std::string& text, const char* name, std::size_t& consumed, const Convert& convert)
 {
     static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
     const int before = std::exchange(errno, 0);
     char* end = nullptr;
-    const double value = strtod_l(text.c_str(), &end, classic);
+    const auto value = convert(text.c_str(), &end, classic);
     const bool isOutOfRange = errno == ERANGE;
     errno = before;
     consumed = static_cast<std::size_t>(end - text.c_str());
-    if (isOutOfRange) throw std::out_of_range("stod");
+    if (isOutOfRange) throw std::out_of_range(name);
     return value;
 }
 
-/// The standard conversion of an integer, all of the text and nothing else.
-template <class T, class Convert>
-[[nodiscard]] T ParseInteger(const std::string& text, const char* name, const source_location& location,
-                             const Convert& convert)
+/// An integer, all of the text and nothing else.
+template <class T>
+[[nodiscard]] T ParseInteger(const std::string& text, const char* name, const source_location& location)
 {
-    try {
-        std::size_t consumed = 0;
-        const auto value = convert(text, &consumed);
-        if (consumed != text.size()) Refuse(NotInteger, text, location);
-        if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max())
-            throw std::out_of_range(name);
-        return static_cast<T>(value);
-    } catch (const std::invalid_argument&) { // not even one digit
-        Refuse(NotInteger, text, location);
-    }
-}
-
-[[nodiscard]] long ToLong(const std::string& text, std::size_t* consumed) { return std::stol(text, consumed); }
-[[nodiscard]] long long ToLongLong(const std::string& text, std::size_t* consumed)
-{
-    return std::stoll(text, consumed);
+    std::size_t consumed = 0;
+    const long long value = ParseFront(text, name, consumed, [](const char* begin, char** end, locale_t locale) {
+        return strtoll_l(begin, end, 10, locale);
+    });
+    if (consumed == 0 || consumed != text.size()) Refuse(NotInteger, text, location);
+    if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) throw std::out_of_range(name);
+    return static_cast<T>(value);
 }
 
 } // namespace
@@ -90,7 +79,7 @@ template <>
 double FromString<double>(const std::string& text)
 {
     std::size_t consumed = 0;
-    const double value = ParseDouble(text, consumed);
+    const double value = ParseFront(text, "stod", consumed, strtod_l);
     if (consumed == 0 || consumed != text.size())
         Refuse(NotFloatingPoint, text, KV7_CONVERSION_LOCATION("FromString<double>"));
     return value;
@@ -99,32 +88,37 @@ double FromString<double>(const std::string& text)
 template <>
 int FromString<int>(const std::string& text)
 {
-    return ParseInteger<int>(text, "stol", KV7_CONVERSION_LOCATION("FromString<int>"), ToLong);
+    return ParseInteger<int>(text, "stol", KV7_CONVERSION_LOCATION("FromString<int>"));
 }
 
 template <>
 signed char FromString<signed char>(const std::string& text)
 {
-    return ParseInteger<signed char>(text, "stol", KV7_CONVERSION_LOCATION("FromString<signed char>"), ToLong);
+    return ParseInteger<signed char>(text, "stol", KV7_CONVERSION_LOCATION("FromString<signed char>"));
 }
 
 template <>
 long FromString<long>(const std::string& text)
 {
-    return ParseInteger<long>(text, "stoll", KV7_CONVERSION_LOCATION("FromString<long int>"), ToLongLong);
+    return ParseInteger<long>(text, "stoll", KV7_CONVERSION_LOCATION("FromString<long int>"));
 }
 
 #undef KV7_CONVERSION_LOCATION
 
-std::string GetAttr(const ptree& element, const char* name) { return element.get<std::string>(AttributePath(name)); }
+std::string GetAttr(pugi::xml_node element, const char* name)
+{
+    const pugi::xml_attribute attribute = element.attribute(name);
+    if (!attribute) throw NoSuchNode(std::string("<xmlattr>.") + name);
+    return attribute.value();
+}
 
 // AttributeList
 
 AttributeList::AttributeList(std::initializer_list<const char*> names) : m_names(names.begin(), names.end()) {}
 
-std::string AttributeList::GetAttributeList(const ptree& element) const
+std::string AttributeList::GetAttributeList(pugi::xml_node element) const
 {
-    return Joined(m_names, [&element](const std::string& name) { return GetAttribute(element, name); });
+    return Joined(m_names, [element](const std::string& name) { return GetAttribute(element, name); });
 }
 
 std::string AttributeList::GetAttributeListName() const
@@ -132,10 +126,9 @@ std::string AttributeList::GetAttributeListName() const
     return Joined(m_names, [](const std::string& name) -> const std::string& { return name; });
 }
 
-std::string AttributeList::GetAttribute(const ptree& element, const std::string& name)
+std::string AttributeList::GetAttribute(pugi::xml_node element, const std::string& name)
 {
-    const auto attribute = element.get_child_optional(AttributePath(name));
-    return attribute ? attribute->data() : std::string();
+    return element.attribute(name.c_str()).value(); // empty for none
 }
 
 // Table
@@ -267,17 +260,17 @@ Dictionary::Dictionary()
 {}
 
 void Dictionary::AddCommonParameters(const std::string& row) { m_commonParameters.AddRow(row); }
-void Dictionary::AddCurrency(const ptree& element) { m_currency.AddRow(CurrencyFields.GetAttributeList(element)); }
-void Dictionary::AddBaseContract(const ptree& element)
+void Dictionary::AddCurrency(pugi::xml_node element) { m_currency.AddRow(CurrencyFields.GetAttributeList(element)); }
+void Dictionary::AddBaseContract(pugi::xml_node element)
 {
     m_baseContract.AddRow(BaseContractFields.GetAttributeList(element));
 }
-void Dictionary::AddFutures(const ptree& element) { m_futures.AddRow(FuturesFields.GetAttributeList(element)); }
-void Dictionary::AddOptionSeries(const ptree& element)
+void Dictionary::AddFutures(pugi::xml_node element) { m_futures.AddRow(FuturesFields.GetAttributeList(element)); }
+void Dictionary::AddOptionSeries(pugi::xml_node element)
 {
     m_optionSeries.AddRow(OptionSeriesFields.GetAttributeList(element));
 }
-void Dictionary::AddOption(const ptree& element) { m_option.AddRow(OptionFields.GetAttributeList(element)); }
+void Dictionary::AddOption(pugi::xml_node element) { m_option.AddRow(OptionFields.GetAttributeList(element)); }
 void Dictionary::AddMultileg(const std::string& row) { m_multileg.AddRow(row); }
 
 bool Dictionary::GetCommonParameters(std::string& row, bool header)

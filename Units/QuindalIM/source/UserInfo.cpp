@@ -3,9 +3,9 @@
 #include <locale>
 
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/property_tree/ptree.hpp>
 
 #include "CalcGOConsts.h"
+#include "RequestDocument.h"
 #include "TablesData.h"
 #include "XmlDocument.h"
 #include "Z9MQCore.h"
@@ -13,7 +13,6 @@
 
 namespace QuindalIM {
 
-using boost::property_tree::ptree;
 using Enums::IMSrvMessageType;
 
 namespace {
@@ -47,13 +46,14 @@ bool Z9MQCore::GetUserInfo()
     const void* data = nullptr;
     std::size_t size = 0;
     static_cast<void>(Z9MsgGetBody(reply.Get(), &data, &size)); // without a body there is no document to accept
+    if (!IsWithinReplyLimit(size)) return false;
     return AcceptUserInfo(std::string_view(static_cast<const char*>(data), size));
 }
 
 bool Z9MQCore::AcceptUserInfo(std::string_view body)
 {
     try {
-        const Z9ERR result = ParseUserInfoReply(std::string(body).c_str());
+        const Z9ERR result = ParseUserInfoReply(body);
         if (result == Z9ERR_QUINDAL_IM_LOGIN_ERROR)
             return Fail("UserInfo: Login type does not match library type", result);
         if (result != Z9ERR_OK) return Fail("UserInfo: User has not been registered properly", result);
@@ -66,11 +66,11 @@ bool Z9MQCore::AcceptUserInfo(std::string_view body)
     }
 }
 
-Z9ERR Z9MQCore::ParseUserInfoReply(const char* text)
+Z9ERR Z9MQCore::ParseUserInfoReply(std::string_view text)
 {
-    const ptree document = ReadDocument(text);
-    for (const auto& [tag, element] : document.get_child("root")) {
-        if (!boost::algorithm::iequals(tag, "Clients", std::locale::classic())) continue;
+    const XmlDocument document(text);
+    for (const pugi::xml_node& element : document.Root("root").children()) {
+        if (!boost::algorithm::iequals(element.name(), "Clients", std::locale::classic())) continue;
         m_part_count = FromString<int>(GetAttr(element, "part_count"));
         // Only the beginning counts: the server may tell kinds of client logins apart behind it.
         const std::string loginType = GetAttr(element, "login_type");

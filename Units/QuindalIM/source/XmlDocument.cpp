@@ -1,129 +1,186 @@
 #include "XmlDocument.h"
 
 #include <algorithm>
-#include <exception>
-#include <sstream>
-
-#include <boost/iostreams/device/array.hpp>
-#include <boost/iostreams/stream.hpp>
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
-
-#include "except.h"
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <utility>
 
 namespace QuindalIM {
 
-using boost::property_tree::ptree;
-using boost::property_tree::xml_parser_error;
-using kv7base::CZ9Error;
-
 namespace {
 
-// The XML reader goes one call deeper with every element inside another. A reply of some tens of kilobytes, nested and
-// nothing else, would so use up the stack of the host program; a real document is three elements deep.
-constexpr std::size_t DeepestNesting = 256;
+// The library turns nothing over on its own: references are resolved here, where a wrong one is refused and not passed
+// on as text. Text beside the document's element comes along to be seen.
+constexpr unsigned ReadingOptions = pugi::parse_minimal | pugi::parse_cdata | pugi::parse_fragment;
 
-/// Position behind the next mark, or behind the text when there is none.
-[[nodiscard]] std::size_t Behind(std::string_view text, std::string_view mark, std::size_t from)
+/// Where in the text something is wrong.
+struct Fault
 {
-    const std::size_t at = text.find(mark, from);
-    return at == std::string_view::npos ? text.size() : at + mark.size();
+    std::size_t offset;
+    const char* reason;
+};
+
+/// Whether a number may stand for a character: what XML calls one, so no zero, no other control, no half of a pair.
+[[nodiscard]] bool IsCharacter(std::uint32_t code) noexcept
+{
+    return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code <= 0xD7FF) ||
+           (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
 }
 
-/// Position behind the tag that begins here. As for the reader, quotes stand around a value only: one inside a name is
-/// part of the name and hides nothing.
-[[nodiscard]] std::size_t BehindTag(std::string_view text, std::size_t from)
+/// The character in UTF-8; gives the place behind it.
+[[nodiscard]] char* PutCharacter(char* to, std::uint32_t code) noexcept
 {
-    constexpr std::string_view blanks = " \t\r\n";
-    std::size_t at = std::min(text.find_first_of(" \t\r\n/>?", from + 1), text.size()); // the name
-    for (char before = '\0'; at < text.size(); ++at) {
-        const char c = text[at];
-        if (c == '>') return at + 1;
-        if (before == '=' && (c == '"' || c == '\'')) at = std::min(text.find(c, at + 1), text.size());
-        if (blanks.find(c) == std::string_view::npos) before = c;
+    const auto put = [&to](std::uint32_t byte) { *to++ = static_cast<char>(byte); };
+    const auto putTail = [&put, code](int shift) { put(0x80 | ((code >> shift) & 0x3F)); };
+    if (code < 0x80) {
+        put(code);
+    } else if (code < 0x800) {
+        put(0xC0 | (code >> 6));
+        putTail(0);
+    } else if (code < 0x10000) {
+        put(0xE0 | (code >> 12));
+        putTail(6);
+        putTail(0);
+    } else {
+        put(0xF0 | (code >> 18));
+        putTail(12);
+        putTail(6);
+        putTail(0);
     }
-    return text.size();
+    return to;
 }
 
-/// Position behind the document type that begins here, its bracketed part included.
-[[nodiscard]] std::size_t BehindDocumentType(std::string_view text, std::size_t from)
+/// The character that a reference names, "amp" or "#x41"; 0 for none.
+[[nodiscard]] std::uint32_t CharacterOf(std::string_view name) noexcept
 {
-    std::size_t brackets = 0;
-    for (std::size_t at = from; at < text.size(); ++at) {
-        if (text[at] == '[') ++brackets;
-        if (text[at] == ']' && brackets > 0) --brackets;
-        if (text[at] == '>' && brackets == 0) return at + 1;
-    }
-    return text.size();
+    static constexpr std::pair<std::string_view, char> names[] = {
+        {"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}};
+    for (const auto& [known, character] : names)
+        if (name == known) return static_cast<std::uint32_t>(character);
+
+    if (!name.starts_with('#')) return 0;
+    const bool isHexadecimal = name.substr(1).starts_with('x');
+    const std::string_view digits = name.substr(isHexadecimal ? 2 : 1);
+    std::uint32_t code = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [behind, error] = std::from_chars(digits.data(), end, code, isHexadecimal ? 16 : 10);
+    return error == std::errc{} && behind == end && IsCharacter(code) ? code : 0;
 }
 
-/// Position behind a comment, a character section, a declaration or an instruction that begins here; `from` itself when
-/// it is a tag. Each ends where the reader ends it, so that nothing can be hidden from the count of tags.
-[[nodiscard]] std::size_t BehindOtherMarkup(std::string_view text, std::size_t from)
+[[nodiscard]] bool IsOfReference(char c) noexcept
 {
-    const std::string_view rest = text.substr(from);
-    if (rest.starts_with("<?")) return Behind(text, "?>", from + 2);
-    if (rest.starts_with("<!--")) return Behind(text, "-->", from + 4);
-    if (rest.starts_with("<![CDATA[")) return Behind(text, "]]>", from + 9);
-    constexpr std::string_view documentType = "<!DOCTYPE";
-    if (rest.starts_with(documentType) && rest.substr(documentType.size(), 1).find_first_of(" \t\r\n") == 0)
-        return BehindDocumentType(text, from);
-    return rest.starts_with("<!") ? Behind(text, ">", from) : from;
+    return c == '#' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-void RequireShallow(std::string_view text)
+/// Puts the characters in the places of their references, which are longer, all inside the text. Gives the reference
+/// that stands for none, null when all are good.
+[[nodiscard]] const char* ResolveReferences(char* text) noexcept
 {
-    std::size_t depth = 0;
-    for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at)) {
-        if (const std::size_t behind = BehindOtherMarkup(text, at); behind != at) {
-            at = behind;
-        } else if (text.substr(at).starts_with("</")) {
-            at = Behind(text, ">", at);
-            if (depth > 0) --depth;
-        } else {
-            at = BehindTag(text, at);
-            if (text.substr(0, at).ends_with("/>")) continue;
-            if (++depth > DeepestNesting) throw xml_parser_error("elements are nested too deeply", "", 0);
+    char* to = std::strchr(text, '&');
+    if (to == nullptr) return nullptr;
+    for (const char* from = to; *from != '\0';) {
+        if (*from != '&') {
+            *to++ = *from++;
+            continue;
         }
+        const char* end = from + 1;
+        while (IsOfReference(*end))
+            ++end;
+        const std::uint32_t code = CharacterOf({from + 1, static_cast<std::size_t>(end - from) - 1});
+        if (code == 0 || *end != ';') return from;
+        to = PutCharacter(to, code);
+        from = end + 1;
     }
+    *to = '\0';
+    return nullptr;
+}
+
+/// The node behind this one, children before brothers; null behind the last one of the document.
+[[nodiscard]] pugi::xml_node NextOf(pugi::xml_node node) noexcept
+{
+    if (node.first_child()) return node.first_child();
+    while (node && !node.next_sibling())
+        node = node.parent();
+    return node.next_sibling();
+}
+
+/// Resolves the references of a document whose strings lie in `text`.
+void ResolveReferences(const pugi::xml_document& document, char* text)
+{
+    const auto resolve = [text](const char* value) {
+        const auto offset = value - text;
+        if (const char* const wrong = ResolveReferences(text + offset); wrong != nullptr)
+            throw Fault{static_cast<std::size_t>(wrong - text), "a reference stands for no character"};
+    };
+    for (pugi::xml_node node = document.first_child(); node; node = NextOf(node)) {
+        if (node.type() == pugi::node_pcdata) resolve(node.value());
+        for (const pugi::xml_attribute& attribute : node.attributes())
+            if (*attribute.value() != '\0') resolve(attribute.value());
+    }
+}
+
+/// One element and nothing else: what stands behind a document that seems complete would go unseen.
+void RequireOneElement(const pugi::xml_document& document)
+{
+    bool hasElement = false;
+    for (const pugi::xml_node& node : document.children()) {
+        const auto offset = static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0)) +
+                            std::strspn(node.value(), " \t\r\n");
+        if (node.type() != pugi::node_element) throw Fault{offset, "text stands outside of the document's element"};
+        if (std::exchange(hasElement, true)) throw Fault{offset, "there is more than one element"};
+    }
+}
+
+/// `text` is writable and ends with a zero behind its `size` bytes.
+void Read(pugi::xml_document& document, char* text, std::size_t size)
+{
+    if (const void* const zero = std::memchr(text, '\0', size); zero != nullptr)
+        throw Fault{static_cast<std::size_t>(static_cast<const char*>(zero) - text), "a zero byte stands in the text"};
+    const bool hasReferences = std::memchr(text, '&', size) != nullptr;
+
+    // The zero is handed over: the library overwrites the last byte while it reads.
+    const pugi::xml_parse_result result =
+        document.load_buffer_inplace(text, size + 1, ReadingOptions, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    if (!result)
+        throw Fault{static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0)), result.description()};
+
+    RequireOneElement(document);
+    if (hasReferences) ResolveReferences(document, text);
 }
 
 } // namespace
 
-std::string CreateDocument(const char* requestName, const RequestAttributes& attributes)
-{
-    try {
-        ptree document;
-        ptree& request = document.add_child("root", ptree()).add_child(requestName, ptree());
-        for (const auto& [name, value] : attributes)
-            request.put(std::string("<xmlattr>.") + name, value);
+XmlError::XmlError(std::size_t line, const std::string& reason)
+    : std::runtime_error("<unspecified file>(" + std::to_string(line) + "): " + reason), m_line(line), m_reason(reason)
+{}
 
-        std::ostringstream text;
-        try {
-            write_xml(text, document, boost::property_tree::xml_writer_make_settings<std::string>(' ', 0, "utf-8"));
-        } catch (const std::exception& error) {
-            throw CZ9Error(Z9ERR_COMMON_INTERNAL_ERROR, KV7_CURRENT_LOCATION)
-                .Fmt("Exception while saving XML document for request %s: %s", requestName, error.what());
-        }
-        return text.str();
-    } catch (const CZ9Error&) {
-        throw; // the writer's failure says all already
-    } catch (const std::exception& error) {
-        throw CZ9Error(Z9ERR_COMMON_INTERNAL_ERROR, KV7_CURRENT_LOCATION)
-            .Fmt("Exception while processing request %s: %s", requestName, error.what());
+std::size_t LineAt(std::string_view text, std::size_t offset) noexcept
+{
+    const std::string_view before = text.substr(0, std::min(offset, text.size()));
+    return 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+}
+
+XmlDocument::XmlDocument(std::string_view text)
+{
+    text = text.substr(0, text.find_last_not_of('\0') + 1); // none: npos + 1 is 0
+    m_text = std::make_unique_for_overwrite<char[]>(text.size() + 1);
+    std::copy(text.begin(), text.end(), m_text.get());
+    m_text[text.size()] = '\0';
+    try {
+        Read(m_document, m_text.get(), text.size());
+    } catch (const Fault& fault) {
+        throw XmlError(LineAt(text, fault.offset), fault.reason);
     }
 }
 
-ptree ReadDocument(std::string_view text)
+pugi::xml_node XmlDocument::Root(const char* name) const
 {
-    if (text.data() == nullptr) text = ""; // a reply without a body; the stream wants an address all the same
-    RequireShallow(text);
-    // The reader takes a stream and makes the one copy that it parses; another one of a whole market is saved here.
-    boost::iostreams::stream<boost::iostreams::array_source> stream(text.data(), text.size());
-    ptree document;
-    read_xml(stream, document,
-             boost::property_tree::xml_parser::no_comments | boost::property_tree::xml_parser::trim_whitespace);
-    return document;
+    const pugi::xml_node root = m_document.child(name);
+    if (!root) throw NoSuchNode(name);
+    return root;
 }
 
 } // namespace QuindalIM

@@ -43,6 +43,7 @@ void BcdFromString(unsigned char* value, const char* text);
 [[nodiscard]] Z9ERR BcdStrictSet(unsigned char* value, const char* text) noexcept;
 [[nodiscard]] double BcdAsDouble(const unsigned char* value);
 [[nodiscard]] std::int64_t BcdAsInt64(const unsigned char* value, int fractionDigits, const char* operation);
+[[nodiscard]] bool BcdIsNaN(const unsigned char* value) noexcept;
 [[nodiscard]] std::string BcdAsString(const unsigned char* value);
 [[nodiscard]] int BcdDigit(const unsigned char* value, int power);
 void BcdRound(unsigned char* value, int digits, roundstyle style);
@@ -110,7 +111,7 @@ public:
     void SetMin() noexcept { Z9BCDIISetMin(m_val.data()); }
     void SetMax() noexcept { Z9BCDIISetMax(m_val.data()); }
     void SetZero() noexcept { Init(); }
-    [[nodiscard]] bool IsNAN() const noexcept { return Z9BCDIIIsNaN(m_val.data()) != 0; }
+    [[nodiscard]] bool IsNAN() const noexcept { return detail::BcdIsNaN(m_val.data()); }
     [[nodiscard]] bool IsZero() const noexcept { return !IsNAN() && Sign() == 0; }
     [[nodiscard]] bool IsNeg() const noexcept { return !IsNAN() && Sign() < 0; }
     [[nodiscard]] bool IsPositive() const noexcept { return !IsNAN() && Sign() > 0; }

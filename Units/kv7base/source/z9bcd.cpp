@@ -1,8 +1,12 @@
 #include "z9bcd.h"
 
 #include <algorithm>
+#include <exception>
+#include <string_view>
+
 #include <boost/multiprecision/cpp_int.hpp>
 
+#include "Z9Fmt.h"
 #include "except.h"
 
 namespace kv7base::detail {
@@ -32,6 +36,9 @@ struct Scratch
 /// Fractional digits of a value.
 int Scale(const unsigned char* value) noexcept { return value[0]; }
 
+// Texts are read and written here, and the platform is left what its documented operations do: it takes and gives
+// integers, adds, and prints a decimal by the %B of its formatter.
+
 cpp_int PowerOfTen(int n) { return boost::multiprecision::pow(cpp_int(10), static_cast<unsigned>(n)); }
 
 /// A number as the count of units of its last digit.
@@ -46,19 +53,102 @@ cpp_int Units(const unsigned char* value)
     return negative ? cpp_int(-magnitude) : magnitude;
 }
 
-/// The opposite of Units. A count that does not fit the value's digits: code 14.
+/// Adds to a value; gives the flags.
+std::uint32_t Accumulate(Scratch& sum, const Scratch& addend) noexcept
+{
+    Scratch result(sum);
+    const std::uint32_t flags = Z9BCDIIAdd(result.bytes.data(), sum.bytes.data(), addend.bytes.data());
+    sum = result;
+    return flags;
+}
+
+/// Ten times a value, which must have room for it; gives the flags.
+std::uint32_t MultiplyByTen(Scratch& value) noexcept
+{
+    const Scratch once = value;
+    std::uint32_t flags = 0;
+    for (int times = 1; times < 10; ++times)
+        flags |= Accumulate(value, once);
+    return flags;
+}
+
+/// The opposite of Units; gives the platform's flags, OVERFLOW for a count that does not fit the value's digits. On
+/// failure the value stays.
+std::uint32_t PutUnits(unsigned char* value, const cpp_int& units)
+{
+    if (abs(units) >= PowerOfTen(value[1])) return Z9BCDII_RESULT_OVERFLOW;
+    constexpr std::size_t most = 18; // digits that a 64-bit integer holds in any case
+    const std::string digits = cpp_int(abs(units)).str();
+    Scratch sum(value);
+    std::uint32_t flags = 0;
+    // The first part may be shorter, all others are not.
+    for (std::size_t at = 0, count = (digits.size() - 1) % most + 1; at < digits.size(); at += count, count = most) {
+        for (std::size_t place = 0; at > 0 && place < count; ++place)
+            flags |= MultiplyByTen(sum);
+        const std::int64_t part = std::stoll(digits.substr(at, count));
+        Scratch piece(value);
+        flags |= Z9BCDIIGetFromInt64(piece.bytes.data(), units < 0 ? -part : part, Scale(value));
+        flags |= Accumulate(sum, piece);
+    }
+    if (DecimalResultCode(flags) == Z9ERR_OK) sum.CopyTo(value);
+    return flags;
+}
+
+/// As BcdAsString shows a number: at least one digit in front of the point.
+std::string TextOf(const cpp_int& units, int scale)
+{
+    std::string text = cpp_int(abs(units)).str();
+    const auto behind = static_cast<std::size_t>(scale);
+    if (text.size() <= behind) text.insert(0, behind + 1 - text.size(), '0');
+    if (behind > 0) text.insert(text.size() - behind, 1, '.');
+    return units < 0 ? "-" + text : text;
+}
+
 void StoreUnits(unsigned char* value, const cpp_int& units)
 {
-    // From the last digit to the first: at least one in front of the point.
-    std::string text;
-    cpp_int rest = abs(units);
-    for (int place = -Scale(value); rest != 0 || place <= 0; ++place, rest /= 10) {
-        if (place == 0 && Scale(value) > 0) text += '.';
-        text += static_cast<char>('0' + cpp_int(rest % 10).convert_to<int>());
-    }
-    if (units < 0) text += '-';
-    std::reverse(text.begin(), text.end());
-    BcdFromString(value, text.c_str());
+    if (const Z9ERR code = DecimalResultCode(PutUnits(value, units)); code != Z9ERR_OK)
+        throw CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("%s %s", "CZ9BCD", TextOf(units, Scale(value)).c_str());
+}
+
+std::string_view TakeDigits(std::string_view& text) noexcept
+{
+    const std::string_view digits = text.substr(0, std::min(text.find_first_not_of("0123456789"), text.size()));
+    text.remove_prefix(digits.size());
+    return digits;
+}
+
+/// Reads plain decimal text, "-12.5", ".5" or "1.", into a value; digits that it has no room for behind the point are
+/// rounded away, halves away from zero. Gives flags as the platform's own conversions do: NOT_STRICT_FORMAT for blanks
+/// around the number, PREC for lost digits, OPERAND_BAD for what is no number.
+std::uint32_t PutText(unsigned char* value, std::string_view text)
+{
+    constexpr const char* blanks = " \t\n\v\f\r";
+    const std::size_t given = text.size();
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    const std::uint32_t strictness = text.size() == given ? 0 : Z9BCDII_NOT_STRICT_FORMAT;
+
+    const bool isNegative = text.starts_with('-');
+    if (isNegative || text.starts_with('+')) text.remove_prefix(1);
+    std::string_view whole = TakeDigits(text);
+    const bool hasPoint = text.starts_with('.');
+    if (hasPoint) text.remove_prefix(1);
+    const std::string_view fraction = hasPoint ? TakeDigits(text) : std::string_view();
+    if (!text.empty() || whole.size() + fraction.size() == 0) return Z9BCDII_OPERAND_BAD;
+    whole.remove_prefix(std::min(whole.find_first_not_of('0'), whole.size()));
+    if (whole.size() > Z9BCDII_MAX_DIGITS) return strictness | Z9BCDII_RESULT_OVERFLOW;
+
+    const auto scale = static_cast<std::size_t>(Scale(value));
+    std::string digits(whole);
+    digits += fraction.substr(0, scale);
+    digits.append(scale - std::min(fraction.size(), scale), '0');
+    cpp_int units = 0;
+    for (const char digit : digits)
+        units = units * 10 + (digit - '0');
+    const std::string_view dropped = fraction.substr(std::min(fraction.size(), scale));
+    if (!dropped.empty() && dropped.front() >= '5') ++units;
+    const bool isLost = dropped.find_first_not_of('0') != std::string_view::npos;
+    return strictness | (isLost ? Z9BCDII_RESULT_PREC : 0) | PutUnits(value, isNegative ? cpp_int(-units) : units);
 }
 
 /// The quotient moved as the style wants when something was left over.
@@ -119,14 +209,19 @@ void BcdFromPlain(unsigned char* value, std::int64_t units)
 
 void BcdFromString(unsigned char* value, const char* text)
 {
-    if (const Z9ERR code = DecimalResultCode(Z9BCDIIGetFromStr(value, text)); code != Z9ERR_OK)
+    if (const Z9ERR code = DecimalResultCode(PutText(value, text)); code != Z9ERR_OK)
         throw CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("%s %s", "CZ9BCD", text);
 }
 
 Z9ERR BcdStrictSet(unsigned char* value, const char* text) noexcept
 {
     Scratch read(value);
-    const std::uint32_t flags = Z9BCDIIGetFromStr(read.bytes.data(), text);
+    std::uint32_t flags = Z9BCDII_OPERAND_BAD;
+    try {
+        if (text != nullptr) flags = PutText(read.bytes.data(), text);
+    } catch (const std::exception&) {
+        flags = Z9BCDII_RESULT_BAD; // no memory for the digits
+    }
     if ((flags & Z9BCDII_NOT_STRICT_FORMAT) != 0) return Z9ERR_COMMON_WRONG_ARGUMENTS;
     if (const Z9ERR code = DecimalResultCode(flags); code != Z9ERR_OK) return code;
     // Digits other than 0 beyond the last one have no room, as in Currency.
@@ -151,19 +246,28 @@ std::int64_t BcdAsInt64(const unsigned char* value, int fractionDigits, const ch
     return units;
 }
 
+bool BcdIsNaN(const unsigned char* value) noexcept
+{
+    double amount = 0;
+    return (Z9BCDII2Double(&amount, value) & Z9BCDII_OPERAND_NAN) != 0;
+}
+
 std::string BcdAsString(const unsigned char* value)
 {
     std::array<char, Z9BCDII_MAX_DIGITS + 8> text{}; // sign, a zero, point, terminating zero
     // Bytes that make no decimal have no digits to show.
+    double amount = 0;
     constexpr std::uint32_t unreadable = Z9BCDII_OPERAND_BAD | Z9BCDII_RESULT_BAD;
-    if (const std::uint32_t flags = Z9BCDII2Str(text.data(), text.size(), value); (flags & unreadable) != 0)
+    std::uint32_t flags = Z9BCDII2Double(&amount, value);
+    if (Z9SysSNPrintf(text.data(), text.size(), "%B", value) <= 0) flags |= Z9BCDII_RESULT_BAD;
+    if ((flags & unreadable) != 0)
         throw CZ9Error(DecimalResultCode(flags), KV7_CURRENT_LOCATION).Fmt("%s m_val(%B)", "AsString", value);
     return text.data();
 }
 
 int BcdDigit(const unsigned char* value, int power)
 {
-    if (Z9BCDIIIsNaN(value) != 0) throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, KV7_CURRENT_LOCATION).Fmt("%s", "Digit");
+    if (BcdIsNaN(value)) throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, KV7_CURRENT_LOCATION).Fmt("%s", "Digit");
     const int position = power + Scale(value);
     if (position < 0 || power > Z9BCDII_MAX_DIGITS) return 0;
     const cpp_int digit = abs(Units(value)) / PowerOfTen(position) % 10;
@@ -172,7 +276,7 @@ int BcdDigit(const unsigned char* value, int power)
 
 void BcdRound(unsigned char* value, int digits, roundstyle style)
 {
-    if (digits >= Scale(value) || Z9BCDIIIsNaN(value) != 0) return;
+    if (digits >= Scale(value) || BcdIsNaN(value)) return;
     // Past the most digits that a value may have, every place rounds alike.
     const int dropped = Scale(value) - std::max(digits, -Z9BCDII_MAX_DIGITS - 1);
     const cpp_int units = Units(value);
@@ -194,7 +298,7 @@ void BcdModulo(unsigned char* value, double divisor)
 {
     Scratch by(value);
     BcdFromDouble(by.bytes.data(), divisor);
-    const bool isNumber = Z9BCDIIIsNaN(value) == 0;
+    const bool isNumber = !BcdIsNaN(value);
     const cpp_int step = isNumber ? Units(by.bytes.data()) : cpp_int(0);
     if (step == 0)
         throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, KV7_CURRENT_LOCATION)

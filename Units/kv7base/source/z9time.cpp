@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <stdexcept>
 #include <sys/time.h>
 
-#include "Z9Time.h"
 #include "except.h"
 
 namespace {
@@ -49,7 +49,21 @@ tm LocalTime(std::time_t seconds)
     return parts;
 }
 
-CZ9Time FromLocalParts(const tm& parts, unsigned msec)
+/// The broken-down local time as the C library wants it.
+tm ToLocalTm(const Z9TIME& time) noexcept
+{
+    tm parts{};
+    parts.tm_year = time.year - 1900;
+    parts.tm_mon = time.month - 1;
+    parts.tm_mday = time.day;
+    parts.tm_hour = time.hour;
+    parts.tm_min = time.minute;
+    parts.tm_sec = time.second;
+    parts.tm_isdst = -1; // the C library knows whether summer time was on
+    return parts;
+}
+
+CZ9Time FromParts(const tm& parts, unsigned msec)
 {
     return CZ9Time(static_cast<unsigned>(parts.tm_year + 1900), static_cast<unsigned>(parts.tm_mon + 1),
                    static_cast<unsigned>(parts.tm_mday), static_cast<unsigned>(parts.tm_hour),
@@ -345,15 +359,36 @@ bool CZ9Time::IsUnixEpoch() const noexcept
     return year == 1970 && month == 1 && day == 1 && MillisecondOfDay(*this) == 0;
 }
 
-Z9ERR CZ9Time::TimeCheck() const noexcept { return Z9TimeCheck(this); }
+Z9ERR CZ9Time::TimeCheck() const noexcept
+{
+    const bool isInCalendar = year >= 1 && month >= 1 && month <= 12 && day >= 1 && day <= vxl_MonthDays(month, year) &&
+                              hour <= 23 && minute <= 59 && second <= 59 && msec <= 999;
+    return IsNull() || isInCalendar ? Z9ERR_OK : Z9ERR_COMMON_WRONG_ARGUMENTS;
+}
 
-Z9ERR CZ9Time::ConvertLocalTimeToUTC(CZ9Time& utc) const noexcept { return Z9TimeConvertLocalToUTC(&utc, this); }
+Z9ERR CZ9Time::ConvertLocalTimeToUTC(CZ9Time& utc) const noexcept
+{
+    if (TimeCheck() != Z9ERR_OK) return Z9ERR_COMMON_WRONG_ARGUMENTS;
+    if (IsNull()) { // no time is no time in every zone
+        utc.SetNull();
+        return Z9ERR_OK;
+    }
+    tm local = ToLocalTm(*this);
+    local.tm_wday = -1; // -1 seconds is a moment of 1969, so failure shows only in a week day left alone
+    const std::time_t moment = std::mktime(&local);
+    tm parts{};
+    if (local.tm_wday == -1 || gmtime_r(&moment, &parts) == nullptr) return Z9ERR_COMMON_WRONG_ARGUMENTS;
+    const long yearOfUtc = parts.tm_year + 1900L;
+    if (yearOfUtc < 1 || yearOfUtc > std::numeric_limits<decltype(year)>::max()) return Z9ERR_COMMON_WRONG_ARGUMENTS;
+    utc = FromParts(parts, msec);
+    return Z9ERR_OK;
+}
 
 CZ9Time CZ9Time::Now()
 {
     timeval now{};
     gettimeofday(&now, nullptr);
-    return FromLocalParts(LocalTime(now.tv_sec), static_cast<unsigned>(now.tv_usec / 1000));
+    return FromParts(LocalTime(now.tv_sec), static_cast<unsigned>(now.tv_usec / 1000));
 }
 
 int CZ9Time::Compare(const Z9TIME& a, const Z9TIME& b, Precision precision) noexcept
@@ -471,20 +506,12 @@ void CZ9Time::FromUnixNanosecondsToString(UnixNanosecondsTime time, char* buffer
 CZ9Time CZ9Time::FromUnixNanosecondsTime(UnixNanosecondsTime time)
 {
     const tm parts = LocalTime(static_cast<std::time_t>(time / NanosecondsInSecond));
-    return FromLocalParts(parts, static_cast<unsigned>(time % NanosecondsInSecond / NanosecondsInMillisecond));
+    return FromParts(parts, static_cast<unsigned>(time % NanosecondsInSecond / NanosecondsInMillisecond));
 }
 
 UnixNanosecondsTime CZ9Time::ToUnixNanosecondsTimeRaw(const Z9TIME& time)
 {
-    tm parts{};
-    parts.tm_year = time.year - 1900;
-    parts.tm_mon = time.month - 1;
-    parts.tm_mday = time.day;
-    parts.tm_hour = time.hour;
-    parts.tm_min = time.minute;
-    parts.tm_sec = time.second;
-    parts.tm_isdst = -1; // the C library knows whether summer time was on
-
+    tm parts = ToLocalTm(time);
     const std::int64_t seconds = mktime(&parts);
     const std::int64_t below = time.msec * static_cast<std::int64_t>(NanosecondsInMillisecond);
     std::int64_t nanoseconds = 0;

@@ -22,7 +22,9 @@ Z9ERR Insert(DenseDictionary<Row>& dictionary, const Row& row)
 // With its assertions on, the map compares the key with that of deleted rows, which it reads only where there is one;
 // gcc 12 does not see the condition.
 #pragma GCC diagnostic push
+#ifndef __clang__ // it knows no warning of this name
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 template <class Row>
 void Open(DenseDictionary<Row>& dictionary)
 {

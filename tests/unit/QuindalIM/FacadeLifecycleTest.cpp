@@ -196,6 +196,39 @@ TEST_F(InitTest, APathOfTheCopyThatIsTooLongIsLeftEmpty)
     EXPECT_EQ(TheLink().xmlPath, "");
 }
 
+TEST_F(InitTest, TheLimitOfAReplyCanBeRaisedAndNothingElse)
+{
+    const struct
+    {
+        std::string value;
+        std::size_t bytes;
+    } cases[] = {
+        {"268435457", 268'435'457},
+        {"5000000000", 5'000'000'000}, // more than 32 bits
+        {"268435456", 268'435'456},
+        {"268435455", 268'435'456}, // below it
+        {"1", 268'435'456},
+        {"0", 268'435'456},
+        {"-300000000", 268'435'456}, // no whole number
+        {"+300000000", 268'435'456},
+        {"3e9", 268'435'456},
+        {"300000000.5", 268'435'456},
+        {"300000000 bytes", 268'435'456},
+        {"512MB", 268'435'456},
+        {"99999999999999999999", 268'435'456}, // beyond every size
+        {std::string(40, '9'), 268'435'456},
+        {"", 268'435'456},
+    };
+    for (const auto& [value, bytes] : cases) {
+        ASSERT_EQ(Init("[QuindalIM::mq]\nport = 1\ntimeout = 1\n[QuindalIM::options]\nmaxReplyBytes = " + value + "\n"),
+                  0);
+        EXPECT_EQ(TheLink().maxReplyBytes, bytes) << value;
+        ASSERT_EQ(DeInitQuindalIM(), 0);
+    }
+    ASSERT_EQ(Init("[QuindalIM::mq]\nport = 1\ntimeout = 1\n"), 0);
+    EXPECT_EQ(TheLink().maxReplyBytes, 268'435'456u) << "without the key, and after a start that raised it";
+}
+
 TEST_F(InitTest, ACalculatorNeedsAStartedLibraryAndLeavesTheHandleAlone)
 {
     std::intptr_t calc = 77;

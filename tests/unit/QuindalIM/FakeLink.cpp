@@ -34,6 +34,7 @@ bool Z9MQCore::Startup(std::uint16_t port, std::uint32_t timeout, const std::str
     TheLink().port = port;
     TheLink().timeout = timeout;
     TheLink().xmlPath = xmlPath;
+    TheLink().maxReplyBytes = m_maxReplyBytes;
     return Step(*this, "Startup", TheLink().startup);
 }
 

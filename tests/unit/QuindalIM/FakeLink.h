@@ -2,6 +2,7 @@
 // is linked, so that the exported functions run whole without a router or a server.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -30,6 +31,7 @@ struct FakeLink
     std::uint16_t port = 0;
     std::uint32_t timeout = 0;
     std::string xmlPath;
+    std::size_t maxReplyBytes = 0;
     std::string user;
     std::string password;
     std::optional<std::string> datetime; // of the last download, empty for null

@@ -2,6 +2,7 @@
 #include "Z9MQCore.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,8 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include "DownloadFixture.h"
 #include "OnlineTimer.h"
@@ -232,6 +235,72 @@ TEST_F(InstrumentDownloadTest, ABlockThatClaimsFourGigabytesTakesNoMemory)
     EXPECT_EQ(LastError(), "Could not process message from server");
 }
 
+// What a reply may unpack to
+
+/// A reply that unpacks to this many bytes: the currency, then blanks. Its block has a size far below.
+PlainMessage ReplyOfSize(std::size_t size)
+{
+    std::string xml = "<root>" + currency.Xml();
+    xml.resize(size - std::string_view("</root>").size(), ' ');
+    return CompressedReply(xml + "</root>");
+}
+
+TEST_F(InstrumentDownloadTest, ATextBeyondTheLimitIsNotTaken)
+{
+    core.SetMaxReplyBytes(100'000);
+    for (const bool isCompressed : {true, false}) {
+        const auto reply = [isCompressed](std::size_t size) {
+            const PlainMessage compressed = ReplyOfSize(size);
+            std::string text;
+            snappy::Uncompress(compressed.body.data(), compressed.body.size(), &text);
+            return isCompressed ? compressed : PlainReply(text);
+        };
+        ASSERT_TRUE(Download(reply(100'000))) << LastError();
+        EXPECT_EQ(instruments.CountCurrency(), 1u);
+        static_cast<void>(log.Take());
+        EXPECT_FALSE(Download(reply(100'001)));
+        EXPECT_EQ(LastError(), "Could not process message from server");
+        EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_COMMON_INTERNAL_ERROR);
+        EXPECT_EQ(instruments.CountCurrency(), 1u) << "those of the last good one";
+    }
+}
+
+/// A good block of so many bytes, a twentieth as long: its size, seven bits a byte from the lowest on, sixty blanks as
+/// they are, and copies of them of at most 64.
+std::string BlockOfBlanks(std::uint32_t size)
+{
+    std::string block;
+    for (std::uint32_t rest = size; rest != 0; rest >>= 7)
+        block += static_cast<char>(rest < 0x80 ? rest : (rest & 0x7F) | 0x80);
+    block += static_cast<char>((60 - 1) << 2);
+    block += std::string(60, ' ');
+    const auto copy = [](std::uint32_t length) { // from sixty bytes back, which stand in two bytes
+        return std::string{static_cast<char>(((length - 1) << 2) | 2), static_cast<char>(60), '\0'};
+    };
+    const std::uint32_t copied = size - 60;
+    const std::string whole = copy(64);
+    block.reserve(block.size() + whole.size() * (copied / 64 + 1));
+    for (std::uint32_t done = 0; done + 64 <= copied; done += 64)
+        block += whole;
+    return copied % 64 == 0 ? block : block + copy(copied % 64);
+}
+
+TEST_F(InstrumentDownloadTest, WithoutASettingTheLimitIs256Megabytes)
+{
+    static_assert(QuindalIM::DefaultMaxReplyBytes == 268'435'456);
+    PlainMessage reply = CompressedReply("<root/>");
+    reply.body = BlockOfBlanks(268'435'457);
+    reply.numbers["snappy_decompressedSize"] = 268'435'457;
+    ASSERT_TRUE(snappy::IsValidCompressedBuffer(reply.body.data(), reply.body.size()));
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "Could not process message from server");
+
+    reply.body = BlockOfBlanks(100'000); // the same with fewer is only no document
+    reply.numbers["snappy_decompressedSize"] = 100'000;
+    EXPECT_FALSE(Download(reply));
+    EXPECT_EQ(LastError(), "No such node (root)");
+}
+
 TEST_F(InstrumentDownloadTest, AnEmptyRootIsAnEmptyMarket)
 {
     ASSERT_TRUE(Download(PlainReply("<root/>")));
@@ -281,6 +350,95 @@ TEST_F(XmlCopyTest, ADocumentThatCannotBeReadIsCopiedForInspection)
     LogIn(folder / "copy.xml");
     EXPECT_FALSE(Download(PlainReply("<root")));
     EXPECT_EQ(Copy(), "<root");
+}
+
+/// Permissions of a file, 0 when there is none.
+unsigned PermissionsOf(const std::filesystem::path& file)
+{
+    struct stat status = {};
+    return ::stat(file.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+TEST_F(XmlCopyTest, OthersMayNotReadTheCopy)
+{
+    LogIn(folder / "copy.xml");
+    for (const auto& [umask, expected] : {std::pair{0000U, 0640U}, {0022U, 0640U}, {0027U, 0640U}, {0077U, 0600U}}) {
+        std::filesystem::remove(folder / "copy.xml");
+        const mode_t before = ::umask(umask);
+        EXPECT_TRUE(Download(PlainReply("<root/>")));
+        ::umask(before);
+        EXPECT_EQ(PermissionsOf(folder / "copy.xml"), expected) << "umask " << umask;
+    }
+}
+
+TEST_F(XmlCopyTest, ACopyThatIsThereKeepsItsPermissionsButForThoseOfOthers)
+{
+    LogIn(folder / "copy.xml");
+    for (const auto& [given, expected] : {std::pair{0644U, 0640U}, {0600U, 0600U}, {0660U, 0640U}, {0440U, 0440U}}) {
+        std::filesystem::remove(folder / "copy.xml");
+        std::ofstream(folder / "copy.xml") << "an older one";
+        ASSERT_EQ(::chmod((folder / "copy.xml").c_str(), given), 0);
+        EXPECT_TRUE(Download(PlainReply("<root/>")));
+        EXPECT_EQ(PermissionsOf(folder / "copy.xml"), expected) << given;
+        EXPECT_EQ(Copy(), "<root/>") << given;
+    }
+}
+
+TEST_F(XmlCopyTest, ALinkStaysOneAndWhatItLeadsToIsReplaced)
+{
+    std::filesystem::create_directory(folder / "there");
+    std::filesystem::create_symlink("there/copy.xml", folder / "near.xml"); // to nothing yet
+    std::filesystem::create_symlink(folder / "near.xml", folder / "copy.xml");
+    LogIn(folder / "copy.xml");
+    for (const char* document : {"<root/>", "<root ></root>"}) {
+        EXPECT_TRUE(Download(PlainReply(document)));
+        EXPECT_EQ(Copy(), document);
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "copy.xml"));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "near.xml"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(folder / "there" / "copy.xml")));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "there"), {}), 1) << "nothing is left beside";
+}
+
+TEST_F(XmlCopyTest, OnlyARegularFileIsWrittenAndNothingIsWaitedFor)
+{
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0); // nobody reads it
+    std::filesystem::create_directory(folder / "directory");
+    std::filesystem::create_symlink(folder / "pipe", folder / "link");
+    std::filesystem::create_symlink(folder / "circle", folder / "circle");
+    const auto before = std::distance(std::filesystem::directory_iterator(folder), {});
+    for (const std::string& path :
+         {(folder / "pipe").string(), (folder / "link").string(), (folder / "directory").string(),
+          (folder / "circle").string(), std::string("/dev/null"), (folder / "").string()}) {
+        LogIn(path);
+        EXPECT_TRUE(Download(PlainReply("<root/>"))) << path;
+        EXPECT_THAT(log.Take(),
+                    Contains("WARNING [QuindalIM] CZ9MQCore::GetInstrumentParameters: the reply could not be "
+                             "copied to " +
+                             path));
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(folder / "pipe"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), before) << "nothing is left beside";
+}
+
+TEST_F(XmlCopyTest, AGoodCopyStaysWhereTheNewOneHasNoRoom)
+{
+    LogIn(folder / "copy.xml");
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+
+    struct rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit then fails like a full disk
+    struct rlimit small = before;
+    small.rlim_cur = 1000;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    EXPECT_TRUE(Download(PlainReply("<root>" + std::string(2000, ' ') + "</root>")));
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+
+    EXPECT_THAT(log.Take(), Contains(AllOf(StartsWith("WARNING [QuindalIM]"), EndsWith("copy.xml"))));
+    EXPECT_EQ(Copy(), "<root/>");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1) << "nothing is left beside";
 }
 
 TEST_F(XmlCopyTest, ACopyThatCannotBeWrittenIsAWarningAndNoFailure)
@@ -602,57 +760,43 @@ TEST_F(InstrumentDownloadTest, ADocumentThatCannotBeParsedLeavesTheCalculatorAsI
     }
 }
 
-/// A document whose root holds this many elements inside each other.
-std::string Nested(std::size_t depth, const std::string& between = "")
+TEST_F(InstrumentDownloadTest, TheParserNamesTheLineAndWhatIsWrongThere)
 {
-    std::string xml = "<root>";
-    for (std::size_t level = 0; level < depth; ++level)
-        xml += "<a>" + between;
-    for (std::size_t level = 0; level < depth; ++level)
+    EXPECT_FALSE(Download(PlainReply("<root>\n<a></b>\n</root>")));
+    EXPECT_THAT(LastError(), StartsWith("Could not parse message from server. <unspecified file>(2): "));
+    EXPECT_EQ(core.GetLastErrorCode(), Z9ERR_NOT_OK);
+    EXPECT_FALSE(Download(CompressedReply("<root>\n\n<Currency Radius=\"&no;\"/></root>")));
+    EXPECT_EQ(LastError(), "Could not parse message from server. <unspecified file>(3): a reference stands for no "
+                           "character");
+}
+
+TEST_F(InstrumentDownloadTest, ElementsMayBeNestedAsDeepAsTheyLike)
+{
+    std::string xml = "<root>" + currency.Xml();
+    for (int level = 0; level < 200'000; ++level)
+        xml += "<a>";
+    EXPECT_FALSE(Download(PlainReply(xml)));
+    EXPECT_THAT(LastError(), StartsWith("Could not parse message from server. "));
+    for (int level = 0; level < 200'000; ++level)
         xml += "</a>";
-    return xml + "</root>";
-}
-
-TEST_F(InstrumentDownloadTest, ElementsNestedWithoutEndAreRefusedAndDoNotUseUpTheStack)
-{
-    EXPECT_TRUE(Download(PlainReply(Nested(255)))) << LastError(); // with the root 256 elements deep
-    for (const std::size_t depth : {std::size_t{256}, std::size_t{200'000}}) {
-        EXPECT_FALSE(Download(PlainReply(Nested(depth)))) << depth;
-        EXPECT_THAT(LastError(), HasSubstr("Could not parse message from server. ")) << depth;
-        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << depth;
-    }
-}
-
-TEST_F(InstrumentDownloadTest, NestingCannotBeHiddenBehindOtherMarkup)
-{
-    // Each of these holds an end of an element, or seems to open what swallows the rest, and is neither for the reader.
-    for (const char* markup :
-         {"<!-- </a> -->", "<![CDATA[</a>]]>", "<?x </a> ?>", "<!DOCTYPE a [ <!b> </a> ] >", "<!x [>", "<!DOCTYPEx [>",
-          "<b c=\"</a>\"/>", "<b c='/>'></b>", "<b c=\"'\"/>", "text ' \" > ]]> --> ?>", "<!->", "<![CDAT>"}) {
-        EXPECT_TRUE(Download(PlainReply(Nested(100, markup)))) << markup << ": " << LastError();
-        EXPECT_FALSE(Download(PlainReply(Nested(50'000, markup)))) << markup;
-        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << markup;
-    }
-}
-
-// A quote inside a name opens no value: the reader takes it for a letter, and so does the count of elements.
-TEST_F(InstrumentDownloadTest, NestingCannotBeHiddenBehindAQuoteInAName)
-{
-    std::string deep;
-    for (int level = 0; level < 50'000; ++level)
-        deep += "<b>";
-    for (const char* opening : {"<root><a\">", "<root><a x\"='1'>", "<root><a'>", "<root><a x = \"1\" y'=\"2\">"}) {
-        EXPECT_FALSE(Download(PlainReply(opening + deep))) << opening;
-        EXPECT_THAT(LastError(), HasSubstr("elements are nested too deeply")) << opening;
-    }
-}
-
-TEST_F(InstrumentDownloadTest, ElementsBesideEachOtherAreNotNested)
-{
-    std::string xml = "<root>";
-    for (int element = 0; element < 1000; ++element)
-        xml += "<a b='>'/><a></a ><c d=\"x>y\">text</c>";
     EXPECT_TRUE(Download(PlainReply(xml + "</root>"))) << LastError();
+    EXPECT_EQ(instruments.CountCurrency(), 1u);
+}
+
+TEST_F(InstrumentDownloadTest, InstrumentsInsideOtherElementsAreNotRoots)
+{
+    const std::string hidden = "<Session>" + currency.Xml() + "<root>" + currency.Xml() + "</root></Session>";
+    ASSERT_TRUE(Download(PlainReply("<root>" + hidden + "</root>"))) << LastError();
+    EXPECT_EQ(instruments.CountCurrency(), 0u);
+}
+
+TEST_F(InstrumentDownloadTest, ReferencesOfTheServerStandForTheirCharacters)
+{
+    ASSERT_TRUE(Download({currency, baseContract.With("CodeMCS", "A&amp;B&#x20AC;")})) << LastError();
+    EXPECT_EQ(instruments.GetBaseContract(kv7im::AccessByStatus::eCurrent, "BC")->CodeMCS, "A&B\xE2\x82\xAC");
+    std::string row;
+    ASSERT_TRUE(calculator.GetTablesData().GetNextBaseContract(row, false));
+    EXPECT_THAT(row, StartsWith("BC;A&B\xE2\x82\xAC;5;"));
 }
 
 TEST_F(InstrumentDownloadTest, ADocumentWithoutItsRootFails)

@@ -4,7 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
 
 #include "DownloadFixture.h"
@@ -12,6 +11,7 @@
 #include "OptionSeriesParameters.h"
 #include "SpecOption.h"
 #include "SpecVirtFutures.h"
+#include "XmlDocument.h"
 #include "except.h"
 
 namespace {
@@ -339,13 +339,9 @@ TEST_F(OptionsDownloadTest, AnOptionThatTheRepositoryRefusesFailsWithItsCode)
     refused.Code = "REFUSED";
     refused.CodeRF = "FUT-12.26";
     ASSERT_NE(calculator.InsertOptionSeries(refused), Z9ERR_OK) << "its smallest step is 0";
-    boost::property_tree::ptree root;
-    boost::property_tree::ptree& element = root.add("Option", "");
-    for (const auto& [name, value] : std::vector<std::pair<std::string, std::string>>{
-             {"Code", "OPT"}, {"CodeVF", "REFUSED"}, {"Strike", "1000"}, {"OptType", "1"}, {"CalcOptPrice", "1"}})
-        element.put("<xmlattr>." + name, value);
+    const QuindalIM::XmlDocument document(Document({option.With("Code", "OPT").With("CodeVF", "REFUSED")}));
     try {
-        QuindalIM::InsertInstruments(calculator, root);
+        QuindalIM::InsertInstruments(calculator, document.Root("root"));
         FAIL() << "nothing was raised";
     } catch (const kv7base::CZ9Error& error) {
         EXPECT_EQ(error.GetCode(), Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND);

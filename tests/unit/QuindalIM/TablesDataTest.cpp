@@ -2,22 +2,21 @@
 #include "TablesData.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cmath>
 #include <limits>
-#include <sstream>
+#include <locale>
 #include <stdexcept>
 #include <string>
 
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 #include <gmock/gmock.h>
 
+#include "XmlDocument.h"
 #include "except.h"
 #include "kv7errors.h"
 
 namespace {
 
-using boost::property_tree::ptree;
 using QuindalIM::AttributeList;
 using QuindalIM::Dictionary;
 using QuindalIM::FromString;
@@ -26,14 +25,22 @@ using QuindalIM::RealIsinStorage;
 using QuindalIM::Table;
 using testing::HasSubstr;
 
-/// The element of a one-element document.
-ptree Element(const std::string& xml)
+/// The element of a one-element document, and the document with it.
+class Element
 {
-    std::istringstream stream(xml);
-    ptree document;
-    read_xml(stream, document);
-    return document.front().second;
-}
+public:
+    explicit Element(const std::string& xml) : m_document(xml), m_element(m_document.Root(NameOf(xml).c_str())) {}
+    operator pugi::xml_node() const { return m_element; } // NOLINT(*-explicit-*): it is one in all but its life
+
+private:
+    [[nodiscard]] static std::string NameOf(const std::string& xml)
+    {
+        return xml.substr(1, xml.find_first_of(" /") - 1);
+    }
+
+    QuindalIM::XmlDocument m_document;
+    pugi::xml_node m_element;
+};
 
 struct Refusal
 {
@@ -71,21 +78,19 @@ TEST(GetAttr, GivesTheTextOfTheAttribute)
     EXPECT_EQ(GetAttr(Element(R"(<Futures Code="A&amp;B&lt;"/>)"), "Code"), "A&B<");
 }
 
-TEST(GetAttr, RaisesThePropertyTreesExceptionForAMissingAttribute)
+TEST(GetAttr, NamesAMissingAttribute)
 {
     try {
         static_cast<void>(GetAttr(Element("<Futures/>"), "Code"));
         FAIL() << "nothing was raised";
-    } catch (const boost::property_tree::ptree_bad_path& error) {
-        EXPECT_THAT(error.what(), HasSubstr("No such node"));
-        EXPECT_THAT(error.what(), HasSubstr("Code"));
+    } catch (const QuindalIM::NoSuchNode& error) {
+        EXPECT_STREQ(error.what(), "No such node (<xmlattr>.Code)");
     }
 }
 
 TEST(GetAttr, IsCaseSensitive)
 {
-    EXPECT_THROW(static_cast<void>(GetAttr(Element(R"(<Futures code="F"/>)"), "Code")),
-                 boost::property_tree::ptree_error);
+    EXPECT_THROW(static_cast<void>(GetAttr(Element(R"(<Futures code="F"/>)"), "Code")), QuindalIM::NoSuchNode);
 }
 
 TEST(FromString, ReadsNumbersThatFillTheWholeText)
@@ -151,6 +156,49 @@ TEST(FromString, RefusesFractionsAndExponentsInIntegers)
     EXPECT_EQ(RefusalOf<int>("1.0").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
     EXPECT_EQ(RefusalOf<long>("1e3").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
     EXPECT_EQ(RefusalOf<int>("0x10").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+}
+
+/// A process that writes its numbers otherwise: C++ streams with a decimal comma and grouped digits, and the C library
+/// likewise where the machine has such a locale.
+class CommaLocale
+{
+public:
+    CommaLocale() : m_cppBefore(std::locale::global(std::locale(std::locale::classic(), new Commas)))
+    {
+        m_cBefore = std::setlocale(LC_ALL, nullptr);
+        for (const char* name : {"de_DE.UTF-8", "de_DE", "ru_RU.UTF-8", "fr_FR.UTF-8"})
+            if (std::setlocale(LC_ALL, name) != nullptr) break;
+    }
+    ~CommaLocale()
+    {
+        std::locale::global(m_cppBefore);
+        std::setlocale(LC_ALL, m_cBefore.c_str());
+    }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+private:
+    struct Commas : std::numpunct<char>
+    {
+        [[nodiscard]] char do_decimal_point() const override { return ','; }
+        [[nodiscard]] char do_thousands_sep() const override { return '.'; }
+        [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+    };
+    std::locale m_cppBefore;
+    std::string m_cBefore;
+};
+
+TEST(FromString, ReadsTheSameInEveryLocale)
+{
+    const CommaLocale locale;
+    EXPECT_EQ(FromString<double>("1234.25"), 1234.25);
+    EXPECT_EQ(FromString<double>("-1.5e3"), -1500.0);
+    EXPECT_EQ(FromString<int>("1234567"), 1234567);
+    EXPECT_EQ(FromString<long>("9223372036854775807"), std::numeric_limits<long>::max());
+    for (const char* text : {"0,25", "1.234,5"})
+        EXPECT_EQ(RefusalOf<double>(text).code, Z9ERR_COMMON_WRONG_ARGUMENTS) << text;
+    for (const char* text : {"1.234", "1,234"})
+        EXPECT_EQ(RefusalOf<int>(text).code, Z9ERR_COMMON_WRONG_ARGUMENTS) << text;
 }
 
 TEST(FromString, RefusesADecimalComma) { EXPECT_EQ(RefusalOf<double>("0,25").code, Z9ERR_COMMON_WRONG_ARGUMENTS); }

@@ -16,6 +16,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using QuindalIM::Z9AutoMessage;
 using QuindalIM::Z9MQCore;
 using testing::Contains;
@@ -679,10 +680,12 @@ TEST_F(Z9MQCoreTest, ADocumentThatCannotBeReadIsLoggedAndFails)
     LogIn();
     const struct
     {
-        const char* body;
+        std::string body;
         const char* text; // part of what the log says
     } cases[] = {
-        {"<root><Clients", "expected"},
+        {"<root><Clients", "<unspecified file>(1): "},
+        {"<root>\n<Clients part_count=\"2\" login_type=\"CLIENT\"/>\n</Root>", "<unspecified file>(3): "},
+        {"<root/>\0<Clients part_count=\"2\" login_type=\"CLIENT\"/>"s, "a zero byte stands in the text"},
         {"", "No such node (root)"},
         {"<other/>", "No such node (root)"},
         {"<root><Clients login_type=\"CLIENT\"/></root>", "No such node (<xmlattr>.part_count)"},

@@ -282,4 +282,65 @@ TEST(Bcd, ValuesAreCopiedByteForByte)
     EXPECT_EQ(copy, t_bprice::Zero);
 }
 
+// Texts are read by this unit and not by the platform, which has a reader of its own: one must be as good as the other.
+
+template <int N, int M>
+void ExpectTheTextIsReadAsThePlatformReadsIt(const std::string& text)
+{
+    const std::string where = "'" + text + "' as " + std::to_string(N) + "," + std::to_string(M);
+    CZ9BCD<N, M> expected;
+    const std::uint32_t flags = Z9BCDIIGetFromStr(expected.GetValue(), text.c_str());
+    const Z9ERR code = kv7base::detail::DecimalResultCode(flags);
+
+    CZ9BCD<N, M> value;
+    EXPECT_EQ(FailureOf([&] { value.Set(text); }).code, code) << where;
+    EXPECT_EQ(value.GetValueArray(), expected.GetValueArray()) << where;
+
+    const bool isStrict = (flags & (Z9BCDII_NOT_STRICT_FORMAT | Z9BCDII_OPERAND_BAD)) == 0;
+    const bool isExact = (flags & Z9BCDII_RESULT_PREC) == 0;
+    const Z9ERR strictCode = !isStrict ? Z9ERR_COMMON_WRONG_ARGUMENTS : !isExact ? Z9ERR_COMMON_OVERFLOW : code;
+    CZ9BCD<N, M> strict;
+    EXPECT_EQ(strict.StrictSet(text.c_str()), strictCode) << where;
+    if (strictCode != Z9ERR_OK) expected.Init();
+    EXPECT_EQ(strict.GetValueArray(), expected.GetValueArray()) << where;
+}
+
+void ExpectTheTextIsReadAsThePlatformReadsIt(const std::string& text)
+{
+    ExpectTheTextIsReadAsThePlatformReadsIt<16, 5>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<26, 2>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<3, 2>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<1, 0>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<1, 1>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<63, 0>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<63, 31>(text);
+    ExpectTheTextIsReadAsThePlatformReadsIt<63, 63>(text);
+}
+
+TEST(Bcd, TextsAreReadAsThePlatformReadsThem)
+{
+    for (const char* text :
+         {"",     " ",   "-",     "+",    ".",     "-.",      "1",   "1.",   ".5",       "+.5", "-0",
+          "-0.0", "0",   "00012", "1..",  "1.2.3", "1 2",     " 1",  "1 ",   "\t-2.5\n", "--1", "+-1",
+          "1e5",  "nan", "inf",   "0x10", "9.995", "9.99499", "0.5", "0.45", "-0.05"})
+        ExpectTheTextIsReadAsThePlatformReadsIt(text);
+    // Around each length that is put together of parts of eighteen digits, and around the most that a value may have.
+    for (const std::size_t wholes : {17U, 18U, 19U, 35U, 36U, 37U, 54U, 55U, 62U, 63U, 64U, 200U})
+        for (const char digit : {'1', '5', '9'})
+            for (const std::size_t behind : {0U, 1U, 5U, 18U, 63U, 64U}) {
+                const std::string text = std::string(wholes, digit) + "." + std::string(behind, digit);
+                ExpectTheTextIsReadAsThePlatformReadsIt(text);
+                ExpectTheTextIsReadAsThePlatformReadsIt("-000" + text);
+                ExpectTheTextIsReadAsThePlatformReadsIt("0." + text.substr(0, wholes));
+            }
+}
+
+TEST(Bcd, BytesThatMakeNoDecimalHaveNoText)
+{
+    t_bprice price(1.5);
+    price.GetValue()[0] = 17; // more digits behind the point than there are
+    EXPECT_EQ(FailureOf([&] { (void)price.AsString(); }).code, Z9ERR_COMMON_WRONG_ARGUMENTS);
+    EXPECT_FALSE(price.IsNAN());
+}
+
 } // namespace

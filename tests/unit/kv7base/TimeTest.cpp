@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "Z9Time.h"
 #include "except.h"
 #include "z9time.h"
 
@@ -116,6 +119,43 @@ TEST(Time, TheNullTimeHasAllFieldsZero)
     EXPECT_FALSE(CZ9Time(1970, 1, 1, 0, 0, 0, 1).IsUnixEpoch());
     EXPECT_EQ(time.TimeCheck(), Z9ERR_OK);
     EXPECT_EQ(CZ9Time(2026, 2, 30).TimeCheck(), Z9ERR_COMMON_WRONG_ARGUMENTS);
+}
+
+// The platform has the same check and conversion; neither may know a time that the other does not.
+TEST(Time, TheCalendarIsThePlatforms)
+{
+    std::vector<Z9TIME> times = {Z9TIME{}, CZ9Time(1, 1, 1), CZ9Time(9999, 12, 31, 23, 59, 59, 999)};
+    for (const int year : {0, 1900, 1999, 2000, 2024, 2026, 65535})
+        for (int month = 0; month <= 13; ++month)
+            for (int day = 0; day <= 32; ++day) {
+                Z9TIME time{};
+                time.year = static_cast<std::uint16_t>(year);
+                time.month = static_cast<std::uint8_t>(month);
+                time.day = static_cast<std::uint8_t>(day);
+                time.hour = 12;
+                times.push_back(time);
+            }
+    const Z9TIME noon = CZ9Time(2026, 3, 4, 12);
+    for (auto [field, value] :
+         {std::pair{&Z9TIME::hour, 24}, std::pair{&Z9TIME::minute, 60}, std::pair{&Z9TIME::second, 60}}) {
+        times.push_back(noon);
+        times.back().*field = static_cast<std::uint8_t>(value);
+    }
+    times.push_back(noon);
+    times.back().msec = 1000;
+
+    for (const char* zone : {"UTC", "XXX-3", "YYY+5"}) {
+        const TimeZone inZone(zone);
+        for (const Z9TIME& plain : times) {
+            CZ9Time time(plain);
+            EXPECT_EQ(time.TimeCheck(), Z9TimeCheck(&plain)) << time.ToDateTimeString();
+            Z9TIME expected = noon;
+            CZ9Time utc(noon);
+            EXPECT_EQ(time.ConvertLocalTimeToUTC(utc), Z9TimeConvertLocalToUTC(&expected, &plain))
+                << zone << " " << time.ToDateTimeString();
+            EXPECT_EQ(CZ9Time::Compare(utc, expected), 0) << zone << " " << time.ToDateTimeString();
+        }
+    }
 }
 
 TEST(Time, ComparisonStopsAtItsPrecision)
