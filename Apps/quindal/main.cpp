@@ -43,9 +43,9 @@ std::string Meant(const std::string& word, const Known& known)
 /// The first argument that is no option, when it is none of the commands.
 std::string UnknownCommand(const std::vector<Command>& commands, int argc, char** argv)
 {
-    std::vector<std::string> names;
-    for (const Command& command : commands)
-        names.push_back(command.word->get_name());
+    std::vector<std::string> names(commands.size());
+    std::transform(commands.begin(), commands.end(), names.begin(),
+                   [](const Command& command) { return command.word->get_name(); });
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (word.starts_with('-')) continue;

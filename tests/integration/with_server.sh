@@ -9,14 +9,15 @@ shift 3
 work=$(mktemp -d "${TMPDIR:-/tmp}/quindal-served-XXXXXX")
 server=
 finish() {
-    if [ -n "$server" ]; then kill "$server" 2>/dev/null && wait "$server" || true; fi
+    if [ -n "$server" ]; then kill "$server" 2>/dev/null && wait "$server" 2>/dev/null || true; fi
     rm -rf "$work"
 }
 trap finish EXIT
 
 printf 'user,part_count,login_type,password\nUSER01,10,CLIENT,secret-word\n' >"$work/users.csv"
 mkfifo "$work/said"
-"$quindal" serve --instruments "$market" --users "$work/users.csv" >"$work/said" &
+"$quindal" serve --instruments "$market" --users "$work/users.csv" --access-log "$work/access.log" \
+    >"$work/said" &
 server=$!
 read -r line <"$work/said"
 printf '[QuindalIM::mq]\nport = %s\ntimeout = 5000\n[QuindalIM::log]\nfile = %s\n' "${line##* }" "$work/log" \
