@@ -6,8 +6,8 @@ seconds="${1:-30}"
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(user_info instruments compressed_block ini trading_codes decimals format time link_forms position_state
-        accounts positions orders)
+    targets=(document user_info instruments compressed_block ini trading_codes decimals format time link_forms
+        position_state accounts positions orders)
 fi
 
 scripts/install-deps.sh --fuzz
@@ -30,6 +30,7 @@ small="$(market "$(first CommonParameters)" "$(first Currency)" "$(first BaseCon
 
 seed instruments market < examples/market.xml
 seed instruments small <<< "$small"
+seed document small <<< "<!DOCTYPE root><?x y?><!-- &no; -->${small%</root>}<![CDATA[x]]>&amp;&#x41;</root>"
 seed compressed_block text < <(printf '%s\0\0\0\0\1\1' "$small") # numbers and flags stand at the end
 seed compressed_block block < <(printf '\7\30<root/>\0\0\0\0\1\0')
 for file in accounts positions orders; do seed "$file" example < "examples/$file.csv"; done
@@ -55,7 +56,7 @@ mkdir -p build/fuzz/findings
 for target in "${targets[@]}"; do
     say "fuzz $target, $seconds s"
     words=()
-    case "$target" in user_info | instruments | compressed_block) words=(-dict=tests/fuzz/replies.dict) ;; esac
+    case "$target" in document | user_info | instruments | compressed_block) words=(-dict=tests/fuzz/replies.dict) ;; esac
     "build/fuzz/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 -verbosity=0 \
         -print_final_stats=1 "${words[@]}" -artifact_prefix="build/fuzz/findings/$target-" "$corpus/$target"
 done
