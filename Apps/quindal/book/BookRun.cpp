@@ -160,6 +160,7 @@ void BookRun::Fill(MarginSession& session, const Book& book)
 
 void BookRun::FillLevels(MarginSession& session, const Book& book)
 {
+    WarnOfUnreachedFirms(book.accounts, book.positions, m_warnings);
     const std::vector<EmptyLevel> levels = LevelsWithoutRecords(book.accounts, book.positions);
     if (!m_options.deriveLevels) {
         WarnOf(levels, book.positions.file, m_warnings);
@@ -183,6 +184,14 @@ void WarnOf(const std::vector<EmptyLevel>& levels, const std::string& file, Warn
         names += (names.empty() ? "" : ", ") + level.Name();
     warnings.Add(file, names + ": under the netting rule a level lives by records of its own, and there are none; " +
                            "--derive-levels takes them from the clients");
+}
+
+void WarnOfUnreachedFirms(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Warnings& warnings)
+{
+    for (const std::string& firm : FirmsThatNothingReaches(accounts, positions))
+        warnings.Add(accounts.file, "firm " + firm +
+                                        ": under the gross rule, below an account that is not under half_netting, " +
+                                        "nothing that its clients hold reaches it, and its margin is 0.00");
 }
 
 void Reported(const BookOptions& options, const std::function<void(BookRun&)>& body,

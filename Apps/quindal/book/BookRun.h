@@ -69,6 +69,8 @@ private:
 
 /// Warns of levels that live by records of their own and have none.
 void WarnOf(const std::vector<EmptyLevel>& levels, const std::string& file, Warnings& warnings);
+/// Warns of firms whose margin stays 0.00 by the rules of the accounts.
+void WarnOfUnreachedFirms(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Warnings& warnings);
 
 /// Runs `body`, tells the warnings whatever comes of it, and then calls `report`, unless the run is strict and there
 /// were warnings: that is an InputError.

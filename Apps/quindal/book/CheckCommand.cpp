@@ -111,8 +111,10 @@ int RunCheck(const CheckOptions& options)
         market = CheckMarket(file, log, problems, warnings);
         if (market->isWhole) CheckAgainst(market->codes, files, problems);
     }
-    if (problems.IsEmpty() && files.accounts && files.positions)
+    if (problems.IsEmpty() && files.accounts && files.positions) {
+        WarnOfUnreachedFirms(*files.accounts, *files.positions, warnings);
         WarnOf(LevelsWithoutRecords(*files.accounts, *files.positions), files.positions->file, warnings);
+    }
     warnings.Tell();
     problems.ThrowIfAny();
     if (options.isStrict && warnings.Count() > 0) throw InputError("--strict makes each warning an error");

@@ -111,6 +111,23 @@ std::vector<EmptyLevel> LevelsWithoutRecords(const Rows<AccountRow>& accounts, c
     return levels;
 }
 
+std::vector<std::string> FirmsThatNothingReaches(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions)
+{
+    std::set<std::string> halfNettingAccounts;
+    for (const AccountRow& row : accounts.rows)
+        if (row.level == AccountLevelSettlementAccount && row.marginRule == QUINDAL_MARGIN_RULE_HALF_NETTING)
+            halfNettingAccounts.insert(row.code);
+    std::set<std::string> withClients;
+    for (const PositionRow& row : positions.rows)
+        if (row.level == QUINDAL_ACCOUNT_HIERARCHY_CLIENT && row.quantity != 0) withClients.insert(FirmOf(row.code));
+    std::vector<std::string> firms;
+    for (const AccountRow& row : accounts.rows)
+        if (row.level == AccountLevelFirm && row.marginRule == QUINDAL_MARGIN_RULE_GROSS &&
+            !halfNettingAccounts.contains(row.parent) && withClients.contains(row.code))
+            firms.push_back(row.code);
+    return firms;
+}
+
 DerivedRecords Derive(const std::vector<EmptyLevel>& levels,
                       const std::function<double(const std::string&)>& calculatedPrice)
 {

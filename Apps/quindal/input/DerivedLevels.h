@@ -26,6 +26,12 @@ struct EmptyLevel
 [[nodiscard]] std::vector<EmptyLevel> LevelsWithoutRecords(const Rows<AccountRow>& accounts,
                                                            const Rows<PositionRow>& positions);
 
+/// Firms under the gross rule that nothing reaches, though their clients hold something: what clients hold is handed up
+/// only where the firm or its account is under half_netting. Their margin is 0.00, and so is their part of an account
+/// that sums its firms' margins. In the order of the accounts.
+[[nodiscard]] std::vector<std::string> FirmsThatNothingReaches(const Rows<AccountRow>& accounts,
+                                                               const Rows<PositionRow>& positions);
+
 struct DerivedRecords
 {
     std::vector<PositionRow> rows; ///< Without lines.

@@ -46,6 +46,21 @@ TEST(LevelsWithoutRecords, AreThoseOfTheNettingRuleWhoseClientsHoldSomething)
     EXPECT_THAT(EmptyLevelsWith("client,AA01001,F,1\nfirm,AA01,F,1\naccount,NET,G,0\n"), IsEmpty());
 }
 
+// Firm by firm: its rule, that of its account, and whether its clients' positions come to it.
+TEST(FirmsThatNothingReaches, AreUnderGrossBelowWhateverIsNotHalfNetting)
+{
+    const auto accounts = Accounts("level,code,parent,margin_rule\n"
+                                   "account,NET,,netting\naccount,HALF,,half_netting\naccount,SUM,,gross\n"
+                                   "firm,AA01,NET,gross\nfirm,AA02,HALF,gross\nfirm,AA03,SUM,gross\nfirm,AA04,,gross\n"
+                                   "firm,AA05,SUM,half_netting\nfirm,AA06,SUM,netting\nfirm,AA07,SUM,gross\n"
+                                   "client,AA01001,,\nclient,AA02001,,\nclient,AA03001,,\nclient,AA04001,,\n"
+                                   "client,AA05001,,\nclient,AA06001,,\nclient,AA07001,,\n");
+    const auto positions = Positions("level,code,instrument,quantity\n"
+                                     "client,AA01001,F,1\nclient,AA02001,F,1\nclient,AA03001,F,1\nclient,AA04001,F,1\n"
+                                     "client,AA05001,F,1\nclient,AA06001,F,1\nclient,AA07001,F,0\n");
+    EXPECT_THAT(FirmsThatNothingReaches(accounts, positions), ElementsAre("AA01", "AA03", "AA04"));
+}
+
 DerivedRecords Derived(const std::string& positions)
 {
     static const std::map<std::string, double> prices{{"F", 100.0}, {"G", 7.0}};
