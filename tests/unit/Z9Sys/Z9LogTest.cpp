@@ -196,8 +196,7 @@ TEST(Z9LogTest, ControlCharactersAreWrittenAsNumbersAndAllElseAsItIs)
 
 TEST(Z9LogTest, TheLocaleOfTheHostChangesNoLine)
 {
-    const CommaLocale locale;
-    SKIP_WITHOUT_COMMA_LOCALE(locale);
+    const testing_support::CommaLocale host;
     const TempDir dir;
     const CustomLog log(dir, "a.log");
     Write(log, Z9LOG_WARNING, "QuindalIM", "price %f, %'d", 77.25, 1234567);
