@@ -2,7 +2,6 @@
 #include "TablesData.h"
 
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <limits>
 #include <locale>
@@ -11,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include "CommaLocale.h"
 #include "XmlDocument.h"
 #include "except.h"
 #include "kv7errors.h"
@@ -158,24 +158,14 @@ TEST(FromString, RefusesFractionsAndExponentsInIntegers)
     EXPECT_EQ(RefusalOf<int>("0x10").code, Z9ERR_COMMON_WRONG_ARGUMENTS);
 }
 
-/// A process that writes its numbers otherwise: C++ streams with a decimal comma and grouped digits, and the C library
-/// likewise where the machine has such a locale.
-class CommaLocale
+/// C++ streams with a decimal comma and grouped digits, too.
+class CommaStreams
 {
 public:
-    CommaLocale() : m_cppBefore(std::locale::global(std::locale(std::locale::classic(), new Commas)))
-    {
-        m_cBefore = std::setlocale(LC_ALL, nullptr);
-        for (const char* name : {"de_DE.UTF-8", "de_DE", "ru_RU.UTF-8", "fr_FR.UTF-8"})
-            if (std::setlocale(LC_ALL, name) != nullptr) break;
-    }
-    ~CommaLocale()
-    {
-        std::locale::global(m_cppBefore);
-        std::setlocale(LC_ALL, m_cBefore.c_str());
-    }
-    CommaLocale(const CommaLocale&) = delete;
-    CommaLocale& operator=(const CommaLocale&) = delete;
+    CommaStreams() : m_before(std::locale::global(std::locale(std::locale::classic(), new Commas))) {}
+    ~CommaStreams() { std::locale::global(m_before); }
+    CommaStreams(const CommaStreams&) = delete;
+    CommaStreams& operator=(const CommaStreams&) = delete;
 
 private:
     struct Commas : std::numpunct<char>
@@ -184,13 +174,13 @@ private:
         [[nodiscard]] char do_thousands_sep() const override { return '.'; }
         [[nodiscard]] std::string do_grouping() const override { return "\3"; }
     };
-    std::locale m_cppBefore;
-    std::string m_cBefore;
+    std::locale m_before;
 };
 
 TEST(FromString, ReadsTheSameInEveryLocale)
 {
-    const CommaLocale locale;
+    const CommaStreams streams;
+    const testing_support::CommaLocale host; // last: the streams' locale sets the C library's, too
     EXPECT_EQ(FromString<double>("1234.25"), 1234.25);
     EXPECT_EQ(FromString<double>("-1.5e3"), -1500.0);
     EXPECT_EQ(FromString<int>("1234567"), 1234567);
