@@ -25,6 +25,7 @@ constexpr const char* MarginExamples =
     --orders orders.csv --format json
   QUINDAL_PASSWORD=secret quindal margin --ini quindal.ini --user USER01 \
     --accounts accounts.csv --positions positions.csv
+  quindal files      # what the columns mean; one of the files may be standard input, named -
 )";
 
 constexpr const char* ExplainExamples =
