@@ -43,7 +43,8 @@ Z9_API Z9ERR Z9MQCleanup(void);
 
 /* The first handle starts threads, which take no signals. Before Z9MQStartup: Z9ERR_COMMON_NOT_INITIALIZED (24). */
 Z9_API Z9ERR Z9MQCreateConnection(void** handle);
-/* Ends the session if there is one. With the last handle the threads end. */
+/* Ends the session if there is one. With the last handle the threads end, and with them the NATS client of the process,
+ * unless the process had it before the first handle. */
 Z9_API Z9ERR Z9MQFreeConnection(Z9MQ_CONN_HANDLE handle);
 
 /* Reaches the router at host:port (host null: 127.0.0.1) and learns what it asks for; flags is 0.

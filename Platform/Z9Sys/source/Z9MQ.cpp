@@ -14,9 +14,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -47,6 +50,7 @@ struct Library
     bool started = false;
     bool exitHandlerSet = false;
     bool exited = false;
+    bool isOurs = false; // the C client was opened here; otherwise somebody else in the process had it already
     std::size_t lastHandle = 0;
     // Handles are numbers that are never given twice: one that was freed names nobody for ever after.
     std::map<std::size_t, std::shared_ptr<Connection>> connections;
@@ -106,9 +110,12 @@ void End(Library& library, const std::shared_ptr<Connection>& connection)
     connection->End();
 }
 
+// The C client is one for the whole process and knows no owner: closing it ends it for everybody. A host that had it
+// before us keeps it; it is opened here no second time, and children of forks cannot have it.
 Z9ERR CloseClient(Library& library)
 {
     WaitForCalls(std::exchange(library.ended, {}));
+    if (!library.isOurs) return z9::kOk;
     const natsStatus status = nats_CloseAndWait(kCloseTimeoutMs);
     library.owner.store(0);
     return status == NATS_OK ? z9::kOk : z9::kInternalError;
@@ -146,12 +153,21 @@ natsStatus StartClient() noexcept
     return status;
 }
 
+std::ptrdiff_t CountThreads()
+{
+    std::error_code error;
+    const std::filesystem::directory_iterator all("/proc/self/task", error);
+    return error ? 0 : std::distance(begin(all), end(all));
+}
+
 Z9ERR OpenClient(Library& library)
 {
     const auto blocked = z9::mq::SignalsBlocked::All(); // opening starts the client's own threads
+    const std::ptrdiff_t threads = CountThreads();
     if (StartClient() != NATS_OK) return z9::kInternalError;
+    library.isOurs = CountThreads() > threads; // it starts none when it is open, and says nothing else of it
     if (!library.exitHandlerSet && std::atexit([] { CloseAtExit(); }) != 0) {
-        nats_CloseAndWait(kCloseTimeoutMs);
+        static_cast<void>(CloseClient(library));
         return z9::kInternalError;
     }
     library.exitHandlerSet = true;
