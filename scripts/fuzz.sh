@@ -6,7 +6,7 @@ seconds="${1:-30}"
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(document user_info instruments compressed_block ini trading_codes decimals format time link_forms
+    targets=(xml user_info instruments compressed_block ini trading_codes decimals format time link_forms
         position_state accounts positions orders)
 fi
 
@@ -30,7 +30,7 @@ small="$(market "$(first CommonParameters)" "$(first Currency)" "$(first BaseCon
 
 seed instruments market < examples/market.xml
 seed instruments small <<< "$small"
-seed document small <<< "<!DOCTYPE root><?x y?><!-- &no; -->${small%</root>}<![CDATA[x]]>&amp;&#x41;</root>"
+seed xml small <<< "<!DOCTYPE root><?x y?><!-- &no; -->${small%</root>}<![CDATA[x]]>&amp;&#x41;</root>"
 seed compressed_block text < <(printf '%s\0\0\0\0\1\1' "$small") # numbers and flags stand at the end
 seed compressed_block block < <(printf '\7\30<root/>\0\0\0\0\1\0')
 for file in accounts positions orders; do seed "$file" example < "examples/$file.csv"; done
