@@ -56,7 +56,7 @@ mkdir -p build/fuzz/findings
 for target in "${targets[@]}"; do
     say "fuzz $target, $seconds s"
     words=()
-    case "$target" in document | user_info | instruments | compressed_block) words=(-dict=tests/fuzz/replies.dict) ;; esac
+    case "$target" in xml | user_info | instruments | compressed_block) words=(-dict=tests/fuzz/replies.dict) ;; esac
     "build/fuzz/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 -verbosity=0 \
         -print_final_stats=1 "${words[@]}" -artifact_prefix="build/fuzz/findings/$target-" "$corpus/$target"
 done
