@@ -39,10 +39,7 @@ std::string Content(const std::filesystem::path& file)
 }
 
 /// The example that a new user starts from: a document as a server sends it.
-std::string ExampleMarket()
-{
-    return Content(std::filesystem::path(__FILE__).parent_path() / ".." / ".." / "examples" / "market.xml");
-}
+std::string ExampleMarket() { return Content(std::filesystem::path(QUINDAL_EXAMPLES) / "market.xml"); }
 
 std::size_t CountOf(const std::string& text, const std::string& what)
 {
