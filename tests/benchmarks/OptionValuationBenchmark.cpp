@@ -26,8 +26,8 @@
 #include <ql/pricingengines/blackformula.hpp>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepository.h"
 #include "PlainOption.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 
 #include "EngineBook.h"
 #include "PlainSeries.h"
-#include "RiskNode.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "nodes/RiskNode.h"
 
 /// What the futures of one base contract share, and their margins.
 struct PlainGroup

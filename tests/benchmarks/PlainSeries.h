@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <map>
 
-#include "RiskNode.h"
-#include "SpecOption.h"
-#include "SpecOrderList.h"
-#include "SpecVirtFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecOrderList.h"
+#include "instruments/SpecVirtFutures.h"
+#include "nodes/RiskNode.h"
 
 /// A position's risk with both charges scaled.
 inline kv7im::Risk ScaledRisk(kv7im::Risk risk, double chargeRatio)

@@ -6,14 +6,14 @@
 #include <string>
 
 #include "CalcGOEx.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "Require.h"
-#include "SpecFutures.h"
-#include "SpecMultileg.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecMultileg.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 class Market
 {

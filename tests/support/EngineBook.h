@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "InstrumentsRepositoryWrapper.h"
 #include "PlainMargin.h"
-#include "Portfolio.h"
-#include "RiskParticipant.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 /// A repository that holds a market of samples.
 inline std::unique_ptr<kv7im::InstrumentsRepository> MakeRepository(const plain::Market& market)

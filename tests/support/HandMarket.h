@@ -12,7 +12,7 @@
 #include <string>
 
 #include "InstrumentSamples.h"
-#include "OptionSeriesParameters.h"
+#include "instruments/OptionSeriesParameters.h"
 
 inline constexpr Isin FUT = 1;
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "Enums.h"
-#include "SpecOrderList.h"
+#include "instruments/SpecOrderList.h"
 
 [[nodiscard]] inline KeyPriceType KeyOf(KeyPriceType::Direction direction, double price,
                                         KeyPriceType::Type type = KeyPriceType::Type::Ordinal)

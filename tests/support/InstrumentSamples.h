@@ -10,14 +10,14 @@
 #include <string>
 #include <utility>
 
-#include "Constants.h"
 #include "Enums.h"
-#include "InstrumentsRepository.h"
-#include "OptionSeriesParameters.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "grids/Constants.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 struct BaseContractSample
 {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepository.h"
 #include "PlainMarket.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace market_changes {
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "InstrumentSamples.h"
-#include "OptionSeriesParameters.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 /// A series on FuturesSample, with a smile, both shocks and sub-points 25 apart; Futures-style, not deliverable.
 inline kv7im::OptionSeriesParameters SeriesOnSample()

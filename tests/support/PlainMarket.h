@@ -15,8 +15,8 @@
 
 #include "Enums.h"
 #include "InstrumentSamples.h"
-#include "OptionSeriesParameters.h"
 #include "PlainOption.h"
+#include "instruments/OptionSeriesParameters.h"
 
 namespace plain {
 

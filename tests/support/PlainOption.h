@@ -11,10 +11,10 @@
 #include <optional>
 #include <vector>
 
-#include "Constants.h"
 #include "Enums.h"
 #include "InstrumentSamples.h"
-#include "OptionSeriesParameters.h"
+#include "grids/Constants.h"
+#include "instruments/OptionSeriesParameters.h"
 
 namespace plain {
 

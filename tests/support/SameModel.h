@@ -15,11 +15,11 @@
 #include <vector>
 
 #include "Enums.h"
-#include "InstrumentsRepository.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace same_model {
 

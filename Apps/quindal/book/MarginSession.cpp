@@ -14,11 +14,11 @@
 #include "ParticipantRepository.h"
 #include "QuindalIM.h"
 #include "RunLog.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "TradingCodes.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 #include "kv7errors.h"
 
 namespace quindal {

@@ -16,7 +16,6 @@
 
 #include "CalcGOEx.h"
 #include "InstrumentElements.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "Printable.h"
@@ -25,6 +24,7 @@
 #include "TablesData.h"
 #include "XmlDocument.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace quindal {
 

@@ -22,10 +22,10 @@
 
 #include "CalcGO.h"
 #include "Enums.h"
-#include "InstrumentsStorages.h"
 #include "TableRecords.h"
 #include "TablesData.h"
 #include "currencytype.h"
+#include "instruments/InstrumentsStorages.h"
 #include "kv7errors.h"
 
 class BraskClient;

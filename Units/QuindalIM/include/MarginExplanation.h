@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "Enums.h"
-#include "SpecialRiskPoints.h"
+#include "grids/SpecialRiskPoints.h"
 
 class BraskClient;
 

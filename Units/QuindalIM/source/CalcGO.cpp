@@ -6,13 +6,13 @@
 #include <initializer_list>
 
 #include "BoundaryValues.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
-#include "Risk.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "TradingCodes.h"
+#include "grids/Risk.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 #include "kv7errors.h"
 
 namespace QuindalIM {

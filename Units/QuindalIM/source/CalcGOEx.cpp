@@ -5,13 +5,13 @@
 #include <utility>
 
 #include "CalcGOConsts.h"
-#include "InstrumentsRepository.h"
-#include "OptionSeriesParameters.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "Z9Log.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 #include "z9bcd.h"
 
 namespace QuindalIM {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "InstrumentsRepository.h"
+#include "instruments/InstrumentsRepository.h"
 #include "kv7errors.h"
 
 namespace QuindalIM {

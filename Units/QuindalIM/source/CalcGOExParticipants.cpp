@@ -7,9 +7,9 @@
 #include "MarginOrchestrator.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
-#include "SpecOrderList.h"
 #include "TradingCodes.h"
 #include "except.h"
+#include "instruments/SpecOrderList.h"
 #include "z9bcd.h"
 
 namespace QuindalIM {

@@ -12,8 +12,8 @@
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
 #include "z9log.h"
 
 using namespace QuindalIM;

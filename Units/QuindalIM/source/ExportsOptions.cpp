@@ -10,9 +10,9 @@
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
-#include "OptionSeriesParameters.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 using namespace QuindalIM;
 

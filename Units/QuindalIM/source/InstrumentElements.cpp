@@ -9,11 +9,11 @@
 
 #include "CalcGOConsts.h"
 #include "CalcGOEx.h"
-#include "OptionSeriesParameters.h"
 #include "TableRecords.h"
 #include "TablesData.h"
 #include "Z9Time.h"
 #include "except.h"
+#include "instruments/OptionSeriesParameters.h"
 #include "z9log.h"
 
 namespace QuindalIM {

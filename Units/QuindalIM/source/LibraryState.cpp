@@ -1,9 +1,9 @@
 #include "LibraryState.h"
 
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace QuindalIM {
 

@@ -7,9 +7,9 @@
 #include "Client.h"
 #include "MarginExplanationLevels.h"
 #include "MarginExplanationTree.h"
-#include "Portfolio.h"
 #include "Primitives.h"
-#include "RiskParticipant.h"
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
 
 namespace QuindalIM {
 

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "MarginExplanation.h"
-#include "Risk.h"
-#include "SpecVirtFutures.h"
+#include "grids/Risk.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace QuindalIM::explanation {
 

@@ -6,12 +6,12 @@
 #include <map>
 #include <string>
 
-#include "InstrumentsRepositoryWrapper.h"
-#include "Portfolio.h"
-#include "RiskParticipant.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
 #include "except.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace QuindalIM::explanation {
 

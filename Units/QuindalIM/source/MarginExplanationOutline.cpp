@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "RiskRow.h"
+#include "grids/RiskRow.h"
 
 namespace QuindalIM::explanation {
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "MarginExplanationCells.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
 
 namespace QuindalIM::explanation {
 

@@ -5,10 +5,10 @@
 #include <map>
 #include <tuple>
 
-#include "Portfolio.h"
-#include "RiskParticipant.h"
-#include "SpecOption.h"
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
 #include "currencytype.h"
+#include "instruments/SpecOption.h"
 
 namespace QuindalIM::explanation {
 

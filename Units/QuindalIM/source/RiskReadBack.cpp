@@ -4,13 +4,13 @@
 #include <cstddef>
 
 #include "CalcGO.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantBase.h"
-#include "Portfolio.h"
-#include "Risk.h"
-#include "RiskNode.h"
-#include "SpecFutures.h"
-#include "SpecVirtFutures.h"
+#include "book/Portfolio.h"
+#include "grids/Risk.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecVirtFutures.h"
+#include "nodes/RiskNode.h"
 
 namespace QuindalIM {
 

@@ -12,8 +12,8 @@
 #include "ParticipantBase.h"
 #include "PremiumReserves.h"
 #include "QuantitiesCounters.h"
-#include "SpecOrderList.h"
 #include "TradingCodes.h"
+#include "instruments/SpecOrderList.h"
 
 class BraskBroker;
 

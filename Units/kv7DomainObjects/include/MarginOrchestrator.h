@@ -20,7 +20,7 @@
 #include "Client.h"
 #include "Enums.h"
 #include "ParticipantRepository.h"
-#include "SpecOrderList.h"
+#include "instruments/SpecOrderList.h"
 #include "kv7errors.h"
 
 namespace margin_orchestrator {

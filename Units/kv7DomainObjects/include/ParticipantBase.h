@@ -12,13 +12,13 @@
 
 #include "CollateralChecker.h"
 #include "Enums.h"
-#include "InstrumentsRepositoryWrapper.h"
 #include "Means.h"
-#include "Portfolio.h"
 #include "PositionCalculator.h"
-#include "RiskParticipant.h"
 #include "TradingLimitMessages.h"
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
 #include "currencytype.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
 
 class ParticipantBase : public kv7im::RiskParticipant
 {

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "Primitives.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "except.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace {
 

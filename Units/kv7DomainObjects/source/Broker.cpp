@@ -3,11 +3,11 @@
 #include <iterator>
 #include <utility>
 
-#include "Constants.h"
 #include "Primitives.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "except.h"
+#include "grids/Constants.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 #include "z9log.h"
 
 namespace {

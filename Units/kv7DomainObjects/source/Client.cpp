@@ -3,13 +3,13 @@
 #include <vector>
 
 #include "Broker.h"
-#include "Constants.h"
-#include "InstrumentsRepository.h"
 #include "MarginOrchestrator.h"
 #include "Primitives.h"
 #include "RecalculationFailure.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "grids/Constants.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 #include "z9log.h"
 
 namespace {

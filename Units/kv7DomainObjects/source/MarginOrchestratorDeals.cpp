@@ -5,7 +5,7 @@
 #include <span>
 
 #include "MarginRoad.h"
-#include "SpecPosition.h"
+#include "book/SpecPosition.h"
 
 namespace margin_orchestrator {
 

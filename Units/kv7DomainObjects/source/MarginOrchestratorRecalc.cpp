@@ -8,12 +8,12 @@
 #include <exception>
 #include <map>
 
-#include "InstrumentsRepository.h"
 #include "MarginRoad.h"
 #include "RecalculationFailure.h"
-#include "SpecFutures.h"
-#include "SpecMultileg.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecMultileg.h"
 #include "z9log.h"
 
 namespace margin_orchestrator {

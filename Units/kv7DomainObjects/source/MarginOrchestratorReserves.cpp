@@ -3,11 +3,11 @@
 
 #include <span>
 
-#include "InstrumentsRepository.h"
-#include "SpecBaseContract.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace margin_orchestrator {
 

@@ -6,8 +6,8 @@
 #include "Client.h"
 #include "Enums.h"
 #include "MarginOrchestrator.h"
-#include "Portfolio.h"
 #include "TradingCodes.h"
+#include "book/Portfolio.h"
 #include "kv7errors.h"
 
 namespace margin_orchestrator::road {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "InstrumentsRepositoryWrapper.h"
 #include "ParticipantRegistrar.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
 
 namespace money_orchestrator {
 

@@ -1,6 +1,6 @@
 #include "ParticipantBase.h"
 
-#include "Constants.h"
+#include "grids/Constants.h"
 #include "z9log.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "InstrumentsRepository.h"
 #include "PositionCalculatorInstruments.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace {
 

@@ -28,9 +28,9 @@
 
 #include "DenseDictionary.h"
 #include "Enums.h"
-#include "SpecOrderList.h"
 #include "TradingCodes.h"
 #include "currencytype.h"
+#include "instruments/SpecOrderList.h"
 #include "kv7errors.h"
 
 using t_id = std::int64_t; // order number

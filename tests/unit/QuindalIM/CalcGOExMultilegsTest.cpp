@@ -9,10 +9,10 @@
 
 #include "../kv7base/AllocationProbe.h"
 #include "CalcGOEx.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
-#include "SpecMultileg.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecMultileg.h"
 
 namespace {
 

@@ -11,13 +11,13 @@
 
 #include "../kv7base/AllocationProbe.h"
 #include "CalcGOEx.h"
-#include "InstrumentsRepository.h"
-#include "OptionSeriesParameters.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <gtest/gtest.h>
 
 #include "../kv7base/AllocationProbe.h"
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
-#include "SpecOrderList.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecOrderList.h"
 
 namespace {
 

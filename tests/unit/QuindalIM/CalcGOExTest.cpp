@@ -9,10 +9,10 @@
 
 #include <gmock/gmock.h>
 
-#include "InstrumentsRepository.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
 
 namespace {
 

@@ -12,11 +12,11 @@
 
 #include "CalcGOEx.h"
 #include "FakeQueue.h"
-#include "InstrumentsRepository.h"
 #include "LogCapture.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "Z9MQCore.h"
+#include "instruments/InstrumentsRepository.h"
 
 /// One element of a reply, to be changed attribute by attribute.
 class Element

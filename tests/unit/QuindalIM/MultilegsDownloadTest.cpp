@@ -7,8 +7,8 @@
 #include <gmock/gmock.h>
 
 #include "DownloadFixture.h"
-#include "SpecMultileg.h"
 #include "except.h"
+#include "instruments/SpecMultileg.h"
 
 namespace {
 

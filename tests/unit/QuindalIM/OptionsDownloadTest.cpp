@@ -8,11 +8,11 @@
 
 #include "DownloadFixture.h"
 #include "InstrumentElements.h"
-#include "OptionSeriesParameters.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
 #include "XmlDocument.h"
 #include "except.h"
+#include "instruments/OptionSeriesParameters.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace {
 

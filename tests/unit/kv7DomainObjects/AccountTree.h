@@ -11,13 +11,13 @@
 #include "Broker.h"
 #include "Client.h"
 #include "HandMarket.h"
-#include "InstrumentsRepository.h"
 #include "MarginOrchestrator.h"
 #include "ParticipantRegistrar.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
-#include "SpecOrderList.h"
 #include "except.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/SpecOrderList.h"
 
 inline constexpr Isin UnknownIsin = 99;
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "DealTree.h"
-#include "SpecPosition.h"
+#include "book/SpecPosition.h"
 
 using Enums::MarginRule;
 using testing::ElementsAre;

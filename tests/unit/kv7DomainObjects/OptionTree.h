@@ -4,8 +4,8 @@
 #include <string>
 
 #include "AccountTree.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 inline constexpr Isin SpreadFutures = 2;  // in spread
 inline constexpr Isin Call825 = 11;       // of the deliverable series DEL on FUT, standing alone

@@ -9,7 +9,7 @@
 #include "MarginOrchestrator.h"
 #include "OptionTree.h"
 #include "PlainWalk.h"
-#include "Portfolio.h"
+#include "book/Portfolio.h"
 
 using Enums::MarginRule;
 using Enums::SpreadMarginType;

@@ -16,8 +16,8 @@
 #include "HandMarket.h"
 #include "MarginOrchestrator.h"
 #include "PlainOrders.h"
-#include "SpecFutures.h"
-#include "SpecOption.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
 
 namespace recalculation {
 

@@ -10,8 +10,8 @@
 
 #include "AccountTree.h"
 #include "AllocationProbe.h"
-#include "LazyMemoryPool.h"
 #include "MarginOrchestrator.h"
+#include "grids/LazyMemoryPool.h"
 
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;

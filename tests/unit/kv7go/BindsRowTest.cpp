@@ -1,6 +1,6 @@
 // The bindings of columns to real price points.
 
-#include "RiskMatrix.h"
+#include "grids/RiskMatrix.h"
 
 #include <cstddef>
 #include <vector>

@@ -10,9 +10,9 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepository.h"
 #include "LogCapture.h"
 #include "MarketChanges.h"
+#include "instruments/InstrumentsRepository.h"
 #include "kv7errors.h"
 
 class ChangingRepository : public testing::Test

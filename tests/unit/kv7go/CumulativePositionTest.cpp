@@ -1,6 +1,6 @@
 // What one participant holds on one futures: positions in options, the nodes of their series, and the road of a change
 // to the margin.
-#include "Position.h"
+#include "book/Position.h"
 
 #include <bit>
 #include <cmath>

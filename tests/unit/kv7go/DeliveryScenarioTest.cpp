@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "OptionCalculators.h"
 #include "PricedSeries.h"
-#include "SpecOption.h"
+#include "instruments/SpecOption.h"
+#include "valuation/OptionCalculators.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "RiskNode.h"
+#include "nodes/RiskNode.h"
 
 namespace {
 

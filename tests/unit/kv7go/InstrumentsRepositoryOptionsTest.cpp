@@ -1,6 +1,6 @@
 // Series and options in the repository: what is refused, what is corrected and how loudly, how they are found, and what
 // keeps or loses its value when another instrument enters.
-#include "InstrumentsRepository.h"
+#include "instruments/InstrumentsRepository.h"
 
 #include <array>
 #include <bit>
@@ -19,9 +19,9 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepositoryWrapper.h"
 #include "LogCapture.h"
 #include "except.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
 namespace {

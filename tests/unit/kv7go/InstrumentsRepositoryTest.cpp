@@ -1,5 +1,5 @@
 // The repository: what is refused, what is corrected and how loudly, and what an insertion sets in motion.
-#include "InstrumentsRepository.h"
+#include "instruments/InstrumentsRepository.h"
 
 #include <cmath>
 #include <functional>
@@ -15,9 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepositoryWrapper.h"
 #include "LogCapture.h"
 #include "except.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
 namespace {

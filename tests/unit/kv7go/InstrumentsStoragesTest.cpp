@@ -1,5 +1,5 @@
 // Nodes and containers of instruments: keys, the two views of a transaction, and the commit.
-#include "InstrumentsStorages.h"
+#include "instruments/InstrumentsStorages.h"
 
 #include <memory>
 #include <new>

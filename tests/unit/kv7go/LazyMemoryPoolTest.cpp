@@ -2,7 +2,7 @@
 //
 // Each test runs on a thread of its own, because a pool belongs to a thread and its largest bulk never shrinks.
 
-#include "LazyMemoryPool.h"
+#include "grids/LazyMemoryPool.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,9 +17,9 @@
 
 #include <gtest/gtest.h>
 
-#include "RiskMatrix.h"
-#include "RiskRow.h"
 #include "except.h"
+#include "grids/RiskMatrix.h"
+#include "grids/RiskRow.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "EngineBook.h"
 #include "HandMarket.h"
 #include "HandOrders.h"
-#include "SpecMultileg.h"
+#include "instruments/SpecMultileg.h"
 #include "kv7errors.h"
 
 namespace {

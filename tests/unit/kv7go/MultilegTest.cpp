@@ -1,5 +1,5 @@
 // Multilegs in the repository: how two rows make one record, what closes it, and how it follows its legs out of spread.
-#include "SpecMultileg.h"
+#include "instruments/SpecMultileg.h"
 
 #include <cstdint>
 #include <string>
@@ -8,8 +8,8 @@
 #include <gmock/gmock.h>
 
 #include "InstrumentSamples.h"
-#include "InstrumentsRepositoryWrapper.h"
 #include "LogCapture.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The theoretical value of an option: single cells to the last bit against the plain formulas, whole grids within the
 // stated bound, and the oddities that are meant.
-#include "OptionCalculators.h"
+#include "valuation/OptionCalculators.h"
 
 #include <cmath>
 #include <cstddef>
@@ -14,11 +14,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "InterestRateRiskCalculator.h"
-#include "OptionColumns.h"
 #include "PricedSeries.h"
 #include "except.h"
 #include "kv7errors.h"
+#include "valuation/InterestRateRiskCalculator.h"
+#include "valuation/OptionColumns.h"
 
 namespace {
 

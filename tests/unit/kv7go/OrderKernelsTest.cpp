@@ -9,10 +9,10 @@
 
 #include <gtest/gtest.h>
 
-#include "LazyMemoryPool.h"
 #include "OptionFamily.h"
 #include "PlainSeries.h"
 #include "SeriesKinds.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace {
 

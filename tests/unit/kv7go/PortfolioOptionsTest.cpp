@@ -1,5 +1,5 @@
 // Margins of small books with options, worked out by hand over the three prices of HandMarket, and the road upward.
-#include "Portfolio.h"
+#include "book/Portfolio.h"
 
 #include <string>
 #include <vector>

@@ -3,7 +3,7 @@
 // The grid of all of them has three price points: N = 1, so the columns are C - NS * MR, C and C + NS * MR. With
 // NS = 1000 and MR = 0.1 the price moves by 100 either way. One contract is worth 2 of money a price unit
 // (MinStepPrice 2, MinStep 1).
-#include "Portfolio.h"
+#include "book/Portfolio.h"
 
 #include <cmath>
 #include <vector>

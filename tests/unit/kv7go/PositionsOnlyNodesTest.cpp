@@ -1,6 +1,6 @@
 // Nodes in the mode of positions alone, by themselves: what half netting keeps, how a margin is composed, how a group
 // takes a base contract, and that the nodes' own memory of rows serves both modes.
-#include "RiskNode.h"
+#include "nodes/RiskNode.h"
 
 #include <memory>
 #include <utility>

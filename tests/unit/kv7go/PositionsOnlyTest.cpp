@@ -1,6 +1,6 @@
 // Positions in the mode of positions alone, worked out by hand over the three prices of HandMarket: each is valued by
 // its cost basis and a market price, and what it has lost by then stands apart.
-#include "Portfolio.h"
+#include "book/Portfolio.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Profile and BaseProfile: dimensions, the expansions and what a comparison looks at.
 
-#include "Profile.h"
+#include "grids/Profile.h"
 
 #include <limits>
 

@@ -1,6 +1,6 @@
 // RiskMatrix judged by plain loops over a vector of rows, for every width from 0 to 17 and 0 to 4 rows.
 
-#include "RiskMatrix.h"
+#include "grids/RiskMatrix.h"
 
 #include <cmath>
 #include <cstring>
@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LazyMemoryPool.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace {
 

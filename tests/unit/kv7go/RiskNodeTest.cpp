@@ -1,5 +1,5 @@
 // Nodes by themselves: what is added and subtracted, what is folded, what is kept.
-#include "RiskNode.h"
+#include "nodes/RiskNode.h"
 
 #include <cmath>
 #include <limits>

@@ -1,6 +1,6 @@
 // avxarray and the view of a row, judged by plain loops over vectors of doubles at every length from 0 to 17.
 
-#include "RiskRow.h"
+#include "grids/RiskRow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LazyMemoryPool.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Risk: sums, the collapse to one row, half-netting, the mix-in of delivery and the roll-up of sub-points, judged by
 // plain loops and by figures that can be checked by eye.
 
-#include "Risk.h"
+#include "grids/Risk.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LazyMemoryPool.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 //   delivery -100    -   -8    2    -           -     1
 //   delivery    -   -3   -9    -    7          -4     -
 //   worst    -100   -3   -9    2    7          -4     1     -100   -4   -9    1    7
-#include "RiskNode.h"
+#include "nodes/RiskNode.h"
 
 #include <cmath>
 #include <limits>
@@ -23,7 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "LazyMemoryPool.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The base contract: rates, limits, and which futures they follow.
-#include "SpecBaseContract.h"
+#include "instruments/SpecBaseContract.h"
 
 #include <limits>
 
@@ -9,8 +9,8 @@
 #include "InstrumentSamples.h"
 #include "LogCapture.h"
 #include "MarketChanges.h"
-#include "SpecFutures.h"
 #include "except.h"
+#include "instruments/SpecFutures.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
-#include "SpecFutures.h"
+#include "instruments/SpecFutures.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A futures: its grid, its special points, and what a position in it is worth.
-#include "SpecFutures.h"
+#include "instruments/SpecFutures.h"
 
 #include <cmath>
 #include <cstdint>

@@ -11,8 +11,8 @@
 #include "EngineBook.h"
 #include "HandMarket.h"
 #include "HandOrders.h"
-#include "SpecOption.h"
-#include "SpecVirtFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace {
 

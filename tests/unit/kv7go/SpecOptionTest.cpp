@@ -1,5 +1,5 @@
 // An option: what it takes from its series, when it is valued, and what a position and an order in it are worth.
-#include "SpecOption.h"
+#include "instruments/SpecOption.h"
 
 #include <bit>
 #include <cmath>

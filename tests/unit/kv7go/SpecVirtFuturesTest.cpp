@@ -1,5 +1,5 @@
 // An option series: its kind, its grid with sub-points, and its delivery prices.
-#include "SpecVirtFutures.h"
+#include "instruments/SpecVirtFutures.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,10 +16,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Constants.h"
 #include "InstrumentSamples.h"
 #include "LogCapture.h"
-#include "OptionColumns.h"
+#include "grids/Constants.h"
+#include "valuation/OptionColumns.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The eight special points: their arithmetic, the concentration floors and the curvature.
 
-#include "SpecialRiskPoints.h"
+#include "grids/SpecialRiskPoints.h"
 
 #include <array>
 #include <cmath>
@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "SpecBaseContract.h"
+#include "instruments/SpecBaseContract.h"
 
 namespace {
 

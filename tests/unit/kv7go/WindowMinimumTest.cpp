@@ -1,4 +1,4 @@
-#include "WindowMinimum.h"
+#include "grids/WindowMinimum.h"
 
 #include <algorithm>
 #include <cstddef>

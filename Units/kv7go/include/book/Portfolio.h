@@ -1,0 +1,227 @@
+// Portfolio: the risk book of one participant, client, firm or settlement account.
+//
+// Always true:  VolatilityInitialMargin_ and DeliveryVolatilityInitialMargin_ are the sums of the margins of the top
+//               nodes and of the option series standing alone (of the rolled-up entries, on a participant that is fed
+//               from below), kept by increments.
+// Numbers:      money, not rounded; a margin is 0 or more.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
+#include "Enums.h"
+#include "Z9Types.h"
+#include "book/Position.h"
+#include "nodes/RiskNode.h"
+
+namespace kv7im {
+
+class CSpecBaseContract;
+class CSpecFutures;
+class CSpecMultileg;
+class CSpecOption;
+class CSpecVirtFutures;
+class RiskParticipant;
+
+/// Changes that one participant hands to the one above: the isin in whose name, and the rolled-up change.
+/// One change of a client makes one or two of them, which stand in place, so that no heap is touched; a refresh makes
+/// many. The standard allocator, since the nodes want more alignment than the vector's own would give.
+using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2,
+                                                           std::allocator<std::pair<Isin, RolledUpRiskNode>>>;
+
+/// Code of a base contract, of an MCS, or of a futures or an option series standing alone.
+using TInitialMarginEntityCode = std::string;
+
+class Portfolio
+{
+public:
+    using MapCumulativeFuturesPosition = std::unordered_map<Isin, CumulativePositionByFutures>;
+    template <class Node>
+    using RisksMap = std::unordered_map<TInitialMarginEntityCode, std::shared_ptr<Node>>;
+    using MapRolledUpRiskNode = std::unordered_map<TInitialMarginEntityCode, RolledUpRiskNode>;
+
+    /// What an isin resolves to: the instrument, and the position on its futures; of a multileg that on its first leg,
+    /// and that on its second.
+    class SearchResult
+    {
+    public:
+        enum class ResultType
+        {
+            Futures = 0,
+            Option = 1,
+            Multileg = 2,
+            Nothing = 3,
+        };
+
+        SearchResult() noexcept = default;
+        SearchResult(CumulativePositionByFutures& position, const CSpecFutures& futures) noexcept
+            : resultType(ResultType::Futures), futuresPtr(&futures), positionPtr(&position)
+        {}
+        SearchResult(CumulativePositionByFutures& position, const CSpecOption& option) noexcept
+            : resultType(ResultType::Option), optionPtr(&option), positionPtr(&position)
+        {}
+
+        SearchResult(CumulativePositionByFutures& firstLeg, CumulativePositionByFutures& secondLeg,
+                     const CSpecMultileg& multileg) noexcept
+            : resultType(ResultType::Multileg),
+              multilegPtr(&multileg),
+              positionPtr(&firstLeg),
+              positionSecondLegPtr(&secondLeg)
+        {}
+
+        [[nodiscard]] bool FuturesFound() const noexcept { return resultType == ResultType::Futures; }
+        [[nodiscard]] bool OptionFound() const noexcept { return resultType == ResultType::Option; }
+        [[nodiscard]] bool MultilegFound() const noexcept { return resultType == ResultType::Multileg; }
+        [[nodiscard]] const CSpecFutures* GetFuturesPtr() const noexcept { return futuresPtr; }
+        [[nodiscard]] const CSpecOption* GetOptionPtr() const noexcept { return optionPtr; }
+        [[nodiscard]] const CSpecMultileg* GetMultilegPtr() const noexcept { return multilegPtr; }
+        [[nodiscard]] CumulativePositionByFutures* GetPositionPtr() const noexcept { return positionPtr; }
+        [[nodiscard]] CumulativePositionByFutures* GetPositionSecondLegPtr() const noexcept
+        {
+            return positionSecondLegPtr;
+        }
+        /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, else 0.
+        [[nodiscard]] Z9ERR ErrorToZ9ErrorCode() const noexcept;
+
+    private:
+        ResultType resultType = ResultType::Nothing;
+        const CSpecFutures* futuresPtr = nullptr;
+        const CSpecOption* optionPtr = nullptr;
+        const CSpecMultileg* multilegPtr = nullptr;
+        CumulativePositionByFutures* positionPtr = nullptr;
+        CumulativePositionByFutures* positionSecondLegPtr = nullptr;
+    };
+
+    explicit Portfolio(RiskParticipant* participant) noexcept : participant_(participant) {}
+    Portfolio(const Portfolio&) = delete;
+    Portfolio& operator=(const Portfolio&) = delete;
+
+    /// Sets a position in a futures or an option and carries the change to both margins. novQuantity is the quantity
+    /// that the net option value of a premium-style option counts. Z9ERR_INSTRUMENT_ABSENT for an isin that names
+    /// nothing a position can stand in; nothing changes then.
+    [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// The same in the mode that values a position by its cost basis and a market price, the paper loss apart. A book
+    /// runs in one mode or the other.
+    [[nodiscard]] Z9ERR SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,
+                                                  std::int64_t novQuantity);
+
+    /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. The same
+    /// codes as SetPosition; 0 without effect for a multileg, whose orders come with the records below.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
+    /// Adds changes to the orders in a futures, an option or a multileg, whose legs each take their share. The same
+    /// codes; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+
+    /// Takes the position on a futures, its options and their orders anew, on the instruments as they stand now.
+    /// useRealCalcPrice: the settlement prices take the place of the average ones.
+    /// Z9ERR_CALCGO_API_POSITION_NOT_FOUND without a position; otherwise the first code from what is taken anew, at
+    /// which it stops: what was taken until then stays, on the new instruments. When it throws the position is as it
+    /// was, on the old instruments, and so are its groups and both margins.
+    [[nodiscard]] Z9ERR RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice);
+    /// True while some position stands on an instrument that the release of the open changes would destroy.
+    [[nodiscard]] bool StandsOnChangedInstruments() const;
+    /// Takes the whole book anew, for parameters of the participant that have changed. A position whose instrument is
+    /// gone drops out; always 0. When it throws the book is as it was.
+    Z9ERR Refresh();
+
+    /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
+    void Clear();
+
+    [[nodiscard]] const MapCumulativeFuturesPosition& RangePositions() const noexcept { return positions; }
+    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
+    /// Null when there is no position on this futures.
+    [[nodiscard]] const CumulativePositionByFutures* GetFuturesPositionByIsin(Isin isin) const;
+    [[nodiscard]] std::size_t GetPositionCount() const noexcept { return positions.size(); }
+    [[nodiscard]] bool Empty() const noexcept { return positions.empty(); }
+    /// The position in a futures or in an option, without creating anything; null when there is none.
+    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
+
+    [[nodiscard]] double GetVolatilityInitialMargin() const noexcept { return VolatilityInitialMargin_; }
+    [[nodiscard]] double GetDeliveryVolatilityInitialMargin() const noexcept
+    {
+        return DeliveryVolatilityInitialMargin_;
+    }
+    void IncreaseVolatilityInitialMarginBy(double change) noexcept { VolatilityInitialMargin_ += change; }
+    void IncreaseDeliveryVolatilityInitialMarginBy(double change) noexcept
+    {
+        DeliveryVolatilityInitialMargin_ += change;
+    }
+    /// Sum of the GO changes of the firms below, for a settlement account under Gross.
+    void IncreaseGrossInitialMargin(double change) noexcept { grossInitialMargin_ += change; }
+    [[nodiscard]] double GetGrossInitialMargin() const noexcept { return grossInitialMargin_; }
+
+    [[nodiscard]] RisksMap<RiskNodeMMS>& GetRisksMapOfLevelMMS() noexcept { return initialMarginRisksMapMMS_; }
+    [[nodiscard]] RisksMap<RiskNodeMCS>& GetRisksMapOfLevelMCS() noexcept { return initialMarginRisksMapMCS_; }
+    [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
+    [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
+
+    /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. An option
+    /// of a series standing alone speaks for its series, any other for its futures, under whose isin its change goes
+    /// then. A multileg speaks for both legs while its legs are not both in spread, otherwise for the first. Pushes
+    /// nothing for an isin that names nothing.
+    void GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas);
+    /// The same for all that is held on one futures, after instruments or parameters have changed: the futures and each
+    /// series standing alone, and what a futures or a series that has entered or left the spread leaves behind.
+    void GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionByFutures& position,
+                                               RolledUpRisksVector& deltas);
+    /// Applies changes from below, in order.
+    void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
+    /// Applies one change. In the name of an option of a series in spread there is none to apply: its futures has it.
+    void AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node);
+    /// The entry of a base contract, an MCS, or a futures or series standing alone; null when absent.
+    [[nodiscard]] const RolledUpRiskNode* GetHalfNettingRisksByCode(const std::string& code) const;
+
+private:
+    [[nodiscard]] SearchResult FindByIsin(Isin isin);
+    [[nodiscard]] SearchResult FindMultileg(const CSpecMultileg& multileg);
+    CumulativePositionByFutures& FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures);
+
+    [[nodiscard]] Z9ERR ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
+                                                       const SOrderInfo& info);
+    [[nodiscard]] Z9ERR ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
+                                            const SClearingDeltaOrder* orders, bool forceHalfNetting);
+    [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info, Isin isin);
+    [[nodiscard]] Z9ERR resetOrders(const OrdersMap& orders, Isin isin);
+    [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice);
+    [[nodiscard]] Z9ERR InsertOptionPosition(const CSpecPositionOptionsBase& position, bool useRealCalcPrice);
+    struct KeptGroups;
+    [[nodiscard]] KeptGroups KeepGroups(const CSpecBaseContract& baseContract) const;
+    void ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker);
+    void AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now);
+
+    [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
+                                                              const CSpecBaseContract& baseContract);
+    [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const RiskNodeBase& node,
+                                                              const CSpecBaseContract& baseContract);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeFromZero(const std::string& code, std::size_t pointsNum);
+    void PushDeltaOfPosition(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    void PushDeltasOfSeries(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    void PushDeltaOfSpreadAspect(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
+    [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeMMS(const CSpecFutures& futures);
+    void AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node);
+    void AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node);
+    [[nodiscard]] RolledUpRiskNode& TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum);
+    void RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS);
+    void AddMarginChangesOf(RolledUpRiskNode& entry);
+
+    RiskParticipant* participant_; // owner of this book
+    MapCumulativeFuturesPosition positions;
+    RisksMap<RiskNodeMMS> initialMarginRisksMapMMS_;
+    RisksMap<RiskNodeMCS> initialMarginRisksMapMCS_;
+    double VolatilityInitialMargin_ = 0.0;
+    double DeliveryVolatilityInitialMargin_ = 0.0;
+    double grossInitialMargin_ = 0.0;
+    MapRolledUpRiskNode halfNettingRisksCorrected_;
+};
+
+} // namespace kv7im

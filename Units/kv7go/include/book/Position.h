@@ -1,0 +1,146 @@
+// CumulativePositionByFutures: everything that one participant holds on one futures, and the road of a change from it
+// to the margin.
+//
+// Always true:  m_previousFuturesGroupRisks is exactly what this futures contributes to its MMS node at this moment.
+//               the node of a series in spread is contained in the node of the futures; a series standing alone reaches
+//               no node above it, its margin is added as it is.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "Enums.h"
+#include "book/SpecPosition.h"
+#include "nodes/RiskNode.h"
+
+namespace kv7im {
+
+class CSpecFutures;
+class CSpecOption;
+class Portfolio;
+class RiskParticipant;
+
+class CumulativePositionByFutures
+{
+public:
+    using RisksMap = std::unordered_map<std::string, std::shared_ptr<RiskNodeOptionSeries>>;
+    using OptionsMap = std::unordered_map<Isin, std::shared_ptr<CSpecPositionOptionsBase>>;
+
+    /// Finds or creates the upper nodes of the futures in the portfolio.
+    CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio, const CSpecFutures& futures);
+    CumulativePositionByFutures(const CumulativePositionByFutures&) = delete;
+    CumulativePositionByFutures& operator=(const CumulativePositionByFutures&) = delete;
+
+    /// Sets the futures position and carries the change up to the portfolio's margins.
+    void ChangeFuturesPosition(std::int64_t quantity, double price);
+    /// Sets a position in an option of this futures and carries the change up. novQuantity is the quantity that the net
+    /// option value counts.
+    void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// Both in the mode that values a position by its cost basis and a market price, the paper loss apart. A book runs
+    /// in one mode or the other. When one throws the position and the nodes are as they were.
+    void ChangeFuturesPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice);
+    void ChangeOptionPosition_PositionsOnly(const CSpecOption& option, std::int64_t quantity, double price,
+                                            double marketPrice, std::int64_t novQuantity);
+
+    /// Adds changes to the orders in the futures and carries them up to the portfolio's margins. When one throws
+    /// nothing has changed.
+    void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    /// One change as the quantity, the leg prices and the netting of `info` have it.
+    void ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
+    /// A change of the orders in the futures that is prepared and not yet made: see CSpecPosition::OrderChange.
+    [[nodiscard]] CSpecPosition::OrderChange PrepareFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    /// Makes the prepared change, which cannot fail, and carries it up.
+    void ChangeFuturesOrders(CSpecPosition::OrderChange& prepared);
+    /// The same for an option of this futures.
+    void ChangeOptionOrders(const CSpecOption& option, std::size_t count, const SClearingDeltaOrder* orders);
+    void ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
+
+    /// The position in an option of this futures; a new one is flat. The node of its series is found or made with it.
+    CSpecPositionOptionsBase& FindOrCreateOptionPosition(const CSpecOption& option);
+    /// The same, and the next margin calculation is that of the series where it stands alone.
+    CSpecPositionOptionsBase& FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option);
+    /// The position under an option's isin, made where there is none yet; null when no option has that isin.
+    CSpecPositionOptionsBase* GetOptionPositionSpec(Isin isin);
+    /// The same without making one: null when there is none.
+    [[nodiscard]] const CSpecPositionOptionsBase* FindOptionPosition(Isin isin) const;
+    /// The node of a series, null when no position stands in it.
+    [[nodiscard]] const RiskNodeOptionSeries* GetRiskNodeOptionSeriesByVFCode(const std::string& code) const;
+    /// All option positions by isin, in no particular order.
+    [[nodiscard]] const OptionsMap& RangeOptions() const noexcept { return m_optionsMap; }
+    [[nodiscard]] std::size_t GetOptionPositionCount() const noexcept { return m_optionsMap.size(); }
+
+    /// Margins of the series standing alone plus that of the top node, money.
+    [[nodiscard]] double GetTotalVolatilityInitialMargin() const noexcept;
+    [[nodiscard]] double GetTotalDeliveryVolatilityInitialMargin() const noexcept;
+    /// Forgets the margins of the futures' node, of its series and of the series standing alone; the nodes above keep
+    /// theirs.
+    void ZeroMarginValue() noexcept;
+
+    [[nodiscard]] const CSpecPositionFutures& GetFuturesPositionSpec() const noexcept { return m_position; }
+    [[nodiscard]] Isin GetIsin() const noexcept { return m_isin; }
+    [[nodiscard]] const std::string& GetCode() const noexcept { return m_code; }
+    [[nodiscard]] const CSpecFutures* GetFutures() const noexcept { return m_futures; }
+    [[nodiscard]] bool HasLevelMMS() const noexcept { return m_riskLevel != eRiskLevelFutures; }
+    [[nodiscard]] bool HasLevelMCS() const noexcept { return m_riskLevel == eRiskLevelMCS; }
+    [[nodiscard]] const std::string& GetRiskNameMMS() const; ///< Code of the base contract.
+    [[nodiscard]] const std::string& GetRiskNameMCS() const; ///< CodeMCS of the base contract.
+    [[nodiscard]] const RiskNodeFutures& GetOwnerRiskNode() const noexcept { return m_ownerRisk; }
+    /// The top node that the margin of this futures is read from.
+    [[nodiscard]] const RiskNodeBase& GetFuturesGroupRisk() const noexcept;
+    [[nodiscard]] const RiskNodeFutures& GetPreviousFuturesRiskNodeConsideredInMMS() const noexcept
+    {
+        return m_previousFuturesGroupRisks;
+    }
+    [[nodiscard]] RiskNodeMMS::PropertiesForICS GetPropertiesForICS() const;
+
+private:
+    void InitializeUpperLevelRiskPrivate();
+    RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
+    void SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price, std::int64_t novQuantity);
+    void SetSpecPositionPrivate_PositionsOnly(CSpecPosition& position, std::int64_t quantity, double price,
+                                              double marketPrice, std::int64_t novQuantity);
+    void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
+    // The mark of a series standing alone belongs to one call: it goes with a step that throws.
+    template <class Step>
+    void WithMarkOfThisCall(const Step& step);
+    void InitialMarginCalculation();
+    void InitialMarginCalculation_PositionsOnly();
+    void ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange, double deliveryChange) noexcept;
+    void CarryToGroups();
+    void CarryToGroups_PositionsOnly();
+    [[nodiscard]] bool GivesLossesOnly() const;
+    [[nodiscard]] RiskNodeBase& TopNode() noexcept;
+
+    RiskParticipant* m_participant;
+    Portfolio& m_portfolio;
+    const CSpecFutures* m_futures;
+    Isin m_isin;
+    std::string m_code;
+    RiskObjectLevel m_riskLevel;
+    RisksMap m_optionSeriesRiskMap;       // by series code
+    RiskNodeBase* m_parentRisk = nullptr; // MCS node, MMS node, or null where the futures stands alone
+    RiskNodeFutures m_ownerRisk;
+    RiskNodeFutures m_previousFuturesGroupRisks;
+    CSpecPositionFutures m_position;
+    OptionsMap m_optionsMap;                                          // by option isin
+    double m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0; // money, sum over the series standing alone
+    double m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
+    RiskNodeOptionSeries* m_changedOptionSeriesNodeWithoutSpread = nullptr; // of the call under way
+};
+
+template <class Step>
+void CumulativePositionByFutures::WithMarkOfThisCall(const Step& step)
+{
+    try {
+        step();
+    } catch (...) {
+        m_changedOptionSeriesNodeWithoutSpread = nullptr;
+        throw;
+    }
+}
+
+} // namespace kv7im

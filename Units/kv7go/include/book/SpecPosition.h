@@ -1,0 +1,232 @@
+// Positions: the bridge from one instrument's quantity, price and orders to the risk node that it feeds.
+//
+// Always true:  a node holds exactly the risk of the position's present state. A change takes the old state's risk out,
+//               recomputed from the old quantity and price on today's profile, and puts the new state's in.
+//               orders enter a node by their changes, which are linear in the quantity: what is cancelled goes out as
+//               it came in. m_deltaOrders is empty between calls.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Enums.h"
+#include "book/SpareOrderEntries.h"
+#include "instruments/SpecOrderList.h"
+
+namespace kv7im {
+
+class BaseProfile;
+class CSpecFutures;
+class CSpecOption;
+struct OptionTransform;
+class RiskNodeFutures;
+class RiskNodeOptionSeries;
+class RiskParticipant;
+
+/// Level at which an instrument is netted.
+enum RiskObjectLevel
+{
+    eRiskLevelFutures = 0, // alone: the futures is not in a spread
+    eRiskLevelMCS = 1,     // in a spread, the base contract belongs to an MCS
+    eRiskLevelMMS = 2,     // in a spread, no MCS
+    eRiskLevelMaxSize = 3,
+};
+
+/// The level at which this futures is netted.
+[[nodiscard]] RiskObjectLevel NettingLevelOf(const CSpecFutures& futures);
+
+class CSpecPosition
+{
+public:
+    CSpecPosition(RiskParticipant* participant, const CSpecFutures& futures, std::string code);
+    virtual ~CSpecPosition() = default;
+    CSpecPosition(const CSpecPosition&) = delete;
+    CSpecPosition& operator=(const CSpecPosition&) = delete;
+
+    /// The instrument's grid.
+    [[nodiscard]] virtual const BaseProfile& GetProfile() const = 0;
+
+    /// Stores the new state and moves the difference of its risk into the node. quantity is signed, short below 0;
+    /// price is the weighted average price; novQuantity is the quantity that the net option value counts. When it
+    /// throws the position and the nodes are as they were.
+    void UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity);
+
+    /// The same in the mode that values a position by its cost basis and a market price, both quoted alike: one that
+    /// has lost is valued from the market price, and its paper loss goes to the nodes apart.
+    void UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice,
+                                                        std::int64_t novQuantity);
+
+    /// A change of the orders in two steps, so that the legs of a spread change together or not at all: all that may
+    /// run out of memory happens first. The position outlives the change and has one at a time.
+    class OrderChange
+    {
+    public:
+        /// Takes the records in: those with a quantity, in the given order, each on top of its entry.
+        OrderChange(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
+        /// A change that was not applied leaves nothing behind.
+        ~OrderChange();
+        OrderChange(const OrderChange&) = delete;
+        OrderChange& operator=(const OrderChange&) = delete;
+
+        /// Adds the change to the nodes and to the orders of the position. When it throws, which that of a futures
+        /// never does, both are as they were.
+        void Apply();
+
+    private:
+        CSpecPosition& m_position;
+    };
+
+    /// Adds a change of the orders: records with a quantity of 0 are passed over, an entry that comes to 0 goes. When
+    /// it throws the orders and the nodes are as they were.
+    void UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders);
+
+    [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
+    [[nodiscard]] double GetWAPrice() const noexcept { return m_WAPrice; }
+    /// Net option value, money; 0 for anything but a premium-style option.
+    [[nodiscard]] double GetNOVi() const noexcept { return m_NOVi; }
+    /// The last one that the mode of positions alone has given; 0 in a position that has never been in it.
+    [[nodiscard]] double GetMarketPrice() const noexcept { return m_marketPrice; }
+    /// Open orders, one entry for each price, side and kind.
+    [[nodiscard]] const OrdersMap& GetOrders() const noexcept { return m_orders; }
+    [[nodiscard]] Isin GetFutIsin() const noexcept { return m_futIsin; }
+    [[nodiscard]] const std::string& GetCode() const noexcept { return m_code; }
+    [[nodiscard]] RiskObjectLevel GetRiskLevel() const noexcept { return m_positionInstrumentRiskLevel; }
+
+protected:
+    /// Takes the old state's risk out of the node and puts the present state's in.
+    virtual void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) = 0;
+    /// The same in the mode of positions alone. When it throws the nodes are as they were.
+    virtual void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                                double oldCumulativePerformance, double oldMarketPrice) = 0;
+    /// Adds the risk of m_deltaOrders to the node. When it throws the nodes are as they were.
+    virtual void UpdateRisksByOrderChanges() = 0;
+    /// Net option value of the position, money; 0 for anything that is not an option.
+    [[nodiscard]] virtual double CalculateNOVi(std::int64_t quantity) const;
+    /// Paper loss of the position at a price against its cost basis, money; never below 0.
+    [[nodiscard]] virtual double CalculateCumulativePerformance(double price) const = 0;
+    /// What the position's share of a node's sum has changed by: a flat position has none there.
+    [[nodiscard]] double ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept;
+    [[nodiscard]] double PaperLoss(double price, double moneyCoef) const noexcept;
+
+    RiskParticipant* m_participant; // not owned
+    Isin m_futIsin;
+    std::int64_t m_quantity = 0; // short below 0
+    std::string m_code;
+    double m_WAPrice = 0.0;     // cost basis
+    double m_marketPrice = 0.0; // of the mode of positions alone; 0 in the plain one
+    RiskObjectLevel m_positionInstrumentRiskLevel;
+    OrdersMap m_orders;      // open orders; no entry has a quantity of 0
+    OrdersMap m_deltaOrders; // the changes of the call under way
+    double m_NOVi = 0.0;
+    double m_cumulativePerformance = 0.0; // money, paper loss of the mode of positions alone; 0 in the plain one
+
+private:
+    void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    void UpdateOrders() noexcept;
+    void ForgetDeltaOrders() noexcept;
+
+    SpareOrderEntries m_spareEntries; // of both maps
+};
+
+class CSpecPositionFutures final : public CSpecPosition
+{
+public:
+    CSpecPositionFutures(RiskParticipant* participant, const CSpecFutures& futures, RiskNodeFutures& futuresRisk);
+
+    [[nodiscard]] const BaseProfile& GetProfile() const override;
+
+    /// Price that values a position: a TAS price is an offset from CalcFutPrice; without discount the price is never
+    /// better for the holder than RealCalcPrice.
+    [[nodiscard]] double UsableWAPrice(std::int64_t quantity, double price) const;
+    /// The price that values a position in the mode of positions alone: UsableWAPrice, but no higher than the market
+    /// price for a purchase and no lower for a sale. What the holder has lost by then is the paper loss.
+    [[nodiscard]] double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price, double marketPrice) const;
+
+protected:
+    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
+    void UpdateRisksByOrderChanges() override;
+
+private:
+    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
+    [[nodiscard]] double WithOffset(double price) const noexcept; // of a TAS futures from its settlement price
+
+    const CSpecFutures& m_futures;
+    RiskNodeFutures& m_futuresRisk;
+};
+
+/// A position in an option; it feeds the node of its series.
+class CSpecPositionOptionsBase : public CSpecPosition
+{
+public:
+    CSpecPositionOptionsBase(RiskParticipant* participant, const CSpecOption& option,
+                             RiskNodeOptionSeries& optionSeriesRisk);
+
+    [[nodiscard]] const BaseProfile& GetProfile() const override;
+    [[nodiscard]] const CSpecOption& GetOption() const noexcept { return m_options; }
+    [[nodiscard]] Isin GetOptIsin() const noexcept { return m_optIsin; }
+    [[nodiscard]] const RiskNodeOptionSeries& GetOptionSeriesRisk() const noexcept { return m_optionSeriesRisk; }
+    [[nodiscard]] RiskNodeOptionSeries& GetOptionSeriesRisk() noexcept { return m_optionSeriesRisk; }
+    /// Whether the series nets with its futures.
+    [[nodiscard]] bool IsInSpread() const noexcept;
+    /// The price that values a position in the mode of positions alone: the higher of both for a short position, the
+    /// lower for any other. What the holder has lost by then is the paper loss.
+    [[nodiscard]] static double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price,
+                                                            double marketPrice) noexcept;
+
+protected:
+    /// Premium-style options only: quantity times settlement price, in money; 0 for any other. A position with a paper
+    /// loss takes the market price instead where its value is higher by it.
+    [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
+    [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
+    /// Moves the change of this position's net option value into the node of the series. A flat position has none
+    /// there.
+    void UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept;
+    /// The same of its paper loss.
+    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
+    /// Takes the old state's risk out of the node of the series and puts the present state's in, with the net option
+    /// value and the paper loss.
+    void ReplaceInSeries_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                       double oldCumulativePerformance, double oldMarketPrice);
+    [[nodiscard]] OptionTransform Describe(std::int64_t quantity, double price) const;
+    [[nodiscard]] double PriceOfPaperLoss() const noexcept; // that its net option value counts
+
+    Isin m_optIsin;
+    const CSpecOption& m_options;
+    RiskNodeOptionSeries& m_optionSeriesRisk;
+};
+
+/// An option of a series in spread: the change of the series goes on into the node of the futures.
+class CSpecPositionOptions final : public CSpecPositionOptionsBase
+{
+public:
+    CSpecPositionOptions(RiskParticipant* participant, const CSpecOption& option,
+                         RiskNodeOptionSeries& optionSeriesRisk, RiskNodeFutures& futuresRisk);
+
+protected:
+    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    void UpdateRisksByOrderChanges() override;
+
+private:
+    RiskNodeFutures& m_futuresRisk;
+};
+
+/// An option of a series that is margined by itself.
+class CSpecPositionOptionsWithoutSpread final : public CSpecPositionOptionsBase
+{
+public:
+    using CSpecPositionOptionsBase::CSpecPositionOptionsBase;
+
+protected:
+    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
+    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
+                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    void UpdateRisksByOrderChanges() override;
+};
+
+} // namespace kv7im

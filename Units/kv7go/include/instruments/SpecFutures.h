@@ -1,0 +1,166 @@
+// CSpecFutures: one futures contract, or a collateral spot instrument, which the exchange lists as a futures.
+//
+// It holds for each client risk level the scenario grid of its own prices, its interest-rate rows and its eight special
+// points. A position or an order becomes a risk by taking its price from that profile and scaling.
+//
+// Always true:  the profile is current from the first RecalcInvariants on; every row of its volatility matrix is
+//               the same. BaseContract outlives the futures.
+// Numbers:      prices are in the price units of the instrument; MoneyCoef turns them into money. Times are in years.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Enums.h"
+#include "currencytype.h"
+#include "grids/Profile.h"
+#include "grids/Risk.h"
+#include "grids/RiskLevelIndexedArray.h"
+#include "instruments/SpecOrderList.h"
+
+namespace kv7im {
+
+class CSpecBaseContract;
+
+/// New parameters of a futures; prices with five decimals.
+struct SFuturesChanges
+{
+    SFuturesChanges(::Isin isin, t_bprice_int calcFutPrice, t_bprice_int realCalcPrice, double minStepPrice,
+                    double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration,
+                    double normalizedSpot, double mrAddOnUp, double mrAddOnDown, bool enforceIMSHalfNetting,
+                    Enums::SpreadAspect spreadAspect)
+        : CalcFutPrice(calcFutPrice),
+          RealCalcPrice(realCalcPrice),
+          MinStepPrice(minStepPrice),
+          InterestRateRiskUp(interestRateRiskUp),
+          InterestRateRiskDown(interestRateRiskDown),
+          TimeToExpiration(timeToExpiration),
+          NormalizedSpot(normalizedSpot),
+          MRAddOnUp(mrAddOnUp),
+          MRAddOnDown(mrAddOnDown),
+          Isin(isin),
+          EnforceIMSHalfNetting(enforceIMSHalfNetting),
+          SpreadAspect(spreadAspect)
+    {}
+
+    t_bprice_int CalcFutPrice;
+    t_bprice_int RealCalcPrice;
+    double MinStepPrice;
+    double InterestRateRiskUp;
+    double InterestRateRiskDown;
+    double TimeToExpiration;
+    double NormalizedSpot;
+    double MRAddOnUp;
+    double MRAddOnDown;
+    ::Isin Isin;
+    bool EnforceIMSHalfNetting;
+    Enums::SpreadAspect SpreadAspect;
+};
+
+/// A position's risk before it is worked out: what has to be done to a profile, in the order of the members. A node
+/// that can add it cell by cell needs no Risk of its own for it.
+struct PositionTransform
+{
+    const Profile* profile; // of the futures at the level; lives as long as the futures
+    double price;           // taken from the volatility matrix and from the special points 1 to 6
+    bool negate;            // a short position: everything times -1.0
+    double scale;           // then everything times this: contracts times money per price unit
+    double coverZL;         // then the ZL point times this
+    double coverZR;         // and the ZR point times this
+};
+
+class CSpecFutures final : public StoredProfiles
+{
+public:
+    /// Test of a grid price (first) against the centre of the grid (second).
+    using FuncCheckRange = bool (*)(double, double);
+
+    /// Takes the values as they are: the repository has checked them. The profile is allocated and zero; it is computed
+    /// by RecalcInvariants. Throws when the grid cannot be allocated.
+    CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_, double calcFutPrice,
+                 bool isInSpread, double minStepPrice, double realCalcPrice, double minStep, double xLot,
+                 double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration, double edgeCoeff_,
+                 double normalizedSpot, Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
+                 bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
+    /// A deep copy under another parent.
+    CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseContract);
+
+    /// Recomputes the limits, the profile and the cover factors of every level from the present parameters.
+    void RecalcInvariants() override;
+    /// Takes new parameters; the profile is left for RecalcInvariants.
+    void ChangeParams(const SFuturesChanges& changes);
+
+    /// Result of a position, money: quantity in contracts, short below 0; price is its average price.
+    [[nodiscard]] Risk TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const;
+    /// The same, not yet worked out.
+    [[nodiscard]] PositionTransform DescribePosition(std::int64_t quantity, double price,
+                                                     Enums::ClientRiskLevel level) const noexcept;
+    /// As TransformToPosition, with a price of its own for the special points and, at the end, a shift of all eight.
+    [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
+                                                         Enums::ClientRiskLevel level, double shift) const;
+    /// Loss of all orders of the futures, money. Orders only ever add loss: every contribution is capped at 0.
+    [[nodiscard]] Risk TransformToOrder(const OrdersMap& orders, kv7type::Discount discount,
+                                        Enums::ClientRiskLevel level) const;
+
+    [[nodiscard]] std::int32_t GetPointsNum() const noexcept;
+    [[nodiscard]] double GetCoverZL(Enums::ClientRiskLevel level) const noexcept { return coverZL[level]; }
+    [[nodiscard]] double GetCoverZR(Enums::ClientRiskLevel level) const noexcept { return coverZR[level]; }
+    [[nodiscard]] bool IsCollateral() const noexcept
+    {
+        return Enums::HasStatus(Attribute, Enums::InstrumentStatus::Collateral);
+    }
+    /// Width of the price grid from its centre to either end, in price units.
+    [[nodiscard]] double GetDoubleLimit(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] double GetSpotToMarketRisk1(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] double GetSpotToMarketRisk2(Enums::ClientRiskLevel level) const noexcept;
+
+    /// Price at column `column` of the grid; the centre column is exactly CalcFutPrice.
+    [[nodiscard]] double CalculatePointX(std::size_t column, Enums::ClientRiskLevel level) const noexcept;
+    /// Effect of a rate shock and an add-on on the price at a column; 0.0 where `check` says that the column is on the
+    /// other side of the centre. Reads the volatility matrix.
+    [[nodiscard]] double CalculateInterestRate(double rate, double timeCoefficient, std::size_t column,
+                                               FuncCheckRange check, double addOn,
+                                               Enums::ClientRiskLevel level) const noexcept;
+    /// Price of the far left and of the far right stress: the rate compounded over three steps.
+    [[nodiscard]] double CalculateZL(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] double CalculateZR(Enums::ClientRiskLevel level) const noexcept;
+    /// Share of the far stress result that counts; read the ZL and ZR points of the profile.
+    [[nodiscard]] double CalculateCoverZL(Enums::ClientRiskLevel level) const;
+    [[nodiscard]] double CalculateCoverZR(Enums::ClientRiskLevel level) const;
+
+    CSpecBaseContract* BaseContract; // parent, not owned
+    std::string Code;
+    std::string CodeBC;
+    const Isin isin;
+    const Isin TASBaseFutIsinID;         // of a trade-at-settlement futures: the futures that it tracks
+    RiskLevelIndexedArray<double> Limit; // half of GetDoubleLimit
+    double CalcFutPrice;                 // centre of the grid
+    bool IsInSpread;                     // takes part in inter-month netting
+    double MinStepPrice;                 // money of one step
+    double RealCalcPrice;                // settlement price: centre of the special points and of the discount rule
+    const double MinStep;
+    const double XLot; // may be negative, never 0
+    double InterestRateRiskUp;
+    double InterestRateRiskDown;
+    double TimeToExpiration;
+    const double edgeCoeff; // of the repository when the futures was inserted
+    double NormalizedSpot;  // spot in the price units of the futures; every market risk rate multiplies it
+    RiskLevelIndexedArray<double> coverZL;
+    RiskLevelIndexedArray<double> coverZR;
+    double MRAddOnUp;
+    double MRAddOnDown;
+    double MoneyCoef; // MinStepPrice / MinStep: money of one price unit
+    Enums::InstrumentStatus Attribute;
+    bool EnforceIMSHalfNetting;
+    bool IsTAS; // trade at settlement; as built, whatever comes later
+
+private:
+    CSpecFutures(const CSpecFutures&) = default; // a copy always gets a parent of its own
+
+    void RecalcVolatility(Enums::ClientRiskLevel level);
+    void RecalcInterestRate(Enums::ClientRiskLevel level);
+    void RecalcSpecialRiskPoints(Enums::ClientRiskLevel level);
+};
+
+} // namespace kv7im

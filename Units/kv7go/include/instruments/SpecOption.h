@@ -1,0 +1,190 @@
+// CSpecOption: one option contract, and its theoretical values over the scenario grid of its series.
+//
+// Always true:  the values are those of the instruments as they stood at the last RecalcInvariants. A grid is valued
+//               when it is first asked for, since most callers touch few of the options that they load; nothing but
+//               time and memory tells. A position change reads grids and never prices an option.
+//               a copy for a change transaction has the values of its original, whatever changes around it, until it is
+//               recalculated itself: it borrows them, since most copies are never asked before that.
+//               the series outlives the option.
+// Numbers:      prices in the price units of the option; MoneyCoef of the series turns them into money.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Enums.h"
+#include "grids/Profile.h"
+#include "grids/Risk.h"
+#include "grids/RiskItem.h"
+#include "grids/RiskLevelIndexedArray.h"
+#include "instruments/SpecOrderList.h"
+#include "valuation/OptionGrid.h"
+
+namespace kv7im {
+
+class CSpecVirtFutures;
+class InterestRateRiskCalculator;
+
+/// Which way an option goes. (The exchange's tables number the two the other way: Enums::OptionType.)
+enum class OptionType : std::int32_t
+{
+    Call = 0,
+    Put = 1,
+};
+
+class CSpecOption;
+
+/// A position's risk before it is worked out: what has to be done to a grid, in the order of the members. A node that
+/// can add it cell by cell needs no Risk of its own for it.
+struct OptionTransform
+{
+    const CSpecOption* option;
+    const OptionGrid* grid; // of the option at the level
+    Enums::ClientRiskLevel level;
+    double price;           // taken from values, special points 1 to 6 and delivery outcomes
+    bool premiumIsTheWorst; // a bought option: no value below -price
+    double scale;           // then everything times this: contracts times money per price unit, short below 0
+    double coverZL;         // then the ZL point times this
+    double coverZR;         // and the ZR point times this
+};
+
+class CSpecOption final : public BaseProfile
+{
+public:
+    CSpecOption(CSpecVirtFutures* series, std::string code, std::string codeVF, Isin isin_, double strike, bool isPut,
+                double calcOptPrice);
+    /// A deep copy under another series.
+    CSpecOption(const CSpecOption& other, CSpecVirtFutures* series);
+    /// The same without any values of its own: those of the original are read through it, which has to live and to
+    /// stand as it is until RecalcInvariants, ValueAllLevels or StopBorrowing.
+    [[nodiscard]] static CSpecOption BorrowingCopy(const CSpecOption& original, CSpecVirtFutures* series);
+    CSpecOption(const CSpecOption& other);
+    CSpecOption(CSpecOption&& other) noexcept;
+    CSpecOption& operator=(const CSpecOption&) = delete;
+
+    /// Forgets the values of all levels: they are those of the present parameters from now on. Throws CZ9Error with
+    /// Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a base contract of an unknown option model.
+    void RecalcInvariants() override;
+    /// Values the levels that nobody has asked for yet, and makes what is borrowed its own; to be called before
+    /// something that they depend on changes while they shall stay.
+    void ValueAllLevels() const;
+    /// Lets go of the original: values are of the present parameters from now on.
+    void StopBorrowing() noexcept { m_original = nullptr; }
+    /// Lets go of all values, own and borrowed.
+    void ForgetValues() noexcept;
+    /// Takes a new settlement price; null takes none.
+    void ChangeOptionParams(const double* price) noexcept;
+
+    /// Theoretical value at a volatility scenario. futuresPoint is the price of the underlying after MakeDiscountPoint,
+    /// strike the strike after MakeCorrectStrikeByType; r and r2 are rates per year. mismatch multiplies the
+    /// volatility.
+    [[nodiscard]] double CalculatePoint(std::size_t scenario, double futuresPoint, double r, double r2, double strike,
+                                        std::optional<double> mismatch) const;
+
+    /// Dimensions of the profile; does not value anything.
+    [[nodiscard]] Parameters GetParameters(Enums::ClientRiskLevel level) const noexcept;
+    /// The values of a level. The reference is good until the next RecalcInvariants, of the original too where they
+    /// are borrowed.
+    [[nodiscard]] const OptionGrid& GetGrid(Enums::ClientRiskLevel level) const;
+    [[nodiscard]] Profile CopyProfile(Enums::ClientRiskLevel level) const override;
+    [[nodiscard]] Profile GetProfile(Enums::ClientRiskLevel level) const { return CopyProfile(level); }
+    [[nodiscard]] const SpecialRiskPoints& GetPoints(Enums::ClientRiskLevel level) const override
+    {
+        return GetGrid(level).points;
+    }
+
+    /// Result of a position, money: quantity in contracts, short below 0; price is its average price.
+    [[nodiscard]] Risk TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const;
+    /// The same, not yet worked out.
+    [[nodiscard]] OptionTransform DescribePosition(std::int64_t quantity, double price,
+                                                   Enums::ClientRiskLevel level) const;
+    /// As TransformToPosition, with a price of its own for the special points and, at the end, a shift of all eight.
+    [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
+                                                         Enums::ClientRiskLevel level, double shift) const;
+    /// Loss of all orders of the option, money. Orders only ever add loss: every contribution is capped at 0.
+    [[nodiscard]] Risk TransformToOrder(const OrdersMap& orders, Enums::ClientRiskLevel level) const;
+
+    /// Charge of a short call, price units: share of the spot at the upper rate, times the lot.
+    [[nodiscard]] double GetShortSellingValueUp(Enums::ClientRiskLevel level) const noexcept;
+    /// Charge of a short put.
+    [[nodiscard]] double GetShortSellingValueDown(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] static std::size_t GetDownScenarioVolatility() noexcept { return 0; }
+    [[nodiscard]] std::size_t GetUpScenarioVolatility(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] std::size_t GetPointsCount() const noexcept;
+    [[nodiscard]] std::size_t GetSubPointsCount(Enums::ClientRiskLevel level) const noexcept;
+    [[nodiscard]] std::size_t GetCountOfVolatilityScenarios() const noexcept;
+    [[nodiscard]] bool isPut() const noexcept { return optionType == OptionType::Put; }
+    [[nodiscard]] const std::string& GetCode() const noexcept { return Code; }
+    [[nodiscard]] const std::string& GetCodeVF() const noexcept { return CodeVF; }
+    [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
+    [[nodiscard]] Isin GetFuturesIsin() const noexcept { return futuresIsin; }
+
+    double Strike;
+    OptionType optionType;
+    double CalcOptPrice;           // settlement price
+    CSpecVirtFutures* VirtFutures; // the series, not owned
+    std::string Code;
+    std::string CodeVF;
+    Isin isin;
+    Isin futuresIsin;
+    const InterestRateRiskCalculator& interestRateRiskCalculator; // of the kind that the series had at construction
+
+private:
+    struct WithoutValues
+    {};
+    CSpecOption(const CSpecOption& other, CSpecVirtFutures* series, WithoutValues);
+
+    /// CalculatePoint under the pricing model of a calculator of OptionCalculators.h.
+    template <class Calculator>
+    [[nodiscard]] double CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
+                                                   double strike, std::optional<double> mismatch) const;
+
+    mutable RiskLevelIndexedArray<std::unique_ptr<const OptionGrid>> grids; // null: not asked for yet
+    mutable const CSpecOption* m_original = nullptr;                        // whose values are borrowed, null for none
+};
+
+/// Outcome of holding an option until a delivery at one price, over the columns of its series.
+class DeliveryScenario
+{
+public:
+    /// deliveryPrice is one of the series' delivery prices, limit the futures' Limit of the level. An option that the
+    /// delivery price just meets is not exercised.
+    DeliveryScenario(const CSpecOption& option, double deliveryPrice, double limit) noexcept;
+
+    /// Gain of four columns by their prices: NaN where a price is not part of the scenario, 0 where the option is not
+    /// exercised.
+    [[nodiscard]] RiskItem Outcome(RiskItem prices) const noexcept { return InScope(Gain(prices), prices); }
+
+    // The two halves of it. All scenarios of an option in which it is exercised have the same gain.
+    [[nodiscard]] bool IsExercised() const noexcept { return exercise != Exercise::None; }
+    [[nodiscard]] RiskItem Gain(RiskItem prices) const noexcept
+    {
+        // Two subtractions and not one with a sign: at the strike itself both give +0.0.
+        return exercise == Exercise::Call  ? Sub(prices, strike)
+               : exercise == Exercise::Put ? Sub(strike, prices)
+                                           : RiskItem(0.0);
+    }
+    /// The cell, and NaN where the price is not part of the scenario.
+    [[nodiscard]] RiskItem InScope(RiskItem cell, RiskItem prices) const noexcept
+    {
+        return NaNUnlessBetween(cell, prices, lowest, highest);
+    }
+
+private:
+    enum class Exercise
+    {
+        None,
+        Call,
+        Put,
+    };
+
+    double lowest; // prices in scope, rounded to five decimals and widened by one hundred-thousandth
+    double highest;
+    double strike;
+    Exercise exercise;
+};
+
+} // namespace kv7im

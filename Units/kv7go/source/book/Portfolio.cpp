@@ -1,0 +1,121 @@
+// What a portfolio holds, and the road of a position into it. Orders, refreshes and what goes up to the levels above
+// stand in files of their own.
+#include "book/Portfolio.h"
+
+#include "book/RiskParticipant.h"
+#include "instruments/InstrumentsRepository.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecMultileg.h"
+#include "instruments/SpecOption.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+template <class Node>
+const Node* FindNode(const Portfolio::RisksMap<Node>& map, const std::string& code)
+{
+    const auto found = map.find(code);
+    return found == map.end() ? nullptr : found->second.get();
+}
+
+} // namespace
+
+Z9ERR Portfolio::SearchResult::ErrorToZ9ErrorCode() const noexcept
+{
+    return resultType == ResultType::Nothing ? Z9ERR_INSTRUMENT_ABSENT : Z9ERR_OK;
+}
+
+Portfolio::SearchResult Portfolio::FindByIsin(Isin isin)
+{
+    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
+    if (const CSpecFutures* const futures = instruments.GetFutures(isin))
+        return {FindOrCreateCumulativeFuturesPosition(*futures), *futures};
+    if (const CSpecMultileg* const multileg = instruments.GetMultileg(isin)) return FindMultileg(*multileg);
+    const CSpecOption* const option = instruments.GetOption(isin);
+    if (option == nullptr) return {};
+    const CSpecFutures* const futures = instruments.GetFutures(option->GetFuturesIsin());
+    if (futures == nullptr) return {};
+    return {FindOrCreateCumulativeFuturesPosition(*futures), *option};
+}
+
+Portfolio::SearchResult Portfolio::FindMultileg(const CSpecMultileg& multileg)
+{
+    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
+    const CSpecFutures* const first = instruments.GetFutures(multileg.GetFirstLegIsin());
+    const CSpecFutures* const second = instruments.GetFutures(multileg.GetSecondLegIsin());
+    if (first == nullptr || second == nullptr) return {};
+    CumulativePositionByFutures& secondLeg = FindOrCreateCumulativeFuturesPosition(*second);
+    return {FindOrCreateCumulativeFuturesPosition(*first), secondLeg, multileg};
+}
+
+CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures)
+{
+    const auto [entry, isNew] = positions.try_emplace(futures.isin, participant_, *this, futures);
+    if (!isNew) return entry->second;
+    try {
+        participant_->NewPositionAddedToPortfolio(entry->second);
+    } catch (...) { // or the participant would never be told
+        positions.erase(entry);
+        throw;
+    }
+    return entry->second;
+}
+
+Z9ERR Portfolio::SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
+{
+    const SearchResult found = FindByIsin(isin);
+    if (found.FuturesFound())
+        found.GetPositionPtr()->ChangeFuturesPosition(quantity, price);
+    else if (found.OptionFound())
+        found.GetPositionPtr()->ChangeOptionPosition(*found.GetOptionPtr(), quantity, price, novQuantity);
+    return found.ErrorToZ9ErrorCode();
+}
+
+void Portfolio::Clear()
+{
+    positions.clear();
+    initialMarginRisksMapMCS_.clear();
+    initialMarginRisksMapMMS_.clear();
+    VolatilityInitialMargin_ = 0.0;
+    DeliveryVolatilityInitialMargin_ = 0.0;
+}
+
+std::vector<Isin> Portfolio::GetFuturesIsins() const
+{
+    std::vector<Isin> isins;
+    isins.reserve(positions.size());
+    for (const auto& [isin, position] : positions)
+        isins.push_back(isin);
+    return isins;
+}
+
+const CumulativePositionByFutures* Portfolio::GetFuturesPositionByIsin(Isin isin) const
+{
+    const auto found = positions.find(isin);
+    return found == positions.end() ? nullptr : &found->second;
+}
+
+const CSpecPosition* Portfolio::GetSpecPosition(Isin isin) const
+{
+    const CumulativePositionByFutures* const position = GetFuturesPositionByIsin(isin);
+    if (position != nullptr) return &position->GetFuturesPositionSpec();
+    const CSpecOption* const option = participant_->GetInstruments().GetOption(isin);
+    if (option == nullptr) return nullptr;
+    const CumulativePositionByFutures* const onItsFutures = GetFuturesPositionByIsin(option->GetFuturesIsin());
+    return onItsFutures == nullptr ? nullptr : onItsFutures->FindOptionPosition(isin);
+}
+
+const RiskNodeMMS* Portfolio::GetRisksNodeOfLevelMMS(const std::string& code) const
+{
+    return FindNode(initialMarginRisksMapMMS_, code);
+}
+
+const RiskNodeMCS* Portfolio::GetRisksNodeOfLevelMCS(const std::string& code) const
+{
+    return FindNode(initialMarginRisksMapMCS_, code);
+}
+
+} // namespace kv7im

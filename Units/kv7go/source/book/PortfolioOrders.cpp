@@ -1,0 +1,171 @@
+// The road of orders into a portfolio: in a futures, in an option, and in a spread, whose legs take their share each.
+#include "book/Portfolio.h"
+
+#include <cstdlib>
+#include <span>
+
+#include <boost/container/small_vector.hpp>
+
+#include "book/RiskParticipant.h"
+#include "currencytype.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecMultileg.h"
+#include "instruments/SpecOption.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+/// Records of one leg; those of one call are few.
+using LegOrders = boost::container::small_vector<SClearingDeltaOrder, 2>;
+
+// What a leg order remembers of both legs: where they are settled, and where their grids have their centres.
+void SetLegPrices(SOrderInfo& info, const CSpecFutures& first, const CSpecFutures& second) noexcept
+{
+    info.realCalcPriceFirstLeg = first.RealCalcPrice;
+    info.realCalcPriceSecondLeg = second.RealCalcPrice;
+    info.riskCenterFirstLeg = first.CalcFutPrice;
+    info.riskCenterSecondLeg = second.CalcFutPrice;
+}
+
+bool EnforcesHalfNetting(const CSpecFutures& first, const CSpecFutures& second) noexcept
+{
+    return first.EnforceIMSHalfNetting || second.EnforceIMSHalfNetting;
+}
+
+std::int64_t TimesRatio(std::int64_t quantity, std::int32_t ratio) noexcept
+{
+    return kv7base::detail::WrappingMul(quantity, std::llabs(ratio));
+}
+
+// A leg that the spread sells is traded the other way round.
+void Reverse(SClearingDeltaOrder& order) noexcept
+{
+    order.CalculatedPrice.direction = order.isBuying ? KeyPriceType::Direction::Sell : KeyPriceType::Direction::Buy;
+    order.isBuying = !order.isBuying;
+}
+
+LegOrders OrdersOfLeg(std::span<const SClearingDeltaOrder> orders, KeyPriceType::Type type, std::int32_t ratio,
+                      const SOrderInfo& leg)
+{
+    LegOrders result(orders.begin(), orders.end());
+    for (SClearingDeltaOrder& order : result) {
+        SOrderInfo info = leg;
+        info.initializationType = order.orderInfo.initializationType;
+        info.multilegIsin = order.orderInfo.multilegIsin;
+        info.deltaQuantity = TimesRatio(order.orderInfo.deltaQuantity, ratio);
+        order.orderInfo = info;
+        order.CalculatedPrice.type = type;
+        if (ratio < 0) Reverse(order);
+    }
+    return result;
+}
+
+} // namespace
+
+Z9ERR Portfolio::ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity)
+{
+    const SOrderInfo info(SOrderInfo::InitializationType::OnlyDeltaQuantity, 0, deltaQuantity);
+    return ChangeOrderBySOrderInfoPrivate(isin, key.direction == KeyPriceType::Direction::Buy, key, info);
+}
+
+Z9ERR Portfolio::ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
+                                                const SOrderInfo& info)
+{
+    const SearchResult found = FindByIsin(isin);
+    if (found.FuturesFound())
+        found.GetPositionPtr()->ChangeFuturesOrders(isBuying, key, info);
+    else if (found.OptionFound())
+        found.GetPositionPtr()->ChangeOptionOrders(*found.GetOptionPtr(), isBuying, key, info);
+    return found.ErrorToZ9ErrorCode();
+}
+
+Z9ERR Portfolio::ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
+{
+    const SearchResult found = FindByIsin(isin);
+    if (found.MultilegFound()) {
+        const CSpecMultileg& multileg = *found.GetMultilegPtr();
+        return ChangeMultilegOrder(multileg, count, orders, multileg.IsIncompleteSpreadAspect());
+    }
+    if (found.FuturesFound())
+        found.GetPositionPtr()->ChangeFuturesOrders(count, orders);
+    else if (found.OptionFound())
+        found.GetPositionPtr()->ChangeOptionOrders(*found.GetOptionPtr(), count, orders);
+    return found.ErrorToZ9ErrorCode();
+}
+
+Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
+                                     const SClearingDeltaOrder* orders, bool forceHalfNetting)
+{
+    // The legs.
+    const SearchResult firstLeg = FindByIsin(multileg.GetFirstLegIsin());
+    const SearchResult secondLeg = FindByIsin(multileg.GetSecondLegIsin());
+    if (!firstLeg.FuturesFound() || !secondLeg.FuturesFound()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+    const CSpecFutures& first = *firstLeg.GetFuturesPtr();
+    const CSpecFutures& second = *secondLeg.GetFuturesPtr();
+
+    // What their orders have in common.
+    SOrderInfo leg;
+    SetLegPrices(leg, first, second);
+    leg.participantCalSpreadMarginType = forceHalfNetting || EnforcesHalfNetting(first, second)
+                                             ? Enums::SpreadMarginType::HalfNetting
+                                             : participant_->GetCalSpreadMarginType();
+    const std::span<const SClearingDeltaOrder> sent(orders, count);
+    const LegOrders ofFirst = OrdersOfLeg(sent, KeyPriceType::Type::FirstLeg, multileg.qtyRatio1, leg);
+    const LegOrders ofSecond = OrdersOfLeg(sent, KeyPriceType::Type::SecondLeg, multileg.qtyRatio2, leg);
+
+    // Both legs or none. A record with one leg in both slots takes them in one change: their kinds keep them apart.
+    CumulativePositionByFutures& firstPosition = *firstLeg.GetPositionPtr();
+    CumulativePositionByFutures& secondPosition = *secondLeg.GetPositionPtr();
+    if (&firstPosition == &secondPosition) {
+        LegOrders both = ofFirst;
+        both.insert(both.end(), ofSecond.begin(), ofSecond.end());
+        firstPosition.ChangeFuturesOrders(both.size(), both.data());
+        return Z9ERR_OK;
+    }
+    CSpecPosition::OrderChange firstChange = firstPosition.PrepareFuturesOrders(ofFirst.size(), ofFirst.data());
+    CSpecPosition::OrderChange secondChange = secondPosition.PrepareFuturesOrders(ofSecond.size(), ofSecond.data());
+    firstPosition.ChangeFuturesOrders(firstChange);
+    secondPosition.ChangeFuturesOrders(secondChange);
+    return Z9ERR_OK;
+}
+
+// The prices of a leg order are those of the day on which its book is taken anew. Both legs are read as the one that is
+// taken anew: its order remembers the other leg's prices as well, which may have their turn later.
+Z9ERR Portfolio::RefreshLegPrices(SOrderInfo& info, Isin isin)
+{
+    const SearchResult found = FindByIsin(info.multilegIsin);
+    if (!found.MultilegFound()) return Z9ERR_INSTRUMENT_ABSENT;
+    const CSpecMultileg& multileg = *found.GetMultilegPtr();
+    const AccessByStatus access = participant_->GetInstruments().GetStatus(isin);
+    const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
+    const CSpecFutures* const first = repository.GetFutures(access, multileg.GetFirstLegIsin());
+    const CSpecFutures* const second = repository.GetFutures(access, multileg.GetSecondLegIsin());
+    if (first == nullptr || second == nullptr) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+    SetLegPrices(info, *first, *second);
+    info.participantCalSpreadMarginType = multileg.IsIncompleteSpreadAspect() || EnforcesHalfNetting(*first, *second)
+                                              ? Enums::SpreadMarginType::HalfNetting
+                                              : participant_->GetCalSpreadMarginType();
+    return Z9ERR_OK;
+}
+
+// A leg order keeps the name of its spread, so that the next refresh finds it again.
+Z9ERR Portfolio::resetOrders(const OrdersMap& orders, Isin isin)
+{
+    for (const auto& [key, saved] : orders) {
+        if (saved.deltaQuantity == 0) continue;
+        SClearingDeltaOrder order;
+        order.CalculatedPrice = key;
+        order.isin = isin;
+        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
+        order.orderInfo = saved;
+        if (key.type == KeyPriceType::Type::FirstLeg || key.type == KeyPriceType::Type::SecondLeg)
+            if (const Z9ERR code = RefreshLegPrices(order.orderInfo, isin); code != Z9ERR_OK) return code;
+        if (const Z9ERR code = ChangeOrder(isin, 1, &order); code != Z9ERR_OK) return code;
+    }
+    return Z9ERR_OK;
+}
+
+} // namespace kv7im

@@ -1,0 +1,274 @@
+#include "book/Position.h"
+
+#include <utility>
+
+#include "book/Portfolio.h"
+#include "book/RiskParticipant.h"
+#include "instruments/InstrumentsRepositoryWrapper.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
+
+namespace kv7im {
+
+namespace {
+
+RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFutures& futures)
+{
+    const Enums::ClientRiskLevel level = participant.GetRiskLevel();
+    return RiskNodeFutures(futures.GetProfile(level).GetParameters(),
+                           participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
+}
+
+// An order that comes alone: only one in a spread as it was sent names the spread.
+SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
+{
+    SClearingDeltaOrder order;
+    order.CalculatedPrice = key;
+    order.isin = isin;
+    order.isBuying = isBuying;
+    order.orderInfo = info;
+    order.orderInfo.initializationType = SOrderInfo::InitializationType::FullFill;
+    order.orderInfo.multilegIsin = key.type == KeyPriceType::Type::MultiLeg ? isin : 0;
+    return order;
+}
+
+} // namespace
+
+CumulativePositionByFutures::CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio,
+                                                         const CSpecFutures& futures)
+    : m_participant(participant),
+      m_portfolio(portfolio),
+      m_futures(&futures),
+      m_isin(futures.isin),
+      m_code(futures.Code),
+      m_riskLevel(NettingLevelOf(futures)),
+      m_ownerRisk(MakeOwnerNode(*participant, futures)),
+      m_previousFuturesGroupRisks(m_ownerRisk),
+      m_position(participant, futures, m_ownerRisk)
+{
+    InitializeUpperLevelRiskPrivate();
+}
+
+// Nodes of a group are shared by all its futures; the first one makes them.
+void CumulativePositionByFutures::InitializeUpperLevelRiskPrivate()
+{
+    if (!HasLevelMMS()) return;
+    const CSpecBaseContract& baseContract = *m_futures->BaseContract;
+    const Enums::ClientRiskLevel level = m_participant->GetRiskLevel();
+
+    std::shared_ptr<RiskNodeMMS>& mms = m_portfolio.GetRisksMapOfLevelMMS()[GetRiskNameMMS()];
+    if (mms == nullptr)
+        mms = std::make_shared<RiskNodeMMS>(baseContract, m_participant->GetBrokerBaseContractGORatio(GetRiskNameMMS()),
+                                            level);
+    m_ownerRisk.parent = mms.get();
+    m_parentRisk = mms.get();
+
+    if (!HasLevelMCS()) return;
+    std::shared_ptr<RiskNodeMCS>& mcs = m_portfolio.GetRisksMapOfLevelMCS()[GetRiskNameMCS()];
+    if (mcs == nullptr)
+        mcs = std::make_shared<RiskNodeMCS>(static_cast<std::size_t>(baseContract.PointsNum),
+                                            m_participant->GetBrokerBaseContractGORatioForMCS(GetRiskNameMCS()), level);
+    mms->parent = mcs.get();
+    m_parentRisk = mcs.get();
+}
+
+const std::string& CumulativePositionByFutures::GetRiskNameMMS() const { return m_futures->BaseContract->Code; }
+const std::string& CumulativePositionByFutures::GetRiskNameMCS() const { return m_futures->BaseContract->CodeMCS; }
+
+const RiskNodeBase& CumulativePositionByFutures::GetFuturesGroupRisk() const noexcept
+{
+    if (m_parentRisk != nullptr) return *m_parentRisk;
+    return m_ownerRisk;
+}
+
+RiskNodeBase& CumulativePositionByFutures::TopNode() noexcept
+{
+    if (m_parentRisk != nullptr) return *m_parentRisk;
+    return m_ownerRisk;
+}
+
+RiskNodeMMS::PropertiesForICS CumulativePositionByFutures::GetPropertiesForICS() const
+{
+    return {m_participant->GetInterContractSpreadMarginType(), m_futures};
+}
+
+void CumulativePositionByFutures::ChangeFuturesPosition(std::int64_t quantity, double price)
+{
+    SetSpecPositionPrivate(m_position, quantity, price, 0);
+}
+
+void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price,
+                                                       std::int64_t novQuantity)
+{
+    SetSpecPositionPrivate(FindOrCreateOptionPositionAndMarkChanged(option), quantity, price, novQuantity);
+}
+
+void CumulativePositionByFutures::SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price,
+                                                         std::int64_t novQuantity)
+{
+    WithMarkOfThisCall([&] { position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
+    InitialMarginCalculation();
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
+{
+    ChangeSpecOrderPrivate(m_position, count, orders);
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info)
+{
+    const SClearingDeltaOrder order = MakeOrder(m_isin, isBuying, key, info);
+    ChangeFuturesOrders(1, &order);
+}
+
+CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
+                                                                             const SClearingDeltaOrder* orders)
+{
+    return {m_position, count, orders};
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(CSpecPosition::OrderChange& prepared)
+{
+    prepared.Apply();
+    InitialMarginCalculation();
+}
+
+void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, std::size_t count,
+                                                     const SClearingDeltaOrder* orders)
+{
+    ChangeSpecOrderPrivate(FindOrCreateOptionPositionAndMarkChanged(option), count, orders);
+}
+
+void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key,
+                                                     const SOrderInfo& info)
+{
+    const SClearingDeltaOrder order = MakeOrder(option.isin, isBuying, key, info);
+    ChangeOptionOrders(option, 1, &order);
+}
+
+void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
+                                                         const SClearingDeltaOrder* orders)
+{
+    WithMarkOfThisCall([&] { position.UpdateInitialMarginByOrderChanges(count, orders); });
+    InitialMarginCalculation();
+}
+
+CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPosition(const CSpecOption& option)
+{
+    if (const auto found = m_optionsMap.find(option.isin); found != m_optionsMap.end()) return *found->second;
+    RiskNodeOptionSeries& series = InitializeOptionSeriesRisk(option);
+    std::shared_ptr<CSpecPositionOptionsBase> position;
+    if (option.VirtFutures->IsInSpread)
+        position = std::make_shared<CSpecPositionOptions>(m_participant, option, series, m_ownerRisk);
+    else
+        position = std::make_shared<CSpecPositionOptionsWithoutSpread>(m_participant, option, series);
+    return *m_optionsMap.emplace(option.isin, std::move(position)).first->second;
+}
+
+CSpecPositionOptionsBase&
+CumulativePositionByFutures::FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option)
+{
+    CSpecPositionOptionsBase& position = FindOrCreateOptionPosition(option);
+    if (!position.IsInSpread()) m_changedOptionSeriesNodeWithoutSpread = &position.GetOptionSeriesRisk();
+    return position;
+}
+
+// Where the participant does not count deliveries of the series its node has no rows for them.
+RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(const CSpecOption& option)
+{
+    if (const auto found = m_optionSeriesRiskMap.find(option.CodeVF); found != m_optionSeriesRiskMap.end())
+        return *found->second;
+    const Enums::ClientRiskLevel level = m_participant->GetRiskLevel();
+    const double ratio = m_participant->GetBrokerBaseContractGORatio(m_futures->CodeBC);
+    Parameters parameters = option.GetParameters(level);
+    if (!m_participant->WeHaveToCalcDeliveryRisk(&option)) parameters.expirationScenariosCount = 0;
+    auto node = parameters.hasSubPoints() ? std::make_shared<RiskNodeOptionSeries>(
+                                                parameters, option.VirtFutures->GetBindingArray(level), ratio, level)
+                                          : std::make_shared<RiskNodeOptionSeries>(parameters, ratio, level);
+    return *m_optionSeriesRiskMap.emplace(option.CodeVF, std::move(node)).first->second;
+}
+
+CSpecPositionOptionsBase* CumulativePositionByFutures::GetOptionPositionSpec(Isin isin)
+{
+    if (const auto found = m_optionsMap.find(isin); found != m_optionsMap.end()) return found->second.get();
+    const CSpecOption* const option = m_participant->GetInstruments().GetOption(isin);
+    return option == nullptr ? nullptr : &FindOrCreateOptionPosition(*option);
+}
+
+const CSpecPositionOptionsBase* CumulativePositionByFutures::FindOptionPosition(Isin isin) const
+{
+    const auto found = m_optionsMap.find(isin);
+    return found == m_optionsMap.end() ? nullptr : found->second.get();
+}
+
+const RiskNodeOptionSeries* CumulativePositionByFutures::GetRiskNodeOptionSeriesByVFCode(const std::string& code) const
+{
+    const auto found = m_optionSeriesRiskMap.find(code);
+    return found == m_optionSeriesRiskMap.end() ? nullptr : found->second.get();
+}
+
+double CumulativePositionByFutures::GetTotalVolatilityInitialMargin() const noexcept
+{
+    return m_volatilityInitialMarginOptionSeriesSWithoutSpread + GetFuturesGroupRisk().GetInitialMarginValue();
+}
+
+double CumulativePositionByFutures::GetTotalDeliveryVolatilityInitialMargin() const noexcept
+{
+    return m_deliveryInitialMarginOptionSeriesSWithoutSpread + GetFuturesGroupRisk().GetInitialMarginDeliveryValue();
+}
+
+void CumulativePositionByFutures::ZeroMarginValue() noexcept
+{
+    m_ownerRisk.ZeroMarginValue();
+    for (const auto& [code, node] : m_optionSeriesRiskMap)
+        node->ZeroMarginValue();
+    m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0;
+    m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
+}
+
+// What this futures gives to its group: the signed cells where futures of a contract net against each other, only the
+// losses where each of them stands for itself.
+bool CumulativePositionByFutures::GivesLossesOnly() const
+{
+    return m_participant->GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
+           m_futures->EnforceIMSHalfNetting;
+}
+
+// Takes the change of this futures up through its groups.
+void CumulativePositionByFutures::CarryToGroups()
+{
+    if (!HasLevelMMS()) return;
+    RiskNodeMMS& mms = *m_ownerRisk.parent;
+    // Before the group changes: exactly what it gave the last time.
+    if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
+    mms.ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
+    if (HasLevelMCS()) *mms.parent += (mms | GetPropertiesForICS());
+}
+
+// A series standing alone is margined by itself and reaches no node above it.
+void CumulativePositionByFutures::InitialMarginCalculation()
+{
+    const CSpecBaseContract& baseContract = *m_futures->BaseContract;
+    RiskNodeOptionSeries* const series = std::exchange(m_changedOptionSeriesNodeWithoutSpread, nullptr);
+    if (series == nullptr) CarryToGroups();
+    RiskNodeBase& node = series != nullptr ? *series : TopNode();
+
+    const double volatilityChange = node.UpdateInitialMarginValue(baseContract);
+    const double deliveryChange = node.UpdateInitialMarginDeliveryValue(baseContract);
+    ReportMarginChange(series != nullptr, volatilityChange, deliveryChange);
+}
+
+void CumulativePositionByFutures::ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange,
+                                                     double deliveryChange) noexcept
+{
+    if (ofSeriesWithoutSpread) {
+        m_volatilityInitialMarginOptionSeriesSWithoutSpread += volatilityChange;
+        m_deliveryInitialMarginOptionSeriesSWithoutSpread += deliveryChange;
+    }
+    m_portfolio.IncreaseVolatilityInitialMarginBy(volatilityChange);
+    m_portfolio.IncreaseDeliveryVolatilityInitialMarginBy(deliveryChange);
+}
+
+} // namespace kv7im

@@ -1,0 +1,247 @@
+#include "instruments/InstrumentsRepository.h"
+
+#include <functional>
+
+#include "instruments/IndexRanges.h"
+#include "instruments/InstrumentChecks.h"
+#include "instruments/InstrumentTables.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+template <class Index, class Key>
+std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
+{
+    std::size_t count = 0;
+    for (auto node = index.begin(); node != index.end(); node = index.equal_range(keyOf(*node)).second)
+        if (!keyOf(*node).empty()) ++count;
+    return count;
+}
+
+/// The option of a key, by way of its futures; null when there is none.
+template <class OptionIndex, class Key>
+const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
+{
+    const auto owner = index.find(key);
+    if (owner == index.end()) return nullptr;
+    const FuturesNode& futures = *owner->second;
+    const auto series = futures.GetVirtualFuturesByOptionIterator(access, key);
+    return series == futures.Storage(access).end() ? nullptr : series->second.GetOption(key);
+}
+
+} // namespace
+
+// Currencies and common parameters.
+
+Z9ERR InstrumentsRepository::InsertCurrency(std::int32_t currencyId, double radius)
+{
+    const bool isNew = curvatureRadiusMap.emplace(currencyId, radius).second;
+    return isNew ? Z9ERR_OK : Z9ERR_CALCGO_API_ERROR_CURRENCY_ALREADY_EXIST;
+}
+
+Z9ERR InstrumentsRepository::InsertCurrency(const SCurrencyStruct& record)
+{
+    return InsertCurrency(record.IndicatorID, record.Radius);
+}
+
+Z9ERR InstrumentsRepository::SetEdgeCoeff(double value)
+{
+    EdgeCoeffParameters parameters{value};
+    const Context context(telemetryAlertsCollector, "SetEdgeCoeff", "");
+    const Z9ERR result = RunChecks(EdgeCoeffChecks, context, parameters);
+    m_EdgeCoeff = parameters.EdgeCoeff;
+    return result; // the table only corrects
+}
+
+void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCollectorPtr& collector)
+{
+    telemetryAlertsCollector = collector;
+}
+
+void InstrumentsRepository::Clear()
+{
+    storageMultilegs.clear();
+    // Children before parents: the nodes of the futures take their series with them, and these their options.
+    storageTASBaseFutIsinIDToIsin.clear();
+    storageIndexOptionToFuturesByIsin.clear();
+    storageIndexOptionToFuturesByCode.clear();
+    storageIndexVirtualFuturesToFutures.clear();
+    storageFutures.clear();
+    storageBaseContracts.clear();
+    curvatureRadiusMap.clear();
+    m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
+}
+
+// Reading.
+
+CSpecBaseContract* InstrumentsRepository::FindBaseContract(std::string_view code) const
+{
+    const auto& index = storageBaseContracts.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->GetCurrent();
+}
+
+CSpecFutures* InstrumentsRepository::FindFutures(Isin isin) const
+{
+    const auto& index = storageFutures.get<ByIsin>();
+    const auto node = index.find(isin);
+    return node == index.end() ? nullptr : node->GetCurrent();
+}
+
+const CSpecBaseContract* InstrumentsRepository::GetBaseContract(AccessByStatus access, std::string_view code) const
+{
+    const auto& index = storageBaseContracts.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(AccessByStatus access, std::string_view code) const
+{
+    const auto& index = storageFutures.get<ByCode>();
+    const auto node = index.find(code);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(AccessByStatus access, Isin isin) const
+{
+    const auto& index = storageFutures.get<ByIsin>();
+    const auto node = index.find(isin);
+    return node == index.end() ? nullptr : node->Get(access);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(std::string_view code) const
+{
+    return GetFutures(AccessByStatus::eCurrent, code);
+}
+
+const CSpecFutures* InstrumentsRepository::GetFutures(Isin isin) const { return FindFutures(isin); }
+
+const CSpecVirtFutures* InstrumentsRepository::GetVirtualFutures(AccessByStatus access, std::string_view code) const
+{
+    const auto owner = storageIndexVirtualFuturesToFutures.find(code);
+    return owner == storageIndexVirtualFuturesToFutures.end() ? nullptr
+                                                              : owner->second->GetVirtualFutures(access, code);
+}
+
+const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, Isin isin) const
+{
+    return OptionIn(storageIndexOptionToFuturesByIsin, access, isin);
+}
+
+const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, std::string_view code) const
+{
+    return OptionIn(storageIndexOptionToFuturesByCode, access, code);
+}
+
+bool InstrumentsRepository::BaseContractExists(std::string_view code) const
+{
+    return FindBaseContract(code) != nullptr;
+}
+
+bool InstrumentsRepository::FuturesExists(std::string_view code) const { return GetFutures(code) != nullptr; }
+
+bool InstrumentsRepository::FuturesExists(Isin isin) const { return FindFutures(isin) != nullptr; }
+
+bool InstrumentsRepository::VirtualFuturesExists(std::string_view code) const
+{
+    return storageIndexVirtualFuturesToFutures.contains(code);
+}
+
+bool InstrumentsRepository::OptionExists(Isin isin) const { return storageIndexOptionToFuturesByIsin.contains(isin); }
+
+bool InstrumentsRepository::OptionExists(std::string_view code) const
+{
+    return storageIndexOptionToFuturesByCode.contains(code);
+}
+
+bool InstrumentsRepository::IsEquityOption(Isin isin) const
+{
+    const CSpecOption* const option = GetOption(AccessByStatus::eCurrent, isin);
+    return option != nullptr && option->VirtFutures->marginStyle == Enums::MarginStyle::Equity;
+}
+
+double InstrumentsRepository::GetCurvatureRadius(std::int32_t currencyId) const
+{
+    const auto currency = curvatureRadiusMap.find(currencyId);
+    return currency == curvatureRadiusMap.end() ? 0.0 : currency->second;
+}
+
+bool InstrumentsRepository::HasCurrency(std::int32_t currencyId) const
+{
+    return curvatureRadiusMap.contains(currencyId);
+}
+
+std::size_t InstrumentsRepository::CountMCS() const
+{
+    return CountNonEmptyKeys(storageBaseContracts.get<ByMCS>(), std::mem_fn(&BaseContractNode::GetMCS));
+}
+
+std::size_t InstrumentsRepository::CountMMS() const
+{
+    return CountNonEmptyKeys(storageFutures.get<ByMMS>(), std::mem_fn(&FuturesNode::GetMMS));
+}
+
+auto InstrumentsRepository::RangeBaseContractByCode() const -> Range<StorageBaseContract, ByCode>
+{
+    return WholeOf(storageBaseContracts.get<ByCode>());
+}
+
+auto InstrumentsRepository::RangeBaseContractByMCS(std::string_view codeMCS) const -> Range<StorageBaseContract, ByMCS>
+{
+    return PartOf(storageBaseContracts.get<ByMCS>(), codeMCS);
+}
+
+auto InstrumentsRepository::RangeBaseContractByStatus(Status status) const -> Range<StorageBaseContract, ByStatus>
+{
+    return PartOf(storageBaseContracts.get<ByStatus>(), status);
+}
+
+auto InstrumentsRepository::RangeFuturesByCode() const -> Range<StorageFutures, ByCode>
+{
+    return WholeOf(storageFutures.get<ByCode>());
+}
+
+auto InstrumentsRepository::RangeFuturesByIsin() const -> Range<StorageFutures, ByIsin>
+{
+    return WholeOf(storageFutures.get<ByIsin>());
+}
+
+auto InstrumentsRepository::RangeFuturesByBaseContract(std::string_view codeBC) const
+    -> Range<StorageFutures, ByBaseContract>
+{
+    return PartOf(storageFutures.get<ByBaseContract>(), codeBC);
+}
+
+auto InstrumentsRepository::RangeFuturesByStatus(Status status) const -> Range<StorageFutures, ByStatus>
+{
+    return PartOf(storageFutures.get<ByStatus>(), status);
+}
+
+auto InstrumentsRepository::RangeFuturesByMMS(std::string_view codeMMS) const -> Range<StorageFutures, ByMMS>
+{
+    return PartOf(storageFutures.get<ByMMS>(), codeMMS);
+}
+
+auto InstrumentsRepository::RangeFuturesByMCS(std::string_view codeMCS) const -> Range<StorageFutures, ByMCS>
+{
+    return PartOf(storageFutures.get<ByMCS>(), codeMCS);
+}
+
+auto InstrumentsRepository::RangeVirtualFuturesByCode() const -> MapRange<StorageIndexVirtualFuturesToFutures>
+{
+    return WholeOf(storageIndexVirtualFuturesToFutures);
+}
+
+auto InstrumentsRepository::RangeOptionsByIsin() const -> MapRange<StorageIndexOptionToFuturesByIsin>
+{
+    return WholeOf(storageIndexOptionToFuturesByIsin);
+}
+
+auto InstrumentsRepository::RangeOptionsByCode() const -> MapRange<StorageIndexOptionToFuturesByCode>
+{
+    return WholeOf(storageIndexOptionToFuturesByCode);
+}
+
+} // namespace kv7im

@@ -1,0 +1,319 @@
+// How instruments change during the day: a family is copied, the copies are changed and recomputed, and a swap makes
+// them current. Readers of the current objects see nothing of it until the swap.
+#include <utility>
+#include <vector>
+
+#include "instruments/IndexRanges.h"
+#include "instruments/InstrumentChangeTables.h"
+#include "instruments/InstrumentTexts.h"
+#include "instruments/InstrumentsRepository.h"
+#include "kv7errors.h"
+
+namespace kv7im {
+
+namespace {
+
+template <class Index>
+using Elements = std::vector<typename Index::const_iterator>;
+
+/// The nodes that a transaction has opened, apart from the index, which loses them one by one as they are released.
+template <class Index>
+Elements<Index> ChangedIn(const Index& index)
+{
+    Elements<Index> changed;
+    const auto [first, last] = index.equal_range(Status::WasChanged);
+    for (auto node = first; node != last; ++node)
+        changed.push_back(node);
+    return changed;
+}
+
+/// Makes the copy current and ends the transaction of a node. Throws nothing.
+template <class Node>
+void Release(Node& node) noexcept
+{
+    node.SwapNewestInstrumentAsRegularAndClearNewNodes();
+    node.SetStatus(Status::NotChanged);
+}
+
+/// Leads to a series of a futures as the open transaction has it.
+struct NewSeriesByCode
+{
+    std::string_view code;
+
+    [[nodiscard]] auto operator()(const FuturesNode& futures) const
+    {
+        return futures.GetVirtualFuturesIterator(AccessByStatus::eNew, code);
+    }
+};
+
+} // namespace
+
+// Opening.
+
+Z9ERR InstrumentsRepository::InitializeChangedBaseContractPrivate(const std::string& code)
+{
+    const auto baseContract = storageBaseContracts.get<ByCode>().find(std::string_view(code));
+    if (baseContract == storageBaseContracts.get<ByCode>().end()) return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
+
+    KeepRecomputedValuesOf(code); // what an earlier UpdateComplete made does not follow what changes now
+    OpenFamily(baseContract);
+    return Z9ERR_OK;
+}
+
+/// Opens what of a family is not open yet: as a whole, or nothing of it when it throws.
+void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContract)
+{
+    const bool isOpenAlready = baseContract->GetStatus() == Status::WasChanged;
+    try {
+        CopyFamily(baseContract);
+    } catch (...) {
+        DropFreshCopies(baseContract, isOpenAlready);
+        throw;
+    }
+    // All copies are there: from here on nothing throws, and the futures open together.
+    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) noexcept {
+        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.SetNewcomer(true);
+        futures.SetStatus(Status::WasChanged);
+    });
+}
+
+/// Copies what of a family is not open yet: the base contract, which opens, and its futures, which do not.
+void InstrumentsRepository::CopyFamily(StorageBaseContract::iterator baseContract)
+{
+    if (baseContract->GetStatus() != Status::WasChanged) {
+        ChangeInside(storageBaseContracts, baseContract,
+                     [](BaseContractNode& node) { node.InitializeChangedInstrument(); });
+        storageBaseContracts.modify(baseContract, StatusChange<BaseContractNode>(Status::WasChanged));
+    }
+    CSpecBaseContract* const parent = baseContract->GetChanged();
+    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) {
+        if (futures.GetStatus() != Status::WasChanged) futures.InitializeChangedInstrument(parent);
+    });
+}
+
+/// Takes back what CopyFamily has copied before it failed.
+void InstrumentsRepository::DropFreshCopies(StorageBaseContract::iterator baseContract, bool isOpenAlready) noexcept
+{
+    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [](FuturesNode& futures) noexcept {
+        if (futures.GetStatus() != Status::WasChanged) futures.DropChangedInstrument();
+    });
+    if (!isOpenAlready)
+        storageBaseContracts.modify(baseContract, [](BaseContractNode& node) noexcept {
+            node.DropChangedInstrument();
+            node.SetStatus(Status::NotChanged);
+        });
+}
+
+void InstrumentsRepository::AdoptNewcomers()
+{
+    // Only insertion writes the asset class and the link to a trade-at-settlement contract: the current ones are the
+    // newest.
+    const auto& contracts = storageBaseContracts.get<ByStatus>();
+    const auto [first, last] = contracts.equal_range(Status::WasChanged);
+    for (auto contract = first; contract != last; ++contract) {
+        contract->GetChanged()->assetClass = contract->GetCurrent()->assetClass;
+        contract->GetChanged()->TASBaseContractCode = contract->GetCurrent()->TASBaseContractCode;
+        OpenFamily(storageBaseContracts.project<ByCode>(contract));
+    }
+    ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged, [](FuturesNode& node) { node.AdoptNewcomers(); });
+
+    // One futures may settle at the price of another: all of them are copies by now.
+    for (auto contract = first; contract != last; ++contract)
+        if (contract->IsRecomputed()) RecalcNewcomersOf(contract->GetCode());
+}
+
+/// A futures that has come to a family after UpdateComplete has the values of the changed family, as the others have.
+void InstrumentsRepository::RecalcNewcomersOf(std::string_view codeBC)
+{
+    auto& index = storageFutures.get<ByBaseContract>();
+    const auto [first, last] = index.equal_range(codeBC);
+    for (auto node = first; node != last; ++node) {
+        if (node->IsRecomputed()) continue;
+        CSpecFutures& futures = *node->GetChanged();
+        if (futures.IsTAS) static_cast<void>(FollowTracked(futures)); // the tracked one may come later
+        ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
+    }
+}
+
+// Changing.
+
+Z9ERR InstrumentsRepository::UpdateBaseContract(const SBaseContractChanges& changes)
+{
+    const std::string code = TextOfField(changes.Code);
+    const CSpecBaseContract* const current = FindBaseContract(code);
+    if (current == nullptr) return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
+
+    const Context context(telemetryAlertsCollector, "UpdateBaseContract", code);
+    BaseContractChangesParameters localChanges{changes, current->IsPercentage()};
+    if (const Z9ERR refusal = RunChecks(BaseContractChangesChecks, context, localChanges); refusal != Z9ERR_OK)
+        return refusal;
+
+    if (const Z9ERR failure = InitializeChangedBaseContractPrivate(code); failure != Z9ERR_OK) return failure;
+    storageBaseContracts.get<ByCode>().find(std::string_view(code))->GetChanged()->ChangeParams(localChanges);
+    return Z9ERR_OK;
+}
+
+Z9ERR InstrumentsRepository::UpdateFutures(const SFuturesChanges& changes)
+{
+    const auto node = storageFutures.get<ByIsin>().find(changes.Isin);
+    if (node == storageFutures.get<ByIsin>().end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+
+    const FuturesContext context(telemetryAlertsCollector, "UpdateFutures", node->GetCode(), node->GetBC());
+    SFuturesChanges localChanges = changes;
+    if (const Z9ERR refusal = RunChecks(FuturesChangesChecks, context, localChanges); refusal != Z9ERR_OK)
+        return refusal;
+
+    if (const Z9ERR failure = InitializeChangedBaseContractPrivate(node->GetBC()); failure != Z9ERR_OK) return failure;
+    CSpecFutures& futures = *node->GetChanged();
+    futures.ChangeParams(localChanges);
+    futures.BaseContract->CorrectShiftParamsByFutures(&futures); // all is recomputed later, whether it moved or not
+    CorrectMultilegSpreadAspectPropertyByFutures(&futures);
+    return Z9ERR_OK;
+}
+
+/// Opens the family of a futures and lets `change`, which gives a result code, work on that one of its new series that
+/// `find` leads to.
+template <class Find, class Change>
+Z9ERR InstrumentsRepository::ChangeSeriesOf(StorageFutures::iterator futures, Find find, Change change)
+{
+    if (const Z9ERR failure = InitializeChangedBaseContractPrivate(futures->GetBC()); failure != Z9ERR_OK)
+        return failure;
+    Z9ERR result = Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
+    ChangeInside(storageFutures, futures, [&](FuturesNode& node) {
+        const StorageVirtualFutures::const_iterator found = find(node);
+        if (found != node.GetChangedStorage().end())
+            result = change(node.GetChangedStorage().find(found->first)->second);
+    });
+    return result;
+}
+
+Z9ERR InstrumentsRepository::UpdateVirtFutures(const SVirtFuturesChanges& changes)
+{
+    const std::string code = TextOfField(changes.Code);
+    const auto owner = storageIndexVirtualFuturesToFutures.find(code);
+    if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+
+    return ChangeSeriesOf(owner->second, NewSeriesByCode{code}, [&](VirtualFuturesNode& node) {
+        CSpecVirtFutures& series = *node.get();
+        const CSpecFutures& futures = *series.Futures;
+        const VirtFuturesContext context(telemetryAlertsCollector, "UpdateVirtFutures", code, futures.Code,
+                                         futures.CodeBC, futures.IsCollateral());
+        VirtFuturesChangesParameters localChanges{
+            changes, series.StrikeStep, futures.MinStep,
+            CSpecVirtFutures::CalculateAdjustedSubRiskStep(series.StrikeStep, series.LotCoeff)};
+        if (const Z9ERR refusal = RunChecks(VirtFuturesChangesChecks, context, localChanges); refusal != Z9ERR_OK)
+            return refusal;
+        series.ChangeParams(localChanges, localChanges.AdjustedSubRiskStep);
+        return Z9ERR_OK;
+    });
+}
+
+Z9ERR InstrumentsRepository::UpdateOptionSeries(const SOptionSeriesChanges& changes)
+{
+    const std::string code = TextOfField(changes.Code);
+    const auto owner = storageIndexVirtualFuturesToFutures.find(code);
+    if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+
+    return ChangeSeriesOf(owner->second, NewSeriesByCode{code}, [&](VirtualFuturesNode& series) {
+        series.get()->ChangeParams(changes);
+        return Z9ERR_OK;
+    });
+}
+
+Z9ERR InstrumentsRepository::UpdateOption(Isin isin, double CalcOptPrice)
+{
+    const auto owner = storageIndexOptionToFuturesByIsin.find(isin);
+    if (owner == storageIndexOptionToFuturesByIsin.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+
+    const auto newSeries = [isin](const FuturesNode& futures) {
+        return futures.GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, isin);
+    };
+    return ChangeSeriesOf(owner->second, newSeries, [&](VirtualFuturesNode& series) {
+        auto& index = series.storage().get<ByIsin>();
+        const auto option = index.find(isin);
+        if (option == index.end()) return Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
+        index.modify(option, [&](CSpecOption& changed) noexcept { changed.ChangeOptionParams(&CalcOptPrice); });
+        return Z9ERR_OK;
+    });
+}
+
+// Recomputing.
+
+Z9ERR InstrumentsRepository::UpdateComplete()
+{
+    AdoptNewcomers();
+    SettleNewcomers();
+    auto& index = storageFutures.get<ByStatus>();
+    const auto [first, last] = index.equal_range(Status::WasChanged);
+    for (auto node = first; node != last; ++node) {
+        CSpecFutures& futures = *node->GetChanged();
+        if (futures.IsTAS)
+            if (const Z9ERR failure = FollowTracked(futures); failure != Z9ERR_OK) return failure;
+        ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
+    }
+    ChangeEach(storageBaseContracts.get<ByStatus>(), Status::WasChanged,
+               [](BaseContractNode& contract) noexcept { contract.SetRecomputed(); });
+    return Z9ERR_OK;
+}
+
+/// A futures that has come to an open family is asked for shift and limits there, as it was in the current one. Where a
+/// change of the contract has left the copy without a reference, only the nearest of the current one takes its place.
+void InstrumentsRepository::SettleNewcomers()
+{
+    auto& index = storageFutures.get<ByStatus>();
+    const auto [first, last] = index.equal_range(Status::WasChanged);
+    for (auto node = first; node != last; ++node) {
+        if (!node->IsNewcomer()) continue;
+        KeepRecomputedValuesOf(node->GetBC()); // what was recomputed before it has the shift of before
+        const CSpecFutures& futures = *node->GetChanged();
+        CSpecBaseContract& contract = *futures.BaseContract;
+        const CSpecBaseContract& current = *node->GetCurrent()->BaseContract;
+        if (contract.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin != 0 ||
+            current.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin == futures.isin)
+            contract.CorrectShiftParamsByFutures(&futures);
+        index.modify(node, [](FuturesNode& settled) noexcept { settled.SetNewcomer(false); });
+    }
+}
+
+/// A trade-at-settlement futures settles at the price of the one that it tracks, and its contract has that one's shift
+/// and limits.
+Z9ERR InstrumentsRepository::FollowTracked(CSpecFutures& tas)
+{
+    const CSpecFutures* const tracked = GetFutures(AccessByStatus::eNew, tas.TASBaseFutIsinID);
+    if (tracked == nullptr) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+
+    KeepRecomputedValuesOf(tas.CodeBC); // what was recomputed before it has the shift of before
+    tas.RealCalcPrice = tracked->RealCalcPrice;
+    CopyBaseContractParametersForTAS(*tracked->BaseContract, *tas.BaseContract);
+    return Z9ERR_OK;
+}
+
+void InstrumentsRepository::KeepRecomputedValuesOf(std::string_view codeBC)
+{
+    ChangeEach(storageFutures.get<ByBaseContract>(), codeBC, [](FuturesNode& node) { node.KeepRecomputedValues(); });
+}
+
+void InstrumentsRepository::KeepBorrowedValues()
+{
+    ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged,
+               [](FuturesNode& node) { node.KeepBorrowedValues(); });
+}
+
+// Releasing.
+
+void InstrumentsRepository::ReleaseChanged()
+{
+    AdoptNewcomers();
+    KeepBorrowedValues(); // what was not recomputed is published with the values of before
+    const auto contracts = ChangedIn(storageBaseContracts.get<ByStatus>());
+    const auto futures = ChangedIn(storageFutures.get<ByStatus>());
+
+    // From here on nothing throws: the transaction is released as a whole. The status and the groups, which follow the
+    // futures in and out of spread, are keys: hence the containers' modify.
+    for (const auto& contract : contracts)
+        storageBaseContracts.get<ByStatus>().modify(contract, Release<BaseContractNode>);
+    for (const auto& node : futures)
+        storageFutures.get<ByStatus>().modify(node, Release<FuturesNode>);
+}
+
+} // namespace kv7im

@@ -1,0 +1,261 @@
+#include "instruments/SpecFutures.h"
+
+#include <cmath>
+#include <utility>
+
+#include "grids/Constants.h"
+#include "instruments/SpecBaseContract.h"
+#include "z9log.h"
+
+namespace kv7im {
+
+namespace {
+
+Parameters GridOf(const CSpecBaseContract& baseContract)
+{
+    return {static_cast<std::size_t>(baseContract.PointsNum), static_cast<std::size_t>(baseContract.VolatNum)};
+}
+
+/// What remains of a position once its price has been taken from the prices: side, size and the share of the far
+/// points.
+void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
+{
+    if (transform.negate) risk *= -1.0;
+    risk *= transform.scale;
+    risk.GetSpecialRiskPoints().CoverFarPoints(transform.coverZL, transform.coverZR);
+}
+
+} // namespace
+
+CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_,
+                           double calcFutPrice, bool isInSpread, double minStepPrice, double realCalcPrice,
+                           double minStep, double xLot, double interestRateRiskUp, double interestRateRiskDown,
+                           double timeToExpiration, double edgeCoeff_, double normalizedSpot,
+                           Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
+                           bool enforceIMSHalfNetting, Isin tasBaseFutIsinID)
+    : StoredProfiles(GridOf(*baseContract)),
+      BaseContract(baseContract),
+      Code(std::move(code)),
+      CodeBC(std::move(codeBC)),
+      isin(isin_),
+      TASBaseFutIsinID(tasBaseFutIsinID),
+      CalcFutPrice(calcFutPrice),
+      IsInSpread(isInSpread),
+      MinStepPrice(minStepPrice),
+      RealCalcPrice(realCalcPrice),
+      MinStep(minStep),
+      XLot(xLot),
+      InterestRateRiskUp(interestRateRiskUp),
+      InterestRateRiskDown(interestRateRiskDown),
+      TimeToExpiration(timeToExpiration),
+      edgeCoeff(edgeCoeff_),
+      NormalizedSpot(normalizedSpot),
+      MRAddOnUp(mrAddOnUp),
+      MRAddOnDown(mrAddOnDown),
+      MoneyCoef(minStepPrice / minStep),
+      Attribute(attribute),
+      EnforceIMSHalfNetting(enforceIMSHalfNetting),
+      IsTAS(Enums::HasStatus(attribute, Enums::InstrumentStatus::TAS))
+{
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+        Limit[level] = std::abs(NormalizedSpot) * BaseContract->MarketRisk[level] * 0.5;
+}
+
+CSpecFutures::CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseContract) : CSpecFutures(other)
+{
+    BaseContract = baseContract;
+}
+
+void CSpecFutures::RecalcInvariants()
+{
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        Limit[level] = GetDoubleLimit(level) * 0.5;
+        MoneyCoef = MinStepPrice / MinStep;
+        RecalcVolatility(level);
+        RecalcInterestRate(level);
+        RecalcSpecialRiskPoints(level);
+        // The cover factors read the ZL and ZR points.
+        coverZL[level] = CalculateCoverZL(level);
+        coverZR[level] = CalculateCoverZR(level);
+    }
+}
+
+void CSpecFutures::RecalcVolatility(Enums::ClientRiskLevel level)
+{
+    RiskMatrix& volatility = profile[level].Volatility();
+    RiskRowWrapper lowest = volatility[0];
+    for (std::size_t column = 0; column < lowest.size(); ++column)
+        lowest[column] = CalculatePointX(column, level);
+    // The price of a futures does not depend on volatility: every scenario is the first one.
+    const std::size_t rows = volatility.RowsCount();
+    for (std::size_t block = 0; block < volatility.GetColsRegister(); ++block) {
+        RiskItem* scenarios = volatility.pData() + block * rows;
+        for (std::size_t row = 1; row < rows; ++row)
+            scenarios[row] = scenarios[0];
+    }
+}
+
+void CSpecFutures::RecalcInterestRate(Enums::ClientRiskLevel level)
+{
+    const FuncCheckRange isAbove = [](double price, double centre) { return price > centre; };
+    const FuncCheckRange isBelow = [](double price, double centre) { return centre > price; };
+    const double rateDown = BaseContract->IsPercentage() ? -InterestRateRiskDown : InterestRateRiskDown;
+    RiskRowWrapper up = profile[level].InterestRateUp();
+    RiskRowWrapper down = profile[level].InterestRateDown();
+    for (std::size_t column = 0; column < up.size(); ++column) {
+        up[column] = CalculateInterestRate(InterestRateRiskUp, TimeToExpiration, column, isAbove, MRAddOnUp, level);
+        down[column] = CalculateInterestRate(rateDown, -TimeToExpiration, column, isBelow, -MRAddOnDown, level);
+    }
+}
+
+void CSpecFutures::RecalcSpecialRiskPoints(Enums::ClientRiskLevel level)
+{
+    const CSpecBaseContract& bc = *BaseContract;
+    SpecialRiskPoints& points = profile[level].GetSpecialRiskPoints();
+    points.SetDownRisk(-bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskDown[level]);
+    points.SetZL(CalculateZL(level));
+    points.SetPnL3D(RealCalcPrice - bc.MarketRisk2Down[level] * NormalizedSpot);
+    points.SetPnL2D(RealCalcPrice - bc.MarketRisk1Down[level] * NormalizedSpot);
+    points.SetPnL2U(RealCalcPrice + bc.MarketRisk1Up[level] * NormalizedSpot);
+    points.SetPnL3U(RealCalcPrice + bc.MarketRisk2Up[level] * NormalizedSpot);
+    points.SetZR(CalculateZR(level));
+    points.SetUpRisk(bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskUp[level]);
+}
+
+void CSpecFutures::ChangeParams(const SFuturesChanges& changes)
+{
+    CalcFutPrice = changes.CalcFutPrice.AsDouble();
+    RealCalcPrice = changes.RealCalcPrice.AsDouble();
+    MinStepPrice = changes.MinStepPrice;
+    InterestRateRiskUp = changes.InterestRateRiskUp;
+    InterestRateRiskDown = changes.InterestRateRiskDown;
+    TimeToExpiration = changes.TimeToExpiration;
+    NormalizedSpot = changes.NormalizedSpot;
+    MRAddOnUp = changes.MRAddOnUp;
+    MRAddOnDown = changes.MRAddOnDown;
+    EnforceIMSHalfNetting = changes.EnforceIMSHalfNetting;
+    // Stricter than at insertion, where any value but 0 puts the futures in spread.
+    IsInSpread = changes.SpreadAspect == Enums::SpreadAspect::InSpread;
+}
+
+PositionTransform CSpecFutures::DescribePosition(std::int64_t quantity, double price,
+                                                 Enums::ClientRiskLevel level) const noexcept
+{
+    return {.profile = &profile[level],
+            .price = price,
+            .negate = quantity < 0,
+            .scale = std::abs(static_cast<double>(quantity)) * MoneyCoef,
+            .coverZL = coverZL[level],
+            .coverZR = coverZR[level]};
+}
+
+Risk CSpecFutures::TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const
+{
+    const PositionTransform transform = DescribePosition(quantity, price, level);
+    Risk risk(*this, level);
+    risk.GetRisk().Volatility() -= transform.price;
+    risk.GetSpecialRiskPoints() -= transform.price;
+    ScaleToMoney(risk, transform);
+    return risk;
+}
+
+Risk CSpecFutures::TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
+                                                     Enums::ClientRiskLevel level, double shift) const
+{
+    const PositionTransform transform = DescribePosition(quantity, price, level);
+    Risk risk(*this, level);
+    risk.GetRisk().Volatility() -= transform.price;
+    risk.GetSpecialRiskPoints() -= specialPointsPrice;
+    ScaleToMoney(risk, transform);
+    // All eight, the two charges included, which a plain addition to the points would leave out.
+    double* points = risk.GetSpecialRiskPoints().pData();
+    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
+        points[i] += shift;
+    return risk;
+}
+
+std::int32_t CSpecFutures::GetPointsNum() const noexcept { return BaseContract->PointsNum; }
+
+double CSpecFutures::GetDoubleLimit(Enums::ClientRiskLevel level) const noexcept
+{
+    return BaseContract->MarketRisk[level] * NormalizedSpot;
+}
+
+double CSpecFutures::GetSpotToMarketRisk1(Enums::ClientRiskLevel level) const noexcept
+{
+    return BaseContract->MarketRisk1[level] * NormalizedSpot;
+}
+
+double CSpecFutures::GetSpotToMarketRisk2(Enums::ClientRiskLevel level) const noexcept
+{
+    return BaseContract->MarketRisk2[level] * NormalizedSpot;
+}
+
+double CSpecFutures::CalculatePointX(std::size_t column, Enums::ClientRiskLevel level) const noexcept
+{
+    const auto halfWidth = static_cast<double>(BaseContract->RiskPointsN);
+    const double steps = static_cast<double>(column) - halfWidth;
+    return CalcFutPrice + NormalizedSpot * BaseContract->MarketRisk[level] * steps / halfWidth;
+}
+
+double CSpecFutures::CalculateInterestRate(double rate, double timeCoefficient, std::size_t column,
+                                           FuncCheckRange check, double addOn,
+                                           Enums::ClientRiskLevel level) const noexcept
+{
+    const double price = std::as_const(profile[level]).GetCentralRowOfVolatilityMatrix()[column];
+    if (!check(price, CalcFutPrice)) return 0.0;
+
+    const auto halfWidth = static_cast<double>(BaseContract->RiskPointsN);
+    const double distance = std::abs(static_cast<double>(column) - halfWidth) / halfWidth;
+    // Quoted in per cent, the price moves with the rate itself.
+    if (BaseContract->IsPercentage()) return distance * rate;
+
+    const double growth = distance * rate * timeCoefficient;
+    return NormalizedSpot * addOn * distance + price * std::expm1(price < 0.0 ? -growth : growth);
+}
+
+double CSpecFutures::CalculateZL(Enums::ClientRiskLevel level) const noexcept
+{
+    if (BaseContract->IsPercentage()) return -Constants::PercentageZPointFixedValue;
+    const double m = BaseContract->MarketRiskDown[level];
+    return RealCalcPrice - (3.0 - 3.0 * m + m * m) * m * NormalizedSpot;
+}
+
+double CSpecFutures::CalculateZR(Enums::ClientRiskLevel level) const noexcept
+{
+    if (BaseContract->IsPercentage()) return Constants::PercentageZPointFixedValue;
+    const double m = BaseContract->MarketRiskUp[level];
+    return RealCalcPrice + (3.0 + 3.0 * m + m * m) * m * NormalizedSpot;
+}
+
+double CSpecFutures::CalculateCoverZL(Enums::ClientRiskLevel level) const
+{
+    if (BaseContract->IsPercentage()) return 0.0;
+    const double marketRisk = BaseContract->MarketRiskDown[level];
+    const double distance = RealCalcPrice - GetZL(level);
+    if (MinStep > distance) {
+        KV7TRACE_WARNING_EX("QuindalIM",
+                            "Futures code '%s', isin %d. Difference between RealCalcPrice and ZL is less MinStep. ZL "
+                            "set edgeCoeff*MR",
+                            Code.c_str(), isin);
+        return marketRisk * edgeCoeff; // a bare rate here, without the spot: the rule of the model
+    }
+    return Min(NormalizedSpot * marketRisk / distance, 1.0) * edgeCoeff;
+}
+
+double CSpecFutures::CalculateCoverZR(Enums::ClientRiskLevel level) const
+{
+    if (BaseContract->IsPercentage()) return 0.0;
+    const double marketRisk = BaseContract->MarketRiskUp[level];
+    const double distance = GetZR(level) - RealCalcPrice;
+    if (MinStep > distance) {
+        KV7TRACE_WARNING_EX("QuindalIM",
+                            "Futures code '%s', isin %d. Difference between ZR and RealCalcPrice is less MinStep. ZR "
+                            "set edgeCoeff*MR",
+                            Code.c_str(), isin);
+        return marketRisk * edgeCoeff; // a bare rate here, without the spot: the rule of the model
+    }
+    return Min(NormalizedSpot * marketRisk / distance, 1.0) * edgeCoeff;
+}
+
+} // namespace kv7im

@@ -1,0 +1,262 @@
+// The kernels of a change in one option: they go over the cells of its series once, a block of four columns at a time,
+// and give the bits of the sequence of matrix operations that they stand for. The plain sequence stands in the tests.
+//
+// The cells come from the compact grid of the option; the two rate rows are unfolded on the way.
+//
+// Change: what happens to the cells of the series; a position that goes from one state to another (PositionChange
+//         below) or orders that come in (OrderChange in OrderKernels.h). It has
+//             option, grid, level                the option, its grid and the level of that
+//             OfValue, OfStress, OfOutcome       what a value, a stress or a delivery outcome of the grid does to the
+//                                                cell of the series at its place: something with Of(cell), the new cell
+//             Points                             the special points of the series, with both charges times a ratio
+//             IsNothing                          no cell changes, those that no delivery reaches included
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include <boost/container/static_vector.hpp>
+
+#include "grids/Constants.h"
+#include "instruments/SpecFutures.h"
+#include "instruments/SpecOption.h"
+#include "instruments/SpecVirtFutures.h"
+#include "kernels/OptionKernels.h"
+#include "kernels/SeriesTakers.h"
+
+namespace kv7im {
+
+namespace kernels {
+
+// A position spread over the lanes. A position without a bound has minus infinity for it, which changes nothing.
+struct SpreadPosition
+{
+    explicit SpreadPosition(const OptionTransform& transform) noexcept
+        : price(transform.price),
+          bound(transform.premiumIsTheWorst ? -transform.price : -std::numeric_limits<double>::infinity()),
+          scale(transform.scale)
+    {}
+    // The cell stands second in the maximum: a NaN stays one.
+    [[nodiscard]] RiskItem OfValue(RiskItem cell) const noexcept { return Mul(Max(bound, Sub(cell, price)), scale); }
+    [[nodiscard]] RiskItem OfStress(RiskItem cell) const noexcept { return Mul(cell, scale); }
+    [[nodiscard]] RiskItem OfOutcome(RiskItem cell) const noexcept { return Mul(Sub(cell, price), scale); }
+
+    RiskItem price;
+    RiskItem bound;
+    RiskItem scale;
+};
+
+// cell = (cell - out) + in
+struct Replacement
+{
+    [[nodiscard]] RiskItem Of(RiskItem cell) const noexcept { return Replaced(cell, out, in); }
+
+    RiskItem out;
+    RiskItem in;
+};
+
+// The price axis of a series, on which the rate stress of a grid takes its side.
+struct PriceAxis
+{
+    PriceAxis(const CSpecOption& option, Enums::ClientRiskLevel level) noexcept
+        : prices(option.VirtFutures->GetVolatilityMatrixCentralRow(level)), centre(option.VirtFutures->GetGridCentre())
+    {}
+    [[nodiscard]] std::size_t Blocks() const noexcept { return RegistersOf(prices.size()); }
+    [[nodiscard]] RiskItem RateUp(std::size_t block, RiskItem stress) const noexcept
+    {
+        return ZeroUnlessAbove(stress, prices.pData(block), centre);
+    }
+    [[nodiscard]] RiskItem RateDown(std::size_t block, RiskItem stress) const noexcept
+    {
+        return ZeroUnlessAbove(stress, centre, prices.pData(block));
+    }
+
+    const RiskRowWrapper prices;
+    RiskItem centre;
+};
+
+// The delivery prices of a series at a level, at most so many: the two ends, the centre and both sides of it.
+inline constexpr std::size_t MostDeliveries = 2 * std::size_t{Constants::MaxDeliveryScenariosCountInOneLimit} + 3;
+using DeliveryScenarios = boost::container::static_vector<DeliveryScenario, MostDeliveries>;
+
+[[nodiscard]] DeliveryScenarios DeliveryScenariosOf(const CSpecOption& option, Enums::ClientRiskLevel level,
+                                                    std::size_t count);
+
+// What an option gains where it is exercised, which is the same in all its scenarios.
+struct DeliveryGain
+{
+    explicit DeliveryGain(const DeliveryScenarios& scenarios) noexcept
+    {
+        for (const DeliveryScenario& scenario : scenarios)
+            if (scenario.IsExercised()) exercised = &scenario;
+    }
+    [[nodiscard]] RiskItem At(RiskItem prices) const noexcept
+    {
+        return exercised != nullptr ? exercised->Gain(prices) : RiskItem(0.0);
+    }
+
+    const DeliveryScenario* exercised = nullptr;
+};
+
+// Blocks of a node whose dimensions the instruments may have outgrown: only what all have is worked on.
+[[nodiscard]] inline std::size_t CommonBlocks(const Profile& series, const OptionGrid& grid,
+                                              const PriceAxis& axis) noexcept
+{
+    return std::min({series.Volatility().GetColsRegister(), grid.GetColsRegister(), axis.Blocks()});
+}
+
+// The change and the taker are copies of its own, which the cells that are written cannot be a part of: they stay in
+// registers. Returns the taker.
+template <class Change, class Taker>
+Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
+{
+    const PriceAxis axis(*change.option, change.level);
+    const OptionGrid& grid = *change.grid;
+    const std::size_t scenarios = series.Volatility().RowsCount();
+    const std::size_t blocks = CommonBlocks(series, grid, axis);
+    // The same at every column.
+    const decltype(change.OfStress(RiskItem())) mismatch[StressRows] = {change.OfStress(grid.mismatchUp),
+                                                                        change.OfStress(grid.mismatchDown)};
+
+    for (std::size_t block = 0; block < blocks; ++block) {
+        taker.Begin(block);
+        const RiskItem* const values = grid.Values(block);
+        RiskItem* const cells = series.Volatility().pData() + block * scenarios;
+        for (std::size_t i = 0; i < scenarios; ++i) {
+            const RiskItem old = cells[i];
+            cells[i] = change.OfValue(values[i]).Of(old);
+            taker.TakeValue(i, old, cells[i]);
+        }
+        // Rates up count above the centre of the axis, rates down below it.
+        const RiskItem stress = grid.RateStress(block);
+        const RiskItem rate[StressRows] = {axis.RateUp(block, stress), axis.RateDown(block, stress)};
+        RiskItem* const rates = series.InterestRate().pData() + block * StressRows;
+        RiskItem* const mismatches = series.VolatilityMismatch().pData() + block * StressRows;
+        for (std::size_t row = 0; row < StressRows; ++row) {
+            const RiskItem oldRate = rates[row];
+            rates[row] = change.OfStress(rate[row]).Of(oldRate);
+            taker.TakeRate(row, oldRate, rates[row]);
+            const RiskItem oldMismatch = mismatches[row];
+            mismatches[row] = mismatch[row].Of(oldMismatch);
+            taker.TakeMismatch(row, oldMismatch, mismatches[row]);
+        }
+        taker.End(block);
+    }
+    return taker;
+}
+
+} // namespace kernels
+
+/// A position in an option goes from one state to another: cell = (cell - risk(before)) + risk(after).
+class PositionChange
+{
+public:
+    /// Both are states of one option.
+    PositionChange(const OptionTransform& before, const OptionTransform& after) noexcept
+        : option(after.option),
+          grid(after.grid),
+          level(after.level),
+          m_before(before),
+          m_after(after),
+          m_out(before),
+          m_in(after)
+    {}
+    [[nodiscard]] kernels::Replacement OfValue(RiskItem value) const noexcept
+    {
+        return {m_out.OfValue(value), m_in.OfValue(value)};
+    }
+    [[nodiscard]] kernels::Replacement OfStress(RiskItem stress) const noexcept
+    {
+        return {m_out.OfStress(stress), m_in.OfStress(stress)};
+    }
+    [[nodiscard]] kernels::Replacement OfOutcome(RiskItem outcome) const noexcept
+    {
+        return {m_out.OfOutcome(outcome), m_in.OfOutcome(outcome)};
+    }
+    void Points(SpecialRiskPoints& points, double chargeRatio) const noexcept
+    {
+        points -= PointsOfPosition(m_before, chargeRatio);
+        points += PointsOfPosition(m_after, chargeRatio);
+    }
+    [[nodiscard]] static constexpr bool IsNothing() noexcept { return false; }
+
+    const CSpecOption* option;
+    const OptionGrid* grid;
+    Enums::ClientRiskLevel level;
+
+private:
+    const OptionTransform& m_before;
+    const OptionTransform& m_after;
+    kernels::SpreadPosition m_out;
+    kernels::SpreadPosition m_in;
+};
+
+/// The volatility, rate and mismatch cells of a series.
+template <class Change>
+void ChangeOptionInCells(Profile& series, const Change& change) noexcept
+{
+    kernels::ChangeCells(series, change, kernels::NoTaker{});
+}
+
+/// The same for a series without sub-points; row, of its width, receives the series collapsed.
+template <class Change>
+void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& row) noexcept
+{
+    kernels::ChangeCells(series, change, kernels::Collapse(row));
+}
+
+/// The same for a series with sub-points; row, of as many cells as the series has real points, receives it folded and
+/// collapsed. scratch has LengthOfFoldScratch(series) cells.
+template <class Change>
+void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& scratch, RiskRow& row) noexcept
+{
+    const auto columns =
+        kernels::ChangeCells(series, change, kernels::CollapseColumns(scratch, series.Volatility().ColsCount()));
+    if (!columns.suspect) return FoldCollapsedColumns(series, scratch, row);
+    MakeView(series, false, scratch); // row by row
+    CollapseView(series, scratch, row);
+}
+
+/// The same for a series without sub-points whose futures holds its cells as they are: the futures' cells become
+/// (cell - series cell before) + series cell after. Both sides of the futures, or only the volatility side where the
+/// delivery side holds something else (null). collateral: of the rate stress the futures takes the losses.
+template <class Change>
+void ChangeOptionInSpread(Profile& series, const Change& change, Profile& volatility, Profile* expiration,
+                          bool collateral) noexcept
+{
+    if (expiration != nullptr)
+        kernels::ChangeCells(series, change, kernels::BothSides(volatility, *expiration, collateral));
+    else
+        kernels::ChangeCells(series, change, kernels::FuturesSide(volatility, collateral));
+}
+
+/// The same over the delivery rows of a series. worst, as wide as the series, receives the worst outcome per column;
+/// the largest finite double where no delivery reaches.
+template <class Change>
+void ChangeOptionInDeliveryRows(Profile& series, const Change change, RiskRow& worst) noexcept
+{
+    if (change.IsNothing()) return WorstOfDeliveryRows(series, worst);
+    const kernels::PriceAxis axis(*change.option, change.level);
+    RiskMatrix& outcomes = series.Expiration();
+    const std::size_t rows = outcomes.RowsCount();
+    const kernels::DeliveryScenarios scenarios = kernels::DeliveryScenariosOf(*change.option, change.level, rows);
+    const kernels::DeliveryGain gain(scenarios);
+    const std::size_t blocks = std::min(outcomes.GetColsRegister(), axis.Blocks());
+    for (std::size_t block = 0; block < blocks; ++block) {
+        RiskItem* const cells = outcomes.pData() + block * rows;
+        const RiskItem prices = axis.prices.pData(block);
+        // Not exercised and exercised: all that a scenario adds to this is its scope.
+        const decltype(change.OfOutcome(prices)) results[] = {change.OfOutcome(0.0), change.OfOutcome(gain.At(prices))};
+        RiskItem worstOfBlock(LargestFinite);
+        for (std::size_t row = 0; row < scenarios.size(); ++row) {
+            const RiskItem now = results[scenarios[row].IsExercised() ? 1 : 0].Of(cells[row]);
+            cells[row] = scenarios[row].InScope(now, prices);
+            worstOfBlock = Min(cells[row], worstOfBlock);
+        }
+        worst.pData()[block] = worstOfBlock;
+    }
+    if (scenarios.size() != rows || blocks != worst.GetRegisterCount()) WorstOfDeliveryRows(series, worst);
+}
+
+} // namespace kv7im

@@ -1,0 +1,185 @@
+// The kernels of a change of orders: they add the orders of a futures or of an option to a node in one pass over its
+// cells, a block of four columns at a time, and give the bits of node += TransformToOrder(orders). The plain sequence
+// stands in the tests.
+//
+// Orders only ever add loss, so a contribution has no sign to be told apart; a cancellation is a negative quantity, and
+// what it takes out has the same bits as what it had put in.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include <boost/container/small_vector.hpp>
+
+#include "Enums.h"
+#include "grids/Profile.h"
+#include "grids/SpecialRiskPoints.h"
+#include "instruments/SpecOrderList.h"
+#include "kernels/OptionChangeKernels.h"
+
+namespace kv7im {
+
+class CSpecFutures;
+class CSpecOption;
+
+/// What an order in a futures is to the risk, by its kind, its side and the netting of its participant.
+enum class OrderType
+{
+    OrdinalSell = 0,
+    OrdinalBuy = 1,
+    ML_HalfNetting_FirstLeg_Sell = 2,
+    ML_HalfNetting_FirstLeg_Buy = 3,
+    ML_HalfNetting_SecondLeg_Sell = 4,
+    ML_HalfNetting_SecondLeg_Buy = 5,
+    ML_Netting_SecondLeg_Sell = 6,
+    ML_Netting_SecondLeg_Buy = 7,
+    NotValued = 8,
+};
+
+/// How the loss of one entry in a futures is found.
+struct OrderValuation
+{
+    OrderType type = OrderType::NotValued;
+    double usedPrice = 0.0; // the price the order is held against
+    double secondLeg = 0.0; // loss of a netted second leg, for all its contracts: the same at every price
+    double quantity = 0.0;  // contracts, below 0 for a cancellation
+    bool isSell = false;
+    double moneyCoef = 0.0;
+
+    [[nodiscard]] bool LosesUpwards() const noexcept
+    {
+        return type == OrderType::OrdinalSell || type == OrderType::ML_HalfNetting_FirstLeg_Sell ||
+               type == OrderType::ML_HalfNetting_SecondLeg_Sell;
+    }
+    [[nodiscard]] bool LosesDownwards() const noexcept
+    {
+        return type == OrderType::OrdinalBuy || type == OrderType::ML_HalfNetting_FirstLeg_Buy ||
+               type == OrderType::ML_HalfNetting_SecondLeg_Buy;
+    }
+    [[nodiscard]] bool IsNettedSecondLeg() const noexcept
+    {
+        return type == OrderType::ML_Netting_SecondLeg_Sell || type == OrderType::ML_Netting_SecondLeg_Buy;
+    }
+};
+
+/// Classifies an entry. Whatever is not a sale counts as a purchase.
+[[nodiscard]] OrderValuation DescribeOrder(const CSpecFutures& futures, const KeyPriceType& key, const SOrderInfo& info,
+                                           kv7type::Discount discount) noexcept;
+/// Adds the loss of an entry at the special points.
+void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& prices, SpecialRiskPoints& losses) noexcept;
+
+/// The orders of one futures, not yet worked out.
+struct FuturesOrders
+{
+    const CSpecFutures& futures;
+    const OrdersMap& orders;
+    kv7type::Discount discount;
+    Enums::ClientRiskLevel level;
+};
+
+/// cell += loss over the volatility and rate cells of both profiles of a futures node. The mismatch of a futures is
+/// nothing and changes nothing. collateral: of the rate stress only losses count.
+void AddOrdersInCells(Profile& volatility, Profile& expiration, const FuturesOrders& orders, bool collateral) noexcept;
+
+/// Stress points of the orders in money, the charges times chargeRatio.
+[[nodiscard]] SpecialRiskPoints PointsOfOrders(const FuturesOrders& orders, double chargeRatio) noexcept;
+
+/// How the loss of one entry in an option is found: the order of the members is that of the steps.
+struct OptionOrder
+{
+    OptionOrder(const KeyPriceType& key, const SOrderInfo& info, double moneyCoef) noexcept;
+
+    // The cell stands second in the maximum and in the minimum: a NaN stays one.
+    [[nodiscard]] RiskItem OfValue(RiskItem cell) const noexcept
+    {
+        return LossOf(Max(bound, Mul(Sub(cell, price), side)));
+    }
+    [[nodiscard]] RiskItem OfStress(RiskItem cell) const noexcept { return LossOf(Mul(cell, side)); }
+    [[nodiscard]] RiskItem OfOutcome(RiskItem cell) const noexcept { return LossOf(Mul(Sub(cell, price), side)); }
+    [[nodiscard]] RiskItem LossOf(RiskItem cell) const noexcept { return Mul(Min(RiskItem(0.0), cell), scale); }
+
+    double price; // taken from values, special points 1 to 6 and delivery outcomes
+    double side;  // -1.0 for a sale; a product with 1.0 is exact
+    double bound; // of a purchase no value is below -price; minus infinity bounds nothing
+    double scale; // what is left of the loss times this: contracts times money per price unit
+};
+
+/// Stress points of these orders in money, the charges times chargeRatio.
+[[nodiscard]] SpecialRiskPoints PointsOfOrders(const CSpecOption& option, const OptionGrid& grid,
+                                               Enums::ClientRiskLevel level, std::span<const OptionOrder> orders,
+                                               double chargeRatio) noexcept;
+
+namespace kernels {
+
+// cell = cell + in
+struct Addition
+{
+    [[nodiscard]] RiskItem Of(RiskItem cell) const noexcept { return Add(cell, in); }
+
+    RiskItem in;
+};
+
+} // namespace kernels
+
+/// Orders of one option come in: cell = cell + risk, the losses of the entries added up in their order first.
+template <class Entries>
+class OptionOrderChange
+{
+public:
+    OptionOrderChange(const CSpecOption& ofOption, Enums::ClientRiskLevel atLevel, const Entries& entries)
+        : option(&ofOption), grid(&ofOption.GetGrid(atLevel)), level(atLevel), m_entries(entries)
+    {}
+    [[nodiscard]] kernels::Addition OfValue(RiskItem value) const noexcept
+    {
+        return Sum([value](const OptionOrder& entry) { return entry.OfValue(value); });
+    }
+    [[nodiscard]] kernels::Addition OfStress(RiskItem stress) const noexcept
+    {
+        return Sum([stress](const OptionOrder& entry) { return entry.OfStress(stress); });
+    }
+    [[nodiscard]] kernels::Addition OfOutcome(RiskItem outcome) const noexcept
+    {
+        return Sum([outcome](const OptionOrder& entry) { return entry.OfOutcome(outcome); });
+    }
+    void Points(SpecialRiskPoints& points, double chargeRatio) const noexcept
+    {
+        points += PointsOfOrders(*option, *grid, level, {m_entries.data(), m_entries.size()}, chargeRatio);
+    }
+    [[nodiscard]] bool IsNothing() const noexcept { return m_entries.empty(); }
+
+    const CSpecOption* option;
+    const OptionGrid* grid;
+    Enums::ClientRiskLevel level;
+
+private:
+    template <class Contribution>
+    [[nodiscard]] kernels::Addition Sum(Contribution contributionOf) const noexcept
+    {
+        RiskItem sum(0.0);
+        for (const OptionOrder& entry : m_entries)
+            sum = Add(sum, contributionOf(entry));
+        return {sum};
+    }
+
+    Entries m_entries;
+};
+
+/// Calls body with the change that these orders of an option are. Throws when the option cannot be valued, before body
+/// is called. Nearly every change is that of one entry.
+template <class Body>
+void WithOrderChange(const CSpecOption& option, const OrdersMap& orders, Enums::ClientRiskLevel level, Body body)
+{
+    const double moneyCoef = option.VirtFutures->MoneyCoef;
+    if (orders.size() == 1) {
+        const auto& [key, info] = *orders.begin();
+        return body(OptionOrderChange<std::array<OptionOrder, 1>>(option, level, {OptionOrder(key, info, moneyCoef)}));
+    }
+    boost::container::small_vector<OptionOrder, 8> entries;
+    entries.reserve(orders.size());
+    for (const auto& [key, info] : orders)
+        entries.emplace_back(key, info, moneyCoef);
+    body(OptionOrderChange<std::span<const OptionOrder>>(option, level, {entries.data(), entries.size()}));
+}
+
+} // namespace kv7im
