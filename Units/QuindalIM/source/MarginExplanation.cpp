@@ -69,17 +69,17 @@ EntityExplanation Explain(const BookTree& tree, std::size_t index, const MarginE
 
 ContractGrid GridOf(const Contract& contract, std::size_t entity, Enums::ClientRiskLevel level)
 {
-    const explanation::Grid& cells = contract.volatility->Cells()[explanation::Table::Volatility];
+    const kv7im::RiskMatrix& cells = contract.node->On(MarginSide::Volatility).GetRisk().Volatility();
     ContractGrid grid;
     grid.code = contract.code;
     grid.entity = entity;
     grid.futures = contract.futures->Code;
-    for (std::size_t column = 0; column < cells.Columns(); ++column)
+    for (std::size_t column = 0; column < cells.ColsCount(); ++column)
         grid.prices.push_back(contract.futures->CalculatePointX(column, level));
-    for (std::size_t scenario = 0; scenario < cells.Rows(); ++scenario) {
+    for (std::size_t scenario = 0; scenario < cells.RowsCount(); ++scenario) {
         std::vector<double>& row = grid.scenarios.emplace_back();
-        for (std::size_t column = 0; column < cells.Columns(); ++column)
-            row.push_back(cells.At(scenario, column));
+        for (std::size_t column = 0; column < cells.ColsCount(); ++column)
+            row.push_back(cells[scenario][column]);
     }
     return grid;
 }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "grids/RiskRow.h"
-
 namespace QuindalIM::explanation {
 
 namespace {
@@ -17,177 +15,136 @@ bool IsAboveTheMarket(std::size_t point) noexcept
     return point == MappingPoint::PnL2U || point == MappingPoint::PnL3U;
 }
 
-// Stress points no worse than the edges of the row imply, by the rule of the engine, so that a point that is lifted is
-// told by its bits.
-std::array<double, MappingPoint::MappingSize> Corrected(const std::array<double, MappingPoint::MappingSize>& points,
-                                                        const std::vector<double>& row, const Contract& contract,
-                                                        Enums::ClientRiskLevel level)
-{
-    kv7im::RiskRow collapsed(row.size());
-    for (std::size_t column = 0; column < row.size(); ++column)
-        collapsed[column] = row[column];
-    SpecialRiskPoints uncorrected;
-    std::copy(points.begin(), points.end(), uncorrected.pData());
-    const SpecialRiskPoints corrected =
-        uncorrected.GetCorrectedSpecialRiskPoints(collapsed, *contract.futures->BaseContract, level);
-    std::array<double, MappingPoint::MappingSize> result{};
-    std::copy_n(corrected.pData(), result.size(), result.begin());
-    return result;
-}
-
 // The volatility row means something to the cell unless it is the same in all of them.
-bool RowsDiffer(const Grid& cells, std::size_t column) noexcept
+bool RowsDiffer(const kv7im::RiskMatrix& cells, std::size_t column) noexcept
 {
-    for (std::size_t row = 1; row < cells.Rows(); ++row)
-        if (cells.At(row, column) != cells.At(0, column)) return true;
+    for (std::size_t row = 1; row < cells.RowsCount(); ++row)
+        if (cells[row][column] != cells[0][column]) return true;
     return false;
 }
 
 } // namespace
 
-Outline::Outline(const Contract& contract, Enums::ClientRiskLevel level, MarginSide side, MarginSide pointsOf)
+Outline::Outline(const Contract& contract, MarginSide side)
     : m_contract(contract),
-      m_level(level),
       m_side(side),
-      m_pointsNode(contract.On(pointsOf)),
-      m_radius(std::max(contract.futures->BaseContract->CalculateRiskCoefficient(), 0.0)),
-      m_collapsed(contract.volatility->Cells().Columns())
+      m_collapsed(contract.engine->GetRolledUpRiskNode(kv7im::Risk::CollapseProperty::NegativeAndPositive)),
+      m_final(m_collapsed)
 {
-    for (std::size_t column = 0; column < m_collapsed.size(); ++column)
-        m_collapsed[column] = (IsDelivery(column) ? contract.delivery : contract.volatility)->Cells().Collapsed(column);
-    m_corrected = Corrected(m_pointsNode.Cells().points, m_collapsed, contract, level);
-
-    const double optionValue = contract.volatility->Cells().optionValue;
-    const auto curved = [&](double result) {
-        return m_radius > 0.0 ? kv7im::Curved(result, optionValue, m_radius) : result;
-    };
-    m_row.resize(m_collapsed.size());
-    std::transform(m_collapsed.begin(), m_collapsed.end(), m_row.begin(), curved);
-    std::transform(m_corrected.begin(), m_corrected.end(), m_points.begin(), curved);
-}
-
-// Where both sides lose the same it is no delivery that decides.
-bool Outline::IsDelivery(std::size_t column) const noexcept
-{
-    return m_side == MarginSide::Delivery &&
-           m_contract.delivery->Cells().Collapsed(column) < m_contract.volatility->Cells().Collapsed(column);
+    m_final.ApplyCorrection(*contract.futures->BaseContract);
 }
 
 // v - |N + v| c is (1 - c) v - c N where N + v is positive, (1 + c) v + c N where it is negative.
 double Outline::ShareCurvature(double result, double factor, Trail& trail) const
 {
-    const double sum = m_contract.volatility->Cells().optionValue + result;
-    if (!(m_radius > 0.0) || sum == 0.0) return factor;
-    const double bend = std::copysign(m_radius, sum);
-    m_contract.volatility->ShareOptionValue(-bend * factor, trail);
+    const double radius = m_contract.futures->BaseContract->CalculateRiskCoefficient();
+    const double sum = m_collapsed.GetNOVj() + result;
+    if (!(radius > 0.0) || sum == 0.0) return factor;
+    const double bend = std::copysign(radius, sum);
+    m_contract.node->ShareOptionValue(-bend * factor, trail);
     return factor * (1.0 - bend);
 }
 
+// Where both sides lose the same it is no delivery that decides.
 void Outline::ShareCell(std::size_t column, double factor, Trail& trail) const
 {
     ContractOutcome& outcome = trail.Contract();
     outcome.pricePoint = column;
-    outcome.price = m_contract.futures->CalculatePointX(column, m_level);
-    outcome.isDelivery = IsDelivery(column);
-    ShareCollapsed(outcome.isDelivery ? *m_contract.delivery : *m_contract.volatility, column, factor, trail);
-    if (outcome.isDelivery && !RowsDiffer(m_contract.delivery->Cells()[Table::Volatility], column))
-        outcome.scenario.reset();
+    outcome.price = m_contract.futures->CalculatePointX(column, m_collapsed.GetRiskLevel());
+    outcome.isDelivery = RowOf(m_collapsed)[column] < m_collapsed.Volatility()[column];
+
+    const MarginSide side = outcome.isDelivery ? MarginSide::Delivery : MarginSide::Volatility;
+    const Node& node = *m_contract.node;
+    const kv7im::RiskMatrix& cells = MatrixOf(node.On(side), Table::Volatility);
+    const CellAt worst{side, Table::Volatility, WorstRow(cells, column), column};
+    outcome.cell = node.Cell(worst);
+    if (!outcome.isDelivery || RowsDiffer(cells, column)) outcome.scenario = worst.row;
+    node.ShareCell(worst, factor, trail);
+    outcome.rateRow = ShareStress(node, side, Table::InterestRate, column, factor, trail);
+    outcome.mismatchRow = ShareStress(node, side, Table::Mismatch, column, factor, trail);
 }
 
 void Outline::ShareRow(std::size_t column, double factor, Trail& trail) const
 {
     trail.Contract().kind = ContractOutcome::Kind::PricePoint;
-    ShareCell(column, ShareCurvature(m_collapsed[column], factor, trail), trail);
+    ShareCell(column, ShareCurvature(RowOf(m_collapsed)[column], factor, trail), trail);
 }
 
 void Outline::SharePoint(std::size_t point, double factor, Trail& trail) const
 {
     ContractOutcome& outcome = trail.Contract();
     outcome.stressPoint = static_cast<MappingPoint>(point);
-    const double corrected = m_corrected[point];
+    const kv7im::RiskRow& row = RowOf(m_collapsed);
+    const SpecialRiskPoints& points = m_collapsed.VolatilityPoints(); // of both sides
+    const double corrected =
+        points.GetCorrectedSpecialRiskPoints(row, *m_contract.futures->BaseContract, m_collapsed.GetRiskLevel())
+            .pData()[point];
     const double own = ShareCurvature(corrected, factor, trail);
-    if (corrected == m_pointsNode.Cells().points[point]) {
+    if (corrected == points.pData()[point]) {
         outcome.kind = ContractOutcome::Kind::StressPoint;
-        m_pointsNode.SharePoint(point, own, trail);
+        m_contract.node->SharePoint(point, own, trail);
         return;
     }
     // The floor is shared out in proportion to what each has at the edge; beyond the first concentration limit that is
     // an average and not the slope. An edge of 0 implies no loss at all.
     outcome.kind = ContractOutcome::Kind::EdgeFloor;
-    const std::size_t edge = IsAboveTheMarket(point) ? m_collapsed.size() - 1 : 0;
-    if (m_collapsed[edge] != 0.0) ShareCell(edge, own * (corrected / m_collapsed[edge]), trail);
+    const std::size_t edge = IsAboveTheMarket(point) ? row.size() - 1 : 0;
+    if (row[edge] != 0.0) ShareCell(edge, own * (corrected / row[edge]), trail);
 }
 
-GroupMember::GroupMember(const Contract& contract, Enums::ClientRiskLevel level, MarginSide side,
-                         std::optional<std::size_t> window)
-    // Beside the row of deliveries stand the stress points of the volatility side.
-    : m_outline(contract, level, side, MarginSide::Volatility), m_window(window)
-{}
-
-GroupMember::Source GroupMember::SourceOfRow(std::size_t column) const
+// Under a window the first of the results nearby that is the one taken; else one of the stress points that fold into
+// the ends of the row.
+Outline::Source Outline::SourceOfRow(std::size_t column, double taken) const
 {
-    if (!m_window) return {Source::Kind::Row, column, true};
-    const std::vector<double>& row = m_outline.Row();
-    const auto& points = m_outline.Points();
-    const auto first = row.begin() + static_cast<std::ptrdiff_t>(column - std::min(column, *m_window));
-    const auto last = row.begin() + static_cast<std::ptrdiff_t>(std::min(column + *m_window, row.size() - 1)) + 1;
-    const auto worst = std::min_element(first, last);
-    Source source{Source::Kind::Row, static_cast<std::size_t>(worst - row.begin()), false};
-    const auto fold = [&](std::size_t a, std::size_t b) {
-        const std::size_t point = points[a] < points[b] ? a : b;
-        if (points[point] < ResultOf(source)) source = {Source::Kind::Point, point, false};
-    };
-    if (column == 0) fold(MappingPoint::PnL2D, MappingPoint::PnL3D);
-    if (column == row.size() - 1) fold(MappingPoint::PnL2U, MappingPoint::PnL3U);
-    return source;
+    if (!m_contract.mcs->nettingPropertiesICS) return {column, std::nullopt, true};
+    const std::size_t window = *m_contract.mcs->nettingPropertiesICS;
+    const std::size_t last = std::min(column + window, Row().size() - 1);
+    for (std::size_t nearby = column - std::min(column, window); nearby <= last; ++nearby)
+        if (Row()[nearby] == taken) return {nearby, std::nullopt, false};
+    for (const auto point : {MappingPoint::PnL3D, MappingPoint::PnL2D, MappingPoint::PnL3U, MappingPoint::PnL2U})
+        if (Points().pData()[point] == taken) return {std::nullopt, point, false};
+    return {};
 }
 
-GroupMember::Source GroupMember::SourceOfPoint(std::size_t point) const
+Outline::Source Outline::SourceOfPoint(std::size_t point) const
 {
-    if (!m_window) return {Source::Kind::Point, point, true};
-    const auto& points = m_outline.Points();
+    if (!m_contract.mcs->nettingPropertiesICS) return {std::nullopt, point, true};
+    const double* const points = Points().pData();
     const auto tail = [&](std::size_t far, std::size_t charge) -> Source {
-        return {Source::Kind::Point, points[far] < points[charge] ? far : charge, true};
+        return {std::nullopt, points[far] < points[charge] ? far : charge, true};
     };
     if (point == MappingPoint::ZL) return tail(MappingPoint::ZL, MappingPoint::DownRisk);
     if (point == MappingPoint::ZR) return tail(MappingPoint::ZR, MappingPoint::UpRisk);
     return {};
 }
 
-double GroupMember::ResultOf(const Source& source) const
+void Outline::ShareSource(const Source& source, double taken, double factor, Trail& trail) const
 {
-    switch (source.kind) {
-    case Source::Kind::Row:
-        return m_outline.Row()[source.index];
-    case Source::Kind::Point:
-        return m_outline.Points()[source.index];
-    default:
-        return 0.0;
+    trail.Begin(m_contract.code);
+    trail.Contract().money = taken;
+    if (!source.column && !source.point) return;
+    const double result = source.column ? Row()[*source.column] : Points().pData()[*source.point];
+    if (source.lossesOnly && result >= 0.0) {
+        trail.Contract().isCut = result > 0.0;
+        if (trail.Contract().isCut) m_contract.node->Gate(trail);
+    } else if (source.column) {
+        ShareRow(*source.column, factor, trail);
+    } else {
+        SharePoint(*source.point, factor, trail);
     }
 }
 
-// A bound that stands second replaces what is no number, so losses only are never NaN.
-double GroupMember::ValueOf(const Source& source) const
+void Outline::ShareRowOfMCS(std::size_t column, double factor, Trail& trail) const
 {
-    const double result = ResultOf(source);
-    if (!source.lossesOnly) return result;
-    return result < 0.0 ? result : 0.0;
+    const kv7im::LastAdditionToMCS& mcs = *m_contract.mcs;
+    const double taken = (m_side == MarginSide::Volatility ? mcs.cachedCollapsedRiskRowVolatilityMMS
+                                                           : mcs.cachedCollapsedRiskRowExpirationMMS)[column];
+    ShareSource(SourceOfRow(column, taken), taken, factor, trail);
 }
 
-void GroupMember::Share(const Source& source, double factor, Trail& trail) const
+void Outline::SharePointOfMCS(std::size_t point, double factor, Trail& trail) const
 {
-    trail.Begin(m_outline.Of().code);
-    trail.Contract().money = ValueOf(source);
-    if (source.kind == Source::Kind::Nothing) return;
-    if (source.lossesOnly && ResultOf(source) >= 0.0) {
-        trail.Contract().isCut = ResultOf(source) > 0.0;
-        if (trail.Contract().isCut) m_outline.Gate(trail);
-        return;
-    }
-    if (source.kind == Source::Kind::Row)
-        m_outline.ShareRow(source.index, factor, trail);
-    else
-        m_outline.SharePoint(source.index, factor, trail);
+    ShareSource(SourceOfPoint(point), m_contract.mcs->cachedLastAdditionVolatility.pData()[point], factor, trail);
 }
 
 } // namespace QuindalIM::explanation

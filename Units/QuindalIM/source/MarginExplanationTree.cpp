@@ -19,19 +19,15 @@ using kv7im::CSpecPosition;
 using kv7im::CSpecPositionOptionsBase;
 using kv7im::CumulativePositionByFutures;
 using kv7im::Risk;
+using kv7im::RiskNodeFutures;
 
 // Rounding that the engine's increments may leave, against the money of the cell.
 constexpr double Rounding = 1e-9;
 
-kv7type::Discount DiscountOf(const kv7im::RiskParticipant& participant)
+template <class T>
+void SortByCode(std::vector<const T*>& positions)
 {
-    return participant.GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
-}
-
-Risk WithCharges(Risk risk, const kv7im::RiskParticipant& participant)
-{
-    risk.GetSpecialRiskPoints().ScaleCharges(participant.GetShortOptionMinimumChargeRatio());
-    return risk;
+    std::sort(positions.begin(), positions.end(), [](const T* a, const T* b) { return a->GetCode() < b->GetCode(); });
 }
 
 std::vector<const CumulativePositionByFutures*> SortedPositions(const kv7im::Portfolio& book)
@@ -39,7 +35,7 @@ std::vector<const CumulativePositionByFutures*> SortedPositions(const kv7im::Por
     std::vector<const CumulativePositionByFutures*> sorted;
     for (const auto& [isin, position] : book.RangePositions())
         sorted.push_back(&position);
-    std::sort(sorted.begin(), sorted.end(), [](const auto* a, const auto* b) { return a->GetCode() < b->GetCode(); });
+    SortByCode(sorted);
     return sorted;
 }
 
@@ -51,30 +47,13 @@ OptionsBySeries(const CumulativePositionByFutures& position)
     for (const auto& [isin, option] : position.RangeOptions())
         series[option->GetOption().CodeVF].push_back(option.get());
     for (auto& [code, options] : series)
-        std::sort(options.begin(), options.end(),
-                  [](const auto* a, const auto* b) { return a->GetCode() < b->GetCode(); });
+        SortByCode(options);
     return series;
 }
 
 bool ExpiresBefore(const CSpecFutures& a, const CSpecFutures& b)
 {
     return std::tuple(a.TimeToExpiration, a.isin) < std::tuple(b.TimeToExpiration, b.isin);
-}
-
-// What the engine's matrix has beyond the sum of the parts, where it is more than rounding.
-bool TakeResidue(const kv7im::RiskMatrix& engine, const Grid& parts, Grid& residue)
-{
-    bool any = false;
-    for (std::size_t row = 0; row < residue.Rows(); ++row) {
-        for (std::size_t column = 0; column < residue.Columns(); ++column) {
-            const double cell = engine[row][column];
-            const double beyond = cell - parts.At(row, column);
-            if (!(std::abs(beyond) > Rounding * (1.0 + std::abs(cell)))) continue;
-            residue.At(row, column) = beyond;
-            any = true;
-        }
-    }
-    return any;
 }
 
 } // namespace
@@ -89,168 +68,182 @@ BookTree::BookTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& p
               [](const Entity& a, const Entity& b) { return std::tie(a.kind, a.code) < std::tie(b.kind, b.code); });
 }
 
-std::size_t BookTree::PositionItem(const std::string& code, Isin isin, const CSpecPosition& position)
+std::size_t BookTree::ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position)
 {
+    const auto found = std::find_if(m_items.begin(), m_items.end(),
+                                    [&](const MarginShare& item) { return item.isin == isin && item.kind == kind; });
+    if (found != m_items.end()) return static_cast<std::size_t>(found - m_items.begin());
     MarginShare item;
-    item.instrument = code;
+    item.instrument = position.GetCode();
     item.isin = isin;
-    item.quantity = position.GetQuantity();
-    item.price = position.GetWAPrice();
+    item.kind = kind;
+    if (kind == MarginShare::Kind::Position) {
+        item.quantity = position.GetQuantity();
+        item.price = position.GetWAPrice();
+    } else {
+        using namespace kv7base::detail; // whatever the sum, it is no reason to fail
+        for (const auto& [key, info] : position.GetOrders())
+            item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
+                                                   : WrappingAdd(item.quantity, info.deltaQuantity);
+    }
     m_items.push_back(item);
     return m_items.size() - 1;
 }
 
-std::size_t BookTree::OrdersItem(const std::string& code, Isin isin, const CSpecPosition& position)
+// transform(kind): the risk of the position or of its orders.
+template <class Transform>
+std::vector<const Leaf*> BookTree::LeavesOf(const CSpecPosition& position, Isin isin, const Transform& transform)
 {
-    const auto sameItem = [&](const MarginShare& item) {
-        return item.isin == isin && item.kind == MarginShare::Kind::Orders;
+    std::vector<const Leaf*> leaves;
+    const auto add = [&](MarginShare::Kind kind, double optionValue) {
+        Risk risk = transform(kind);
+        risk.GetSpecialRiskPoints().ScaleCharges(m_participant.GetShortOptionMinimumChargeRatio());
+        leaves.push_back(&Make<Leaf>(ItemOf(kind, isin, position), std::move(risk), optionValue));
     };
-    const auto found = std::find_if(m_items.begin(), m_items.end(), sameItem);
-    if (found != m_items.end()) return static_cast<std::size_t>(found - m_items.begin());
-    MarginShare item;
-    item.instrument = code;
-    item.isin = isin;
-    item.kind = MarginShare::Kind::Orders;
-    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
-    for (const auto& [key, info] : position.GetOrders())
-        item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
-                                               : WrappingAdd(item.quantity, info.deltaQuantity);
-    m_items.push_back(item);
-    return m_items.size() - 1;
+    if (position.GetQuantity() != 0) add(MarginShare::Kind::Position, position.GetNOVi());
+    if (!position.GetOrders().empty()) add(MarginShare::Kind::Orders, 0.0);
+    return leaves;
+}
+
+std::vector<const Leaf*> BookTree::LeavesOfFutures(const CumulativePositionByFutures& position)
+{
+    const CSpecFutures& futures = *position.GetFutures();
+    const kv7im::CSpecPositionFutures& held = position.GetFuturesPositionSpec();
+    return LeavesOf(held, position.GetIsin(), [&](MarginShare::Kind kind) {
+        const std::int64_t quantity = held.GetQuantity();
+        if (kind == MarginShare::Kind::Position)
+            return futures.TransformToPosition(quantity, held.UsableWAPrice(quantity, held.GetWAPrice()), m_level);
+        const auto discount = m_participant.GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
+        return futures.TransformToOrder(held.GetOrders(), discount, m_level);
+    });
+}
+
+std::vector<const Leaf*> BookTree::LeavesOfOption(const CSpecPositionOptionsBase& position)
+{
+    const kv7im::CSpecOption& option = position.GetOption();
+    return LeavesOf(position, position.GetOptIsin(), [&](MarginShare::Kind kind) {
+        return kind == MarginShare::Kind::Position
+                   ? option.TransformToPosition(position.GetQuantity(), position.GetWAPrice(), m_level)
+                   : option.TransformToOrder(position.GetOrders(), m_level);
+    });
 }
 
 // A futures with its series in spread, and each series that stands alone.
 void BookTree::Add(const CumulativePositionByFutures& position)
 {
-    SideNodes parts;
-    AddLeavesOfFutures(position, parts);
+    const CSpecFutures& futures = *position.GetFutures();
+    const double ratio = position.GetOwnerRiskNode().GetBrokerBaseContractGORatio();
+    auto node = std::make_unique<RiskNodeFutures>(futures.GetProfile(m_level).GetParameters(), ratio, m_level,
+                                                  futures.IsCollateral());
+    std::vector<const Node*> parts;
+    const auto add = [&](const Leaf& leaf) {
+        *node += leaf.On(MarginSide::Volatility);
+        parts.push_back(&leaf);
+    };
+    for (const Leaf* const leaf : LeavesOfFutures(position))
+        add(*leaf);
     for (const auto& [code, options] : OptionsBySeries(position)) {
-        const std::optional<Nodes> series = MakeSeries(position, options);
-        if (!series) continue;
-        if (options.front()->IsInSpread()) {
-            parts.volatility.push_back(series->first);
-            parts.delivery.push_back(series->second);
-            continue;
-        }
-        const double ratio = position.GetRiskNodeOptionSeriesByVFCode(code)->GetBrokerBaseContractGORatio();
-        FindOrAddEntity(MarginEntity::OptionSeries, code, ratio)
-            .contracts.push_back({code, position.GetFutures(), series->first, series->second});
+        const Series* const series = MakeSeries(position, options);
+        if (series == nullptr) continue;
+        if (options.front()->IsInSpread())
+            parts.push_back(
+                &AddToFutures(*series, options.front()->GetOption().VirtFutures->EnforceHalfNetting, *node));
+        else
+            FindOrAddEntity(MarginEntity::OptionSeries, code, series->Engine().GetBrokerBaseContractGORatio())
+                .contracts.push_back({code, &futures, series, &series->Engine()});
     }
-    if (position.GetFutures()->IsCollateral()) AddCollateralResidue(position, parts);
-    if (parts.volatility.empty()) return;
+    if (futures.IsCollateral())
+        if (const Leaf* const residue = ResidueOf(position, *node)) add(*residue);
+    if (parts.empty()) return;
 
-    const Nodes futures = MakeFutures(position, parts);
-    if (position.HasLevelMMS()) return AddToGroup(position, futures);
-    const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
+    const RiskNodeFutures& sum = *node;
+    const Sum& made = Make<Sum>(std::move(node), std::move(parts), Sum::LossesOf{futures.IsCollateral(), true});
+    if (position.HasLevelMMS()) return AddToGroup(position, made, sum);
     FindOrAddEntity(MarginEntity::Futures, position.GetCode(), ratio)
-        .contracts.push_back({position.GetCode(), position.GetFutures(), futures.first, futures.second});
+        .contracts.push_back({position.GetCode(), &futures, &made, &sum});
 }
 
-void BookTree::AddLeavesOfFutures(const CumulativePositionByFutures& position, SideNodes& parts)
+// The node has the dimensions of the book's own: no delivery rows where the participant does not count deliveries.
+const Series* BookTree::MakeSeries(const CumulativePositionByFutures& position,
+                                   const std::vector<const CSpecPositionOptionsBase*>& options)
 {
-    const CSpecFutures& futures = *position.GetFutures();
-    const kv7im::CSpecPositionFutures& held = position.GetFuturesPositionSpec();
-    const kv7im::Parameters dimensions = futures.GetProfile(m_level).GetParameters();
-    const auto add = [&](std::size_t item, const Risk& risk) {
-        const Node& leaf = Make<Leaf>(item, WithCharges(risk, m_participant), dimensions, 0.0);
-        parts.volatility.push_back(&leaf);
-        parts.delivery.push_back(&leaf);
-    };
-    if (const std::int64_t quantity = held.GetQuantity(); quantity != 0)
-        add(PositionItem(position.GetCode(), position.GetIsin(), held),
-            futures.TransformToPosition(quantity, held.UsableWAPrice(quantity, held.GetWAPrice()), m_level));
-    if (!held.GetOrders().empty())
-        add(OrdersItem(position.GetCode(), position.GetIsin(), held),
-            futures.TransformToOrder(held.GetOrders(), DiscountOf(m_participant), m_level));
+    std::vector<const Leaf*> leaves;
+    for (const CSpecPositionOptionsBase* const option : options)
+        for (const Leaf* const leaf : LeavesOfOption(*option))
+            leaves.push_back(leaf);
+    if (leaves.empty()) return nullptr;
+
+    using EngineNode = kv7im::RiskNodeOptionSeries;
+    const kv7im::CSpecVirtFutures& series = *options.front()->GetOption().VirtFutures;
+    const EngineNode& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
+    const kv7im::Parameters& dimensions = held.Volatility().GetRisk().GetParameters();
+    const double ratio = held.GetBrokerBaseContractGORatio();
+    return &Make<Series>(series,
+                         dimensions.hasSubPoints()
+                             ? EngineNode(dimensions, series.GetBindingArray(m_level), ratio, m_level)
+                             : EngineNode(dimensions, ratio, m_level),
+                         leaves);
+}
+
+const Node& BookTree::AddToFutures(const Series& series, bool lossesOnly, RiskNodeFutures& futures)
+{
+    if (!lossesOnly) {
+        futures += series.Engine();
+        return series;
+    }
+    futures += series.Engine().GetTransformedRisk();
+    return Make<LossesOnly>(series, series.Code());
 }
 
 // A collateral instrument takes the losses of a rate stress only. A cancelled order comes as a gain, so that what it
-// once added stays until the book is taken anew; it is a share of the orders.
-void BookTree::AddCollateralResidue(const CumulativePositionByFutures& position, SideNodes& parts)
+// once added stays until the book is taken anew; it is a share of the orders. Null where there is no more than rounding
+// beyond the parts.
+const Leaf* BookTree::ResidueOf(const CumulativePositionByFutures& position, const RiskNodeFutures& parts)
 {
-    const Nodes sums = MakeFutures(position, parts);
-    const auto add = [&](const Risk& engine, const Node& sum, std::vector<const Node*>& side) {
-        Sheet residue(sum.Cells().Scenarios(), sum.Cells().Columns());
-        if (!TakeResidue(engine.GetRisk().InterestRate(), sum.Cells()[Table::InterestRate],
-                         residue[Table::InterestRate]))
-            return;
-        const std::size_t item = OrdersItem(position.GetCode(), position.GetIsin(), position.GetFuturesPositionSpec());
-        side.push_back(&Make<Leaf>(item, std::move(residue)));
-    };
-    add(position.GetOwnerRiskNode().Volatility(), *sums.first, parts.volatility);
-    add(position.GetOwnerRiskNode().Expiration(), *sums.second, parts.delivery);
+    const kv7im::RiskMatrix& held = position.GetOwnerRiskNode().Volatility().GetRisk().InterestRate();
+    const kv7im::RiskMatrix& explained = parts.Volatility().GetRisk().InterestRate();
+    Risk residue(parts.Volatility().GetRisk().GetParameters());
+    bool any = false;
+    for (std::size_t row = 0; row < held.RowsCount(); ++row) {
+        for (std::size_t column = 0; column < held.ColsCount(); ++column) {
+            const double beyond = held[row][column] - explained[row][column];
+            if (!(std::abs(beyond) > Rounding * (1.0 + std::abs(held[row][column])))) continue;
+            residue.GetRisk().InterestRate()[row][column] = beyond;
+            any = true;
+        }
+    }
+    if (!any) return nullptr;
+    return &Make<Leaf>(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()),
+                       std::move(residue));
 }
 
-BookTree::Nodes BookTree::MakeFutures(const CumulativePositionByFutures& position, const SideNodes& parts)
-{
-    const kv7im::Parameters& dimensions = position.GetFutures()->GetProfile(m_level).GetParameters();
-    const Sum::LossesOf lossesOf{position.GetFutures()->IsCollateral(), true};
-    const auto make = [&](const std::vector<const Node*>& ofSide) {
-        return &Make<Sum>(dimensions.scenariosVolatilityCount, dimensions.pointsCount, ofSide, lossesOf);
-    };
-    return {make(parts.volatility), make(parts.delivery)};
-}
-
-std::vector<const Leaf*> BookTree::LeavesOfOption(const CSpecPositionOptionsBase& position,
-                                                  const kv7im::Parameters& dimensions)
-{
-    const kv7im::CSpecOption& option = position.GetOption();
-    std::vector<const Leaf*> leaves;
-    if (const std::int64_t quantity = position.GetQuantity(); quantity != 0)
-        leaves.push_back(&Make<Leaf>(
-            PositionItem(position.GetCode(), position.GetOptIsin(), position),
-            WithCharges(option.TransformToPosition(quantity, position.GetWAPrice(), m_level), m_participant),
-            dimensions, position.GetNOVi()));
-    if (!position.GetOrders().empty())
-        leaves.push_back(&Make<Leaf>(OrdersItem(position.GetCode(), position.GetOptIsin(), position),
-                                     WithCharges(option.TransformToOrder(position.GetOrders(), m_level), m_participant),
-                                     dimensions, 0.0));
-    return leaves;
-}
-
-// The view of a series on real price points, by its losses only where it enforces half netting in the spread.
-std::optional<BookTree::Nodes> BookTree::MakeSeries(const CumulativePositionByFutures& position,
-                                                    const std::vector<const CSpecPositionOptionsBase*>& options)
-{
-    const kv7im::CSpecVirtFutures& series = *options.front()->GetOption().VirtFutures;
-    const kv7im::Parameters dimensions =
-        position.GetRiskNodeOptionSeriesByVFCode(series.Code)->Volatility().GetRisk().GetParameters();
-    std::vector<const Leaf*> leaves;
-    for (const CSpecPositionOptionsBase* const option : options)
-        for (const Leaf* const leaf : LeavesOfOption(*option, dimensions))
-            leaves.push_back(leaf);
-    if (leaves.empty()) return std::nullopt;
-
-    const SeriesSum& sum = Make<SeriesSum>(series, m_level, dimensions, leaves);
-    const auto view = [&](const Node& node) {
-        const Node* seen = &node;
-        if (dimensions.hasSubPoints()) seen = &Make<Folded>(*seen, sum, dimensions.pointsCount);
-        if (series.IsInSpread && series.EnforceHalfNetting) seen = &Make<LossesOnly>(*seen, series.Code);
-        return seen;
-    };
-    const Node* const volatility = view(sum);
-    return Nodes{volatility, dimensions.hasExpiration() ? view(Make<Delivered>(sum)) : volatility};
-}
-
-void BookTree::AddToGroup(const CumulativePositionByFutures& position, const Nodes& futures)
+void BookTree::AddToGroup(const CumulativePositionByFutures& position, const Sum& sum, const RiskNodeFutures& futures)
 {
     const CSpecFutures& instrument = *position.GetFutures();
     const bool isMCS = position.HasLevelMCS();
+    const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
     const Entity& entity = FindOrAddEntity(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
-                                           isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(),
-                                           position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio());
+                                           isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(), ratio);
     const auto index = static_cast<std::size_t>(&entity - m_entities.data());
     const std::string& code = position.GetRiskNameMMS();
     auto open = std::find_if(m_openContracts.begin(), m_openContracts.end(),
                              [&](const OpenContract& contract) { return contract.code == code; });
-    if (open == m_openContracts.end()) open = m_openContracts.insert(open, OpenContract{index, code, &instrument, {}});
+    if (open == m_openContracts.end())
+        open = m_openContracts.insert(
+            open, OpenContract{index,
+                               code,
+                               &instrument,
+                               std::make_unique<kv7im::RiskNodeMMS>(*instrument.BaseContract, ratio, m_level),
+                               {}});
     if (ExpiresBefore(instrument, *open->futures)) open->futures = &instrument;
 
-    const bool lossesOnly = m_participant.GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
-                            instrument.EnforceIMSHalfNetting;
-    const auto given = [&](const Node* node) { return lossesOnly ? &Make<LossesOnly>(*node, instrument.Code) : node; };
-    open->parts.volatility.push_back(given(futures.first));
-    open->parts.delivery.push_back(given(futures.second));
+    if (position.GivesLossesOnly()) {
+        *open->node += futures.GetTransformedRisk();
+        open->parts.push_back(&Make<LossesOnly>(sum, instrument.Code));
+    } else {
+        *open->node += futures;
+        open->parts.push_back(&sum);
+    }
 }
 
 Entity& BookTree::FindOrAddEntity(MarginEntity kind, const std::string& code, double ratio)
@@ -258,7 +251,7 @@ Entity& BookTree::FindOrAddEntity(MarginEntity kind, const std::string& code, do
     const auto found = std::find_if(m_entities.begin(), m_entities.end(),
                                     [&](const Entity& entity) { return entity.kind == kind && entity.code == code; });
     if (found != m_entities.end()) return *found;
-    m_entities.push_back({kind, code, ratio, std::nullopt, {}});
+    m_entities.push_back({kind, code, ratio, {}, nullptr});
     return m_entities.back();
 }
 
@@ -267,13 +260,20 @@ void BookTree::CompleteGroups()
 {
     std::sort(m_openContracts.begin(), m_openContracts.end(),
               [](const OpenContract& a, const OpenContract& b) { return a.code < b.code; });
-    for (const OpenContract& contract : m_openContracts) {
-        const auto make = [&](const std::vector<const Node*>& parts) {
-            const Sheet& cells = parts.front()->Cells();
-            return &Make<Sum>(cells.Scenarios(), cells.Columns(), parts, Sum::LossesOf{true, true});
-        };
-        m_entities[contract.entity].contracts.push_back(
-            {contract.code, contract.futures, make(contract.parts.volatility), make(contract.parts.delivery)});
+    for (OpenContract& contract : m_openContracts) {
+        Entity& entity = m_entities[contract.entity];
+        kv7im::RiskNodeMMS& node = *contract.node;
+        const Sum& sum = Make<Sum>(std::move(contract.node), std::move(contract.parts), Sum::LossesOf{true, true});
+        entity.contracts.push_back({contract.code, contract.futures, &sum, &node});
+        if (entity.kind != MarginEntity::MCS) continue;
+        if (entity.mcs == nullptr)
+            entity.mcs = std::make_unique<kv7im::RiskNodeMCS>(node.Volatility().GetRisk().GetParameters().pointsCount,
+                                                              entity.ratio, m_level);
+        kv7im::RiskNodeMMSToMCSProxy& given =
+            node |
+            kv7im::RiskNodeMMS::PropertiesForICS{m_participant.GetInterContractSpreadMarginType(), contract.futures};
+        *entity.mcs += given;
+        entity.contracts.back().mcs = &given;
     }
 }
 
@@ -282,17 +282,11 @@ std::vector<std::size_t> BookTree::ItemsOf(const Entity& entity) const
 {
     Trail trail(m_items.size());
     for (const Contract& contract : entity.contracts)
-        for (const Node* const side : {contract.volatility, contract.delivery})
-            side->Gate(trail);
+        contract.node->Gate(trail);
     std::vector<std::size_t> items;
     for (std::size_t item = 0; item < m_items.size(); ++item)
         if (trail.IsGated(item)) items.push_back(item);
     return items;
-}
-
-SideTrail BookTree::Explain(const Entity& entity, MarginSide side) const
-{
-    return entity.kind == MarginEntity::MCS ? ExplainGroup(entity, side) : ExplainAlone(entity, side);
 }
 
 namespace {
@@ -300,13 +294,12 @@ namespace {
 // The first of the smallest results of a row and of the stress points; the row comes first.
 struct Worst
 {
-    template <class RowAt, class PointAt>
-    Worst(std::size_t columns, RowAt rowAt, PointAt pointAt)
+    Worst(const kv7im::RiskRow& row, const kv7im::SpecialRiskPoints& points)
     {
-        for (std::size_t column = 0; column < columns; ++column)
-            Take(rowAt(column), column, false);
-        for (std::size_t point = 0; point < kv7im::SpecialRiskPoints::MappingSize; ++point)
-            Take(pointAt(point), point, true);
+        for (std::size_t column = 0; column < row.size(); ++column)
+            Take(row[column], column, false);
+        for (std::size_t point = 0; point < points.size(); ++point)
+            Take(points.pData()[point], point, true);
     }
 
     double money = 0.0; // 0: nothing loses
@@ -338,60 +331,44 @@ SideOutcome Describe(const Worst& worst, MarginSide side, double ratio)
     return outcome;
 }
 
-// Shares the worst result of an outline, or of a contract's part of it, out.
-template <class Source>
-void Share(const Source& source, const Worst& worst, double ratio, Trail& trail)
+void ShareAlone(const Contract& contract, MarginSide side, const Worst& worst, double ratio, Trail& trail)
+{
+    trail.Begin(contract.code);
+    trail.Contract().money = worst.money;
+    const Outline outline(contract, side);
+    if (worst.isPoint)
+        outline.SharePoint(worst.index, -ratio, trail);
+    else
+        outline.ShareRow(worst.index, -ratio, trail);
+}
+
+void ShareInMCS(const Contract& contract, MarginSide side, const Worst& worst, double ratio, Trail& trail)
 {
     if (worst.isPoint)
-        source.SharePoint(worst.index, -ratio, trail);
+        Outline(contract, MarginSide::Volatility).SharePointOfMCS(worst.index, -ratio, trail);
     else
-        source.ShareRow(worst.index, -ratio, trail);
+        Outline(contract, side).ShareRowOfMCS(worst.index, -ratio, trail);
+}
+
+// Beside the row of deliveries of an MCS stand the stress points of the volatility side.
+Worst WorstOf(const Entity& entity, MarginSide side)
+{
+    if (entity.mcs != nullptr)
+        return Worst(side == MarginSide::Volatility ? entity.mcs->VolatilityRow() : entity.mcs->ExpirationRow(),
+                     entity.mcs->VolatilityPoints());
+    const Outline outline(entity.contracts.front(), side);
+    return Worst(outline.Row(), outline.Points());
 }
 
 } // namespace
 
-SideTrail BookTree::ExplainAlone(const Entity& entity, MarginSide side) const
+SideTrail BookTree::Explain(const Entity& entity, MarginSide side) const
 {
-    const Contract& contract = entity.contracts.front();
-    const Outline outline(contract, m_level, side, side);
-    const Worst worst(
-        outline.Row().size(), [&](std::size_t column) { return outline.Row()[column]; },
-        [&](std::size_t point) { return outline.Points()[point]; });
+    const Worst worst = WorstOf(entity, side);
     SideTrail result{Describe(worst, side, entity.ratio), Trail(m_items.size())};
     if (!result.outcome.isLoss) return result;
-    result.trail.Begin(contract.code);
-    result.trail.Contract().money = worst.money;
-    Share(outline, worst, entity.ratio, result.trail);
-    result.outcome.contracts = result.trail.TakeContracts();
-    return result;
-}
-
-// Beside the row of deliveries stand the stress points of the volatility side.
-SideTrail BookTree::ExplainGroup(const Entity& entity, MarginSide side) const
-{
-    std::vector<GroupMember> members;
-    std::vector<GroupMember> withPoints;
-    for (const Contract& contract : entity.contracts) {
-        std::optional<std::size_t> window;
-        if (m_participant.GetInterContractSpreadMarginType() == Enums::SpreadMarginType::Netting)
-            window = static_cast<std::size_t>(contract.futures->BaseContract->WindowSize);
-        members.emplace_back(contract, m_level, side, window);
-        withPoints.emplace_back(contract, m_level, MarginSide::Volatility, window);
-    }
-    const auto sum = [](const std::vector<GroupMember>& of, auto resultOf) {
-        double total = 0.0;
-        for (const GroupMember& member : of)
-            total += resultOf(member);
-        return total;
-    };
-    const Worst worst(
-        members.front().Size(),
-        [&](std::size_t column) { return sum(members, [&](const auto& member) { return member.RowAt(column); }); },
-        [&](std::size_t point) { return sum(withPoints, [&](const auto& member) { return member.PointAt(point); }); });
-    SideTrail result{Describe(worst, side, entity.ratio), Trail(m_items.size())};
-    if (!result.outcome.isLoss) return result;
-    for (const GroupMember& member : worst.isPoint ? withPoints : members)
-        Share(member, worst, entity.ratio, result.trail);
+    for (const Contract& contract : entity.contracts)
+        (entity.mcs != nullptr ? ShareInMCS : ShareAlone)(contract, side, worst, entity.ratio, result.trail);
     result.outcome.contracts = result.trail.TakeContracts();
     return result;
 }

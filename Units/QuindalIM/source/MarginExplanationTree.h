@@ -1,4 +1,7 @@
 // The open tree of a book: its margin entities, the contracts of each, their nodes down to positions and orders.
+//
+// The cells are those of nodes of the engine, filled anew by the codes of what the book holds: what is explained does
+// not depend on the order in which the book came about.
 #pragma once
 
 #include <cstddef>
@@ -26,8 +29,8 @@ struct Entity
     MarginEntity kind = MarginEntity::Futures;
     std::string code;
     double ratio = 1.0;
-    std::optional<std::size_t> window; // of an MCS under inter-contract netting
-    std::vector<Contract> contracts;   // by code
+    std::vector<Contract> contracts;         // by code
+    std::unique_ptr<kv7im::RiskNodeMCS> mcs; // their sum; null for any other kind
 };
 
 /// The worst cell of an entity, and what each item has in it.
@@ -53,13 +56,6 @@ public:
     [[nodiscard]] SideTrail Explain(const Entity& entity, MarginSide side) const;
 
 private:
-    using Nodes = std::pair<const Node*, const Node*>; // volatility side, delivery side
-    struct SideNodes
-    {
-        std::vector<const Node*> volatility;
-        std::vector<const Node*> delivery;
-    };
-
     template <class NodeType, class... Arguments>
     const NodeType& Make(Arguments&&... arguments)
     {
@@ -69,23 +65,22 @@ private:
         return made;
     }
 
-    [[nodiscard]] std::size_t PositionItem(const std::string& code, Isin isin, const kv7im::CSpecPosition& position);
-    [[nodiscard]] std::size_t OrdersItem(const std::string& code, Isin isin, const kv7im::CSpecPosition& position);
-
+    [[nodiscard]] std::size_t ItemOf(MarginShare::Kind kind, Isin isin, const kv7im::CSpecPosition& position);
+    template <class Transform>
+    [[nodiscard]] std::vector<const Leaf*> LeavesOf(const kv7im::CSpecPosition& position, Isin isin,
+                                                    const Transform& transform);
     void Add(const kv7im::CumulativePositionByFutures& position);
-    void AddLeavesOfFutures(const kv7im::CumulativePositionByFutures& position, SideNodes& parts);
-    void AddCollateralResidue(const kv7im::CumulativePositionByFutures& position, SideNodes& parts);
-    [[nodiscard]] Nodes MakeFutures(const kv7im::CumulativePositionByFutures& position, const SideNodes& parts);
-    [[nodiscard]] std::vector<const Leaf*> LeavesOfOption(const kv7im::CSpecPositionOptionsBase& position,
-                                                          const kv7im::Parameters& dimensions);
-    [[nodiscard]] std::optional<Nodes> MakeSeries(const kv7im::CumulativePositionByFutures& position,
-                                                  const std::vector<const kv7im::CSpecPositionOptionsBase*>& options);
-    void AddToGroup(const kv7im::CumulativePositionByFutures& position, const Nodes& futures);
+    [[nodiscard]] std::vector<const Leaf*> LeavesOfFutures(const kv7im::CumulativePositionByFutures& position);
+    [[nodiscard]] std::vector<const Leaf*> LeavesOfOption(const kv7im::CSpecPositionOptionsBase& position);
+    [[nodiscard]] const Series* MakeSeries(const kv7im::CumulativePositionByFutures& position,
+                                           const std::vector<const kv7im::CSpecPositionOptionsBase*>& options);
+    [[nodiscard]] const Node& AddToFutures(const Series& series, bool lossesOnly, kv7im::RiskNodeFutures& futures);
+    [[nodiscard]] const Leaf* ResidueOf(const kv7im::CumulativePositionByFutures& position,
+                                        const kv7im::RiskNodeFutures& parts);
+    void AddToGroup(const kv7im::CumulativePositionByFutures& position, const Sum& sum,
+                    const kv7im::RiskNodeFutures& futures);
     Entity& FindOrAddEntity(MarginEntity kind, const std::string& code, double ratio);
     void CompleteGroups();
-
-    [[nodiscard]] SideTrail ExplainAlone(const Entity& entity, MarginSide side) const;
-    [[nodiscard]] SideTrail ExplainGroup(const Entity& entity, MarginSide side) const;
 
     /// A base contract of which futures are still being gathered.
     struct OpenContract
@@ -93,7 +88,8 @@ private:
         std::size_t entity;
         std::string code;
         const kv7im::CSpecFutures* futures; // of those held the one that expires first
-        SideNodes parts;
+        std::unique_ptr<kv7im::RiskNodeMMS> node;
+        std::vector<const Node*> parts;
     };
 
     const kv7im::RiskParticipant& m_participant;

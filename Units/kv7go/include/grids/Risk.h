@@ -73,6 +73,10 @@ public:
     /// The same with `bound`, the paper loss of the node, as the ceiling in the place of 0.
     void TransformMatrixByHalfNetting_PositionsOnly(double bound) noexcept { HalfNetting(bound); }
 
+    /// Both stresses folded into the volatility rows as half netting folds them, gains kept: what stands above 0
+    /// afterwards is what half netting cuts.
+    void FoldStressesIntoVolatility() noexcept { HalfNetting(LargestFinite); }
+
     /// Replaces every volatility row by the worst delivery outcome per price point, drops the stresses and the delivery
     /// rows. A price point out of all scenarios gets the largest finite double: no loss there. Nothing without delivery
     /// rows, so a second call does nothing.
@@ -81,6 +85,8 @@ public:
     /// Writes the matrices folded onto real price points, and the special points, into `target`, whose parameters stay:
     /// they are meant to have no sub-points.
     void GetRollupedRisk(Risk& target) const;
+    /// A copy on real price points only.
+    [[nodiscard]] Risk OnRealPoints() const;
 
 private:
     void HalfNetting(double ceiling) noexcept;

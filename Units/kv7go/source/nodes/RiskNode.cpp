@@ -17,20 +17,10 @@ namespace {
 // Smaller and larger of two in the order written: the second operand when either is no number.
 double Smaller(double a, double b) noexcept { return a < b ? a : b; }
 
-// A risk with sub-points on the real price points, which is all that the node of a futures has.
-Risk OnRealPoints(const Risk& source)
-{
-    Parameters parameters = source.GetRisk().GetParameters();
-    parameters.subPointsCount = 0;
-    Risk folded(parameters);
-    source.GetRollupedRisk(folded);
-    return folded;
-}
-
 void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return AdditionalRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return AdditionalRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& into = target.GetRisk();
     const Profile& from = source.GetRisk();
     into.Volatility() += from.Volatility();
@@ -46,7 +36,7 @@ void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral
 void SubtractionRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return SubtractionRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return SubtractionRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& outOf = target.GetRisk();
     const Profile& from = source.GetRisk();
     outOf.Volatility() -= from.Volatility();

@@ -1,21 +1,23 @@
 // Single nodes of the open tree, where books that reach a rule are hard to come by.
-#include "MarginExplanationCells.h"
+#include "MarginExplanationNodes.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using namespace QuindalIM;
 using namespace QuindalIM::explanation;
 
 // Results -1, -10 and -1 by scenario; the rates take 2 at worst, volatilities that move apart 4.
-Sheet ThreeScenarios()
+kv7im::Risk ThreeScenarios()
 {
-    Sheet cells(3, 1);
-    cells[Table::Volatility].At(0, 0) = cells[Table::Volatility].At(2, 0) = -1.0;
-    cells[Table::Volatility].At(1, 0) = -10.0;
-    cells[Table::InterestRate].At(0, 0) = -2.0;
-    cells[Table::Mismatch].At(1, 0) = -4.0;
-    return cells;
+    kv7im::Risk risk(kv7im::Parameters(1, 3));
+    kv7im::Profile& cells = risk.GetRisk();
+    cells.Volatility()[0][0] = cells.Volatility()[2][0] = -1.0;
+    cells.Volatility()[1][0] = -10.0;
+    cells.InterestRate()[0][0] = -2.0;
+    cells.VolatilityMismatch()[1][0] = -4.0;
+    return risk;
 }
 
 TEST(LossesOnlyNode, DoesNotChargeTheCentralScenarioForVolatilitiesThatMoveApart)
@@ -24,8 +26,8 @@ TEST(LossesOnlyNode, DoesNotChargeTheCentralScenarioForVolatilitiesThatMoveApart
     const LossesOnly losses(leaf, "S");
     const double expected[] = {-7.0, -12.0, -7.0};
     for (std::size_t scenario = 0; scenario < 3; ++scenario) {
-        const CellAt at{Table::Volatility, scenario, 0};
-        EXPECT_EQ(losses.Cells().At(at), expected[scenario]);
+        const CellAt at{MarginSide::Volatility, Table::Volatility, scenario, 0};
+        EXPECT_EQ(losses.Cell(at), expected[scenario]);
         Trail trail(1);
         trail.Begin("BC");
         losses.ShareCell(at, -1.0, trail);
