@@ -8,30 +8,17 @@ namespace QuindalIM::explanation {
 
 namespace {
 
+const kv7im::RiskMatrix& MatrixOf(const kv7im::Risk& risk, Table table) noexcept
+{
+    const kv7im::Profile& cells = risk.GetRisk();
+    if (table == Table::Volatility) return cells.Volatility();
+    return table == Table::InterestRate ? cells.InterestRate() : cells.VolatilityMismatch();
+}
+
 // A leaf may have fewer rows and columns than the node that it is in.
 double CellOf(const kv7im::RiskMatrix& cells, std::size_t row, std::size_t column) noexcept
 {
     return row < cells.RowsCount() && column < cells.ColsCount() ? cells[row][column] : 0.0;
-}
-
-kv7im::Risk WithStresses(kv7im::Risk risk)
-{
-    risk.FoldStressesIntoVolatility();
-    return risk;
-}
-
-} // namespace
-
-const kv7im::RiskMatrix& MatrixOf(const kv7im::Risk& risk, Table table) noexcept
-{
-    switch (table) {
-    case Table::InterestRate:
-        return risk.GetRisk().InterestRate();
-    case Table::Mismatch:
-        return risk.GetRisk().VolatilityMismatch();
-    default:
-        return risk.GetRisk().Volatility();
-    }
 }
 
 std::size_t WorstRow(const kv7im::RiskMatrix& cells, std::size_t column) noexcept
@@ -46,177 +33,174 @@ std::size_t WorstRow(const kv7im::RiskMatrix& cells, std::size_t column) noexcep
     return worst;
 }
 
-void Trail::Begin(const std::string& contract)
-{
-    m_contracts.emplace_back();
-    m_contracts.back().code = contract;
-}
+} // namespace
 
 PartOutcome& Trail::Part(const std::string& code)
 {
-    std::vector<PartOutcome>& parts = Contract().parts;
+    std::vector<PartOutcome>& parts = contracts.back().parts;
     const auto found = std::find_if(parts.begin(), parts.end(), [&](const auto& part) { return part.code == code; });
     if (found != parts.end()) return *found;
-    parts.emplace_back();
-    parts.back().code = code;
+    parts.emplace_back().code = code;
     return parts.back();
 }
 
-double Node::Cell(const CellAt& at) const noexcept
+Node Node::Leaf(std::size_t item, kv7im::Risk risk, double optionValue)
 {
-    return CellOf(MatrixOf(On(at.side), at.table), at.row, at.column);
+    Node leaf;
+    leaf.results.front() = std::move(risk);
+    leaf.item = item;
+    leaf.optionValue = optionValue;
+    return leaf;
 }
 
-void Node::SharePoint(std::size_t point, double factor, Trail& trail) const
+Node Node::Series(const kv7im::CSpecVirtFutures& series, std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine,
+                  std::vector<Node> leaves)
 {
-    for (const Node* const part : m_parts)
-        part->SharePoint(point, factor, trail);
+    Node node = Sum(*engine, std::move(leaves), false);
+    node.code = series.Code;
+    node.series = &series;
+    node.engine = std::move(engine);
+    return node;
 }
 
-void Node::ShareOptionValue(double factor, Trail& trail) const
+Node Node::Sum(const kv7im::RiskNodeBase& engine, std::vector<Node> parts, bool ratesByLosses)
 {
-    for (const Node* const part : m_parts)
-        part->ShareOptionValue(factor, trail);
+    Node node;
+    node.results = {engine.Volatility().OnRealPoints(), engine.Expiration().OnRealPoints()};
+    node.parts = std::move(parts);
+    node.ratesByLosses = ratesByLosses;
+    return node;
 }
 
-void Node::Gate(Trail& trail) const
+Node Node::LossesOf(Node node, const std::string& code)
 {
-    for (const Node* const part : m_parts)
-        part->Gate(trail);
+    Node losses;
+    losses.results = node.results;
+    for (kv7im::Risk& risk : losses.results)
+        risk.FoldStressesIntoVolatility();
+    losses.parts.push_back(std::move(node));
+    losses.code = code;
+    losses.isHalfNetted = true;
+    return losses;
 }
 
-std::optional<std::size_t> ShareStress(const Node& node, MarginSide side, Table table, std::size_t column,
-                                       double factor, Trail& trail)
+const kv7im::RiskMatrix& Node::Cells(MarginSide side, Table table) const noexcept
 {
-    const CellAt worst{side, table, WorstRow(MatrixOf(node.On(side), table), column), column};
-    if (node.Cell(worst) == 0.0) return std::nullopt;
-    node.ShareCell(worst, factor, trail);
+    return MatrixOf(side == MarginSide::Volatility || parts.empty() ? results.front() : results.back(), table);
+}
+
+double Node::Cell(const CellAt& at) const noexcept { return CellOf(Cells(at.side, at.table), at.row, at.column); }
+
+CellAt Node::WorstCell(MarginSide side, Table table, std::size_t column) const noexcept
+{
+    return {side, table, WorstRow(Cells(side, table), column), column};
+}
+
+void Node::ShareCell(const CellAt& at, double factor, Trail& trail) const
+{
+    if (parts.empty())
+        trail.money[item] += factor * Cell(at);
+    else if (isHalfNetted)
+        ShareLoss(at, factor, trail);
+    else if (series != nullptr)
+        ShareOptions(at, factor, trail);
+    else {
+        const bool byLosses = at.table == Table::Mismatch || (at.table == Table::InterestRate && ratesByLosses);
+        for (const Node& part : parts)
+            if (!byLosses || part.Cell(at) < 0.0) part.ShareCell(at, factor, trail);
+    }
+}
+
+std::optional<std::size_t> Node::ShareStress(MarginSide side, Table table, std::size_t column, double factor,
+                                             Trail& trail) const
+{
+    const CellAt worst = WorstCell(side, table, column);
+    if (Cell(worst) == 0.0) return std::nullopt;
+    ShareCell(worst, factor, trail);
     return worst.row;
 }
 
-void Leaf::ShareOutcome(std::size_t row, std::size_t column, double factor, Trail& trail) const
+// The stresses are in the cells; the central scenario takes no charge for volatilities that move apart.
+void Node::ShareLoss(const CellAt& at, double factor, Trail& trail) const
 {
-    trail.Add(m_item, factor * CellOf(m_risk.GetRisk().Expiration(), row, column));
+    if (at.table != Table::Volatility || !IsKept(Cell(at), trail)) return;
+    const Node& whole = parts.front();
+    whole.ShareCell(at, factor, trail);
+    const auto rateRow = whole.ShareStress(at.side, Table::InterestRate, at.column, factor, trail);
+    if (rateRow) trail.Part(code).rateRow = rateRow;
+    if (at.row == Cells(at.side, Table::Volatility).MedianLineNumber()) return;
+    const auto mismatchRow = whole.ShareStress(at.side, Table::Mismatch, at.column, factor, trail);
+    if (mismatchRow) trail.Part(code).mismatchRow = mismatchRow;
 }
 
-void Leaf::ShareCell(const CellAt& at, double factor, Trail& trail) const { trail.Add(m_item, factor * Cell(at)); }
-
-void Leaf::SharePoint(std::size_t point, double factor, Trail& trail) const
-{
-    trail.Add(m_item, factor * m_risk.GetSpecialRiskPoints().pData()[point]);
-}
-
-Series::Series(const kv7im::CSpecVirtFutures& series, kv7im::RiskNodeOptionSeries node,
-               const std::vector<const Leaf*>& leaves)
-    : Node({leaves.begin(), leaves.end()}), m_series(series), m_node(std::move(node)), m_leaves(leaves)
-{
-    for (const Leaf* const leaf : leaves) {
-        m_node += leaf->On(MarginSide::Volatility);
-        m_node.AddNOVi(leaf->OptionValue());
-    }
-    m_volatility = m_node.Volatility().OnRealPoints();
-    m_delivery = m_node.Expiration().OnRealPoints();
-}
-
-const kv7im::Risk& Series::Columns(MarginSide side) const
-{
-    return side == MarginSide::Volatility ? m_node.Volatility() : m_node.Expiration();
-}
-
-const kv7im::Risk& Series::On(MarginSide side) const
-{
-    return side == MarginSide::Volatility ? m_volatility : m_delivery;
-}
-
-std::size_t Series::WorstColumn(const CellAt& at) const
-{
-    const kv7im::RiskMatrix& cells = MatrixOf(Columns(at.side), at.table);
-    const std::vector<std::size_t>& binding = m_series.GetBindingArray(m_node.GetLevel()).binding;
-    std::size_t worst = at.column;
-    for (std::size_t column = MatrixOf(On(at.side), at.table).ColsCount(); column < cells.ColsCount(); ++column)
-        if (binding[column] == at.column && cells[at.row][column] < cells[at.row][worst]) worst = column;
-    return worst;
-}
-
-void Series::ShareCell(const CellAt& at, double factor, Trail& trail) const
-{
-    const std::size_t column = WorstColumn(at);
-    if (at.table == Table::Volatility && column != at.column)
-        trail.Part(Code()).subPoint = m_series.GetVolatilityMatrixCentralRow(m_node.GetLevel())[column];
-    if (at.side == MarginSide::Delivery && m_node.Volatility().GetRisk().GetParameters().hasExpiration()) {
-        if (at.table == Table::Volatility) ShareDelivery(column, factor, trail); // deliveries know no stresses
-        return;
-    }
-    for (const Leaf* const leaf : m_leaves)
-        leaf->ShareCell({at.side, at.table, at.row, column}, factor, trail);
-}
-
-void Series::ShareDelivery(std::size_t column, double factor, Trail& trail) const
-{
-    const std::size_t row = WorstRow(m_node.Volatility().GetRisk().Expiration(), column);
-    const std::set<double>& prices = m_series.PointsForDeliveryRisksCalculation[m_node.GetLevel()];
-    PartOutcome& part = trail.Part(Code());
-    part.deliveryRow = row;
-    part.deliveryPrice = *std::next(prices.begin(), static_cast<std::ptrdiff_t>(row));
-    for (const Leaf* const leaf : m_leaves)
-        leaf->ShareOutcome(row, column, factor, trail);
-}
-
-const kv7im::Risk& Sum::On(MarginSide side) const
-{
-    return side == MarginSide::Volatility ? m_node->Volatility() : m_node->Expiration();
-}
-
-bool Sum::ByLosses(Table table) const noexcept
-{
-    return table == Table::InterestRate ? m_lossesOf.rates : table == Table::Mismatch && m_lossesOf.mismatch;
-}
-
-void Sum::ShareCell(const CellAt& at, double factor, Trail& trail) const
-{
-    for (const Node* const part : m_parts)
-        if (!ByLosses(at.table) || part->Cell(at) < 0.0) part->ShareCell(at, factor, trail);
-}
-
-LossesOnly::LossesOnly(const Node& node, std::string code)
-    : Node({&node}),
-      m_node(node),
-      m_code(std::move(code)),
-      m_volatility(WithStresses(node.On(MarginSide::Volatility))),
-      m_delivery(WithStresses(node.On(MarginSide::Delivery)))
-{}
-
-const kv7im::Risk& LossesOnly::On(MarginSide side) const
-{
-    return side == MarginSide::Volatility ? m_volatility : m_delivery;
-}
-
-bool LossesOnly::IsKept(double result, Trail& trail) const
+bool Node::IsKept(double result, Trail& trail) const
 {
     if (result > 0.0) {
-        trail.Part(m_code).isCut = true;
+        trail.Part(code).isCut = true;
         Gate(trail);
     }
     return result < 0.0;
 }
 
-void LossesOnly::ShareCell(const CellAt& at, double factor, Trail& trail) const
+// On the delivery side every scenario is the worst delivery, where deliveries count: they know no stresses.
+void Node::ShareOptions(const CellAt& at, double factor, Trail& trail) const
 {
-    if (at.table != Table::Volatility || !IsKept(Cell(at), trail)) return; // the stresses are in the cells
-    m_node.ShareCell(at, factor, trail);
-    const auto rateRow = ShareStress(m_node, at.side, Table::InterestRate, at.column, factor, trail);
-    // The central scenario takes no charge for volatilities that move apart.
-    const bool isCentral = at.row == MatrixOf(On(at.side), Table::Volatility).MedianLineNumber();
-    const auto mismatchRow =
-        isCentral ? std::nullopt : ShareStress(m_node, at.side, Table::Mismatch, at.column, factor, trail);
-    if (rateRow) trail.Part(m_code).rateRow = rateRow;
-    if (mismatchRow) trail.Part(m_code).mismatchRow = mismatchRow;
+    const std::size_t column = WorstColumn(at);
+    if (at.table == Table::Volatility && column != at.column)
+        trail.Part(code).subPoint = series->GetVolatilityMatrixCentralRow(engine->GetLevel())[column];
+    if (at.side == MarginSide::Delivery && engine->Volatility().GetRisk().GetParameters().hasExpiration()) {
+        if (at.table == Table::Volatility) ShareDelivery(column, factor, trail);
+        return;
+    }
+    for (const Node& leaf : parts)
+        leaf.ShareCell({at.side, at.table, at.row, column}, factor, trail);
 }
 
-void LossesOnly::SharePoint(std::size_t point, double factor, Trail& trail) const
+// A sub-point counts where it is worse than the price point that it is bound to.
+std::size_t Node::WorstColumn(const CellAt& at) const
 {
-    if (IsKept(m_node.On(MarginSide::Volatility).GetSpecialRiskPoints().pData()[point], trail))
-        m_node.SharePoint(point, factor, trail);
+    const kv7im::RiskMatrix& cells =
+        MatrixOf(at.side == MarginSide::Volatility ? engine->Volatility() : engine->Expiration(), at.table);
+    const std::vector<std::size_t>& binding = series->GetBindingArray(engine->GetLevel()).binding;
+    std::size_t worst = at.column;
+    for (std::size_t column = Cells(at.side, at.table).ColsCount(); column < cells.ColsCount(); ++column)
+        if (binding[column] == at.column && cells[at.row][column] < cells[at.row][worst]) worst = column;
+    return worst;
+}
+
+void Node::ShareDelivery(std::size_t column, double factor, Trail& trail) const
+{
+    const std::size_t row = WorstRow(engine->Volatility().GetRisk().Expiration(), column);
+    const std::set<double>& prices = series->PointsForDeliveryRisksCalculation[engine->GetLevel()];
+    PartOutcome& part = trail.Part(code);
+    part.deliveryRow = row;
+    part.deliveryPrice = *std::next(prices.begin(), static_cast<std::ptrdiff_t>(row));
+    for (const Node& leaf : parts)
+        trail.money[leaf.item] += factor * CellOf(leaf.results.front().GetRisk().Expiration(), row, column);
+}
+
+// Both sides have one set of stress points.
+void Node::SharePoint(std::size_t point, double factor, Trail& trail) const
+{
+    if (parts.empty())
+        trail.money[item] += factor * results.front().GetSpecialRiskPoints().pData()[point];
+    else if (!isHalfNetted || IsKept(results.front().GetSpecialRiskPoints().pData()[point], trail))
+        for (const Node& part : parts)
+            part.SharePoint(point, factor, trail);
+}
+
+void Node::ShareOptionValue(double factor, Trail& trail) const
+{
+    if (parts.empty()) trail.money[item] += factor * optionValue;
+    for (const Node& part : parts)
+        part.ShareOptionValue(factor, trail);
+}
+
+void Node::Gate(Trail& trail) const
+{
+    if (parts.empty()) trail.gated[item] = true;
+    for (const Node& part : parts)
+        part.Gate(trail);
 }
 
 } // namespace QuindalIM::explanation

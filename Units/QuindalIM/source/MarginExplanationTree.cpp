@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
+#include <memory>
 #include <tuple>
 
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
 #include "currencytype.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 
 namespace QuindalIM::explanation {
@@ -20,189 +22,235 @@ using kv7im::CSpecPositionOptionsBase;
 using kv7im::CumulativePositionByFutures;
 using kv7im::Risk;
 using kv7im::RiskNodeFutures;
+using kv7im::RiskNodeMMS;
+using kv7im::RiskNodeOptionSeries;
 
 // Rounding that the engine's increments may leave, against the money of the cell.
 constexpr double Rounding = 1e-9;
-
-template <class T>
-void SortByCode(std::vector<const T*>& positions)
-{
-    std::sort(positions.begin(), positions.end(), [](const T* a, const T* b) { return a->GetCode() < b->GetCode(); });
-}
-
-std::vector<const CumulativePositionByFutures*> SortedPositions(const kv7im::Portfolio& book)
-{
-    std::vector<const CumulativePositionByFutures*> sorted;
-    for (const auto& [isin, position] : book.RangePositions())
-        sorted.push_back(&position);
-    SortByCode(sorted);
-    return sorted;
-}
-
-// Positions of each series, by the codes of the series and of the options.
-std::map<std::string, std::vector<const CSpecPositionOptionsBase*>>
-OptionsBySeries(const CumulativePositionByFutures& position)
-{
-    std::map<std::string, std::vector<const CSpecPositionOptionsBase*>> series;
-    for (const auto& [isin, option] : position.RangeOptions())
-        series[option->GetOption().CodeVF].push_back(option.get());
-    for (auto& [code, options] : series)
-        SortByCode(options);
-    return series;
-}
 
 bool ExpiresBefore(const CSpecFutures& a, const CSpecFutures& b)
 {
     return std::tuple(a.TimeToExpiration, a.isin) < std::tuple(b.TimeToExpiration, b.isin);
 }
 
-} // namespace
+// Positions in instruments of one kind, by code and isin.
+template <class Position>
+using ByCode = std::map<std::pair<std::string, Isin>, const Position*>;
 
-BookTree::BookTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
-    : m_participant(participant), m_level(participant.GetRiskLevel())
+ByCode<CumulativePositionByFutures> PositionsOf(const kv7im::Portfolio& book)
 {
-    for (const CumulativePositionByFutures* const position : SortedPositions(book))
-        Add(*position);
-    CompleteGroups();
-    std::sort(m_entities.begin(), m_entities.end(),
-              [](const Entity& a, const Entity& b) { return std::tie(a.kind, a.code) < std::tie(b.kind, b.code); });
+    ByCode<CumulativePositionByFutures> sorted;
+    for (const auto& [isin, position] : book.RangePositions())
+        sorted[{position.GetCode(), isin}] = &position;
+    return sorted;
 }
 
-std::size_t BookTree::ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position)
+std::map<std::string, ByCode<CSpecPositionOptionsBase>> OptionsBySeries(const CumulativePositionByFutures& position)
 {
-    const auto found = std::find_if(m_items.begin(), m_items.end(),
-                                    [&](const MarginShare& item) { return item.isin == isin && item.kind == kind; });
-    if (found != m_items.end()) return static_cast<std::size_t>(found - m_items.begin());
-    MarginShare item;
-    item.instrument = position.GetCode();
-    item.isin = isin;
-    item.kind = kind;
-    if (kind == MarginShare::Kind::Position) {
-        item.quantity = position.GetQuantity();
-        item.price = position.GetWAPrice();
-    } else {
-        using namespace kv7base::detail; // whatever the sum, it is no reason to fail
-        for (const auto& [key, info] : position.GetOrders())
-            item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
-                                                   : WrappingAdd(item.quantity, info.deltaQuantity);
+    std::map<std::string, ByCode<CSpecPositionOptionsBase>> series;
+    for (const auto& [isin, option] : position.RangeOptions())
+        series[option->GetOption().CodeVF][{option->GetCode(), isin}] = option.get();
+    return series;
+}
+
+Contract MakeContract(const CSpecFutures& futures, Node node, const kv7im::RiskNodeBase& engine)
+{
+    return {&futures, std::move(node), engine.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive)};
+}
+
+std::int64_t ContractsOf(const OrdersMap& orders)
+{
+    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
+    std::int64_t sum = 0;
+    for (const auto& [key, info] : orders)
+        sum = info.deltaQuantity < 0 ? WrappingSub(sum, info.deltaQuantity) : WrappingAdd(sum, info.deltaQuantity);
+    return sum;
+}
+
+class Builder
+{
+public:
+    Builder(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
+        : m_participant(participant), m_level(participant.GetRiskLevel())
+    {
+        for (const auto& [code, position] : PositionsOf(book))
+            Add(*position);
+        for (auto& [code, group] : m_groups)
+            Complete(code, group);
     }
-    m_items.push_back(item);
-    return m_items.size() - 1;
+    [[nodiscard]] BookTree Take() noexcept { return std::move(m_tree); }
+
+private:
+    /// A base contract of which futures are still being gathered.
+    struct Group
+    {
+        Entity* entity;
+        const CSpecFutures* futures; // of those held the one that expires first
+        std::unique_ptr<RiskNodeMMS> engine;
+        std::vector<Node> parts;
+    };
+
+    void Add(const CumulativePositionByFutures& position);
+    void AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
+                   RiskNodeFutures& futures, std::vector<Node>& parts);
+    void AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine);
+    void Complete(const std::string& code, Group& group);
+
+    template <class RiskOf>
+    void AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves);
+    void AddLeavesOfFutures(const CumulativePositionByFutures& position, std::vector<Node>& leaves);
+    void AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::vector<Node>& leaves);
+    void AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts);
+    [[nodiscard]] std::size_t ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position);
+    [[nodiscard]] Entity& EntityOf(MarginEntity kind, const std::string& code, double ratio)
+    {
+        return m_tree.entities.try_emplace({kind, code}, Entity{ratio, {}, {}}).first->second;
+    }
+
+    const kv7im::RiskParticipant& m_participant;
+    Enums::ClientRiskLevel m_level;
+    BookTree m_tree;
+    std::map<std::string, Group> m_groups; // by base contract
+};
+
+// A futures with its series in spread, and each series that stands alone.
+void Builder::Add(const CumulativePositionByFutures& position)
+{
+    const CSpecFutures& futures = *position.GetFutures();
+    const double ratio = position.GetOwnerRiskNode().GetBrokerBaseContractGORatio();
+    RiskNodeFutures engine(futures.GetProfile(m_level).GetParameters(), ratio, m_level, futures.IsCollateral());
+    std::vector<Node> parts;
+    AddLeavesOfFutures(position, parts);
+    for (const Node& leaf : parts)
+        engine += leaf.results.front();
+    for (const auto& [code, options] : OptionsBySeries(position))
+        AddSeries(position, options, engine, parts);
+    if (futures.IsCollateral()) AddResidue(position, engine, parts);
+    if (parts.empty()) return;
+
+    Node node = Node::Sum(engine, std::move(parts), futures.IsCollateral());
+    if (position.HasLevelMMS()) return AddToGroup(position, std::move(node), engine);
+    EntityOf(MarginEntity::Futures, position.GetCode(), ratio)
+        .contracts.emplace(position.GetCode(), MakeContract(futures, std::move(node), engine));
 }
 
-// transform(kind): the risk of the position or of its orders.
-template <class Transform>
-std::vector<const Leaf*> BookTree::LeavesOf(const CSpecPosition& position, Isin isin, const Transform& transform)
+// The node has the dimensions of the book's own: no delivery rows where the participant does not count deliveries.
+void Builder::AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
+                        RiskNodeFutures& futures, std::vector<Node>& parts)
 {
-    std::vector<const Leaf*> leaves;
+    std::vector<Node> leaves;
+    for (const auto& [code, option] : options)
+        AddLeavesOfOption(*option, leaves);
+    if (leaves.empty()) return;
+
+    const kv7im::CSpecVirtFutures& series = *options.begin()->second->GetOption().VirtFutures;
+    const RiskNodeOptionSeries& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
+    const kv7im::Parameters& size = held.Volatility().GetRisk().GetParameters();
+    const double ratio = held.GetBrokerBaseContractGORatio();
+    const auto engine =
+        size.hasSubPoints()
+            ? std::make_shared<RiskNodeOptionSeries>(size, series.GetBindingArray(m_level), ratio, m_level)
+            : std::make_shared<RiskNodeOptionSeries>(size, ratio, m_level);
+    for (const Node& leaf : leaves) {
+        *engine += leaf.results.front();
+        engine->AddNOVi(leaf.optionValue);
+    }
+    Node node = Node::Series(series, engine, std::move(leaves));
+    if (!options.begin()->second->IsInSpread()) {
+        EntityOf(MarginEntity::OptionSeries, series.Code, ratio)
+            .contracts.emplace(series.Code, MakeContract(*position.GetFutures(), std::move(node), *engine));
+    } else if (series.EnforceHalfNetting) {
+        futures += engine->GetTransformedRisk();
+        parts.push_back(Node::LossesOf(std::move(node), series.Code));
+    } else {
+        futures += *engine;
+        parts.push_back(std::move(node));
+    }
+}
+
+void Builder::AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine)
+{
+    const CSpecFutures& futures = *position.GetFutures();
+    Group& group = m_groups[position.GetRiskNameMMS()];
+    if (group.engine == nullptr) {
+        const bool isMCS = position.HasLevelMCS();
+        const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
+        group.entity = &EntityOf(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
+                                 isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(), ratio);
+        if (isMCS && !group.entity->mcs)
+            group.entity->mcs.emplace(static_cast<std::size_t>(futures.BaseContract->PointsNum), ratio, m_level);
+        group.engine = std::make_unique<RiskNodeMMS>(*futures.BaseContract, ratio, m_level);
+        group.futures = &futures;
+    }
+    if (ExpiresBefore(futures, *group.futures)) group.futures = &futures;
+    if (position.GivesLossesOnly()) {
+        *group.engine += engine.GetTransformedRisk();
+        group.parts.push_back(Node::LossesOf(std::move(node), futures.Code));
+    } else {
+        *group.engine += engine;
+        group.parts.push_back(std::move(node));
+    }
+}
+
+// Between the months of a base contract neither stress nets.
+void Builder::Complete(const std::string& code, Group& group)
+{
+    Node node = Node::Sum(*group.engine, std::move(group.parts), true);
+    Contract contract = MakeContract(*group.futures, std::move(node), *group.engine);
+    if (group.entity->mcs) {
+        const RiskNodeMMS::PropertiesForICS properties{m_participant.GetInterContractSpreadMarginType(), group.futures};
+        kv7im::RiskNodeMMSToMCSProxy& given = *group.engine | properties;
+        *group.entity->mcs += given;
+        contract.mcs = given;
+    }
+    group.entity->contracts.emplace(code, std::move(contract));
+}
+
+// riskOf(kind): the risk of the position or of its orders.
+template <class RiskOf>
+void Builder::AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves)
+{
     const auto add = [&](MarginShare::Kind kind, double optionValue) {
-        Risk risk = transform(kind);
+        Risk risk = riskOf(kind);
         risk.GetSpecialRiskPoints().ScaleCharges(m_participant.GetShortOptionMinimumChargeRatio());
-        leaves.push_back(&Make<Leaf>(ItemOf(kind, isin, position), std::move(risk), optionValue));
+        leaves.push_back(Node::Leaf(ItemOf(kind, isin, position), std::move(risk), optionValue));
     };
     if (position.GetQuantity() != 0) add(MarginShare::Kind::Position, position.GetNOVi());
     if (!position.GetOrders().empty()) add(MarginShare::Kind::Orders, 0.0);
-    return leaves;
 }
 
-std::vector<const Leaf*> BookTree::LeavesOfFutures(const CumulativePositionByFutures& position)
+void Builder::AddLeavesOfFutures(const CumulativePositionByFutures& position, std::vector<Node>& leaves)
 {
     const CSpecFutures& futures = *position.GetFutures();
     const kv7im::CSpecPositionFutures& held = position.GetFuturesPositionSpec();
-    return LeavesOf(held, position.GetIsin(), [&](MarginShare::Kind kind) {
+    const auto riskOf = [&](MarginShare::Kind kind) {
         const std::int64_t quantity = held.GetQuantity();
         if (kind == MarginShare::Kind::Position)
             return futures.TransformToPosition(quantity, held.UsableWAPrice(quantity, held.GetWAPrice()), m_level);
         const auto discount = m_participant.GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
         return futures.TransformToOrder(held.GetOrders(), discount, m_level);
-    });
+    };
+    AddLeaves(held, position.GetIsin(), riskOf, leaves);
 }
 
-std::vector<const Leaf*> BookTree::LeavesOfOption(const CSpecPositionOptionsBase& position)
+void Builder::AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::vector<Node>& leaves)
 {
     const kv7im::CSpecOption& option = position.GetOption();
-    return LeavesOf(position, position.GetOptIsin(), [&](MarginShare::Kind kind) {
-        return kind == MarginShare::Kind::Position
-                   ? option.TransformToPosition(position.GetQuantity(), position.GetWAPrice(), m_level)
-                   : option.TransformToOrder(position.GetOrders(), m_level);
-    });
-}
-
-// A futures with its series in spread, and each series that stands alone.
-void BookTree::Add(const CumulativePositionByFutures& position)
-{
-    const CSpecFutures& futures = *position.GetFutures();
-    const double ratio = position.GetOwnerRiskNode().GetBrokerBaseContractGORatio();
-    auto node = std::make_unique<RiskNodeFutures>(futures.GetProfile(m_level).GetParameters(), ratio, m_level,
-                                                  futures.IsCollateral());
-    std::vector<const Node*> parts;
-    const auto add = [&](const Leaf& leaf) {
-        *node += leaf.On(MarginSide::Volatility);
-        parts.push_back(&leaf);
+    const auto riskOf = [&](MarginShare::Kind kind) {
+        if (kind == MarginShare::Kind::Position)
+            return option.TransformToPosition(position.GetQuantity(), position.GetWAPrice(), m_level);
+        return option.TransformToOrder(position.GetOrders(), m_level);
     };
-    for (const Leaf* const leaf : LeavesOfFutures(position))
-        add(*leaf);
-    for (const auto& [code, options] : OptionsBySeries(position)) {
-        const Series* const series = MakeSeries(position, options);
-        if (series == nullptr) continue;
-        if (options.front()->IsInSpread())
-            parts.push_back(
-                &AddToFutures(*series, options.front()->GetOption().VirtFutures->EnforceHalfNetting, *node));
-        else
-            FindOrAddEntity(MarginEntity::OptionSeries, code, series->Engine().GetBrokerBaseContractGORatio())
-                .contracts.push_back({code, &futures, series, &series->Engine()});
-    }
-    if (futures.IsCollateral())
-        if (const Leaf* const residue = ResidueOf(position, *node)) add(*residue);
-    if (parts.empty()) return;
-
-    const RiskNodeFutures& sum = *node;
-    const Sum& made = Make<Sum>(std::move(node), std::move(parts), Sum::LossesOf{futures.IsCollateral(), true});
-    if (position.HasLevelMMS()) return AddToGroup(position, made, sum);
-    FindOrAddEntity(MarginEntity::Futures, position.GetCode(), ratio)
-        .contracts.push_back({position.GetCode(), &futures, &made, &sum});
-}
-
-// The node has the dimensions of the book's own: no delivery rows where the participant does not count deliveries.
-const Series* BookTree::MakeSeries(const CumulativePositionByFutures& position,
-                                   const std::vector<const CSpecPositionOptionsBase*>& options)
-{
-    std::vector<const Leaf*> leaves;
-    for (const CSpecPositionOptionsBase* const option : options)
-        for (const Leaf* const leaf : LeavesOfOption(*option))
-            leaves.push_back(leaf);
-    if (leaves.empty()) return nullptr;
-
-    using EngineNode = kv7im::RiskNodeOptionSeries;
-    const kv7im::CSpecVirtFutures& series = *options.front()->GetOption().VirtFutures;
-    const EngineNode& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
-    const kv7im::Parameters& dimensions = held.Volatility().GetRisk().GetParameters();
-    const double ratio = held.GetBrokerBaseContractGORatio();
-    return &Make<Series>(series,
-                         dimensions.hasSubPoints()
-                             ? EngineNode(dimensions, series.GetBindingArray(m_level), ratio, m_level)
-                             : EngineNode(dimensions, ratio, m_level),
-                         leaves);
-}
-
-const Node& BookTree::AddToFutures(const Series& series, bool lossesOnly, RiskNodeFutures& futures)
-{
-    if (!lossesOnly) {
-        futures += series.Engine();
-        return series;
-    }
-    futures += series.Engine().GetTransformedRisk();
-    return Make<LossesOnly>(series, series.Code());
+    AddLeaves(position, position.GetOptIsin(), riskOf, leaves);
 }
 
 // A collateral instrument takes the losses of a rate stress only. A cancelled order comes as a gain, so that what it
-// once added stays until the book is taken anew; it is a share of the orders. Null where there is no more than rounding
-// beyond the parts.
-const Leaf* BookTree::ResidueOf(const CumulativePositionByFutures& position, const RiskNodeFutures& parts)
+// once added stays until the book is taken anew; where it is more than rounding it is a share of the orders.
+void Builder::AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts)
 {
     const kv7im::RiskMatrix& held = position.GetOwnerRiskNode().Volatility().GetRisk().InterestRate();
-    const kv7im::RiskMatrix& explained = parts.Volatility().GetRisk().InterestRate();
-    Risk residue(parts.Volatility().GetRisk().GetParameters());
+    const kv7im::RiskMatrix& explained = engine.Volatility().GetRisk().InterestRate();
+    Risk residue(engine.Volatility().GetRisk().GetParameters());
     bool any = false;
     for (std::size_t row = 0; row < held.RowsCount(); ++row) {
         for (std::size_t column = 0; column < held.ColsCount(); ++column) {
@@ -212,165 +260,37 @@ const Leaf* BookTree::ResidueOf(const CumulativePositionByFutures& position, con
             any = true;
         }
     }
-    if (!any) return nullptr;
-    return &Make<Leaf>(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()),
-                       std::move(residue));
+    if (!any) return;
+    engine += residue;
+    parts.push_back(Node::Leaf(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()),
+                               std::move(residue)));
 }
 
-void BookTree::AddToGroup(const CumulativePositionByFutures& position, const Sum& sum, const RiskNodeFutures& futures)
+std::size_t Builder::ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position)
 {
-    const CSpecFutures& instrument = *position.GetFutures();
-    const bool isMCS = position.HasLevelMCS();
-    const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
-    const Entity& entity = FindOrAddEntity(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
-                                           isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(), ratio);
-    const auto index = static_cast<std::size_t>(&entity - m_entities.data());
-    const std::string& code = position.GetRiskNameMMS();
-    auto open = std::find_if(m_openContracts.begin(), m_openContracts.end(),
-                             [&](const OpenContract& contract) { return contract.code == code; });
-    if (open == m_openContracts.end())
-        open = m_openContracts.insert(
-            open, OpenContract{index,
-                               code,
-                               &instrument,
-                               std::make_unique<kv7im::RiskNodeMMS>(*instrument.BaseContract, ratio, m_level),
-                               {}});
-    if (ExpiresBefore(instrument, *open->futures)) open->futures = &instrument;
-
-    if (position.GivesLossesOnly()) {
-        *open->node += futures.GetTransformedRisk();
-        open->parts.push_back(&Make<LossesOnly>(sum, instrument.Code));
+    std::vector<MarginShare>& items = m_tree.items;
+    const auto found = std::find_if(items.begin(), items.end(),
+                                    [&](const MarginShare& item) { return item.isin == isin && item.kind == kind; });
+    if (found != items.end()) return static_cast<std::size_t>(found - items.begin());
+    MarginShare item;
+    item.instrument = position.GetCode();
+    item.isin = isin;
+    item.kind = kind;
+    if (kind == MarginShare::Kind::Position) {
+        item.quantity = position.GetQuantity();
+        item.price = position.GetWAPrice();
     } else {
-        *open->node += futures;
-        open->parts.push_back(&sum);
+        item.quantity = ContractsOf(position.GetOrders());
     }
-}
-
-Entity& BookTree::FindOrAddEntity(MarginEntity kind, const std::string& code, double ratio)
-{
-    const auto found = std::find_if(m_entities.begin(), m_entities.end(),
-                                    [&](const Entity& entity) { return entity.kind == kind && entity.code == code; });
-    if (found != m_entities.end()) return *found;
-    m_entities.push_back({kind, code, ratio, {}, nullptr});
-    return m_entities.back();
-}
-
-// Between the months of a base contract neither stress nets.
-void BookTree::CompleteGroups()
-{
-    std::sort(m_openContracts.begin(), m_openContracts.end(),
-              [](const OpenContract& a, const OpenContract& b) { return a.code < b.code; });
-    for (OpenContract& contract : m_openContracts) {
-        Entity& entity = m_entities[contract.entity];
-        kv7im::RiskNodeMMS& node = *contract.node;
-        const Sum& sum = Make<Sum>(std::move(contract.node), std::move(contract.parts), Sum::LossesOf{true, true});
-        entity.contracts.push_back({contract.code, contract.futures, &sum, &node});
-        if (entity.kind != MarginEntity::MCS) continue;
-        if (entity.mcs == nullptr)
-            entity.mcs = std::make_unique<kv7im::RiskNodeMCS>(node.Volatility().GetRisk().GetParameters().pointsCount,
-                                                              entity.ratio, m_level);
-        kv7im::RiskNodeMMSToMCSProxy& given =
-            node |
-            kv7im::RiskNodeMMS::PropertiesForICS{m_participant.GetInterContractSpreadMarginType(), contract.futures};
-        *entity.mcs += given;
-        entity.contracts.back().mcs = &given;
-    }
-}
-
-// What a cut of all its contracts would mark is all that the entity has.
-std::vector<std::size_t> BookTree::ItemsOf(const Entity& entity) const
-{
-    Trail trail(m_items.size());
-    for (const Contract& contract : entity.contracts)
-        contract.node->Gate(trail);
-    std::vector<std::size_t> items;
-    for (std::size_t item = 0; item < m_items.size(); ++item)
-        if (trail.IsGated(item)) items.push_back(item);
-    return items;
-}
-
-namespace {
-
-// The first of the smallest results of a row and of the stress points; the row comes first.
-struct Worst
-{
-    Worst(const kv7im::RiskRow& row, const kv7im::SpecialRiskPoints& points)
-    {
-        for (std::size_t column = 0; column < row.size(); ++column)
-            Take(row[column], column, false);
-        for (std::size_t point = 0; point < points.size(); ++point)
-            Take(points.pData()[point], point, true);
-    }
-
-    double money = 0.0; // 0: nothing loses
-    std::size_t index = 0;
-    bool isPoint = false;
-
-private:
-    void Take(double result, std::size_t at, bool point) noexcept
-    {
-        if (!(result < money)) return; // a NaN never is
-        money = result;
-        index = at;
-        isPoint = point;
-    }
-};
-
-// The outcome as far as the entity knows it.
-SideOutcome Describe(const Worst& worst, MarginSide side, double ratio)
-{
-    SideOutcome outcome;
-    outcome.side = side;
-    outcome.margin = std::abs(worst.money) * ratio;
-    outcome.isLoss = worst.money < 0.0;
-    if (!outcome.isLoss) return outcome;
-    if (worst.isPoint)
-        outcome.stressPoint = static_cast<kv7im::SpecialRiskPoints::MappingPoint>(worst.index);
-    else
-        outcome.pricePoint = worst.index;
-    return outcome;
-}
-
-void ShareAlone(const Contract& contract, MarginSide side, const Worst& worst, double ratio, Trail& trail)
-{
-    trail.Begin(contract.code);
-    trail.Contract().money = worst.money;
-    const Outline outline(contract, side);
-    if (worst.isPoint)
-        outline.SharePoint(worst.index, -ratio, trail);
-    else
-        outline.ShareRow(worst.index, -ratio, trail);
-}
-
-void ShareInMCS(const Contract& contract, MarginSide side, const Worst& worst, double ratio, Trail& trail)
-{
-    if (worst.isPoint)
-        Outline(contract, MarginSide::Volatility).SharePointOfMCS(worst.index, -ratio, trail);
-    else
-        Outline(contract, side).ShareRowOfMCS(worst.index, -ratio, trail);
-}
-
-// Beside the row of deliveries of an MCS stand the stress points of the volatility side.
-Worst WorstOf(const Entity& entity, MarginSide side)
-{
-    if (entity.mcs != nullptr)
-        return Worst(side == MarginSide::Volatility ? entity.mcs->VolatilityRow() : entity.mcs->ExpirationRow(),
-                     entity.mcs->VolatilityPoints());
-    const Outline outline(entity.contracts.front(), side);
-    return Worst(outline.Row(), outline.Points());
+    items.push_back(item);
+    return items.size() - 1;
 }
 
 } // namespace
 
-SideTrail BookTree::Explain(const Entity& entity, MarginSide side) const
+BookTree OpenTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
 {
-    const Worst worst = WorstOf(entity, side);
-    SideTrail result{Describe(worst, side, entity.ratio), Trail(m_items.size())};
-    if (!result.outcome.isLoss) return result;
-    for (const Contract& contract : entity.contracts)
-        (entity.mcs != nullptr ? ShareInMCS : ShareAlone)(contract, side, worst, entity.ratio, result.trail);
-    result.outcome.contracts = result.trail.TakeContracts();
-    return result;
+    return Builder(book, participant).Take();
 }
 
 } // namespace QuindalIM::explanation

@@ -22,16 +22,15 @@ kv7im::Risk ThreeScenarios()
 
 TEST(LossesOnlyNode, DoesNotChargeTheCentralScenarioForVolatilitiesThatMoveApart)
 {
-    const Leaf leaf(0, ThreeScenarios());
-    const LossesOnly losses(leaf, "S");
+    const Node losses = Node::LossesOf(Node::Leaf(0, ThreeScenarios()), "S");
     const double expected[] = {-7.0, -12.0, -7.0};
     for (std::size_t scenario = 0; scenario < 3; ++scenario) {
         const CellAt at{MarginSide::Volatility, Table::Volatility, scenario, 0};
         EXPECT_EQ(losses.Cell(at), expected[scenario]);
         Trail trail(1);
-        trail.Begin("BC");
+        trail.contracts.emplace_back();
         losses.ShareCell(at, -1.0, trail);
-        EXPECT_EQ(trail.MoneyOf(0), -expected[scenario]);
+        EXPECT_EQ(trail.money[0], -expected[scenario]);
         EXPECT_EQ(trail.Part("S").rateRow, 0U);
         EXPECT_EQ(trail.Part("S").mismatchRow.has_value(), scenario != 1);
     }
