@@ -179,7 +179,7 @@ void Node::ShareDelivery(std::size_t column, double factor, Trail& trail) const
         trail.money[leaf.item] += factor * CellOf(leaf.results.front().GetRisk().Expiration(), row, column);
 }
 
-// Both sides have one set of stress points.
+// A node has one set of stress points, whatever the side.
 void Node::SharePoint(std::size_t point, double factor, Trail& trail) const
 {
     if (parts.empty())

@@ -55,7 +55,10 @@ std::map<std::string, ByCode<CSpecPositionOptionsBase>> OptionsBySeries(const Cu
 
 Contract MakeContract(const CSpecFutures& futures, Node node, const kv7im::RiskNodeBase& engine)
 {
-    return {&futures, std::move(node), engine.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive)};
+    const auto collapsed = engine.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive);
+    Contract contract{&futures, std::move(node), collapsed, collapsed};
+    contract.final.ApplyCorrection(*futures.BaseContract);
+    return contract;
 }
 
 std::int64_t ContractsOf(const OrdersMap& orders)

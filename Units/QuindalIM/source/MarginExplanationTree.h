@@ -22,6 +22,7 @@ struct Contract
     const kv7im::CSpecFutures* futures;            // of those held the one that expires first: the price axis
     Node node;                                     // that a cell is shared out by
     kv7im::RolledUpRiskNode collapsed;             // the rows of the node, before correction and curvature
+    kv7im::RolledUpRiskNode final;                 // and as its margin is read from them
     std::optional<kv7im::LastAdditionToMCS> mcs{}; // what its MCS has taken of it
 };
 

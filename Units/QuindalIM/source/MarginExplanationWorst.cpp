@@ -27,94 +27,70 @@ const RiskRow& RowOf(const kv7im::RolledUpRiskNode& node, MarginSide side) noexc
     return side == MarginSide::Volatility ? node.Volatility() : node.Expiration();
 }
 
-// One side of a contract: its results collapsed, corrected and bent, as its margin is read from them.
-class Outline
+const SpecialRiskPoints& PointsOf(const kv7im::RolledUpRiskNode& node, MarginSide side) noexcept
 {
-public:
-    Outline(const Contract& contract, MarginSide side) : m_contract(contract), m_side(side), m_final(contract.collapsed)
-    {
-        m_final.ApplyCorrection(BaseContract());
-    }
-
-    [[nodiscard]] const RiskRow& Row() const noexcept { return RowOf(m_final, m_side); }
-    [[nodiscard]] const SpecialRiskPoints& Points() const noexcept
-    {
-        return m_side == MarginSide::Volatility ? m_final.VolatilityPoints() : m_final.ExpirationPoints();
-    }
-    /// Share a result out and describe it in the outcome of the contract, but for the money.
-    void ShareRow(std::size_t column, double factor, Trail& trail) const;
-    void SharePoint(std::size_t point, double factor, Trail& trail) const;
-
-private:
-    [[nodiscard]] const kv7im::CSpecBaseContract& BaseContract() const noexcept
-    {
-        return *m_contract.futures->BaseContract;
-    }
-    [[nodiscard]] double ShareCurvature(double result, double factor, Trail& trail) const;
-    void ShareCell(std::size_t column, double factor, Trail& trail) const;
-
-    const Contract& m_contract;
-    MarginSide m_side;
-    kv7im::RolledUpRiskNode m_final;
-};
+    return side == MarginSide::Volatility ? node.VolatilityPoints() : node.ExpirationPoints();
+}
 
 // Shares out what the curvature adds to a result; the factor of the result itself comes back.
 // v - |N + v| c is (1 - c) v - c N where N + v is positive, (1 + c) v + c N where it is negative.
-double Outline::ShareCurvature(double result, double factor, Trail& trail) const
+double ShareCurvature(const Contract& contract, double result, double factor, Trail& trail)
 {
-    const double radius = BaseContract().CalculateRiskCoefficient();
-    const double sum = m_final.GetNOVj() + result;
+    const double radius = contract.futures->BaseContract->CalculateRiskCoefficient();
+    const double sum = contract.collapsed.GetNOVj() + result;
     if (!(radius > 0.0) || sum == 0.0) return factor;
     const double bend = std::copysign(radius, sum);
-    m_contract.node.ShareOptionValue(-bend * factor, trail);
+    contract.node.ShareOptionValue(-bend * factor, trail);
     return factor * (1.0 - bend);
 }
 
 // Where both sides lose the same it is no delivery that decides.
-void Outline::ShareCell(std::size_t column, double factor, Trail& trail) const
+void ShareCell(const Contract& contract, MarginSide side, std::size_t column, double factor, Trail& trail)
 {
-    const kv7im::RolledUpRiskNode& collapsed = m_contract.collapsed;
     ContractOutcome& outcome = trail.contracts.back();
     outcome.pricePoint = column;
-    outcome.price = m_contract.futures->CalculatePointX(column, collapsed.GetRiskLevel());
-    outcome.isDelivery = RowOf(collapsed, m_side)[column] < collapsed.Volatility()[column];
+    outcome.price = contract.futures->CalculatePointX(column, contract.collapsed.GetRiskLevel());
+    outcome.isDelivery = RowOf(contract.collapsed, side)[column] < contract.collapsed.Volatility()[column];
 
-    const MarginSide side = outcome.isDelivery ? MarginSide::Delivery : MarginSide::Volatility;
-    const Node& node = m_contract.node;
-    const CellAt worst = node.WorstCell(side, Table::Volatility, column);
+    const MarginSide decisive = outcome.isDelivery ? MarginSide::Delivery : MarginSide::Volatility;
+    const Node& node = contract.node;
+    const CellAt worst = node.WorstCell(decisive, Table::Volatility, column);
     outcome.cell = node.Cell(worst);
-    if (!outcome.isDelivery || RowsDiffer(node.Cells(side, Table::Volatility), column)) outcome.scenario = worst.row;
+    if (!outcome.isDelivery || RowsDiffer(node.Cells(decisive, Table::Volatility), column))
+        outcome.scenario = worst.row;
     node.ShareCell(worst, factor, trail);
-    outcome.rateRow = node.ShareStress(side, Table::InterestRate, column, factor, trail);
-    outcome.mismatchRow = node.ShareStress(side, Table::Mismatch, column, factor, trail);
+    outcome.rateRow = node.ShareStress(decisive, Table::InterestRate, column, factor, trail);
+    outcome.mismatchRow = node.ShareStress(decisive, Table::Mismatch, column, factor, trail);
 }
 
-void Outline::ShareRow(std::size_t column, double factor, Trail& trail) const
+void ShareRow(const Contract& contract, MarginSide side, std::size_t column, double factor, Trail& trail)
 {
     trail.contracts.back().kind = ContractOutcome::Kind::PricePoint;
-    ShareCell(column, ShareCurvature(RowOf(m_contract.collapsed, m_side)[column], factor, trail), trail);
+    const double own = ShareCurvature(contract, RowOf(contract.collapsed, side)[column], factor, trail);
+    ShareCell(contract, side, column, own, trail);
 }
 
 // A point that is lifted is told by its bits. Its floor is shared out in proportion to what each has at the edge;
 // beyond the first concentration limit that is an average and not the slope. An edge of 0 implies no loss at all.
-void Outline::SharePoint(std::size_t point, double factor, Trail& trail) const
+void SharePoint(const Contract& contract, MarginSide side, std::size_t point, double factor, Trail& trail)
 {
     ContractOutcome& outcome = trail.contracts.back();
     outcome.stressPoint = static_cast<MappingPoint>(point);
-    const RiskRow& row = RowOf(m_contract.collapsed, m_side);
-    const SpecialRiskPoints& points = m_contract.collapsed.VolatilityPoints(); // of both sides
+    const RiskRow& row = RowOf(contract.collapsed, side);
+    const SpecialRiskPoints& points = PointsOf(contract.collapsed, side);
     const double corrected =
-        points.GetCorrectedSpecialRiskPoints(row, BaseContract(), m_final.GetRiskLevel()).pData()[point];
-    const double own = ShareCurvature(corrected, factor, trail);
+        points.GetCorrectedSpecialRiskPoints(row, *contract.futures->BaseContract, contract.collapsed.GetRiskLevel())
+            .pData()[point];
+    const double own = ShareCurvature(contract, corrected, factor, trail);
     if (corrected == points.pData()[point]) {
         outcome.kind = ContractOutcome::Kind::StressPoint;
-        m_contract.node.SharePoint(point, own, trail);
+        contract.node.SharePoint(point, own, trail);
         return;
     }
     outcome.kind = ContractOutcome::Kind::EdgeFloor;
     const bool isAbove = point == MappingPoint::PnL2U || point == MappingPoint::PnL3U;
     const std::size_t edge = isAbove ? row.size() - 1 : 0;
-    if (row[edge] != 0.0) ShareCell(edge, own * (corrected / row[edge]), trail);
+    if (row[edge] != 0.0) ShareCell(contract, side, edge, own * (corrected / row[edge]), trail);
 }
 
 // The first of the smallest results of a row and of the stress points; the row comes first.
@@ -142,71 +118,68 @@ private:
     }
 };
 
-void ShareAlone(const Outline& outline, const Worst& worst, double factor, Trail& trail)
+// What a margin has taken of a contract, and which of its results that is: at a price point, at a stress point, or
+// none.
+struct Taken
 {
-    trail.contracts.back().money = worst.money;
-    if (worst.isPoint)
-        outline.SharePoint(worst.index, factor, trail);
-    else
-        outline.ShareRow(worst.index, factor, trail);
-}
-
-// The result that an MCS has taken of a contract: at a price point, at a stress point, or none.
-struct Source
-{
-    std::optional<std::size_t> column;
-    std::optional<std::size_t> point;
+    double money;
+    std::optional<std::size_t> column{};
+    std::optional<std::size_t> point{};
+    bool lossesOnly = false;
 };
 
-// Under a window the first of the results nearby that is the one taken; else one of the stress points that fold into
-// the ends of the row.
-Source SourceOfRow(const Outline& outline, std::size_t column, std::size_t window, double taken)
-{
-    const std::size_t last = std::min(column + window, outline.Row().size() - 1);
-    for (std::size_t nearby = column - std::min(column, window); nearby <= last; ++nearby)
-        if (outline.Row()[nearby] == taken) return {nearby, std::nullopt};
-    for (const auto point : {MappingPoint::PnL3D, MappingPoint::PnL2D, MappingPoint::PnL3U, MappingPoint::PnL2U})
-        if (outline.Points().pData()[point] == taken) return {std::nullopt, point};
-    return {};
-}
-
-// Under a window the tails take the charges where these are worse, and nothing else is taken.
-Source SourceOfPoint(const SpecialRiskPoints& points, std::size_t point)
-{
-    const auto tail = [&](std::size_t charge) -> Source {
-        return {std::nullopt, points.pData()[point] < points.pData()[charge] ? point : charge};
-    };
-    if (point == MappingPoint::ZL) return tail(MappingPoint::DownRisk);
-    if (point == MappingPoint::ZR) return tail(MappingPoint::UpRisk);
-    return {};
-}
-
-// Beside the row of deliveries stand the stress points of the volatility side.
-void ShareInMCS(const Contract& contract, MarginSide side, const Worst& worst, double factor, Trail& trail)
+// Under a window an MCS takes the first of the worst results nearby, or one of the stress points that fold into the
+// ends of the row.
+Taken TakenAtPricePoint(const Contract& contract, MarginSide side, std::size_t column)
 {
     const kv7im::LastAdditionToMCS& mcs = *contract.mcs;
-    const Outline outline(contract, worst.isPoint ? MarginSide::Volatility : side);
-    const RiskRow& row = side == MarginSide::Volatility ? mcs.cachedCollapsedRiskRowVolatilityMMS
-                                                        : mcs.cachedCollapsedRiskRowExpirationMMS;
-    const double taken = worst.isPoint ? mcs.cachedLastAdditionVolatility.pData()[worst.index] : row[worst.index];
-    const std::optional<unsigned int> window = mcs.nettingPropertiesICS;
-    Source source;
-    if (worst.isPoint)
-        source = window ? SourceOfPoint(outline.Points(), worst.index) : Source{std::nullopt, worst.index};
-    else
-        source = window ? SourceOfRow(outline, worst.index, *window, taken) : Source{worst.index, std::nullopt};
+    const double money = (side == MarginSide::Volatility ? mcs.cachedCollapsedRiskRowVolatilityMMS
+                                                         : mcs.cachedCollapsedRiskRowExpirationMMS)[column];
+    if (!mcs.nettingPropertiesICS) return {money, column, {}, true};
+    const std::size_t window = *mcs.nettingPropertiesICS;
+    const RiskRow& row = RowOf(contract.final, side);
+    for (std::size_t nearby = column - std::min(column, window); nearby < std::min(column + window + 1, row.size());
+         ++nearby)
+        if (row[nearby] == money) return {money, nearby};
+    for (const auto point : {MappingPoint::PnL3D, MappingPoint::PnL2D, MappingPoint::PnL3U, MappingPoint::PnL2U})
+        if (PointsOf(contract.final, side).pData()[point] == money) return {money, {}, point};
+    return {money};
+}
 
+// Under a window the tails take the charges where these are worse, and no other point is taken.
+Taken TakenAtStressPoint(const Contract& contract, std::size_t point)
+{
+    const double money = contract.mcs->cachedLastAdditionVolatility.pData()[point];
+    if (!contract.mcs->nettingPropertiesICS) return {money, {}, point, true};
+    if (point != MappingPoint::ZL && point != MappingPoint::ZR) return {money};
+    const std::size_t charge = point == MappingPoint::ZL ? MappingPoint::DownRisk : MappingPoint::UpRisk;
+    const double* const points = contract.final.VolatilityPoints().pData();
+    return {money, {}, points[point] < points[charge] ? point : charge, true};
+}
+
+// Beside the row of deliveries of an MCS stand the stress points of the volatility side.
+Taken TakenOf(const Contract& contract, MarginSide side, const Worst& worst)
+{
+    if (contract.mcs)
+        return worst.isPoint ? TakenAtStressPoint(contract, worst.index)
+                             : TakenAtPricePoint(contract, side, worst.index);
+    return worst.isPoint ? Taken{worst.money, {}, worst.index} : Taken{worst.money, worst.index};
+}
+
+void Share(const Contract& contract, MarginSide side, const Taken& taken, double factor, Trail& trail)
+{
     ContractOutcome& outcome = trail.contracts.back();
-    outcome.money = taken;
-    if (!source.column && !source.point) return;
-    const double result = source.column ? outline.Row()[*source.column] : outline.Points().pData()[*source.point];
-    if (const bool lossesOnly = worst.isPoint || !window; lossesOnly && result >= 0.0) {
+    outcome.money = taken.money;
+    if (!taken.column && !taken.point) return;
+    const double result = taken.column ? RowOf(contract.final, side)[*taken.column]
+                                       : PointsOf(contract.final, side).pData()[*taken.point];
+    if (taken.lossesOnly && result >= 0.0) {
         outcome.isCut = result > 0.0;
         if (outcome.isCut) contract.node.Gate(trail);
-    } else if (source.column) {
-        outline.ShareRow(*source.column, factor, trail);
+    } else if (taken.column) {
+        ShareRow(contract, side, *taken.column, factor, trail);
     } else {
-        outline.SharePoint(*source.point, factor, trail);
+        SharePoint(contract, side, *taken.point, factor, trail);
     }
 }
 
@@ -215,8 +188,8 @@ Worst WorstOf(const Entity& entity, MarginSide side)
     if (entity.mcs)
         return {side == MarginSide::Volatility ? entity.mcs->VolatilityRow() : entity.mcs->ExpirationRow(),
                 entity.mcs->VolatilityPoints()};
-    const Outline outline(entity.contracts.begin()->second, side);
-    return {outline.Row(), outline.Points()};
+    const kv7im::RolledUpRiskNode& results = entity.contracts.begin()->second.final;
+    return {RowOf(results, side), PointsOf(results, side)};
 }
 
 } // namespace
@@ -235,10 +208,8 @@ SideOutcome ExplainWorst(const Entity& entity, MarginSide side, Trail& trail)
         outcome.pricePoint = worst.index;
     for (const auto& [code, contract] : entity.contracts) {
         trail.contracts.emplace_back().code = code;
-        if (entity.mcs)
-            ShareInMCS(contract, side, worst, -entity.ratio, trail);
-        else
-            ShareAlone(Outline(contract, side), worst, -entity.ratio, trail);
+        const MarginSide shared = entity.mcs && worst.isPoint ? MarginSide::Volatility : side;
+        Share(contract, shared, TakenOf(contract, side, worst), -entity.ratio, trail);
     }
     outcome.contracts = std::move(trail.contracts);
     return outcome;
