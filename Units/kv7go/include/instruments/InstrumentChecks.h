@@ -289,7 +289,7 @@ template <class Parameters, class Owner, class Enum, std::size_t Size>
             .refusal = refusal};
 }
 
-/// A check that refuses a value outside the list; a null assertion is made from the list.
+/// A check that sets a value outside the list to its default; a null assertion is made from the list.
 template <class Parameters, class Owner, class Enum, std::size_t Size>
 [[nodiscard]] constexpr Membership<Parameters, Enum>
 CorrectUnlessIn(const std::array<Enum, Size>& possibleValues, const char* assertion, const char* name,

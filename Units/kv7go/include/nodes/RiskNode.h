@@ -69,7 +69,7 @@ public:
     [[nodiscard]] double GetBrokerBaseContractGORatio() const noexcept { return brokerBaseContractGORatio; }
     [[nodiscard]] Enums::ClientRiskLevel GetLevel() const noexcept { return level; }
 
-    void ZeroMarginValue() noexcept; ///< Both margins to 0; the risks stay.
+    void ZeroMarginValue() noexcept; ///< Volatility and delivery margin to 0; the risks stay.
     void AddNOVi(double value) noexcept { NOVj += value; }
     void AddCumulativePerformance(double value) noexcept { m_totalCumulativePerformance += value; }
 

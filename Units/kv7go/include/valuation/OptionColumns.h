@@ -1,8 +1,8 @@
 // OptionColumns: what the options of one series share in their valuation over the price columns of one risk level.
 //
-// Of all that a theoretical value is made from only the strike and the volatility differ between the options of a
-// series. The underlying's price at a column, its discounted form and the stressed inputs of the rate rows are worked
-// out once, at the first valuation of any option, and read by all others.
+// Only two inputs of a theoretical value differ between the options of a series: the strike and the volatility. The
+// underlying's price at a column, its discounted form and the stressed inputs of the rate rows are worked out once, at
+// the first valuation of any option, and read by all others.
 //
 // Columns:   blocks of four, in the order of the series' grid. Lanes past the last column hold NaN.
 // Numbers:   prices after MakeDiscountPoint; rates are shares per year. Everything here has the bits that the formulas
