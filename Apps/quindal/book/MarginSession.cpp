@@ -30,7 +30,7 @@ void Check(std::int32_t code, const char* call, const std::string& where = {})
     if (code != 0) throw CallError(where, call, code);
 }
 
-/// Whether a code tells of the router, the login or the server, and not of what was asked.
+/// True for a code of the router, the login or the server, as against one of the request.
 bool IsOfTheLink(std::int32_t code)
 {
     static constexpr std::array<std::uint32_t, 8> codes{
@@ -48,7 +48,7 @@ std::string TextOf(const std::string& where, const std::string& call, std::int32
            GetErrorCodeDescription(code) + (reason.empty() ? "" : " (" + reason + ")");
 }
 
-/// What the library says of a failed download: the link gave way, or the document was none to be taken.
+/// True when the library's text on a failed download tells of the link; false when the document could not be taken.
 bool IsLinkTrouble(const std::string& text)
 {
     static constexpr std::array<std::string_view, 6> begins{
@@ -63,7 +63,8 @@ bool Has(const std::string& logged, Z9ERR code)
     return logged.find("(" + std::to_string(code) + ":") != std::string::npos;
 }
 
-/// Says what of a login failed. The last error of the link is of its farewell by then; its log has the one before.
+/// Text on the part of a login that failed. The last error of the link is that of its farewell by then; its log has the
+/// one before.
 std::string LoginReason(std::int32_t code, const std::string& user, const std::vector<LogLine>& log)
 {
     std::string logged;

@@ -108,7 +108,7 @@ std::string TextOf(const SideOutcome& side)
     return "price point " + std::to_string(*side.pricePoint);
 }
 
-// The edge that it goes by, its stresses and its parts, in lines of their own.
+// Adds the edge that a contract goes by, its stresses and its parts, in lines of their own.
 void AddDetails(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
 {
     const auto add = [&](const std::string& detail) {
@@ -172,7 +172,7 @@ std::vector<Cells> WorstCells(const MarginExplanation& explanation)
     return rows;
 }
 
-/// What the words in the worst cells mean.
+/// Prints the meanings of the words in the worst cells.
 void WriteMeanings(std::ostream& out, const std::vector<Cells>& worstCells)
 {
     const auto occurs = [&](std::string_view text) {
@@ -239,7 +239,7 @@ void PutStresses(ordered_json& object, const std::optional<std::size_t>& rateRow
     if (mismatchRow) object["mismatch"] = Of(DirectionNames, *mismatchRow);
 }
 
-// Named before the arrays are made of them.
+// Declared before the arrays that are made of it.
 ordered_json Json(const PartOutcome& part);
 ordered_json Json(const ContractOutcome& contract);
 ordered_json Json(const SideOutcome& side);
