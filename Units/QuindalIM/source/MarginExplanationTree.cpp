@@ -305,7 +305,7 @@ struct Worst
     {
         for (std::size_t column = 0; column < columns; ++column)
             Take(rowAt(column), column, false);
-        for (std::size_t point = 0; point < kv7im::SpecialRiskPoints::MappingSize; ++point)
+        for (std::size_t point = 0; point < kv7im::stress::MappingSize; ++point)
             Take(pointAt(point), point, true);
     }
 

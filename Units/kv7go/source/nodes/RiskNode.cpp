@@ -80,6 +80,7 @@ void SubtractionRiskToMMS(Risk& target, const Risk& source)
 // take their charges and stay up to the ceiling, nothing else stays.
 void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points, double ceiling)
 {
+    static_assert(stress::Points.size() == 8, "each stress point is folded into an end of the row or into its tail");
     if (row.size() != 0) {
         double* const cells = CellsOf(row);
         cells[0] = Min(Min(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
