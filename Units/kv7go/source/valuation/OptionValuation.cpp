@@ -187,6 +187,7 @@ void GridValuation<Calculator>::ValueSpecialPoints(Enums::ClientRiskLevel level,
     special.SetUpRisk(option.isPut() ? 0.0 : option.GetShortSellingValueUp(level));
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each calculator is instantiated");
 template class OptionValuation<points::BlackScholesCalculator>;
 template class OptionValuation<points::BachelierCalculator>;
 template class OptionValuation<points::BachelierCalculatorForCommodity>;
