@@ -10,11 +10,14 @@ namespace QuindalIM::explanation {
 namespace {
 
 using kv7im::SpecialRiskPoints;
-using MappingPoint = SpecialRiskPoints::MappingPoint;
+using kv7im::stress::CountOf;
+using kv7im::stress::Kind;
+using kv7im::stress::MappingPoint;
+using kv7im::stress::Side;
 
-bool IsAboveTheMarket(std::size_t point) noexcept
+bool IsStepAboveTheMarket(std::size_t point) noexcept
 {
-    return point == MappingPoint::PnL2U || point == MappingPoint::PnL3U;
+    return kv7im::stress::Points[point].kind == Kind::Step && kv7im::stress::Points[point].side == Side::Above;
 }
 
 // Stress points no worse than the edges of the row imply, by the rule of the engine, so that a point that is lifted is
@@ -114,7 +117,7 @@ void Outline::SharePoint(std::size_t point, double factor, Trail& trail) const
     // The floor is shared out in proportion to what each has at the edge; beyond the first concentration limit that is
     // an average and not the slope. An edge of 0 implies no loss at all.
     outcome.kind = ContractOutcome::Kind::EdgeFloor;
-    const std::size_t edge = IsAboveTheMarket(point) ? m_collapsed.size() - 1 : 0;
+    const std::size_t edge = IsStepAboveTheMarket(point) ? m_collapsed.size() - 1 : 0;
     if (m_collapsed[edge] != 0.0) ShareCell(edge, own * (corrected / m_collapsed[edge]), trail);
 }
 
@@ -137,6 +140,7 @@ GroupMember::Source GroupMember::SourceOfRow(std::size_t column) const
         const std::size_t point = points[a] < points[b] ? a : b;
         if (points[point] < ResultOf(source)) source = {Source::Kind::Point, point, false};
     };
+    static_assert(CountOf(Kind::Step) == 4, "each stress step is folded into an end of the row");
     if (column == 0) fold(MappingPoint::PnL2D, MappingPoint::PnL3D);
     if (column == row.size() - 1) fold(MappingPoint::PnL2U, MappingPoint::PnL3U);
     return source;
@@ -149,6 +153,7 @@ GroupMember::Source GroupMember::SourceOfPoint(std::size_t point) const
     const auto tail = [&](std::size_t far, std::size_t charge) -> Source {
         return {Source::Kind::Point, points[far] < points[charge] ? far : charge, true};
     };
+    static_assert(CountOf(Kind::Tail) == 2 && CountOf(Kind::Charge) == 2, "each tail takes its charge");
     if (point == MappingPoint::ZL) return tail(MappingPoint::ZL, MappingPoint::DownRisk);
     if (point == MappingPoint::ZR) return tail(MappingPoint::ZR, MappingPoint::UpRisk);
     return {};

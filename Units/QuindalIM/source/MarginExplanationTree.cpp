@@ -5,9 +5,9 @@
 #include <map>
 #include <tuple>
 
+#include "WrappingArithmetic.h"
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/SpecOption.h"
 
 namespace QuindalIM::explanation {
@@ -111,10 +111,10 @@ std::size_t BookTree::OrdersItem(const std::string& code, Isin isin, const CSpec
     item.instrument = code;
     item.isin = isin;
     item.kind = MarginShare::Kind::Orders;
-    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
+    // Whatever the sum, it is no reason to fail.
     for (const auto& [key, info] : position.GetOrders())
-        item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
-                                               : WrappingAdd(item.quantity, info.deltaQuantity);
+        item.quantity = info.deltaQuantity < 0 ? kv7base::WrappingSub(item.quantity, info.deltaQuantity)
+                                               : kv7base::WrappingAdd(item.quantity, info.deltaQuantity);
     m_items.push_back(item);
     return m_items.size() - 1;
 }
@@ -305,7 +305,7 @@ struct Worst
     {
         for (std::size_t column = 0; column < columns; ++column)
             Take(rowAt(column), column, false);
-        for (std::size_t point = 0; point < kv7im::SpecialRiskPoints::MappingSize; ++point)
+        for (std::size_t point = 0; point < kv7im::stress::MappingSize; ++point)
             Take(pointAt(point), point, true);
     }
 
