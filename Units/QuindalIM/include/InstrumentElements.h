@@ -1,4 +1,4 @@
-// InstrumentElements: from the server's instrument document into the calculator, element by element.
+// InstrumentElements: the way of the server's instrument document into the calculator, element by element.
 #pragma once
 
 #include <pugixml.hpp>

@@ -25,7 +25,7 @@ private:
     std::array<char, sizeof(t_settlement_account)> m_text{};
 };
 
-/// Whether an array over risk levels has such a level.
+/// True for one of the five risk levels, which index the arrays over levels.
 [[nodiscard]] inline bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
 {
     const auto& levels = Enums::PossibleClientRiskLevelValues;

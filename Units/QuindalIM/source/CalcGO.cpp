@@ -26,7 +26,7 @@ using kv7im::AccessByStatus;
     return std::popcount(static_cast<std::uint32_t>(riskType) >> 1U) <= 1;
 }
 
-/// What an operation is asked for: the type, the texts, the array, and by its sizes on entry the kind of the call.
+/// What an operation is asked for: the type, the texts and the array; its sizes on entry tell the kind of the call.
 struct Request
 {
     eChooseRiskType riskType;
@@ -42,14 +42,15 @@ struct Request
     }
 };
 
-/// The book that the client's margin is made of: without premium-style options where they stay out of the margin.
+/// The book that the client's margin is made of: the one without premium-style options where they stay out of the
+/// margin.
 [[nodiscard]] const kv7im::Portfolio& MarginBookOf(const BraskClient& client) noexcept
 {
     return client.IsNotUseNOV() ? client.GetPortfolioWithoutEquityOptions() : client.GetPortfolio();
 }
 
-/// The course of every operation: the checks, then `find`, which gives a code and fills in the result, and a copy of
-/// the whole of it, whatever the sizes were on entry.
+/// The course of every operation: the checks, then `find`, which returns a code and fills in the result, then a copy of
+/// the whole result, whatever the sizes were on entry.
 template <class Find>
 [[nodiscard]] std::int32_t Answer(const Request& request, const Find& find)
 {
@@ -173,7 +174,7 @@ std::int32_t CCalcGO::GetSettlementAccountRisksArray(eChooseRiskType riskType, c
     });
 }
 
-// The final operations ask with a scenario count of their own, so that the points alone make a copying call.
+// The final operations pass a scenario count of their own, so that the points alone make a copying call.
 
 std::int32_t CCalcGO::GetClientRiskFinalRiskArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
                                                   double* arr, std::size_t& pointsNum, _ExtraRisksInfo& xInfo) const

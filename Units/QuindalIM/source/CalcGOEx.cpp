@@ -18,8 +18,8 @@ namespace QuindalIM {
 
 namespace {
 
-// An instrument stands in the accounting dictionary first. When the repository has no memory for it, it goes out again:
-// the containers are as they were. A refusal by code leaves it there.
+// Takes an instrument out of the accounting dictionary again when the repository has no memory for it, so that the
+// containers are as they were. It was entered there first; a refusal by code leaves it there.
 template <class Insert, class TakeBack>
 [[nodiscard]] Z9ERR OrTakeBack(const Insert& insert, const TakeBack& takeBack)
 {
@@ -31,8 +31,8 @@ template <class Insert, class TakeBack>
     }
 }
 
-// Room for one more entry, so that entering it needs no memory. In large steps: a map that is asked for exactly what it
-// needs is made anew each time. An empty one shows one bucket and has none.
+// Makes room for one more entry, so that entering it needs no memory. The room grows in large steps: a map that is
+// asked for exactly what it needs is rebuilt each time. An empty map shows one bucket and has none.
 template <class Map>
 void MakeRoomForOne(Map& map)
 {
@@ -171,7 +171,7 @@ Z9ERR CCalcGOEx::InsertOption(const char* OptionCode, const char* OptionSeriesCo
     std::list<std::string> entry{OptionCode};
     const std::int32_t isin = GetIsin(entry.front());
 
-    // What the accounting keeps as the price of an option is its strike; no figure of the boundary comes of it.
+    // The accounting keeps the strike as the price of an option; no figure of the boundary is made of it.
     posCalcInstruments_.InsertOption(entry.front(), OptionSeriesCode, isin, OptionType, t_bprice(Strike));
     const Z9ERR result = OrTakeBack(
         [&] {
@@ -291,7 +291,7 @@ std::int32_t CCalcGOEx::GetIsin(const std::string& code)
     try {
         m_Isin_Code_uMap.emplace(m_Isin, code);
     } catch (...) {
-        m_Code_Isin_uMap.erase(entry); // its isin would be given to the next new code as well
+        m_Code_Isin_uMap.erase(entry); // otherwise the next new code would get its isin too
         throw;
     }
     return m_Isin++;

@@ -1,6 +1,5 @@
-// EntryValues: the many values of an entry as data, one line each, where a function hands over more of them than can be
-// told one by one: each name goes to the trace, to the check of pointers and to the field with the value that is its
-// own.
+// EntryValues: the values of an entry as data, one line each, for functions that pass many of them. Each line ties a
+// value's name in the trace, its pointer check and its field together.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +12,7 @@
 
 namespace QuindalIM {
 
-/// A value that comes in: its name, and the field that takes it. Flags come as integers, true when not 0.
+/// A value that comes in: its name and the field that takes it. A flag comes as an integer, true when not 0.
 template <class T, class Entry, class Field>
 struct InputOf
 {
@@ -24,7 +23,7 @@ struct InputOf
 template <class T, class Entry, class Field>
 InputOf(const char*, T, Field Entry::*) -> InputOf<T, Entry, Field>;
 
-/// Records the values as they came.
+/// Records the values as the caller gave them.
 template <class... Inputs>
 void AddAll(ParamsBuilder params, const std::tuple<Inputs...>& inputs)
 {
@@ -42,8 +41,7 @@ void AssignAll(Entry& entry, const std::tuple<Inputs...>& inputs) noexcept
     std::apply([&assign](const auto&... input) { (assign(input), ...); }, inputs);
 }
 
-/// A value that goes out: its name, where the caller wants it, and what of the entry it is, a field or a function of
-/// the entry.
+/// A value that goes out: its name, the caller's pointer, and the field or function of the entry that gives it.
 template <class T, class Read>
 struct OutputOf
 {

@@ -285,7 +285,7 @@ void InsertOption(CCalcGOEx& calculator, pugi::xml_node element)
 [[nodiscard]] SMultilegDictionaryStruct ReadMultileg(pugi::xml_node element, std::string& codeLeg)
 {
     SMultilegDictionaryStruct record;
-    record.Isin = Number<int>(element, "Isin"); // the server's, as IsinLeg is
+    record.Isin = Number<int>(element, "Isin"); // the server's isin, like IsinLeg
     record.IsinLeg = Number<int>(element, "IsinLeg");
     record.LegOrderNum = Number<signed char>(element, "LegOrderNum");
     record.LegsQuantity = Number<int>(element, "LegsQuantity");
@@ -294,8 +294,8 @@ void InsertOption(CCalcGOEx& calculator, pugi::xml_node element)
     return record;
 }
 
-/// One leg; it waits until all instruments are in. A leg that is no futures of this reply is left out: the others are
-/// of use without it.
+/// Keeps one leg until all instruments are in. A leg that is no futures of this reply is left out: the others are of
+/// use without it.
 void PreloadMultileg(CCalcGOEx& calculator, pugi::xml_node element)
 {
     std::string codeLeg;
@@ -310,7 +310,7 @@ void PreloadMultileg(CCalcGOEx& calculator, pugi::xml_node element)
     calculator.PreloadMultileg(record);
 }
 
-/// The multilegs whose legs have all come, each with its row in the table.
+/// Inserts the multilegs whose legs have all come, each with its row in the table.
 void InsertMultilegs(CCalcGOEx& calculator)
 {
     calculator.ValidateAndInsertMultilegs();

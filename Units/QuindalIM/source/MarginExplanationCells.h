@@ -52,7 +52,7 @@ public:
     }
     /// First row of the smallest number in a column. NaN is passed over; without any number 0.
     [[nodiscard]] std::size_t WorstRow(std::size_t column) const noexcept;
-    /// That number; 0.0 without any.
+    /// The smallest number in a column, NaN passed over; 0.0 without any.
     [[nodiscard]] double Worst(std::size_t column) const noexcept;
 
 private:

@@ -1,6 +1,6 @@
-// The results of one base contract, or of a futures or series standing alone, collapsed, corrected and bent by the
-// curvature of its currency: one a price point and one a stress point, as its entity reads them. And the same as it
-// enters an MCS.
+// The results of one base contract, or of a futures or series standing alone, as its entity reads them: collapsed,
+// corrected and bent by the curvature of its currency, one a price point and one a stress point. GroupMember gives them
+// as they enter an MCS.
 //
 // Numbers:      money, a loss is negative; a row has the columns of the price grid.
 #pragma once
@@ -44,15 +44,16 @@ public:
         return m_points;
     }
 
-    /// Share a result out and describe it in the outcome of the contract, but for the money.
+    /// Shares out the result at a price point and describes it in the outcome of the contract, except for its money.
     void ShareRow(std::size_t column, double factor, Trail& trail) const;
+    /// Shares out the result at a stress point and describes it in the outcome of the contract, except for its money.
     void SharePoint(std::size_t point, double factor, Trail& trail) const;
 
     void Gate(Trail& trail) const { m_contract.volatility->Gate(trail); }
 
 private:
     [[nodiscard]] bool IsDelivery(std::size_t column) const noexcept;
-    /// Shares out what the curvature adds to a result; the factor of the result itself comes back.
+    /// Shares out the part of a result that the curvature adds; returns the factor of the result itself.
     [[nodiscard]] double ShareCurvature(double result, double factor, Trail& trail) const;
     void ShareCell(std::size_t column, double factor, Trail& trail) const;
 
@@ -78,7 +79,7 @@ public:
     [[nodiscard]] std::size_t Size() const noexcept { return m_outline.Row().size(); }
     [[nodiscard]] double RowAt(std::size_t column) const { return ValueOf(SourceOfRow(column)); }
     [[nodiscard]] double PointAt(std::size_t point) const { return ValueOf(SourceOfPoint(point)); }
-    /// Share a result out, begin and complete the outcome of the contract.
+    /// Shares out the addition at a price point; begins and completes the outcome of the contract.
     void ShareRow(std::size_t column, double factor, Trail& trail) const { Share(SourceOfRow(column), factor, trail); }
     void SharePoint(std::size_t point, double factor, Trail& trail) const
     {

@@ -44,9 +44,9 @@ public:
     BookTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant);
 
     [[nodiscard]] const std::vector<Entity>& Entities() const noexcept { return m_entities; } // by kind and code
-    /// What the shares are of: everything but the money and the entity is filled in.
+    /// The positions and sets of orders that the shares belong to, filled in except for money and entity.
     [[nodiscard]] const std::vector<MarginShare>& Items() const noexcept { return m_items; }
-    /// Indices of those that belong to an entity.
+    /// Indices of the items that belong to an entity.
     [[nodiscard]] std::vector<std::size_t> ItemsOf(const Entity& entity) const;
     [[nodiscard]] Enums::ClientRiskLevel Level() const { return m_level; }
 

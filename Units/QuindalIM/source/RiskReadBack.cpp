@@ -31,7 +31,7 @@ using kv7im::SpecialRiskPoints;
 }
 [[nodiscard]] bool IsOfExpiration(eChooseRiskType riskType) noexcept { return Has(riskType, ExpirationRiskNode); }
 
-/// One side of what is kept as rows.
+/// One side of a node that is kept as rows.
 struct RowAndPoints
 {
     const kv7im::avxarray& row;
@@ -73,7 +73,7 @@ std::vector<double> CCalcGO::ToVector(const kv7im::avxarray& row, std::size_t& p
     return cells;
 }
 
-// The length is that of the last row: a matrix without rows says nothing of it.
+// The length is that of the last row; a matrix without rows does not tell one.
 std::vector<double> CCalcGO::ToVector(const kv7im::RiskMatrix& matrix, std::size_t& pointsNum, std::size_t& scenarioNum)
 {
     scenarioNum = matrix.RowsCount();
@@ -133,7 +133,7 @@ std::vector<double> CCalcGO::ToVector(const ParticipantBase* participant, const 
         return ToVector(side.row, side.points, pointsNum, scenarioNum, xInfo);
     };
 
-    // What came from below, which is all that such a participant has a margin of.
+    // The rolled-up entry from below, which is all that the margin of such a participant is made of.
     if (participant->GetMarginRule() == Enums::MarginRule::HalfNetting) {
         const kv7im::RolledUpRiskNode* const entry = book.GetHalfNettingRisksByCode(instrument);
         if (entry != nullptr) return fromStored(*entry);

@@ -36,7 +36,7 @@ constexpr const char* NotFloatingPoint =
     "String \"%s\" should not contain characters except for representation of floating-point number";
 constexpr const char* NotInteger = "String \"%s\" should not contain characters except for representation of integer";
 
-/// The text is no number, or more than one. The location names the conversion that refuses it.
+/// Refuses a text that is no number, or more than one. The location names the conversion that refuses it.
 [[noreturn]] void Refuse(const char* message, const std::string& text, const source_location& location)
 {
     throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, location).Fmt(message, text.c_str());
@@ -59,7 +59,7 @@ template <class Convert>
     return value;
 }
 
-/// An integer, all of the text and nothing else.
+/// Reads a text that is one integer and nothing else.
 template <class T>
 [[nodiscard]] T ParseInteger(const std::string& text, const char* name, const source_location& location)
 {
@@ -235,7 +235,7 @@ Dictionary::Dictionary()
                          "r2",
                          "InterestRate2RiskUp",
                          "InterestRate2RiskDown"},
-      // The three "...GO" columns are of an older edition of the reply, as "BaseGO" is.
+      // The three "...GO" columns come from an older edition of the reply and are empty in every row.
       OptionFields{"Code", "CodeVF", "Strike", "OptType", "CalcOptPrice", "BaseGOSell", "SynthBaseGO", "BaseGOBuy"},
       // The legs of a multileg come in rows of their own; what the table keeps is the code that they make.
       MultilegFields{"Code"},

@@ -1,5 +1,5 @@
-// AssumedVectors: what one deal does on its way through the levels. The money ledger fills the vectors while it books
-// the deal; the margin orchestrator then takes the positions from them.
+// AssumedVectors: the records of one deal on its way through the levels. The money ledger fills the vectors while it
+// books the deal; the margin orchestrator then takes the positions from them.
 //
 // Always true:  the three vectors of trades have a record for each leg, in the order of the legs; those of a level that
 //               keeps no accounting hold its quantities only.
@@ -23,7 +23,7 @@ struct SDeltaPosition
     std::int64_t Quantity = 0; // contracts, negative when sold
 };
 
-/// A client's position to be looked at once the deal is booked.
+/// A client's position that is to be checked once the deal is booked.
 struct ClientPosCheckData
 {
     ClientCode Code;
@@ -43,7 +43,7 @@ struct AssumedVectors
     std::vector<ClientPosCheckData> PosChecks;
 };
 
-/// The vectors of trades of somebody else's.
+/// The vectors of trades, held elsewhere.
 struct LinkedAssumedVectors
 {
     PosTradeVector& positionsTradesClient;

@@ -1,5 +1,5 @@
-// BraskCollateralChecker: which code a participant's level reports when its free money runs short, and whether that is
-// looked at. The host asks it before it hands a deal in: a deal that was made is booked whatever money is left.
+// BraskCollateralChecker: the code that a participant's level reports when its free money runs short, and whether that
+// is checked. The host asks it before it hands a deal in: a deal that was made is booked whatever money is left.
 #pragma once
 
 #include <string>
@@ -17,14 +17,14 @@ public:
     BraskCollateralChecker(const BraskCollateralChecker&) = delete;
     BraskCollateralChecker& operator=(const BraskCollateralChecker&) = delete;
 
-    /// Whether the free money of a participant bears a further need of `money`. Its code when it does not, and
-    /// "<what runs short>: free 12.34, needed 20.00" is appended to the text, behind what the caller has said of the
-    /// participant; 0, and the text as it was, when it does or nobody looks. A need of 0 or less asks whether there is
-    /// no deficit, or none beyond what such a release covers.
+    /// Checks whether the free money of a participant bears a further need of `money`. If it does not, returns the
+    /// level's code and appends "<what runs short>: free 12.34, needed 20.00" to the text, behind what the caller has
+    /// said of the participant. If it does, or nobody checks, returns 0 and leaves the text. A need of 0 or less asks
+    /// whether there is no deficit, or none beyond what such a release covers.
     [[nodiscard]] Z9ERR CheckCollateral(const Domain::Means& means, t_bround_int money, std::string& text) const;
 
     [[nodiscard]] Z9ERR GetErrorCode() const noexcept { return errorCode_; }
-    /// What runs short, as the code describes it; lives until the process ends.
+    /// What runs short, as the code describes it; valid until the process ends.
     [[nodiscard]] const char* GetErrorCodeText() const noexcept;
     [[nodiscard]] bool Enabled() const noexcept { return checksEnabled_; }
     void Enable(bool enabled) noexcept { checksEnabled_ = enabled; }

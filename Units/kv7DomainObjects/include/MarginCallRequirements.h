@@ -15,23 +15,23 @@ class MarginCallRequirements
 public:
     /// Nothing is fixed.
     MarginCallRequirements() noexcept = default;
-    /// A call as it was recorded.
+    /// A margin call as it was recorded.
     MarginCallRequirements(kv7base::UnixNanosecondsTime moment, const t_bround& fixed, const t_bround& current) noexcept
         : m_moment(moment), m_fixed(fixed), m_current(current)
     {}
 
-    /// Fixes a deficit. False, and no change, for an amount of 0 or above.
+    /// Fixes a deficit. Returns false and changes nothing for an amount of 0 or above.
     bool Fix(kv7base::UnixNanosecondsTime moment, const t_bround& amount) noexcept;
-    /// Money has grown from b to a: the current deficit shrinks by the difference. False, and no change, while nothing
-    /// is fixed and when a is not above b. Throws CZ9Error for a result that does not fit; nothing has changed then.
+    /// Lets the current deficit shrink by the growth of money from b to a. Returns false and changes nothing while no
+    /// call is fixed and when a is not above b. Throws CZ9Error, with nothing changed, for a result that does not fit.
     bool Update(const t_bround& a, const t_bround& b);
-    /// Ends the call. False when nothing is fixed.
+    /// Ends the call. Returns false when none is fixed.
     bool Reset() noexcept;
 
-    /// The moment of the call; the null time while nothing is fixed.
+    /// The moment of the call; the null time while none is fixed.
     [[nodiscard]] kv7base::CZ9Time GetMoment() const;
-    [[nodiscard]] const t_bround& GetFixed() const noexcept { return m_fixed; }     ///< Deficit at that moment.
-    [[nodiscard]] const t_bround& GetCurrent() const noexcept { return m_current; } ///< What is left of it.
+    [[nodiscard]] const t_bround& GetFixed() const noexcept { return m_fixed; } ///< Deficit at the moment of the call.
+    [[nodiscard]] const t_bround& GetCurrent() const noexcept { return m_current; } ///< What is left of the deficit.
     [[nodiscard]] bool HasBeenFixed() const noexcept { return m_moment != 0; }
 
 private:

@@ -1,5 +1,5 @@
-// What a client holds and has ordered, counted in contracts: by isin for the checks of an order, by base contract for
-// those of a book.
+// Positions and orders of a client, counted in contracts: by isin for the checks of an order, by base contract for the
+// checks of a book.
 //
 // Always true:  a number that was never changed is 0; an entry that has come back to 0 stays. Entries stand at their
 //               addresses until Clear.
@@ -14,7 +14,7 @@
 
 #include "Enums.h"
 
-/// A client in one isin.
+/// Positions and orders of a client in one isin.
 struct OrdersAndPositionsQuantities
 {
     std::int64_t positionQuantity = 0;
@@ -30,7 +30,7 @@ struct OrdersAndPositionsQuantities
 class OrdersAndPositionsQuantitiesCounter
 {
 public:
-    /// Zeros for an isin that nothing was ever counted in.
+    /// Quantities of an isin; zeros where nothing was ever counted.
     [[nodiscard]] OrdersAndPositionsQuantities Get(Isin isin) const noexcept;
     /// The entry of an isin, made where there is none.
     [[nodiscard]] OrdersAndPositionsQuantities& GetForUpdate(Isin isin) { return m_quantities[isin]; }
@@ -41,8 +41,8 @@ private:
     std::unordered_map<Isin, OrdersAndPositionsQuantities> m_quantities;
 };
 
-/// Counts the changes of one deal, and takes them all back at its end unless they were confirmed. A change that throws
-/// counts nothing. The counter outlives the guard and is not cleared under it.
+/// Counts the changes of one deal and takes them all back at its end unless they were confirmed. A change that throws
+/// is not counted. The counter outlives the guard and is not cleared under it.
 class OrdersAndPositionsQuantitiesCounterGuard
 {
 public:
@@ -62,15 +62,15 @@ public:
     OrdersAndPositionsQuantitiesCounterGuard& operator=(const OrdersAndPositionsQuantitiesCounterGuard&) = delete;
 
     void ChangeOrders(const SDeltaOrder& delta);
-    /// deltaQuantity: negative when sold.
+    /// Counts a change of a position; deltaQuantity is negative when sold.
     void ChangePosition(Isin isin, std::int64_t deltaQuantity);
-    /// What was counted stays.
+    /// Keeps everything that was counted so far.
     void Confirm() noexcept { m_changes.clear(); }
 
 private:
     struct Change
     {
-        OrdersAndPositionsQuantities* entry; // the counter's own
+        OrdersAndPositionsQuantities* entry; // entry of the counter
         OrdersAndPositionsQuantities delta;
     };
 
@@ -80,7 +80,7 @@ private:
     std::vector<Change> m_changes; // not confirmed yet
 };
 
-/// A client in the futures, or in the options, of one base contract.
+/// Positions and orders of a client in the futures, or in the options, of one base contract.
 struct QuantitiesValue
 {
     std::int64_t pos = 0;
@@ -99,12 +99,12 @@ struct BaseContractQuantities
 class QuantitiesCounter
 {
 public:
-    /// Zeros for a base contract that nothing was ever counted in.
+    /// Quantities of a base contract; zeros where nothing was ever counted.
     [[nodiscard]] BaseContractQuantities Get(std::int32_t baseContractId) const noexcept;
-    /// deltaQuantity: negative when sold. Options count apart, all else counts as a futures. Throws what an allocation
-    /// throws, and counts nothing then.
+    /// Counts a change of a position; deltaQuantity is negative when sold. Options count apart, everything else counts
+    /// as a futures. Throws what an allocation throws, and counts nothing then.
     void ChangePosition(std::int32_t baseContractId, Enums::InstrumentType type, std::int64_t deltaQuantity);
-    /// deltaQuantity: below 0 when orders trade or are cancelled.
+    /// Counts a change of orders; deltaQuantity is below 0 when orders trade or are cancelled.
     void ChangeOrders(std::int32_t baseContractId, Enums::InstrumentType type, bool isBuying,
                       std::int64_t deltaQuantity);
     void Clear() noexcept { m_quantities.clear(); }

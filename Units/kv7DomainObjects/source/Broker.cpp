@@ -27,7 +27,7 @@ BraskSettlementAccountPtr RequireAccount(BraskSettlementAccountPtr account, Brok
     return account;
 }
 
-// Corrections of a registration: they repair and say so, and never fail it. The texts take the firm's code and the
+// Corrections of a registration: each logs what it corrects, and none fails. The texts take the firm's code and the
 // value.
 
 void RaiseToZero(std::int32_t& value, const char* code, const char* text)
@@ -132,7 +132,7 @@ bool BraskBroker::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) con
 void BraskBroker::SetBaseContractGORatio(const std::string& baseContractCode, double ratio)
 {
     using namespace kv7im::Constants;
-    // Said so that a NaN is refused too.
+    // Written so that a NaN is refused too.
     const bool allowed = ratio >= MinimumBrokerBaseContractGORatio && ratio <= MaximumBrokerBaseContractGORatio;
     if (!allowed)
         KV7TRACE_WARNING_EX("QuindalIM",

@@ -17,7 +17,7 @@ namespace {
 constexpr std::int32_t InheritNClr2Delivery = -1;
 constexpr t_weight_int InheritExpWeight = t_weight_int::FromPlain(-100); // -1.00
 
-// The side book takes everything that is no premium-style option; an isin of no option counts as something else.
+// The book without premium-style options takes every other instrument; an isin of no option counts as one.
 bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isin)
 {
     return !client.GetInstrumentsRepository().IsEquityOption(isin);
@@ -106,7 +106,8 @@ void BraskClient::SetPositionsOf(const BraskClient& source)
     }
 }
 
-// An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
+// Sets a position in the two books. An instrument that is gone here takes its position with it, as in a refresh, so its
+// code is ignored.
 void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity)
 {
     static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
@@ -176,7 +177,7 @@ void BraskClient::SetRiskParameters(const ClientRiskParameters& parameters)
     m_autoUpdateLimit = parameters.autoUpdateLimit;
 }
 
-// The book stands by these three: what a position or an order has put into it comes out by the same ones only.
+// The book depends on these three parameters: what a position or an order has put into it comes out by equal ones only.
 bool BraskClient::HasBookParameters(const ClientRiskParameters& parameters) const noexcept
 {
     return parameters.noFutDiscount == NoFutDiscount && parameters.nClr2Delivery == NClr2Delivery &&
@@ -190,7 +191,8 @@ void BraskClient::SetBookParameters(const ClientRiskParameters& parameters) noex
     ExpWeight = parameters.expWeight;
 }
 
-// A client whose book could not be taken anew keeps the parameters that its book stands by.
+// Rebuilds the book under other parameters. When it cannot be rebuilt, the client keeps the parameters that its book
+// depends on.
 void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
 {
     const ClientRiskParameters before = GetRiskParameters();

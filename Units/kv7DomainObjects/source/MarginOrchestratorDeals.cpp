@@ -1,4 +1,4 @@
-// The road of a booked deal: the positions that it left, record by record, through the three levels.
+// The way of a booked deal: the positions that it left, record by record, through the three levels.
 #include "MarginOrchestrator.h"
 
 #include <cstddef>
@@ -15,7 +15,7 @@ using namespace road;
 
 using Records = std::span<const pos::SPosTrade>;
 
-/// The records of one deal; the n-th of each level speaks of the same leg.
+/// The records of one deal. Records at one index belong to one leg.
 struct LevelRecords
 {
     Records ofClient;
@@ -36,7 +36,7 @@ Z9ERR SetPositionOf(kv7im::Portfolio& book, const pos::SPosTrade& record)
     return book.SetPosition(record.isin, record.quantity, record.waprice.AsDouble(), record.afterLastClearingQuantity);
 }
 
-// One leg. Unlike a position that is set from outside it reaches every level at once.
+// Sets the position of one leg. Unlike a position set from outside it reaches every level at once.
 Z9ERR SetPositionByRecords(BraskClient& client, BraskBroker& firm, BraskSettlementAccount& account,
                            const pos::SPosTrade& ofClient, const pos::SPosTrade& ofBroker,
                            const pos::SPosTrade& ofAccount)

@@ -32,7 +32,8 @@ void SetAmountIn(VMCloseByCurrencies& sums, std::int32_t currency, bool isKept, 
         sums.erase(found);
 }
 
-// The changes by currency come with no change of the firm's reserve: the total brings it once.
+// Adds closed VM to a level that counts contracts. The changes by currency carry no change of the firm's reserve, since
+// the total brings it once.
 template <class Level, class... FirmReserve>
 void TakeOverUnlessNetting(Level& level, const ClosedVM& below, FirmReserve... firmReserveDelta)
 {

@@ -1,4 +1,4 @@
-// The money of a level: its reserve for closed variation margin, what it would have blocked, and the writing of it.
+// The money of a level: its reserve for closed variation margin, its calculated figures, and the writing of them.
 #include "MoneyOrchestrator.h"
 
 #include <cmath>
@@ -31,7 +31,7 @@ void WriteMoney(ParticipantBase& participant, const CCalculatedMoney& money, boo
 
 t_bround_int GetVMReserve(const ParticipantBase& participant)
 {
-    t_bsum_int shortfall; // what the currencies' own movement may take
+    t_bsum_int shortfall; // loss by which the currencies may move
     for (const auto& [currency, amount] : participant.GetVMCloseByCurrencies()) {
         const double radius = participant.GetInstruments().GetCurvatureRadius(currency);
         shortfall += t_bsum_int(std::abs(amount.AsDouble() * radius));
@@ -76,7 +76,7 @@ void ChangeVMCloseByCurrencyByDelta(BraskSettlementAccount& account, std::int32_
     RenewVMReserve(account, CalculateVMReserve(account, firmReserveDelta));
 }
 
-// The currency's entry first: it may need memory, the sum does not.
+// The currency's entry comes first, since it may need memory and the sum does not.
 
 void ChangeVMCloseTotalAndVMCloseByCurrencyByDelta(BraskBroker& broker, std::int32_t currency, t_bsum_int delta)
 {

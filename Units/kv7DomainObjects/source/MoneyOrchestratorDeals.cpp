@@ -21,7 +21,7 @@ struct Level
     PrevAndCurrPosition* positions; // of a clearing deal only
 };
 
-/// What a deal may change of a level's accounting and money, as it stood before.
+/// The part of a level's accounting and money that a deal may change, as it stood before.
 class LevelBackup
 {
 public:
@@ -59,7 +59,7 @@ private:
     ClosedVM m_sums;
 };
 
-/// A deal of a client, by the levels that it moves.
+/// A deal of a client and the levels that it moves.
 struct Deal
 {
     Deal(BraskClient& client_, LinkedAssumedVectors& vectors, PositionSet* positions)
@@ -85,14 +85,14 @@ struct Deal
     Legs legs;
 };
 
-// A position that was put into a book by itself is unknown to the accounting, and a deal would take its place there.
+// True when the risk book has a position that the accounting does not know: a deal would take its place there.
 [[nodiscard]] bool StandsInBookAlone(const ParticipantBase& participant, Isin isin)
 {
     return participant.GetPositionCalculator().getPosition(isin) == nullptr &&
            margin_orchestrator::GetPositionQuantity(participant, isin) != 0;
 }
 
-// What speaks against a deal in the leg, before anything of it is made.
+// Refuses a deal in the leg before anything of it is made; Z9ERR_OK when nothing speaks against it.
 [[nodiscard]] Z9ERR CheckLeg(const Deal& deal, Isin isin)
 {
     if (!KnownToBooks(deal.client, isin)) return Z9ERR_INSTRUMENT_ABSENT;
@@ -104,7 +104,7 @@ struct Deal
     return Z9ERR_OK;
 }
 
-// A booking passes over what has no record: each leg has one at each level.
+// Makes a record for each leg at each level, since a booking passes over an isin without a record.
 void EnsureRecords(const Deal& deal)
 {
     for (const Leg& leg : deal.legs)
@@ -112,8 +112,8 @@ void EnsureRecords(const Deal& deal)
             if (HasPositions(level->participant)) EnsureRecord(level->participant, leg.isin);
 }
 
-// Books on one level by the operation given. The account that has no positions gets records of the deal alone, so that
-// the three vectors stay alike.
+// Books on one level by the given operation. An account without positions gets records of the deal alone, so that the
+// three vectors stay alike.
 template <class Book>
 void BookOnLevel(const Level& level, const Level& below, const Book& book)
 {
@@ -132,7 +132,7 @@ void BookOnLevel(const Level& level, const Level& below, const Book& book)
     if (level.positions != nullptr) *level.positions = {};
 }
 
-// The client, the firm and the settlement account in turn; what each closes of VM goes on to the next.
+// Books on the client, the firm and the settlement account in turn; the VM that one closes goes on to the next.
 template <class Book>
 void BookUpward(Deal& deal, const Book& book)
 {
@@ -170,8 +170,9 @@ void CountPositions(const Deal& deal)
     }
 }
 
-// All levels or none: a level above may refuse what the client could take, since its sums are larger. A deal that is
-// refused leaves no record behind either, since that would stand in the way of the position that a session starts with.
+// Books on all levels or none: a level above may refuse what the client could take, since its sums are larger. A
+// refused deal leaves no record behind either, since that would stand in the way of the position that a session starts
+// with.
 template <class Book>
 void BookOnAllLevels(Deal& deal, const Book& book)
 {
@@ -189,7 +190,7 @@ void BookOnAllLevels(Deal& deal, const Book& book)
     }
 }
 
-// What a trade costs: each contract of it, bought or sold. One without legs costs nothing.
+// Cost of a trade by its contracts, bought or sold. An instrument without legs costs nothing.
 [[nodiscard]] t_bsum_int FixedFeeOf(const CPositionCalculator& accounting, std::int32_t instrumentId,
                                     std::int64_t quantity)
 {
@@ -205,7 +206,7 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     UpdateFee(deal.client, Rounded(fee));
 }
 
-// The first three steps of a trade. The code of CheckLeg, before anything is booked.
+// Takes the first three steps of a trade. Returns the code of CheckLeg before anything is booked.
 [[nodiscard]] Z9ERR BookTrade(BraskClient& client, std::int32_t instrumentId, t_bprice_int price, std::int64_t quantity,
                               const pos::SyntheticDealPrices& syntheticPrices, LinkedAssumedVectors& vectors,
                               Isin& isin, const pos::SInstrTRD*& instrument)
@@ -256,7 +257,7 @@ void ChargeFee(Deal& deal, t_bsum_int fee)
     return Z9ERR_OK;
 }
 
-// The last step: the risk books with GO and the premium set aside. Vectors of either kind.
+// Takes the last step: the risk books with GO, and the premium set aside. Serves vectors of either kind.
 template <class Vectors>
 [[nodiscard]] Z9ERR SetBooks(BraskClient& client, const Vectors& vectors)
 {
@@ -265,7 +266,7 @@ template <class Vectors>
     return code;
 }
 
-// Carries a deal out with the vectors that belong to it. `book` makes the first three steps.
+// Carries a deal out with its vectors. `book` takes the first three steps.
 template <class Book>
 [[nodiscard]] Z9ERR CarryOut(BraskClient& client, LinkedAssumedVectors& vectors, const Book& book)
 {

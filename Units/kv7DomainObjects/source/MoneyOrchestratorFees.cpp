@@ -15,7 +15,8 @@ void UpdateInMeans(UpdateMode mode, ParticipantBase& participant, t_bround_int D
     StoreInMeans(participant, field, before + value);
 }
 
-// The text takes the adjustment, the participant and the fee that it would have come to.
+// Adds to a fee that never falls below zero. `text` takes the adjustment, the participant and the fee that would have
+// resulted.
 void AdjustInMeans(ParticipantBase& participant, t_bround_int Domain::Means::*field, t_bround_int delta,
                    const char* text)
 {

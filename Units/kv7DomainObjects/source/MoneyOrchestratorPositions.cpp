@@ -1,4 +1,4 @@
-// Positions that no deal brings: those that a session starts with, and all of them behind a clearing.
+// Positions that no deal brings: those that a session starts with, and all positions after a clearing.
 #include "MarginOrchestrator.h"
 #include "MoneyLevels.h"
 #include "except.h"
@@ -7,7 +7,8 @@ namespace money_orchestrator {
 
 namespace {
 
-/// A record in the accounting of a level that has none for the isin yet. The closed VM that it brings.
+/// Inserts a record into the accounting of a level that has none for the isin yet. Returns the closed VM that it
+/// brings.
 ClosedVM InsertRecord(ParticipantBase& participant, const SPosition& position)
 {
     CPositionCalculator& accounting = participant.GetPositionCalculator();
@@ -25,7 +26,7 @@ ClosedVM InsertRecord(ParticipantBase& participant, const SPosition& position)
     return brought;
 }
 
-// A level that keeps accounting has records of its own.
+// True for a level that counts contracts; one that keeps accounting has records of its own.
 bool CountsContracts(const ParticipantBase& level) { return !KeepsAccounting(level) && HasPositions(level); }
 
 std::int64_t CheckedSum(std::int64_t a, std::int64_t b, Isin isin)
@@ -36,7 +37,7 @@ std::int64_t CheckedSum(std::int64_t a, std::int64_t b, Isin isin)
     return sum;
 }
 
-/// The record with the contracts of a client's record on top; refused where a count leaves 64 bits, as in a deal.
+/// The record with the contracts of a client's record added; refused, as in a deal, where a count leaves 64 bits.
 SPosition WithContracts(SPosition record, const SPosition& position)
 {
     const Isin isin = position.isin;
@@ -53,7 +54,7 @@ void CheckContracts(const ParticipantBase& level, const SPosition& position)
     if (record != nullptr) static_cast<void>(WithContracts(*record, position));
 }
 
-// The contracts of a client's record at a level that counts them.
+// Adds the contracts of a client's record at a level that counts contracts.
 void AddContracts(ParticipantBase& level, const SPosition& position)
 {
     if (!CountsContracts(level)) return;
@@ -67,7 +68,7 @@ void Refresh(ParticipantBase& participant)
     StoreInMeans(participant, &Domain::Means::VMReserve, GetVMReserve(participant));
 }
 
-/// All that a firm has put into the account that it shares with others.
+/// Everything that a firm has put into the account that it shares with others.
 struct PutIn
 {
     explicit PutIn(const BraskBroker& firm)
@@ -85,7 +86,7 @@ struct PutIn
     t_bround_int reserve;
 };
 
-// Entries for all currencies, so that taking back cannot fail in the middle.
+// Makes entries for all currencies, so that taking back cannot fail halfway.
 void MakeRoom(CPositionCalculator& accounting, const PutIn& ofFirm)
 {
     for (const auto& entry : ofFirm.byCurrency)
@@ -105,8 +106,9 @@ void TakeBack(BraskSettlementAccount& account, const PutIn& ofFirm)
     ChangeVMCloseTotalByDelta(account, -ofFirm.total, -ofFirm.reserve);
 }
 
-// The account that stands in where a firm has none outlives every session: it loses what this firm had put in, once
-// the firm itself no longer has it. A firm that is refused is asked again, and must not be taken back twice.
+// Takes a firm out of the account that stands in where firms have none, which outlives every session: the account loses
+// what this firm had put in, once the firm itself no longer has it. A firm that is refused is asked again and must not
+// be taken out twice.
 void RefreshFirmOf(BraskSettlementAccount& account, BraskBroker& broker)
 {
     const PutIn ofFirm(broker);

@@ -29,7 +29,7 @@ Domain::PremiumReserves PremiumReservesCalculator::GetReserves(Isin isin) const
     return found == m_reserves.end() ? Domain::PremiumReserves() : found->second;
 }
 
-// The difference of the rounded totals goes into the sum, not the rounded change.
+// Changes a reserve. The difference of the rounded totals goes into the sum, not the rounded change.
 void PremiumReservesCalculator::Update(Isin isin, t_bprice_int Domain::PremiumReserves::*part, t_bprice_int price,
                                        std::int64_t quantity, double moneyCoef, double curvatureRadius)
 {

@@ -51,7 +51,7 @@ void OrdersAndPositionsQuantitiesCounterGuard::ChangePosition(Isin isin, std::in
     Make(isin, {deltaQuantity, 0, 0});
 }
 
-// The entry and the note of the change first: both need memory, the counting does not.
+// The entry and the note of the change come first: they need memory, the counting does not.
 void OrdersAndPositionsQuantitiesCounterGuard::Make(Isin isin, const OrdersAndPositionsQuantities& delta)
 {
     OrdersAndPositionsQuantities& entry = m_counter.GetForUpdate(isin);

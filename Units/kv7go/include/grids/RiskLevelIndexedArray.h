@@ -22,12 +22,12 @@ public:
     /// Five default values; zeros for numbers.
     RiskLevelIndexedArray() : m_values{} {}
 
-    /// The same value at every level.
+    /// Every level holds `everyLevel`.
     explicit RiskLevelIndexedArray(const T& everyLevel)
         : m_values{everyLevel, everyLevel, everyLevel, everyLevel, everyLevel}
     {}
 
-    /// The values in the order of the levels.
+    /// One value a level, in the order of the levels.
     RiskLevelIndexedArray(T levelDefault, T levelLow, T levelMedium, T levelHigh, T levelExceptional)
         : m_values{std::move(levelDefault), std::move(levelLow), std::move(levelMedium), std::move(levelHigh),
                    std::move(levelExceptional)}

@@ -29,7 +29,8 @@ class CSpecBaseContract;
     return value + Min(bend, -bend);
 }
 
-/// The same for positions without orders: the positive part of shift + value, at most `cap`, is given back twice.
+/// Result `value` after the curvature of the mode of positions alone: Curved, with the positive part of shift + value,
+/// at most `cap`, given back twice.
 [[nodiscard]] constexpr double Curved_PositionsOnly(double value, double shift, double radius, double cap) noexcept
 {
     const double bend = (shift + value) * (-radius);

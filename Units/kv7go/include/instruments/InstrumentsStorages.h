@@ -96,8 +96,8 @@ using NodeStatus = bmi::const_mem_fun_explicit<Node, Status, Status (Node::*)() 
 
 } // namespace index_of
 
-/// Lets `change`, which leaves the keys alone, work on an element inside its container. What it throws passes on and
-/// the element stays where it is; the container's own modify would drop it.
+/// Lets `change`, which leaves the keys alone, work on an element inside its container. An exception of `change` passes
+/// on and the element stays; the container's own modify would drop it.
 template <class Storage, class Iterator, class Change>
 void ChangeInside(Storage& storage, Iterator element, Change change)
 {
@@ -157,14 +157,15 @@ public:
 
     /// Recomputes the series, then its options. Its futures has been recomputed before.
     void RecalcInvariants();
-    /// Values of all options at all levels that nobody has asked for yet.
+    /// Values every option at every level that nobody has asked for yet.
     void ValueAllOptions() const;
-    /// Series and options under another futures. The options borrow their values from ours.
+    /// A copy of the series and its options under another futures. The copied options borrow their values from ours.
     [[nodiscard]] VirtualFuturesNode CopyUnder(CSpecFutures& futures) const;
-    /// Copies of those options of `other`, our original, that are not here yet. They borrow their values as well, or
-    /// are valued by us when they are first asked for: where we have been recomputed, or have other columns.
+    /// Adds copies of the options of `other`, the node that this one was copied from, that are missing here. They
+    /// borrow their values; where this node has been recomputed, or has other columns, they are valued here at their
+    /// first use.
     void AdoptOptions(const VirtualFuturesNode& other, bool isRecomputed);
-    /// Lets go of the options that ours have borrowed their values from.
+    /// Ends the borrowing of our options: they let go of the options that they read their values through.
     void StopBorrowing() noexcept;
 
 private:
@@ -197,11 +198,11 @@ public:
     [[nodiscard]] const std::string& GetCode() const noexcept { return Code; }
     [[nodiscard]] const std::string& GetMCS() const noexcept { return CodeMCS; }
 
-    /// Fills `changed` with a copy of `current`.
+    /// Opens the change of the base contract: `changed` becomes a copy of `current`.
     void InitializeChangedInstrument();
-    /// Takes that copy back.
+    /// Drops the copy of an opened change.
     void DropChangedInstrument() noexcept;
-    /// What comes to the family from now on has to be recomputed: all that is there has been.
+    /// Marks the changed objects of the family as recomputed; what enters the family afterwards has to be recomputed.
     void SetRecomputed() noexcept { isRecomputed = true; }
     [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
     /// Makes the changed object current and releases the old one. Does nothing unless the status is WasChanged; the
@@ -214,7 +215,7 @@ private:
     std::string Code; // keys of their own, which outlive a swap
     std::string CodeMCS;
     Status status = Status::NotChanged;
-    bool isRecomputed = false; // the changed objects of the family, once at least
+    bool isRecomputed = false; // the changed objects of the family were recomputed at least once
 };
 
 class FuturesNode
@@ -238,7 +239,7 @@ public:
     }
     [[nodiscard]] Status GetStatus() const noexcept { return status; }
     void SetStatus(Status value) noexcept { status = value; }
-    /// Has come to a family that was open, and has not been asked for its shift yet.
+    /// True for a futures that has entered an open family and was not counted in its shift and limits yet.
     [[nodiscard]] bool IsNewcomer() const noexcept { return isNewcomer; }
     void SetNewcomer(bool value) noexcept { isNewcomer = value; }
     [[nodiscard]] const std::string& GetCode() const noexcept { return code; }
@@ -248,7 +249,7 @@ public:
     [[nodiscard]] const std::string& GetMMS() const noexcept { return isInSpread ? codeBaseContract : NoGroup; }
     /// Inter-contract group: the base contract's for a futures in spread, otherwise empty.
     [[nodiscard]] const std::string& GetMCS() const noexcept { return isInSpread ? mcsCode : NoGroup; }
-    /// Settlement price of the newest object.
+    /// Settlement price of the futures, from its newest object.
     [[nodiscard]] double GetRealCalcPrice() const noexcept { return GetChanged()->RealCalcPrice; }
     /// Settlement price of an option of this futures, as the newest object has it; 0.0 for one that is not registered.
     [[nodiscard]] double GetRealCalcPriceOption(Isin optionIsin) const;
@@ -257,7 +258,7 @@ public:
 
     [[nodiscard]] const StorageVirtualFutures& GetCurrentStorage() const noexcept { return storageCurrent; }
     [[nodiscard]] StorageVirtualFutures& GetCurrentStorage() noexcept { return storageCurrent; }
-    /// The current ones outside a transaction.
+    /// Series of the open change; outside a transaction the current ones.
     [[nodiscard]] const StorageVirtualFutures& GetChangedStorage() const noexcept
     {
         return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
@@ -309,7 +310,7 @@ public:
     }
     /// Enters an option in both option indices, or in none when it throws. A known key keeps its entry.
     void RegistrateOptionOnVirtualFutures(Isin optionIsin, std::string_view optionCode, std::string_view seriesCode);
-    /// Takes an option out of both.
+    /// Takes an option out of both option indices.
     void ForgetOption(Isin optionIsin, std::string_view optionCode) noexcept;
 
     // Transaction.
@@ -317,24 +318,24 @@ public:
     /// Fills `changed` with a deep copy of `current` under the changed base contract, and with it the series and their
     /// options, which borrow their values from the current ones. A throw leaves everything as it was.
     void InitializeChangedInstrument(CSpecBaseContract* changedBaseContract);
-    /// Takes those copies back.
+    /// Drops the copies of an opened change.
     void DropChangedInstrument() noexcept;
-    /// Copies what has been inserted since: series and options that the current storage has and the changed one lacks.
-    /// Under a futures that has been recomputed they are recomputed as well.
+    /// Copies the series and options that were inserted since the change was opened: those that the current storage has
+    /// and the changed one lacks. Under a futures that has been recomputed they are recomputed as well.
     void AdoptNewcomers();
     /// Recomputes the changed futures, then its series, then their options: parents before children.
     void RecalcChanged();
-    /// RecalcChanged has come to its end since the copies were made.
+    /// True when RecalcChanged has finished since the copies were made.
     [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
-    /// Gives the changed options values of their own that they have borrowed so far: to be called before the current
-    /// instruments are recomputed, or go.
+    /// Gives the changed options values of their own in place of the borrowed ones; to be called before the current
+    /// instruments are recomputed or destroyed.
     void KeepBorrowedValues();
-    /// Values the changed options that were recomputed and not asked for since: to be called before what they are
-    /// valued by changes once more.
+    /// Values the changed options that were recomputed and not asked for since; to be called before the instruments
+    /// that they are valued from change once more.
     void KeepRecomputedValues();
     /// Makes the changed objects current and releases the old ones; the group codes follow. Values still borrowed are
-    /// let go, so KeepBorrowedValues comes first. Does nothing unless the status is WasChanged; the status itself
-    /// stays, since it is an index key.
+    /// lost, so KeepBorrowedValues comes first. Does nothing unless the status is WasChanged; the status itself stays,
+    /// since it is an index key.
     void SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept;
 
 private:
@@ -344,19 +345,19 @@ private:
     StorageVirtualFutures storageCurrent;
     std::shared_ptr<CSpecFutures> changed;
     StorageVirtualFutures storageChanged;
-    // Of both views: the options do not come or go in a transaction, only their values change.
+    // Shared by both storages: options do not come or go in a transaction, only their values change.
     std::unordered_map<Isin, std::string> storageIndexVirtualFuturesCodeByOptionIsin;
     CodeMap<std::string> storageIndexVirtualFuturesCodeByOptionCode;
     Status status = Status::NotChanged;
     Isin isin;
     std::string code;
-    std::string codeBaseContract; // the inter-month group too, while in spread
+    std::string codeBaseContract; // also the inter-month group while in spread
     std::string mcsCode;          // inter-contract group while in spread
-    bool isInSpread;              // of `current`: its swap has to allocate nothing
+    bool isInSpread;              // state of `current`, kept here so that its swap allocates nothing
     bool borrowsValues = false;   // some changed option may still read values through a current one
     bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
     bool hasNewColumns = false;   // RecalcChanged has begun: a series may stand on other columns than its original
-    bool isRecomputed = false;    // and it has come to its end, once at least
+    bool isRecomputed = false;    // RecalcChanged has finished at least once
     bool isNewcomer = false;
 
     static inline const std::string NoGroup;
@@ -394,8 +395,7 @@ using StorageFutures = boost::multi_index_container<
                      index_of::SharedCode<FuturesNode, ByMMS, &FuturesNode::GetMMS>,
                      index_of::SharedCode<FuturesNode, ByMCS, &FuturesNode::GetMCS>>>;
 
-/// Series code to the futures that has it, and an option to the futures of its series: a position reaches its futures
-/// in one lookup.
+/// The futures of a series by series code, or of an option by its key: a position reaches its futures in one lookup.
 using StorageIndexVirtualFuturesToFutures = CodeMap<StorageFutures::iterator>;
 using StorageIndexOptionToFuturesByIsin = std::unordered_map<Isin, StorageFutures::iterator>;
 using StorageIndexOptionToFuturesByCode = CodeMap<StorageFutures::iterator>;

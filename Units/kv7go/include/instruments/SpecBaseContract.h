@@ -61,14 +61,14 @@ public:
                       std::int32_t isinVCB, double windowSizePercentage, Enums::OptionModel optionModel_,
                       Enums::AssetClass assetClass_, double cfRisk, Enums::BaseContractSigns signs);
 
-    /// Forgets the reference futures and renews what is computed. ShiftCoefficient keeps its value until the next
+    /// Forgets the reference futures and recomputes the derived values. ShiftCoefficient keeps its value until the next
     /// futures is seen.
     void Init();
-    /// Takes new parameters, then Init.
+    /// Takes new parameters, then does what Init does.
     void ChangeParams(const SBaseContractChanges& changes);
 
-    /// Lets a futures that has come or changed move the concentration limits and the shift. True when either moved:
-    /// every instrument of the contract has to be recomputed then.
+    /// Lets a futures that has come or changed move the concentration limits and the shift. Returns true when either
+    /// moved: every instrument of the contract has to be recomputed then.
     bool CorrectShiftParamsByFutures(const CSpecFutures* futures);
     bool CorrectConcentrationLimitByFutures(const CSpecFutures* futures);
     bool CorrectShiftingMarketRiskByFutures(const CSpecFutures* futures);
@@ -78,7 +78,7 @@ public:
                                                                               double currentMinimalTime,
                                                                               bool currentIsCollateral,
                                                                               Isin currentIsin);
-    /// Renews the six Up and Down arrays.
+    /// Recomputes the six arrays of Up and Down rates.
     void RecalcShiftingMarketRisk() noexcept;
 
     [[nodiscard]] bool HasMCS() const noexcept { return !CodeMCS.empty(); }
@@ -133,7 +133,7 @@ public:
     Enums::OptionModel optionModel;
     Enums::AssetClass assetClass;
     double CFRisk;
-    std::string TASBaseContractCode; // contract of the trade-at-settlement futures that track ours, empty for none
+    std::string TASBaseContractCode; // base contract of the trade-at-settlement futures that track ours, empty for none
     Enums::BaseContractSigns Signs;
 };
 

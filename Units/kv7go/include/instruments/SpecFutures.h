@@ -58,8 +58,8 @@ struct SFuturesChanges
     Enums::SpreadAspect SpreadAspect;
 };
 
-/// A position's risk before it is worked out: what has to be done to a profile, in the order of the members. A node
-/// that can add it cell by cell needs no Risk of its own for it.
+/// The steps that turn the profile of a futures into the risk of a position, in the order of the members. A node
+/// applies them cell by cell without building a Risk.
 struct PositionTransform
 {
     const Profile* profile; // of the futures at the level; lives as long as the futures
@@ -93,10 +93,12 @@ public:
 
     /// Result of a position, money: quantity in contracts, short below 0; price is its average price.
     [[nodiscard]] Risk TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const;
-    /// The same, not yet worked out.
+    /// Describes the risk of a position as steps that a node applies itself; their result is that of
+    /// TransformToPosition.
     [[nodiscard]] PositionTransform DescribePosition(std::int64_t quantity, double price,
                                                      Enums::ClientRiskLevel level) const noexcept;
-    /// As TransformToPosition, with a price of its own for the special points and, at the end, a shift of all eight.
+    /// Result of a position, money, in the mode of positions alone: `price` is taken from the grid, specialPointsPrice
+    /// from the special points, and `shift` is added to all eight special points at the end.
     [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
                                                          Enums::ClientRiskLevel level, double shift) const;
     /// Loss of all orders of the futures, money. Orders only ever add loss: every contribution is capped at 0.
@@ -122,11 +124,13 @@ public:
     [[nodiscard]] double CalculateInterestRate(double rate, double timeCoefficient, std::size_t column,
                                                FuncCheckRange check, double addOn,
                                                Enums::ClientRiskLevel level) const noexcept;
-    /// Price of the far left and of the far right stress: the rate compounded over three steps.
+    /// Price of the far left stress, ZL: the rate compounded over three steps.
     [[nodiscard]] double CalculateZL(Enums::ClientRiskLevel level) const noexcept;
+    /// Price of the far right stress, ZR: the rate compounded over three steps.
     [[nodiscard]] double CalculateZR(Enums::ClientRiskLevel level) const noexcept;
-    /// Share of the far stress result that counts; read the ZL and ZR points of the profile.
+    /// Share of the far left stress result that counts; reads the ZL point of the profile.
     [[nodiscard]] double CalculateCoverZL(Enums::ClientRiskLevel level) const;
+    /// Share of the far right stress result that counts; reads the ZR point of the profile.
     [[nodiscard]] double CalculateCoverZR(Enums::ClientRiskLevel level) const;
 
     CSpecBaseContract* BaseContract; // parent, not owned

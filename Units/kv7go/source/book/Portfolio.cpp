@@ -1,5 +1,5 @@
-// What a portfolio holds, and the road of a position into it. Orders, refreshes and what goes up to the levels above
-// stand in files of their own.
+// What a portfolio holds, and how a position enters it. Orders, refreshes and the changes that go up to other
+// participants stand in files of their own.
 #include "book/Portfolio.h"
 
 #include "book/RiskParticipant.h"
@@ -57,7 +57,7 @@ CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(co
     if (!isNew) return entry->second;
     try {
         participant_->NewPositionAddedToPortfolio(entry->second);
-    } catch (...) { // or the participant would never be told
+    } catch (...) { // otherwise the participant would never be told
         positions.erase(entry);
         throw;
     }

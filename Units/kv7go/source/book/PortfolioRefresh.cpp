@@ -1,5 +1,5 @@
-// Taking positions and orders anew: one futures after its instruments have changed, or the whole book after its
-// participant's parameters have.
+// Rebuilding positions and orders: those on one futures after its instruments have changed, or the whole book after its
+// participant's parameters have changed.
 #include "book/Portfolio.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@
 
 namespace kv7im {
 
-// The nodes of a base contract as they stand; null for those that it has not.
+// The nodes of a base contract as they stand; null where the contract has none.
 struct Portfolio::KeptGroups
 {
     void GiveBack() noexcept
@@ -58,9 +58,9 @@ Z9ERR Portfolio::InsertOptionPosition(const CSpecPositionOptionsBase& position, 
     return resetOrders(position.GetOrders(), isin);
 }
 
-// Takes a futures out of its groups. What it gave is subtracted exactly; their margins are forgotten, so that the next
-// one is reported whole. The groups speak by the new instrument from now on: it may be the last one to be taken anew.
-// The margins of the position itself go with it.
+// Takes a futures out of its groups. Exactly what it contributed is subtracted; the margins of the groups are
+// forgotten, so that the next ones are reported whole, and the margins of the position itself go with it. From now on
+// the groups use the new instrument, since this may be the last futures of theirs to be rebuilt.
 void Portfolio::ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker)
 {
     RiskNodeMMS* const mms = position.GetOwnerRiskNode().parent;
@@ -83,7 +83,8 @@ Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPri
     const CSpecFutures* const now = participant_->GetInstruments().GetFutures(isin);
     const CSpecFutures& speaker = now != nullptr ? *now : *found->second.GetFutures();
 
-    // What there is to go back to. The groups of both shapes of the futures are the same, and stand from here on.
+    // Keeps the state to return to. A futures has its groups in its old shape and its new one alike, so they can be
+    // made here.
     const CumulativePositionByFutures inItsNewShape(participant_, *this, speaker);
     KeptGroups groups = KeepGroups(*speaker.BaseContract);
     const double volatilityMargin = VolatilityInitialMargin_;
@@ -108,7 +109,7 @@ Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPri
     }
 }
 
-// A futures that has left the spread does not come back to its group, which reports its margin without it here.
+// Reports the margin of the group that a futures has left with the spread: the futures does not come back to it.
 void Portfolio::AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now)
 {
     RiskNodeMMS* const mms = old.GetOwnerRiskNode().parent;
@@ -142,7 +143,7 @@ bool Portfolio::StandsOnChangedInstruments() const
 Z9ERR Portfolio::Refresh()
 {
     MapCumulativeFuturesPosition oldPositions;
-    RisksMap<RiskNodeMMS> oldMMS; // old positions point into both until they are gone
+    RisksMap<RiskNodeMMS> oldMMS; // old positions point into these maps until they are gone
     RisksMap<RiskNodeMCS> oldMCS;
     const double volatilityBefore = VolatilityInitialMargin_;
     const double deliveryBefore = DeliveryVolatilityInitialMargin_;
@@ -156,7 +157,7 @@ Z9ERR Portfolio::Refresh()
     Clear();
     try {
         for (const auto& [isin, position] : oldPositions)
-            static_cast<void>(InsertFuturesPosition(position, false)); // whose instrument is gone drops out
+            static_cast<void>(InsertFuturesPosition(position, false)); // a position whose instrument is gone drops out
     } catch (...) {
         exchange();
         VolatilityInitialMargin_ = volatilityBefore;

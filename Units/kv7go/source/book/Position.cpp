@@ -21,7 +21,7 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
                            participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
 }
 
-// An order that comes alone: only one in a spread as it was sent names the spread.
+// A record of a single order. Only an order in a spread as it was sent names the spread.
 SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
 {
     SClearingDeltaOrder order = OrderRecordOf(isin, key, info);
@@ -172,7 +172,7 @@ CumulativePositionByFutures::FindOrCreateOptionPositionAndMarkChanged(const CSpe
     return position;
 }
 
-// Where the participant does not count deliveries of the series its node has no rows for them.
+// The node of a series; it has no delivery rows where the participant does not count deliveries of the series.
 RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(const CSpecOption& option)
 {
     if (const auto found = m_optionSeriesRiskMap.find(option.CodeVF); found != m_optionSeriesRiskMap.end())
@@ -225,20 +225,20 @@ void CumulativePositionByFutures::ZeroMarginValue() noexcept
     m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
 }
 
-// What this futures gives to its group: the signed cells where futures of a contract net against each other, only the
-// losses where each of them stands for itself.
+// Whether this futures contributes only its losses to its group: so where each futures of a contract stands for itself;
+// signed cells where they net against each other.
 bool CumulativePositionByFutures::GivesLossesOnly() const
 {
     return m_participant->GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
            m_futures->EnforceIMSHalfNetting;
 }
 
-// Takes the change of this futures up through its groups.
+// Carries the change of this futures up through its groups.
 void CumulativePositionByFutures::CarryToGroups()
 {
     if (!HasLevelMMS()) return;
     RiskNodeMMS& mms = *m_ownerRisk.parent;
-    // Before the group changes: exactly what it gave the last time.
+    // Subtracted before the group changes: exactly what it contributed last.
     if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
     mms.ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
     if (HasLevelMCS()) *mms.parent += (mms | GetPropertiesForICS());

@@ -255,7 +255,7 @@ void RiskMatrix::clean() noexcept
 
 void RiskMatrix::CopyCells(const RiskMatrix& other) noexcept
 {
-    medianLineNumber = other.medianLineNumber; // zero in a moved-from matrix, which no dimension tells
+    medianLineNumber = other.medianLineNumber; // zero in a moved-from matrix, which its dimensions do not tell
     std::copy_n(other.data, fullSizeRegister, data);
 }
 

@@ -14,18 +14,18 @@
 
 namespace kv7im {
 
-/// New parameters of a base contract, and what their checks look at beside them.
+/// New parameters of a base contract, with the property of the contract that their checks need.
 struct BaseContractChangesParameters : SBaseContractChanges
 {
-    bool IsPercentage; // the contract as it stands
+    bool IsPercentage; // of the contract as it stands
 };
 
-/// New parameters of a series, and what their checks look at beside them: what of the series does not change.
+/// New parameters of a series, with the properties of the series that their checks need and that do not change.
 struct VirtFuturesChangesParameters : SVirtFuturesChanges
 {
     double StrikeStep;
     double FuturesMinStep;      // price step of its futures
-    double AdjustedSubRiskStep; // step between sub-points, anew of the strike step: a wider one is forgotten
+    double AdjustedSubRiskStep; // made from the new strike step; the widening of an earlier one is forgotten
 };
 
 using BCC = BaseContractChangesParameters;

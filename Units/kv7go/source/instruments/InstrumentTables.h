@@ -16,7 +16,7 @@
 
 namespace kv7im {
 
-/// A base contract as it is offered.
+/// Parameters of a base contract, before the checks.
 struct BaseContractParameters
 {
     std::string Code;
@@ -52,7 +52,7 @@ struct BaseContractParameters
     Enums::BaseContractSigns Signs;
 };
 
-/// A futures as it is offered.
+/// Parameters of a futures, before the checks.
 struct FuturesParameters
 {
     std::string Code;
@@ -75,7 +75,7 @@ struct FuturesParameters
     ::Isin TASBaseFutIsinID;
 };
 
-/// An option series as it is offered, and what its checks look at beside it.
+/// Parameters of an option series, before the checks, with the properties of its parents that the checks need.
 struct VirtFuturesParameters : OptionSeriesParameters
 {
     bool IsCollateral;                // of its futures
@@ -84,7 +84,7 @@ struct VirtFuturesParameters : OptionSeriesParameters
     double AdjustedSubRiskStep = 0.0; // step between sub-points, set before the check that asks for it
 };
 
-/// An option as it is offered. Nothing is asked of its values.
+/// Parameters of an option. Its values are not checked.
 struct OptionParameters
 {
     std::string Code;
@@ -242,7 +242,7 @@ inline constexpr AnyCheck<VF> VirtFuturesChecks[] = {
                         Alert::UnspecifiedParam, [](const VF& series) { return series.IsCollateral; }),
 };
 
-/// Read when the step between sub-points has been made of what the first table left.
+/// Read after the step between sub-points has been computed from the values that the first table left.
 inline constexpr Check<VF> VirtFuturesLateChecks[] = {
     CorrectUnless<VF>("adjustedSubRiskStep>=futures->MinStep", "adjustedSubRiskStep", &VF::AdjustedSubRiskStep,
                       Relation::AtLeast, &VF::FuturesMinStep, &VF::FuturesMinStep, Alert::AdjustedSubRiskStep),

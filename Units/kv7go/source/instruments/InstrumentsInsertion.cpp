@@ -225,7 +225,7 @@ Z9ERR InstrumentsRepository::CheckFutures(FuturesParameters& parameters) const
 
 Z9ERR InstrumentsRepository::SettleInsertedFutures(CSpecFutures& futures)
 {
-    KeepBorrowedValues(); // what is open has the values of before
+    KeepBorrowedValues(); // an open change keeps the values of before
     if (const Z9ERR failure = CopyParametersForTAS(futures); failure != Z9ERR_OK) return failure;
     if (futures.BaseContract->CorrectShiftParamsByFutures(&futures))
         return RecalculateFuturesBaseProfile(*futures.BaseContract);
@@ -269,7 +269,7 @@ void InstrumentsRepository::CopyParametersFromTracked(CSpecFutures& tas)
     const CSpecFutures* const tracked = FindFutures(tas.TASBaseFutIsinID);
     if (tracked == nullptr) return; // it may come later
 
-    ValueOptionsOf(tas.BaseContract->Code); // their charges are those of the shift as it is now
+    ValueOptionsOf(tas.BaseContract->Code); // their charges follow the shift as it is now
     tracked->BaseContract->TASBaseContractCode = tas.BaseContract->Code;
     tas.RealCalcPrice = tracked->RealCalcPrice;
     CopyBaseContractParametersForTAS(*tracked->BaseContract, *tas.BaseContract);

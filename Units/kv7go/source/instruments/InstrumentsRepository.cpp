@@ -20,7 +20,7 @@ std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
     return count;
 }
 
-/// The option of a key, by way of its futures; null when there is none.
+/// The option of a key, found through its futures; null when there is none.
 template <class OptionIndex, class Key>
 const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
 {
@@ -63,7 +63,7 @@ void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCol
 void InstrumentsRepository::Clear()
 {
     storageMultilegs.clear();
-    // Children before parents: the nodes of the futures take their series with them, and these their options.
+    // Children before parents: the nodes of the futures take their series with them, and the series their options.
     storageTASBaseFutIsinIDToIsin.clear();
     storageIndexOptionToFuturesByIsin.clear();
     storageIndexOptionToFuturesByCode.clear();

@@ -68,7 +68,7 @@ void VirtualFuturesNode::RecalcInvariants()
     try {
         ForEach(storageOptions, [](CSpecOption& option) { option.RecalcInvariants(); });
     } catch (...) {
-        // The columns of the series are other ones now, so no option may keep the values that it had on them.
+        // The columns of the series are others now, so no option may keep the values that it had on the old ones.
         ForEach(storageOptions, [](CSpecOption& option) noexcept { option.ForgetValues(); });
         throw;
     }
@@ -83,7 +83,7 @@ void VirtualFuturesNode::ValueAllOptions() const
 VirtualFuturesNode VirtualFuturesNode::CopyUnder(CSpecFutures& futures) const
 {
     VirtualFuturesNode copy(std::make_unique<CSpecVirtFutures>(*currentVirtualFutures, &futures));
-    for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // which keeps their order
+    for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // this index keeps their order
         copy.storageOptions.insert(CSpecOption::BorrowingCopy(option, copy.get()));
     return copy;
 }
@@ -243,7 +243,7 @@ void FuturesNode::AdoptNewcomers()
     for (const auto& [seriesCode, node] : storageCurrent) {
         const auto known = storageChanged.find(seriesCode);
         if (known != storageChanged.end() && known->second.storage().size() == node.storage().size())
-            continue; // options only ever come
+            continue; // options are added and never removed
         (hasNewColumns ? wasRecomputed : borrowsValues) = true;
         if (known != storageChanged.end()) {
             known->second.AdoptOptions(node, hasNewColumns);

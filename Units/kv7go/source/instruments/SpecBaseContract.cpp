@@ -12,7 +12,7 @@ namespace kv7im {
 
 namespace {
 
-/// A futures that is not a collateral instrument has to have this much time left, in years, to be a reference.
+/// Least time to expiration, in years, of a reference futures that is no collateral instrument.
 constexpr double ExpiredTime = 1e-5;
 /// Times to expiration nearer to one another than this, in years, count as equal.
 constexpr double SameTime = 0.001;

@@ -16,8 +16,7 @@ Parameters GridOf(const CSpecBaseContract& baseContract)
     return {static_cast<std::size_t>(baseContract.PointsNum), static_cast<std::size_t>(baseContract.VolatNum)};
 }
 
-/// What remains of a position once its price has been taken from the prices: side, size and the share of the far
-/// points.
+/// Turns price differences into the money of a position: side, size and the share of the far points.
 void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
 {
     if (transform.negate) risk *= -1.0;

@@ -1,4 +1,4 @@
-// ConcentrationFloors: what the stress points of a large position are never better than.
+// ConcentrationFloors: limits that the stress points of a large position are never better than.
 //
 // The deeper a position reaches past the concentration limits of its base contract, the higher the market-risk rate
 // that the part beyond them is charged at.

@@ -10,7 +10,7 @@ namespace kv7im {
 
 namespace {
 
-/// Takes the price paid from everything that is a value. Rate stress and mismatch are differences already.
+/// Subtracts the price paid from all values. Rate stress and mismatch are differences already.
 void TakePrice(Risk& risk, double price, double specialPointsPrice) noexcept
 {
     risk.GetRisk().Volatility() -= price;
@@ -18,7 +18,7 @@ void TakePrice(Risk& risk, double price, double specialPointsPrice) noexcept
     risk.GetRisk().Expiration() -= price;
 }
 
-/// What remains of a position once its price has been taken.
+/// Turns the values of a position into money once its price has been subtracted.
 void ScaleToMoney(Risk& risk, double price, bool premiumIsTheWorst, double scale) noexcept
 {
     if (premiumIsTheWorst) risk.GetRisk().Volatility().BoundValuesFromBelow(-price);
@@ -35,7 +35,7 @@ struct Size
     bool bought;
 };
 
-/// Loss of one entry, if it were filled and the market moved against it.
+/// Loss of one entry if it were filled and the market moved against it.
 Risk LossOfOrder(const Risk& profile, const KeyPriceType& key, const SOrderInfo& info, double moneyCoef)
 {
     const double price = key.calculatedPrice.AsDouble();

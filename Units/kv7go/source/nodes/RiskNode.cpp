@@ -14,7 +14,7 @@ namespace kv7im {
 
 namespace {
 
-// A risk with sub-points on the real price points, which is all that the node of a futures has.
+// A risk with its sub-points folded onto the real price points, which are all that the node of a futures has.
 Risk OnRealPoints(const Risk& source)
 {
     Parameters parameters = source.GetRisk().GetParameters();
@@ -76,8 +76,8 @@ void SubtractionRiskToMMS(Risk& target, const Risk& source)
     outOf.GetSpecialRiskPoints() -= from.GetSpecialRiskPoints();
 }
 
-// The stress points of a group under a window: the pairs below and above the market count at the row's ends, the tails
-// take their charges and stay up to the ceiling, nothing else stays.
+// Folds the stress points of a group under a window: the pairs below and above the market count at the row's ends, the
+// tails take their charges and stay up to the ceiling, and no other point stays.
 void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points, double ceiling)
 {
     static_assert(stress::Points.size() == 8, "each stress point is folded into an end of the row or into its tail");
@@ -123,7 +123,7 @@ double RiskNodeBase::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecB
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
 {
     if (rows.content != CollapsedRows::Content::Results) {
-        rows.content = CollapsedRows::Content::OutOfDate; // and so it stays where memory ends between the two rows
+        rows.content = CollapsedRows::Content::OutOfDate; // it stays so when memory ends between the two rows
         Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.volatility);
         Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.delivery);
         SmallerOfBoth(rows.volatility, rows.delivery);
@@ -132,13 +132,13 @@ const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
     return rows;
 }
 
-// What Risk::CollapseProperty::CumulativePerformance keeps is the results, nothing above 0; the smaller of two such
-// rows is the smaller of both results, nothing above 0. So no cell is looked at again.
+// Risk::CollapseProperty::CumulativePerformance keeps the results, nothing above 0, and the smaller of two such rows is
+// the smaller of both results, nothing above 0. So the kept rows are bounded and no cell is read again.
 const RiskNodeBase::CollapsedRows& RiskNodeBase::CollapsedLosses() const
 {
     if (rows.content != CollapsedRows::Content::Losses) {
         static_cast<void>(Collapsed());
-        rows.content = CollapsedRows::Content::OutOfDate; // neither of the two while the rows are bounded
+        rows.content = CollapsedRows::Content::OutOfDate; // the rows are neither kind while they are being bounded
         rows.volatility.BoundValuesFromAbove(0.0);
         rows.delivery.BoundValuesFromAbove(0.0);
         rows.content = CollapsedRows::Content::Losses;
@@ -436,7 +436,7 @@ void RiskNodeMMS::GiveBack(Kept&& kept) noexcept
     volatilityRisk = std::move(kept.volatilityRisk);
     expirationRisk = std::move(kept.expirationRisk);
     static_cast<LastAdditionToMCS&>(riskNodeMMSToMCSProxy) = std::move(kept.lastAddition);
-    RiskNodeBase::operator=(static_cast<RiskNodeBase&&>(kept)); // the base's part of it
+    RiskNodeBase::operator=(static_cast<RiskNodeBase&&>(kept)); // moves the base's part alone
 }
 
 RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
@@ -489,7 +489,7 @@ void RiskNodeMCS::AddGroup(RiskNodeMMSToMCSProxy& proxy, const CollapsedRows& co
     const CSpecBaseContract& baseContract = *proxy.futures->BaseContract;
     const SpecialRiskPoints& uncorrected = proxy.Volatility().GetSpecialRiskPoints();
 
-    // The group's rows and, by each row, its corrected stress points. The points of the delivery side come from the
+    // The group's rows and, for each row, its corrected stress points. The points of the delivery row come from the
     // volatility side too.
     RiskRow& volatilityRow = proxy.cachedCollapsedRiskRowVolatilityMMS;
     RiskRow& expirationRow = proxy.cachedCollapsedRiskRowExpirationMMS;

@@ -160,7 +160,8 @@ double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::
     return 0.0;
 }
 
-/// What the option's calculator answers, the volatility worked out once: both sides have that of the down mismatch.
+/// The rate stress as the option's calculator computes it, with the volatility worked out once: stressed and unstressed
+/// value take that of the down mismatch.
 template <class Calculator>
 double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::size_t column,
                                              InterestRateRow row) const
