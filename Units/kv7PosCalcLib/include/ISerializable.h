@@ -1,4 +1,4 @@
-// ISerializable: an object whose state goes into a block of bytes and comes back from it.
+// ISerializable: an object whose state can be written into a block of bytes and read back from it.
 #pragma once
 
 #include <cstddef>
@@ -11,10 +11,10 @@ public:
 
     /// Bytes that Serialize writes for the present state.
     [[nodiscard]] virtual std::size_t GetRequiredBufferSize() const noexcept = 0;
-    /// Writes GetRequiredBufferSize() bytes; what is behind them stays. A smaller buffer: std::runtime_error, "Not
-    /// enough buffer", and nothing is written.
+    /// Writes GetRequiredBufferSize() bytes; bytes behind them stay. A smaller buffer: std::runtime_error, "Not enough
+    /// buffer", and nothing is written.
     virtual void Serialize(std::span<std::byte> buffer) const = 0;
-    /// Takes the state of exactly these bytes. What is wrong with them is thrown, and the object stays as it was.
+    /// Reads the state from exactly these bytes. Throws for wrong bytes; the object stays as it was then.
     virtual void Deserialize(std::span<const std::byte> bytes) = 0;
 
 protected:

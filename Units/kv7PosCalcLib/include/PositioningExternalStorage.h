@@ -1,4 +1,4 @@
-// IPositioningExternalStorage: where a host keeps the instruments of position accounting, handed over table by table.
+// IPositioningExternalStorage: a host's instruments for position accounting, handed over table by table.
 //
 // Always true:  a table names only rows of the tables before it; within a table the order does not matter, the legs
 //               of a multileg included.
@@ -93,7 +93,7 @@ class IPositioningExternalStorage
 public:
     virtual ~IPositioningExternalStorage() = default;
 
-    // In the order in which they are read.
+    // Tables in the order in which they are read.
     [[nodiscard]] virtual std::vector<BaseContractRow> GetBaseContracts() const = 0;
     [[nodiscard]] virtual std::vector<TradeModeRow> GetTradeModes() const = 0;
     [[nodiscard]] virtual std::vector<FuturesRow> GetFutures() const = 0;

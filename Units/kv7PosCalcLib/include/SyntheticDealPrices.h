@@ -21,18 +21,18 @@ public:
         t_bprice_int orderPrice;
     };
 
-    /// None: an ordinary deal.
+    /// Without prices: an ordinary deal.
     SyntheticDealPrices() = default;
     SyntheticDealPrices(const priceInfo& active, const priceInfo& second, const priceInfo& third) noexcept
         : m_hasPrices(true), m_prices{active, second, third}
     {}
 
     [[nodiscard]] bool HasPrices() const noexcept { return m_hasPrices; }
-    /// Back to an ordinary deal.
+    /// Drops the prices: an ordinary deal again.
     void Reset() noexcept { *this = SyntheticDealPrices(); }
-    /// Isin of the order that came last and made the deal; 0 without prices.
+    /// Isin of the order that came last and so made the deal; 0 without prices.
     [[nodiscard]] Isin GetActiveOrderIsin() const noexcept { return m_prices[0].isin; }
-    /// Price of the order in that isin. Not among the three: Z9ERR_ISIN_ABSENT, "GetOrderPrice: %d".
+    /// Price of the order in an isin. An isin that is not among the three: Z9ERR_ISIN_ABSENT, "GetOrderPrice: %d".
     [[nodiscard]] t_bprice_int GetOrderPrice(Isin isin) const;
 
 private:

@@ -27,7 +27,7 @@ __extension__ using Int128 = __int128;
     return static_cast<std::int64_t>(value);
 }
 
-/// a times b by the rule of fixed-point products, which cuts to 64 bits; a product that is cut is refused.
+/// Fixed-point product of a and b, refused when it does not fit 64 bits.
 [[nodiscard]] inline t_bsum_int CheckedProduct(t_bsum_int a, t_bsum_int b, Isin isin)
 {
     constexpr Int128 scale = kv7base::exp10s<5>;
@@ -38,8 +38,8 @@ __extension__ using Int128 = __int128;
     return product;
 }
 
-/// Money of one unit of price: money of a step over the step, by the rule that makes a double an amount. One that is no
-/// amount (a step of 0) is refused.
+/// Money of one unit of price: money of a step over the step, turned into an amount. A quotient that is no amount (a
+/// step of 0) is refused.
 [[nodiscard]] inline t_bsum_int MoneyOfPriceUnit(const SInstrCLR& instrument)
 {
     const t_bsum_int money(instrument.GetMinStepPrice() / instrument.GetMinStep());

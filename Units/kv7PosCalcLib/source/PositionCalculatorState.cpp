@@ -27,7 +27,7 @@ private:
     std::span<std::byte> m_rest;
 };
 
-/// The caller has made sure of the length.
+/// Reads values off a block. The caller makes sure of the length.
 class Reader
 {
 public:
@@ -117,7 +117,7 @@ std::size_t CPositionCalculator::GetRequiredBufferSize() const noexcept
 void CPositionCalculator::Serialize(std::span<std::byte> buffer) const
 {
     if (buffer.size() < GetRequiredBufferSize()) throw std::runtime_error("Not enough buffer");
-    // Positions lie in the table in no order that would be the same next time.
+    // The table has no order that would be the same next time, so positions are sorted.
     const std::vector<SPosition> positions = GetPositionsForDumper();
 
     Writer writer(buffer);

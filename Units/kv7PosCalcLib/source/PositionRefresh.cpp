@@ -1,4 +1,4 @@
-// The end of a session: what stands is paid at the settlement price, and the next session starts from there.
+// The end of a session: positions are paid at the settlement price, and the next session starts from there.
 #include "CheckedSums.h"
 #include "PositionCalculator.h"
 
@@ -12,7 +12,7 @@ t_bsum_int Volume(std::int64_t quantity, t_bprice_int price, Isin isin)
     return t_bsum_int::FromPlain(Narrowed(Int128{quantity} * price.AsPlain(), isin));
 }
 
-/// The position as the session after it begins.
+/// The position with which the next session begins.
 SPosition Refreshed(const SPosition& position)
 {
     SPosition fresh = position;
@@ -24,7 +24,7 @@ SPosition Refreshed(const SPosition& position)
     fresh.vmClose.SetZero();
     fresh.buyVolume = Volume(position.buyQuantityTechnic, price, position.isin);
     fresh.sellVolume = Volume(position.sellQuantityTechnic, price, position.isin);
-    // A premium that was paid stays in the contract as its worth; anything else is settled in money every day.
+    // A paid premium stays in the contract as its worth; anything else is settled in money every day.
     fresh.netOptionValue.SetZero();
     if (pos::IsPremiumStyle(*position.instr))
         fresh.netOptionValue = pos::CheckedProduct(Volume(position.quantity, price, position.isin),
@@ -45,7 +45,7 @@ void CPositionCalculator::refreshPosition(Isin isin)
 
 void CPositionCalculator::refreshAllPositions()
 {
-    // All are worked out before the first is written, so that one that is refused leaves the others alone.
+    // All positions are computed before the first is written, so that a refused one leaves the others alone.
     std::vector<SPosition> fresh;
     fresh.reserve(m_positions.size());
     for (const auto& entry : m_positions)

@@ -40,13 +40,13 @@ std::int64_t OpenInterestDelta(std::int64_t before, std::int64_t after, Isin isi
     return Narrowed(Magnitude(after) - Magnitude(before), isin);
 }
 
-/// Contracts of a leg in a deal of so many contracts of the whole.
+/// Contracts of a leg in a deal of `quantity` contracts of the whole.
 std::int64_t LegQuantity(std::int64_t quantity, const pos::SInstrQuantity& leg)
 {
     return Narrowed(Int128{quantity} * leg.quantityCoeff, leg.instrCLR->isin);
 }
 
-/// No deal is booked at a price that is no amount: taken for a number it would be the lowest of all.
+/// Refuses a deal at a price that is no amount: read as a number it would be the lowest of all.
 void RefuseUnlessAmount(t_bprice_int price, Isin isin)
 {
     if (price.IsNAN())
@@ -69,7 +69,7 @@ void FillPrices(const pos::SInstrTRD& instrument, t_bprice_int price, const pos:
                                                           legs[0].quantityCoeff, legs[1].quantityCoeff);
 }
 
-/// A record a leg, with isin, price and mark; none for an instrument without legs.
+/// Fills one record a leg, with isin, price and mark; none for an instrument without legs.
 void FillDeal(const pos::SInstrTRD& instrument, t_bprice_int price, const pos::SyntheticDealPrices& syntheticPrices,
               pos::SPosTradesVector& trades)
 {

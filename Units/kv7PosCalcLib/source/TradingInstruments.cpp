@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::size_t MostLegs = 2;
 
-/// Equal but for the last digits of a division.
+/// Equal except for the last digits of a division.
 bool SameMoney(double a, double b) noexcept
 {
     constexpr double tolerance = 1e-10; // of the larger
     return std::abs(a - b) <= tolerance * std::max(std::abs(a), std::abs(b));
 }
 
-/// The rate, or what stands for one that is none.
+/// The rate, or 0.0 for a rate that is negative or no number.
 double CheckedRate(double rate)
 {
     constexpr double defaultRate = 0.0;
@@ -42,7 +42,7 @@ double CheckedRate(double rate)
 
 void CopyCode(SInstrTRD& instrument, std::int32_t id, const std::string& code)
 {
-    // Room for the terminating zero. A code that is cut would name another instrument.
+    // Leaves room for the terminating zero. A code that is cut would name another instrument.
     if (code.size() >= sizeof(instrument.code_clr) || code.find('\0') != std::string::npos)
         throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, KV7_CURRENT_LOCATION)
             .Fmt("InstrumentID: %d, code of %d characters (%s)", id, static_cast<int>(code.size()), code.c_str());
@@ -93,7 +93,8 @@ void PositionCalculatorInstruments::CheckNewLeg(const SMultileg& multileg, Isin 
             .Fmt("LegIsinId: %d", legIsin);
 }
 
-// Accounting would take the positions in the one for those in the other.
+// Refuses a multileg under a clearing instrument's isin: accounting would take the positions in one for those in the
+// other.
 void PositionCalculatorInstruments::RefuseClearingIsin(Isin isin) const
 {
     if (FindInstrumentCLR(isin) == nullptr) return;
@@ -111,7 +112,7 @@ const SInstrCLR& PositionCalculatorInstruments::LegInstrument(Isin isin, Isin le
         .Fmt("Inserting Multileg(Isin %d) failed. Leg(Isin %d) not found", isin, legIsin);
 }
 
-// A trading instrument that came between the two legs must not go on moving the first one alone.
+// Completes a multileg. A trading instrument that came between the two legs must not go on moving the first one alone.
 void PositionCalculatorInstruments::CompleteMultileg(SMultileg& multileg, const SInstrQuantity& leg,
                                                      unsigned char legOrderNum)
 {
