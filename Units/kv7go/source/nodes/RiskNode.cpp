@@ -14,20 +14,10 @@ namespace kv7im {
 
 namespace {
 
-// A risk with its sub-points folded onto the real price points, which are all that the node of a futures has.
-Risk OnRealPoints(const Risk& source)
-{
-    Parameters parameters = source.GetRisk().GetParameters();
-    parameters.subPointsCount = 0;
-    Risk folded(parameters);
-    source.GetRollupedRisk(folded);
-    return folded;
-}
-
 void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return AdditionalRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return AdditionalRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& into = target.GetRisk();
     const Profile& from = source.GetRisk();
     into.Volatility() += from.Volatility();
@@ -43,7 +33,7 @@ void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral
 void SubtractionRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return SubtractionRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return SubtractionRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& outOf = target.GetRisk();
     const Profile& from = source.GetRisk();
     outOf.Volatility() -= from.Volatility();
