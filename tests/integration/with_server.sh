@@ -1,7 +1,8 @@
 #!/bin/sh
 # Runs a program next to a server of its own, on a free port, with an ini file that leads there and a log beside it.
 #   with_server.sh <quindal> <market.xml> <program> [argument...]
-# The program gets INI USER PASSWORD before its own arguments. When it fails the log is shown.
+# The program gets INI USER PASSWORD before its own arguments. When it fails the log is shown. PART_COUNT: how many
+# clients the user may register, 10 where it is not set.
 set -eu
 quindal=$1 market=$2 program=$3
 shift 3
@@ -14,7 +15,8 @@ finish() {
 }
 trap finish EXIT
 
-printf 'user,part_count,login_type,password\nUSER01,10,CLIENT,secret-word\n' >"$work/users.csv"
+printf 'user,part_count,login_type,password\nUSER01,%s,CLIENT,secret-word\n' "${PART_COUNT:-10}" \
+    >"$work/users.csv"
 mkfifo "$work/said"
 "$quindal" serve --instruments "$market" --users "$work/users.csv" --access-log "$work/access.log" \
     >"$work/said" &

@@ -9,12 +9,14 @@
 #include "Broker.h"
 #include "CalcGOEx.h"
 #include "Client.h"
+#include "Enums.h"
 #include "LibraryState.h"
 #include "MarketCheck.h"
 #include "ParticipantRepository.h"
 #include "QuindalIM.h"
 #include "RunLog.h"
 #include "TradingCodes.h"
+#include "Words.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
@@ -24,6 +26,14 @@
 namespace quindal {
 
 namespace {
+
+// What a row says of a risk level goes to the library by its number and to the eye by its word.
+static_assert(std::ranges::equal(RiskLevelWords, Enums::ClientRiskLevels,
+                                 [](const Word& word, const Enums::ClientRiskLevelRow& level) {
+                                     return word.first.substr(1) == level.name.substr(1) &&
+                                            word.second == static_cast<std::int32_t>(level.value);
+                                 }),
+              "each risk level has its word, in the same order");
 
 void Check(std::int32_t code, const char* call, const std::string& where = {})
 {

@@ -150,7 +150,7 @@ bool IsBeyond(const Mark& mark)
 
 bool IsBelowTheMarket(kv7im::SpecialRiskPoints::MappingPoint point)
 {
-    return point <= kv7im::SpecialRiskPoints::PnL2D; // the downward half comes first
+    return kv7im::stress::Points[point].side == kv7im::stress::Side::Below;
 }
 
 std::pair<double, double> RangeOfMoney(const ContractGrid& grid, const std::vector<Mark>& marks)

@@ -39,6 +39,7 @@ class AttributeList
 {
 public:
     AttributeList(std::initializer_list<const char*> names);
+    explicit AttributeList(std::vector<std::string> names) noexcept;
 
     /// One row: the element's attributes in the order of the list.
     [[nodiscard]] std::string GetAttributeList(pugi::xml_node element) const;

@@ -39,6 +39,7 @@ int32_t InsertOptionSeries(intptr_t QuindalIMCalculator, const char* OptionSerie
                            double InterestRate2RiskDown)
 {
     using Series = kv7im::OptionSeriesParameters;
+    static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile among the arguments");
     const std::tuple values{InputOf{"A_Black", A_Black, &Series::A},
                             InputOf{"B_Black", B_Black, &Series::B},
                             InputOf{"C_Black", C_Black, &Series::C},

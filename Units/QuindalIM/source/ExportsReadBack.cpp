@@ -5,11 +5,14 @@
 
 #include "CalcGOConsts.h"
 #include "ExportFrame.h"
+#include "grids/StressPoints.h"
 #include "z9log.h"
 
 using namespace QuindalIM;
 
 static_assert(sizeof(ExtraRisksInfo) == 68 && sizeof(QuindalRiskType) == 4, "they cross the boundary as they are");
+static_assert(sizeof(ExtraRisksInfo) == kv7im::stress::Points.size() * sizeof(double) + sizeof(int32_t),
+              "each stress point crosses the boundary");
 
 namespace {
 

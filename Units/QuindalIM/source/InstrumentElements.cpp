@@ -195,6 +195,7 @@ void InsertFutures(CCalcGOEx& calculator, pugi::xml_node element)
     calculator.GetTablesData().AddFutures(element);
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile read");
 void ReadBlackScholesSmile(pugi::xml_node element, kv7im::OptionSeriesParameters& series)
 {
     series.A = Number<double>(element, "A_Black");

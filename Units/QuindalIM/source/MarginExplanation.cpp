@@ -7,9 +7,11 @@
 #include "Client.h"
 #include "MarginExplanationLevels.h"
 #include "MarginExplanationTree.h"
+#include "MarginExplanationWorst.h"
 #include "Primitives.h"
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
+#include "instruments/SpecFutures.h"
 
 namespace QuindalIM {
 
@@ -18,7 +20,7 @@ namespace {
 using explanation::BookTree;
 using explanation::Contract;
 using explanation::Entity;
-using explanation::SideTrail;
+using explanation::Trail;
 
 struct WeightedSide
 {
@@ -35,51 +37,55 @@ std::vector<WeightedSide> SidesThatCount(double deliveryWeight)
     return sides;
 }
 
-void AddSide(const SideTrail& found, double factor, const std::vector<std::size_t>& items,
-             std::vector<MarginShare>& shares)
+void AddSide(const Trail& trail, const WeightedSide& side, double ratio, std::vector<MarginShare>& shares)
 {
-    for (const std::size_t item : items) {
-        const double money = found.trail.MoneyOf(item);
+    for (std::size_t item = 0; item < shares.size(); ++item) {
         MarginShare& share = shares[item];
-        (found.outcome.side == MarginSide::Volatility ? share.volatility : share.delivery) += money;
-        share.margin += factor * money;
-        if (found.trail.IsGated(item)) share.isGated = true;
+        (side.side == MarginSide::Volatility ? share.volatility : share.delivery) += trail.money[item];
+        share.margin += side.weight * ratio * trail.money[item];
+        if (trail.gated[item]) share.isGated = true;
     }
 }
 
-EntityExplanation Explain(const BookTree& tree, std::size_t index, const MarginExplanation& terms,
-                          std::vector<MarginShare>& shares)
+// What a cut of all its contracts would mark is all that the entity has.
+void NameEntity(const Entity& entity, std::size_t index, std::vector<MarginShare>& shares)
 {
-    const Entity& entity = tree.Entities()[index];
+    Trail trail(shares.size());
+    for (const auto& [code, contract] : entity.contracts)
+        contract.node.Gate(trail);
+    for (std::size_t item = 0; item < shares.size(); ++item)
+        if (trail.gated[item]) shares[item].entity = index;
+}
+
+EntityExplanation Explain(const std::pair<MarginEntity, std::string>& name, const Entity& entity,
+                          const MarginExplanation& terms, std::vector<MarginShare>& shares)
+{
     EntityExplanation explained;
-    explained.kind = entity.kind;
-    explained.code = entity.code;
+    explained.kind = name.first;
+    explained.code = name.second;
     explained.ratio = entity.ratio;
-    const std::vector<std::size_t> items = tree.ItemsOf(entity);
-    for (const std::size_t item : items)
-        shares[item].entity = index;
     for (const WeightedSide& side : SidesThatCount(terms.weight)) {
-        SideTrail found = tree.Explain(entity, side.side);
-        AddSide(found, side.weight * terms.ratio, items, shares);
-        explained.margin += side.weight * terms.ratio * found.outcome.margin;
-        explained.sides.push_back(std::move(found.outcome));
+        Trail trail(shares.size());
+        explained.sides.push_back(explanation::ExplainWorst(entity, side.side, trail));
+        explained.margin += side.weight * terms.ratio * explained.sides.back().margin;
+        AddSide(trail, side, terms.ratio, shares);
     }
     return explained;
 }
 
-ContractGrid GridOf(const Contract& contract, std::size_t entity, Enums::ClientRiskLevel level)
+ContractGrid GridOf(const std::string& code, const Contract& contract, std::size_t entity)
 {
-    const explanation::Grid& cells = contract.volatility->Cells()[explanation::Table::Volatility];
+    const kv7im::RiskMatrix& cells = contract.node.Cells(MarginSide::Volatility, explanation::Table::Volatility);
     ContractGrid grid;
-    grid.code = contract.code;
+    grid.code = code;
     grid.entity = entity;
     grid.futures = contract.futures->Code;
-    for (std::size_t column = 0; column < cells.Columns(); ++column)
-        grid.prices.push_back(contract.futures->CalculatePointX(column, level));
-    for (std::size_t scenario = 0; scenario < cells.Rows(); ++scenario) {
+    for (std::size_t column = 0; column < cells.ColsCount(); ++column)
+        grid.prices.push_back(contract.futures->CalculatePointX(column, contract.collapsed.GetRiskLevel()));
+    for (std::size_t scenario = 0; scenario < cells.RowsCount(); ++scenario) {
         std::vector<double>& row = grid.scenarios.emplace_back();
-        for (std::size_t column = 0; column < cells.Columns(); ++column)
-            row.push_back(cells.At(scenario, column));
+        for (std::size_t column = 0; column < cells.ColsCount(); ++column)
+            row.push_back(cells[scenario][column]);
     }
     return grid;
 }
@@ -97,12 +103,14 @@ MarginExplanation ExplainMargin(const kv7im::Portfolio& book, const kv7im::RiskP
     explained.unrounded = ((1 - deliveryWeight) * explained.volatility + deliveryWeight * explained.delivery) * ratio;
     explained.margin = Domain::RoundInitialMargin(explained.unrounded);
 
-    const BookTree tree(book, participant);
-    explained.shares = tree.Items();
-    for (std::size_t index = 0; index < tree.Entities().size(); ++index) {
-        explained.entities.push_back(Explain(tree, index, explained, explained.shares));
-        for (const Contract& contract : tree.Entities()[index].contracts)
-            explained.grids.push_back(GridOf(contract, index, tree.Level()));
+    const BookTree tree = explanation::OpenTree(book, participant);
+    explained.shares = tree.items;
+    for (const auto& [name, entity] : tree.entities) {
+        const std::size_t index = explained.entities.size();
+        NameEntity(entity, index, explained.shares);
+        explained.entities.push_back(Explain(name, entity, explained, explained.shares));
+        for (const auto& [code, contract] : entity.contracts)
+            explained.grids.push_back(GridOf(code, contract, index));
     }
     std::sort(explained.shares.begin(), explained.shares.end(), [](const MarginShare& a, const MarginShare& b) {
         return std::tie(a.entity, a.instrument, a.kind) < std::tie(b.entity, b.instrument, b.kind);

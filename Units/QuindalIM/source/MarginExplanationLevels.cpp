@@ -41,14 +41,7 @@ public:
     {
         if (position.GetQuantity() != 0)
             Check(m_book.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
-        std::vector<SClearingDeltaOrder> records;
-        for (const auto& [key, info] : position.GetOrders()) {
-            SClearingDeltaOrder& record = records.emplace_back();
-            record.CalculatedPrice = key;
-            record.isin = isin;
-            record.isBuying = key.direction == KeyPriceType::Direction::Buy;
-            record.orderInfo = info;
-        }
+        const std::vector<SClearingDeltaOrder> records = OrderRecordsOf(isin, position.GetOrders());
         if (!records.empty()) Check(m_book.ChangeOrder(isin, records.size(), records.data()));
     }
 

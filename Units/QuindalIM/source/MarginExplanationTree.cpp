@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
+#include <memory>
 #include <tuple>
 
+#include "WrappingArithmetic.h"
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
+#include "instruments/SpecBaseContract.h"
+#include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 
 namespace QuindalIM::explanation {
@@ -19,381 +21,276 @@ using kv7im::CSpecPosition;
 using kv7im::CSpecPositionOptionsBase;
 using kv7im::CumulativePositionByFutures;
 using kv7im::Risk;
+using kv7im::RiskNodeFutures;
+using kv7im::RiskNodeMMS;
+using kv7im::RiskNodeOptionSeries;
 
 // Rounding that the engine's increments may leave, against the money of the cell.
 constexpr double Rounding = 1e-9;
-
-kv7type::Discount DiscountOf(const kv7im::RiskParticipant& participant)
-{
-    return participant.GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
-}
-
-Risk WithCharges(Risk risk, const kv7im::RiskParticipant& participant)
-{
-    risk.GetSpecialRiskPoints().ScaleCharges(participant.GetShortOptionMinimumChargeRatio());
-    return risk;
-}
-
-std::vector<const CumulativePositionByFutures*> SortedPositions(const kv7im::Portfolio& book)
-{
-    std::vector<const CumulativePositionByFutures*> sorted;
-    for (const auto& [isin, position] : book.RangePositions())
-        sorted.push_back(&position);
-    std::sort(sorted.begin(), sorted.end(), [](const auto* a, const auto* b) { return a->GetCode() < b->GetCode(); });
-    return sorted;
-}
-
-// Positions of each series, by the codes of the series and of the options.
-std::map<std::string, std::vector<const CSpecPositionOptionsBase*>>
-OptionsBySeries(const CumulativePositionByFutures& position)
-{
-    std::map<std::string, std::vector<const CSpecPositionOptionsBase*>> series;
-    for (const auto& [isin, option] : position.RangeOptions())
-        series[option->GetOption().CodeVF].push_back(option.get());
-    for (auto& [code, options] : series)
-        std::sort(options.begin(), options.end(),
-                  [](const auto* a, const auto* b) { return a->GetCode() < b->GetCode(); });
-    return series;
-}
 
 bool ExpiresBefore(const CSpecFutures& a, const CSpecFutures& b)
 {
     return std::tuple(a.TimeToExpiration, a.isin) < std::tuple(b.TimeToExpiration, b.isin);
 }
 
-// What the engine's matrix has beyond the sum of the parts, where it is more than rounding.
-bool TakeResidue(const kv7im::RiskMatrix& engine, const Grid& parts, Grid& residue)
+// Positions in instruments of one kind, by code and isin.
+template <class Position>
+using ByCode = std::map<std::pair<std::string, Isin>, const Position*>;
+
+ByCode<CumulativePositionByFutures> PositionsOf(const kv7im::Portfolio& book)
 {
-    bool any = false;
-    for (std::size_t row = 0; row < residue.Rows(); ++row) {
-        for (std::size_t column = 0; column < residue.Columns(); ++column) {
-            const double cell = engine[row][column];
-            const double beyond = cell - parts.At(row, column);
-            if (!(std::abs(beyond) > Rounding * (1.0 + std::abs(cell)))) continue;
-            residue.At(row, column) = beyond;
-            any = true;
-        }
+    ByCode<CumulativePositionByFutures> sorted;
+    for (const auto& [isin, position] : book.RangePositions())
+        sorted[{position.GetCode(), isin}] = &position;
+    return sorted;
+}
+
+std::map<std::string, ByCode<CSpecPositionOptionsBase>> OptionsBySeries(const CumulativePositionByFutures& position)
+{
+    std::map<std::string, ByCode<CSpecPositionOptionsBase>> series;
+    for (const auto& [isin, option] : position.RangeOptions())
+        series[option->GetOption().CodeVF][{option->GetCode(), isin}] = option.get();
+    return series;
+}
+
+Contract MakeContract(const CSpecFutures& futures, Node node, const kv7im::RiskNodeBase& engine)
+{
+    return {&futures, std::move(node), engine.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive)};
+}
+
+std::int64_t ContractsOf(const OrdersMap& orders)
+{
+    using namespace kv7base; // sums that wrap around: whatever the sum, it is no reason to fail
+    std::int64_t sum = 0;
+    for (const auto& [key, info] : orders)
+        sum = info.deltaQuantity < 0 ? WrappingSub(sum, info.deltaQuantity) : WrappingAdd(sum, info.deltaQuantity);
+    return sum;
+}
+
+class Builder
+{
+public:
+    Builder(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
+        : m_participant(participant), m_level(participant.GetRiskLevel())
+    {
+        for (const auto& [code, position] : PositionsOf(book))
+            Add(*position);
+        for (auto& [code, group] : m_groups)
+            Complete(code, group);
     }
-    return any;
-}
+    [[nodiscard]] BookTree Take() noexcept { return std::move(m_tree); }
 
-} // namespace
-
-BookTree::BookTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
-    : m_participant(participant), m_level(participant.GetRiskLevel())
-{
-    for (const CumulativePositionByFutures* const position : SortedPositions(book))
-        Add(*position);
-    CompleteGroups();
-    std::sort(m_entities.begin(), m_entities.end(),
-              [](const Entity& a, const Entity& b) { return std::tie(a.kind, a.code) < std::tie(b.kind, b.code); });
-}
-
-std::size_t BookTree::PositionItem(const std::string& code, Isin isin, const CSpecPosition& position)
-{
-    MarginShare item;
-    item.instrument = code;
-    item.isin = isin;
-    item.quantity = position.GetQuantity();
-    item.price = position.GetWAPrice();
-    m_items.push_back(item);
-    return m_items.size() - 1;
-}
-
-std::size_t BookTree::OrdersItem(const std::string& code, Isin isin, const CSpecPosition& position)
-{
-    const auto sameItem = [&](const MarginShare& item) {
-        return item.isin == isin && item.kind == MarginShare::Kind::Orders;
+private:
+    /// A base contract of which futures are still being gathered.
+    struct Group
+    {
+        Entity* entity;
+        const CSpecFutures* futures; // of those held the one that expires first
+        std::unique_ptr<RiskNodeMMS> engine;
+        std::vector<Node> parts;
     };
-    const auto found = std::find_if(m_items.begin(), m_items.end(), sameItem);
-    if (found != m_items.end()) return static_cast<std::size_t>(found - m_items.begin());
-    MarginShare item;
-    item.instrument = code;
-    item.isin = isin;
-    item.kind = MarginShare::Kind::Orders;
-    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
-    for (const auto& [key, info] : position.GetOrders())
-        item.quantity = info.deltaQuantity < 0 ? WrappingSub(item.quantity, info.deltaQuantity)
-                                               : WrappingAdd(item.quantity, info.deltaQuantity);
-    m_items.push_back(item);
-    return m_items.size() - 1;
-}
+
+    void Add(const CumulativePositionByFutures& position);
+    void AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
+                   RiskNodeFutures& futures, std::vector<Node>& parts);
+    void AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine);
+    void Complete(const std::string& code, Group& group);
+
+    template <class RiskOf>
+    void AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves);
+    void AddLeavesOfFutures(const CumulativePositionByFutures& position, std::vector<Node>& leaves);
+    void AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::vector<Node>& leaves);
+    void AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts);
+    [[nodiscard]] std::size_t ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position);
+    [[nodiscard]] Entity& EntityOf(MarginEntity kind, const std::string& code, double ratio)
+    {
+        return m_tree.entities.try_emplace({kind, code}, Entity{ratio, {}, {}}).first->second;
+    }
+
+    const kv7im::RiskParticipant& m_participant;
+    Enums::ClientRiskLevel m_level;
+    BookTree m_tree;
+    std::map<std::string, Group> m_groups; // by base contract
+};
 
 // A futures with its series in spread, and each series that stands alone.
-void BookTree::Add(const CumulativePositionByFutures& position)
-{
-    SideNodes parts;
-    AddLeavesOfFutures(position, parts);
-    for (const auto& [code, options] : OptionsBySeries(position)) {
-        const std::optional<Nodes> series = MakeSeries(position, options);
-        if (!series) continue;
-        if (options.front()->IsInSpread()) {
-            parts.volatility.push_back(series->first);
-            parts.delivery.push_back(series->second);
-            continue;
-        }
-        const double ratio = position.GetRiskNodeOptionSeriesByVFCode(code)->GetBrokerBaseContractGORatio();
-        FindOrAddEntity(MarginEntity::OptionSeries, code, ratio)
-            .contracts.push_back({code, position.GetFutures(), series->first, series->second});
-    }
-    if (position.GetFutures()->IsCollateral()) AddCollateralResidue(position, parts);
-    if (parts.volatility.empty()) return;
-
-    const Nodes futures = MakeFutures(position, parts);
-    if (position.HasLevelMMS()) return AddToGroup(position, futures);
-    const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
-    FindOrAddEntity(MarginEntity::Futures, position.GetCode(), ratio)
-        .contracts.push_back({position.GetCode(), position.GetFutures(), futures.first, futures.second});
-}
-
-void BookTree::AddLeavesOfFutures(const CumulativePositionByFutures& position, SideNodes& parts)
+void Builder::Add(const CumulativePositionByFutures& position)
 {
     const CSpecFutures& futures = *position.GetFutures();
-    const kv7im::CSpecPositionFutures& held = position.GetFuturesPositionSpec();
-    const kv7im::Parameters dimensions = futures.GetProfile(m_level).GetParameters();
-    const auto add = [&](std::size_t item, const Risk& risk) {
-        const Node& leaf = Make<Leaf>(item, WithCharges(risk, m_participant), dimensions, 0.0);
-        parts.volatility.push_back(&leaf);
-        parts.delivery.push_back(&leaf);
-    };
-    if (const std::int64_t quantity = held.GetQuantity(); quantity != 0)
-        add(PositionItem(position.GetCode(), position.GetIsin(), held),
-            futures.TransformToPosition(quantity, held.UsableWAPrice(quantity, held.GetWAPrice()), m_level));
-    if (!held.GetOrders().empty())
-        add(OrdersItem(position.GetCode(), position.GetIsin(), held),
-            futures.TransformToOrder(held.GetOrders(), DiscountOf(m_participant), m_level));
+    const double ratio = position.GetOwnerRiskNode().GetBrokerBaseContractGORatio();
+    RiskNodeFutures engine(futures.GetProfile(m_level).GetParameters(), ratio, m_level, futures.IsCollateral());
+    std::vector<Node> parts;
+    AddLeavesOfFutures(position, parts);
+    for (const Node& leaf : parts)
+        engine += leaf.results.front();
+    for (const auto& [code, options] : OptionsBySeries(position))
+        AddSeries(position, options, engine, parts);
+    if (futures.IsCollateral()) AddResidue(position, engine, parts);
+    if (parts.empty()) return;
+
+    Node node = Node::Sum(engine, std::move(parts), futures.IsCollateral());
+    if (position.HasLevelMMS()) return AddToGroup(position, std::move(node), engine);
+    EntityOf(MarginEntity::Futures, position.GetCode(), ratio)
+        .contracts.emplace(position.GetCode(), MakeContract(futures, std::move(node), engine));
 }
 
-// A collateral instrument takes the losses of a rate stress only. A cancelled order comes as a gain, so that what it
-// once added stays until the book is taken anew; it is a share of the orders.
-void BookTree::AddCollateralResidue(const CumulativePositionByFutures& position, SideNodes& parts)
+// The node has the dimensions of the book's own: no delivery rows where the participant does not count deliveries.
+void Builder::AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
+                        RiskNodeFutures& futures, std::vector<Node>& parts)
 {
-    const Nodes sums = MakeFutures(position, parts);
-    const auto add = [&](const Risk& engine, const Node& sum, std::vector<const Node*>& side) {
-        Sheet residue(sum.Cells().Scenarios(), sum.Cells().Columns());
-        if (!TakeResidue(engine.GetRisk().InterestRate(), sum.Cells()[Table::InterestRate],
-                         residue[Table::InterestRate]))
-            return;
-        const std::size_t item = OrdersItem(position.GetCode(), position.GetIsin(), position.GetFuturesPositionSpec());
-        side.push_back(&Make<Leaf>(item, std::move(residue)));
-    };
-    add(position.GetOwnerRiskNode().Volatility(), *sums.first, parts.volatility);
-    add(position.GetOwnerRiskNode().Expiration(), *sums.second, parts.delivery);
+    std::vector<Node> leaves;
+    for (const auto& [code, option] : options)
+        AddLeavesOfOption(*option, leaves);
+    if (leaves.empty()) return;
+
+    const kv7im::CSpecVirtFutures& series = *options.begin()->second->GetOption().VirtFutures;
+    const RiskNodeOptionSeries& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
+    const kv7im::Parameters& size = held.Volatility().GetRisk().GetParameters();
+    const double ratio = held.GetBrokerBaseContractGORatio();
+    const auto engine =
+        size.hasSubPoints()
+            ? std::make_shared<RiskNodeOptionSeries>(size, series.GetBindingArray(m_level), ratio, m_level)
+            : std::make_shared<RiskNodeOptionSeries>(size, ratio, m_level);
+    for (const Node& leaf : leaves) {
+        *engine += leaf.results.front();
+        engine->AddNOVi(leaf.optionValue);
+    }
+    Node node = Node::Series(series, engine, std::move(leaves));
+    if (!options.begin()->second->IsInSpread()) {
+        EntityOf(MarginEntity::OptionSeries, series.Code, ratio)
+            .contracts.emplace(series.Code, MakeContract(*position.GetFutures(), std::move(node), *engine));
+    } else if (series.EnforceHalfNetting) {
+        futures += engine->GetTransformedRisk();
+        parts.push_back(Node::LossesOf(std::move(node), series.Code));
+    } else {
+        futures += *engine;
+        parts.push_back(std::move(node));
+    }
 }
 
-BookTree::Nodes BookTree::MakeFutures(const CumulativePositionByFutures& position, const SideNodes& parts)
+void Builder::AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine)
 {
-    const kv7im::Parameters& dimensions = position.GetFutures()->GetProfile(m_level).GetParameters();
-    const Sum::LossesOf lossesOf{position.GetFutures()->IsCollateral(), true};
-    const auto make = [&](const std::vector<const Node*>& ofSide) {
-        return &Make<Sum>(dimensions.scenariosVolatilityCount, dimensions.pointsCount, ofSide, lossesOf);
-    };
-    return {make(parts.volatility), make(parts.delivery)};
-}
-
-std::vector<const Leaf*> BookTree::LeavesOfOption(const CSpecPositionOptionsBase& position,
-                                                  const kv7im::Parameters& dimensions)
-{
-    const kv7im::CSpecOption& option = position.GetOption();
-    std::vector<const Leaf*> leaves;
-    if (const std::int64_t quantity = position.GetQuantity(); quantity != 0)
-        leaves.push_back(&Make<Leaf>(
-            PositionItem(position.GetCode(), position.GetOptIsin(), position),
-            WithCharges(option.TransformToPosition(quantity, position.GetWAPrice(), m_level), m_participant),
-            dimensions, position.GetNOVi()));
-    if (!position.GetOrders().empty())
-        leaves.push_back(&Make<Leaf>(OrdersItem(position.GetCode(), position.GetOptIsin(), position),
-                                     WithCharges(option.TransformToOrder(position.GetOrders(), m_level), m_participant),
-                                     dimensions, 0.0));
-    return leaves;
-}
-
-// The view of a series on real price points, by its losses only where it enforces half netting in the spread.
-std::optional<BookTree::Nodes> BookTree::MakeSeries(const CumulativePositionByFutures& position,
-                                                    const std::vector<const CSpecPositionOptionsBase*>& options)
-{
-    const kv7im::CSpecVirtFutures& series = *options.front()->GetOption().VirtFutures;
-    const kv7im::Parameters dimensions =
-        position.GetRiskNodeOptionSeriesByVFCode(series.Code)->Volatility().GetRisk().GetParameters();
-    std::vector<const Leaf*> leaves;
-    for (const CSpecPositionOptionsBase* const option : options)
-        for (const Leaf* const leaf : LeavesOfOption(*option, dimensions))
-            leaves.push_back(leaf);
-    if (leaves.empty()) return std::nullopt;
-
-    const SeriesSum& sum = Make<SeriesSum>(series, m_level, dimensions, leaves);
-    const auto view = [&](const Node& node) {
-        const Node* seen = &node;
-        if (dimensions.hasSubPoints()) seen = &Make<Folded>(*seen, sum, dimensions.pointsCount);
-        if (series.IsInSpread && series.EnforceHalfNetting) seen = &Make<LossesOnly>(*seen, series.Code);
-        return seen;
-    };
-    const Node* const volatility = view(sum);
-    return Nodes{volatility, dimensions.hasExpiration() ? view(Make<Delivered>(sum)) : volatility};
-}
-
-void BookTree::AddToGroup(const CumulativePositionByFutures& position, const Nodes& futures)
-{
-    const CSpecFutures& instrument = *position.GetFutures();
-    const bool isMCS = position.HasLevelMCS();
-    const Entity& entity = FindOrAddEntity(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
-                                           isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(),
-                                           position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio());
-    const auto index = static_cast<std::size_t>(&entity - m_entities.data());
-    const std::string& code = position.GetRiskNameMMS();
-    auto open = std::find_if(m_openContracts.begin(), m_openContracts.end(),
-                             [&](const OpenContract& contract) { return contract.code == code; });
-    if (open == m_openContracts.end()) open = m_openContracts.insert(open, OpenContract{index, code, &instrument, {}});
-    if (ExpiresBefore(instrument, *open->futures)) open->futures = &instrument;
-
-    const bool lossesOnly = m_participant.GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
-                            instrument.EnforceIMSHalfNetting;
-    const auto given = [&](const Node* node) { return lossesOnly ? &Make<LossesOnly>(*node, instrument.Code) : node; };
-    open->parts.volatility.push_back(given(futures.first));
-    open->parts.delivery.push_back(given(futures.second));
-}
-
-Entity& BookTree::FindOrAddEntity(MarginEntity kind, const std::string& code, double ratio)
-{
-    const auto found = std::find_if(m_entities.begin(), m_entities.end(),
-                                    [&](const Entity& entity) { return entity.kind == kind && entity.code == code; });
-    if (found != m_entities.end()) return *found;
-    m_entities.push_back({kind, code, ratio, std::nullopt, {}});
-    return m_entities.back();
+    const CSpecFutures& futures = *position.GetFutures();
+    Group& group = m_groups[position.GetRiskNameMMS()];
+    if (group.engine == nullptr) {
+        const bool isMCS = position.HasLevelMCS();
+        const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
+        group.entity = &EntityOf(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
+                                 isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(), ratio);
+        if (isMCS && !group.entity->mcs)
+            group.entity->mcs.emplace(static_cast<std::size_t>(futures.BaseContract->PointsNum), ratio, m_level);
+        group.engine = std::make_unique<RiskNodeMMS>(*futures.BaseContract, ratio, m_level);
+        group.futures = &futures;
+    }
+    if (ExpiresBefore(futures, *group.futures)) group.futures = &futures;
+    if (position.GivesLossesOnly()) {
+        *group.engine += engine.GetTransformedRisk();
+        group.parts.push_back(Node::LossesOf(std::move(node), futures.Code));
+    } else {
+        *group.engine += engine;
+        group.parts.push_back(std::move(node));
+    }
 }
 
 // Between the months of a base contract neither stress nets.
-void BookTree::CompleteGroups()
+void Builder::Complete(const std::string& code, Group& group)
 {
-    std::sort(m_openContracts.begin(), m_openContracts.end(),
-              [](const OpenContract& a, const OpenContract& b) { return a.code < b.code; });
-    for (const OpenContract& contract : m_openContracts) {
-        const auto make = [&](const std::vector<const Node*>& parts) {
-            const Sheet& cells = parts.front()->Cells();
-            return &Make<Sum>(cells.Scenarios(), cells.Columns(), parts, Sum::LossesOf{true, true});
-        };
-        m_entities[contract.entity].contracts.push_back(
-            {contract.code, contract.futures, make(contract.parts.volatility), make(contract.parts.delivery)});
+    Node node = Node::Sum(*group.engine, std::move(group.parts), true);
+    Contract contract = MakeContract(*group.futures, std::move(node), *group.engine);
+    if (group.entity->mcs) {
+        const RiskNodeMMS::PropertiesForICS properties{m_participant.GetInterContractSpreadMarginType(), group.futures};
+        kv7im::RiskNodeMMSToMCSProxy& given = *group.engine | properties;
+        *group.entity->mcs += given;
+        contract.mcs = given;
     }
+    group.entity->contracts.emplace(code, std::move(contract));
 }
 
-// What a cut of all its contracts would mark is all that the entity has.
-std::vector<std::size_t> BookTree::ItemsOf(const Entity& entity) const
+// riskOf(kind): the risk of the position or of its orders.
+template <class RiskOf>
+void Builder::AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves)
 {
-    Trail trail(m_items.size());
-    for (const Contract& contract : entity.contracts)
-        for (const Node* const side : {contract.volatility, contract.delivery})
-            side->Gate(trail);
-    std::vector<std::size_t> items;
-    for (std::size_t item = 0; item < m_items.size(); ++item)
-        if (trail.IsGated(item)) items.push_back(item);
-    return items;
+    const auto add = [&](MarginShare::Kind kind, double optionValue) {
+        Risk risk = riskOf(kind);
+        risk.GetSpecialRiskPoints().ScaleCharges(m_participant.GetShortOptionMinimumChargeRatio());
+        leaves.push_back(Node::Leaf(ItemOf(kind, isin, position), std::move(risk), optionValue));
+    };
+    if (position.GetQuantity() != 0) add(MarginShare::Kind::Position, position.GetNOVi());
+    if (!position.GetOrders().empty()) add(MarginShare::Kind::Orders, 0.0);
 }
 
-SideTrail BookTree::Explain(const Entity& entity, MarginSide side) const
+void Builder::AddLeavesOfFutures(const CumulativePositionByFutures& position, std::vector<Node>& leaves)
 {
-    return entity.kind == MarginEntity::MCS ? ExplainGroup(entity, side) : ExplainAlone(entity, side);
+    const CSpecFutures& futures = *position.GetFutures();
+    const kv7im::CSpecPositionFutures& held = position.GetFuturesPositionSpec();
+    const auto riskOf = [&](MarginShare::Kind kind) {
+        const std::int64_t quantity = held.GetQuantity();
+        if (kind == MarginShare::Kind::Position)
+            return futures.TransformToPosition(quantity, held.UsableWAPrice(quantity, held.GetWAPrice()), m_level);
+        const auto discount = m_participant.GetNoFutDiscount() ? kv7type::Discount::No : kv7type::Discount::Yes;
+        return futures.TransformToOrder(held.GetOrders(), discount, m_level);
+    };
+    AddLeaves(held, position.GetIsin(), riskOf, leaves);
 }
 
-namespace {
-
-// The first of the smallest results of a row and of the stress points; the row comes first.
-struct Worst
+void Builder::AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::vector<Node>& leaves)
 {
-    template <class RowAt, class PointAt>
-    Worst(std::size_t columns, RowAt rowAt, PointAt pointAt)
-    {
-        for (std::size_t column = 0; column < columns; ++column)
-            Take(rowAt(column), column, false);
-        for (std::size_t point = 0; point < kv7im::SpecialRiskPoints::MappingSize; ++point)
-            Take(pointAt(point), point, true);
+    const kv7im::CSpecOption& option = position.GetOption();
+    const auto riskOf = [&](MarginShare::Kind kind) {
+        if (kind == MarginShare::Kind::Position)
+            return option.TransformToPosition(position.GetQuantity(), position.GetWAPrice(), m_level);
+        return option.TransformToOrder(position.GetOrders(), m_level);
+    };
+    AddLeaves(position, position.GetOptIsin(), riskOf, leaves);
+}
+
+// A collateral instrument takes the losses of a rate stress only. A cancelled order comes as a gain, so that what it
+// once added stays until the book is taken anew; where it is more than rounding it is a share of the orders.
+void Builder::AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts)
+{
+    const kv7im::RiskMatrix& held = position.GetOwnerRiskNode().Volatility().GetRisk().InterestRate();
+    const kv7im::RiskMatrix& explained = engine.Volatility().GetRisk().InterestRate();
+    Risk residue(engine.Volatility().GetRisk().GetParameters());
+    bool any = false;
+    for (std::size_t row = 0; row < held.RowsCount(); ++row) {
+        for (std::size_t column = 0; column < held.ColsCount(); ++column) {
+            const double beyond = held[row][column] - explained[row][column];
+            if (!(std::abs(beyond) > Rounding * (1.0 + std::abs(held[row][column])))) continue;
+            residue.GetRisk().InterestRate()[row][column] = beyond;
+            any = true;
+        }
     }
-
-    double money = 0.0; // 0: nothing loses
-    std::size_t index = 0;
-    bool isPoint = false;
-
-private:
-    void Take(double result, std::size_t at, bool point) noexcept
-    {
-        if (!(result < money)) return; // a NaN never is
-        money = result;
-        index = at;
-        isPoint = point;
-    }
-};
-
-// The outcome as far as the entity knows it.
-SideOutcome Describe(const Worst& worst, MarginSide side, double ratio)
-{
-    SideOutcome outcome;
-    outcome.side = side;
-    outcome.margin = std::abs(worst.money) * ratio;
-    outcome.isLoss = worst.money < 0.0;
-    if (!outcome.isLoss) return outcome;
-    if (worst.isPoint)
-        outcome.stressPoint = static_cast<kv7im::SpecialRiskPoints::MappingPoint>(worst.index);
-    else
-        outcome.pricePoint = worst.index;
-    return outcome;
+    if (!any) return;
+    engine += residue;
+    parts.push_back(Node::Leaf(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()),
+                               std::move(residue)));
 }
 
-// Shares the worst result of an outline, or of a contract's part of it, out.
-template <class Source>
-void Share(const Source& source, const Worst& worst, double ratio, Trail& trail)
+std::size_t Builder::ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position)
 {
-    if (worst.isPoint)
-        source.SharePoint(worst.index, -ratio, trail);
-    else
-        source.ShareRow(worst.index, -ratio, trail);
+    std::vector<MarginShare>& items = m_tree.items;
+    const auto found = std::find_if(items.begin(), items.end(),
+                                    [&](const MarginShare& item) { return item.isin == isin && item.kind == kind; });
+    if (found != items.end()) return static_cast<std::size_t>(found - items.begin());
+    MarginShare item;
+    item.instrument = position.GetCode();
+    item.isin = isin;
+    item.kind = kind;
+    if (kind == MarginShare::Kind::Position) {
+        item.quantity = position.GetQuantity();
+        item.price = position.GetWAPrice();
+    } else {
+        item.quantity = ContractsOf(position.GetOrders());
+    }
+    items.push_back(item);
+    return items.size() - 1;
 }
 
 } // namespace
 
-SideTrail BookTree::ExplainAlone(const Entity& entity, MarginSide side) const
+BookTree OpenTree(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant)
 {
-    const Contract& contract = entity.contracts.front();
-    const Outline outline(contract, m_level, side, side);
-    const Worst worst(
-        outline.Row().size(), [&](std::size_t column) { return outline.Row()[column]; },
-        [&](std::size_t point) { return outline.Points()[point]; });
-    SideTrail result{Describe(worst, side, entity.ratio), Trail(m_items.size())};
-    if (!result.outcome.isLoss) return result;
-    result.trail.Begin(contract.code);
-    result.trail.Contract().money = worst.money;
-    Share(outline, worst, entity.ratio, result.trail);
-    result.outcome.contracts = result.trail.TakeContracts();
-    return result;
-}
-
-// Beside the row of deliveries stand the stress points of the volatility side.
-SideTrail BookTree::ExplainGroup(const Entity& entity, MarginSide side) const
-{
-    std::vector<GroupMember> members;
-    std::vector<GroupMember> withPoints;
-    for (const Contract& contract : entity.contracts) {
-        std::optional<std::size_t> window;
-        if (m_participant.GetInterContractSpreadMarginType() == Enums::SpreadMarginType::Netting)
-            window = static_cast<std::size_t>(contract.futures->BaseContract->WindowSize);
-        members.emplace_back(contract, m_level, side, window);
-        withPoints.emplace_back(contract, m_level, MarginSide::Volatility, window);
-    }
-    const auto sum = [](const std::vector<GroupMember>& of, auto resultOf) {
-        double total = 0.0;
-        for (const GroupMember& member : of)
-            total += resultOf(member);
-        return total;
-    };
-    const Worst worst(
-        members.front().Size(),
-        [&](std::size_t column) { return sum(members, [&](const auto& member) { return member.RowAt(column); }); },
-        [&](std::size_t point) { return sum(withPoints, [&](const auto& member) { return member.PointAt(point); }); });
-    SideTrail result{Describe(worst, side, entity.ratio), Trail(m_items.size())};
-    if (!result.outcome.isLoss) return result;
-    for (const GroupMember& member : worst.isPoint ? withPoints : members)
-        Share(member, worst, entity.ratio, result.trail);
-    result.outcome.contracts = result.trail.TakeContracts();
-    return result;
+    return Builder(book, participant).Take();
 }
 
 } // namespace QuindalIM::explanation

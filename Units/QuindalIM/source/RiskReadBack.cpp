@@ -52,6 +52,7 @@ struct RowAndPoints
 
 void _ExtraRisksInfo::Fill(_ExtraRisksInfo& info, const SpecialRiskPoints& points, std::size_t subPointsCount) noexcept
 {
+    static_assert(kv7im::stress::Points.size() == 8, "each stress point is read back");
     info.DownRisk = points.GetDownRisk();
     info.ZL = points.GetZL();
     info.PnL3D = points.GetPnL3D();

@@ -8,6 +8,7 @@
 
 #include <locale.h>
 
+#include "Enums.h"
 #include "XmlDocument.h"
 #include "except.h"
 
@@ -71,6 +72,19 @@ template <class T>
     return static_cast<T>(value);
 }
 
+/// The rates of a risk level stand together: of the band below the first concentration limit, between the two, above
+/// the second.
+[[nodiscard]] std::vector<std::string> BaseContractColumns()
+{
+    std::vector<std::string> names{"Code", "CodeMCS", "VolatNum", "MSPType", "ShortOptionMinimumCharge", "IndicatorID"};
+    for (const Enums::ClientRiskLevelRow& level : Enums::ClientRiskLevels)
+        for (const char* const rate : {"MarketRisk", "MarketRisk1", "MarketRisk2"})
+            names.push_back(rate + std::string(level.columnSuffix));
+    names.insert(names.end(), {"ConcentrationLimit1", "ConcentrationLimit2", "RiskPointsN", "WindowSizePercentage",
+                               "OptionModel", "SpotPrice", "AssetClass", "CFRisk"});
+    return names;
+}
+
 } // namespace
 
 #define KV7_CONVERSION_LOCATION(name) source_location::current(__LINE__, 0, __FILE__, name)
@@ -116,6 +130,8 @@ std::string GetAttr(pugi::xml_node element, const char* name)
 
 AttributeList::AttributeList(std::initializer_list<const char*> names) : m_names(names.begin(), names.end()) {}
 
+AttributeList::AttributeList(std::vector<std::string> names) noexcept : m_names(std::move(names)) {}
+
 std::string AttributeList::GetAttributeList(pugi::xml_node element) const
 {
     return Joined(m_names, [element](const std::string& name) { return GetAttribute(element, name); });
@@ -152,38 +168,11 @@ bool Table::GetNextRow(std::string& row, bool header)
 
 // Dictionary
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile among the columns of a series");
 Dictionary::Dictionary()
     : CommonParametersFields{"EdgeCoeff"},
       CurrencyFields{"IndicatorID", "Radius"},
-      BaseContractFields{"Code",
-                         "CodeMCS",
-                         "VolatNum",
-                         "MSPType",
-                         "ShortOptionMinimumCharge",
-                         "IndicatorID",
-                         "MarketRisk",
-                         "MarketRisk1",
-                         "MarketRisk2",
-                         "MarketRiskLow",
-                         "MarketRisk1Low",
-                         "MarketRisk2Low",
-                         "MarketRiskMedium",
-                         "MarketRisk1Medium",
-                         "MarketRisk2Medium",
-                         "MarketRiskHigh",
-                         "MarketRisk1High",
-                         "MarketRisk2High",
-                         "MarketRiskExceptional",
-                         "MarketRisk1Exceptional",
-                         "MarketRisk2Exceptional",
-                         "ConcentrationLimit1",
-                         "ConcentrationLimit2",
-                         "RiskPointsN",
-                         "WindowSizePercentage",
-                         "OptionModel",
-                         "SpotPrice",
-                         "AssetClass",
-                         "CFRisk"},
+      BaseContractFields(BaseContractColumns()),
       // "BaseGO" is a column that the server no longer fills: empty in every row.
       FuturesFields{"Code",
                     "CodeBC",

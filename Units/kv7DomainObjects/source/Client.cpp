@@ -23,22 +23,6 @@ bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isi
     return !client.GetInstrumentsRepository().IsEquityOption(isin);
 }
 
-// Open orders as the changes that would make them.
-std::vector<SClearingDeltaOrder> OrdersOf(Isin isin, const kv7im::CSpecPosition& position)
-{
-    std::vector<SClearingDeltaOrder> orders;
-    orders.reserve(position.GetOrders().size());
-    for (const auto& [key, info] : position.GetOrders()) {
-        SClearingDeltaOrder order;
-        order.CalculatedPrice = key;
-        order.isin = isin;
-        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
-        order.orderInfo = info;
-        orders.push_back(order);
-    }
-    return orders;
-}
-
 template <class Change>
 auto WithFailuresLogged(const Change& change)
 {
@@ -129,7 +113,7 @@ void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosit
     static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
     SetPositionInPortfolioWithoutEquityOptions(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity);
     if (position.GetOrders().empty()) return;
-    const std::vector<SClearingDeltaOrder> orders = OrdersOf(isin, position);
+    const std::vector<SClearingDeltaOrder> orders = OrderRecordsOf(isin, position.GetOrders());
     static_cast<void>(portfolio.ChangeOrder(isin, orders.size(), orders.data()));
     ChangeOrderInPortfolioWithoutEquityOptions(isin, orders.size(), orders.data());
 }

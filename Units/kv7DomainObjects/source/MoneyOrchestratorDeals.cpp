@@ -4,6 +4,7 @@
 
 #include "MarginOrchestrator.h"
 #include "MoneyLevels.h"
+#include "WrappingArithmetic.h"
 
 namespace money_orchestrator {
 
@@ -194,7 +195,7 @@ void BookOnAllLevels(Deal& deal, const Book& book)
                                     std::int64_t quantity)
 {
     if (accounting.GetTradeInstrument(instrumentId).instruments.empty()) return {};
-    const std::int64_t contracts = quantity < 0 ? kv7base::detail::WrappingSub(0, quantity) : quantity;
+    const std::int64_t contracts = quantity < 0 ? kv7base::WrappingSub(0, quantity) : quantity;
     return accounting.CalcFixedFee(contracts, instrumentId);
 }
 

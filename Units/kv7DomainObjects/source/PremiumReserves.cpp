@@ -1,5 +1,7 @@
 #include "PremiumReserves.h"
 
+#include "WrappingArithmetic.h"
+
 t_bprice_int PremiumReservesCalculator::CalculateBlockedForIsin(const Domain::PremiumReserves& reserves,
                                                                 double curvatureRadius) noexcept
 {
@@ -34,7 +36,7 @@ void PremiumReservesCalculator::Update(Isin isin, t_bprice_int Domain::PremiumRe
     Domain::PremiumReserves& reserves = m_reserves[isin];
     const t_bprice_int before = CalculateBlockedForIsin(reserves, curvatureRadius);
     const auto value =
-        t_bprice_int::FromPlain(kv7base::detail::WrappingMul(price.AsPlain(), quantity)) * t_bprice_int(moneyCoef);
+        t_bprice_int::FromPlain(kv7base::WrappingMul(price.AsPlain(), quantity)) * t_bprice_int(moneyCoef);
     reserves.*part += value;
     m_premiumBlocked += CalculateBlockedForIsin(reserves, curvatureRadius) - before;
 }

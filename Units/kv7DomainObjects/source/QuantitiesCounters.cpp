@@ -1,12 +1,12 @@
 #include "QuantitiesCounters.h"
 
-#include "currencytype.h"
+#include "WrappingArithmetic.h"
 
 namespace {
 
-void Add(std::int64_t& sum, std::int64_t delta) noexcept { sum = kv7base::detail::WrappingAdd(sum, delta); }
+void Add(std::int64_t& sum, std::int64_t delta) noexcept { sum = kv7base::WrappingAdd(sum, delta); }
 
-void Subtract(std::int64_t& sum, std::int64_t delta) noexcept { sum = kv7base::detail::WrappingSub(sum, delta); }
+void Subtract(std::int64_t& sum, std::int64_t delta) noexcept { sum = kv7base::WrappingSub(sum, delta); }
 
 } // namespace
 

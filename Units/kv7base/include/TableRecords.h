@@ -85,6 +85,8 @@ struct SCurrencyStruct
     [[nodiscard]] static const char* tableName() noexcept { return "Currency"; }
 };
 
+static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its rates in the record of a base contract");
+
 /// A base contract.
 struct SBaseContractStruct
 {
@@ -155,6 +157,8 @@ struct SFuturesStruct
 
     [[nodiscard]] static const char* tableName() noexcept { return "Futures"; }
 };
+
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile in the record of a series");
 
 /// An option series.
 struct SVirtFuturesStruct

@@ -13,6 +13,7 @@
 #include <limits>
 #include <string>
 
+#include "WrappingArithmetic.h"
 #include "Z9BCDII.h"
 #include "kv7errors.h"
 
@@ -69,20 +70,6 @@ inline constexpr std::int64_t exp10s = exp10_helper<N>::value;
 
 namespace detail {
 
-// Two's complement arithmetic that wraps instead of being undefined.
-[[nodiscard]] constexpr std::int64_t WrappingAdd(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
-}
-[[nodiscard]] constexpr std::int64_t WrappingSub(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
-}
-[[nodiscard]] constexpr std::int64_t WrappingMul(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
-}
-
 /// a times b over scale, rounded so that q moves one away from zero when twice |r| exceeds scale - 1; the result is cut
 /// to 64 bits without further check.
 [[nodiscard]] constexpr std::int64_t MultiplyScaled(std::int64_t a, std::int64_t b, std::int64_t scale) noexcept
@@ -136,8 +123,7 @@ public:
 
     constexpr Currency() noexcept = default;
     constexpr explicit Currency(int wholes) noexcept : Currency(static_cast<std::int64_t>(wholes)) {}
-    constexpr explicit Currency(std::int64_t wholes) noexcept
-        : value_(kv7base::detail::WrappingMul(wholes, kv7base::exp10s<N>))
+    constexpr explicit Currency(std::int64_t wholes) noexcept : value_(kv7base::WrappingMul(wholes, kv7base::exp10s<N>))
     {}
     constexpr Currency(std::int64_t plain, ConstructionMode) noexcept : value_(plain) {}
     /// Converts a number, halves away from zero. The product is taken in double precision; no range check
@@ -212,16 +198,16 @@ public:
     [[nodiscard]] constexpr std::int64_t AsPlain() const noexcept { return value_; }
 
     /// Changes the sign in place.
-    constexpr void Neg() noexcept { value_ = kv7base::detail::WrappingSub(0, value_); }
+    constexpr void Neg() noexcept { value_ = kv7base::WrappingSub(0, value_); }
 
     constexpr Currency& operator+=(Currency other) noexcept
     {
-        value_ = kv7base::detail::WrappingAdd(value_, other.value_);
+        value_ = kv7base::WrappingAdd(value_, other.value_);
         return *this;
     }
     constexpr Currency& operator-=(Currency other) noexcept
     {
-        value_ = kv7base::detail::WrappingSub(value_, other.value_);
+        value_ = kv7base::WrappingSub(value_, other.value_);
         return *this;
     }
     constexpr Currency& operator*=(Currency other) noexcept { return *this = *this * other; }
@@ -263,7 +249,7 @@ static_assert(sizeof(Currency<5>) == 8);
 /// A sum of two decimals as one of five, exact.
 [[nodiscard]] constexpr t_bsum_int Widened(t_bround_int sum) noexcept
 {
-    return t_bsum_int::FromPlain(kv7base::detail::WrappingMul(sum.AsPlain(), 1000));
+    return t_bsum_int::FromPlain(kv7base::WrappingMul(sum.AsPlain(), 1000));
 }
 
 /// A sum rounded to cents, halves away from zero.

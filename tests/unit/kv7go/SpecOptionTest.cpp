@@ -132,7 +132,7 @@ TEST(SpecOption, ShortSellingValuesAreSharesOfTheSpotTimesTheLot)
 
 TEST(SpecOption, SpecialPointsAreValuesAtThePointsOfTheFuturesInTheCentralScenario)
 {
-    for (const SeriesKind kind : SeriesKinds)
+    for (const UnderlyingKind kind : UnderlyingKinds)
         for (const Enums::OptionModel model : Enums::PossibleOptionModelValues) {
             PricedSeries priced;
             priced.SetKind(kind);
@@ -323,7 +323,7 @@ TEST(SpecOption, ALongPositionLosesItsPremiumAtMost)
 PricedSeries NegativePut()
 {
     PricedSeries priced;
-    priced.SetKind(SeriesKind::Commodity);
+    priced.SetKind(UnderlyingKind::Commodity);
     priced.contract.OptionModel = Enums::OptionModel::Bachelier;
     priced.series.R = 0.0;
     priced.series.R2 = -0.5;

@@ -103,6 +103,8 @@ public:
         return m_previousFuturesGroupRisks;
     }
     [[nodiscard]] RiskNodeMMS::PropertiesForICS GetPropertiesForICS() const;
+    /// Whether only the losses of this futures reach its group, so that its gains relieve no other month.
+    [[nodiscard]] bool GivesLossesOnly() const;
 
 private:
     void InitializeUpperLevelRiskPrivate();
@@ -119,7 +121,6 @@ private:
     void ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange, double deliveryChange) noexcept;
     void CarryToGroups();
     void CarryToGroups_PositionsOnly();
-    [[nodiscard]] bool GivesLossesOnly() const;
     [[nodiscard]] RiskNodeBase& TopNode() noexcept;
 
     RiskParticipant* m_participant;

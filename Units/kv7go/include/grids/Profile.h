@@ -123,6 +123,7 @@ public:
     /// The eight special points of a level: prices, but the two charges are differences.
     [[nodiscard]] virtual const SpecialRiskPoints& GetPoints(Enums::ClientRiskLevel level) const = 0;
 
+    static_assert(stress::Points.size() == 8, "each stress point of an instrument can be asked for");
     [[nodiscard]] double GetZL(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZL(); }
     [[nodiscard]] double GetZR(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZR(); }
     [[nodiscard]] double GetUpRisk(Enums::ClientRiskLevel level) const { return GetPoints(level).GetUpRisk(); }

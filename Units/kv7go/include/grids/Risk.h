@@ -76,6 +76,10 @@ public:
     /// instead of 0.
     void TransformMatrixByHalfNetting_PositionsOnly(double bound) noexcept { HalfNetting(bound); }
 
+    /// Folds both stresses into the volatility rows as half netting does, but keeps the gains: what stands above 0
+    /// afterwards is what half netting cuts.
+    void FoldStressesIntoVolatility() noexcept { HalfNetting(LargestFinite); }
+
     /// Replaces every volatility row by the worst delivery outcome per price point and drops the stresses and the
     /// delivery rows. A price point outside every scenario gets the largest finite double: no loss there. Does nothing
     /// without delivery rows, and so nothing when called again.
@@ -84,6 +88,8 @@ public:
     /// Writes the matrices, folded onto real price points, and the special points into `target`. The dimensions of
     /// `target` stay; they are meant to have no sub-points.
     void GetRollupedRisk(Risk& target) const;
+    /// A copy on real price points only.
+    [[nodiscard]] Risk OnRealPoints() const;
 
 private:
     void HalfNetting(double ceiling) noexcept;

@@ -43,6 +43,8 @@ public:
     }
 
 private:
+    static_assert(NumberOfClientRiskLevels == 5, "the constructors name each level");
+
     std::array<T, NumberOfClientRiskLevels> m_values;
 };
 

@@ -30,6 +30,8 @@ namespace kv7im {
 class CSpecFutures;
 class OptionColumns;
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile in a series and among its changes");
+
 /// New parameters of a series. The code finds the series and is not itself a parameter.
 struct SVirtFuturesChanges
 {

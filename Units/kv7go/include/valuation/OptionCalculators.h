@@ -11,6 +11,8 @@
 
 #include <cmath>
 
+#include "Enums.h"
+
 namespace kv7im {
 
 class CSpecVirtFutures;
@@ -85,6 +87,8 @@ struct MarketPoint
     if (put) return strike > price ? strike - price : 0.0;
     return price > strike ? price - strike : 0.0;
 }
+
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its calculators");
 
 /// Black-Scholes model: lognormal prices. The smile is a function of the log moneyness.
 struct BlackScholesCalculator

@@ -6,8 +6,8 @@
 
 #include <boost/container/small_vector.hpp>
 
+#include "WrappingArithmetic.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecMultileg.h"
@@ -37,7 +37,7 @@ bool EnforcesHalfNetting(const CSpecFutures& first, const CSpecFutures& second) 
 
 std::int64_t TimesRatio(std::int64_t quantity, std::int32_t ratio) noexcept
 {
-    return kv7base::detail::WrappingMul(quantity, std::llabs(ratio));
+    return kv7base::WrappingMul(quantity, std::llabs(ratio));
 }
 
 // Turns an order round: a leg that the spread sells is traded the other way.
@@ -159,11 +159,7 @@ Z9ERR Portfolio::resetOrders(const OrdersMap& orders, Isin isin)
 {
     for (const auto& [key, saved] : orders) {
         if (saved.deltaQuantity == 0) continue;
-        SClearingDeltaOrder order;
-        order.CalculatedPrice = key;
-        order.isin = isin;
-        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
-        order.orderInfo = saved;
+        SClearingDeltaOrder order = OrderRecordOf(isin, key, saved);
         if (key.type == KeyPriceType::Type::FirstLeg || key.type == KeyPriceType::Type::SecondLeg)
             if (const Z9ERR code = RefreshLegPrices(order.orderInfo, isin); code != Z9ERR_OK) return code;
         if (const Z9ERR code = ChangeOrder(isin, 1, &order); code != Z9ERR_OK) return code;

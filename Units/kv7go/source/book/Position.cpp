@@ -24,11 +24,8 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
 // A record of a single order. Only an order in a spread as it was sent names the spread.
 SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
 {
-    SClearingDeltaOrder order;
-    order.CalculatedPrice = key;
-    order.isin = isin;
+    SClearingDeltaOrder order = OrderRecordOf(isin, key, info);
     order.isBuying = isBuying;
-    order.orderInfo = info;
     order.orderInfo.initializationType = SOrderInfo::InitializationType::FullFill;
     order.orderInfo.multilegIsin = key.type == KeyPriceType::Type::MultiLeg ? isin : 0;
     return order;

@@ -9,6 +9,7 @@
 
 #include "book/RiskParticipant.h"
 #include "book/SpecPosition.h"
+#include "grids/RiskItem.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
@@ -18,14 +19,10 @@ namespace kv7im {
 
 namespace {
 
-// Smaller and larger of two in the order written: the second operand when either is no number.
-double Smaller(double a, double b) noexcept { return a < b ? a : b; }
-double Larger(double a, double b) noexcept { return a > b ? a : b; }
-
 // The price that leaves the loss between the two prices to the paper loss: the higher one for a short position.
 double FromMarketIfLost(std::int64_t quantity, double price, double marketPrice) noexcept
 {
-    return quantity < 0 ? Larger(marketPrice, price) : Smaller(marketPrice, price);
+    return quantity < 0 ? Max(marketPrice, price) : Min(marketPrice, price);
 }
 
 // The risk of a position, its two charges times the participant's ratio.
@@ -91,8 +88,8 @@ void CSpecPosition::UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t 
 double CSpecPosition::PaperLoss(double price, double moneyCoef) const noexcept
 {
     const double quantity = static_cast<double>(m_quantity);
-    if (m_quantity < 0) return std::abs(quantity) * Larger(0.0, price - m_WAPrice) * moneyCoef;
-    return quantity * Larger(0.0, m_WAPrice - price) * moneyCoef;
+    if (m_quantity < 0) return std::abs(quantity) * Max(0.0, price - m_WAPrice) * moneyCoef;
+    return quantity * Max(0.0, m_WAPrice - price) * moneyCoef;
 }
 
 double CSpecPositionFutures::CalculateCumulativePerformance(double price) const
@@ -105,8 +102,8 @@ double CSpecPositionFutures::UsableWAPrice_PositionsOnly(std::int64_t quantity, 
     double p = WithOffset(price);
     if (m_participant->GetNoFutDiscount()) {
         const double settlement = m_futures.RealCalcPrice;
-        if (quantity > 0) return Smaller(marketPrice, Larger(settlement, p));
-        p = Smaller(settlement, p);
+        if (quantity > 0) return Min(marketPrice, Max(settlement, p));
+        p = Min(settlement, p);
     }
     return FromMarketIfLost(quantity, p, marketPrice);
 }
@@ -138,7 +135,7 @@ double CSpecPositionOptionsBase::CalculateCumulativePerformance(double price) co
 double CSpecPositionOptionsBase::PriceOfPaperLoss() const noexcept
 {
     const double settlement = m_options.CalcOptPrice;
-    return m_quantity < 0 ? Smaller(m_marketPrice, settlement) : Larger(m_marketPrice, settlement);
+    return m_quantity < 0 ? Min(m_marketPrice, settlement) : Max(m_marketPrice, settlement);
 }
 
 double CSpecPositionOptionsBase::UsableWAPrice_PositionsOnly(std::int64_t quantity, double price,

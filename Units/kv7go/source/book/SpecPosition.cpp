@@ -3,8 +3,8 @@
 #include <span>
 #include <utility>
 
+#include "WrappingArithmetic.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
@@ -18,7 +18,7 @@ namespace {
 // Adds a change to an entry. Quantities add up as machine words do; everything else is taken from the change.
 void AddOrder(SOrderInfo& entry, const SOrderInfo& change) noexcept
 {
-    const std::int64_t quantity = kv7base::detail::WrappingAdd(entry.deltaQuantity, change.deltaQuantity);
+    const std::int64_t quantity = kv7base::WrappingAdd(entry.deltaQuantity, change.deltaQuantity);
     entry = change;
     entry.deltaQuantity = quantity;
 }

@@ -176,4 +176,14 @@ void Risk::GetRollupedRisk(Risk& target) const
     target.risks.specialRiskPoints = risks.specialRiskPoints;
 }
 
+Risk Risk::OnRealPoints() const
+{
+    Parameters parameters = risks.profileParameters;
+    if (!parameters.hasSubPoints()) return *this;
+    parameters.subPointsCount = 0;
+    Risk folded(parameters);
+    GetRollupedRisk(folded);
+    return folded;
+}
+
 } // namespace kv7im

@@ -41,6 +41,7 @@ using VFC = VirtFuturesChangesParameters;
     KV7_MARKET_RISK(MarketRisk, level, MR##suffix), KV7_MARKET_RISK(MarketRisk1, level, MR1##suffix),                  \
         KV7_MARKET_RISK(MarketRisk2, level, MR2##suffix)
 
+static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its checks");
 inline constexpr AnyCheck<BCC> BaseContractChangesChecks[] = {
     KV7_MARKET_RISKS(Default, ),
     KV7_MARKET_RISKS(Low, _LOW),
@@ -76,6 +77,7 @@ inline constexpr Check<FUTC> FuturesChangesChecks[] = {
                                  &FUTC::NormalizedSpot, Alert::NormalizedSpot),
 };
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile checked");
 inline constexpr Check<VFC> VirtFuturesChangesChecks[] = {
     RefuseUnless<VFC>("localChanges.VolatilityRisk>=0.0", "localChanges.VolatilityRisk", &VFC::VolatilityRisk,
                       Relation::AtLeast, 0.0, Z9ERR_CALCGO_API_ERROR_VOLATILITY_RISK_OUT_OF_RANGE),

@@ -176,6 +176,7 @@ inline constexpr std::array CollateralAssetClasses{Enums::AssetClass::Stock, Enu
                                                    Enums::AssetClass::Index, Enums::AssetClass::Commodity,
                                                    Enums::AssetClass::Metal};
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile checked");
 inline constexpr AnyCheck<VF> VirtFuturesChecks[] = {
     RefuseUnless<VF>("MinStep>0.0", "MinStep", &VF::MinStep, Relation::Above, 0.0,
                      Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS),

@@ -111,6 +111,7 @@ void CSpecFutures::RecalcSpecialRiskPoints(Enums::ClientRiskLevel level)
 {
     const CSpecBaseContract& bc = *BaseContract;
     SpecialRiskPoints& points = profile[level].GetSpecialRiskPoints();
+    static_assert(stress::Points.size() == 8, "each stress point has its price or its charge");
     points.SetDownRisk(-bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskDown[level]);
     points.SetZL(CalculateZL(level));
     points.SetPnL3D(RealCalcPrice - bc.MarketRisk2Down[level] * NormalizedSpot);
@@ -166,10 +167,7 @@ Risk CSpecFutures::TransformToPosition_PositionsOnly(std::int64_t quantity, doub
     risk.GetRisk().Volatility() -= transform.price;
     risk.GetSpecialRiskPoints() -= specialPointsPrice;
     ScaleToMoney(risk, transform);
-    // All eight, the two charges included, which a plain addition to the points would leave out.
-    double* points = risk.GetSpecialRiskPoints().pData();
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
-        points[i] += shift;
+    risk.GetSpecialRiskPoints().ShiftAll(shift);
     return risk;
 }
 

@@ -26,12 +26,15 @@ auto WithCalculator(const CSpecOption& option, Body body)
 {
     const CSpecVirtFutures& series = *option.VirtFutures;
     const Enums::OptionModel model = series.Futures->BaseContract->optionModel;
-    if (model == Enums::OptionModel::BlackScholes) return body(points::BlackScholesCalculator{});
-    if (model != Enums::OptionModel::Bachelier)
-        throw kv7base::CZ9Error(Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, KV7_CURRENT_LOCATION)
-            .Fmt("Unknown OptionModel %d", static_cast<int>(model));
-    if (series.IsOptionsSeriesForCommodity()) return body(points::BachelierCalculatorForCommodity{});
-    return body(points::BachelierCalculator{});
+    switch (model) {
+    case Enums::OptionModel::BlackScholes:
+        return body(points::BlackScholesCalculator{});
+    case Enums::OptionModel::Bachelier:
+        if (series.IsOptionsSeriesForCommodity()) return body(points::BachelierCalculatorForCommodity{});
+        return body(points::BachelierCalculator{});
+    }
+    throw kv7base::CZ9Error(Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, KV7_CURRENT_LOCATION)
+        .Fmt("Unknown OptionModel %d", static_cast<int>(model));
 }
 
 /// A row of a matrix, one number in every real cell.

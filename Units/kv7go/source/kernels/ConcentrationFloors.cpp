@@ -69,6 +69,7 @@ SpecialRiskPoints SpecialRiskPoints::GetCorrectedSpecialRiskPoints(const RiskRow
         highestEdge, limit1, limit2,
         Tiers{baseContract.MarketRiskUp[level], baseContract.MarketRisk1Up[level], baseContract.MarketRisk2Up[level]});
 
+    static_assert(stress::CountOf(stress::Kind::Step) == 4, "each stress step has its floor");
     SpecialRiskPoints corrected(*this);
     corrected.SetPnL3D(NotWorseThan(down.step3, GetPnL3D()));
     corrected.SetPnL2D(NotWorseThan(down.step2, GetPnL2D()));

@@ -110,12 +110,12 @@ OrderValuation DescribeOrder(const CSpecFutures& futures, const KeyPriceType& ke
     return valuation;
 }
 
-// DownRisk and UpRisk are charges: no price is taken from them.
+// No price is taken from a charge.
 void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& prices, SpecialRiskPoints& losses) noexcept
 {
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i) {
-        const bool isCharge = i == SpecialRiskPoints::DownRisk || i == SpecialRiskPoints::UpRisk;
-        const double price = prices.pData()[i];
+    for (const stress::Point& row : stress::Points) {
+        const bool isCharge = !row.IsPrice();
+        const double price = prices[row.point];
         double loss = 0.0;
         if (order.LosesUpwards())
             loss = order.quantity * Min(0.0, isCharge ? -price : order.usedPrice - price);
@@ -123,7 +123,7 @@ void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& price
             loss = order.quantity * Min(0.0, isCharge ? price : price - order.usedPrice);
         else if (order.IsNettedSecondLeg())
             loss = isCharge ? 0.0 : order.secondLeg;
-        losses.pData()[i] += loss * order.moneyCoef;
+        losses[row.point] += loss * order.moneyCoef;
     }
 }
 

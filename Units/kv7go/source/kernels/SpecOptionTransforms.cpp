@@ -84,10 +84,7 @@ Risk CSpecOption::TransformToPosition_PositionsOnly(std::int64_t quantity, doubl
     TakePrice(risk, price, specialPointsPrice);
     ScaleToMoney(risk, price, size.bought, size.scale);
     risk.GetSpecialRiskPoints().CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
-    // All eight, the two charges included, which a plain addition to the points would leave out.
-    double* special = risk.GetSpecialRiskPoints().pData();
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
-        special[i] += shift;
+    risk.GetSpecialRiskPoints().ShiftAll(shift);
     return risk;
 }
 

@@ -14,23 +14,10 @@ namespace kv7im {
 
 namespace {
 
-// Smaller and larger of two in the order written: the second operand when either is no number.
-double Smaller(double a, double b) noexcept { return a < b ? a : b; }
-
-// A risk with its sub-points folded onto the real price points, which are all that the node of a futures has.
-Risk OnRealPoints(const Risk& source)
-{
-    Parameters parameters = source.GetRisk().GetParameters();
-    parameters.subPointsCount = 0;
-    Risk folded(parameters);
-    source.GetRollupedRisk(folded);
-    return folded;
-}
-
 void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return AdditionalRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return AdditionalRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& into = target.GetRisk();
     const Profile& from = source.GetRisk();
     into.Volatility() += from.Volatility();
@@ -46,7 +33,7 @@ void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral
 void SubtractionRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
-        return SubtractionRiskToFutures(target, OnRealPoints(source), isCollateral);
+        return SubtractionRiskToFutures(target, source.OnRealPoints(), isCollateral);
     Profile& outOf = target.GetRisk();
     const Profile& from = source.GetRisk();
     outOf.Volatility() -= from.Volatility();
@@ -83,14 +70,15 @@ void SubtractionRiskToMMS(Risk& target, const Risk& source)
 // tails take their charges and stay up to the ceiling, and no other point stays.
 void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points, double ceiling)
 {
+    static_assert(stress::Points.size() == 8, "each stress point is folded into an end of the row or into its tail");
     if (row.size() != 0) {
         double* const cells = CellsOf(row);
-        cells[0] = Smaller(Smaller(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
+        cells[0] = Min(Min(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
         double& last = cells[row.size() - 1];
-        last = Smaller(Smaller(points.GetPnL2U(), points.GetPnL3U()), last);
+        last = Min(Min(points.GetPnL2U(), points.GetPnL3U()), last);
     }
-    const double leftTail = Smaller(Smaller(points.GetZL(), points.GetDownRisk()), ceiling);
-    const double rightTail = Smaller(Smaller(points.GetZR(), points.GetUpRisk()), ceiling);
+    const double leftTail = Min(Min(points.GetZL(), points.GetDownRisk()), ceiling);
+    const double rightTail = Min(Min(points.GetZR(), points.GetUpRisk()), ceiling);
     points = SpecialRiskPoints{};
     points.SetZL(leftTail);
     points.SetZR(rightTail);
@@ -209,7 +197,7 @@ double RiskNodeBase::ComposeInitialMargin(const SpecialRiskPoints& uncorrected, 
     SpecialRiskPoints points = uncorrected.GetCorrectedSpecialRiskPoints(row, baseContract, level);
     curvature.Bend(points);
     const double worstPoint = points.min();
-    return std::abs(Smaller(Smaller(0.0, WorstCurvedCell(row, curvature)), worstPoint)) * brokerBaseContractGORatio;
+    return std::abs(Min(Min(0.0, WorstCurvedCell(row, curvature)), worstPoint)) * brokerBaseContractGORatio;
 }
 
 RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
@@ -450,21 +438,20 @@ RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskL
 
 double RiskNodeMCS::UpdateInitialMarginValue(const CSpecBaseContract&)
 {
-    return StoreInitialMarginValue(std::abs(Smaller(volatilityRiskRow.min(), volatilitySpecialRiskPoints.min())) *
+    return StoreInitialMarginValue(std::abs(Min(volatilityRiskRow.min(), volatilitySpecialRiskPoints.min())) *
                                    brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginDeliveryValue(const CSpecBaseContract&)
 {
-    return StoreInitialMarginDeliveryValue(
-        std::abs(Smaller(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) * brokerBaseContractGORatio);
+    return StoreInitialMarginDeliveryValue(std::abs(Min(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) *
+                                           brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract&)
 {
-    return StoreInitialMarginValue(
-        std::abs(Smaller(Smaller(0.0, volatilityRiskRow.min()), volatilitySpecialRiskPoints.min())) *
-        brokerBaseContractGORatio);
+    return StoreInitialMarginValue(std::abs(Min(Min(0.0, volatilityRiskRow.min()), volatilitySpecialRiskPoints.min())) *
+                                   brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract)

@@ -497,6 +497,7 @@ bool ValueColumnsAtOnce(const OptionColumns& columns, const points::OptionTerms&
     return true;
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each calculator has its vector form");
 template bool ValueColumnsAtOnce<points::BlackScholesCalculator>(const OptionColumns&, const points::OptionTerms&,
                                                                  double, const OptionVolatilities&, OptionGrid&);
 template bool ValueColumnsAtOnce<points::BachelierCalculator>(const OptionColumns&, const points::OptionTerms&, double,

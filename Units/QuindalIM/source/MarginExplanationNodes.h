@@ -1,0 +1,98 @@
+// The nodes of a margin kept with their parts, so that a worst cell can be followed down to the positions that it is
+// made of. The engine adds the cells up; here a cell is passed on to the parts, by the branch that each minimum took,
+// until every position and every set of orders has what it has in the cell.
+//
+// Always true:  the parts of a cell add up to the cell. What a cut leaves nothing of is marked.
+// Numbers:      money, a loss is negative.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "MarginExplanation.h"
+#include "grids/Risk.h"
+#include "instruments/SpecVirtFutures.h"
+#include "nodes/RiskNode.h"
+
+namespace QuindalIM::explanation {
+
+enum class Table
+{
+    Volatility,
+    InterestRate,
+    Mismatch,
+};
+
+struct CellAt
+{
+    MarginSide side;
+    Table table;
+    std::size_t row;
+    std::size_t column;
+};
+
+/// Where the parts of one worst cell are gathered.
+struct Trail
+{
+    explicit Trail(std::size_t items) : money(items, 0.0), gated(items, false) {}
+
+    /// What is said of a futures or a series in the contract that is being followed, the last one.
+    [[nodiscard]] PartOutcome& Part(const std::string& code);
+
+    std::vector<double> money; // by item
+    std::vector<bool> gated;   // by item
+    std::vector<ContractOutcome> contracts;
+};
+
+/// A base contract, a futures, a series, or a leaf of the tree: a position or a set of orders.
+struct Node
+{
+    [[nodiscard]] static Node Leaf(std::size_t item, kv7im::Risk risk, double optionValue = 0.0);
+    /// All leaves in the options of one series, on its columns; the node above sees them on real price points.
+    [[nodiscard]] static Node Series(const kv7im::CSpecVirtFutures& series,
+                                     std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine,
+                                     std::vector<Node> leaves);
+    /// Parts that the engine's node has netted cell by cell, of the mismatch their losses, of the rates where told so.
+    [[nodiscard]] static Node Sum(const kv7im::RiskNodeBase& engine, std::vector<Node> parts, bool ratesByLosses);
+    /// The losses of a node under half netting.
+    [[nodiscard]] static Node LossesOf(Node node, const std::string& code);
+
+    [[nodiscard]] const kv7im::RiskMatrix& Cells(MarginSide side, Table table) const noexcept;
+    [[nodiscard]] double Cell(const CellAt& at) const noexcept;
+    /// First row of the smallest number in a column. NaN is passed over; without any number 0.
+    [[nodiscard]] CellAt WorstCell(MarginSide side, Table table, std::size_t column) const noexcept;
+
+    /// Adds factor times the cell to the items that it is made of.
+    void ShareCell(const CellAt& at, double factor, Trail& trail) const;
+    /// Shares the worst of the two stresses at a column; gives its row where it takes something.
+    [[nodiscard]] std::optional<std::size_t> ShareStress(MarginSide side, Table table, std::size_t column,
+                                                         double factor, Trail& trail) const;
+    void SharePoint(std::size_t point, double factor, Trail& trail) const;
+    void ShareOptionValue(double factor, Trail& trail) const;
+    /// A cut above leaves nothing of this node.
+    void Gate(Trail& trail) const;
+
+    std::array<kv7im::Risk, 2> results; // by side, on the price points of the node above; a leaf has the first only
+    std::vector<Node> parts;
+    std::size_t item = 0;      // of a leaf
+    double optionValue = 0.0;  // of a leaf, net, of premium-style options
+    std::string code;          // of a series; of a futures or a series under half netting
+    bool isHalfNetted = false; // the results are those of the one part with both stresses in the cells, gains included
+    bool ratesByLosses = false;
+    const kv7im::CSpecVirtFutures* series = nullptr;
+    std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine; // of a series
+
+private:
+    void ShareLoss(const CellAt& at, double factor, Trail& trail) const;
+    void ShareOptions(const CellAt& at, double factor, Trail& trail) const;
+    void ShareDelivery(std::size_t column, double factor, Trail& trail) const;
+    [[nodiscard]] std::size_t WorstColumn(const CellAt& at) const;
+    [[nodiscard]] bool IsKept(double result, Trail& trail) const;
+};
+
+} // namespace QuindalIM::explanation
