@@ -17,7 +17,7 @@ using kv7im::stress::Kind;
 using kv7im::stress::MappingPoint;
 using kv7im::stress::Side;
 
-// The volatility row means something to the cell unless it is the same in all of them.
+// True when the volatility rows differ in a column, so that the row of a cell means something.
 bool RowsDiffer(const kv7im::RiskMatrix& cells, std::size_t column) noexcept
 {
     for (std::size_t row = 1; row < cells.RowsCount(); ++row)
@@ -44,8 +44,9 @@ public:
     {
         return m_side == MarginSide::Volatility ? m_final.VolatilityPoints() : m_final.ExpirationPoints();
     }
-    /// Share a result out and describe it in the outcome of the contract, but for the money.
+    /// Shares the result at a price point and describes it in the outcome of the contract, except for its money.
     void ShareRow(std::size_t column, double factor, Trail& trail) const;
+    /// Shares the result at a stress point and describes it in the outcome of the contract, except for its money.
     void SharePoint(std::size_t point, double factor, Trail& trail) const;
 
 private:
@@ -61,8 +62,9 @@ private:
     kv7im::RolledUpRiskNode m_final;
 };
 
-// Shares out what the curvature adds to a result; the factor of the result itself comes back.
-// v - |N + v| c is (1 - c) v - c N where N + v is positive, (1 + c) v + c N where it is negative.
+// Shares out the part of a result that the curvature adds and returns the factor of the result itself: v -
+// N + v
+// c is (1 - c) v - c N where N + v is positive, (1 + c) v + c N where it is negative.
 double Outline::ShareCurvature(double result, double factor, Trail& trail) const
 {
     const double radius = BaseContract().CalculateRiskCoefficient();
@@ -73,7 +75,7 @@ double Outline::ShareCurvature(double result, double factor, Trail& trail) const
     return factor * (1.0 - bend);
 }
 
-// Where both sides lose the same it is no delivery that decides.
+// Shares a cell out. Where the two sides lose equal amounts, no delivery decides.
 void Outline::ShareCell(std::size_t column, double factor, Trail& trail) const
 {
     const kv7im::RolledUpRiskNode& collapsed = m_contract.collapsed;
@@ -98,14 +100,15 @@ void Outline::ShareRow(std::size_t column, double factor, Trail& trail) const
     ShareCell(column, ShareCurvature(RowOf(m_contract.collapsed, m_side)[column], factor, trail), trail);
 }
 
-// A point that is lifted is told by its bits. Its floor is shared out in proportion to what each has at the edge;
-// beyond the first concentration limit that is an average and not the slope. An edge of 0 implies no loss at all.
+// Shares a stress point out. A lifted point is recognised by its bits. Its floor is shared in proportion to the parts
+// at the edge; beyond the first concentration limit that is an average and not the slope. An edge of 0 implies no loss
+// at all.
 void Outline::SharePoint(std::size_t point, double factor, Trail& trail) const
 {
     ContractOutcome& outcome = trail.contracts.back();
     outcome.stressPoint = static_cast<MappingPoint>(point);
     const RiskRow& row = RowOf(m_contract.collapsed, m_side);
-    const SpecialRiskPoints& points = m_contract.collapsed.VolatilityPoints(); // of both sides
+    const SpecialRiskPoints& points = m_contract.collapsed.VolatilityPoints(); // of the two sides
     const double corrected =
         points.GetCorrectedSpecialRiskPoints(row, BaseContract(), m_final.GetRiskLevel()).pData()[point];
     const double own = ShareCurvature(corrected, factor, trail);
@@ -153,15 +156,15 @@ void ShareAlone(const Outline& outline, const Worst& worst, double factor, Trail
         outline.ShareRow(worst.index, factor, trail);
 }
 
-// The result that an MCS has taken of a contract: at a price point, at a stress point, or none.
+// The result of a contract that an MCS has taken: at a price point, at a stress point, or none.
 struct Source
 {
     std::optional<std::size_t> column;
     std::optional<std::size_t> point;
 };
 
-// Under a window the first of the results nearby that is the one taken; else one of the stress points that fold into
-// the ends of the row.
+// Source of a cell of the MCS's row. Under a window it is the first of the nearby results that equals the one taken,
+// otherwise one of the stress points that fold into the ends of the row.
 Source SourceOfRow(const Outline& outline, std::size_t column, std::size_t window, double taken)
 {
     const std::size_t last = std::min(column + window, outline.Row().size() - 1);
@@ -173,7 +176,8 @@ Source SourceOfRow(const Outline& outline, std::size_t column, std::size_t windo
     return {};
 }
 
-// Under a window the tails take the charges where these are worse, and nothing else is taken.
+// Source of a stress point of the MCS. Under a window the tails take the charges where these are worse, and nothing
+// else is taken.
 Source SourceOfPoint(const SpecialRiskPoints& points, std::size_t point)
 {
     const auto tail = [&](std::size_t charge) -> Source {
@@ -185,7 +189,7 @@ Source SourceOfPoint(const SpecialRiskPoints& points, std::size_t point)
     return {};
 }
 
-// Beside the row of deliveries stand the stress points of the volatility side.
+// Shares the worst cell of an MCS out. The stress points of the volatility side stand beside the row of deliveries.
 void ShareInMCS(const Contract& contract, MarginSide side, const Worst& worst, double factor, Trail& trail)
 {
     const kv7im::LastAdditionToMCS& mcs = *contract.mcs;

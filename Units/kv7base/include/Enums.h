@@ -25,7 +25,7 @@ template <class Row, std::size_t Size>
     return values;
 }
 
-/// Whether the values are 0, 1, 2 and so on.
+/// True when the values are 0, 1, 2 and so on.
 template <class Enumeration, std::size_t Size>
 [[nodiscard]] consteval bool CountFromZero(const std::array<Enumeration, Size>& values)
 {

@@ -103,7 +103,7 @@ public:
         return m_previousFuturesGroupRisks;
     }
     [[nodiscard]] RiskNodeMMS::PropertiesForICS GetPropertiesForICS() const;
-    /// Whether only the losses of this futures reach its group, so that its gains relieve no other month.
+    /// True when only the losses of this futures reach its group, so that its gains relieve no other month.
     [[nodiscard]] bool GivesLossesOnly() const;
 
 private:

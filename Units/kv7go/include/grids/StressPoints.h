@@ -1,8 +1,8 @@
 // StressPoints: the table of the stress points, the results that speak for moves far beyond the price grid.
 //
 // Order:        that of every array of stress points, from the lowest price to the highest; the charges stand outside.
-// A new point:  a row here. Who deals with all points alike goes by the table; who names points one by one asserts how
-//               many there were, so that the compiler lists every place that has to think of the newcomer.
+// A new point:  a row here. Code that treats all points alike goes by the table; code that names points one by one
+//               asserts how many there were, so that the compiler lists every place that has to think of the newcomer.
 #pragma once
 
 #include <algorithm>
@@ -61,7 +61,7 @@ inline constexpr std::array Points{
     Point{UpRisk, "UpRisk", Side::Above, Kind::Charge},
 };
 
-/// Number of points of a kind: what code that names them one by one was written for.
+/// Number of points of a kind. Code that names them one by one asserts the number that it was written for.
 [[nodiscard]] consteval std::size_t CountOf(Kind kind)
 {
     return static_cast<std::size_t>(std::ranges::count(Points, kind, &Point::kind));
