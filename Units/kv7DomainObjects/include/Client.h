@@ -102,11 +102,12 @@ public:
     Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                      std::int64_t volume);
     /// Sets a position in the book without premium-style options in the mode of positions alone, which values it by its
-    /// cost basis and a market price. Does nothing and returns 0 for such an option and while IsNotUseNOV is false.
+    /// cost basis and a market price. Does nothing and returns 0 for a premium-style option and while IsNotUseNOV is
+    /// false.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions_PositionsOnly(Isin isin, std::int64_t quantity, double price,
                                                                    double marketPrice, std::int64_t volume);
-    /// Changes orders in the book without premium-style options. Does nothing and returns 0 for such an option and
-    /// while IsNotUseNOV is false.
+    /// Changes orders in the book without premium-style options. Does nothing and returns 0 for a premium-style option
+    /// and while IsNotUseNOV is false.
     Z9ERR ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
     /// Rebuilds the book without premium-style options; does nothing and returns 0 while IsNotUseNOV is false.
     Z9ERR RefreshPortfolioWithoutEquityOptions();
