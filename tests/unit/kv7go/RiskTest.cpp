@@ -410,6 +410,24 @@ TEST(RiskHalfNetting, TheCentralScenarioTakesTheRateStressButNoMismatch)
     EXPECT_EQ(risk.GetSpecialRiskPoints().GetDownRisk(), 0.0) << "the bound takes the place of a NaN";
 }
 
+TEST(RiskHalfNetting, StressesFoldedAloneKeepTheGainsThatItCuts)
+{
+    // The worst of the rates is -2, of the mismatch -1, which the central row is spared: 5 - 2 - 1, 5 - 2, 5 - 2 - 1.
+    Risk risk(Dimensions(1, 3, 0));
+    for (std::size_t row = 0; row < 3; ++row)
+        risk.GetRisk().volatilityMatrix[row][0] = 5.0;
+    risk.GetRisk().InterestRateUp() = -2.0;
+    risk.GetRisk().VolatilityMismatchDown() = -1.0;
+    risk.GetSpecialRiskPoints().SetUpRisk(7.0);
+    risk.FoldStressesIntoVolatility();
+    EXPECT_EQ(risk.GetRisk().Volatility()[0][0], 2.0);
+    EXPECT_EQ(risk.GetRisk().Volatility()[1][0], 3.0);
+    EXPECT_EQ(risk.GetRisk().Volatility()[2][0], 2.0);
+    EXPECT_EQ(risk.GetRisk().InterestRate(), RiskMatrix(1, 2, true));
+    EXPECT_EQ(risk.GetRisk().VolatilityMismatch(), RiskMatrix(1, 2, true));
+    EXPECT_EQ(risk.GetSpecialRiskPoints().GetUpRisk(), 7.0);
+}
+
 TEST(RiskHalfNetting, ANaNCellAndThePaddingStayNaN)
 {
     Risk risk = Sample(Dimensions(5, 3, 0), 0.3);
@@ -527,6 +545,20 @@ TEST(RiskRollup, TheTargetGetsTheFoldedMatricesAndKeepsItsParameters)
     EXPECT_EQ(target.GetSpecialRiskPoints(), series.GetSpecialRiskPoints());
     EXPECT_EQ(target.GetRisk().GetParameters().subPointsCount, 0u);
     EXPECT_EQ(series.GetRisk().GetParameters().subPointsCount, 3u);
+
+    const Risk folded = series.OnRealPoints();
+    EXPECT_EQ(folded, target);
+    EXPECT_EQ(folded.GetRisk().Expiration(), target.GetRisk().Expiration());
+    EXPECT_EQ(folded.GetRisk().GetParameters().subPointsCount, 0u);
+}
+
+TEST(RiskRollup, WithoutSubPointsARiskIsOnRealPointsAsItStands)
+{
+    const Risk risk = Sample(Dimensions(5, 3, 2), 0.3);
+    const Risk same = risk.OnRealPoints();
+    EXPECT_EQ(same, risk);
+    EXPECT_EQ(same.GetRisk().Expiration(), risk.GetRisk().Expiration());
+    EXPECT_EQ(same.GetRisk().GetParameters().expirationScenariosCount, 2u);
 }
 
 } // namespace

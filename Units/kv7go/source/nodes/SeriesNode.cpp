@@ -17,14 +17,6 @@ Parameters OnRealPoints(Parameters parameters) noexcept
     return parameters;
 }
 
-void CopyOnRealPoints(const Risk& source, Risk& target)
-{
-    if (source.GetRisk().GetParameters().hasSubPoints())
-        source.GetRollupedRisk(target);
-    else
-        target = source;
-}
-
 } // namespace
 
 RiskNodeOptionSeries::RiskNodeOptionSeries(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel)
@@ -81,11 +73,10 @@ RiskNodeOptionSeries RiskNodeOptionSeries::Transformed(double ceiling) const
     RiskNodeOptionSeries transformed(OnRealPoints(Dimensions()), brokerBaseContractGORatio, level);
     transformed.CopyFigures(*this);
     transformed.ZeroMarginValue();
-    CopyOnRealPoints(optionSeriesRisk, transformed.optionSeriesRisk);
+    transformed.optionSeriesRisk = optionSeriesRisk.OnRealPoints();
     transformed.optionSeriesRisk.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
     if (Dimensions().hasExpiration()) {
-        transformed.optionSeriesExpirationRisk = Risk(OnRealPoints(Expiration().GetRisk().GetParameters()));
-        CopyOnRealPoints(Expiration(), transformed.optionSeriesExpirationRisk);
+        transformed.optionSeriesExpirationRisk = Expiration().OnRealPoints();
         transformed.optionSeriesExpirationRisk.TransformMatrixByHalfNetting_PositionsOnly(ceiling);
         transformed.needToRecalcExpirationRisk = false;
     }
