@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "CalcGO.h"
+#include "CodeMap.h"
 #include "Enums.h"
 #include "TableRecords.h"
 #include "TablesData.h"
@@ -188,15 +189,6 @@ public:
                                                 double& SettlementAccountGO);
 
 private:
-    /// Codes are looked up by any text, without building a string.
-    struct CodeHash
-    {
-        using is_transparent = void;
-        [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-        {
-            return std::hash<std::string_view>{}(code);
-        }
-    };
     using BaseContractIterator = kv7im::StorageBaseContract::index<kv7im::ByCode>::type::const_iterator;
     using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
 
@@ -222,7 +214,7 @@ private:
     std::list<std::string> m_MultilegCodeIndex;
     std::list<std::string>::const_iterator m_currentMultileg;
     std::int32_t m_Isin = 1; // next to hand out
-    std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
+    kv7base::CodeMap<std::int32_t> m_Code_Isin_uMap;
     std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;
     /// Rows of a download by the isin that the server gives their multileg.
     std::unordered_map<std::int32_t, std::stack<SMultilegDictionaryStruct>> preloadedMultilegCache;

@@ -30,6 +30,7 @@
 #include <boost/multi_index_container.hpp>
 #include <boost/range/iterator_range.hpp>
 
+#include "CodeMap.h"
 #include "Enums.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
@@ -52,19 +53,7 @@ enum class AccessByStatus : std::int32_t
     eNew = 1,     // of the open transaction
 };
 
-/// Codes are looked up by any text, without building a string.
-struct CodeHash
-{
-    using is_transparent = void;
-
-    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-    {
-        return std::hash<std::string_view>{}(code);
-    }
-};
-
-template <class Value>
-using CodeMap = std::unordered_map<std::string, Value, CodeHash, std::equal_to<>>;
+using kv7base::CodeMap;
 
 // Names of the indices.
 struct ByCode;
@@ -84,9 +73,11 @@ template <class Node, const std::string& (Node::*Key)() const noexcept>
 using TextKey =
     bmi::const_mem_fun_explicit<Node, const std::string&, const std::string& (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using UniqueCode = bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using UniqueCode =
+    bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using SharedCode = bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using SharedCode =
+    bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, Isin (Node::*Key)() const noexcept>
 using IsinKey = bmi::const_mem_fun_explicit<Node, Isin, Isin (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, Isin (Node::*Key)() const noexcept>
