@@ -32,19 +32,13 @@
 
 #include "CodeMap.h"
 #include "Enums.h"
+#include "instruments/FuturesTransactionState.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
 namespace kv7im {
-
-enum class Status : std::int32_t
-{
-    NotChanged = 0,
-    WasChanged = 1,
-    Undefined = 2,
-};
 
 /// Which objects a reader wants.
 enum class AccessByStatus : std::int32_t
@@ -221,17 +215,18 @@ public:
     [[nodiscard]] CSpecFutures* GetCurrent() const noexcept { return current.get(); }
     [[nodiscard]] CSpecFutures* GetChanged() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? changed.get() : current.get();
+        return state.ShowsCopies() ? changed.get() : current.get();
     }
     [[nodiscard]] CSpecFutures* Get(AccessByStatus access) const noexcept
     {
         return access == AccessByStatus::eNew ? GetChanged() : GetCurrent();
     }
-    [[nodiscard]] Status GetStatus() const noexcept { return status; }
-    void SetStatus(Status value) noexcept { status = value; }
+    [[nodiscard]] Status GetStatus() const noexcept { return state.GetStatus(); }
+    void SetStatus(Status value) noexcept { state.SetStatus(value); }
     /// Has come to a family that was open, and has not been asked for its shift yet.
-    [[nodiscard]] bool IsNewcomer() const noexcept { return isNewcomer; }
-    void SetNewcomer(bool value) noexcept { isNewcomer = value; }
+    [[nodiscard]] bool IsNewcomer() const noexcept { return state.IsNewcomer(); }
+    void ComesToOpenFamily() noexcept { state.ComesToOpenFamily(); }
+    void IsSettledInFamily() noexcept { state.IsSettledInFamily(); }
     [[nodiscard]] const std::string& GetCode() const noexcept { return code; }
     [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
     [[nodiscard]] const std::string& GetBC() const noexcept { return codeBaseContract; }
@@ -251,11 +246,11 @@ public:
     /// The current ones outside a transaction.
     [[nodiscard]] const StorageVirtualFutures& GetChangedStorage() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] StorageVirtualFutures& GetChangedStorage() noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] const StorageVirtualFutures& Storage(AccessByStatus access) const noexcept
     {
@@ -316,7 +311,7 @@ public:
     /// Recomputes the changed futures, then its series, then their options: parents before children.
     void RecalcChanged();
     /// RecalcChanged has come to its end since the copies were made.
-    [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
+    [[nodiscard]] bool IsRecomputed() const noexcept { return state.IsRecomputed(); }
     /// Gives the changed options values of their own that they have borrowed so far: to be called before the current
     /// instruments are recomputed, or go.
     void KeepBorrowedValues();
@@ -338,17 +333,12 @@ private:
     // Of both views: the options do not come or go in a transaction, only their values change.
     std::unordered_map<Isin, std::string> storageIndexVirtualFuturesCodeByOptionIsin;
     CodeMap<std::string> storageIndexVirtualFuturesCodeByOptionCode;
-    Status status = Status::NotChanged;
+    FuturesTransactionState state;
     Isin isin;
     std::string code;
     std::string codeBaseContract; // the inter-month group too, while in spread
     std::string mcsCode;          // inter-contract group while in spread
     bool isInSpread;              // of `current`: its swap has to allocate nothing
-    bool borrowsValues = false;   // some changed option may still read values through a current one
-    bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
-    bool hasNewColumns = false;   // RecalcChanged has begun: a series may stand on other columns than its original
-    bool isRecomputed = false;    // and it has come to its end, once at least
-    bool isNewcomer = false;
 
     static inline const std::string NoGroup;
 };
