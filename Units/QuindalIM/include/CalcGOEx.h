@@ -34,6 +34,8 @@ namespace kv7im {
 class CSpecMultileg;
 class CSpecOption;
 class CSpecVirtFutures;
+struct BaseContractParameters;
+struct FuturesParameters;
 struct OptionSeriesParameters;
 } // namespace kv7im
 
@@ -59,25 +61,13 @@ public:
 
     [[nodiscard]] Z9ERR InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius);
 
-    /// Whatever the repository says, the code has taken an isin and the calculator is no longer empty.
-    [[nodiscard]] Z9ERR
-    InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
-                         Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
-                         double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
-                         double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
-                         double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
-                         double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
-                         double MarketRisk1Exceptional, double MarketRisk2Exceptional, std::int64_t ConcentrationLimit1,
-                         std::int64_t ConcentrationLimit2, std::int32_t RiskPointsN, double WindowSizePercentage,
-                         Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass, double CFRisk);
+    /// Whatever the repository says, the code has taken an isin and the calculator is no longer empty. The isin is the
+    /// contract's IsinVCB.
+    [[nodiscard]] Z9ERR InsertBaseContractEx(kv7im::BaseContractParameters parameters);
 
-    /// TASBaseFutCode: empty for none; a futures that is not inserted yet takes its isin here.
-    [[nodiscard]] Z9ERR InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
-                                      Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
-                                      double MinStep, double XLot, double InterestRateRiskUp,
-                                      double InterestRateRiskDown, double TimeToExpiration, double NormalizedSpot,
-                                      Enums::InstrumentStatus Attribute, double MRAddOnUp, double MRAddOnDown,
-                                      bool EnforceIMSHalfNetting, const char* TASBaseFutCode);
+    /// The two isins of the futures are found by the codes. TASBaseFutCode: empty for none; a futures that is not
+    /// inserted yet takes its isin here.
+    [[nodiscard]] Z9ERR InsertFutures(kv7im::FuturesParameters parameters, const std::string& TASBaseFutCode);
 
     /// Whatever the repository says, the series has its entry in the list and the calculator is no longer empty.
     [[nodiscard]] Z9ERR InsertOptionSeries(const kv7im::OptionSeriesParameters& parameters);
@@ -192,7 +182,6 @@ private:
     using BaseContractIterator = kv7im::StorageBaseContract::index<kv7im::ByCode>::type::const_iterator;
     using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
 
-    [[nodiscard]] Isin TASBaseFutIsin(const char* TASBaseFutCode);
     /// Gives a multileg of a download its code, made of its legs' codes, and lists it. The isin is used up already.
     void EnterCompletedMultileg(const kv7im::CSpecMultileg& multileg, std::int32_t isin);
     /// Both parts of a code with one "-", otherwise two empty texts.

@@ -25,6 +25,13 @@ private:
     std::array<char, sizeof(t_settlement_account)> m_text{};
 };
 
+/// How the boundary says whether a futures or a series takes part in spreads.
+template <class Instrument>
+[[nodiscard]] Enums::SpreadAspect SpreadAspectOf(const Instrument& instrument) noexcept
+{
+    return instrument.IsInSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
+}
+
 /// Whether an array over risk levels has such a level.
 [[nodiscard]] inline bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
 {
