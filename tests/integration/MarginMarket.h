@@ -41,8 +41,9 @@ inline BaseContractSample HandContract(const std::string& code, const std::strin
     return contract;
 }
 
-inline FuturesSample HandFutures(const std::string& code, const std::string& contract, Isin isin, double price = 1000.0,
-                                 double time = 0.5)
+/// Price and spot of 1000; one unit of price is worth 2 of money.
+inline FuturesSample TwoMoneyFutures(const std::string& code, const std::string& contract, Isin isin,
+                                     double price = 1000.0, double time = 0.5)
 {
     FuturesSample futures;
     futures.Code = code;
@@ -61,7 +62,7 @@ inline FuturesSample HandFutures(const std::string& code, const std::string& con
 /// A series in which every option is worth what its exercise would bring: the smile is 0, so that the volatility is the
 /// smallest there is, 0.01 a year, and strikes lie far enough from the grid for it not to be felt. One unit of price is
 /// worth 2 of money; in spread; no sub-points.
-inline kv7im::OptionSeriesParameters HandSeries(const std::string& code, const std::string& futures)
+inline kv7im::OptionSeriesParameters TwoMoneySeries(const std::string& code, const std::string& futures)
 {
     kv7im::OptionSeriesParameters series;
     series.Code = code;
@@ -76,15 +77,15 @@ inline kv7im::OptionSeriesParameters HandSeries(const std::string& code, const s
     series.MinStepPrice = 0.02;
     return series;
 }
-inline kv7im::OptionSeriesParameters HandSeriesAlone(const std::string& code, const std::string& futures)
+inline kv7im::OptionSeriesParameters TwoMoneySeriesAlone(const std::string& code, const std::string& futures)
 {
-    kv7im::OptionSeriesParameters series = HandSeries(code, futures);
+    kv7im::OptionSeriesParameters series = TwoMoneySeries(code, futures);
     series.SpreadAspect = Enums::SpreadAspect::NotInSpread;
     return series;
 }
 
-inline OptionSample HandOption(const std::string& code, const std::string& series, Enums::OptionType type,
-                               double strike, double price, Isin isin)
+inline OptionSample NamedOption(const std::string& code, const std::string& series, Enums::OptionType type,
+                                double strike, double price, Isin isin)
 {
     OptionSample option;
     option.Code = code;
@@ -127,7 +128,7 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
 {
     const std::size_t number = market.series.size();
     const double price = futures.NormalizedSpot;
-    kv7im::OptionSeriesParameters series = HandSeries(futures.Code + "-S" + std::to_string(number), futures.Code);
+    kv7im::OptionSeriesParameters series = TwoMoneySeries(futures.Code + "-S" + std::to_string(number), futures.Code);
     series.A = 18.0 + static_cast<double>(number);
     series.B = 9.0;
     series.C = number % 3 == 0 ? 0.0 : 0.6;
@@ -166,9 +167,9 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
             const std::string code =
                 series.Code + (type == Enums::OptionType::Put ? "-P" : "-C") + std::to_string(step);
             const auto isin = static_cast<Isin>(101 + market.options.size());
-            market.options.push_back(HandOption(code, series.Code, type,
-                                                plain::OnPriceGrid(price * (1.0 + 0.02 * step)),
-                                                plain::OnPriceGrid(0.03 * price), isin));
+            market.options.push_back(NamedOption(code, series.Code, type,
+                                                 plain::OnPriceGrid(price * (1.0 + 0.02 * step)),
+                                                 plain::OnPriceGrid(0.03 * price), isin));
         }
     market.series.push_back(series);
 }
@@ -202,7 +203,7 @@ inline plain::Market BusyMarket()
         contract.ConcentrationLimit2 = 240;
         market.baseContracts.push_back(contract);
         for (int month = 1; month <= 3; ++month) {
-            FuturesSample futures = HandFutures(code + "-" + std::to_string(month), code, ++isin);
+            FuturesSample futures = TwoMoneyFutures(code + "-" + std::to_string(month), code, ++isin);
             futures.CalcFutPrice = plain::OnPriceGrid(price * (1.0 + 0.013 * month));
             futures.RealCalcPrice = plain::OnPriceGrid(futures.CalcFutPrice - 2.0 * step);
             futures.NormalizedSpot = price;
