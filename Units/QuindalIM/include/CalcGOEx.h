@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "CalcGO.h"
+#include "CodeMap.h"
 #include "Enums.h"
 #include "TableRecords.h"
 #include "TablesData.h"
@@ -33,6 +34,8 @@ namespace kv7im {
 class CSpecMultileg;
 class CSpecOption;
 class CSpecVirtFutures;
+struct BaseContractParameters;
+struct FuturesParameters;
 struct OptionSeriesParameters;
 } // namespace kv7im
 
@@ -58,27 +61,13 @@ public:
 
     [[nodiscard]] Z9ERR InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius);
 
-    /// Inserts a base contract. Even when the repository refuses it, the code has its isin and the calculator is no
-    /// longer empty.
-    [[nodiscard]] Z9ERR
-    InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
-                         Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
-                         double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
-                         double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
-                         double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
-                         double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
-                         double MarketRisk1Exceptional, double MarketRisk2Exceptional, std::int64_t ConcentrationLimit1,
-                         std::int64_t ConcentrationLimit2, std::int32_t RiskPointsN, double WindowSizePercentage,
-                         Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass, double CFRisk);
+    /// Inserts a base contract; its IsinVCB is the isin that its code takes. Even when the repository refuses it, the
+    /// code has its isin and the calculator is no longer empty.
+    [[nodiscard]] Z9ERR InsertBaseContractEx(kv7im::BaseContractParameters parameters);
 
-    /// Inserts a futures. TASBaseFutCode is empty for none; a tracked futures that is not inserted yet gets its isin
-    /// here.
-    [[nodiscard]] Z9ERR InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
-                                      Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
-                                      double MinStep, double XLot, double InterestRateRiskUp,
-                                      double InterestRateRiskDown, double TimeToExpiration, double NormalizedSpot,
-                                      Enums::InstrumentStatus Attribute, double MRAddOnUp, double MRAddOnDown,
-                                      bool EnforceIMSHalfNetting, const char* TASBaseFutCode);
+    /// Inserts a futures; its two isins are found by the codes. TASBaseFutCode is empty for none; a tracked futures
+    /// that is not inserted yet gets its isin here.
+    [[nodiscard]] Z9ERR InsertFutures(kv7im::FuturesParameters parameters, const std::string& TASBaseFutCode);
 
     /// Inserts an option series. Even when the repository refuses it, the series is listed and the calculator is no
     /// longer empty.
@@ -199,19 +188,9 @@ public:
                                                 double& SettlementAccountGO);
 
 private:
-    /// Hash that accepts any text as a code, so that a lookup builds no string.
-    struct CodeHash
-    {
-        using is_transparent = void;
-        [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-        {
-            return std::hash<std::string_view>{}(code);
-        }
-    };
     using BaseContractIterator = kv7im::StorageBaseContract::index<kv7im::ByCode>::type::const_iterator;
     using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
 
-    [[nodiscard]] Isin TASBaseFutIsin(const char* TASBaseFutCode);
     /// Lists a multileg of a download under a code made of its legs' codes. Its isin is used up already.
     void EnterCompletedMultileg(const kv7im::CSpecMultileg& multileg, std::int32_t isin);
     /// The parts before and after the "-" of a code with exactly one "-"; otherwise two empty texts.
@@ -233,7 +212,7 @@ private:
     std::list<std::string> m_MultilegCodeIndex;
     std::list<std::string>::const_iterator m_currentMultileg;
     std::int32_t m_Isin = 1; // next isin to hand out
-    std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
+    kv7base::CodeMap<std::int32_t> m_Code_Isin_uMap;
     std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;
     /// Rows of a download by the isin that the server gives their multileg.
     std::unordered_map<std::int32_t, std::stack<SMultilegDictionaryStruct>> preloadedMultilegCache;

@@ -25,6 +25,13 @@ private:
     std::array<char, sizeof(t_settlement_account)> m_text{};
 };
 
+/// How the boundary says whether a futures or a series takes part in spreads.
+template <class Instrument>
+[[nodiscard]] Enums::SpreadAspect SpreadAspectOf(const Instrument& instrument) noexcept
+{
+    return instrument.IsInSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
+}
+
 /// True for one of the five risk levels, which index the arrays over levels.
 [[nodiscard]] inline bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
 {

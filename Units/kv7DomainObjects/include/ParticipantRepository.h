@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,22 +15,12 @@
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
 #include "Client.h"
+#include "CodeMap.h"
 #include "Primitives.h"
 #include "TradingCodes.h"
 
-/// Hash of settlement account ids that takes a view, so that a lookup builds no string.
-struct SettlementAccountIdHash
-{
-    using is_transparent = void;
-    [[nodiscard]] std::size_t operator()(std::string_view id) const noexcept
-    {
-        return std::hash<std::string_view>{}(id);
-    }
-};
-
 using TClearingBrokersMap = std::unordered_map<ClearingBrokerCode, BraskClearingBrokerPtr, ClearingBrokerCodeHash>;
-using TSettlementAccountsMap =
-    std::unordered_map<std::string, BraskSettlementAccountPtr, SettlementAccountIdHash, std::equal_to<>>;
+using TSettlementAccountsMap = kv7base::CodeMap<BraskSettlementAccountPtr>;
 using TBrokersMap = std::unordered_map<BrokerCode, BraskBroker, BrokerCodeHash>;
 
 /// Result of looking a client up by its code: the firm and the client, as far as they exist.

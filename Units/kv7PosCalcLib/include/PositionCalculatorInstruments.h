@@ -14,12 +14,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "CodeMap.h"
 #include "Enums.h"
 #include "currencytype.h"
 #include "z9bcd.h"
@@ -157,17 +157,6 @@ struct SInstrTRD2
     double fixedFeeRate = 0; // money a contract, never negative
 };
 
-/// Hash that accepts any text as a code, so that a lookup builds no string.
-struct CodeHash
-{
-    using is_transparent = void;
-
-    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-    {
-        return std::hash<std::string_view>{}(code);
-    }
-};
-
 using CInstrTypeList = std::unordered_map<Isin, Enums::InstrumentType>;
 
 /// Instruments and modes that do not change within a session.
@@ -187,7 +176,7 @@ struct SConstInstrumentsParameters
 struct SMutableInstrumentsParameters
 {
     std::unordered_map<Isin, SFutures> m_futures;
-    std::unordered_map<std::string, SVirtFutures, CodeHash, std::equal_to<>> m_virtFutures; // by code
+    kv7base::CodeMap<SVirtFutures> m_virtFutures; // by code
     std::unordered_map<Isin, SOption> m_options;
     std::unordered_map<std::int32_t, SInstrTRD2> m_tradeinstruments; // rates by the id of the trading instrument
 
@@ -373,7 +362,7 @@ private:
     SConstInstrumentsParameters m_const_instruments;
     SMutableInstrumentsParameters p_default_instruments;
     CInstrTypeList m_instr_types;
-    std::unordered_map<std::string, const SFutures*, CodeHash, std::equal_to<>> m_futuresByCode; // for the series
+    kv7base::CodeMap<const SFutures*> m_futuresByCode; // for the series
 };
 
 } // namespace pos

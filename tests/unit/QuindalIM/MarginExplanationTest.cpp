@@ -73,8 +73,8 @@ plain::Market OneFutures()
 
 void SetRates(BaseContractSample& contract, double rate1, double rate2)
 {
-    contract.MarketRisk1 = rate1;
-    contract.MarketRisk2 = rate2;
+    contract.MarketRisk1[Enums::ClientRiskLevel::Default] = rate1;
+    contract.MarketRisk2[Enums::ClientRiskLevel::Default] = rate2;
 }
 
 class Book

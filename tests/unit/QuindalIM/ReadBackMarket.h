@@ -57,8 +57,9 @@ inline constexpr Isin TwinCall = 15;
     plain::Market market;
     market.edgeCoeff = 0.0; // no tails
     BaseContractSample wide = HandBaseContract("BC");
-    wide.MarketRisk1 = 0.1875;
-    wide.MarketRisk2 = 0.25; // tiers of their own, so that the stress points stand off the ends of the grid
+    wide.MarketRisk1[Enums::ClientRiskLevel::Default] = 0.1875;
+    wide.MarketRisk2[Enums::ClientRiskLevel::Default] =
+        0.25; // tiers of their own, so that the stress points stand off the ends of the grid
     wide.ConcentrationLimit1 = 1'000'000;
     wide.ConcentrationLimit2 = 2'000'000;
     BaseContractSample wideOfGroup = wide;

@@ -286,7 +286,8 @@ TEST(PositionOrders, OrdersAreValuedAtTheLevelOfTheParticipant)
 {
     plain::Market market = MarketOf();
     BaseContractSample& contract = market.baseContracts[0];
-    contract.MarketRiskLow = contract.MarketRisk1Low = contract.MarketRisk2Low = 0.0625;
+    contract.MarketRisk[Enums::ClientRiskLevel::Low] = contract.MarketRisk1[Enums::ClientRiskLevel::Low] =
+        contract.MarketRisk2[Enums::ClientRiskLevel::Low] = 0.0625;
     plain::Rules rules;
     rules.level = Enums::ClientRiskLevel::Low;
     Desk desk(market, rules);

@@ -75,7 +75,8 @@ std::shared_ptr<kv7im::CSpecBaseContract> ContractOf(double radius)
 {
     BaseContractSample sample;
     if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
-    sample.MarketRisk1 = sample.MarketRisk2 = sample.MarketRisk;
+    sample.MarketRisk1[Enums::ClientRiskLevel::Default] = sample.MarketRisk2[Enums::ClientRiskLevel::Default] =
+        sample.MarketRisk[Enums::ClientRiskLevel::Default];
     std::shared_ptr<kv7im::CSpecBaseContract> contract = sample.Make(radius);
     contract->Init();
     return contract;

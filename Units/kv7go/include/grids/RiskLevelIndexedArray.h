@@ -48,4 +48,17 @@ private:
     std::array<T, NumberOfClientRiskLevels> m_values;
 };
 
+/// One level of an array that an entry holds; std::invoke takes it for a member of the entry.
+template <class T, class Entry>
+struct LevelOf
+{
+    RiskLevelIndexedArray<T> Entry::*values;
+    Enums::ClientRiskLevel level;
+
+    [[nodiscard]] T& operator()(Entry& entry) const noexcept { return (entry.*values)[level]; }
+    [[nodiscard]] const T& operator()(const Entry& entry) const noexcept { return (entry.*values)[level]; }
+};
+template <class T, class Entry>
+LevelOf(RiskLevelIndexedArray<T> Entry::*, Enums::ClientRiskLevel) -> LevelOf<T, Entry>;
+
 } // namespace kv7im

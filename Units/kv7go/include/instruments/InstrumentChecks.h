@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -162,21 +163,14 @@ private:
 template <class Parameters>
 using Condition = bool (*)(const Parameters&);
 
-/// The rate of one level among the parameters.
-template <class Parameters>
-struct LevelRate
-{
-    RiskLevelIndexedArray<double> Parameters::*rates;
-    Enums::ClientRiskLevel level;
-};
-
 /// A check of a number.
 template <class Parameters>
 struct Check
 {
     const char* assertion; // as it stands in the log
     const char* name;      // of the parameter, as it stands in the log
-    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*, LevelRate<Parameters>>
+    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*,
+                 LevelOf<double, Parameters>>
         field;
     Relation relation;
     Amount<Parameters> bound;
@@ -250,7 +244,7 @@ template <class Parameters, class Owner>
 {
     return {.assertion = assertion,
             .name = name,
-            .field = LevelRate<Parameters>{rates, level},
+            .field = LevelOf<double, Parameters>{rates, level},
             .relation = Relation::Above,
             .bound = 0.0,
             .remedy = Remedy::Refuse,
@@ -323,17 +317,6 @@ template <class Integer>
 }
 
 template <class Parameters, class Field>
-[[nodiscard]] Field& ValueOf(Field Parameters::*field, Parameters& parameters) noexcept
-{
-    return parameters.*field;
-}
-template <class Parameters>
-[[nodiscard]] double& ValueOf(LevelRate<Parameters> rate, Parameters& parameters) noexcept
-{
-    return (parameters.*rate.rates)[rate.level];
-}
-
-template <class Parameters, class Field>
 [[nodiscard]] Z9ERR RunOn(Field& value, const Check<Parameters>& check, const Context& context,
                           const Parameters& parameters)
 {
@@ -355,7 +338,7 @@ template <class Parameters>
 [[nodiscard]] Z9ERR RunOne(const Check<Parameters>& check, const Context& context, Parameters& parameters)
 {
     if (check.applies != nullptr && !check.applies(parameters)) return Z9ERR_OK;
-    return std::visit([&](auto field) { return RunOn(ValueOf(field, parameters), check, context, parameters); },
+    return std::visit([&](auto field) { return RunOn(std::invoke(field, parameters), check, context, parameters); },
                       check.field);
 }
 

@@ -21,6 +21,8 @@
 #include "TableRecords.h"
 #include "Z9Types.h"
 #include "grids/Constants.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentsStorages.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "instruments/SpecMultileg.h"
@@ -28,8 +30,6 @@
 
 namespace kv7im {
 
-struct BaseContractParameters;
-struct FuturesParameters;
 struct OptionParameters;
 struct VirtFuturesParameters;
 
@@ -51,33 +51,18 @@ public:
     [[nodiscard]] Z9ERR InsertCurrency(std::int32_t currencyId, double radius);
     [[nodiscard]] Z9ERR InsertCurrency(const SCurrencyStruct& record);
 
-    /// Adds a base contract. Rates level by level, each level in the order MarketRisk, MarketRisk1, MarketRisk2.
-    /// Refuses non-positive rates, negative limits, a window outside 0 to 1, a known code, values outside their
-    /// enumerations, the currency step without its currency, and a grid that differs from its inter-contract group's.
-    /// Corrects the rest. Throws CArgumentException for a null code.
-    [[nodiscard]] Z9ERR
-    InsertBaseContract(const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType,
-                       std::int32_t currencyId, double shortOptionMinimumCharge, double spotPrice, double marketRisk,
-                       double marketRisk1, double marketRisk2, double marketRiskLow, double marketRisk1Low,
-                       double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium,
-                       double marketRisk2Medium, double marketRiskHigh, double marketRisk1High, double marketRisk2High,
-                       double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional,
-                       std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, std::int32_t riskPointsN,
-                       std::int32_t isinVCB, double windowSizePercentage, Enums::OptionModel optionModel,
-                       Enums::AssetClass assetClass, double cfRisk, Enums::BaseContractSigns signs);
+    /// Adds a base contract. Refuses non-positive rates, negative limits, a window outside 0 to 1, a known code, values
+    /// outside their enumerations, the currency step without its currency, and a grid that differs from its
+    /// inter-contract group's. Corrects the rest.
+    [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
     [[nodiscard]] Z9ERR InsertBaseContract(const SBaseContractStruct& record);
 
     /// Adds a futures under its base contract, lets it move the contract's shift and limits, and computes its profile,
     /// or that of the whole family when they moved. FUTURES_NOT_FOUND from the trade-at-settlement link and
-    /// BC_NOT_FOUND from its family's recomputation leave the futures in. Throws CArgumentException for a null code,
-    /// and what the allocation of the grid throws; the futures is not in then.
-    [[nodiscard]] Z9ERR InsertFutures(const char* code, const char* codeBC, double calcFutPrice,
-                                      Enums::SpreadAspect spreadAspect, double minStepPrice, double realCalcPrice,
-                                      double minStep, double xLot, Isin isin, double interestRateRiskUp,
-                                      double interestRateRiskDown, double timeToExpiration, double normalizedSpot,
-                                      Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                                      bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
-    /// Adds a futures from a record. A price that is not a number raises CZ9Error from its conversion.
+    /// BC_NOT_FOUND from its family's recomputation leave the futures in. Throws what the allocation of the grid
+    /// throws; the futures is not in then.
+    [[nodiscard]] Z9ERR InsertFutures(FuturesParameters parameters);
+    /// Adds a futures from a record of a table. A price that is not a number raises CZ9Error from its conversion.
     [[nodiscard]] Z9ERR InsertFutures(const SFuturesStruct& record);
 
     /// Adds an option series under its futures and computes its grid. Refuses an unknown futures, a known code, and
@@ -206,10 +191,8 @@ public:
     [[nodiscard]] Range<StorageMultileg, ByCompleted> RangeMultilegCompleted() const;
 
 private:
-    [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
     [[nodiscard]] Z9ERR CheckBaseContract(BaseContractParameters& parameters) const;
     [[nodiscard]] bool SharesGridWithMCS(const CSpecBaseContract& baseContract) const;
-    [[nodiscard]] Z9ERR InsertFutures(FuturesParameters parameters);
     [[nodiscard]] Z9ERR CheckFutures(FuturesParameters& parameters) const;
     [[nodiscard]] Z9ERR SettleInsertedFutures(CSpecFutures& futures);
     void RemoveInsertedFutures(const CSpecFutures& futures);

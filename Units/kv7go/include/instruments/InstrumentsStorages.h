@@ -30,20 +30,15 @@
 #include <boost/multi_index_container.hpp>
 #include <boost/range/iterator_range.hpp>
 
+#include "CodeMap.h"
 #include "Enums.h"
+#include "instruments/FuturesTransactionState.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
 namespace kv7im {
-
-enum class Status : std::int32_t
-{
-    NotChanged = 0,
-    WasChanged = 1,
-    Undefined = 2,
-};
 
 /// Which objects a reader wants.
 enum class AccessByStatus : std::int32_t
@@ -52,19 +47,7 @@ enum class AccessByStatus : std::int32_t
     eNew = 1,     // of the open transaction
 };
 
-/// Codes are looked up by any text, without building a string.
-struct CodeHash
-{
-    using is_transparent = void;
-
-    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-    {
-        return std::hash<std::string_view>{}(code);
-    }
-};
-
-template <class Value>
-using CodeMap = std::unordered_map<std::string, Value, CodeHash, std::equal_to<>>;
+using kv7base::CodeMap;
 
 // Names of the indices.
 struct ByCode;
@@ -84,9 +67,11 @@ template <class Node, const std::string& (Node::*Key)() const noexcept>
 using TextKey =
     bmi::const_mem_fun_explicit<Node, const std::string&, const std::string& (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using UniqueCode = bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using UniqueCode =
+    bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using SharedCode = bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using SharedCode =
+    bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, Isin (Node::*Key)() const noexcept>
 using IsinKey = bmi::const_mem_fun_explicit<Node, Isin, Isin (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, Isin (Node::*Key)() const noexcept>
@@ -231,17 +216,18 @@ public:
     [[nodiscard]] CSpecFutures* GetCurrent() const noexcept { return current.get(); }
     [[nodiscard]] CSpecFutures* GetChanged() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? changed.get() : current.get();
+        return state.ShowsCopies() ? changed.get() : current.get();
     }
     [[nodiscard]] CSpecFutures* Get(AccessByStatus access) const noexcept
     {
         return access == AccessByStatus::eNew ? GetChanged() : GetCurrent();
     }
-    [[nodiscard]] Status GetStatus() const noexcept { return status; }
-    void SetStatus(Status value) noexcept { status = value; }
+    [[nodiscard]] Status GetStatus() const noexcept { return state.GetStatus(); }
+    void SetStatus(Status value) noexcept { state.SetStatus(value); }
     /// True for a futures that has entered an open family and was not counted in its shift and limits yet.
-    [[nodiscard]] bool IsNewcomer() const noexcept { return isNewcomer; }
-    void SetNewcomer(bool value) noexcept { isNewcomer = value; }
+    [[nodiscard]] bool IsNewcomer() const noexcept { return state.IsNewcomer(); }
+    void ComesToOpenFamily() noexcept { state.ComesToOpenFamily(); }
+    void IsSettledInFamily() noexcept { state.IsSettledInFamily(); }
     [[nodiscard]] const std::string& GetCode() const noexcept { return code; }
     [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
     [[nodiscard]] const std::string& GetBC() const noexcept { return codeBaseContract; }
@@ -261,11 +247,11 @@ public:
     /// Series of the open change; outside a transaction the current ones.
     [[nodiscard]] const StorageVirtualFutures& GetChangedStorage() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] StorageVirtualFutures& GetChangedStorage() noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] const StorageVirtualFutures& Storage(AccessByStatus access) const noexcept
     {
@@ -326,7 +312,7 @@ public:
     /// Recomputes the changed futures, then its series, then their options: parents before children.
     void RecalcChanged();
     /// True when RecalcChanged has finished since the copies were made.
-    [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
+    [[nodiscard]] bool IsRecomputed() const noexcept { return state.IsRecomputed(); }
     /// Gives the changed options values of their own in place of the borrowed ones; to be called before the current
     /// instruments are recomputed or destroyed.
     void KeepBorrowedValues();
@@ -348,17 +334,12 @@ private:
     // Shared by both storages: options do not come or go in a transaction, only their values change.
     std::unordered_map<Isin, std::string> storageIndexVirtualFuturesCodeByOptionIsin;
     CodeMap<std::string> storageIndexVirtualFuturesCodeByOptionCode;
-    Status status = Status::NotChanged;
+    FuturesTransactionState state;
     Isin isin;
     std::string code;
     std::string codeBaseContract; // also the inter-month group while in spread
     std::string mcsCode;          // inter-contract group while in spread
     bool isInSpread;              // state of `current`, kept here so that its swap allocates nothing
-    bool borrowsValues = false;   // some changed option may still read values through a current one
-    bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
-    bool hasNewColumns = false;   // RecalcChanged has begun: a series may stand on other columns than its original
-    bool isRecomputed = false;    // RecalcChanged has finished at least once
-    bool isNewcomer = false;
 
     static inline const std::string NoGroup;
 };

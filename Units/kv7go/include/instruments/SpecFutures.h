@@ -17,45 +17,28 @@
 #include "grids/Profile.h"
 #include "grids/Risk.h"
 #include "grids/RiskLevelIndexedArray.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/SpecOrderList.h"
 
 namespace kv7im {
 
 class CSpecBaseContract;
 
-/// New parameters of a futures; prices with five decimals.
+/// New parameters of a futures; prices with five decimals. The isin finds the futures and is not itself a parameter.
 struct SFuturesChanges
 {
-    SFuturesChanges(::Isin isin, t_bprice_int calcFutPrice, t_bprice_int realCalcPrice, double minStepPrice,
-                    double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration,
-                    double normalizedSpot, double mrAddOnUp, double mrAddOnDown, bool enforceIMSHalfNetting,
-                    Enums::SpreadAspect spreadAspect)
-        : CalcFutPrice(calcFutPrice),
-          RealCalcPrice(realCalcPrice),
-          MinStepPrice(minStepPrice),
-          InterestRateRiskUp(interestRateRiskUp),
-          InterestRateRiskDown(interestRateRiskDown),
-          TimeToExpiration(timeToExpiration),
-          NormalizedSpot(normalizedSpot),
-          MRAddOnUp(mrAddOnUp),
-          MRAddOnDown(mrAddOnDown),
-          Isin(isin),
-          EnforceIMSHalfNetting(enforceIMSHalfNetting),
-          SpreadAspect(spreadAspect)
-    {}
-
     t_bprice_int CalcFutPrice;
     t_bprice_int RealCalcPrice;
-    double MinStepPrice;
-    double InterestRateRiskUp;
-    double InterestRateRiskDown;
-    double TimeToExpiration;
-    double NormalizedSpot;
-    double MRAddOnUp;
-    double MRAddOnDown;
-    ::Isin Isin;
-    bool EnforceIMSHalfNetting;
-    Enums::SpreadAspect SpreadAspect;
+    double MinStepPrice = 0.0;
+    double InterestRateRiskUp = 0.0;
+    double InterestRateRiskDown = 0.0;
+    double TimeToExpiration = 0.0;
+    double NormalizedSpot = 0.0;
+    double MRAddOnUp = 0.0;
+    double MRAddOnDown = 0.0;
+    ::Isin Isin = 0;
+    bool EnforceIMSHalfNetting = false;
+    Enums::SpreadAspect SpreadAspect = Enums::SpreadAspect::NotInSpread;
 };
 
 /// The steps that turn the profile of a futures into the risk of a position, in the order of the members. A node
@@ -78,11 +61,7 @@ public:
 
     /// Takes the values as they are: the repository has checked them. The profile is allocated and zero; it is computed
     /// by RecalcInvariants. Throws when the grid cannot be allocated.
-    CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_, double calcFutPrice,
-                 bool isInSpread, double minStepPrice, double realCalcPrice, double minStep, double xLot,
-                 double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration, double edgeCoeff_,
-                 double normalizedSpot, Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                 bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
+    CSpecFutures(CSpecBaseContract* baseContract, const FuturesParameters& parameters, double edgeCoeff);
     /// A deep copy under another parent.
     CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseContract);
 

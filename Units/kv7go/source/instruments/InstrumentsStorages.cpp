@@ -221,21 +221,14 @@ void FuturesNode::InitializeChangedInstrument(CSpecBaseContract* changedBaseCont
 
     storageChanged = std::move(series); // before its futures, so that the old ones go in that order too
     changed = futures;
-    borrowsValues = true;
-    wasRecomputed = false;
-    hasNewColumns = false;
-    isRecomputed = false;
+    state.CopiesAreMade();
 }
 
 void FuturesNode::DropChangedInstrument() noexcept
 {
     storageChanged.clear(); // the series before their futures
     changed.reset();
-    borrowsValues = false;
-    wasRecomputed = false;
-    hasNewColumns = false;
-    isRecomputed = false;
-    isNewcomer = false;
+    state.CopiesAreGone();
 }
 
 void FuturesNode::AdoptNewcomers()
@@ -244,49 +237,47 @@ void FuturesNode::AdoptNewcomers()
         const auto known = storageChanged.find(seriesCode);
         if (known != storageChanged.end() && known->second.storage().size() == node.storage().size())
             continue; // options are added and never removed
-        (hasNewColumns ? wasRecomputed : borrowsValues) = true;
+        state.OptionsAreAdopted();
         if (known != storageChanged.end()) {
-            known->second.AdoptOptions(node, hasNewColumns);
+            known->second.AdoptOptions(node, state.HasNewColumns());
             continue;
         }
         VirtualFuturesNode series = node.CopyUnder(*changed);
-        if (hasNewColumns) series.RecalcInvariants();
+        if (state.HasNewColumns()) series.RecalcInvariants();
         storageChanged.try_emplace(seriesCode, std::move(series));
     }
 }
 
 void FuturesNode::RecalcChanged()
 {
-    wasRecomputed = hasNewColumns = true; // from the first option on
+    state.RecomputationBegins();
     changed->RecalcInvariants();
     for (auto& [seriesCode, series] : storageChanged)
         series.RecalcInvariants();
-    borrowsValues = false;
-    isRecomputed = true;
+    state.RecomputationEnds();
 }
 
 void FuturesNode::KeepBorrowedValues()
 {
-    if (borrowsValues) ValueChangedOptions();
+    if (state.BorrowsValues()) ValueChangedOptions();
 }
 
 void FuturesNode::KeepRecomputedValues()
 {
-    if (wasRecomputed) ValueChangedOptions();
+    if (state.AwaitsValues()) ValueChangedOptions();
 }
 
 void FuturesNode::ValueChangedOptions()
 {
     for (const auto& [seriesCode, series] : storageChanged)
         series.ValueAllOptions();
-    borrowsValues = false;
-    wasRecomputed = false;
+    state.OptionsAreValued();
 }
 
 void FuturesNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
 {
-    if (status != Status::WasChanged || changed == nullptr) return;
-    if (borrowsValues)
+    if (!state.ShowsCopies()) return;
+    if (state.BorrowsValues())
         for (auto& [seriesCode, series] : storageChanged)
             series.StopBorrowing();
     current.swap(changed);

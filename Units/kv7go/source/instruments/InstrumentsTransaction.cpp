@@ -73,7 +73,7 @@ void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContrac
     }
     // All copies are there: from here on nothing throws, and the futures open together.
     ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) noexcept {
-        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.SetNewcomer(true);
+        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.ComesToOpenFamily();
         futures.SetStatus(Status::WasChanged);
     });
 }
@@ -273,7 +273,7 @@ void InstrumentsRepository::SettleNewcomers()
         if (contract.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin != 0 ||
             current.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin == futures.isin)
             contract.CorrectShiftParamsByFutures(&futures);
-        index.modify(node, [](FuturesNode& settled) noexcept { settled.SetNewcomer(false); });
+        index.modify(node, [](FuturesNode& settled) noexcept { settled.IsSettledInFamily(); });
     }
 }
 

@@ -26,35 +26,31 @@ void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
 
 } // namespace
 
-CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_,
-                           double calcFutPrice, bool isInSpread, double minStepPrice, double realCalcPrice,
-                           double minStep, double xLot, double interestRateRiskUp, double interestRateRiskDown,
-                           double timeToExpiration, double edgeCoeff_, double normalizedSpot,
-                           Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                           bool enforceIMSHalfNetting, Isin tasBaseFutIsinID)
+CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, const FuturesParameters& p, double edgeCoeff_)
     : StoredProfiles(GridOf(*baseContract)),
       BaseContract(baseContract),
-      Code(std::move(code)),
-      CodeBC(std::move(codeBC)),
-      isin(isin_),
-      TASBaseFutIsinID(tasBaseFutIsinID),
-      CalcFutPrice(calcFutPrice),
-      IsInSpread(isInSpread),
-      MinStepPrice(minStepPrice),
-      RealCalcPrice(realCalcPrice),
-      MinStep(minStep),
-      XLot(xLot),
-      InterestRateRiskUp(interestRateRiskUp),
-      InterestRateRiskDown(interestRateRiskDown),
-      TimeToExpiration(timeToExpiration),
+      Code(p.Code),
+      CodeBC(p.CodeBC),
+      isin(p.Isin),
+      TASBaseFutIsinID(p.TASBaseFutIsinID),
+      CalcFutPrice(p.CalcFutPrice),
+      // Any value but 0 puts the futures in spread here; a later change is stricter.
+      IsInSpread(static_cast<std::int8_t>(p.SpreadAspect) != 0),
+      MinStepPrice(p.MinStepPrice),
+      RealCalcPrice(p.RealCalcPrice),
+      MinStep(p.MinStep),
+      XLot(p.XLot),
+      InterestRateRiskUp(p.InterestRateRiskUp),
+      InterestRateRiskDown(p.InterestRateRiskDown),
+      TimeToExpiration(p.TimeToExpiration),
       edgeCoeff(edgeCoeff_),
-      NormalizedSpot(normalizedSpot),
-      MRAddOnUp(mrAddOnUp),
-      MRAddOnDown(mrAddOnDown),
-      MoneyCoef(minStepPrice / minStep),
-      Attribute(attribute),
-      EnforceIMSHalfNetting(enforceIMSHalfNetting),
-      IsTAS(Enums::HasStatus(attribute, Enums::InstrumentStatus::TAS))
+      NormalizedSpot(p.NormalizedSpot),
+      MRAddOnUp(p.MRAddOnUp),
+      MRAddOnDown(p.MRAddOnDown),
+      MoneyCoef(p.MinStepPrice / p.MinStep),
+      Attribute(p.Attribute),
+      EnforceIMSHalfNetting(p.EnforceIMSHalfNetting),
+      IsTAS(Enums::HasStatus(p.Attribute, Enums::InstrumentStatus::TAS))
 {
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         Limit[level] = std::abs(NormalizedSpot) * BaseContract->MarketRisk[level] * 0.5;
