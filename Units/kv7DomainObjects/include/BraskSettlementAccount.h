@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "Enums.h"
-#include "MarginCallRequirements.h"
 #include "ParticipantBase.h"
 #include "TradingCodes.h"
+#include "replica/MarginCallRequirements.h"
 #include "z9bcd.h"
 
 class BraskBroker;
@@ -85,6 +85,8 @@ public:
     void BindBroker(BraskBroker& broker) { m_brokers.push_back(&broker); }
     /// Takes every entry of the firm out.
     void UnbindBroker(const BraskBroker& broker) noexcept;
+
+    // Replica: the account's margin call.
 
     [[nodiscard]] const Domain::MarginCallRequirements& GetMarginCallRequirements() const noexcept
     {

@@ -228,10 +228,6 @@ public:
     PositionCalculatorInstruments(const PositionCalculatorInstruments&) = delete;
     PositionCalculatorInstruments& operator=(const PositionCalculatorInstruments&) = delete;
 
-    /// Takes all instruments of the storage in place of those that stand here. What an insert refuses is thrown, and
-    /// all stays as it was. As with Clear, nothing may point at the old instruments.
-    void Init(const IPositioningExternalStorage& storage);
-
     /// A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
     void InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex);
 
@@ -251,6 +247,31 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND; a price that is no number: code 2.
     void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
                       const t_bprice& price);
+
+    /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
+    /// not looked for: it has none yet.
+    void RemoveBaseContract(std::int32_t id) noexcept;
+    void RemoveFutures(Isin isin) noexcept;
+    void RemoveVirtFutures(std::string_view code) noexcept;
+    void RemoveOption(Isin isin) noexcept;
+    /// Empties everything.
+    void Clear() noexcept;
+
+    [[nodiscard]] const SConstInstrumentsParameters& GetConstInstruments() const noexcept override
+    {
+        return m_const_instruments;
+    }
+    [[nodiscard]] const SMutableInstrumentsParameters& GetCurrentInstrument() const noexcept override
+    {
+        return p_default_instruments;
+    }
+    [[nodiscard]] const CInstrTypeList& GetInstrTypes() const noexcept override { return m_instr_types; }
+
+    // Replica: what deals are made in, and what accounting asks of an instrument.
+
+    /// Takes all instruments of the storage in place of those that stand here. What an insert refuses is thrown, and
+    /// all stays as it was. As with Clear, nothing may point at the old instruments.
+    void Init(const IPositioningExternalStorage& storage);
 
     /// A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
     void InsertTradeMode(std::int32_t id, Enums::TradeModeStatus status, Enums::PriceType priceType,
@@ -274,31 +295,12 @@ public:
     /// warning. A second rate: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; an unknown id:
     /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     void InsertInstrumentsRate(std::int32_t id, double rate);
-    /// The same for an instrument that has a rate; without: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    /// Replaces the rate of an instrument that has one; of any other: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     void UpdateInstrumentsRate(std::int32_t id, double rate);
 
     void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
     void UpdateVirtFutures(std::string_view code, double minStepPrice) override;
     void UpdateOption(Isin isin, const t_bprice& price) override;
-
-    /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
-    /// not looked for: it has none yet.
-    void RemoveBaseContract(std::int32_t id) noexcept;
-    void RemoveFutures(Isin isin) noexcept;
-    void RemoveVirtFutures(std::string_view code) noexcept;
-    void RemoveOption(Isin isin) noexcept;
-    /// Empties everything.
-    void Clear() noexcept;
-
-    [[nodiscard]] const SConstInstrumentsParameters& GetConstInstruments() const noexcept override
-    {
-        return m_const_instruments;
-    }
-    [[nodiscard]] const SMutableInstrumentsParameters& GetCurrentInstrument() const noexcept override
-    {
-        return p_default_instruments;
-    }
-    [[nodiscard]] const CInstrTypeList& GetInstrTypes() const noexcept override { return m_instr_types; }
 
     /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
     [[nodiscard]] const SInstrCLR& getInstrumentCLR(Isin isin) const;
