@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "Enums.h"
-#include "MarginCallRequirements.h"
 #include "ParticipantBase.h"
 #include "TradingCodes.h"
+#include "replica/MarginCallRequirements.h"
 #include "z9bcd.h"
 
 class BraskBroker;
@@ -86,6 +86,8 @@ public:
     void BindBroker(BraskBroker& broker) { m_brokers.push_back(&broker); }
     /// Removes every entry of the firm from the list.
     void UnbindBroker(const BraskBroker& broker) noexcept;
+
+    // Replica: the account's margin call.
 
     [[nodiscard]] const Domain::MarginCallRequirements& GetMarginCallRequirements() const noexcept
     {

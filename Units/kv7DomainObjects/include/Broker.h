@@ -62,20 +62,6 @@ public:
     [[nodiscard]] BrokerCode GetBrokerCode() const noexcept { return brokerCode_; }
     [[nodiscard]] Enums::BrokerAccountType GetBrokerType() const noexcept { return brokerType; }
     [[nodiscard]] const BraskSettlementAccountPtr& GetSettlementAccount() const noexcept { return settlementAccount; }
-    [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
-    [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
-
-    /// Stores two answers for the host, which asks for them before it hands a deal in and writes a calculated money:
-    /// whether the firm's limit moves with the deal (money_orchestrator::UpdateMoney), and whether its free money is
-    /// checked (BraskCollateralChecker::CheckCollateral). Nothing in here reads them. They are true until they are set.
-    void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
-    {
-        changeLimit = changeLimit_;
-        checkLimit = checkLimit_;
-    }
-    [[nodiscard]] bool GetChangeLimit() const noexcept { return changeLimit; }
-    [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
-    using ParticipantBase::ChangeTradingLimits;
 
     /// Enters the firm in the account's list, once more for each call, until the firm is destroyed. Any account may
     /// list the firm; its own account stays the one that it was made with.
@@ -115,16 +101,32 @@ public:
         return {entry->second, isNew};
     }
 
-    /// Destroys a client of the firm that nothing else knows yet.
-    void RemoveClient(BraskClient& client) noexcept;
-
-    /// Enters the client once under the isin of a futures that it has begun to hold, however often it is called.
+    /// Enters the client under the isin of a futures that it has come to hold; once, however often it is told.
     void MarkClientToRecalc(Isin isin, BraskClient& client);
     /// Clients that hold or held this futures.
     [[nodiscard]] const std::set<BraskClient*>& EnumerateClientsToRecalc(Isin isin) const;
 
     /// Destroys the clients.
     void Clear() noexcept;
+
+    // Replica: the firm's orders, and what the host asks of it before it hands a deal in.
+
+    [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
+    [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
+    /// Destroys a client of the firm that nothing else knows yet.
+    void RemoveClient(BraskClient& client) noexcept;
+
+    /// What the host asks of the firm before it hands a deal in and writes a calculated money: whether its limit moves
+    /// with the deal (money_orchestrator::UpdateMoney), and whether its free money is looked at
+    /// (BraskCollateralChecker::CheckCollateral). Nothing here asks for them. Both are true until they are set.
+    void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
+    {
+        changeLimit = changeLimit_;
+        checkLimit = checkLimit_;
+    }
+    [[nodiscard]] bool GetChangeLimit() const noexcept { return changeLimit; }
+    [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
+    using ParticipantBase::ChangeTradingLimits;
 
 private:
     void UpdateMoneyCalculatorRelatedFields();

@@ -11,9 +11,9 @@
 
 #include "ParticipantBase.h"
 #include "PremiumReserves.h"
-#include "QuantitiesCounters.h"
 #include "TradingCodes.h"
 #include "instruments/SpecOrderList.h"
+#include "replica/QuantitiesCounters.h"
 
 class BraskBroker;
 
@@ -37,18 +37,6 @@ public:
                 t_weight_int expWeight, bool checksEnabled, Enums::ClientRiskLevel riskLevel,
                 Enums::InvestorStatus status, BraskBroker& broker,
                 const pos::PositionCalculatorInstruments& positionInstruments);
-    /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
-    BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
-                const pos::PositionCalculatorInstruments& positionInstruments);
-    /// A copy of a client under another firm: code, parameters, money, premium reserves and accounting. The risk book
-    /// starts empty (SetPositionsOf fills it).
-    BraskClient(const BraskClient& source, BraskBroker& broker,
-                const pos::PositionCalculatorInstruments& positionInstruments);
-
-    /// Enters the other client's positions and open orders into the two books, each position at its average price; the
-    /// net option value follows the quantities that the accounting took over. Positions and orders in an instrument
-    /// that is unknown here are dropped.
-    void SetPositionsOf(const BraskClient& source);
 
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return clientCode_.c_str(); }
     /// GO of the client, money, rounded: weighted margin of the book that counts, times clgoRatio. The firm's weight
@@ -80,22 +68,11 @@ public:
     /// client.
     void SetRiskParameters(const ClientRiskParameters& parameters);
 
-    /// Changes the client's money: DelMoney and DelAll leave none; with `flag` set, Set makes it the amount and
-    /// ChangeBy adds the amount. The pledge stays. The derived sums are renewed with the present blocked margin. Any
-    /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
-    Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
-    {
-        return ChangeAmountMoney(mode, flag, amount);
-    }
-
-    /// True when premium-style options stay out of the margin.
+    /// True: premium-style options stay out of the margin.
     [[nodiscard]] bool IsNotUseNOV() const noexcept;
-    /// True when premium-style options stay out of the margin from the next session on.
-    [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
-    /// Sets whether premium-style options stay out of the margin: -1 as the firm has it for its clients, 0 no, anything
-    /// else yes. This does not fill the book without premium-style options: positions set from now on enter it.
+    /// -1 as the firm has it for its clients, 0 no, anything else yes. The side book is not filled by this: positions
+    /// set from then on enter it.
     void SetNotUseNOV(std::int32_t value) noexcept { m_notUseNOV = value; }
-    void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
 
     /// Sets a position in the book without premium-style options. Does nothing and returns 0 for a premium-style option
     /// and while IsNotUseNOV is false.
@@ -133,8 +110,34 @@ public:
         return m_portfolioWithoutEquityOptions;
     }
 
-    // Positions and orders of the client, in contracts. Deals count here; positions and orders set by SetPosition and
-    // ChangeOrder enter the books only.
+    // Replica: what the clearing system keeps of a client beside its margin.
+
+    /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
+    BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// The client of another firm under this one: code, parameters, money, premium reserves and accounting. The risk
+    /// book starts empty (SetPositionsOf fills it).
+    BraskClient(const BraskClient& source, BraskBroker& broker,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// The other client's positions and open orders into both books, each position at its average price; the net option
+    /// value follows the quantities that the accounting took over. What stands in an instrument that is unknown here
+    /// drops out.
+    void SetPositionsOf(const BraskClient& source);
+
+    /// Changes the client's money: DelMoney and DelAll leave none, Set makes it the amount and ChangeBy adds it, the
+    /// last two where flag is set; the pledge stays. What follows is renewed with the blocked margin as it stands. Any
+    /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+    Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
+    {
+        return ChangeAmountMoney(mode, flag, amount);
+    }
+
+    /// Whether premium-style options stay out of the margin from the next session on.
+    [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
+    void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
+
+    // What the client holds and has ordered, in contracts. Deals count here; what is set by SetPosition and ChangeOrder
+    // enters the books only.
     [[nodiscard]] const OrdersAndPositionsQuantitiesCounter& GetOrdersAndPositionsQuantitiesCounter() const noexcept
     {
         return ordersAndPositionsQuantitiesCounter;
@@ -151,11 +154,11 @@ public:
 
 private:
     void CorrectParameters();
-    void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
     [[nodiscard]] bool HasBookParameters(const ClientRiskParameters& parameters) const noexcept;
     void SetBookParameters(const ClientRiskParameters& parameters) noexcept;
     void TakeBookAnew(const ClientRiskParameters& parameters);
     Z9ERR RecalcInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
+    void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
 
     const ClientCode clientCode_;
     BraskBroker& broker_;

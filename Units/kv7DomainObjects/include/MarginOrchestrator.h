@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "AssumedVectors.h"
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
 #include "Client.h"
@@ -89,21 +88,6 @@ void FollowRefreshedPortfolio(BraskClient& client);
                                                                std::int64_t quantity, double waPrice,
                                                                double marketPrice,
                                                                std::int64_t afterLastClearingQuantity);
-
-// Deals.
-
-/// Takes the positions that a booked deal left, record by record, and carries each to firm and settlement account: a
-/// level under Netting takes its own record, one under HalfNetting (a firm under Gross as well) the change of the
-/// client's losses, an account under Gross the change of the firm's GO. Money blocks are renewed with each record.
-/// Returns the first code other than 0 that a portfolio answered with, otherwise 0; Z9ERR_COMMON_WRONG_ARGUMENTS, with
-/// nothing done, where the three vectors differ in length or in their instruments.
-[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const AssumedVectors& vectors);
-[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const LinkedAssumedVectors& vectors);
-/// Sets aside the premium of a deal in a premium-style option, for a client whose margin leaves such options out.
-/// quantity is negative for a sale, whose premium comes in and lowers the reserve.
-void UpdateDealReserve(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity);
-/// Contracts that the participant's risk book holds of a futures or an option; 0 without a position.
-[[nodiscard]] std::int64_t GetPositionQuantity(const ParticipantBase& participant, Isin isin);
 
 // A pass of recalculation: between UpdateComplete and ReleaseChanged of the instruments every book moves from the
 // current objects to the new ones, futures by futures. RecalcChangedInstruments is a whole pass.

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <string>
 
-#include "CollateralChecker.h"
 #include "Enums.h"
 #include "Means.h"
 #include "PositionCalculator.h"
@@ -19,6 +18,7 @@
 #include "book/RiskParticipant.h"
 #include "currencytype.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
+#include "replica/CollateralChecker.h"
 
 class ParticipantBase : public kv7im::RiskParticipant
 {
@@ -80,8 +80,6 @@ public:
     [[nodiscard]] Enums::MarginRule GetMarginRule() const noexcept { return marginRule_; }
     [[nodiscard]] Enums::InvestorStatus GetInvestorStatus() const noexcept { return m_status; }
 
-    [[nodiscard]] const BraskCollateralChecker& GetCollateralChecker() const noexcept { return CollateralChecker; }
-    [[nodiscard]] BraskCollateralChecker& GetCollateralChecker() noexcept { return CollateralChecker; }
     [[nodiscard]] const kv7im::Portfolio& GetPortfolio() const noexcept { return portfolio; }
     [[nodiscard]] kv7im::Portfolio& GetPortfolio() noexcept { return portfolio; }
     [[nodiscard]] const CPositionCalculator& GetPositionCalculator() const noexcept { return positionCalculator; }
@@ -94,10 +92,15 @@ public:
 
     [[nodiscard]] const Domain::Means& GetMeans() const noexcept { return m_means; }
     [[nodiscard]] Domain::Means& GetMeansForUpdate() noexcept { return m_means; }
+
+    // Replica: the participant's money beside its margin, as a host sets it.
+
+    [[nodiscard]] const BraskCollateralChecker& GetCollateralChecker() const noexcept { return CollateralChecker; }
+    [[nodiscard]] BraskCollateralChecker& GetCollateralChecker() noexcept { return CollateralChecker; }
     void SetMTM(t_bround_int value) noexcept { m_means.m_MTM = value; }
     /// Stores the exchange's fee and renews the sums that follow; the blocked margin stays as it is.
     void UpdateFee(t_bround_int fee) noexcept;
-    /// Stores the penalty and renews the sums that follow; the blocked margin stays as it is.
+    /// Stores the penalty and renews what follows from it; the blocked margin stays as it is.
     void UpdatePenalty(t_bround_int penalty) noexcept;
     /// The present money and pledge; needCalcGO is false.
     [[nodiscard]] TradingLimits GetTradingLimits() const noexcept;
@@ -123,7 +126,10 @@ protected:
     /// The dictionaries outlive the participant.
     ParticipantBase(const Parameters& parameters, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
-    /// Copies parameters, money and accounting of another participant; the risk book starts empty.
+
+    // Replica.
+
+    /// Parameters, money and accounting of another participant; the risk book starts empty.
     ParticipantBase(const ParticipantBase& source, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
 

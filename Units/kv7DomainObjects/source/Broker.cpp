@@ -154,15 +154,6 @@ BraskClient* BraskBroker::SearchClient(ClientCode code) noexcept
     return found == clients_.end() ? nullptr : &found->second;
 }
 
-void BraskBroker::RemoveClient(BraskClient& client) noexcept
-{
-    for (auto entry = clientsToRecalc_.begin(); entry != clientsToRecalc_.end();) {
-        entry->second.erase(&client);
-        entry = entry->second.empty() ? clientsToRecalc_.erase(entry) : std::next(entry);
-    }
-    clients_.erase(client.GetClientCode());
-}
-
 void BraskBroker::MarkClientToRecalc(Isin isin, BraskClient& client) { clientsToRecalc_[isin].insert(&client); }
 
 const std::set<BraskClient*>& BraskBroker::EnumerateClientsToRecalc(Isin isin) const

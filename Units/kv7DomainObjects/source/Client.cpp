@@ -51,29 +51,6 @@ BraskClient::BraskClient(ClientCode code, t_bprice_int clgoRatio_, bool noFutDis
     CorrectParameters();
 }
 
-BraskClient::BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
-                         const pos::PositionCalculatorInstruments& positionInstruments)
-    : BraskClient(code, t_bprice_int(1), false, 0, t_weight_int(), checksEnabled, Enums::ClientRiskLevel::Default,
-                  Enums::InvestorStatus::None, broker, positionInstruments)
-{}
-
-BraskClient::BraskClient(const BraskClient& source, BraskBroker& broker,
-                         const pos::PositionCalculatorInstruments& positionInstruments)
-    : ParticipantBase(source, broker.GetInstrumentsRepository(), positionInstruments),
-      clientCode_(source.clientCode_),
-      broker_(broker),
-      clgoRatio(source.clgoRatio),
-      m_autoUpdateLimit(source.m_autoUpdateLimit),
-      ordersAndPositionsQuantitiesCounter(source.ordersAndPositionsQuantitiesCounter),
-      quantitiesCounter(source.quantitiesCounter),
-      isBlank(source.isBlank),
-      m_notUseNOV(source.m_notUseNOV),
-      m_premiumReservesCalculator(source.m_premiumReservesCalculator),
-      m_portfolioWithoutEquityOptions(this),
-      m_notUseNOVNextSession(source.m_notUseNOVNextSession),
-      m_inheritNotUseNOVFromBrokerNextSession(source.m_inheritNotUseNOVFromBrokerNextSession)
-{}
-
 void BraskClient::CorrectParameters()
 {
     if (NClr2Delivery < InheritNClr2Delivery) {
@@ -94,28 +71,6 @@ void BraskClient::CorrectParameters()
                             clientCode_.c_str(), ExpWeight.AsDouble());
         ExpWeight = t_weight_int(1);
     }
-}
-
-void BraskClient::SetPositionsOf(const BraskClient& source)
-{
-    for (const auto& [isin, cumulative] : source.portfolio.RangePositions()) {
-        SetPositionInBothPortfolios(isin, cumulative.GetFuturesPositionSpec(), 0);
-        for (const auto& [optionIsin, option] : cumulative.RangeOptions())
-            SetPositionInBothPortfolios(optionIsin, *option,
-                                        positionCalculator.GetAfterLastClearingQuantityByIsin(optionIsin));
-    }
-}
-
-// Sets a position in the two books. An instrument that is gone here takes its position with it, as in a refresh, so its
-// code is ignored.
-void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity)
-{
-    static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
-    SetPositionInPortfolioWithoutEquityOptions(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity);
-    if (position.GetOrders().empty()) return;
-    const std::vector<SClearingDeltaOrder> orders = OrderRecordsOf(isin, position.GetOrders());
-    static_cast<void>(portfolio.ChangeOrder(isin, orders.size(), orders.data()));
-    ChangeOrderInPortfolioWithoutEquityOptions(isin, orders.size(), orders.data());
 }
 
 double BraskClient::GetInitialMargin() const
@@ -209,18 +164,6 @@ void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
 bool BraskClient::IsNotUseNOV() const noexcept
 {
     return m_notUseNOV == -1 ? broker_.GetNotUseNOVClientDefault() : m_notUseNOV != 0;
-}
-
-bool BraskClient::IsNotUseNOVNextSession() const noexcept
-{
-    return m_inheritNotUseNOVFromBrokerNextSession ? broker_.GetNotUseNOVClientDefaultNextSession()
-                                                   : m_notUseNOVNextSession;
-}
-
-void BraskClient::SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept
-{
-    m_notUseNOVNextSession = notUseNOV;
-    m_inheritNotUseNOVFromBrokerNextSession = inheritFromBroker;
 }
 
 Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,

@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "Enums.h"
-#include "ISerializable.h"
 #include "PositionCalculatorInstruments.h"
-#include "SyntheticDealPrices.h"
 #include "currencytype.h"
+#include "replica/ISerializable.h"
+#include "replica/SyntheticDealPrices.h"
 
 /// Currency (indicator index) to the closed VM in it.
 using VMCloseByCurrencies = std::map<std::int32_t, t_bsum_int>;
@@ -49,7 +49,7 @@ struct PrevAndCurrPosition
     SPosition* curr = nullptr; // the live one, not owned; null where nothing was booked
 };
 
-/// The positions before and after a clearing deal at the three levels that it reaches.
+/// The positions of the three levels that a clearing deal reaches, before and after it.
 struct PositionSet
 {
     PrevAndCurrPosition clientPosition;
@@ -133,19 +133,24 @@ public:
     /// Starts empty; the dictionary outlives the calculator.
     explicit CPositionCalculator(const pos::PositionCalculatorInstruments& instruments) noexcept;
 
+    /// Null when there is none.
+    [[nodiscard]] const SPosition* getPosition(Isin isin) const noexcept;
+    [[nodiscard]] const IsinPositionMap& GetPositions() const noexcept { return m_positions; }
+    /// 0 when there is no position.
+    [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
+
+    // Replica: what books deals and clearings into the records. A margin asks only for the three above.
+
     /// Drops positions and sums.
     void Clear() noexcept;
     /// Sets all sums to zero. Currencies that have an entry keep it.
     void SetZero() noexcept;
 
-    /// The position in a futures or an option; null when there is none.
-    [[nodiscard]] const SPosition* getPosition(Isin isin) const noexcept;
     [[nodiscard]] SPosition* getPosition(Isin isin) noexcept;
-    /// The position in an isin of any kind, null when there is none, as for a multileg. Creates nothing.
+    /// Position in an isin of any kind; null for a multileg's, which has none. Creates nothing.
     [[nodiscard]] const SPosition* getPositionSafe(Isin isin) const noexcept;
-    [[nodiscard]] const IsinPositionMap& GetPositions() const noexcept { return m_positions; }
-    /// Fills the vector with the positions that a deal in this isin moves: its own, or those of the up to two legs of a
-    /// multileg, the first leg first. Legs without a position are left out.
+    /// Positions that a deal in this isin moves: its own, or those of the up to two legs of a multileg, the first leg's
+    /// first. The vector holds them alone; legs without a position are left out.
     void GetPositions(Isin isin, std::vector<SPosition>& positions,
                       const pos::PositionCalculatorInstruments& instruments) const;
 
@@ -154,14 +159,11 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_POSITION_ALREADY_EXISTS; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND; a
     /// multileg's: Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
     void InsertPosition(const SPosition& position, bool updateVM, bool updateNetOptionValue);
-    /// Enters a record at a level without accounting: quantities only, no instrument, no sums; the isin need not be
-    /// known.
+    /// Enters a record of a level without accounting: quantities only, no instrument, no sums; the isin need not be known.
     void InsertPositionForHalfNettingAndGross(const SPosition& position);
     /// Removes a record whose closed VM is not in the sums; does nothing where there is none.
     void RemovePosition(Isin isin) noexcept;
 
-    /// Quantity of a position after the last clearing; 0 when there is no position.
-    [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
     [[nodiscard]] t_bsum_int GetNetOptionValue() const noexcept { return NetOptionValue; }
     /// The futures or option of a position in this isin, whether there is such a position or not. Unknown isin:
     /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d"; a multileg's:
@@ -230,8 +232,7 @@ public:
     /// instrument nothing. A record without an instrument changes in afterLastClearingQuantity only. The caller renews
     /// the sums. No position: Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND, "Isin: %d".
     void refreshPosition(Isin isin);
-    /// Restates all positions at settlement prices and renews the sums: VM starts at zero, NetOptionValue is the sum
-    /// over the positions.
+    /// Restates all positions, and the sums with them: VM starts at zero, NetOptionValue is the sum of the positions'.
     void refreshAllPositions();
 
     [[nodiscard]] std::vector<SPosition> GetPositionsForDumper() const override;

@@ -116,12 +116,8 @@ public:
     [[nodiscard]] Z9ERR SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,
                                                   std::int64_t novQuantity);
 
-    /// Adds deltaQuantity contracts, below 0 to cancel, to the orders in a futures or an option. Returns what
-    /// SetPosition returns; for a multileg, whose orders come as records, it returns 0 and does nothing.
-    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
-    /// Adds the records to the orders in a futures, an option or a multileg; each leg of a multileg takes its share.
-    /// Returns Z9ERR_INSTRUMENT_ABSENT for an unknown isin, Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND when a leg of the
-    /// multileg is missing.
+    /// Adds changes to the orders in a futures, an option or a multileg, whose legs each take their share. Codes as of
+    /// SetPosition; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
     /// Rebuilds the position on a futures, with its options and their orders, on the present instruments. With
@@ -140,13 +136,10 @@ public:
     void Clear();
 
     [[nodiscard]] const MapCumulativeFuturesPosition& RangePositions() const noexcept { return positions; }
-    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
     /// Null when there is no position on this futures.
     [[nodiscard]] const CumulativePositionByFutures* GetFuturesPositionByIsin(Isin isin) const;
     [[nodiscard]] std::size_t GetPositionCount() const noexcept { return positions.size(); }
     [[nodiscard]] bool Empty() const noexcept { return positions.empty(); }
-    /// The position in a futures or in an option, without creating anything; null when there is none.
-    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
 
     [[nodiscard]] double GetVolatilityInitialMargin() const noexcept { return VolatilityInitialMargin_; }
     [[nodiscard]] double GetDeliveryVolatilityInitialMargin() const noexcept
@@ -184,6 +177,15 @@ public:
     void AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node);
     /// The rolled-up entry of a base contract, an MCS, or a futures or series standing alone; null when absent.
     [[nodiscard]] const RolledUpRiskNode* GetHalfNettingRisksByCode(const std::string& code) const;
+
+    // Replica: positions and orders by isin, without the records of an exchange.
+
+    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
+    /// The position in a futures or in an option, without creating anything; null when there is none.
+    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
+    /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. Codes as
+    /// of SetPosition; 0 without effect for a multileg, whose orders come with records only.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
 
 private:
     [[nodiscard]] SearchResult FindByIsin(Isin isin);

@@ -327,8 +327,6 @@ public:
 
     RiskNodeMMS& operator+=(const RiskNodeFutures& futures);
     RiskNodeMMS& operator-=(const RiskNodeFutures& futures);
-    RiskNodeMMS& operator+=(const RiskNodeMMS& other);
-    RiskNodeMMS& operator-=(const RiskNodeMMS& other);
 
     /// Replaces the contribution of a futures to the group and remembers it in `previous`: the node as it is or, with
     /// lossesOnly, its transformed copy. One pass over the cells, with the bits of
@@ -349,6 +347,11 @@ public:
     void GiveBack(Kept&& kept) noexcept;
 
     RiskNodeMCS* parent = nullptr; // null when the base contract belongs to no MCS
+
+    // Replica: the group of another participant on top.
+
+    RiskNodeMMS& operator+=(const RiskNodeMMS& other);
+    RiskNodeMMS& operator-=(const RiskNodeMMS& other);
 
 private:
     Risk volatilityRisk;
@@ -393,14 +396,17 @@ public:
     RiskNodeMCS& AdditionAssignment_PositionsOnly(RiskNodeMMSToMCSProxy& proxy);
     /// Subtracts exactly what was added last for this group; to be called before the group changes.
     RiskNodeMCS& operator-=(const RiskNodeMMSToMCSProxy& proxy);
-    RiskNodeMCS& operator+=(const RiskNodeMCS& other);
-    RiskNodeMCS& operator-=(const RiskNodeMCS& other);
-    [[nodiscard]] bool operator==(const RiskNodeMCS& other) const;
 
     [[nodiscard]] const RiskRow& VolatilityRow() const noexcept { return volatilityRiskRow; }
     [[nodiscard]] const RiskRow& ExpirationRow() const noexcept { return expirationRiskRow; }
     [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept { return volatilitySpecialRiskPoints; }
     [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return expirationSpecialRiskPoints; }
+
+    // Replica: the group of another participant on top.
+
+    RiskNodeMCS& operator+=(const RiskNodeMCS& other);
+    RiskNodeMCS& operator-=(const RiskNodeMCS& other);
+    [[nodiscard]] bool operator==(const RiskNodeMCS& other) const;
 
 private:
     template <class AnyCurvature>

@@ -83,29 +83,10 @@ void Portfolio::Clear()
     DeliveryVolatilityInitialMargin_ = 0.0;
 }
 
-std::vector<Isin> Portfolio::GetFuturesIsins() const
-{
-    std::vector<Isin> isins;
-    isins.reserve(positions.size());
-    for (const auto& [isin, position] : positions)
-        isins.push_back(isin);
-    return isins;
-}
-
 const CumulativePositionByFutures* Portfolio::GetFuturesPositionByIsin(Isin isin) const
 {
     const auto found = positions.find(isin);
     return found == positions.end() ? nullptr : &found->second;
-}
-
-const CSpecPosition* Portfolio::GetSpecPosition(Isin isin) const
-{
-    const CumulativePositionByFutures* const position = GetFuturesPositionByIsin(isin);
-    if (position != nullptr) return &position->GetFuturesPositionSpec();
-    const CSpecOption* const option = participant_->GetInstruments().GetOption(isin);
-    if (option == nullptr) return nullptr;
-    const CumulativePositionByFutures* const onItsFutures = GetFuturesPositionByIsin(option->GetFuturesIsin());
-    return onItsFutures == nullptr ? nullptr : onItsFutures->FindOptionPosition(isin);
 }
 
 const RiskNodeMMS* Portfolio::GetRisksNodeOfLevelMMS(const std::string& code) const

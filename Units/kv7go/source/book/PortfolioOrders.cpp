@@ -65,23 +65,6 @@ LegOrders OrdersOfLeg(std::span<const SClearingDeltaOrder> orders, KeyPriceType:
 
 } // namespace
 
-Z9ERR Portfolio::ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity)
-{
-    const SOrderInfo info(SOrderInfo::InitializationType::OnlyDeltaQuantity, 0, deltaQuantity);
-    return ChangeOrderBySOrderInfoPrivate(isin, key.direction == KeyPriceType::Direction::Buy, key, info);
-}
-
-Z9ERR Portfolio::ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
-                                                const SOrderInfo& info)
-{
-    const SearchResult found = FindByIsin(isin);
-    if (found.FuturesFound())
-        found.GetPositionPtr()->ChangeFuturesOrders(isBuying, key, info);
-    else if (found.OptionFound())
-        found.GetPositionPtr()->ChangeOptionOrders(*found.GetOptionPtr(), isBuying, key, info);
-    return found.ErrorToZ9ErrorCode();
-}
-
 Z9ERR Portfolio::ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
 {
     const SearchResult found = FindByIsin(isin);

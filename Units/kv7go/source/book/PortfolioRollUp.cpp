@@ -39,14 +39,7 @@ const RiskNodeOptionSeries* SeriesStandingAlone(const Portfolio::SearchResult& f
     return found.GetPositionPtr()->GetRiskNodeOptionSeriesByVFCode(found.GetOptionPtr()->CodeVF);
 }
 
-const RolledUpRiskNode* FindEntry(const Portfolio::MapRolledUpRiskNode& entries, const std::string& code)
-{
-    const auto found = entries.find(code);
-    return found == entries.end() ? nullptr : &found->second;
-}
-
-// Makes room for one more change. Called before an entry is asked for its change: the entry then counts it as reported,
-// so it must not get lost.
+// To be called before an entry is asked for its change: it remembers what it has told, which must not get lost then.
 void MakeRoomForOne(RolledUpRisksVector& deltas)
 {
     if (deltas.size() == deltas.capacity()) deltas.reserve(2 * deltas.size());
@@ -59,11 +52,6 @@ void PushOfSpreadAspectChange(Isin isin, RolledUpRiskNode delta, RolledUpRisksVe
 }
 
 } // namespace
-
-const RolledUpRiskNode* Portfolio::GetHalfNettingRisksByCode(const std::string& code) const
-{
-    return FindEntry(halfNettingRisksCorrected_, code);
-}
 
 RolledUpRiskNode& Portfolio::TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum)
 {
@@ -239,7 +227,7 @@ void Portfolio::RebuildRolledUpMCS(const CSpecBaseContract& baseContract, Rolled
     entryOfMCS.Zero();
     const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
     for (const BaseContractNode& member : repository.RangeBaseContractByMCS(baseContract.CodeMCS)) {
-        const RolledUpRiskNode* const entry = FindEntry(halfNettingRisksCorrected_, member.GetCode());
+        const RolledUpRiskNode* const entry = GetHalfNettingRisksByCode(member.GetCode());
         if (entry != nullptr) entryOfMCS += *entry;
     }
 }
@@ -248,6 +236,12 @@ void Portfolio::AddMarginChangesOf(RolledUpRiskNode& entry)
 {
     VolatilityInitialMargin_ += entry.UpdateInitialMarginValue();
     DeliveryVolatilityInitialMargin_ += entry.UpdateInitialMarginDeliveryValue();
+}
+
+const RolledUpRiskNode* Portfolio::GetHalfNettingRisksByCode(const std::string& code) const
+{
+    const auto found = halfNettingRisksCorrected_.find(code);
+    return found == halfNettingRisksCorrected_.end() ? nullptr : &found->second;
 }
 
 } // namespace kv7im

@@ -21,16 +21,6 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
                            participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
 }
 
-// A record of a single order. Only an order in a spread as it was sent names the spread.
-SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
-{
-    SClearingDeltaOrder order = OrderRecordOf(isin, key, info);
-    order.isBuying = isBuying;
-    order.orderInfo.initializationType = SOrderInfo::InitializationType::FullFill;
-    order.orderInfo.multilegIsin = key.type == KeyPriceType::Type::MultiLeg ? isin : 0;
-    return order;
-}
-
 } // namespace
 
 CumulativePositionByFutures::CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio,
@@ -114,12 +104,6 @@ void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const S
     ChangeSpecOrderPrivate(m_position, count, orders);
 }
 
-void CumulativePositionByFutures::ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info)
-{
-    const SClearingDeltaOrder order = MakeOrder(m_isin, isBuying, key, info);
-    ChangeFuturesOrders(1, &order);
-}
-
 CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
                                                                              const SClearingDeltaOrder* orders)
 {
@@ -136,13 +120,6 @@ void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, 
                                                      const SClearingDeltaOrder* orders)
 {
     ChangeSpecOrderPrivate(FindOrCreateOptionPositionAndMarkChanged(option), count, orders);
-}
-
-void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key,
-                                                     const SOrderInfo& info)
-{
-    const SClearingDeltaOrder order = MakeOrder(option.isin, isBuying, key, info);
-    ChangeOptionOrders(option, 1, &order);
 }
 
 void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
@@ -185,19 +162,6 @@ RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(co
                                                 parameters, option.VirtFutures->GetBindingArray(level), ratio, level)
                                           : std::make_shared<RiskNodeOptionSeries>(parameters, ratio, level);
     return *m_optionSeriesRiskMap.emplace(option.CodeVF, std::move(node)).first->second;
-}
-
-CSpecPositionOptionsBase* CumulativePositionByFutures::GetOptionPositionSpec(Isin isin)
-{
-    if (const auto found = m_optionsMap.find(isin); found != m_optionsMap.end()) return found->second.get();
-    const CSpecOption* const option = m_participant->GetInstruments().GetOption(isin);
-    return option == nullptr ? nullptr : &FindOrCreateOptionPosition(*option);
-}
-
-const CSpecPositionOptionsBase* CumulativePositionByFutures::FindOptionPosition(Isin isin) const
-{
-    const auto found = m_optionsMap.find(isin);
-    return found == m_optionsMap.end() ? nullptr : found->second.get();
 }
 
 const RiskNodeOptionSeries* CumulativePositionByFutures::GetRiskNodeOptionSeriesByVFCode(const std::string& code) const

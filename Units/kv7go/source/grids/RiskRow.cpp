@@ -1,6 +1,5 @@
 #include "grids/RiskRow.h"
 
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -74,22 +73,6 @@ double avxarray::min() const noexcept
     return operation::_::FoldLanes(smallest, operation::_::min<double>{});
 }
 
-double avxarray::max() const noexcept
-{
-    RiskItem largest(SmallestPositive);
-    for (std::size_t i = 0; i < _sizeInRegister; ++i)
-        largest = Max(data[i], largest); // a NaN lane never wins
-    return operation::_::FoldLanes(largest, operation::_::max<double>{});
-}
-
-double avxarray::sum() const noexcept
-{
-    RiskItem total(0.0);
-    for (std::size_t i = 0; i < _sizeInRegister; ++i)
-        total = Add(total, data[i]);
-    return SumOfLanes(total);
-}
-
 void avxarray::swap(avxarray& other) noexcept
 {
     std::swap(_size, other._size);
@@ -129,17 +112,6 @@ avxarray min(const avxarray& a, const avxarray& b)
 }
 
 void swap(avxarray& a, avxarray& b) noexcept { a.swap(b); }
-
-bool operator==(const avxarray& a, const avxarray& b) noexcept
-{
-    // All bytes that the two arrays own are compared, padding included. Cells are 8 bytes and share RiskItems of 32, so
-    // bytes beyond the last RiskItem belong to no array and tell nothing more.
-    if (a.size() != b.size()) return false;
-    if (a.GetRegisterCount() == 0) return true;
-    return std::memcmp(a.pData(), b.pData(), a.GetRegisterCount() * sizeof(RiskItem)) == 0;
-}
-
-bool operator!=(const avxarray& a, const avxarray& b) noexcept { return !(a == b); }
 
 RiskRowWrapper& RiskRowWrapper::operator=(const double& value) noexcept
 {

@@ -381,26 +381,6 @@ void RiskNodeMMS::ReplaceContribution_PositionsOnly(RiskNodeFutures& previous, c
     *this += previous;
 }
 
-RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
-{
-    RiskHasChanged();
-    volatilityRisk += other.volatilityRisk;
-    expirationRisk += other.expirationRisk;
-    NOVj += other.NOVj;
-    m_totalCumulativePerformance += other.m_totalCumulativePerformance;
-    return *this;
-}
-
-RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
-{
-    RiskHasChanged();
-    volatilityRisk -= other.volatilityRisk;
-    expirationRisk -= other.expirationRisk;
-    NOVj -= other.NOVj;
-    m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
-    return *this;
-}
-
 RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties)
 {
     riskNodeMMSToMCSProxy.futures = properties.futures;
@@ -513,29 +493,6 @@ RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMMSToMCSProxy& proxy)
     expirationRiskRow -= proxy.cachedCollapsedRiskRowExpirationMMS;
     expirationSpecialRiskPoints -= proxy.cachedLastAdditionExpiration;
     return *this;
-}
-
-RiskNodeMCS& RiskNodeMCS::operator+=(const RiskNodeMCS& other)
-{
-    volatilityRiskRow += other.volatilityRiskRow;
-    expirationRiskRow += other.expirationRiskRow;
-    volatilitySpecialRiskPoints += other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints += other.expirationSpecialRiskPoints;
-    return *this;
-}
-
-RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMCS& other)
-{
-    volatilityRiskRow -= other.volatilityRiskRow;
-    expirationRiskRow -= other.expirationRiskRow;
-    volatilitySpecialRiskPoints -= other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints -= other.expirationSpecialRiskPoints;
-    return *this;
-}
-
-bool RiskNodeMCS::operator==(const RiskNodeMCS& other) const
-{
-    return volatilityRiskRow == other.volatilityRiskRow && expirationRiskRow == other.expirationRiskRow;
 }
 
 } // namespace kv7im
