@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::uint32_t SnappyIsWelcome = 1;
 
-/// 0 for a property that the message does not have.
+/// Value of a number property; 0 when the message does not have it.
 [[nodiscard]] std::uint32_t SizeProperty(const Z9AutoMessage& message, const char* name)
 {
     std::uint32_t value = 0;

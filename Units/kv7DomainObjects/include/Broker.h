@@ -101,7 +101,7 @@ public:
         return {entry->second, isNew};
     }
 
-    /// Enters the client under the isin of a futures that it has come to hold; once, however often it is told.
+    /// Enters the client once under the isin of a futures that it has begun to hold, however often it is called.
     void MarkClientToRecalc(Isin isin, BraskClient& client);
     /// Clients that hold or held this futures.
     [[nodiscard]] const std::set<BraskClient*>& EnumerateClientsToRecalc(Isin isin) const;
@@ -116,9 +116,9 @@ public:
     /// Destroys a client of the firm that nothing else knows yet.
     void RemoveClient(BraskClient& client) noexcept;
 
-    /// What the host asks of the firm before it hands a deal in and writes a calculated money: whether its limit moves
-    /// with the deal (money_orchestrator::UpdateMoney), and whether its free money is looked at
-    /// (BraskCollateralChecker::CheckCollateral). Nothing here asks for them. Both are true until they are set.
+    /// Stores two answers for the host, which asks for them before it hands a deal in and writes a calculated money:
+    /// whether the firm's limit moves with the deal (money_orchestrator::UpdateMoney), and whether its free money is
+    /// checked (BraskCollateralChecker::CheckCollateral). Nothing in here reads them. They are true until they are set.
     void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
     {
         changeLimit = changeLimit_;

@@ -68,10 +68,10 @@ public:
     /// client.
     void SetRiskParameters(const ClientRiskParameters& parameters);
 
-    /// True: premium-style options stay out of the margin.
+    /// True when premium-style options stay out of the margin.
     [[nodiscard]] bool IsNotUseNOV() const noexcept;
-    /// -1 as the firm has it for its clients, 0 no, anything else yes. The side book is not filled by this: positions
-    /// set from then on enter it.
+    /// Sets whether premium-style options stay out of the margin: -1 as the firm has it for its clients, 0 no, anything
+    /// else yes. This does not fill the book without premium-style options: positions set from now on enter it.
     void SetNotUseNOV(std::int32_t value) noexcept { m_notUseNOV = value; }
 
     /// Sets a position in the book without premium-style options. Does nothing and returns 0 for a premium-style option
@@ -119,13 +119,13 @@ public:
     /// book starts empty (SetPositionsOf fills it).
     BraskClient(const BraskClient& source, BraskBroker& broker,
                 const pos::PositionCalculatorInstruments& positionInstruments);
-    /// The other client's positions and open orders into both books, each position at its average price; the net option
-    /// value follows the quantities that the accounting took over. What stands in an instrument that is unknown here
-    /// drops out.
+    /// Enters the other client's positions and open orders into the two books, each position at its average price; the
+    /// net option value follows the quantities that the accounting took over. Positions and orders in an instrument
+    /// that is unknown here are dropped.
     void SetPositionsOf(const BraskClient& source);
 
-    /// Changes the client's money: DelMoney and DelAll leave none, Set makes it the amount and ChangeBy adds it, the
-    /// last two where flag is set; the pledge stays. What follows is renewed with the blocked margin as it stands. Any
+    /// Changes the client's money: DelMoney and DelAll leave none; with `flag` set, Set makes it the amount and
+    /// ChangeBy adds the amount. The pledge stays. The derived sums are renewed with the present blocked margin. Any
     /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
     Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
     {
@@ -136,8 +136,8 @@ public:
     [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
     void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
 
-    // What the client holds and has ordered, in contracts. Deals count here; what is set by SetPosition and ChangeOrder
-    // enters the books only.
+    // Positions and orders of the client, in contracts. Deals count here; positions and orders set by SetPosition and
+    // ChangeOrder enter the books only.
     [[nodiscard]] const OrdersAndPositionsQuantitiesCounter& GetOrdersAndPositionsQuantitiesCounter() const noexcept
     {
         return ordersAndPositionsQuantitiesCounter;

@@ -129,7 +129,7 @@ protected:
 
     // Replica.
 
-    /// Parameters, money and accounting of another participant; the risk book starts empty.
+    /// Copies parameters, money and accounting of another participant; the risk book starts empty.
     ParticipantBase(const ParticipantBase& source, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
 

@@ -10,7 +10,7 @@
 
 namespace margin_orchestrator {
 
-/// What turns a premium into money, and by how much the currency of the money may move.
+/// The factors that turn a premium into money, and the curvature radius of its currency.
 struct PremiumFactors
 {
     double moneyCoef;

@@ -133,10 +133,10 @@ public:
     /// Starts empty; the dictionary outlives the calculator.
     explicit CPositionCalculator(const pos::PositionCalculatorInstruments& instruments) noexcept;
 
-    /// Null when there is none.
+    /// The position in a futures or an option; null when there is none.
     [[nodiscard]] const SPosition* getPosition(Isin isin) const noexcept;
     [[nodiscard]] const IsinPositionMap& GetPositions() const noexcept { return m_positions; }
-    /// 0 when there is no position.
+    /// Quantity of a position after the last clearing; 0 when there is no position.
     [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
 
     // Replica: what books deals and clearings into the records. A margin asks only for the three above.
@@ -149,8 +149,8 @@ public:
     [[nodiscard]] SPosition* getPosition(Isin isin) noexcept;
     /// Position in an isin of any kind; null for a multileg's, which has none. Creates nothing.
     [[nodiscard]] const SPosition* getPositionSafe(Isin isin) const noexcept;
-    /// Positions that a deal in this isin moves: its own, or those of the up to two legs of a multileg, the first leg's
-    /// first. The vector holds them alone; legs without a position are left out.
+    /// Fills the vector with the positions that a deal in this isin moves: its own, or those of the up to two legs of a
+    /// multileg, the first leg first. Legs without a position are left out.
     void GetPositions(Isin isin, std::vector<SPosition>& positions,
                       const pos::PositionCalculatorInstruments& instruments) const;
 
@@ -159,7 +159,8 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_POSITION_ALREADY_EXISTS; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND; a
     /// multileg's: Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
     void InsertPosition(const SPosition& position, bool updateVM, bool updateNetOptionValue);
-    /// Enters a record of a level without accounting: quantities only, no instrument, no sums; the isin need not be known.
+    /// Enters a record of a level without accounting: quantities only, no instrument, no sums; the isin need not be
+    /// known.
     void InsertPositionForHalfNettingAndGross(const SPosition& position);
     /// Removes a record whose closed VM is not in the sums; does nothing where there is none.
     void RemovePosition(Isin isin) noexcept;

@@ -217,7 +217,7 @@ public:
     PositionCalculatorInstruments(const PositionCalculatorInstruments&) = delete;
     PositionCalculatorInstruments& operator=(const PositionCalculatorInstruments&) = delete;
 
-    /// A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
+    /// Adds a base contract. A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
     void InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex);
 
     /// Adds a futures. A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, tested
@@ -237,11 +237,16 @@ public:
     void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
                       const t_bprice& price);
 
-    /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
-    /// not looked for: it has none yet.
+    /// Takes back the base contract that was entered last, when the risk repository had no memory for it. It has no
+    /// children yet, so none are looked for.
     void RemoveBaseContract(std::int32_t id) noexcept;
+    /// Takes back the futures that was entered last, when the risk repository had no memory for it. It has no children
+    /// yet.
     void RemoveFutures(Isin isin) noexcept;
+    /// Takes back the series that was entered last, when the risk repository had no memory for it. It has no options
+    /// yet.
     void RemoveVirtFutures(std::string_view code) noexcept;
+    /// Takes back the option that was entered last, when the risk repository had no memory for it.
     void RemoveOption(Isin isin) noexcept;
     /// Empties everything.
     void Clear() noexcept;
@@ -258,11 +263,11 @@ public:
 
     // Replica: what deals are made in, and what accounting asks of an instrument.
 
-    /// Takes all instruments of the storage in place of those that stand here. What an insert refuses is thrown, and
-    /// all stays as it was. As with Clear, nothing may point at the old instruments.
+    /// Replaces all instruments by those of the storage. Throws what an insert throws, and everything stays as it was
+    /// then. As with Clear, nothing may point at the old instruments.
     void Init(const IPositioningExternalStorage& storage);
 
-    /// A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
+    /// Adds a trade mode. A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
     void InsertTradeMode(std::int32_t id, Enums::TradeModeStatus status, Enums::PriceType priceType,
                          Enums::AuctionType auctionType, bool shouldCollectFeeForInternalTrades,
                          bool shouldTakeIntoAccountPrice1, bool shouldReplicatePrice1);
@@ -291,7 +296,7 @@ public:
     void UpdateVirtFutures(std::string_view code, double minStepPrice) override;
     void UpdateOption(Isin isin, const t_bprice& price) override;
 
-    /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
+    /// The futures or option of an isin. Unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
     [[nodiscard]] const SInstrCLR& getInstrumentCLR(Isin isin) const;
     [[nodiscard]] const SBaseContract& getClearingInstrumentBaseContract(Isin isin) const;
     /// The futures itself, or the futures of an option's series. Unknown isin:

@@ -100,7 +100,8 @@ TEST(OptionsAgainstQuantLib, BachelierOfACommodityIsTheDiscountedOneAtOneRate)
 {
     for (const double time : Times)
         for (const double volatility : Volatilities) {
-            const PricedSeries priced = Flat(UnderlyingKind::Commodity, Enums::OptionModel::Bachelier, volatility, time);
+            const PricedSeries priced =
+                Flat(UnderlyingKind::Commodity, Enums::OptionModel::Bachelier, volatility, time);
             for (const double strike : Strikes)
                 for (const bool put : {false, true}) {
                     const CSpecOption option = priced.Option(strike, put);

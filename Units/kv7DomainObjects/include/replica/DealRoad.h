@@ -17,11 +17,11 @@ namespace margin_orchestrator {
 /// Takes the positions that a booked deal left, record by record, and carries each to firm and settlement account: a
 /// level under Netting takes its own record, one under HalfNetting (a firm under Gross as well) the change of the
 /// client's losses, an account under Gross the change of the firm's GO. Money blocks are renewed with each record.
-/// Gives the first code other than 0 that a portfolio answered with, or 0; Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing
-/// done, where the three vectors differ in length or in their instruments.
+/// Returns the first code other than 0 that a portfolio answered with, otherwise 0; Z9ERR_COMMON_WRONG_ARGUMENTS, with
+/// nothing done, where the three vectors differ in length or in their instruments.
 [[nodiscard]] Z9ERR SetPosition(BraskClient& client, const AssumedVectors& vectors);
 [[nodiscard]] Z9ERR SetPosition(BraskClient& client, const LinkedAssumedVectors& vectors);
-/// Sets the premium of a deal in a premium-style option aside, for a client whose margin leaves such options out.
+/// Sets aside the premium of a deal in a premium-style option, for a client whose margin leaves such options out.
 /// quantity is negative for a sale, whose premium comes in and lowers the reserve.
 void UpdateDealReserve(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity);
 /// Contracts that the participant's risk book holds of a futures or an option; 0 without a position.

@@ -18,7 +18,7 @@ ParticipantBase::ParticipantBase(const ParticipantBase& source, kv7im::Instrumen
     shortOptionMinimumChargeRatio = source.shortOptionMinimumChargeRatio;
     m_amountMoneyOld = source.m_amountMoneyOld;
 
-    // Each record is pointed at its instrument anew; the sums are carried over as they stand.
+    // Each record is pointed at its instrument again; the sums are copied as they stand.
     for (const auto& [isin, position] : source.positionCalculator.GetPositions())
         positionCalculator.InsertPosition(position, false, false);
     positionCalculator.VM = source.positionCalculator.VM;
@@ -55,7 +55,8 @@ void BraskClient::SetPositionsOf(const BraskClient& source)
     }
 }
 
-// An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
+// Sets a position in the two books. An instrument that is gone here takes its position with it, as in a refresh, so its
+// code is ignored.
 void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity)
 {
     static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));

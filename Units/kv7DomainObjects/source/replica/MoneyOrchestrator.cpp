@@ -1,4 +1,4 @@
-// The money of a level: its reserve for closed variation margin, what it would have blocked, and the writing of it.
+// The money of a level: its reserve for closed variation margin, its calculated figures, and the writing of them.
 #include "replica/MoneyOrchestrator.h"
 
 #include <cmath>

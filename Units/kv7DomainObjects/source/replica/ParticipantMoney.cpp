@@ -70,7 +70,7 @@ Z9ERR ParticipantBase::ChangeTradingLimits(const MSChangeBFLimitNTA& message)
 {
     using enum Enums::ChangeMoneyMode;
     if (message.Mode != Set && message.Mode != ChangeBy) return RefuseMode(message.Mode);
-    // Reading ends at a zero: what stands behind one would be left out unseen.
+    // Reading ends at a zero, so text behind one would be ignored unseen.
     if (message.Amount.find('\0') != std::string::npos) return Z9ERR_COMMON_WRONG_ARGUMENTS;
     t_bround_int amount;
     if (const Z9ERR code = amount.StrictSet(message.Amount.c_str()); code != Z9ERR_OK) return code;

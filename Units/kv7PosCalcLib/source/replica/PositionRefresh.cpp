@@ -1,4 +1,4 @@
-// The end of a session: what stands is paid at the settlement price, and the next session starts from there.
+// The end of a session: positions are paid at the settlement price, and the next session starts from there.
 #include "PositionCalculator.h"
 #include "replica/CheckedSums.h"
 

@@ -36,7 +36,7 @@ public:
     [[nodiscard]] bool HasNewColumns() const noexcept { return m_copies >= Copies::BeingRecomputed; }
     /// The copies have been recomputed to the end, once at least.
     [[nodiscard]] bool IsRecomputed() const noexcept { return m_copies == Copies::Recomputed; }
-    /// Has come to a family that was open, and has not been asked for its shift yet.
+    /// True for a futures that has entered an open family and was not counted in its shift and limits yet.
     [[nodiscard]] bool IsNewcomer() const noexcept { return m_isNewcomer; }
 
     // What happens.

@@ -14,6 +14,7 @@ namespace kv7im {
 
 namespace {
 
+/// Curvature of positions alone for a node, for its adapter or for its rolled-up copy.
 template <class Node>
 const Node* FindNode(const Portfolio::RisksMap<Node>& map, const std::string& code)
 {

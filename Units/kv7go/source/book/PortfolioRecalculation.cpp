@@ -14,7 +14,7 @@
 
 namespace kv7im {
 
-// The nodes of a base contract as they stand; null for those that it has not.
+// The nodes of a base contract as they stand; null where the contract has none.
 struct Portfolio::KeptGroups
 {
     void GiveBack() noexcept
@@ -29,9 +29,9 @@ struct Portfolio::KeptGroups
     std::optional<RiskNodeMCS> keptMCS;
 };
 
-// Takes a futures out of its groups. What it gave is subtracted exactly; their margins are forgotten, so that the next
-// one is reported whole. The groups speak by the new instrument from now on: it may be the last one to be taken anew.
-// The margins of the position itself go with it.
+// Takes a futures out of its groups. Exactly what it contributed is subtracted; the margins of the groups are
+// forgotten, so that the next ones are reported whole, and the margins of the position itself go with it. From now on
+// the groups use the new instrument, since this may be the last futures of theirs to be rebuilt.
 void Portfolio::ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker)
 {
     RiskNodeMMS* const mms = position.GetOwnerRiskNode().parent;
@@ -54,7 +54,8 @@ Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPri
     const CSpecFutures* const now = participant_->GetInstruments().GetFutures(isin);
     const CSpecFutures& speaker = now != nullptr ? *now : *found->second.GetFutures();
 
-    // What there is to go back to. The groups of both shapes of the futures are the same, and stand from here on.
+    // Keeps the state to return to. A futures has its groups in its old shape and its new one alike, so they can be
+    // made here.
     const CumulativePositionByFutures inItsNewShape(participant_, *this, speaker);
     KeptGroups groups = KeepGroups(*speaker.BaseContract);
     const double volatilityMargin = VolatilityInitialMargin_;
@@ -79,7 +80,7 @@ Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPri
     }
 }
 
-// A futures that has left the spread does not come back to its group, which reports its margin without it here.
+// Reports the margin of the group that a futures has left with the spread: the futures does not come back to it.
 void Portfolio::AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now)
 {
     RiskNodeMMS* const mms = old.GetOwnerRiskNode().parent;

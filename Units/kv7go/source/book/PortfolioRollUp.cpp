@@ -39,7 +39,8 @@ const RiskNodeOptionSeries* SeriesStandingAlone(const Portfolio::SearchResult& f
     return found.GetPositionPtr()->GetRiskNodeOptionSeriesByVFCode(found.GetOptionPtr()->CodeVF);
 }
 
-// To be called before an entry is asked for its change: it remembers what it has told, which must not get lost then.
+// Makes room for one more change. Called before an entry is asked for its change: the entry then counts it as reported,
+// so it must not get lost.
 void MakeRoomForOne(RolledUpRisksVector& deltas)
 {
     if (deltas.size() == deltas.capacity()) deltas.reserve(2 * deltas.size());

@@ -19,7 +19,7 @@
 
 namespace kv7im {
 
-/// An option series as it is offered, and what its checks look at beside it.
+/// Parameters of an option series, before the checks, with the properties of its parents that the checks need.
 struct VirtFuturesParameters : OptionSeriesParameters
 {
     bool IsCollateral;                // of its futures

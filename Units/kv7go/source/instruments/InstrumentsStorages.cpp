@@ -39,29 +39,6 @@ const CSpecOption* VirtualFuturesNode::GetOption(std::string_view code) const
 
 const CSpecOption* VirtualFuturesNode::GetOption(Isin isin) const { return FindIn(storageOptions.get<ByIsin>(), isin); }
 
-auto VirtualFuturesNode::RangeOptionsByCode() const -> OptionsRange<ByCode>
-{
-    const auto& index = storageOptions.get<ByCode>();
-    return boost::make_iterator_range(index.begin(), index.end());
-}
-
-auto VirtualFuturesNode::RangeOptionsByIsin() const -> OptionsRange<ByIsin>
-{
-    const auto& index = storageOptions.get<ByIsin>();
-    return boost::make_iterator_range(index.begin(), index.end());
-}
-
-auto VirtualFuturesNode::RangeOptionsByVirtualFuturesCode(std::string_view code) const
-    -> OptionsRange<ByVirtualFuturesCode>
-{
-    return PartOf(storageOptions.get<ByVirtualFuturesCode>(), code);
-}
-
-auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> OptionsRange<ByFuturesIsin>
-{
-    return PartOf(storageOptions.get<ByFuturesIsin>(), futuresIsin);
-}
-
 void VirtualFuturesNode::RecalcInvariants()
 {
     currentVirtualFutures->RecalcInvariants();

@@ -50,7 +50,7 @@ struct Worst
 void ReplacePositionInCells(Profile& volatility, Profile& expiration, const PositionTransform& before,
                             const PositionTransform& after, bool collateral) noexcept;
 
-/// Stress points of a position in money, the charges times chargeRatio.
+/// Stress points of a position, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfPosition(const PositionTransform& transform, double chargeRatio) noexcept;
 
 /// group = (group - given) + now, given = now, where now is the node's profile or, with lossesOnly, its losses with the

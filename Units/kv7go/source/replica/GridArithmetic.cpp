@@ -27,8 +27,8 @@ double avxarray::sum() const noexcept
 
 bool operator==(const avxarray& a, const avxarray& b) noexcept
 {
-    // Every byte that the two arrays own takes part, the padding as well. Cells are 8 bytes and share RiskItems of 32,
-    // so bytes beyond the last RiskItem belong to no array, and nothing more can be told by looking at them.
+    // All bytes that the two arrays own are compared, padding included. Cells are 8 bytes and share RiskItems of 32, so
+    // bytes beyond the last RiskItem belong to no array and tell nothing more.
     if (a.size() != b.size()) return false;
     if (a.GetRegisterCount() == 0) return true;
     return std::memcmp(a.pData(), b.pData(), a.GetRegisterCount() * sizeof(RiskItem)) == 0;
