@@ -9,20 +9,7 @@ namespace kv7im {
 
 namespace {
 
-<<<<<<< HEAD
-template <class Index, class Key>
-std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
-{
-    std::size_t count = 0;
-    for (auto node = index.begin(); node != index.end(); node = index.equal_range(keyOf(*node)).second)
-        if (!keyOf(*node).empty()) ++count;
-    return count;
-}
-
 /// The option of a key, found through its futures; null when there is none.
-=======
-/// The option of a key, found through its futures; null when there is none.
->>>>>>> replica
 template <class OptionIndex, class Key>
 const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
 {
