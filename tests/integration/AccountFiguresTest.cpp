@@ -20,6 +20,7 @@
 #include "ParticipantRepository.h"
 #include "TradingCodes.h"
 
+namespace test::AccountFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -791,3 +792,4 @@ TEST_F(AccountWalk, EqualsThePlainModelAndAFreshTreeAndEndsAtZero)
 }
 
 } // namespace
+} // namespace test::AccountFiguresTest

@@ -14,6 +14,7 @@
 #include "LibraryHost.h"
 #include "MarginMarket.h"
 
+namespace test::ArbitraryArgumentsTest {
 namespace {
 
 using namespace quindal::test;
@@ -202,3 +203,4 @@ TEST_F(ArbitraryArguments, OfRiskArrays)
 }
 
 } // namespace
+} // namespace test::ArbitraryArgumentsTest

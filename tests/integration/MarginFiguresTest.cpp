@@ -15,6 +15,7 @@
 #include "LibraryHost.h"
 #include "MarginMarket.h"
 
+namespace test::MarginFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -525,3 +526,4 @@ TEST_F(MarginFigures, OfTheExampleMarketDoNotTellADownloadFromInserts)
 }
 
 } // namespace
+} // namespace test::MarginFiguresTest

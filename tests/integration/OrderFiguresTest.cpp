@@ -17,6 +17,7 @@
 #include "MarginMarket.h"
 #include "RandomMarket.h"
 
+namespace test::OrderFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -714,3 +715,4 @@ TEST_F(ChangedClients, OfRandomMarketsAreAsThePlainModelFindsThem)
 }
 
 } // namespace
+} // namespace test::OrderFiguresTest

@@ -15,6 +15,7 @@
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecMultileg.h"
 
+namespace test::CalcGOExMultilegsTest {
 namespace {
 
 using QuindalIM::CCalcGOEx;
@@ -450,3 +451,4 @@ TEST_F(CalcGOExMultilegsTest, ALegOutsideTheSpreadIsSeenInEitherForm)
 }
 
 } // namespace
+} // namespace test::CalcGOExMultilegsTest

@@ -20,6 +20,7 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
+namespace test::CalcGOExOptionsTest {
 namespace {
 
 using kv7im::AccessByStatus;
@@ -364,3 +365,4 @@ TEST_F(CalcGOExOptionsTest, AnOptionThatTheRepositoryHasNoMemoryForLeavesBothSto
 }
 
 } // namespace
+} // namespace test::CalcGOExOptionsTest

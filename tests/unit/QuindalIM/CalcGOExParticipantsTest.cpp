@@ -18,6 +18,7 @@
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecOrderList.h"
 
+namespace test::CalcGOExParticipantsTest {
 namespace {
 
 using Enums::AccountHierarchyRecordType;
@@ -476,3 +477,4 @@ TEST_F(CalcGOExParticipantsTest, AChangeForWhichThereIsNoMemoryIsUnforeseenAndLe
 }
 
 } // namespace
+} // namespace test::CalcGOExParticipantsTest

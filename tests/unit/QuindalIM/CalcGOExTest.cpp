@@ -15,6 +15,7 @@
 #include "except.h"
 #include "instruments/InstrumentsRepository.h"
 
+namespace test::CalcGOExTest {
 namespace {
 
 using QuindalIM::CCalcGOEx;
@@ -346,3 +347,4 @@ TEST_F(CalcGOExTest, CreateAndDestroyMakeOneAndTakeItBack)
 }
 
 } // namespace
+} // namespace test::CalcGOExTest

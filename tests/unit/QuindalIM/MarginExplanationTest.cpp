@@ -16,6 +16,7 @@
 #include "HandMarket.h"
 #include "HandOrders.h"
 
+namespace test::MarginExplanationTest {
 namespace {
 
 using namespace QuindalIM;
@@ -522,3 +523,4 @@ TEST(MarginExplanationOfClients, TakesTheFirmsWeightWhereTheClientHasNone)
 }
 
 } // namespace
+} // namespace test::MarginExplanationTest

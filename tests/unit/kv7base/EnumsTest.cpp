@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+namespace test::EnumsTest {
 namespace {
 
 using namespace Enums;
@@ -93,3 +94,4 @@ TEST(Enums, WidthsAreThoseOfTheExchangeRecords)
 }
 
 } // namespace
+} // namespace test::EnumsTest

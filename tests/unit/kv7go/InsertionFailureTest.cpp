@@ -6,6 +6,7 @@
 #include "FailingAllocations.h"
 #include "InstrumentSamples.h"
 
+namespace test::InsertionFailureTest {
 namespace {
 
 using namespace kv7im;
@@ -112,3 +113,4 @@ TEST_F(InsertionFailure, LeavesNoCopyOfAFamilyHalfMade)
 }
 
 } // namespace
+} // namespace test::InsertionFailureTest

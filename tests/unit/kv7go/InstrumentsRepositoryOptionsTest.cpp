@@ -24,6 +24,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsRepositoryOptionsTest {
 namespace {
 
 using namespace kv7im;
@@ -974,3 +975,4 @@ TEST_F(OptionsRepository, AnOptionThatNobodyHasLookedAtIsValuedAsItStoodAtItsIns
 }
 
 } // namespace
+} // namespace test::InstrumentsRepositoryOptionsTest

@@ -20,6 +20,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsRepositoryTest {
 namespace {
 
 using namespace kv7im;
@@ -959,3 +960,4 @@ TEST(TelemetryAlerts, EveryAlertHasItsOwnCounterAndName)
 }
 
 } // namespace
+} // namespace test::InstrumentsRepositoryTest

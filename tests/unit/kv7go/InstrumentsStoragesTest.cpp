@@ -13,6 +13,7 @@
 
 #include "InstrumentSamples.h"
 
+namespace test::InstrumentsStoragesTest {
 namespace {
 
 using namespace kv7im;
@@ -446,3 +447,4 @@ TEST_F(FamilyWithOptions, OptionsThatNobodyHasLookedAtAreValuedOnDemandAllAtOnce
 }
 
 } // namespace
+} // namespace test::InstrumentsStoragesTest

@@ -10,6 +10,7 @@
 
 #include "ChangingRepository.h"
 
+namespace test::InstrumentsTransactionChecksTest {
 namespace {
 
 using namespace kv7im;
@@ -401,3 +402,4 @@ TEST_F(TransactionChecks, ACorrectionIsNotWrittenIntoTheCallersRecord)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionChecksTest

@@ -11,6 +11,7 @@
 #include "SameModel.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsTransactionNewcomersTest {
 namespace {
 
 using namespace kv7im;
@@ -333,3 +334,4 @@ TEST_F(NearerNewcomer, OfAChangedContractHasToBeTheNearest)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionNewcomersTest

@@ -13,6 +13,7 @@
 #include "SameModel.h"
 #include "except.h"
 
+namespace test::InstrumentsTransactionTest {
 namespace {
 
 using namespace kv7im;
@@ -711,3 +712,4 @@ TEST_F(TradeAtSettlement, AnOptionBesideItHasTheChargeOfItsOwnFutures)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionTest

@@ -12,6 +12,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::MultilegTest {
 namespace {
 
 using namespace kv7im;
@@ -368,3 +369,4 @@ TEST_F(Multilegs, ThousandsOfThemAreFoundByEachKey)
 }
 
 } // namespace
+} // namespace test::MultilegTest

@@ -14,6 +14,7 @@
 
 #include "PricedSeries.h"
 
+namespace test::OptionQuantLibTest {
 namespace {
 
 using namespace kv7im;
@@ -149,3 +150,4 @@ TEST(OptionsAgainstQuantLib, WholeGridsAtEveryScenarioAndLevel)
 }
 
 } // namespace
+} // namespace test::OptionQuantLibTest

@@ -20,6 +20,7 @@
 #include "valuation/InterestRateRiskCalculator.h"
 #include "valuation/OptionColumns.h"
 
+namespace test::OptionValuationTest {
 namespace {
 
 using namespace kv7im;
@@ -900,3 +901,4 @@ TEST(NormalDistribution, StepsAtZeroWhereItsTwoSidesDoNotMeet)
 }
 
 } // namespace
+} // namespace test::OptionValuationTest

@@ -14,6 +14,7 @@
 #include "EngineBook.h"
 #include "kv7errors.h"
 
+namespace test::PortfolioTest {
 namespace {
 
 using testing::DoubleNear;
@@ -466,3 +467,4 @@ TEST(Portfolio, LossesOfTwoClientsInOneGroupAddUpPointByPoint)
 }
 
 } // namespace
+} // namespace test::PortfolioTest

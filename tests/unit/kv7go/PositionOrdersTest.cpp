@@ -12,6 +12,7 @@
 #include "HandOrders.h"
 #include "kv7errors.h"
 
+namespace test::PositionOrdersTest {
 namespace {
 
 using namespace kv7im;
@@ -380,3 +381,4 @@ TEST(PositionOrders, AnOrderInAnOptionMakesItsPositionAndItsSeries)
 }
 
 } // namespace
+} // namespace test::PositionOrdersTest

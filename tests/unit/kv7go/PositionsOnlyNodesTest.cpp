@@ -11,6 +11,7 @@
 
 #include "InstrumentSamples.h"
 
+namespace test::PositionsOnlyNodesTest {
 namespace {
 
 using kv7im::Parameters;
@@ -348,3 +349,4 @@ TEST(PositionsOnlyMonths, ReplaceAContributionOfEitherMode)
 }
 
 } // namespace
+} // namespace test::PositionsOnlyNodesTest

@@ -13,6 +13,7 @@
 #include "except.h"
 #include "instruments/SpecFutures.h"
 
+namespace test::SpecBaseContractTest {
 namespace {
 
 using kv7im::CSpecBaseContract;
@@ -308,3 +309,4 @@ TEST(SpecBaseContract, TheCodeOfAChangeRecordIsCutOffAtTwentyFiveCharacters)
 }
 
 } // namespace
+} // namespace test::SpecBaseContractTest

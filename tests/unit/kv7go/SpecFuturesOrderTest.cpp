@@ -11,6 +11,7 @@
 #include "InstrumentSamples.h"
 #include "instruments/SpecFutures.h"
 
+namespace test::SpecFuturesOrderTest {
 namespace {
 
 using namespace kv7im;
@@ -650,3 +651,4 @@ TEST_F(Orders, KeysAreTheSameOrderOnlyWhenPriceSideAndKindAgree)
 }
 
 } // namespace
+} // namespace test::SpecFuturesOrderTest

@@ -12,6 +12,7 @@
 #include "InstrumentSamples.h"
 #include "LogCapture.h"
 
+namespace test::SpecFuturesTest {
 namespace {
 
 using namespace kv7im;
@@ -378,3 +379,4 @@ TEST_F(Computed, ADescribedPositionSaysWhatTheTransformDoes)
 }
 
 } // namespace
+} // namespace test::SpecFuturesTest

@@ -14,6 +14,7 @@
 
 #include "PricedSeries.h"
 
+namespace test::SpecOptionTest {
 namespace {
 
 using namespace kv7im;
@@ -548,3 +549,4 @@ TEST(SpecOption, FarPointsOfOrdersCountByTheirCover)
 }
 
 } // namespace
+} // namespace test::SpecOptionTest

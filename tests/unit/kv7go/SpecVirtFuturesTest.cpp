@@ -21,6 +21,7 @@
 #include "grids/Constants.h"
 #include "valuation/OptionColumns.h"
 
+namespace test::SpecVirtFuturesTest {
 namespace {
 
 using namespace kv7im;
@@ -1062,3 +1063,4 @@ TEST_F(Series, ACopyMakesItsOwnSharedColumns)
 }
 
 } // namespace
+} // namespace test::SpecVirtFuturesTest

@@ -11,6 +11,7 @@
 
 #include "instruments/SpecBaseContract.h"
 
+namespace test::SpecialRiskPointsTest {
 namespace {
 
 using kv7im::RiskRow;
@@ -338,3 +339,4 @@ TEST(SpecialRiskPointsCurvature, TheAdditionsOfThePositionsOnlyFormRunFromLeftTo
 }
 
 } // namespace
+} // namespace test::SpecialRiskPointsTest

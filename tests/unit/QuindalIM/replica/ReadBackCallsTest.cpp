@@ -15,6 +15,7 @@
 #include "except.h"
 #include "kv7errors.h"
 
+namespace test::ReadBackCallsTest {
 namespace {
 
 using namespace read_back;
@@ -377,3 +378,4 @@ TEST_F(ReadBackCalls, SurviveArbitraryArguments)
 }
 
 } // namespace
+} // namespace test::ReadBackCallsTest

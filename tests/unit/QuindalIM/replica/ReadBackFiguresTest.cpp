@@ -16,6 +16,7 @@
 #include "RandomMarket.h"
 #include "ReadBackFixture.h"
 
+namespace test::ReadBackFiguresTest {
 namespace {
 
 using namespace read_back;
@@ -398,3 +399,4 @@ TEST_F(CalculatorTest, TheMarginsOfTheExportedFunctionsStandInTheRowsBehindThem)
 }
 
 } // namespace
+} // namespace test::ReadBackFiguresTest

@@ -11,6 +11,7 @@
 #include "ReadBackMarket.h"
 #include "kv7errors.h"
 
+namespace test::ReadBackTest {
 namespace {
 
 using namespace read_back;
@@ -690,3 +691,4 @@ TEST_F(ReadBackOfInstruments, ALevelThatThereIsNotIsRefusedBeforeTheArrayIsAsked
 }
 
 } // namespace
+} // namespace test::ReadBackTest

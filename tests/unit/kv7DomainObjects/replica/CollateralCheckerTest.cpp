@@ -4,6 +4,7 @@
 #include "AccountTree.h"
 #include "replica/CollateralChecker.h"
 
+namespace test::CollateralCheckerTest {
 namespace {
 
 t_bround_int Cents(std::int64_t cents) { return t_bround_int::FromPlain(cents); }
@@ -14,8 +15,6 @@ Domain::Means Free(std::int64_t cents)
     means.Init(Cents(cents), Cents(0), Cents(0));
     return means;
 }
-
-} // namespace
 
 TEST(CollateralCheckerTest, FreeMoneyDownToTheLastCentIsEnough)
 {
@@ -74,3 +73,6 @@ TEST(CollateralCheckerTest, EachLevelHasItsCodeAndItsText)
     EXPECT_TRUE(looked.GetCollateralChecker().Enabled());
     EXPECT_FALSE(notLooked.GetCollateralChecker().Enabled()); // as its constructor was told
 }
+
+} // namespace
+} // namespace test::CollateralCheckerTest

@@ -5,9 +5,10 @@
 #include "DealTree.h"
 #include "FailingAllocations.h"
 
-using Enums::MarginRule;
-
+namespace test::DealFailureTest {
 namespace {
+
+using Enums::MarginRule;
 
 /// The accounting and the money of one level.
 struct LevelState
@@ -67,8 +68,6 @@ void MakeDeals(ChargedTree& tree, std::size_t count)
         AccountTree::Check(tree.Trade(tree.first, Charged, Deals[i].first, Deals[i].second));
 }
 
-} // namespace
-
 TEST(DealFailureTest, AccountingAndMoneyMoveAtAllLevelsOrAtNone)
 {
     for (const MarginRule firmRule : {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting})
@@ -104,3 +103,6 @@ TEST(DealFailureTest, AccountingAndMoneyMoveAtAllLevelsOrAtNone)
                 EXPECT_GT(failuresBefore, 0);
             }
 }
+
+} // namespace
+} // namespace test::DealFailureTest

@@ -6,11 +6,12 @@
 #include "DealTree.h"
 #include "book/SpecPosition.h"
 
+namespace test::DealLedgerTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -112,8 +113,6 @@ struct Ledger : DealTree
 
     std::vector<ParticipantBase*> Levels() { return {&first, &second, &firm, account.get()}; }
 };
-
-} // namespace
 
 // The first client buys 5 at 810 and sells 3 at 830: it has earned 3 x 20 = 60 and holds 2, which lose 2 x 110 = 220 at
 // 700. The second sells 4 at 809: it loses 4 x 91 = 364 at 900. Together they bought 5 at 810 and sold 7 at 818, that
@@ -557,3 +556,6 @@ TEST(DealLedgerTest, TheSharedAccountHasNoPositionToTellOf)
     EXPECT_EQ(positions.settlementAccountPosition.curr, nullptr);
     EXPECT_EQ(positions.brokerPosition.curr->quantity, 1);
 }
+
+} // namespace
+} // namespace test::DealLedgerTest

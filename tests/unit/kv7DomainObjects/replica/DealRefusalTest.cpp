@@ -7,11 +7,12 @@
 
 #include "DealTree.h"
 
+namespace test::DealRefusalTest {
+namespace {
+
 using Enums::MarginRule;
 using money_orchestrator::ProcessClearingTrade;
 using money_orchestrator::ProcessTrade;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -39,8 +40,6 @@ t_bprice_int NoAmount()
     price.SetNAN();
     return price;
 }
-
-} // namespace
 
 // Otherwise a record without contracts would stand in the way of the position that a session starts with.
 TEST(DealRefusalTest, AnUnknownLegAndAFeeThatDoesNotFitLeaveNoRecords)
@@ -220,3 +219,6 @@ TEST(DealRefusalTest, ARecordWithoutAnInstrumentTakesADealAllTheSame)
     EXPECT_EQ(tree.first.GetPositionCalculator().getPosition(FUT)->quantity, 2);
     EXPECT_EQ(tree.first.GetQuantitiesCounter().Get(1).futuresValue.pos, 2);
 }
+
+} // namespace
+} // namespace test::DealRefusalTest

@@ -10,12 +10,13 @@
 #include "kv7errors.h"
 #include "replica/DealRoad.h"
 
+namespace test::DealRoadTest {
+namespace {
+
 using Enums::MarginRule;
 using margin_orchestrator::GetPositionQuantity;
 using margin_orchestrator::SetPosition;
 using margin_orchestrator::UpdateDealReserve;
-
-namespace {
 
 /// The record of a leg: the deal, and the position that it left.
 pos::SPosTrade Trade(Isin isin, std::int64_t dealt, double dealPrice, std::int64_t quantity, double waPrice)
@@ -50,8 +51,6 @@ void Append(AssumedVectors& deal, const AssumedVectors& leg)
     append(deal.positionsTradesBroker, leg.positionsTradesBroker);
     append(deal.positionsTradesSettlementAccount, leg.positionsTradesSettlementAccount);
 }
-
-} // namespace
 
 // One contract of FUT at 800 is 100 of margin, bought or sold. The deal leaves 2 with the client, 5 with the firm and
 // -1 with the account: each level shows its own where it nets by itself, the client's where it takes its losses, and
@@ -200,3 +199,6 @@ TEST(DealRoad, TheQuantityOfAPositionIsReadWithoutMakingOne)
         EXPECT_EQ(GetPositionQuantity(tree.client, isin), 0);
     EXPECT_EQ(tree.client.GetPortfolio().GetPositionCount(), 1U);
 }
+
+} // namespace
+} // namespace test::DealRoadTest

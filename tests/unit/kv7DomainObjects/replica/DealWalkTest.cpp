@@ -11,9 +11,10 @@
 
 #include "DealTree.h"
 
-using Enums::MarginRule;
-
+namespace test::DealWalkTest {
 namespace {
+
+using Enums::MarginRule;
 
 constexpr MarginRule Rules[] = {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting};
 
@@ -182,8 +183,6 @@ void ExpectMarginOfItsPositions(Walk& walk)
     }
 }
 
-} // namespace
-
 TEST(DealWalkTest, TheLedgersOfAllLevelsAreThePlainSumsOfTheDeals)
 {
     unsigned seed = 0;
@@ -200,3 +199,6 @@ TEST(DealWalkTest, TheLedgersOfAllLevelsAreThePlainSumsOfTheDeals)
                 ASSERT_NO_FATAL_FAILURE(ExpectMarginOfItsPositions(walk));
             }
 }
+
+} // namespace
+} // namespace test::DealWalkTest

@@ -5,11 +5,12 @@
 
 #include "DealTree.h"
 
+namespace test::LoadedPositionsTest {
+namespace {
+
 using Enums::MarginRule;
 using margin_orchestrator::GetPositionQuantity;
 using money_orchestrator::InsertPosition;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -34,8 +35,6 @@ const SPosition& RecordOf(const ParticipantBase& participant, Isin isin)
 {
     return *participant.GetPositionCalculator().getPosition(isin);
 }
-
-} // namespace
 
 // Two clients: 5 bought at 810 (550 lost at 700) and 3 sold at 790 (330 lost at 900), with 12.345 lost and 1 won
 // before.
@@ -244,3 +243,6 @@ TEST(LoadedPositionsTest, AClearingThatAFirmRefusesMayBeRepeated)
     ASSERT_EQ(tree.Trade(tree.first, tradeFree, 1.0, -many), Z9ERR_OK);
     ASSERT_EQ(tree.Trade(tree.second, tradeFree, 1.0, -many), Z9ERR_OK);
 }
+
+} // namespace
+} // namespace test::LoadedPositionsTest

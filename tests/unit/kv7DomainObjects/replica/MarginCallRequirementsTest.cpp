@@ -9,6 +9,7 @@
 #include "AccountTree.h"
 #include "except.h"
 
+namespace test::MarginCallRequirementsTest {
 namespace {
 
 using Domain::MarginCallRequirements;
@@ -24,8 +25,6 @@ void ExpectNothingFixed(const MarginCallRequirements& call)
     EXPECT_TRUE(call.GetFixed().IsZero());
     EXPECT_TRUE(call.GetCurrent().IsZero());
 }
-
-} // namespace
 
 TEST(MarginCallRequirementsTest, OnlyADeficitIsFixed)
 {
@@ -107,3 +106,6 @@ TEST(MarginCallRequirementsTest, AnAccountFixesItsMissingFreeMoney)
     EXPECT_TRUE(account->FixMarginCallRequirements(Moment));
     EXPECT_EQ(account->GetMarginCallRequirements().GetFixed().AsString(), "-92233720368547758.08");
 }
+
+} // namespace
+} // namespace test::MarginCallRequirementsTest

@@ -9,12 +9,13 @@
 #include "MoneyChecks.h"
 #include "replica/MoneyOrchestrator.h"
 
+namespace test::MoneyOrchestratorFeesTest {
+namespace {
+
 using Enums::MarginRule;
 using money_orchestrator::UpdateMode;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr std::int64_t Money = 100'000; // cents of every participant
 
@@ -49,8 +50,6 @@ struct MoneyOrchestratorFeesTest : testing::Test
     BraskClient& client;
     LogCapture log;
 };
-
-} // namespace
 
 TEST_F(MoneyOrchestratorFeesTest, AParticipantsFeeIsStoredOrAdded)
 {
@@ -187,3 +186,6 @@ TEST_F(MoneyOrchestratorFeesTest, AnAdjustmentGoesFromTheClientUpEachLevelForIts
                             "was IGNORED because it would make participant's fee negative (-0.010000). Participant's "
                             "fee has been cleared."));
 }
+
+} // namespace
+} // namespace test::MoneyOrchestratorFeesTest

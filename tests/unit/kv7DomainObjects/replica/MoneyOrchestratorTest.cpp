@@ -6,12 +6,13 @@
 #include "AccountTree.h"
 #include "MoneyChecks.h"
 
+namespace test::MoneyOrchestratorTest {
+namespace {
+
 using Enums::MarginRule;
 using money_orchestrator::CalculateVMReserve;
 using money_orchestrator::CCalculatedMoney;
 using money_orchestrator::GetVMReserve;
-
-namespace {
 
 constexpr std::int32_t Dollar = 7;  // radius 0.1
 constexpr std::int32_t Euro = 8;    // radius 0.25
@@ -49,8 +50,6 @@ struct MoneyOrchestratorTest : testing::Test
     BraskBroker* firm = nullptr;
     BraskClient* client = nullptr;
 };
-
-} // namespace
 
 TEST_F(MoneyOrchestratorTest, TheReserveIsTheClosedLossBroughtUpToCents)
 {
@@ -286,3 +285,6 @@ TEST_F(MoneyOrchestratorTest, TheMoneyOfThreeLevelsFollowsTheirBooksAndIsTheSame
         EXPECT_EQ(account->GetMeans().FreeMoney, Cents(-20'000 - 1080 - 3));
     }
 }
+
+} // namespace
+} // namespace test::MoneyOrchestratorTest

@@ -9,11 +9,12 @@
 #include "OptionTree.h"
 #include "OrderManager.h"
 
+namespace test::OrderManagerMarginTest {
+namespace {
+
 using Enums::MarginRule;
 using Enums::MoveOrderMode;
 using margin_orchestrator::ChangeOrder;
-
-namespace {
 
 constexpr Isin FarFutures = 3; // in spread with SpreadFutures
 constexpr Isin Calendar = 91;  // sells one SpreadFutures, buys one FarFutures
@@ -69,8 +70,6 @@ struct OrderManagerMarginTest : testing::Test
     t_id ls = 0;
 };
 
-} // namespace
-
 // FUT is worth 700, 800 or 900. An order bought at 800 loses 100 a contract at worst, at 850 it loses 150, at 750 it
 // loses 50.
 TEST_F(OrderManagerMarginTest, GoFollowsAnOrderFromSentToGone)
@@ -114,3 +113,6 @@ TEST_F(OrderManagerMarginTest, GoFollowsAnOrderInASpread)
     Event(orders.CancelOrder(7001, 1, deltas));
     EXPECT_EQ(Margins(), std::vector<double>(3, 0.0));
 }
+
+} // namespace
+} // namespace test::OrderManagerMarginTest

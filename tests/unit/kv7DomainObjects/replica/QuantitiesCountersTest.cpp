@@ -6,16 +6,15 @@
 
 #include "replica/QuantitiesCounters.h"
 
+namespace test::QuantitiesCountersTest {
+namespace {
+
 using Enums::InstrumentType;
 using Guard = OrdersAndPositionsQuantitiesCounterGuard;
 using Quantities = OrdersAndPositionsQuantities;
 
-namespace {
-
 constexpr Isin FirstIsin = 1;
 constexpr Isin SecondIsin = 2;
-
-} // namespace
 
 TEST(QuantitiesCountersTest, WhatWasNeverCountedIsZero)
 {
@@ -117,3 +116,6 @@ TEST(QuantitiesCountersTest, FuturesAndOptionsOfABaseContractCountApart)
     counter.Clear();
     EXPECT_EQ(counter.Get(7).futuresValue, QuantitiesValue());
 }
+
+} // namespace
+} // namespace test::QuantitiesCountersTest

@@ -7,13 +7,14 @@
 #include "AccountTree.h"
 #include "LogCapture.h"
 
+namespace test::TradingLimitsTest {
+namespace {
+
 using enum Enums::ChangeMoneyMode;
 using Enums::ChangeMoneyMode;
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 t_bround_int Cents(std::int64_t cents) { return t_bround_int::FromPlain(cents); }
 
@@ -69,8 +70,6 @@ constexpr Case Cases[] = {
     {ChangeBy, false, 250, 100000, "an amount that does not count"},
 };
 constexpr ChangeMoneyMode InvalidModes[] = {DelPledge, ChangeMoneyMode{8}, ChangeMoneyMode{14}, ChangeMoneyMode{-1}};
-
-} // namespace
 
 TEST_F(TradingLimitsTest, OfAClientFollowModeAndFlag)
 {
@@ -176,3 +175,6 @@ TEST_F(TradingLimitsTest, AFeeOrAPenaltyIsStoredAndBlocked)
         EXPECT_EQ(participant->GetMeans().BlockedMoney, Cents(25000));
     }
 }
+
+} // namespace
+} // namespace test::TradingLimitsTest

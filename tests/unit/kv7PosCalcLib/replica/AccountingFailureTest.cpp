@@ -8,6 +8,7 @@
 #include "DictionarySnapshot.h"
 #include "FailingAllocations.h"
 
+namespace test::AccountingFailureTest {
 namespace {
 
 using namespace accounting;
@@ -111,3 +112,4 @@ TEST(ExhaustedMemory, LeavesTheBooksAsTheyWereWhenAPositionIsEntered)
 }
 
 } // namespace
+} // namespace test::AccountingFailureTest

@@ -6,6 +6,7 @@
 #include "AccountingMarket.h"
 #include "replica/PartPrices.h"
 
+namespace test::PartPricesTest {
 namespace {
 
 using accounting::FailureOf;
@@ -121,3 +122,4 @@ TEST(SyntheticPrices, AreLookedUpByIsin)
 }
 
 } // namespace
+} // namespace test::PartPricesTest

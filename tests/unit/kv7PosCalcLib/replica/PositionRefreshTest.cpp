@@ -5,6 +5,7 @@
 
 #include "AccountingMarket.h"
 
+namespace test::PositionRefreshTest {
 namespace {
 
 using namespace accounting;
@@ -129,3 +130,4 @@ TEST_F(Refresh, OnePositionThatCannotBeRestatedLeavesAllAsTheyWere)
 }
 
 } // namespace
+} // namespace test::PositionRefreshTest

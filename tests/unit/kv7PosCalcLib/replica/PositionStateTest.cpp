@@ -12,6 +12,7 @@
 
 #include "AccountingMarket.h"
 
+namespace test::PositionStateTest {
 namespace {
 
 using namespace accounting;
@@ -356,3 +357,4 @@ TEST_F(State, OfALevelThatOnlyCountsDoesNotComeBackAsItWas)
 }
 
 } // namespace
+} // namespace test::PositionStateTest

@@ -12,6 +12,7 @@
 #include "AccountingMarket.h"
 #include "LogCapture.h"
 
+namespace test::PositionTradesTest {
 namespace {
 
 using namespace accounting;
@@ -719,3 +720,4 @@ TEST_F(Trades, ASettlementPriceThatIsNoAmountMakesNoPrice)
 }
 
 } // namespace
+} // namespace test::PositionTradesTest

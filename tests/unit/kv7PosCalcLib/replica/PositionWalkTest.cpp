@@ -10,6 +10,7 @@
 
 #include "AccountingMarket.h"
 
+namespace test::PositionWalkTest {
 namespace {
 
 using namespace accounting;
@@ -168,3 +169,4 @@ TEST(DealWalk, StaysEqualToALedgerOfEveryDeal)
 }
 
 } // namespace
+} // namespace test::PositionWalkTest

@@ -11,6 +11,7 @@
 #include "replica/PartPrices.h"
 #include "replica/PositioningExternalStorage.h"
 
+namespace test::TradingInstrumentsTest {
 namespace {
 
 using namespace accounting;
@@ -448,3 +449,4 @@ TEST_F(TradingInstruments, AStorageThatCannotBeLoadedLeavesAllAsItWas)
 }
 
 } // namespace
+} // namespace test::TradingInstrumentsTest
