@@ -19,6 +19,19 @@ if(QUINDAL_COVERAGE)
   target_link_options(quindal_flags INTERFACE --coverage)
 endif()
 
+# What the units are compiled with in a release: a function a section, so that what is linked of them carries no function
+# that nothing calls; and line tables, out of which tests/structure reads what a program reaches. No other program keeps
+# them.
+set(QUINDAL_SECTIONS $<$<CONFIG:Release>:-ffunction-sections;-fdata-sections;-g1;-gno-column-info>
+  $<$<CONFIG:Release>:-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.>)
+set(QUINDAL_NO_LINE_TABLES $<$<CONFIG:Release>:-Wl,--strip-debug>)
+
+# quindal_carries_what_it_reaches(TARGET): the linker leaves out what no road from the program's doors leads to.
+function(quindal_carries_what_it_reaches target)
+  target_compile_options(${target} PRIVATE ${QUINDAL_SECTIONS})
+  target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--gc-sections> ${QUINDAL_NO_LINE_TABLES})
+endfunction()
+
 # quindal_unit(NAME DEPENDS unit... SOURCES file... [PRIVATE_LIBS lib...])
 # One unit of the house: a static library with include/ for its readers and source/ for itself.
 function(quindal_unit name)
@@ -26,17 +39,25 @@ function(quindal_unit name)
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC include PRIVATE source)
   target_link_libraries(${name} PUBLIC quindal_flags ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_LIBS})
+  target_compile_options(${name} PRIVATE ${QUINDAL_SECTIONS})
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
 # quindal_test(NAME DEPENDS lib... SOURCES file... [LABELS label...])
 # One test program; CTest sees each of its cases by name.
+#
+# Most of a test's compiling is reading headers, so the sources of a program are compiled eight together; each *Test.cpp
+# has a namespace of its own, test::<its name>. What is no such source (doubles, replaced operators) stays by itself.
 function(quindal_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY_TESTS} UNITY_BUILD_BATCH_SIZE 8)
+  list(FILTER ARG_SOURCES EXCLUDE REGEX "Test\\.cpp$")
+  set_source_files_properties(${ARG_SOURCES} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_link_libraries(${name} PRIVATE quindal_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support)
   # Compiled for each change and run once: a third of the compiler's time is saved. What is tested keeps its -O3.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_link_options(${name} PRIVATE ${QUINDAL_NO_LINE_TABLES})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
 endfunction()

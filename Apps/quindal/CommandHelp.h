@@ -1,4 +1,4 @@
-// What the words of the command line have in common: how help looks, options that take a word, names of users.
+// Common parts of the words of the command line: how help looks, options that take a word, names of users.
 #pragma once
 
 #include <map>
@@ -8,15 +8,15 @@
 
 namespace quindal {
 
-/// Gives a word of the command line its name, what it is for, and examples behind its options, each a line that can be
-/// run; the exit statuses follow them.
+/// Adds a word to the command line: its name, its purpose and examples that stand behind its options, each a line that
+/// can be run; the exit statuses follow them.
 [[nodiscard]] CLI::App* AddWord(CLI::App& app, const std::string& name, const std::string& purpose,
                                 const std::string& examples);
 
-/// The last lines of every help.
+/// The last lines of every help: what the exit statuses mean.
 [[nodiscard]] std::string ExitStatuses();
 
-/// How help is laid out: "--users FILE (required)", defaults behind the text.
+/// Layout of help: "--users FILE (required)", defaults behind the text.
 class HelpFormatter : public CLI::Formatter
 {
 public:
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::string make_option_desc(const CLI::Option* option) const override;
 };
 
-/// A user's name at the router: letters, digits, "_" and "-".
+/// Accepts a user's name at the router: letters, digits, "_" and "-".
 [[nodiscard]] CLI::Validator UserName();
 
 /// An option whose value is one of some words, taken in any case; shown as "csv|json|table".

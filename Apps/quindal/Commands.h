@@ -1,4 +1,4 @@
-// The words of the command line. Each declares its options and gives what runs it once they are parsed.
+// The words of the command line. Each declares its options and gives the function that runs it once they are parsed.
 #pragma once
 
 #include <functional>
@@ -9,8 +9,8 @@ class App;
 
 namespace quindal {
 
-/// A word of the command line and what runs it: the result is the exit status. What goes wrong is thrown, a
-/// CommandError where the reason is known; main prints it and ends with its status.
+/// A word of the command line and the function that runs it, whose result is the exit status. The function throws when
+/// it fails, a CommandError where the reason is known; main prints it and ends with its status.
 struct Command
 {
     CLI::App* word;

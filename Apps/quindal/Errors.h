@@ -34,21 +34,21 @@ private:
     ExitStatus m_status;
 };
 
-/// What is wrong with an input; begins with the file and, where there is one, the line.
+/// A fault of an input. The text begins with the file and, where there is one, the line.
 class InputError : public CommandError
 {
 public:
     explicit InputError(const std::string& text) : CommandError(StatusRefused, text) {}
 };
 
-/// What is wrong with the words of the command line.
+/// Wrong words on the command line.
 class UsageError : public CommandError
 {
 public:
     explicit UsageError(const std::string& text) : CommandError(StatusUsage, text) {}
 };
 
-/// Router, login, server or a time-out.
+/// A failure of router, login or server, or a time-out.
 class LinkError : public CommandError
 {
 public:

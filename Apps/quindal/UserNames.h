@@ -14,7 +14,7 @@ namespace quindal {
     return !name.empty() && name.find_first_not_of(letters) == std::string_view::npos;
 }
 
-/// Why it is none.
+/// Why the name is no user name.
 [[nodiscard]] inline std::string NotAUserName(std::string_view name)
 {
     return "\"" + Printable(name) + "\": a user's name consists of letters, digits, \"_\" and \"-\"";

@@ -29,7 +29,7 @@ constexpr const char* Examples = R"(Examples, from the source tree, no set-up ne
 
 )";
 
-/// What somebody may have meant who wrote this: ": did you mean ...", or nothing.
+/// Text on the known word that the writer may have meant: ": did you mean ...", or empty.
 template <class Known>
 std::string Meant(const std::string& word, const Known& known)
 {
@@ -40,7 +40,7 @@ std::string Meant(const std::string& word, const Known& known)
     return text.empty() ? text : ":" + text.substr(1);
 }
 
-/// The first argument that is no option, when it is none of the commands.
+/// The first argument that is no option, if it is no command.
 std::string UnknownCommand(const std::vector<Command>& commands, int argc, char** argv)
 {
     std::vector<std::string> names(commands.size());
@@ -66,8 +66,7 @@ std::string UnknownOption(const CLI::App& command)
     return {};
 }
 
-/// The command that the arguments name, its options filled in; null when they ask for help or for the version, which
-/// is printed.
+/// The command that the arguments name, with its options filled in; null after printing help or the version.
 const Command* Parse(CLI::App& app, const std::vector<Command>& commands, int argc, char** argv)
 {
     if (const std::string unknown = UnknownCommand(commands, argc, argv); !unknown.empty()) throw UsageError(unknown);

@@ -75,7 +75,7 @@ inline plain::Market OptionMarket(const Kind& kind, std::int32_t riskPointsN)
     BaseContractSample contract;
     contract.RiskPointsN = riskPointsN;
     contract.VolatNum = 5;
-    contract.MarketRisk = 0.1;
+    contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.1;
     FuturesSample futures;
     futures.InterestRateRiskUp = futures.InterestRateRiskDown = 0.02;
     futures.MinStep = 1.0;

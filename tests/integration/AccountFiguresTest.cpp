@@ -20,6 +20,7 @@
 #include "ParticipantRepository.h"
 #include "TradingCodes.h"
 
+namespace test::AccountFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -215,7 +216,7 @@ TEST_F(AccountFigures, OfTheNineCombinationsOfRulesAreTheHandWorkedOnes)
         {Netting,     Netting,      200.00,  600.00,  400.01},
         // clang-format on
     };
-    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}});
     for (const Case& c : cases) {
         SCOPED_TRACE("firms " + std::to_string(static_cast<int>(c.firm)) + ", account " +
                      std::to_string(static_cast<int>(c.account)));
@@ -270,7 +271,7 @@ TEST_F(AccountFigures, OfOrdersUnderTheNineCombinationsOfRulesAreTheHandWorkedOn
         {Netting,     Netting,     1200.01,  600.00, 2400.01},
         // clang-format on
     };
-    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}});
     const Isin futures = QuindalIM::GetQuindalImCalculator(calc).GetIsin("FUT");
     for (const Case& c : cases) {
         SCOPED_TRACE("firms " + std::to_string(static_cast<int>(c.firm)) + ", account " +
@@ -329,7 +330,7 @@ TEST_F(AccountFigures, ASpreadOrderIsTakenByEachLevelUnderItsOwnRule)
         // clang-format on
     };
     plain::Market market{
-        {HandContract("BC")}, {HandFutures("BC-1", "BC", 1), HandFutures("BC-2", "BC", 2, 1020.0, 1.0)}, {}};
+        {HandContract("BC")}, {TwoMoneyFutures("BC-1", "BC", 1), TwoMoneyFutures("BC-2", "BC", 2, 1020.0, 1.0)}, {}};
     market.multilegs = {HandMultileg("BC-1-2", 3, market.futures.front(), market.futures.back())};
     Start(market);
     const auto expectFigures = [&](const Case& c, double ofClient, double ofFirm, double ofAccount) {
@@ -380,7 +381,7 @@ TEST_F(AccountFigures, FollowAClientWhoseParametersChange)
         {Netting, Gross, 540.0, 540.0},
         {Netting, Netting, 540.0, 540.0},
     };
-    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}});
     for (const Case& c : cases) {
         SCOPED_TRACE("firm " + std::to_string(static_cast<int>(c.firm)) + ", account " +
                      std::to_string(static_cast<int>(c.account)));
@@ -417,7 +418,7 @@ TEST_F(AccountFigures, FollowAClientWhoseParametersChange)
 // AA01, nothing of the Gross firm, 200 of the records of AA03.
 TEST_F(AccountFigures, OfAnAccountOverFirmsOfDifferentRules)
 {
-    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}});
     for (const auto& [rule, expected] : {std::pair{HalfNetting, 3000.01}, std::pair{Gross, 1200.01}}) {
         ASSERT_EQ(ClearParts(calc), 0);
         Register({{{"ACCOUNT", rule}},
@@ -433,7 +434,7 @@ TEST_F(AccountFigures, OfAnAccountOverFirmsOfDifferentRules)
 // A firm without an account, or with one that nobody registered, has its figure like any other.
 TEST_F(AccountFigures, AFirmMayStandWithoutAnAccount)
 {
-    Start({{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}});
     Register({{}, {{"AA01", "", HalfNetting}, {"AA02", "UNKNOWN", Netting}}, {{"AA01001"}, {"AA02001"}}});
     SetClient("AA01001", 5, 1000.0001);
     SetClient("AA02001", 5, 1000.0);
@@ -451,11 +452,11 @@ TEST_F(AccountFigures, AFirmMayStandWithoutAnAccount)
 // client 2. 400 + 125.08, and the account the same. Without client 3: 390 + 125.08.
 TEST_F(AccountFigures, OptionsGoUpWithTheirFuturesOrByThemselves)
 {
-    plain::Market market{{HandContract("BC")}, {HandFutures("FUT", "BC", 1)}, {}};
-    market.series = {HandSeries("IN", "FUT"), HandSeriesAlone("OUT", "FUT")};
+    plain::Market market{{HandContract("BC")}, {TwoMoneyFutures("FUT", "BC", 1)}, {}};
+    market.series = {TwoMoneySeries("IN", "FUT"), TwoMoneySeriesAlone("OUT", "FUT")};
     for (const char* const series : {"IN", "OUT"})
-        market.options.push_back(HandOption(std::string(series) + "-C1050", series, Enums::OptionType::Call, 1050.0,
-                                            5.0, static_cast<Isin>(100 + market.options.size())));
+        market.options.push_back(NamedOption(std::string(series) + "-C1050", series, Enums::OptionType::Call, 1050.0,
+                                             5.0, static_cast<Isin>(100 + market.options.size())));
     Start(market);
     Register({{{"ACCOUNT", HalfNetting}}, {{"AA01", "ACCOUNT", HalfNetting}}, {{"AA01001"}, {"AA01002"}, {"AA01003"}}});
     SetClient("AA01001", 1, 1000.0);
@@ -791,3 +792,4 @@ TEST_F(AccountWalk, EqualsThePlainModelAndAFreshTreeAndEndsAtZero)
 }
 
 } // namespace
+} // namespace test::AccountFiguresTest

@@ -14,6 +14,7 @@
 #include "LibraryHost.h"
 #include "MarginMarket.h"
 
+namespace test::ArbitraryArgumentsTest {
 namespace {
 
 using namespace quindal::test;
@@ -65,10 +66,11 @@ protected:
     void SetUp() override
     {
         StartAll();
-        plain::Market market{
-            {HandContract("BC")}, {HandFutures("BC-1", "BC", 1), HandFutures("BC-2", "BC", 2, 1020.0, 1.0)}, {}};
-        market.series = {HandSeries("IN", "BC-1")};
-        market.options = {HandOption("IN-C950", "IN", Enums::OptionType::Call, 950.0, 60.0, 100)};
+        plain::Market market{{HandContract("BC")},
+                             {TwoMoneyFutures("BC-1", "BC", 1), TwoMoneyFutures("BC-2", "BC", 2, 1020.0, 1.0)},
+                             {}};
+        market.series = {TwoMoneySeries("IN", "BC-1")};
+        market.options = {NamedOption("IN-C950", "IN", Enums::OptionType::Call, 950.0, 60.0, 100)};
         market.multilegs = {HandMultileg("BC-1-2", 3, market.futures.front(), market.futures.back())};
         InsertMarket(calc, market);
         ASSERT_EQ(calls::Firm(calc, "AA01"), 0);
@@ -201,3 +203,4 @@ TEST_F(ArbitraryArguments, OfRiskArrays)
 }
 
 } // namespace
+} // namespace test::ArbitraryArgumentsTest

@@ -15,6 +15,7 @@
 #include "CommandLine.h"
 #include "PlainMargin.h"
 
+namespace test::CommandLineTest {
 namespace {
 
 using namespace quindal::test;
@@ -349,3 +350,4 @@ TEST(MarginCommand, NamesTheIniFileThatIsNotThereAndTheRouterThatIsNot)
 }
 
 } // namespace
+} // namespace test::CommandLineTest

@@ -15,6 +15,7 @@
 #include "QuindalIM.h"
 #include "RouterFixture.h"
 
+namespace test::DownloadTest {
 namespace {
 
 using namespace quindal::test;
@@ -251,3 +252,4 @@ TEST_F(DownloadTest, AMarketOfSeveralMegabytesComesInWhole)
 }
 
 } // namespace
+} // namespace test::DownloadTest

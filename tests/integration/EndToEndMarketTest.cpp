@@ -9,6 +9,7 @@
 
 #include "LibraryHost.h"
 
+namespace test::EndToEndMarketTest {
 namespace {
 
 using namespace quindal::test;
@@ -585,3 +586,4 @@ TEST_F(Positions, WithNullPointersAreRefusedByNameTheInstrumentFirst)
 }
 
 } // namespace
+} // namespace test::EndToEndMarketTest

@@ -11,6 +11,7 @@
 #include "ChildProcess.h"
 #include "LibraryHost.h"
 
+namespace test::EndToEndTest {
 namespace {
 
 using namespace quindal::test;
@@ -348,3 +349,4 @@ TEST_F(Link, ADownloadWithoutAServerFailsAndSaysSoInTheTrace)
 }
 
 } // namespace
+} // namespace test::EndToEndTest

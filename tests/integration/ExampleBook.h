@@ -45,23 +45,12 @@ inline BaseContractSample ReadBaseContract(const Attributes& element)
     c.CurrencyId = element.Integer("IndicatorID");
     c.ShortOptionMinimumCharge = element.Number("ShortOptionMinimumCharge");
     c.SpotPrice = element.Number("SpotPrice");
-    const std::pair<const char*, double*> rates[] = {{"MarketRisk", &c.MarketRisk},
-                                                     {"MarketRisk1", &c.MarketRisk1},
-                                                     {"MarketRisk2", &c.MarketRisk2},
-                                                     {"MarketRiskLow", &c.MarketRiskLow},
-                                                     {"MarketRisk1Low", &c.MarketRisk1Low},
-                                                     {"MarketRisk2Low", &c.MarketRisk2Low},
-                                                     {"MarketRiskMedium", &c.MarketRiskMedium},
-                                                     {"MarketRisk1Medium", &c.MarketRisk1Medium},
-                                                     {"MarketRisk2Medium", &c.MarketRisk2Medium},
-                                                     {"MarketRiskHigh", &c.MarketRiskHigh},
-                                                     {"MarketRisk1High", &c.MarketRisk1High},
-                                                     {"MarketRisk2High", &c.MarketRisk2High},
-                                                     {"MarketRiskExceptional", &c.MarketRiskExceptional},
-                                                     {"MarketRisk1Exceptional", &c.MarketRisk1Exceptional},
-                                                     {"MarketRisk2Exceptional", &c.MarketRisk2Exceptional}};
-    for (const auto& [name, rate] : rates)
-        *rate = element.Number(name);
+    const kv7im::RiskLevelIndexedArray<std::string> words{"", "Low", "Medium", "High", "Exceptional"};
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        c.MarketRisk[level] = element.Number("MarketRisk" + words[level]);
+        c.MarketRisk1[level] = element.Number("MarketRisk1" + words[level]);
+        c.MarketRisk2[level] = element.Number("MarketRisk2" + words[level]);
+    }
     c.ConcentrationLimit1 = element.Integer("ConcentrationLimit1");
     c.ConcentrationLimit2 = element.Integer("ConcentrationLimit2");
     c.RiskPointsN = element.Integer("RiskPointsN");

@@ -21,6 +21,7 @@
 
 #include "CommandLine.h"
 
+namespace test::ExplainTest {
 namespace {
 
 using namespace quindal::test;
@@ -620,3 +621,4 @@ TEST_F(ExplainErrors, ACommandWithoutAClientIsRefused)
 }
 
 } // namespace
+} // namespace test::ExplainTest

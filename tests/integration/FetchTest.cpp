@@ -1,6 +1,7 @@
 // The market of a live server, saved to be used without it.
 #include "ServerProcess.h"
 
+namespace test::FetchTest {
 namespace {
 
 using namespace quindal::test;
@@ -89,3 +90,4 @@ TEST_F(Fetch, NamesAFileThatCannotBeReadOrWritten)
 }
 
 } // namespace
+} // namespace test::FetchTest

@@ -6,6 +6,7 @@
 
 #include "CommandLine.h"
 
+namespace test::InputDoorsTest {
 namespace {
 
 using namespace quindal::test;
@@ -376,3 +377,4 @@ TEST_F(InputDoors, ACsvReportHandsNoFormulaToASpreadsheet)
 }
 
 } // namespace
+} // namespace test::InputDoorsTest

@@ -15,6 +15,7 @@
 #include "RouterFixture.h"
 #include "kv7errors.h"
 
+namespace test::LinkTest {
 namespace {
 
 using namespace std::chrono_literals;
@@ -242,3 +243,4 @@ TEST_F(LinkTest, ASessionComesBackWithItsRouter)
 }
 
 } // namespace
+} // namespace test::LinkTest

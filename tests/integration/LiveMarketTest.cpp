@@ -4,6 +4,7 @@
 
 #include "ServerProcess.h"
 
+namespace test::LiveMarketTest {
 namespace {
 
 using namespace quindal::test;
@@ -85,3 +86,4 @@ TEST_F(LiveMarket, ANumberThatIsNoneIsNotReckonedWith)
 }
 
 } // namespace
+} // namespace test::LiveMarketTest

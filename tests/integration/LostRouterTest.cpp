@@ -7,6 +7,7 @@
 
 #include "LibraryHost.h"
 
+namespace test::LostRouterTest {
 namespace {
 
 using namespace quindal::test;
@@ -51,3 +52,4 @@ TEST_F(LostRouter, IsNoticedAfterTwentySecondsChangesNoPositionAndIsMadeGoodByAN
 }
 
 } // namespace
+} // namespace test::LostRouterTest

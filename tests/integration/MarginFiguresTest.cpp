@@ -1,7 +1,7 @@
 // Figures of clients through the exported functions: against numbers worked by hand, and against the plain model.
 //
-// The hand market: see HandContract and HandSeries. One contract at 1000 has the results -200, 0, +200; an option is
-// worth what its exercise brings, twice that in money.
+// The hand market: see HandContract and TwoMoneySeries. One contract at 1000 has the results -200, 0, +200; an option
+// is worth what its exercise brings, twice that in money.
 #include <cmath>
 #include <fstream>
 #include <map>
@@ -15,6 +15,7 @@
 #include "LibraryHost.h"
 #include "MarginMarket.h"
 
+namespace test::MarginFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -137,7 +138,7 @@ protected:
 
 TEST_F(MarginFigures, ALongAndAShortContractLoseTheMoveAgainstThem)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     ASSERT_EQ(RegisterClient(calc, "AA01001", {}), 0);
     EXPECT_NEAR(Set("AA01001", "F1", 3, 0.0).volatility, 600.0, Tolerance);    // (900 - 1000) * 3 * 2
     EXPECT_NEAR(Set("AA01001", "F1", -3, 0.0).volatility, 600.0, Tolerance);   // (1100 - 1000) * 3 * 2
@@ -149,7 +150,7 @@ TEST_F(MarginFigures, ALongAndAShortContractLoseTheMoveAgainstThem)
 // Long 1 of the near month and short 1 of the far month: +-200 cancel. By losses only: 200 at either end.
 TEST_F(MarginFigures, ACalendarSpreadCostsNothingUnderNettingAndOneSideUnderHalfNetting)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1), HandFutures("F2", "BC", 2, 1000.0, 1.0)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1), TwoMoneyFutures("F2", "BC", 2, 1000.0, 1.0)}, {}});
     ASSERT_EQ(RegisterClient(calc, "AA01001", Rules(Netting, HalfNetting)), 0);
     ASSERT_EQ(RegisterClient(calc, "AA01002", Rules(HalfNetting, HalfNetting)), 0);
     for (const char* client : {"AA01001", "AA01002"})
@@ -164,7 +165,7 @@ TEST_F(MarginFigures, ACalendarSpreadCostsNothingUnderNettingAndOneSideUnderHalf
 TEST_F(MarginFigures, ContractsOfOneGroupHedgeEachOtherUnderNetting)
 {
     Start({{HandContract("A", "GROUP"), HandContract("B", "GROUP")},
-           {HandFutures("FA", "A", 1), HandFutures("FB", "B", 2)},
+           {TwoMoneyFutures("FA", "A", 1), TwoMoneyFutures("FB", "B", 2)},
            {}});
     ASSERT_EQ(RegisterClient(calc, "AA01001", Rules(Netting, HalfNetting)), 0);
     ASSERT_EQ(RegisterClient(calc, "AA01002", Rules(Netting, Netting)), 0);
@@ -178,7 +179,7 @@ TEST_F(MarginFigures, ContractsOfOneGroupHedgeEachOtherUnderNetting)
 // as the settlement price.
 TEST_F(MarginFigures, TheRiskLevelAndTheDiscountAreTheClientsOwn)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     plain::Rules high;
     high.level = Enums::ClientRiskLevel::High;
     plain::Rules strict;
@@ -195,7 +196,7 @@ TEST_F(MarginFigures, AContractPricedThroughACurrencyCostsItsCurvature)
     BaseContractSample contract = HandContract("FX");
     contract.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
     contract.CurrencyId = 840;
-    Start({{contract}, {HandFutures("F1", "FX", 1)}, {{840, 0.05}}});
+    Start({{contract}, {TwoMoneyFutures("F1", "FX", 1)}, {{840, 0.05}}});
     ASSERT_EQ(RegisterClient(calc, "AA01001", {}), 0);
     EXPECT_NEAR(Set("AA01001", "F1", 3, 1000.0).volatility, 630.0, Tolerance);
 }
@@ -203,7 +204,7 @@ TEST_F(MarginFigures, AContractPricedThroughACurrencyCostsItsCurvature)
 // A firm's ratio for a base contract multiplies the margin of its clients; beyond 10 it becomes 1.
 TEST_F(MarginFigures, TheFirmsRatioForAContractIsInTheVolatilityFigure)
 {
-    Start({{HandContract("A"), HandContract("B")}, {HandFutures("FA", "A", 1), HandFutures("FB", "B", 2)}, {}});
+    Start({{HandContract("A"), HandContract("B")}, {TwoMoneyFutures("FA", "A", 1), TwoMoneyFutures("FB", "B", 2)}, {}});
     ASSERT_EQ(InsertBrokerBaseContractParam(calc, "AA01", "A", 10.0), 0);
     ASSERT_EQ(InsertBrokerBaseContractParam(calc, "AA01", "B", 10.000001), 0);
     ASSERT_EQ(RegisterClient(calc, "AA01001", {}), 0);
@@ -214,7 +215,7 @@ TEST_F(MarginFigures, TheFirmsRatioForAContractIsInTheVolatilityFigure)
 // GO: both figures weighted, times the ratio, to five decimals, then up to the next cent.
 TEST_F(MarginFigures, TheChargedFigureIsRoundedInTwoStages)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     struct Case
     {
         const char* name;
@@ -253,15 +254,15 @@ TEST_F(MarginFigures, TheChargedFigureIsRoundedInTwoStages)
 plain::Market HandOptions()
 {
     using enum Enums::OptionType;
-    plain::Market market{{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}};
-    market.series = {HandSeries("IN", "F1"), HandSeriesAlone("OUT", "F1"), HandSeries("HALF", "F1")};
+    plain::Market market{{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}};
+    market.series = {TwoMoneySeries("IN", "F1"), TwoMoneySeriesAlone("OUT", "F1"), TwoMoneySeries("HALF", "F1")};
     market.series.back().EnforceHalfNetting = true;
     Isin isin = 100;
     for (const char* const series : {"IN", "OUT", "HALF"}) {
         const std::string code = series;
-        market.options.push_back(HandOption(code + "-C950", code, Call, 950.0, 60.0, ++isin));
-        market.options.push_back(HandOption(code + "-C1050", code, Call, 1050.0, 5.0, ++isin));
-        market.options.push_back(HandOption(code + "-P950", code, Put, 950.0, 5.0, ++isin));
+        market.options.push_back(NamedOption(code + "-C950", code, Call, 950.0, 60.0, ++isin));
+        market.options.push_back(NamedOption(code + "-C1050", code, Call, 1050.0, 5.0, ++isin));
+        market.options.push_back(NamedOption(code + "-P950", code, Put, 950.0, 5.0, ++isin));
     }
     return market;
 }
@@ -288,7 +289,7 @@ TEST_F(MarginFigures, TheBuyerOfAnOptionCanLoseThePremiumAndTheSellerTheMove)
 TEST_F(MarginFigures, AShortOptionCostsAtLeastItsMinimumCharge)
 {
     plain::Market market = HandOptions();
-    market.options = {HandOption("FAR", "OUT", Enums::OptionType::Call, 2000.0, 1.0, 100)};
+    market.options = {NamedOption("FAR", "OUT", Enums::OptionType::Call, 2000.0, 1.0, 100)};
     Start(market);
     plain::Rules twice;
     twice.shortChargeRatio = 2.0;
@@ -342,9 +343,9 @@ TEST_F(MarginFigures, AShortStrangleIsChargedForTheTailThatItFears)
 TEST_F(MarginFigures, ACalendarOfTwoSeriesNetsInTheirFutures)
 {
     plain::Market market = HandOptions();
-    market.series.push_back(HandSeries("FAR", "F1"));
+    market.series.push_back(TwoMoneySeries("FAR", "F1"));
     market.series.back().TimeToExpiration = 0.5;
-    market.options.push_back(HandOption("FAR-C950", "FAR", Enums::OptionType::Call, 950.0, 60.0, 200));
+    market.options.push_back(NamedOption("FAR-C950", "FAR", Enums::OptionType::Call, 950.0, 60.0, 200));
     Start(market);
     ASSERT_EQ(RegisterClient(calc, "AA01001", {}), 0);
     ASSERT_EQ(RegisterClient(calc, "AA01002", {}), 0);
@@ -387,14 +388,14 @@ TEST_F(MarginFigures, TheCurrencyMovesThePremiumTogetherWithTheResult)
 TEST_F(MarginFigures, DeliveriesOfAnOptionCostMoreThanItsPremiumWhenThePriceRunsAway)
 {
     plain::Market market = HandOptions();
-    market.series = {HandSeries("IN", "F1"), HandSeriesAlone("OUT", "F1")};
+    market.series = {TwoMoneySeries("IN", "F1"), TwoMoneySeriesAlone("OUT", "F1")};
     market.options.clear();
     for (kv7im::OptionSeriesParameters& series : market.series) {
         series.settlementType = Enums::SettlementType::Deliverable;
         series.ExpClearingsCC = 2;
         series.SubRisk = true;
-        market.options.push_back(HandOption(series.Code + "-C990", series.Code, Enums::OptionType::Call, 990.0, 60.0,
-                                            static_cast<Isin>(100 + market.options.size())));
+        market.options.push_back(NamedOption(series.Code + "-C990", series.Code, Enums::OptionType::Call, 990.0, 60.0,
+                                             static_cast<Isin>(100 + market.options.size())));
     }
     Start(market);
     plain::Rules near;
@@ -525,3 +526,4 @@ TEST_F(MarginFigures, OfTheExampleMarketDoNotTellADownloadFromInserts)
 }
 
 } // namespace
+} // namespace test::MarginFiguresTest

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -27,12 +28,12 @@ inline BaseContractSample HandContract(const std::string& code, const std::strin
     contract.CodeMCS = group;
     contract.RiskPointsN = 1;
     contract.ShortOptionMinimumCharge = 0.1;
-    contract.MarketRisk = 0.1;
-    contract.MarketRisk1 = 0.15;
-    contract.MarketRisk2 = 0.2;
-    contract.MarketRiskHigh = 0.2;
-    contract.MarketRisk1High = 0.25;
-    contract.MarketRisk2High = 0.3;
+    contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.1;
+    contract.MarketRisk1[Enums::ClientRiskLevel::Default] = 0.15;
+    contract.MarketRisk2[Enums::ClientRiskLevel::Default] = 0.2;
+    contract.MarketRisk[Enums::ClientRiskLevel::High] = 0.2;
+    contract.MarketRisk1[Enums::ClientRiskLevel::High] = 0.25;
+    contract.MarketRisk2[Enums::ClientRiskLevel::High] = 0.3;
     contract.ConcentrationLimit1 = 1'000'000'000;
     contract.ConcentrationLimit2 = 2'000'000'000;
     contract.WindowSizePercentage = 0.0;
@@ -40,8 +41,9 @@ inline BaseContractSample HandContract(const std::string& code, const std::strin
     return contract;
 }
 
-inline FuturesSample HandFutures(const std::string& code, const std::string& contract, Isin isin, double price = 1000.0,
-                                 double time = 0.5)
+/// Price and spot of 1000; one unit of price is worth 2 of money.
+inline FuturesSample TwoMoneyFutures(const std::string& code, const std::string& contract, Isin isin,
+                                     double price = 1000.0, double time = 0.5)
 {
     FuturesSample futures;
     futures.Code = code;
@@ -60,7 +62,7 @@ inline FuturesSample HandFutures(const std::string& code, const std::string& con
 /// A series in which every option is worth what its exercise would bring: the smile is 0, so that the volatility is the
 /// smallest there is, 0.01 a year, and strikes lie far enough from the grid for it not to be felt. One unit of price is
 /// worth 2 of money; in spread; no sub-points.
-inline kv7im::OptionSeriesParameters HandSeries(const std::string& code, const std::string& futures)
+inline kv7im::OptionSeriesParameters TwoMoneySeries(const std::string& code, const std::string& futures)
 {
     kv7im::OptionSeriesParameters series;
     series.Code = code;
@@ -75,15 +77,15 @@ inline kv7im::OptionSeriesParameters HandSeries(const std::string& code, const s
     series.MinStepPrice = 0.02;
     return series;
 }
-inline kv7im::OptionSeriesParameters HandSeriesAlone(const std::string& code, const std::string& futures)
+inline kv7im::OptionSeriesParameters TwoMoneySeriesAlone(const std::string& code, const std::string& futures)
 {
-    kv7im::OptionSeriesParameters series = HandSeries(code, futures);
+    kv7im::OptionSeriesParameters series = TwoMoneySeries(code, futures);
     series.SpreadAspect = Enums::SpreadAspect::NotInSpread;
     return series;
 }
 
-inline OptionSample HandOption(const std::string& code, const std::string& series, Enums::OptionType type,
-                               double strike, double price, Isin isin)
+inline OptionSample NamedOption(const std::string& code, const std::string& series, Enums::OptionType type,
+                                double strike, double price, Isin isin)
 {
     OptionSample option;
     option.Code = code;
@@ -126,7 +128,7 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
 {
     const std::size_t number = market.series.size();
     const double price = futures.NormalizedSpot;
-    kv7im::OptionSeriesParameters series = HandSeries(futures.Code + "-S" + std::to_string(number), futures.Code);
+    kv7im::OptionSeriesParameters series = TwoMoneySeries(futures.Code + "-S" + std::to_string(number), futures.Code);
     series.A = 18.0 + static_cast<double>(number);
     series.B = 9.0;
     series.C = number % 3 == 0 ? 0.0 : 0.6;
@@ -165,9 +167,9 @@ inline void AddSeries(plain::Market& market, const FuturesSample& futures, bool 
             const std::string code =
                 series.Code + (type == Enums::OptionType::Put ? "-P" : "-C") + std::to_string(step);
             const auto isin = static_cast<Isin>(101 + market.options.size());
-            market.options.push_back(HandOption(code, series.Code, type,
-                                                plain::OnPriceGrid(price * (1.0 + 0.02 * step)),
-                                                plain::OnPriceGrid(0.03 * price), isin));
+            market.options.push_back(NamedOption(code, series.Code, type,
+                                                 plain::OnPriceGrid(price * (1.0 + 0.02 * step)),
+                                                 plain::OnPriceGrid(0.03 * price), isin));
         }
     market.series.push_back(series);
 }
@@ -191,23 +193,17 @@ inline plain::Market BusyMarket()
         contract.RiskPointsN = 8;
         contract.WindowSizePercentage = 0.25;
         double factor = 1.0;
-        double* const levels[][3] = {
-            {&contract.MarketRisk, &contract.MarketRisk1, &contract.MarketRisk2},
-            {&contract.MarketRiskLow, &contract.MarketRisk1Low, &contract.MarketRisk2Low},
-            {&contract.MarketRiskMedium, &contract.MarketRisk1Medium, &contract.MarketRisk2Medium},
-            {&contract.MarketRiskHigh, &contract.MarketRisk1High, &contract.MarketRisk2High},
-            {&contract.MarketRiskExceptional, &contract.MarketRisk1Exceptional, &contract.MarketRisk2Exceptional}};
-        for (const auto& level : levels) {
-            *level[0] = rate * factor;
-            *level[1] = rate * factor * 1.3;
-            *level[2] = rate * factor * 1.8;
+        for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+            contract.MarketRisk[level] = rate * factor;
+            contract.MarketRisk1[level] = rate * factor * 1.3;
+            contract.MarketRisk2[level] = rate * factor * 1.8;
             factor += 0.17;
         }
         contract.ConcentrationLimit1 = 60;
         contract.ConcentrationLimit2 = 240;
         market.baseContracts.push_back(contract);
         for (int month = 1; month <= 3; ++month) {
-            FuturesSample futures = HandFutures(code + "-" + std::to_string(month), code, ++isin);
+            FuturesSample futures = TwoMoneyFutures(code + "-" + std::to_string(month), code, ++isin);
             futures.CalcFutPrice = plain::OnPriceGrid(price * (1.0 + 0.013 * month));
             futures.RealCalcPrice = plain::OnPriceGrid(futures.CalcFutPrice - 2.0 * step);
             futures.NormalizedSpot = price;
@@ -285,14 +281,15 @@ inline void Check(std::int32_t code, const std::string& what)
 
 inline std::int32_t Insert(std::intptr_t calc, const BaseContractSample& c)
 {
-    return InsertBaseContract(
-        calc, c.Code.c_str(), c.CodeMCS.c_str(), c.VolatNum, static_cast<QuindalMSPType>(c.MSPType), c.CurrencyId,
-        c.ShortOptionMinimumCharge, c.MarketRisk, c.MarketRisk1, c.MarketRisk2, c.MarketRiskLow, c.MarketRisk1Low,
-        c.MarketRisk2Low, c.MarketRiskMedium, c.MarketRisk1Medium, c.MarketRisk2Medium, c.MarketRiskHigh,
-        c.MarketRisk1High, c.MarketRisk2High, c.MarketRiskExceptional, c.MarketRisk1Exceptional,
-        c.MarketRisk2Exceptional, c.ConcentrationLimit1, c.ConcentrationLimit2, c.RiskPointsN, c.WindowSizePercentage,
-        static_cast<QuindalOptionModel>(c.OptionModel), c.SpotPrice, static_cast<QuindalAssetClass>(c.AssetClass),
-        c.CFRisk);
+    using enum Enums::ClientRiskLevel;
+    const auto& [r, r1, r2] = std::tie(c.MarketRisk, c.MarketRisk1, c.MarketRisk2);
+    return InsertBaseContract(calc, c.Code.c_str(), c.CodeMCS.c_str(), c.VolatNum,
+                              static_cast<QuindalMSPType>(c.MSPType), c.CurrencyId, c.ShortOptionMinimumCharge,
+                              r[Default], r1[Default], r2[Default], r[Low], r1[Low], r2[Low], r[Medium], r1[Medium],
+                              r2[Medium], r[High], r1[High], r2[High], r[Exceptional], r1[Exceptional], r2[Exceptional],
+                              c.ConcentrationLimit1, c.ConcentrationLimit2, c.RiskPointsN, c.WindowSizePercentage,
+                              static_cast<QuindalOptionModel>(c.OptionModel), c.SpotPrice,
+                              static_cast<QuindalAssetClass>(c.AssetClass), c.CFRisk);
 }
 
 /// tracked is the code of the futures whose settlement this one trades at.
@@ -357,6 +354,7 @@ private:
 
 inline std::string Document(const BaseContractSample& c)
 {
+    using enum Enums::ClientRiskLevel;
     return Element("BaseContract")
         .Add("Code", c.Code)
         .Add("CodeMCS", c.CodeMCS)
@@ -364,21 +362,21 @@ inline std::string Document(const BaseContractSample& c)
         .Add("MSPType", c.MSPType)
         .Add("ShortOptionMinimumCharge", c.ShortOptionMinimumCharge)
         .Add("IndicatorID", c.CurrencyId)
-        .Add("MarketRisk", c.MarketRisk)
-        .Add("MarketRisk1", c.MarketRisk1)
-        .Add("MarketRisk2", c.MarketRisk2)
-        .Add("MarketRiskLow", c.MarketRiskLow)
-        .Add("MarketRisk1Low", c.MarketRisk1Low)
-        .Add("MarketRisk2Low", c.MarketRisk2Low)
-        .Add("MarketRiskMedium", c.MarketRiskMedium)
-        .Add("MarketRisk1Medium", c.MarketRisk1Medium)
-        .Add("MarketRisk2Medium", c.MarketRisk2Medium)
-        .Add("MarketRiskHigh", c.MarketRiskHigh)
-        .Add("MarketRisk1High", c.MarketRisk1High)
-        .Add("MarketRisk2High", c.MarketRisk2High)
-        .Add("MarketRiskExceptional", c.MarketRiskExceptional)
-        .Add("MarketRisk1Exceptional", c.MarketRisk1Exceptional)
-        .Add("MarketRisk2Exceptional", c.MarketRisk2Exceptional)
+        .Add("MarketRisk", c.MarketRisk[Default])
+        .Add("MarketRisk1", c.MarketRisk1[Default])
+        .Add("MarketRisk2", c.MarketRisk2[Default])
+        .Add("MarketRiskLow", c.MarketRisk[Low])
+        .Add("MarketRisk1Low", c.MarketRisk1[Low])
+        .Add("MarketRisk2Low", c.MarketRisk2[Low])
+        .Add("MarketRiskMedium", c.MarketRisk[Medium])
+        .Add("MarketRisk1Medium", c.MarketRisk1[Medium])
+        .Add("MarketRisk2Medium", c.MarketRisk2[Medium])
+        .Add("MarketRiskHigh", c.MarketRisk[High])
+        .Add("MarketRisk1High", c.MarketRisk1[High])
+        .Add("MarketRisk2High", c.MarketRisk2[High])
+        .Add("MarketRiskExceptional", c.MarketRisk[Exceptional])
+        .Add("MarketRisk1Exceptional", c.MarketRisk1[Exceptional])
+        .Add("MarketRisk2Exceptional", c.MarketRisk2[Exceptional])
         .Add("ConcentrationLimit1", c.ConcentrationLimit1)
         .Add("ConcentrationLimit2", c.ConcentrationLimit2)
         .Add("RiskPointsN", c.RiskPointsN)

@@ -8,6 +8,7 @@
 
 #include "CommandLine.h"
 
+namespace test::MutatedMarketTest {
 namespace {
 
 using namespace quindal::test;
@@ -98,3 +99,4 @@ TEST_F(MutatedMarkets, GiveFiniteFiguresForEveryRowOrAreRefusedByNameAndReason)
 }
 
 } // namespace
+} // namespace test::MutatedMarketTest

@@ -9,6 +9,7 @@
 
 #include "LibraryHost.h"
 
+namespace test::OptionsMarketTest {
 namespace {
 
 using namespace quindal::test;
@@ -262,3 +263,4 @@ TEST_F(OneMarket, RefusalsOfARealReplyAreToldInTheTraceAndTheLog)
 }
 
 } // namespace
+} // namespace test::OptionsMarketTest

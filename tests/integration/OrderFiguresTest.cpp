@@ -1,8 +1,8 @@
 // Figures of clients with orders, and of clients whose parameters change, through the exported functions: against
 // numbers worked by hand, and against the plain model.
 //
-// The hand market: see HandContract and HandSeries. One contract at 1000 has the results -200, 0, +200; an order counts
-// with its losses only. Limits never bind, so stress points are worn down to the edges of the grid.
+// The hand market: see HandContract and TwoMoneySeries. One contract at 1000 has the results -200, 0, +200; an order
+// counts with its losses only. Limits never bind, so stress points are worn down to the edges of the grid.
 #include <cmath>
 #include <random>
 #include <set>
@@ -17,6 +17,7 @@
 #include "MarginMarket.h"
 #include "RandomMarket.h"
 
+namespace test::OrderFiguresTest {
 namespace {
 
 using namespace quindal::test;
@@ -83,7 +84,7 @@ protected:
 
 TEST_F(OrderFigures, AnOrderCostsWhatItsContractsWouldLose)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     Register("AA01001");
     Register("AA01002", RulesOf(Netting, true));
     EXPECT_NEAR(Alone("AA01001", "F1", Buy, 3, 1000.0), 600.0, Tolerance);  // (900 - 1000) * 3 * 2
@@ -102,7 +103,7 @@ TEST_F(OrderFigures, AnOrderCostsWhatItsContractsWouldLose)
 // Long 3: -600, 0, 600. A sell of 3 that may never be executed: 0, 0, -600. Then a buy of 2: -400, 0, 0.
 TEST_F(OrderFigures, AnOrderAddsItsLossAndRelievesNothing)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     Register("AA01001");
     EXPECT_NEAR(Set("AA01001", "F1", {3, 1000.0}).volatility, 600.0, Tolerance);
     EXPECT_NEAR(Place("AA01001", "F1", Sell, 3, 1000.0).volatility, 600.0, Tolerance);
@@ -116,7 +117,7 @@ TEST_F(OrderFigures, AnOrderAddsItsLossAndRelievesNothing)
 // Executed: the order goes out and the contracts come in. Between the two both count.
 TEST_F(OrderFigures, AnOrderThatIsExecutedCostsAsAPositionWhatItDidAsAnOrder)
 {
-    Start({{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}});
+    Start({{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}});
     Register("AA01001");
     EXPECT_NEAR(Place("AA01001", "F1", Buy, 3, 1010.0).part, 660.0, Tolerance);
     EXPECT_NEAR(Set("AA01001", "F1", {3, 1010.0}).part, 1320.0, Tolerance);
@@ -130,8 +131,8 @@ TEST_F(OrderFigures, AnOrderThatIsExecutedCostsAsAPositionWhatItDidAsAnOrder)
 // other futures, which makes an offset of 1000: (900 - 2000) * 2. What rounds to no offset says so.
 TEST_F(OrderFigures, AnOrderThatTradesAtSettlementIsPricedByItsOffset)
 {
-    plain::Market market{{HandContract("BC"), HandContract("T")}, {HandFutures("F1", "BC", 1)}, {}};
-    market.futures.push_back(HandFutures("T1", "T", 2));
+    plain::Market market{{HandContract("BC"), HandContract("T")}, {TwoMoneyFutures("F1", "BC", 1)}, {}};
+    market.futures.push_back(TwoMoneyFutures("T1", "T", 2));
     market.futures.back().Attribute = Enums::InstrumentStatus::TAS;
     market.futures.back().TASBaseFutIsinID = 1;
     Start(market);
@@ -151,14 +152,15 @@ TEST_F(OrderFigures, AnOrderThatTradesAtSettlementIsPricedByItsOffset)
 /// futures.
 plain::Market HandOptions()
 {
-    plain::Market market{{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}};
-    market.series = {HandSeries("IN", "F1"), HandSeriesAlone("OUT", "F1"), HandSeries("HALF", "F1")};
+    plain::Market market{{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}};
+    market.series = {TwoMoneySeries("IN", "F1"), TwoMoneySeriesAlone("OUT", "F1"), TwoMoneySeries("HALF", "F1")};
     market.series.back().EnforceHalfNetting = true;
     Isin isin = 100;
     for (const std::string series : {"IN", "OUT", "HALF"})
         for (const double strike : {950.0, 1050.0})
-            market.options.push_back(HandOption(series + (strike < 1000.0 ? "-C950" : "-C1050"), series,
-                                                Enums::OptionType::Call, strike, strike < 1000.0 ? 60.0 : 5.0, ++isin));
+            market.options.push_back(NamedOption(series + (strike < 1000.0 ? "-C950" : "-C1050"), series,
+                                                 Enums::OptionType::Call, strike, strike < 1000.0 ? 60.0 : 5.0,
+                                                 ++isin));
     return market;
 }
 
@@ -205,7 +207,7 @@ TEST_F(OrderFigures, ASellOfACoveredCallEarnsItsPremiumOnlyWhenItIsExecuted)
 plain::Market HandSpread()
 {
     plain::Market market{
-        {HandContract("BC")}, {HandFutures("BC-1", "BC", 1), HandFutures("BC-2", "BC", 2, 1020.0, 1.0)}, {}};
+        {HandContract("BC")}, {TwoMoneyFutures("BC-1", "BC", 1), TwoMoneyFutures("BC-2", "BC", 2, 1020.0, 1.0)}, {}};
     market.futures.back().RealCalcPrice = 1022.0;
     market.multilegs = {HandMultileg("BC-1-2", 3, market.futures.front(), market.futures.back())};
     return market;
@@ -529,11 +531,11 @@ protected:
 TEST_F(ChangedClients, TakeTheirPositionsAndOrdersAlong)
 {
     plain::Market market = HandSpread();
-    market.series = {HandSeries("IN", "BC-1")};
+    market.series = {TwoMoneySeries("IN", "BC-1")};
     market.series.front().settlementType = Enums::SettlementType::Deliverable;
     market.series.front().ExpClearingsCC = 2;
     market.series.front().SubRisk = true;
-    market.options = {HandOption("IN-C990", "IN", Enums::OptionType::Call, 990.0, 60.0, 100)};
+    market.options = {NamedOption("IN-C990", "IN", Enums::OptionType::Call, 990.0, 60.0, 100)};
     Start(market);
     plain::Rules rules = RulesOf(Netting);
     rules.clearings = 2;
@@ -586,7 +588,7 @@ TEST_F(ChangedClients, HaveNoValueOfPremiumStyleOptionsUntilTheyAreSetAgain)
 // 1000 loses 200 at the upper end, and 20 more by an add-on of 0.01 of the spot there: 0, 0, -220.
 TEST_F(ChangedClients, LoseWhatCancelledOrdersLeftInACollateralInstrument)
 {
-    plain::Market market{{HandContract("BC")}, {HandFutures("F1", "BC", 1)}, {}};
+    plain::Market market{{HandContract("BC")}, {TwoMoneyFutures("F1", "BC", 1)}, {}};
     market.futures.front().Attribute = Enums::InstrumentStatus::Collateral;
     market.futures.front().MRAddOnUp = 0.01;
     Start(market);
@@ -713,3 +715,4 @@ TEST_F(ChangedClients, OfRandomMarketsAreAsThePlainModelFindsThem)
 }
 
 } // namespace
+} // namespace test::OrderFiguresTest

@@ -9,6 +9,7 @@
 #include "ServerProcess.h"
 #include "SilentListener.h"
 
+namespace test::ServeTest {
 namespace {
 
 using namespace quindal::test;
@@ -491,3 +492,4 @@ TEST_F(Serve, RefusesARequestOfMoreThan64Kilobytes)
 }
 
 } // namespace
+} // namespace test::ServeTest

@@ -11,6 +11,7 @@
 
 #include "LibraryHost.h"
 
+namespace test::ServerRequestsTest {
 namespace {
 
 using namespace quindal::test;
@@ -137,3 +138,4 @@ TEST_F(ServerRequests, AUserIsAskedAboutByTheNameThatTheReferencesMake)
 }
 
 } // namespace
+} // namespace test::ServerRequestsTest

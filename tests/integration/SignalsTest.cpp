@@ -13,6 +13,7 @@
 #include "TidyUp.h"
 #include "WholeFile.h"
 
+namespace test::SignalsTest {
 namespace {
 
 using namespace quindal::test;
@@ -290,3 +291,4 @@ TEST(TidyUp, AThingThatCannotBeKeptIsUndone)
 }
 
 } // namespace
+} // namespace test::SignalsTest

@@ -22,6 +22,7 @@
 #include "QuindalIM.h"
 #include "RouterFixture.h"
 
+namespace test::StartInTimeTest {
 namespace {
 
 using namespace quindal::test;
@@ -265,3 +266,4 @@ TEST_F(Forks, AChildOfAStartedParentIsRefusedAndLeavesItsParentAlone)
 }
 
 } // namespace
+} // namespace test::StartInTimeTest

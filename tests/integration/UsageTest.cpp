@@ -1,6 +1,7 @@
 // The words of the command line, and what is said of those that it does not know.
 #include "CommandLine.h"
 
+namespace test::UsageTest {
 namespace {
 
 using namespace quindal::test;
@@ -91,3 +92,4 @@ TEST(Usage, AWordOfAnOptionIsTakenInAnyCase)
 }
 
 } // namespace
+} // namespace test::UsageTest

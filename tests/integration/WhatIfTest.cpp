@@ -5,6 +5,7 @@
 #include "CommandLine.h"
 #include "PlainMargin.h"
 
+namespace test::WhatIfTest {
 namespace {
 
 using namespace quindal::test;
@@ -403,3 +404,4 @@ TEST_F(OrderErrors, OfTheFileItselfAreNamed)
 }
 
 } // namespace
+} // namespace test::WhatIfTest

@@ -28,6 +28,7 @@
 #include "FreezingLine.h"
 #include "RouterFixture.h"
 
+namespace test::Z9MQTest {
 namespace {
 
 using namespace std::chrono_literals;
@@ -1513,8 +1514,9 @@ TEST(Guest, AProcessWithALiveSessionExitsCleanly)
     EXPECT_EQ(server.Count(105), 1u);
 }
 
-} // namespace
-
 // Asked by the leak checker, in builds that have one.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
 int __lsan_is_turned_off() { return g_forkedChild ? 1 : 0; }
+
+} // namespace
+} // namespace test::Z9MQTest

@@ -15,6 +15,7 @@
 #include "WalkSupport.h"
 #include "kv7errors.h"
 
+namespace test::MarginWalkTest {
 namespace {
 
 /// One position in every futures and every option.
@@ -312,3 +313,4 @@ RC_GTEST_PROP(MarginWalk, TheOrderOfIndependentChangesDoesNotMatterBeyondRoundin
 }
 
 } // namespace
+} // namespace test::MarginWalkTest

@@ -13,6 +13,7 @@
 #include "WalkSupport.h"
 #include "kv7errors.h"
 
+namespace test::PositionsOnlyWalkTest {
 namespace {
 
 using kv7im::Risk;
@@ -175,3 +176,4 @@ RC_GTEST_PROP(PositionsOnlyWalk, AChangeThatIsTakenBackLeavesTheMarginsAsTheyWer
 }
 
 } // namespace
+} // namespace test::PositionsOnlyWalkTest

@@ -11,6 +11,7 @@
 #include "RandomMarket.h"
 #include "SameModel.h"
 
+namespace test::TransactionWalkTest {
 namespace {
 
 using enum kv7im::AccessByStatus;
@@ -104,3 +105,4 @@ RC_GTEST_PROP(TransactionWalk, PublishesThePresentProfilesUnlessTheyAreRecompute
 }
 
 } // namespace
+} // namespace test::TransactionWalkTest

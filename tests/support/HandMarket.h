@@ -22,12 +22,7 @@ inline constexpr Isin FUT = 1;
     sample.Code = code;
     sample.CodeMCS = mcs;
     sample.ShortOptionMinimumCharge = 0.0;
-    for (double* rate :
-         {&sample.MarketRisk, &sample.MarketRisk1, &sample.MarketRisk2, &sample.MarketRiskLow, &sample.MarketRisk1Low,
-          &sample.MarketRisk2Low, &sample.MarketRiskMedium, &sample.MarketRisk1Medium, &sample.MarketRisk2Medium,
-          &sample.MarketRiskHigh, &sample.MarketRisk1High, &sample.MarketRisk2High, &sample.MarketRiskExceptional,
-          &sample.MarketRisk1Exceptional, &sample.MarketRisk2Exceptional})
-        *rate = 0.125;
+    sample.MarketRisk = sample.MarketRisk1 = sample.MarketRisk2 = kv7im::RiskLevelIndexedArray<double>(0.125);
     sample.RiskPointsN = 1;
     sample.OptionModel = Enums::OptionModel::Bachelier;
     return sample;

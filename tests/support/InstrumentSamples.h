@@ -5,6 +5,7 @@
 // two.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -12,6 +13,8 @@
 
 #include "Enums.h"
 #include "grids/Constants.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "instruments/SpecBaseContract.h"
@@ -19,89 +22,85 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
-struct BaseContractSample
+/// Rates below, between and above the concentration limits are different at every level.
+struct BaseContractSample : kv7im::BaseContractParameters
 {
-    std::string Code = "BC";
-    std::string CodeMCS = "";
-    std::int32_t VolatNum = 3;
-    Enums::MSPType MSPType = Enums::MSPType::FixedPriceStep;
-    std::int32_t CurrencyId = 840;
-    double ShortOptionMinimumCharge = 0.125;
-    double SpotPrice = 100.0;
-    // One triple of rates a level: below, between and above the concentration limits.
-    double MarketRisk = 0.25, MarketRisk1 = 0.375, MarketRisk2 = 0.5;
-    double MarketRiskLow = 0.125, MarketRisk1Low = 0.1875, MarketRisk2Low = 0.25;
-    double MarketRiskMedium = 0.3125, MarketRisk1Medium = 0.4375, MarketRisk2Medium = 0.5625;
-    double MarketRiskHigh = 0.375, MarketRisk1High = 0.5, MarketRisk2High = 0.625;
-    double MarketRiskExceptional = 0.5, MarketRisk1Exceptional = 0.75, MarketRisk2Exceptional = 0.875;
-    std::int64_t ConcentrationLimit1 = 1000;
-    std::int64_t ConcentrationLimit2 = 5000;
-    std::int32_t RiskPointsN = 2;
-    std::int32_t IsinVCB = 77;
-    double WindowSizePercentage = 0.5;
-    Enums::OptionModel OptionModel = Enums::OptionModel::BlackScholes;
-    Enums::AssetClass AssetClass = Enums::AssetClass::Stock;
-    double CFRisk = 0.0;
-    Enums::BaseContractSigns Signs = Enums::BaseContractSigns::None;
+    BaseContractSample()
+    {
+        Code = "BC";
+        VolatNum = 3;
+        CurrencyId = 840;
+        ShortOptionMinimumCharge = 0.125;
+        SpotPrice = 100.0;
+        MarketRisk = {0.25, 0.125, 0.3125, 0.375, 0.5};
+        MarketRisk1 = {0.375, 0.1875, 0.4375, 0.5, 0.75};
+        MarketRisk2 = {0.5, 0.25, 0.5625, 0.625, 0.875};
+        ConcentrationLimit1 = 1000;
+        ConcentrationLimit2 = 5000;
+        RiskPointsN = 2;
+        IsinVCB = 77;
+        WindowSizePercentage = 0.5;
+    }
+    explicit BaseContractSample(std::string code, std::string codeMCS = "") : BaseContractSample()
+    {
+        Code = std::move(code);
+        CodeMCS = std::move(codeMCS);
+    }
+    template <std::invocable<BaseContractSample&> Change>
+    explicit BaseContractSample(Change change) : BaseContractSample()
+    {
+        change(*this);
+    }
 
     [[nodiscard]] std::shared_ptr<kv7im::CSpecBaseContract> Make(double curvatureRadius = 0.0) const
     {
-        return std::make_shared<kv7im::CSpecBaseContract>(
-            Code.c_str(), CodeMCS.c_str(), VolatNum, MSPType, ShortOptionMinimumCharge, CurrencyId, curvatureRadius,
-            SpotPrice, MarketRisk, MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low,
-            MarketRiskMedium, MarketRisk1Medium, MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High,
-            MarketRiskExceptional, MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1,
-            ConcentrationLimit2, RiskPointsN, IsinVCB, WindowSizePercentage, OptionModel, AssetClass, CFRisk, Signs);
+        return std::make_shared<kv7im::CSpecBaseContract>(*this, curvatureRadius);
     }
 
     [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
     {
-        return repository.InsertBaseContract(
-            Code.c_str(), CodeMCS.c_str(), VolatNum, MSPType, CurrencyId, ShortOptionMinimumCharge, SpotPrice,
-            MarketRisk, MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low, MarketRiskMedium,
-            MarketRisk1Medium, MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High,
-            MarketRiskExceptional, MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1,
-            ConcentrationLimit2, RiskPointsN, IsinVCB, WindowSizePercentage, OptionModel, AssetClass, CFRisk, Signs);
+        return repository.InsertBaseContract(*this);
     }
 };
 
-struct FuturesSample
+struct FuturesSample : kv7im::FuturesParameters
 {
-    std::string Code = "FUT";
-    std::string CodeBC = "BC";
-    double CalcFutPrice = 1000.0;
-    Enums::SpreadAspect SpreadAspect = Enums::SpreadAspect::InSpread;
-    double MinStepPrice = 10.0;
-    double RealCalcPrice = 1000.0;
-    double MinStep = 5.0;
-    double XLot = 100.0;
-    ::Isin Isin = 1;
-    double InterestRateRiskUp = 0.0;
-    double InterestRateRiskDown = 0.0;
-    double TimeToExpiration = 0.5;
-    double NormalizedSpot = 1024.0;
-    Enums::InstrumentStatus Attribute = Enums::InstrumentStatus::None;
-    double MRAddOnUp = 0.0;
-    double MRAddOnDown = 0.0;
-    bool EnforceIMSHalfNetting = false;
-    ::Isin TASBaseFutIsinID = 0;
+    FuturesSample()
+    {
+        Code = "FUT";
+        CodeBC = "BC";
+        CalcFutPrice = 1000.0;
+        SpreadAspect = Enums::SpreadAspect::InSpread;
+        MinStepPrice = 10.0;
+        RealCalcPrice = 1000.0;
+        MinStep = 5.0;
+        XLot = 100.0;
+        Isin = 1;
+        TimeToExpiration = 0.5;
+        NormalizedSpot = 1024.0;
+    }
+    FuturesSample(std::string code, ::Isin isin, std::string codeBC = "BC") : FuturesSample()
+    {
+        Code = std::move(code);
+        CodeBC = std::move(codeBC);
+        Isin = isin;
+    }
+    template <std::invocable<FuturesSample&> Change>
+    explicit FuturesSample(Change change) : FuturesSample()
+    {
+        change(*this);
+    }
 
     /// As the constructor leaves it: the profile is not computed.
     [[nodiscard]] std::shared_ptr<kv7im::CSpecFutures>
     Make(kv7im::CSpecBaseContract& baseContract, double edgeCoeff = kv7im::Constants::DefaultEdgeCoeffValue) const
     {
-        return std::make_shared<kv7im::CSpecFutures>(
-            &baseContract, Code, CodeBC, Isin, CalcFutPrice, SpreadAspect != Enums::SpreadAspect::NotInSpread,
-            MinStepPrice, RealCalcPrice, MinStep, XLot, InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration,
-            edgeCoeff, NormalizedSpot, Attribute, MRAddOnUp, MRAddOnDown, EnforceIMSHalfNetting, TASBaseFutIsinID);
+        return std::make_shared<kv7im::CSpecFutures>(&baseContract, *this, edgeCoeff);
     }
 
     [[nodiscard]] Z9ERR InsertInto(kv7im::InstrumentsRepository& repository) const
     {
-        return repository.InsertFutures(Code.c_str(), CodeBC.c_str(), CalcFutPrice, SpreadAspect, MinStepPrice,
-                                        RealCalcPrice, MinStep, XLot, Isin, InterestRateRiskUp, InterestRateRiskDown,
-                                        TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp, MRAddOnDown,
-                                        EnforceIMSHalfNetting, TASBaseFutIsinID);
+        return repository.InsertFutures(*this);
     }
 };
 

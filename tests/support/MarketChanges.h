@@ -17,45 +17,34 @@ void SetCode(Record& record, const std::string& code)
     std::copy_n(code.c_str(), std::min(code.size(), sizeof(record.Code) - 1), record.Code);
 }
 
-inline kv7im::SBaseContractChanges Of(const BaseContractSample& s)
+inline kv7im::SBaseContractChanges Of(const kv7im::BaseContractParameters& s)
 {
-    return {s.Code,
-            s.MarketRisk,
-            s.MarketRisk1,
-            s.MarketRisk2,
-            s.MarketRiskLow,
-            s.MarketRisk1Low,
-            s.MarketRisk2Low,
-            s.MarketRiskMedium,
-            s.MarketRisk1Medium,
-            s.MarketRisk2Medium,
-            s.MarketRiskHigh,
-            s.MarketRisk1High,
-            s.MarketRisk2High,
-            s.MarketRiskExceptional,
-            s.MarketRisk1Exceptional,
-            s.MarketRisk2Exceptional,
-            s.SpotPrice,
-            s.ConcentrationLimit1,
-            s.ConcentrationLimit2,
-            s.OptionModel,
-            s.CFRisk};
+    kv7im::SBaseContractChanges changes(s.Code);
+    changes.MarketRisk = s.MarketRisk;
+    changes.MarketRisk1 = s.MarketRisk1;
+    changes.MarketRisk2 = s.MarketRisk2;
+    changes.SpotPrice = s.SpotPrice;
+    changes.ConcentrationLimit1 = s.ConcentrationLimit1;
+    changes.ConcentrationLimit2 = s.ConcentrationLimit2;
+    changes.OptionModel = s.OptionModel;
+    changes.CFRisk = s.CFRisk;
+    return changes;
 }
 
-inline kv7im::SFuturesChanges Of(const FuturesSample& s)
+inline kv7im::SFuturesChanges Of(const kv7im::FuturesParameters& s)
 {
-    return {s.Isin,
-            t_bprice_int(s.CalcFutPrice),
-            t_bprice_int(s.RealCalcPrice),
-            s.MinStepPrice,
-            s.InterestRateRiskUp,
-            s.InterestRateRiskDown,
-            s.TimeToExpiration,
-            s.NormalizedSpot,
-            s.MRAddOnUp,
-            s.MRAddOnDown,
-            s.EnforceIMSHalfNetting,
-            s.SpreadAspect};
+    return {.CalcFutPrice = t_bprice_int(s.CalcFutPrice),
+            .RealCalcPrice = t_bprice_int(s.RealCalcPrice),
+            .MinStepPrice = s.MinStepPrice,
+            .InterestRateRiskUp = s.InterestRateRiskUp,
+            .InterestRateRiskDown = s.InterestRateRiskDown,
+            .TimeToExpiration = s.TimeToExpiration,
+            .NormalizedSpot = s.NormalizedSpot,
+            .MRAddOnUp = s.MRAddOnUp,
+            .MRAddOnDown = s.MRAddOnDown,
+            .Isin = s.Isin,
+            .EnforceIMSHalfNetting = s.EnforceIMSHalfNetting,
+            .SpreadAspect = s.SpreadAspect};
 }
 
 inline kv7im::SVirtFuturesChanges Of(const kv7im::OptionSeriesParameters& s)

@@ -17,6 +17,7 @@
 #include "PlainMarket.h"
 #include "PlainOption.h"
 #include "PlainOrders.h"
+#include "grids/StressPoints.h"
 
 namespace plain {
 
@@ -85,6 +86,7 @@ enum Point
     UpRisk,
     PointCount
 };
+static_assert(PointCount == kv7im::stress::Points.size(), "the plain margin has each stress point");
 
 /// Results of a position, a series, a futures or a base contract, money: per column and per stress point.
 struct Sheet

@@ -100,18 +100,7 @@ public:
 
     [[nodiscard]] Rates RatesOf(const BaseContractSample& c) const
     {
-        switch (m_level) {
-        case Enums::ClientRiskLevel::Low:
-            return {c.MarketRiskLow, c.MarketRisk1Low, c.MarketRisk2Low};
-        case Enums::ClientRiskLevel::Medium:
-            return {c.MarketRiskMedium, c.MarketRisk1Medium, c.MarketRisk2Medium};
-        case Enums::ClientRiskLevel::High:
-            return {c.MarketRiskHigh, c.MarketRisk1High, c.MarketRisk2High};
-        case Enums::ClientRiskLevel::Exceptional:
-            return {c.MarketRiskExceptional, c.MarketRisk1Exceptional, c.MarketRisk2Exceptional};
-        default:
-            return {c.MarketRisk, c.MarketRisk1, c.MarketRisk2};
-        }
+        return {c.MarketRisk[m_level], c.MarketRisk1[m_level], c.MarketRisk2[m_level]};
     }
 
     /// By how much the risk centre stands off the settlement price, as a rate; upward rates grow by it.

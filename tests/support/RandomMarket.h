@@ -40,17 +40,11 @@ inline BaseContractSample Contract(const std::string& code, const std::string& c
     contract.ConcentrationLimit2 = contract.ConcentrationLimit1 + Between(0, 1000);
     contract.WindowSizePercentage = Grid(0.0, 0.1, 11);
     const double rate = Grid(0.04, 0.02, 8);
-    double* const rates[][3] = {
-        {&contract.MarketRisk, &contract.MarketRisk1, &contract.MarketRisk2},
-        {&contract.MarketRiskLow, &contract.MarketRisk1Low, &contract.MarketRisk2Low},
-        {&contract.MarketRiskMedium, &contract.MarketRisk1Medium, &contract.MarketRisk2Medium},
-        {&contract.MarketRiskHigh, &contract.MarketRisk1High, &contract.MarketRisk2High},
-        {&contract.MarketRiskExceptional, &contract.MarketRisk1Exceptional, &contract.MarketRisk2Exceptional}};
     double factor = 1.0;
-    for (const auto& level : rates) {
-        *level[0] = rate * factor;
-        *level[1] = rate * factor * 1.25;
-        *level[2] = rate * factor * 1.75;
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        contract.MarketRisk[level] = rate * factor;
+        contract.MarketRisk1[level] = rate * factor * 1.25;
+        contract.MarketRisk2[level] = rate * factor * 1.75;
         factor += 0.15;
     }
     return contract;
@@ -215,12 +209,8 @@ inline plain::Market Make()
 /// One market-risk rate at all levels and sizes, and no concentration limit that binds.
 inline void MakeOneTier(BaseContractSample& contract)
 {
-    for (double* const rate :
-         {&contract.MarketRisk1, &contract.MarketRisk2, &contract.MarketRiskLow, &contract.MarketRisk1Low,
-          &contract.MarketRisk2Low, &contract.MarketRiskMedium, &contract.MarketRisk1Medium,
-          &contract.MarketRisk2Medium, &contract.MarketRiskHigh, &contract.MarketRisk1High, &contract.MarketRisk2High,
-          &contract.MarketRiskExceptional, &contract.MarketRisk1Exceptional, &contract.MarketRisk2Exceptional})
-        *rate = contract.MarketRisk;
+    const kv7im::RiskLevelIndexedArray<double> rate(contract.MarketRisk[Enums::ClientRiskLevel::Default]);
+    contract.MarketRisk = contract.MarketRisk1 = contract.MarketRisk2 = rate;
     contract.ConcentrationLimit1 = contract.ConcentrationLimit2 = 1'000'000'000'000;
 }
 

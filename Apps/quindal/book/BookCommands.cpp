@@ -1,4 +1,4 @@
-// The words that look at a book of positions, and their options.
+// The words that work on a book of positions, and their options.
 #include <algorithm>
 #include <array>
 #include <iostream>
@@ -44,7 +44,7 @@ std::string About(const std::string& purpose, const Schema& schema)
     return purpose + " (CSV: " + schema.Columns() + ")";
 }
 
-/// Standard input can be read once.
+/// Refuses "-" for more than one file: standard input can be read once.
 void CheckStandardInput(std::initializer_list<const std::string*> files)
 {
     if (std::count_if(files.begin(), files.end(), [](const std::string* file) { return *file == StandardInput; }) > 1)

@@ -43,7 +43,7 @@ private:
         stream << text;
         if (!stream.flush()) throw std::runtime_error("cannot write " + file);
     }
-    // What was checked is what is served. Standard input and pipes cannot be read twice.
+    // The document to be served is the one that was checked: standard input and pipes cannot be read twice.
     [[nodiscard]] InstrumentsDocument Document(const InputFile& market) const
     {
         std::string file = market.name;
@@ -91,7 +91,7 @@ Book BookRun::Read(const std::string& orders)
     if (!m_options.instruments.empty()) {
         book.market = ReadInput(m_options.instruments);
         const MarketContents market = CheckMarket(*book.market, m_log, problems, m_warnings);
-        // With instruments missing, rows would be blamed for it.
+        // Missing instruments would be blamed on the rows.
         if (market.isWhole) CheckNames(book, market.codes, problems);
     }
     problems.ThrowIfAny();
@@ -201,7 +201,7 @@ void Reported(const BookOptions& options, const std::function<void(BookRun&)>& b
     try {
         body(run);
     } catch (...) {
-        run.Watch({}); // what the library has to say of what failed
+        run.Watch({}); // the library's own words about the failure
         run.Told().Tell();
         throw;
     }

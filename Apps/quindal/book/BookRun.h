@@ -25,10 +25,10 @@ struct BookOptions
     std::string positions;
     std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
     bool isStrict = false;                             // a warning ends the run
-    bool deriveLevels = false; // records of levels that live by their own and have none come from their clients
+    bool deriveLevels = false; // levels under netting without records take theirs from their clients
 };
 
-/// The rows of a run, checked as far as can be before anything is started.
+/// The rows of a run, checked as far as possible before anything is started.
 struct Book
 {
     Rows<AccountRow> accounts;
@@ -42,16 +42,18 @@ class BookRun
 public:
     explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
-    /// Reads the files and checks them. orders: empty for none. Throws InputError that tells all that is wrong.
+    /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
+    /// wrong.
     [[nodiscard]] Book Read(const std::string& orders);
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
     void With(const Book& book, const std::function<void(MarginSession&)>& body);
-    /// Takes the records of levels that have none from their clients where that is asked for; warns of them otherwise.
+    /// Derives the records of levels that have none from their clients where that is asked for; warns of such levels
+    /// otherwise.
     void CompleteLevels() noexcept { m_completesLevels = true; }
 
     [[nodiscard]] Warnings& Told() noexcept { return m_warnings; }
-    /// What the library has logged since the last look is about this.
+    /// Ascribes the library's log lines since the last look to `where`.
     void Watch(const std::string& where) { m_warnings.Add(where, m_log.Next()); }
 
 private:
@@ -67,13 +69,13 @@ private:
     bool m_completesLevels = false;
 };
 
-/// Warns of levels that live by records of their own and have none.
+/// Warns of levels under the netting rule that have no records of their own.
 void WarnOf(const std::vector<EmptyLevel>& levels, const std::string& file, Warnings& warnings);
 /// Warns of firms whose margin stays 0.00 by the rules of the accounts.
 void WarnOfUnreachedFirms(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Warnings& warnings);
 
-/// Runs `body`, tells the warnings whatever comes of it, and then calls `report`, unless the run is strict and there
-/// were warnings: that is an InputError.
+/// Runs `body`, prints the warnings whether it succeeds or not, and then calls `report`. A strict run with warnings
+/// throws InputError instead.
 void Reported(const BookOptions& options, const std::function<void(BookRun&)>& body,
               const std::function<void()>& report);
 

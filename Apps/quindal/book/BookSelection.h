@@ -1,4 +1,4 @@
-// Which rows a computation needs, and in which order they are registered.
+// The rows that a computation needs, and the order in which they are registered.
 #pragma once
 
 #include <set>
@@ -9,12 +9,12 @@
 
 namespace quindal {
 
-/// Accounts before their firms, these before their ratios and clients, otherwise as in the file: a firm that is
-/// registered before its account would stand without one. The rows outlive the result.
+/// Rows in the order of registration: accounts before their firms, firms before their ratios and clients, otherwise as
+/// in the file. A firm that is registered before its account would stand without one. The rows outlive the result.
 [[nodiscard]] std::vector<const AccountRow*> InOrderOfRegistration(const Rows<AccountRow>& accounts);
 
-/// Of rows in that order those that the margins of some clients need: themselves, their firms with their ratios, the
-/// accounts of these.
+/// The rows that the margins of some clients need: the clients, their firms with ratios, and the accounts of these
+/// firms. `rows` are in the order of registration, and so is the result.
 [[nodiscard]] std::vector<const AccountRow*> AccountsOf(const std::vector<const AccountRow*>& rows,
                                                         const std::set<std::string>& clients);
 

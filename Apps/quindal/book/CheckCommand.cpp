@@ -28,7 +28,7 @@ std::optional<Rows<Row>> ReadIfGiven(const std::string& path, Problems& problems
     return read(ReadInput(path), problems);
 }
 
-/// The files that were given.
+/// The files that were named.
 struct Files
 {
     Files(const CheckOptions& options, Problems& problems)

@@ -1,4 +1,4 @@
-// quindal check: whether input files are what a computation takes, without computing.
+// quindal check: tells whether input files are fit for a computation, without computing.
 #pragma once
 
 #include <string>
@@ -15,8 +15,8 @@ struct CheckOptions
     bool isStrict = false; // a warning is an error
 };
 
-/// Runs the command and returns the exit status. A line for each file on stdout says what is in it when all of them are
-/// good. Throws InputError that tells all that is wrong.
+/// Runs the command and returns the exit status. When all files are good, a line for each on stdout says what is in it.
+/// Throws InputError that names everything that is wrong.
 [[nodiscard]] int RunCheck(const CheckOptions& options);
 
 } // namespace quindal

@@ -23,7 +23,7 @@ void CheckClient(const std::string& client, const Rows<AccountRow>& accounts)
     throw InputError("--client: \"" + client + "\" is none of the clients in the accounts" + suggestion.Text());
 }
 
-/// What the margin of one client is made of: its positions, and the accounts above it. Others' do not enter into it.
+/// The part of a book that the margin of one client is made of: its positions and the accounts above it.
 Book BookOf(const std::string& client, Book&& whole)
 {
     Book book{{whole.accounts.file}, {whole.positions.file}, {}, std::move(whole.market)};

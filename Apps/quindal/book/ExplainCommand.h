@@ -15,8 +15,8 @@ struct ExplainOptions : BookOptions
     ExplainFormat format = ExplainFormat::Table;
 };
 
-/// Runs the command and returns the exit status. Prints the explanation on stdout when, and only when, everything
-/// succeeded, the drawing included. Throws CommandError that says what failed.
+/// Runs the command and returns the exit status. Prints the explanation on stdout only when everything succeeded, the
+/// drawing included. Throws CommandError with the reason.
 [[nodiscard]] int RunExplain(const ExplainOptions& options);
 
 } // namespace quindal

@@ -14,8 +14,8 @@ struct MarginOptions : BookOptions
     ReportFormat format = ReportFormat::Table;
 };
 
-/// Runs the command and returns the exit status. Prints the figures on stdout when, and only when, every call
-/// succeeded. Throws CommandError that says what failed and which input rows caused it.
+/// Runs the command and returns the exit status. Prints the figures on stdout only when every call succeeded. Throws
+/// CommandError with the reason and the input rows that caused it.
 [[nodiscard]] int RunMargin(const MarginOptions& options);
 
 } // namespace quindal

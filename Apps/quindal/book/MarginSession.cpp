@@ -9,12 +9,14 @@
 #include "Broker.h"
 #include "CalcGOEx.h"
 #include "Client.h"
+#include "Enums.h"
 #include "LibraryState.h"
 #include "MarketCheck.h"
 #include "ParticipantRepository.h"
 #include "QuindalIM.h"
 #include "RunLog.h"
 #include "TradingCodes.h"
+#include "Words.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
@@ -25,12 +27,20 @@ namespace quindal {
 
 namespace {
 
+// What a row says of a risk level goes to the library by its number and to the eye by its word.
+static_assert(std::ranges::equal(RiskLevelWords, Enums::ClientRiskLevels,
+                                 [](const Word& word, const Enums::ClientRiskLevelRow& level) {
+                                     return word.first.substr(1) == level.name.substr(1) &&
+                                            word.second == static_cast<std::int32_t>(level.value);
+                                 }),
+              "each risk level has its word, in the same order");
+
 void Check(std::int32_t code, const char* call, const std::string& where = {})
 {
     if (code != 0) throw CallError(where, call, code);
 }
 
-/// Whether a code tells of the router, the login or the server, and not of what was asked.
+/// True for a code of the router, the login or the server, as against one of the request.
 bool IsOfTheLink(std::int32_t code)
 {
     static constexpr std::array<std::uint32_t, 8> codes{
@@ -48,7 +58,7 @@ std::string TextOf(const std::string& where, const std::string& call, std::int32
            GetErrorCodeDescription(code) + (reason.empty() ? "" : " (" + reason + ")");
 }
 
-/// What the library says of a failed download: the link gave way, or the document was none to be taken.
+/// True when the library's text on a failed download tells of the link; false when the document could not be taken.
 bool IsLinkTrouble(const std::string& text)
 {
     static constexpr std::array<std::string_view, 6> begins{
@@ -63,7 +73,8 @@ bool Has(const std::string& logged, Z9ERR code)
     return logged.find("(" + std::to_string(code) + ":") != std::string::npos;
 }
 
-/// Says what of a login failed. The last error of the link is of its farewell by then; its log has the one before.
+/// Text on the part of a login that failed. The last error of the link is that of its farewell by then; its log has the
+/// one before.
 std::string LoginReason(std::int32_t code, const std::string& user, const std::vector<LogLine>& log)
 {
     std::string logged;

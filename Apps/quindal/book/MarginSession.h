@@ -20,12 +20,12 @@ namespace quindal {
 
 class RunLog;
 
-/// An exported function gave a code. The status is that of the link for the codes that tell of it, and that of a
-/// refused input otherwise.
+/// Thrown when an exported function returned a code. The status is that of the link for codes of the link, otherwise
+/// that of a refused input.
 class CallError : public CommandError
 {
 public:
-    /// where: "FILE:LINE" of the row that caused it, or empty. reason: what the link says of it, or empty.
+    /// where: "FILE:LINE" of the row that caused it, or empty. reason: the link's own text, or empty.
     CallError(const std::string& where, const std::string& call, std::int32_t code, const std::string& reason = {});
     CallError(ExitStatus status, const std::string& where, const std::string& call, std::int32_t code,
               const std::string& reason);
@@ -53,7 +53,7 @@ struct SettlementAccountFigures
     double GO; // money, in cents
 };
 
-/// One client's figures of one what-if: in the book without orders, and with those of the what-if in it.
+/// Figures of one client in one what-if: in the book without orders, and with the orders of the what-if.
 struct WhatIfFigures
 {
     std::string label;
@@ -77,10 +77,10 @@ struct Order
     std::string instrument; // futures, option or calendar spread
     bool isBuy = true;
     std::int64_t quantity = 0; // contracts, above 0
-    double price = 0.0;        // 0: the calculated price of the instrument, which a calendar spread has not
+    double price = 0.0;        // 0: the calculated price of the instrument; a calendar spread has none
 };
 
-/// The ini file that the library reads, and the name that messages give it: of one that was made for a run, the name of
+/// The ini file that the library reads, and the name that messages give it. A file made for a run goes by the name of
 /// the one that it was made from.
 struct IniFile
 {
@@ -91,8 +91,8 @@ struct IniFile
 class MarginSession
 {
 public:
-    /// Logs in and makes the calculator. Throws CallError, which says what of the login failed as far as the log of the
-    /// run has it.
+    /// Logs in and makes the calculator. Throws CallError, which tells which part of the login failed as far as the log
+    /// of the run has it.
     MarginSession(const IniFile& ini, const std::string& user, const std::string& password, RunLog& log);
     ~MarginSession(); ///< Empties the model and logs out.
     MarginSession(const MarginSession&) = delete;
@@ -101,23 +101,24 @@ public:
     void LoadInstruments();
     /// The instruments that were loaded.
     [[nodiscard]] static MarketCodes Codes();
-    /// Those among them that numbers cannot be reckoned with, as problems of the server that an ini file leads to.
+    /// Adds the loaded instruments whose numbers cannot be used in a computation to the problems of the server that the
+    /// ini file leads to.
     static void CheckInstruments(const std::string& iniFile, Problems& problems);
     /// The calculated price of a futures or an option.
     [[nodiscard]] static double CalculatedPrice(const std::string& instrument);
 
-    // where: "FILE:LINE" of the row, which the CallError begins with.
+    // where: "FILE:LINE" of the row; a CallError begins with it.
     void Register(const std::string& where, const AccountRow& row);
     void SetPosition(const std::string& where, const PositionRow& row);
-    /// Adds an order to those of its client; the figures with it.
+    /// Adds an order to those of its client and returns the figures with it.
     ClientFigures PlaceOrder(const Order& order);
     /// Forgets accounts, firms, clients, their positions and orders; the instruments stay.
     void RemoveAccounts();
-    /// Of a registered client.
+    /// Figures of a registered client.
     [[nodiscard]] ClientFigures FiguresOf(const std::string& client) const;
-    /// Throws InputError for a figure that is no number, or so large that it has no cents.
+    /// Figures of the book. Throws InputError for a figure that is no number, or too large to have cents.
     [[nodiscard]] MarginFigures Figures() const;
-    /// Why the GO of a registered client is what it is; from the inside.
+    /// Explains the GO of a registered client; read from the inside.
     [[nodiscard]] QuindalIM::MarginExplanation Explain(const std::string& client) const;
 
 private:

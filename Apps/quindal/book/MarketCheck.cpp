@@ -35,7 +35,7 @@ constexpr std::array<std::string_view, 7> Tags{"CommonParameters", "Currency", "
 
 bool IsTag(const pugi::xml_node& element, const char* tag) { return ::strcasecmp(element.name(), tag) == 0; }
 
-/// Which attribute of an element names its parent; null for those that have none.
+/// The attribute of an element that names its parent; null for elements without a parent.
 const char* ParentAttribute(const pugi::xml_node& element)
 {
     if (IsTag(element, "Futures")) return "CodeBC";
@@ -48,7 +48,7 @@ bool IsText(std::string_view attribute)
     return attribute.starts_with("Code") || attribute == "TASBaseFutCode" || attribute == "ExpiredDate";
 }
 
-/// A text that the library would read as a number and that is none to reckon with.
+/// True for a text that the library would read as a number and that is no finite number.
 bool IsNoFiniteNumber(const char* text)
 {
     char* end = nullptr;
@@ -56,8 +56,8 @@ bool IsNoFiniteNumber(const char* text)
     return end != text && *end == '\0' && !std::isfinite(value);
 }
 
-/// What an error of the library says of an element: its code and text. Where it was raised is nobody's business here,
-/// and which element it was stands before it.
+/// Code and text of an error of the library. The place where it was raised is left out, and the message names the
+/// element already.
 std::string ReasonOf(const kv7base::CZ9Error& error)
 {
     const auto code = static_cast<std::int32_t>(error.GetCode());
@@ -81,7 +81,7 @@ std::vector<std::string> CellsOf(const std::string& row)
     return cells;
 }
 
-/// Another element of the same name and attributes, which are all that the library reads of one.
+/// Appends an element with this one's name and attributes, which are all that the library reads.
 void AppendAttributesOf(const pugi::xml_node& element, pugi::xml_node parent)
 {
     pugi::xml_node copy = parent.append_child(element.name());
@@ -164,14 +164,15 @@ private:
             Leave(element);
     }
 
-    /// Remembers what is not there for others to stand on.
+    /// Remembers an element that did not go in, since others may depend on it.
     void Leave(const pugi::xml_node& element)
     {
         const std::string code = element.attribute("Code").value();
         if (!code.empty()) m_refused.insert(code);
     }
 
-    // Other elements do not count; one that looks like a slip of the hand is told.
+    // True for an element that the library knows. Others are passed over; one that looks like a slip of the hand is
+    // reported.
     bool IsKnown(const pugi::xml_node& element, std::size_t line)
     {
         Suggestion suggestion(element.name());
@@ -196,14 +197,14 @@ private:
         return areFinite;
     }
 
-    // Its parent's line says why.
+    // True when the parent was refused; the parent's line says why.
     bool IsBelowARefusedOne(const pugi::xml_node& element) const
     {
         const char* const parent = ParentAttribute(element);
         return parent != nullptr && m_refused.contains(element.attribute(parent).value());
     }
 
-    /// Gives elements to the library. What it logs about those that it takes is corrections.
+    /// Inserts elements into the library. Its log lines about elements that it takes are corrections.
     bool Insert(const pugi::xml_node& root, const std::string& name, std::size_t line)
     {
         std::string reason;
@@ -242,8 +243,8 @@ private:
         if (IsTag(element, "Option")) count(m_contents.options, InstrumentKind::Option);
     }
 
-    // Their legs may stand anywhere in the document, so they go in at the end and together. With futures missing they
-    // would be blamed for it.
+    // Inserts the calendar spreads. Their legs may stand anywhere in the document, so they go in at the end and
+    // together; missing futures would be blamed on them.
     void InsertSpreads()
     {
         if (m_legs.empty() || !m_contents.isWhole) return;
@@ -266,12 +267,12 @@ private:
     pos::PositionCalculatorInstruments m_accounting;
     QuindalIM::CCalcGOEx m_calculator{m_participants, m_instruments, m_accounting};
     MarketContents m_contents;
-    std::set<std::string, std::less<>> m_refused; // codes of elements that did not go in
+    std::set<std::string, std::less<>> m_refused; // codes of refused elements
     pugi::xml_document m_spreads;                 // their rows, in a root of their own
     std::size_t m_spreadLine = 0;
     std::map<std::string, int> m_legs; // rows of each spread
     std::size_t m_line = 1;
-    std::size_t m_counted = 0; // bytes that m_line is the line of
+    std::size_t m_counted = 0; // bytes up to m_line
 };
 
 } // namespace

@@ -1,5 +1,5 @@
-// A market file looked through before anybody counts on it: what the library refuses of it, what it corrects, and the
-// codes that it has.
+// Check of a market file before it is used: the elements that the library refuses, the values that it corrects, and the
+// codes that the file has.
 #pragma once
 
 #include <cstddef>
@@ -25,14 +25,15 @@ struct MarketContents
     std::size_t optionSeries = 0;
     std::size_t options = 0;
     std::size_t calendarSpreads = 0;
-    bool isWhole = true; ///< Nothing was refused, so what is not there is not in the file.
+    bool isWhole = true; ///< False when something was refused: a missing code may still be in the file.
 };
 
-/// Inserts the document into a calculator of its own, without a server. What the library refuses, and numbers that are
-/// none, are problems with the line of their element; what it corrects is a warning likewise.
+/// Inserts the document into a calculator of its own, without a server. Elements that the library refuses, and texts
+/// that should be numbers and are not, become problems with their line; values that it corrects become warnings with
+/// their line.
 [[nodiscard]] MarketContents CheckMarket(const InputFile& file, RunLog& log, Problems& problems, Warnings& warnings);
 
-/// Instruments that a server has sent: numbers that are none are problems of the server's.
+/// Checks instruments that a server has sent; texts that should be numbers and are not become problems of the server.
 void CheckDownload(QuindalIM::Dictionary& tables, const std::string& server, Problems& problems);
 
 } // namespace quindal

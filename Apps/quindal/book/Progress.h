@@ -10,13 +10,13 @@ namespace quindal {
 class Progress
 {
 public:
-    /// what names the work, "positions"; total is the number of steps.
+    /// what: name of the work, such as "positions"; total: number of steps.
     Progress(std::string what, std::size_t total);
     ~Progress(); ///< Wipes the bar, if one was drawn.
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void Step(); ///< One step is done.
+    void Step(); ///< Counts one step as done.
 
 private:
     void Draw() const;

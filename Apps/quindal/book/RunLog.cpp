@@ -54,7 +54,7 @@ RunLog::RunLog(const std::string& iniFile)
         OpenOwn();
         return;
     }
-    static_cast<void>(ReadInput(iniFile)); // says what is wrong with a file that cannot be read
+    static_cast<void>(ReadInput(iniFile)); // throws for a file that cannot be read
     kv7base::CZ9Ini ini;
     ini.Open(iniFile);
     const std::optional<std::string> section = FindLogSection(ini);

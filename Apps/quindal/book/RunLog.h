@@ -1,4 +1,4 @@
-// RunLog: what the library logs during a run, read line by line, so that its warnings reach whoever runs it.
+// RunLog: the library's log during a run, read line by line, so that its warnings reach the person who runs it.
 #pragma once
 
 #include <cstdint>
@@ -13,35 +13,35 @@ namespace quindal {
 
 struct LogLine
 {
-    bool isError = false; ///< A warning otherwise.
+    bool isError = false; ///< False for a warning.
     std::string text;
 };
 
-/// The last part of a log line that is no mere information; nothing for one that is, or for no log line at all.
+/// The severity and the text of a log line that warns or tells an error; nothing for information and for other texts.
 [[nodiscard]] std::optional<LogLine> ReadLogLine(const std::string& line);
 
 class RunLog
 {
 public:
-    /// Follows the log that an ini file names, from its present end. Where it names none, and without an ini file, the
-    /// library is made to log its warnings into a file of ours. Throws InputError for an ini file that cannot be read.
+    /// Follows the log that an ini file names, from its present end. Without such a log, or without an ini file, makes
+    /// the library log its warnings into a file of ours. Throws InputError for an ini file that cannot be read.
     explicit RunLog(const std::string& iniFile = {});
     ~RunLog();
     RunLog(const RunLog&) = delete;
     RunLog& operator=(const RunLog&) = delete;
 
-    /// Empty where the log is followed; otherwise why its warnings stay unseen.
+    /// Why the library's warnings stay unseen; empty where its log is followed.
     [[nodiscard]] const std::string& Unseen() const noexcept { return m_unseen; }
-    /// What has been logged since the last call, information left out.
+    /// Lines logged since the last call, without information.
     [[nodiscard]] std::vector<LogLine> Next();
 
 private:
     void OpenOwn();
     void Follow(const std::string& file, const std::string& level);
 
-    std::optional<TemporaryFolder> m_folder; // of a log of ours
+    std::optional<TemporaryFolder> m_folder; // folder of a log of ours
     std::filesystem::path m_file;
-    std::uintmax_t m_read = 0; // bytes that were looked at
+    std::uintmax_t m_read = 0; // bytes read so far
     std::string m_unseen;
 };
 

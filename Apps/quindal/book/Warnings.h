@@ -1,4 +1,4 @@
-// Warnings of a run: told at its end, counted, and with --strict the end of it.
+// Warnings of a run: they are printed at its end and counted, and with --strict they end it.
 #pragma once
 
 #include <cstddef>
@@ -12,15 +12,15 @@ namespace quindal {
 class Warnings
 {
 public:
-    /// So many are told, the others are counted.
+    /// So many are printed, the others are counted.
     static constexpr std::size_t MostTold = 50;
 
-    /// where: "FILE:LINE" of what it is about, or empty.
+    /// Adds a warning. where: "FILE:LINE" of its object, or empty.
     void Add(const std::string& where, const std::string& text) { Take("warning", where, text); }
-    /// What the library has logged about something.
+    /// Adds lines that the library has logged about an object.
     void Add(const std::string& where, const std::vector<LogLine>& lines);
     [[nodiscard]] std::size_t Count() const noexcept { return m_count; }
-    /// Prints them on stderr, and how many there are.
+    /// Prints the warnings and their number on stderr.
     void Tell() const;
 
 private:

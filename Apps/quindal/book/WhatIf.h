@@ -1,8 +1,8 @@
-// WhatIf: what the margin of clients would be, had they orders that nobody has sent.
+// WhatIf: the margin that clients would have with orders that nobody has sent.
 //
-// Each what-if starts from the book without orders, to the last bit. To cancel its orders would not lead back there:
-// what was added to a sum and taken out of it again leaves the rounding of both, and a collateral instrument keeps a
-// part of a cancelled order until its client's book is made anew. So the book is made anew. Of the whole book only a
+// Each what-if starts from the book without orders, to the last bit. Cancelling its orders would not lead back there:
+// adding to a sum and subtracting again leaves the rounding of both, and a collateral instrument keeps a part of a
+// cancelled order until its client's book is rebuilt. So the book is rebuilt. Of the whole book only a
 // small part is needed: a client's margin is made of its own positions and of the parameters of its firm, nothing that
 // other clients hold enters into it, and nothing but the clients' margin is asked for. The accounts, and the clients of
 // the what-if with their firms, are registered again and these clients' positions set in their order, which adds the
@@ -27,28 +27,30 @@ struct WhatIf
     std::vector<Order> orders; // in the order of the file, which is that in which they are placed
 };
 
-/// Rows of one label make one what-if; a row without stands alone and is labelled # and its number among the what-ifs.
+/// The what-ifs of some orders: rows of one label make one what-if. A row without a label is a what-if of its own,
+/// labelled # and its number among the what-ifs.
 [[nodiscard]] std::vector<WhatIf> WhatIfsOf(const Rows<OrderRow>& orders);
 
 /// A book of positions in which what-ifs are tried, one after the other.
 class WhatIfBook
 {
 public:
-    /// The session has its instruments; what else it has goes with the first what-if. It and the rows outlive the book.
+    /// The session has its instruments loaded; everything else in it is replaced by the first what-if. Session and rows
+    /// outlive the book.
     WhatIfBook(MarginSession& session, const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions);
 
-    /// Figures before and after, one entry a client, in the order in which the what-if names them. The accounts have
-    /// all of its clients. Throws CallError.
+    /// Figures before and after the orders, one entry a client, in the order in which the what-if names the clients.
+    /// The accounts contain all of them. Throws CallError.
     [[nodiscard]] std::vector<WhatIfFigures> Try(const WhatIf& whatIf);
 
 private:
-    /// The book without orders, as far as these clients go.
+    /// Brings the part of the book that concerns these clients back to its state without orders.
     void Restore(const std::vector<std::string>& clients);
 
     MarginSession& m_session;
     const Rows<AccountRow>& m_accounts;
     const Rows<PositionRow>& m_positions;
-    std::vector<const AccountRow*> m_order; // as they are registered
+    std::vector<const AccountRow*> m_order; // in the order of registration
     std::map<std::string, std::vector<const PositionRow*>, std::less<>> m_positionsOfClients;
 };
 

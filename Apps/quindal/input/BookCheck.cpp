@@ -14,7 +14,7 @@ namespace quindal {
 
 namespace {
 
-/// So many characters of an account's id tell it from others.
+/// Characters of an account's id that distinguish it from others.
 constexpr std::size_t AccountIdSize = 12;
 
 /// A problem of one cell of a row.
@@ -113,7 +113,7 @@ void CheckHolder(const Rows<PositionRow>& positions, const PositionRow& row, Nam
     }
 }
 
-/// Instruments that orders go to; positions are in futures and options only.
+/// Use of an instrument: orders stand in all of them, positions in futures and options only.
 enum class Use
 {
     Position,

@@ -1,4 +1,4 @@
-// What rows say of each other: each name is known, each thing is said once, each record counts.
+// Checks of rows against each other: each name is known, each entry stands once, each record counts.
 #pragma once
 
 #include "MarketCodes.h"
@@ -7,18 +7,20 @@
 
 namespace quindal {
 
-/// Accounts, firms, clients and ratios among each other.
+/// Checks accounts, firms, clients and ratios against each other.
 void CheckAccounts(const Rows<AccountRow>& accounts, Problems& problems);
-/// No holder has an instrument twice.
+/// Checks that no holder has an instrument twice.
 void CheckRepeated(const Rows<PositionRow>& positions, Problems& problems);
-/// Holders are among the accounts, and take the records that are given for them.
+/// Checks that holders are among the accounts and take the records that are given for them.
 void CheckHolders(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Problems& problems);
-/// Those who order are among the clients.
+/// Checks that the senders of orders are among the clients.
 void CheckClients(const Rows<AccountRow>& accounts, const Rows<OrderRow>& orders, Problems& problems);
 
-/// Base contracts of ratios, instruments of positions and orders.
+/// Checks the base contracts of ratios.
 void CheckInstruments(const MarketCodes& codes, const Rows<AccountRow>& accounts, Problems& problems);
+/// Checks the instruments of positions.
 void CheckInstruments(const MarketCodes& codes, const Rows<PositionRow>& positions, Problems& problems);
+/// Checks the instruments of orders.
 void CheckInstruments(const MarketCodes& codes, const Rows<OrderRow>& orders, Problems& problems);
 
 } // namespace quindal

@@ -20,7 +20,7 @@ std::string Trimmed(std::string_view text)
     return std::string(text.substr(first, text.find_last_not_of(Blanks) - first + 1));
 }
 
-/// The text up to and with its next line end, of any kind.
+/// Takes the text up to and with its next line end, of any kind.
 std::string_view TakeLine(std::string_view& text)
 {
     std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
@@ -37,7 +37,7 @@ bool IsComment(std::string_view line)
     return first != std::string_view::npos && line[first] == '#';
 }
 
-/// What stands most often between the names of the header.
+/// The separator that occurs most often in the header.
 char SeparatorOf(std::string_view text)
 {
     std::string_view header;
@@ -50,7 +50,7 @@ char SeparatorOf(std::string_view text)
     return best;
 }
 
-// What libcsv calls back into: cells gather until their row ends.
+// The target of libcsv's callbacks: cells gather until their row ends.
 struct Gatherer
 {
     bool isOpen = false; // a row has begun and not ended
@@ -73,7 +73,7 @@ struct Gatherer
     }
 };
 
-/// A parser that is freed.
+/// A libcsv parser that is freed at the end of the scope.
 class Parser
 {
 public:
@@ -102,7 +102,7 @@ private:
     csv_parser m_parser{};
 };
 
-/// The reason why the text is no table, and the line; an empty reason when it is one.
+/// Reads the rows. Returns the reason and the line when the text is no table; otherwise an empty reason.
 Problem ReadRows(std::string_view text, Gatherer& gatherer)
 {
     Parser parser(SeparatorOf(text));

@@ -1,8 +1,8 @@
-// CsvTable: a table that somebody wrote, read whole, each row with the line it begins on.
+// CsvTable: a table that a person wrote, read whole, each row with the line it begins on.
 //
-// RFC 4180 quoting (libcsv). Commas, semicolons or tabs stand between the cells, as the header has them; a byte order
-// mark and either kind of line end are nobody's business. A line that begins with "#" is a comment, whatever stands in
-// it, unless a quoted cell is open there; rows without any text are passed over.
+// RFC 4180 quoting (libcsv). Commas, semicolons or tabs separate the cells, as in the header; a byte order mark and
+// either kind of line end are accepted. A line that begins with "#" is a comment unless a quoted cell is open there;
+// rows without any text are passed over.
 #pragma once
 
 #include <cstddef>
@@ -22,13 +22,13 @@ struct CsvRow
 
 struct CsvTable
 {
-    std::string file; ///< As messages call it.
+    std::string file; ///< Name in messages.
     CsvRow header;
     std::vector<CsvRow> rows;
 };
 
-/// What is wrong with the text as a table (a quote that is not closed, no header) is added to the problems; the rows
-/// before it are there.
+/// Reads the table. Faults of the text (a quote that is not closed, no header) are added to the problems; the rows
+/// before them are in the result.
 [[nodiscard]] CsvTable ReadCsv(const InputFile& file, Problems& problems);
 
 } // namespace quindal

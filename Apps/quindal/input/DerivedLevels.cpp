@@ -10,13 +10,13 @@ namespace quindal {
 
 namespace {
 
-/// What the clients of a level hold in one instrument.
+/// Sum of the records of a level's clients in one instrument.
 struct Sum
 {
     std::int64_t quantity = 0;
     std::int64_t afterLastClearing = 0;
     double money = 0.0;       // quantity times price
-    double turnover = 0.0;    // the same without signs
+    double turnover = 0.0;    // quantity times price, without signs
     bool isCalculated = true; // all rows are at the calculated price
 };
 
@@ -56,7 +56,7 @@ std::string InCents(double money)
 void DeriveLevel(const EmptyLevel& level, const std::function<double(const std::string&)>& calculatedPrice,
                  DerivedRecords& records)
 {
-    std::vector<std::string> instruments; // as they first come
+    std::vector<std::string> instruments; // in the order in which they first come
     std::map<std::string, std::vector<const PositionRow*>> rows;
     for (const PositionRow* const row : level.below) {
         auto& ofInstrument = rows[row->instrument];

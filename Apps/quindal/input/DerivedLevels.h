@@ -1,5 +1,5 @@
-// Levels under the netting rule live by records of their own. Where a file has none for such a level, its margin is
-// 0.00 whatever its clients hold; the records can be derived from theirs.
+// Levels under the netting rule have records of their own. Without a record in the file the margin of such a level is
+// 0.00 whatever its clients hold; the records can be derived from those of its clients.
 #pragma once
 
 #include <cstdint>
@@ -16,19 +16,20 @@ struct EmptyLevel
 {
     std::int32_t level = 0;
     std::string code;
-    std::vector<const PositionRow*> below; ///< What its clients hold, in the order of the file.
+    std::vector<const PositionRow*> below; ///< Records of its clients, in the order of the file.
 
     /// "firm AA01", "account HOUSE".
     [[nodiscard]] std::string Name() const;
 };
 
-/// Firms, then accounts, each in the order of the accounts. The rows of the positions outlive the result.
+/// The levels under netting that have no record: firms, then accounts, each in the order of the accounts. The rows of
+/// the positions outlive the result.
 [[nodiscard]] std::vector<EmptyLevel> LevelsWithoutRecords(const Rows<AccountRow>& accounts,
                                                            const Rows<PositionRow>& positions);
 
-/// Firms under the gross rule that nothing reaches, though their clients hold something: what clients hold is handed up
-/// only where the firm or its account is under half_netting. Their margin is 0.00, and so is their part of an account
-/// that sums its firms' margins. In the order of the accounts.
+/// Firms under the gross rule that no position reaches, though their clients hold some: positions of clients are handed
+/// up only where the firm or its account is under half_netting. Their margin is 0.00, and so is their part of an
+/// account that sums its firms' margins. In the order of the accounts.
 [[nodiscard]] std::vector<std::string> FirmsThatNothingReaches(const Rows<AccountRow>& accounts,
                                                                const Rows<PositionRow>& positions);
 
@@ -38,9 +39,10 @@ struct DerivedRecords
     std::vector<std::string> warnings;
 };
 
-/// One record an instrument: quantities and what the last clearing left of them summed, at the price at which quantity
-/// times price is the sum of the clients'. Where quantities cancel and that sum does not, a warning names instrument
-/// and sum. `calculatedPrice` gives an instrument's price for rows without one.
+/// Derives one record an instrument: the sums of the clients' quantities and of their quantities after the last
+/// clearing, at the price at which quantity times price is the sum of the clients'. Where quantities cancel and that
+/// sum does not, a warning names instrument and sum. `calculatedPrice` gives an instrument's price for rows without
+/// one.
 [[nodiscard]] DerivedRecords Derive(const std::vector<EmptyLevel>& levels,
                                     const std::function<double(const std::string&)>& calculatedPrice);
 

@@ -11,7 +11,7 @@ namespace quindal {
 
 namespace {
 
-/// Standard input stays open, a file does not.
+/// A descriptor; standard input stays open, a file is closed.
 class Descriptor
 {
 public:

@@ -10,11 +10,11 @@ inline constexpr const char* StandardInput = "-";
 
 struct InputFile
 {
-    std::string name; ///< As messages call it: the path, or "<stdin>".
+    std::string name; ///< Name in messages: the path, or "<stdin>".
     std::string text;
 };
 
-/// Reads all of a file, a pipe or, for "-", standard input. Throws InputError that names the file and the reason.
+/// Reads a whole file, a pipe or, for "-", standard input. Throws InputError that names the file and the reason.
 [[nodiscard]] InputFile ReadInput(const std::string& path);
 
 } // namespace quindal

@@ -20,14 +20,14 @@ enum class InstrumentKind
 class MarketCodes
 {
 public:
-    /// Where a code names instruments of several kinds, the one counts that comes first in the enumeration.
+    /// Adds a code. Of instruments of several kinds under one code the kind that comes first in the enumeration counts.
     void Add(const std::string& code, InstrumentKind kind)
     {
         if (kind == InstrumentKind::BaseContract) m_baseContracts.insert(code);
         const auto [place, isNew] = m_kinds.emplace(code, kind);
         if (!isNew && kind < place->second) place->second = kind;
     }
-    /// Null for an unknown code.
+    /// Kind of the instrument with this code; null for an unknown code.
     [[nodiscard]] const InstrumentKind* Find(std::string_view code) const
     {
         const auto found = m_kinds.find(code);

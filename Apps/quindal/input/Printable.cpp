@@ -7,7 +7,7 @@ namespace quindal {
 
 namespace {
 
-/// A character and the bytes that it takes; 0 bytes for what is no UTF-8.
+/// A character and its bytes; 0 bytes for bytes that are no UTF-8.
 struct Character
 {
     std::uint32_t code = 0;
@@ -34,7 +34,7 @@ Character FirstOf(std::string_view text)
 
 bool IsControl(std::uint32_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
 
-/// Marks without a shape of their own: directions of writing, joiners, line separators.
+/// True for marks without a shape of their own: directions of writing, joiners, line separators.
 bool IsInvisible(std::uint32_t code)
 {
     return (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||

@@ -1,4 +1,4 @@
-// Text of others as a terminal may show it.
+// Text from outside, made fit to be shown by a terminal.
 #pragma once
 
 #include <string>
@@ -6,11 +6,12 @@
 
 namespace quindal {
 
-/// The text with whatever would move a cursor, change colours or turn the order of the letters around written out:
-/// control characters as \n, \t or \x1B, the invisible marks of UTF-8 as \u202E, bytes that are no UTF-8 as \xFF.
+/// The text with every character written out that would move a cursor, change colours or turn the order of letters
+/// round: control characters as \n, \t or \x1B, the invisible marks of UTF-8 as \u202E, bytes that are no UTF-8 as
+/// \xFF.
 [[nodiscard]] std::string Printable(std::string_view text);
 
-/// Whether the text is UTF-8 without control characters.
+/// True when the text is UTF-8 without control characters.
 [[nodiscard]] bool IsPlainText(std::string_view text);
 
 } // namespace quindal

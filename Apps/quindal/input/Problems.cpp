@@ -9,7 +9,7 @@ namespace quindal {
 
 namespace {
 
-/// A value that fits a line of a message.
+/// The value, shortened to fit a line of a message.
 std::string Shortened(const std::string& value)
 {
     constexpr std::size_t most = 80;

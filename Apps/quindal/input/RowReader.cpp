@@ -14,7 +14,7 @@ namespace quindal {
 
 namespace {
 
-/// A sign in front is welcome, as people write it.
+/// The text without a plus in front, which people may write.
 std::string_view WithoutPlus(std::string_view text)
 {
     const bool hasPlus = text.starts_with('+') && !text.starts_with("+-");
@@ -29,7 +29,7 @@ bool Parse(std::string_view text, Value& value)
     return error == std::errc{} && end == text.data() + text.size();
 }
 
-/// A number that a double does not hold: too many digits before or behind the point.
+/// True for a number that a double does not hold: too many digits before or behind the point.
 bool IsBeyondNumbers(std::string_view text)
 {
     double value = 0.0;
@@ -57,7 +57,7 @@ SchemaTable::SchemaTable(CsvTable table, const Schema& schema, Problems& problem
     : m_table(std::move(table)), m_schema(schema)
 {
     if (m_table.header.cells.empty())
-        m_isReadable = false; // told already
+        m_isReadable = false; // reported already
     else
         CheckHeader(problems);
 }
@@ -82,7 +82,7 @@ void SchemaTable::CheckHeader(Problems& problems)
     for (const ColumnRule& rule : m_schema.rules)
         if (rule.isRequired && rule.rows == AllRows && !present.contains(rule.column))
             refuse(std::string(rule.column), "is missing");
-    // A column that each kind of row has a rule of its own for, as the codes of accounts.
+    // For a column that has a rule of its own for each kind of row, as the codes of accounts.
     if (m_schema.HasColumn("code") && !present.contains("code") && m_schema.Find("code", AllRows)->rows != AllRows)
         refuse("code", "is missing");
 }

@@ -16,7 +16,8 @@ namespace quindal {
 class SchemaTable
 {
 public:
-    /// Unknown, repeated and missing columns are problems of the header; the rows are not read then.
+    /// Finds the columns. Unknown, repeated and missing columns become problems of the header; the rows are not read
+    /// then.
     SchemaTable(CsvTable table, const Schema& schema, Problems& problems);
 
     [[nodiscard]] const CsvTable& Table() const noexcept { return m_table; }
@@ -33,28 +34,28 @@ private:
     bool m_isReadable = true;
 };
 
-/// Whatever is wrong with a cell is added to the problems; what is read then is the value of an empty cell.
+/// Reads the cells of a row. A fault of a cell is added to the problems, and the cell is then read as an empty one.
 class RowReader
 {
 public:
     RowReader(const SchemaTable& table, const CsvRow& row, Problems& problems);
 
-    /// From now on the row is of one kind. Cells that rows of this kind do not have are problems; `name` is what the
-    /// message calls them.
+    /// Sets the kind of the row. Cells that rows of this kind do not have become problems; `name` is the kind's name in
+    /// messages.
     void SetKind(unsigned rows, std::string_view name);
 
     [[nodiscard]] bool IsGiven(std::string_view column) const { return !m_table.Cell(m_row, column).empty(); }
     [[nodiscard]] std::string Text(std::string_view column);
     [[nodiscard]] double Number(std::string_view column);
     [[nodiscard]] std::int64_t Whole(std::string_view column);
-    /// What the cell's word stands for; nothing where it is none of the words.
+    /// Value of the cell's word; nothing when it is none of the column's words.
     [[nodiscard]] std::optional<std::int32_t> FindWord(std::string_view column);
     [[nodiscard]] std::int32_t Word(std::string_view column) { return FindWord(column).value_or(0); }
 
     void Refuse(std::string_view column, std::string reason);
 
 private:
-    /// The cell, or what an empty one is read as.
+    /// Text of the cell, or the fallback of an empty one.
     [[nodiscard]] std::string_view CellOrFallback(const ColumnRule& rule);
     [[nodiscard]] const ColumnRule& RuleOf(std::string_view column) const;
     void CheckRange(const ColumnRule& rule, double value);

@@ -27,7 +27,7 @@ std::string_view NameOf(AccountLevel level)
     }
 }
 
-/// A word of a column that rows of this level have; otherwise what the row has without it.
+/// Reads the word of a column that rows of this level have; otherwise keeps the row's value.
 template <class Enumeration>
 void TakeWord(RowReader& reader, const Schema& schema, std::string_view column, unsigned rows, Enumeration& value)
 {
@@ -59,7 +59,7 @@ void TakeAccount(RowReader& reader, AccountRow& row)
     TakeNumber(reader, "short_charge_ratio", rows, row.shortChargeRatio);
     TakeWord(reader, AccountsSchema, "risk_level", rows, row.riskLevel);
     TakeWord(reader, AccountsSchema, "account_type", rows, row.accountType);
-    // The engine would take 1 for anything between.
+    // The engine would read any value between as 1.
     const bool isHalf = row.level == AccountLevelFirm && row.marginRule == QUINDAL_MARGIN_RULE_HALF_NETTING;
     if (isHalf && row.expWeight > 0.0 && row.expWeight < 1.0)
         reader.Refuse("exp_weight", "is neither 0 nor 1, as half_netting asks of a firm");

@@ -1,4 +1,4 @@
-// The rows of the files that people write, each value read and checked by the file's schema.
+// The rows of the files that people write, each value read and checked by the schema of the file.
 #pragma once
 
 #include <cstddef>
@@ -63,24 +63,24 @@ struct UserRow
     std::string password;
 };
 
-/// The rows of one file. With problems in it, a value that could not be read is that of an empty cell.
+/// The rows of one file. Where there are problems, a value that could not be read is that of an empty cell.
 template <class Row>
 struct Rows
 {
-    std::string file; ///< As messages call it.
+    std::string file; ///< Name in messages.
     std::vector<Row> rows = {};
 
-    /// "FILE:LINE".
+    /// Place of a row in messages: "FILE:LINE".
     [[nodiscard]] std::string Where(const Row& row) const { return file + ":" + std::to_string(row.line); }
 };
 
 [[nodiscard]] Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
-/// A name that stands twice, and a name with other letters than a router takes, are problems.
+/// Reads the users. A name that stands twice, and a name with other letters than a router takes, become problems.
 [[nodiscard]] Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems);
 
-/// The code of the firm that a client's code begins with.
+/// Code of a client's firm, with which the client's code begins.
 [[nodiscard]] std::string FirmOf(const std::string& client);
 
 } // namespace quindal

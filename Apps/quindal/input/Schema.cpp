@@ -10,13 +10,13 @@ namespace quindal {
 
 namespace {
 
-// Beyond these a price or a quantity is a slip of the hand, and what is made of it loses its cents.
+// A price or a quantity beyond these is a slip of the hand, and figures made of it lose their cents.
 constexpr double MostMoney = 1e12;
 constexpr double MostContracts = 1e12;
 // Prices of orders are kept in 16 digits, five of them behind the point.
 constexpr double MostOrderPrice = 99'999'999'999.0;
 constexpr double MostClearings = 127;
-constexpr double MostRatio = 10.0; // what the engine takes for a base contract
+constexpr double MostRatio = 10.0; // the engine's limit for a base contract
 
 constexpr int WeightDecimals = 2; // weights are kept in hundredths
 constexpr int RatioDecimals = 5;  // ratios of clients in hundred-thousandths
@@ -239,7 +239,7 @@ constexpr std::array UserRules{
 
 std::string NumberText(double value)
 {
-    if (std::abs(value) == 1e12) return value < 0.0 ? "-10^12" : "10^12"; // nobody counts zeros
+    if (std::abs(value) == 1e12) return value < 0.0 ? "-10^12" : "10^12"; // easier to read than zeros
     char text[32];
     const auto [end, error] = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed);
     return {text, end};

@@ -1,5 +1,5 @@
-// Schema: what may stand in the files that people write, said once. The readers, their messages, the help of the
-// command line and docs/input-files.md all come from these rules.
+// Schema: the rules of the files that people write, stated once. The readers, their messages, the help of the command
+// line and docs/input-files.md are all made from these rules.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ enum class CellKind
     Number,
 };
 
-/// What a column means in rows of some kinds.
+/// Rule of a column in rows of some kinds.
 struct ColumnRule
 {
     std::string_view column;
@@ -37,11 +37,11 @@ struct ColumnRule
     CellKind kind = CellKind::Text;
     std::string_view unit = {};
     bool isRequired = false;
-    std::string_view fallback = {};   ///< What an empty cell is read as.
+    std::string_view fallback = {};   ///< The text as which an empty cell is read.
     std::string_view emptyMeans = {}; ///< What an empty cell means, where the fallback does not say it.
     double least = 0.0;               ///< Of a number; of a text the least number of characters.
-    double most = 0.0;                ///< Likewise; a text with 0 is of any length.
-    std::string_view exception = {};  ///< A value beside the range.
+    double most = 0.0;                ///< Largest number; of a text the largest number of characters, 0 for any.
+    std::string_view exception = {};  ///< A value allowed outside the range.
     int decimals = -1;                ///< Digits behind the point that count; more are refused. -1: all count.
     std::span<const Word> words = {};
     std::string_view meaning = {};
@@ -54,10 +54,10 @@ struct Schema
     std::string_view purpose;
     std::span<const ColumnRule> rules;
 
-    /// The rule of a column in rows of one kind; null when they have none.
+    /// Rule of a column in rows of one kind; null when these rows do not have it.
     [[nodiscard]] const ColumnRule* Find(std::string_view column, unsigned rows) const;
     [[nodiscard]] bool HasColumn(std::string_view column) const;
-    /// The columns in their order, each once: "level,code,parent".
+    /// Names of the columns in their order, each once: "level,code,parent".
     [[nodiscard]] std::string Columns() const;
 };
 
@@ -66,9 +66,9 @@ extern const Schema PositionsSchema;
 extern const Schema OrdersSchema;
 extern const Schema UsersSchema;
 
-/// "netting, half_netting".
+/// The words as a list: "netting, half_netting".
 [[nodiscard]] std::string Listed(std::span<const Word> words);
-/// "from 0 to 1, or -1"; empty where any value goes.
+/// The range as a text: "from 0 to 1, or -1"; empty where any value is allowed.
 [[nodiscard]] std::string RangeText(const ColumnRule& rule);
 
 /// All rules as Markdown, for the reference page.

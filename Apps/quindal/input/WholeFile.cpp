@@ -21,7 +21,7 @@ namespace {
 }
 [[noreturn]] void Fail(const std::string& file) { Fail(file, std::generic_category().message(errno)); }
 
-// Where the name leads: a rename would put a file in the place of a link, a pipe or a device.
+// The file that a name leads to: a rename would replace a link, a pipe or a device.
 std::string TargetOf(const std::string& file)
 {
     namespace fs = std::filesystem;
@@ -37,8 +37,8 @@ std::string TargetOf(const std::string& file)
     return target.string();
 }
 
-// A file of its own name in the directory of the target, so that the rename stays within one file system; it goes
-// unless it has taken the place of the target.
+// A file with a name of its own in the directory of the target, so that the rename stays within one file system; it is
+// removed unless it has replaced the target.
 class FileBeside
 {
 public:
@@ -71,7 +71,7 @@ public:
     }
     void PutInPlace()
     {
-        // The permissions that any new file would have.
+        // The permissions of any new file.
         const mode_t mask = ::umask(0);
         ::umask(mask);
         if (::fchmod(m_descriptor, 0666 & ~mask) != 0) Fail(m_file);

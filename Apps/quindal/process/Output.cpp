@@ -17,7 +17,7 @@ namespace quindal {
 
 namespace {
 
-/// Whether the other end of a pipe or of a connection is gone.
+/// True when the other end of a pipe or of a connection is gone.
 bool HasNoReader(int descriptor)
 {
     pollfd state{descriptor, POLLOUT, 0};
@@ -30,7 +30,7 @@ void HoldStandardStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) >= 0) continue;
-        // The lowest free number is this one. Opened the wrong way round: there is nothing to read or write.
+        // The lowest free number is this stream's. It is opened the wrong way round: there is nothing to read or write.
         const int opened = ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         if (opened != stream) ::close(opened);
     }

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t LongestPassword = 1022;
 
-// The terminal as it was found. The prompt puts it back itself, but not for a signal, which another thread takes.
+// Restores the terminal as it was found. The prompt does so itself, but not for a signal, which another thread takes.
 class TerminalAsItWas
 {
 public:
@@ -31,7 +31,7 @@ public:
     TerminalAsItWas(const TerminalAsItWas&) = delete;
     TerminalAsItWas& operator=(const TerminalAsItWas&) = delete;
 
-    /// Nothing is typed any more: the line of the prompt has ended.
+    /// Ends the line of the prompt: nothing more is typed.
     void LineHasEnded()
     {
         TidyUp::Undisturbed([this] { m_isTyping = false; });
@@ -52,7 +52,7 @@ private:
     TidyUp m_tidyUp; // last: undone first
 };
 
-/// What is typed behind the prompt; false, with errno, where nobody can be asked.
+/// Reads the text typed behind the prompt; false, with errno, where nobody can be asked.
 bool Typed(const std::string& prompt, std::array<char, LongestPassword + 2>& typed)
 {
     TerminalAsItWas terminal;

@@ -6,7 +6,7 @@
 
 namespace quindal {
 
-/// A text that is wiped when it is done with.
+/// A text that is wiped at its end.
 class Secret
 {
 public:
@@ -21,9 +21,8 @@ private:
     std::string m_text;
 };
 
-/// The password of a user: the value of the environment variable or, where there is none, what is typed at the
-/// terminal, which shows none of it and is as it was afterwards, whatever ends the prompt. Throws UsageError where
-/// there is neither.
+/// The password of a user: the value of the environment variable or, without one, the text typed at the terminal, which
+/// does not show it and is afterwards as it was, whatever ends the prompt. Throws UsageError when there is neither.
 [[nodiscard]] Secret AskPassword(const std::string& variable, const std::string& user);
 
 } // namespace quindal

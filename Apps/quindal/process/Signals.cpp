@@ -38,7 +38,7 @@ int Opened(int descriptor)
 }
 
 std::mutex inboxMutex;
-SignalInbox* inbox = nullptr; // where signals go; null: they end the run
+SignalInbox* inbox = nullptr; // receives the signals; null: signals end the run
 
 } // namespace
 
@@ -63,7 +63,7 @@ SignalWatch::SignalWatch() : m_signals(-1), m_stop(Opened(::eventfd(0, EFD_CLOEX
 
 SignalWatch::~SignalWatch()
 {
-    // A signal that is being seen to ends the process while we wait here.
+    // A signal that is being handled ends the process while this waits.
     ::eventfd_write(m_stop, 1);
     m_thread.join();
     ::close(m_signals);

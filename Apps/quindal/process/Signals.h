@@ -1,8 +1,8 @@
 // Signals that end a run: it ends as that signal, and leaves nothing behind.
 //
 // SIGINT, SIGTERM, SIGHUP and SIGQUIT are blocked in every thread and taken by one of our own, since a run spends its
-// seconds inside the library, where nothing looks for them. SIGPIPE is ignored: a reader that has gone away is seen
-// where something is written (FinishOutput), a router that has gone away is no reason to end in silence.
+// seconds inside the library, which does not look for them. SIGPIPE is ignored: a reader that has gone away is noticed
+// at the next write (FinishOutput), and a router that has gone away is no reason to end in silence.
 #pragma once
 
 #include <chrono>
@@ -15,17 +15,17 @@
 
 namespace quindal {
 
-/// Thrown to end the run as by this signal, after everything on the way is tidied up. No error: nothing is printed.
+/// Thrown to end the run as by this signal after everything is tidied up. It is no error: nothing is printed.
 struct SignalEnd
 {
     int signal;
 };
 
-/// Ends the process as the signal would have, had nobody taken it.
+/// Ends the process as the signal would have ended it if nobody had taken it.
 [[noreturn]] void EndBySignal(int signal);
 
-/// While it lives a signal ends the run at once: what is to be undone is (TidyUp), then the process dies of that
-/// signal. A signal that was ignored when the process began stays ignored. To be made before any other thread.
+/// While it exists, a signal ends the run at once: TidyUp undoes what has to be undone, then the process dies of that
+/// signal. A signal that was ignored when the process began stays ignored. It has to be made before any other thread.
 class SignalWatch
 {
 public:
@@ -43,8 +43,8 @@ private:
     std::thread m_thread;
 };
 
-/// While it lives signals wait here to be asked for instead of ending the run; one at a time. SIGHUP comes even where
-/// it was ignored, as nohup has it: to such a run it means no hang-up.
+/// While it exists, signals wait here to be asked for, one at a time, instead of ending the run. SIGHUP arrives even
+/// where it was ignored, as under nohup: for such a run it means no hang-up.
 class SignalInbox
 {
 public:
@@ -53,7 +53,7 @@ public:
     SignalInbox(const SignalInbox&) = delete;
     SignalInbox& operator=(const SignalInbox&) = delete;
 
-    /// The next signal, when one comes within this time.
+    /// The next signal, if one comes within this time.
     [[nodiscard]] std::optional<int> Next(std::chrono::milliseconds patience);
 
 private:

@@ -23,7 +23,7 @@ void Undo(const TidyUp::Step& undo) noexcept
 {
     try {
         undo();
-    } catch (...) { // what cannot be undone stays; the others are still to be seen to
+    } catch (...) { // a thing that cannot be undone stays; the others are still undone
     }
 }
 

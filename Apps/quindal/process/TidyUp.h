@@ -1,4 +1,4 @@
-// TidyUp: what a run has made and must not leave behind: folders, half-written files, a router.
+// TidyUp: things that a run has made and must not leave behind: folders, half-written files, a router.
 //
 // Always true:  each thing is undone once, by its owner or by the signal that ends the run, whichever comes first; a
 //               signal finds a thing made and remembered, or not made at all.
@@ -14,21 +14,20 @@ class TidyUp
 public:
     using Step = std::function<void()>;
 
-    /// Does `make` and remembers what undoes it. When `make` throws there is nothing to undo. Neither step may use
-    /// this class.
+    /// Calls `make` and remembers `undo`. When `make` throws, nothing is undone. Neither function may use this class.
     TidyUp(const Step& make, Step undo);
-    ~TidyUp(); ///< Undoes it, unless it is kept.
+    ~TidyUp(); ///< Calls `undo`, unless the thing is kept.
     TidyUp(const TidyUp&) = delete;
     TidyUp& operator=(const TidyUp&) = delete;
 
-    /// Does `settle`, after which the thing is to stay. When `settle` throws it is undone after all, by the destructor.
+    /// Calls `settle`, after which the thing stays. When `settle` throws, the destructor undoes the thing after all.
     void Keep(const Step& settle);
 
-    /// Does what a signal must not come between.
+    /// Calls `step` while no signal can come between.
     static void Undisturbed(const Step& step);
 
-    /// Undoes everything, the newest first. For the thread that ends the process: other threads that come to make,
-    /// keep or undo anything from here on wait for ever, so they do not see the ground go from under them.
+    /// Undoes everything, the newest first. For the thread that ends the process: other threads that come to make, keep
+    /// or undo something from here on wait for ever, so that nothing they use vanishes under them.
     static void UndoEverything();
 
 private:

@@ -52,6 +52,13 @@ constexpr std::array CellWords{
     CellWord{"sub-point", {"sub-point ", ""}, "a price between two points of the grid, close to a strike"},
     CellWord{"deliveries", {", deliveries", ""}, "worse with the options delivered than with them held"},
     CellWord{"its gain is cut", {"its gain is cut", ""}, "losses only are taken of it, and it has none in this cell"}};
+static_assert(std::ranges::all_of(kv7im::stress::Points,
+                                  [](const kv7im::stress::Point& row) {
+                                      return std::ranges::any_of(CellWords, [&](const CellWord& words) {
+                                          return words.word.find(row.name) != std::string_view::npos;
+                                      });
+                                  }),
+              "each stress point is explained");
 
 std::string TextOf(const EntityExplanation& entity) { return std::string(NameOf(entity.kind)) + ' ' + entity.code; }
 
@@ -108,7 +115,7 @@ std::string TextOf(const SideOutcome& side)
     return "price point " + std::to_string(*side.pricePoint);
 }
 
-// The edge that it goes by, its stresses and its parts, in lines of their own.
+// Adds the edge that a contract goes by, its stresses and its parts, in lines of their own.
 void AddDetails(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
 {
     const auto add = [&](const std::string& detail) {
@@ -172,7 +179,7 @@ std::vector<Cells> WorstCells(const MarginExplanation& explanation)
     return rows;
 }
 
-/// What the words in the worst cells mean.
+/// Prints the meanings of the words in the worst cells.
 void WriteMeanings(std::ostream& out, const std::vector<Cells>& worstCells)
 {
     const auto occurs = [&](std::string_view text) {
@@ -239,7 +246,7 @@ void PutStresses(ordered_json& object, const std::optional<std::size_t>& rateRow
     if (mismatchRow) object["mismatch"] = Of(DirectionNames, *mismatchRow);
 }
 
-// Named before the arrays are made of them.
+// Declared before the arrays that are made of it.
 ordered_json Json(const PartOutcome& part);
 ordered_json Json(const ContractOutcome& contract);
 ordered_json Json(const SideOutcome& side);
@@ -356,12 +363,7 @@ std::string_view NameOf(MarginEntity entity)
     return Of(names, entity);
 }
 
-std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point)
-{
-    static constexpr std::array<std::string_view, kv7im::SpecialRiskPoints::MappingSize> names{
-        "DownRisk", "ZL", "PnL3D", "PnL2D", "PnL2U", "PnL3U", "ZR", "UpRisk"};
-    return Of(names, point);
-}
+std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point) { return kv7im::stress::Points.at(point).name; }
 
 std::string PriceText(double price)
 {

@@ -15,11 +15,11 @@ enum class ExplainFormat
     Json,
 };
 
-/// The table prints money to nearest cents; JSON has all digits, and the grids as well.
+/// Writes the explanation. The table rounds money to the nearest cents; JSON has all digits, and the grids too.
 void WriteExplanation(std::ostream& out, const std::string& client, const QuindalIM::MarginExplanation& explanation,
                       ExplainFormat format);
 
-// Words of the report, which the drawing shares.
+// Words of the report, used by the drawing too.
 
 [[nodiscard]] std::string_view NameOf(QuindalIM::MarginSide side);                   ///< "volatility", "delivery"
 [[nodiscard]] std::string_view NameOf(QuindalIM::MarginEntity entity);               ///< "MCS", "base contract", ...

@@ -142,7 +142,7 @@ std::vector<Mark> MarksOf(const ContractGrid& grid, const MarginExplanation& exp
 
 bool IsOnGrid(const Mark& mark) { return mark.contract != nullptr && mark.contract->price.has_value(); }
 
-// At a stress point, beyond one end of the grid.
+// True for a mark at a stress point, beyond one end of the grid.
 bool IsBeyond(const Mark& mark)
 {
     return mark.contract != nullptr && mark.contract->stressPoint && std::isfinite(mark.contract->money);
@@ -150,7 +150,7 @@ bool IsBeyond(const Mark& mark)
 
 bool IsBelowTheMarket(kv7im::SpecialRiskPoints::MappingPoint point)
 {
-    return point <= kv7im::SpecialRiskPoints::PnL2D; // the downward half comes first
+    return kv7im::stress::Points[point].side == kv7im::stress::Side::Below;
 }
 
 std::pair<double, double> RangeOfMoney(const ContractGrid& grid, const std::vector<Mark>& marks)
@@ -171,7 +171,7 @@ std::pair<double, double> RangeOfMoney(const ContractGrid& grid, const std::vect
     return {lowest, highest};
 }
 
-// Round numbers; where cents would not fit before the axis, by their power of ten.
+// Text of a round number; where cents would not fit before the axis, with its power of ten.
 std::string TickText(double value)
 {
     std::string text = MoneyText(value);
@@ -219,7 +219,7 @@ std::string Scenarios(const ContractGrid& grid, const Axis& prices, const Axis& 
     return svg;
 }
 
-// Where the money is not that of a point of the drawing, as far as that is known.
+// Words on a cell whose money is not that of a point of the drawing, as far as that is known.
 std::string WordsOfCell(const ContractOutcome& contract)
 {
     const std::string cell = MoneyText(contract.cell);
@@ -244,7 +244,7 @@ std::string WordsOf(const Mark& mark)
     return words + WordsOfCell(contract);
 }
 
-/// A mark as it is drawn: a ring at a point of the grid, an arrow that points out of the plot at a stress point.
+/// A mark as drawn: a ring at a point of the grid, or an arrow that points out of the plot at a stress point.
 struct Spot
 {
     double x = 0.0;
@@ -258,7 +258,7 @@ struct Spot
 std::vector<Spot> SpotsOf(const std::vector<Mark>& marks, const Axis& prices, const Axis& money)
 {
     std::vector<Spot> spots;
-    const auto add = [&](const Spot& spot) { // both sides may share a cell
+    const auto add = [&](const Spot& spot) { // the two sides may share a cell
         if (std::find(spots.begin(), spots.end(), spot) == spots.end()) spots.push_back(spot);
     };
     for (const Mark& mark : marks) {
@@ -286,8 +286,8 @@ std::string Draw(const Spot& spot)
            base + "," + Number(spot.y + 5.0) + "\" fill=\"#d62728\"/>\n";
 }
 
-// Labels stand above their marks, each a line clear of those before it on the same half; towards the middle of the
-// plot.
+// Draws the spots. Labels stand above their marks, each a line clear of those before it on its half, towards the middle
+// of the plot.
 std::string Spots(const std::vector<Spot>& spots)
 {
     std::string svg;

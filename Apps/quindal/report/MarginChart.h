@@ -1,4 +1,4 @@
-// The profit and loss of a book over the price grids of its base contracts, drawn.
+// Drawing of the profit and loss of a book over the price grids of its base contracts.
 #pragma once
 
 #include <string>

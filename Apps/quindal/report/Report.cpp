@@ -25,13 +25,13 @@ std::string Exact(double value)
     return {text, end};
 }
 
-/// What the orders of a what-if add, money.
+/// Money that the orders of a what-if add.
 struct Added
 {
     explicit Added(const WhatIfFigures& figures)
         : volatilityGO(figures.after.volatilityGO - figures.before.volatilityGO),
           deliveryAndVolatilityGO(figures.after.deliveryAndVolatilityGO - figures.before.deliveryAndVolatilityGO),
-          // Both are in cents, and so is what lies between them.
+          // The two GOs are in cents, and so is their difference.
           GO(std::round((figures.after.GO - figures.before.GO) * 100.0) / 100.0)
     {}
 
@@ -74,7 +74,7 @@ void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatI
     WriteTable(out, rows, 2);
 }
 
-/// A spreadsheet takes a text that begins so for a formula, unless an apostrophe stands before it.
+/// True for a text that a spreadsheet would take for a formula unless an apostrophe stands before it.
 bool LooksLikeAFormula(const std::string& text)
 {
     return !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos;

@@ -27,7 +27,7 @@ std::string Grouped(double value)
 
 namespace {
 
-// Nothing stands to the right of it that it could push away.
+// True for the last cell with text, so that nothing stands to its right that it could push away.
 bool EndsTheRow(const Cells& row, std::size_t cell)
 {
     return std::all_of(row.begin() + static_cast<std::ptrdiff_t>(cell) + 1, row.end(),

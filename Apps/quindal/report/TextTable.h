@@ -10,13 +10,13 @@ namespace quindal {
 
 using Cells = std::vector<std::string>;
 
-/// "1234567.50": money to nearest cents.
+/// Money to the nearest cents: "1234567.50".
 [[nodiscard]] std::string Cents(double value);
-/// "1 234 567.50": the same with blanks between thousands.
+/// Money to the nearest cents, with blanks between thousands: "1 234 567.50".
 [[nodiscard]] std::string Grouped(double value);
 
-/// Rows of as many cells as the first one has, columns two blanks apart: the first ones to the left, figures to the
-/// right. Control characters are shown, not sent.
+/// Writes rows that have as many cells as the first one, columns two blanks apart: the first leftColumns columns to the
+/// left, figures to the right. Control characters are shown, not sent.
 void WriteTable(std::ostream& out, std::vector<Cells> rows, std::size_t leftColumns);
 
 } // namespace quindal

@@ -14,7 +14,7 @@ namespace quindal {
 
 namespace {
 
-/// A value of a line: one word, whatever a client has sent.
+/// A value of a line as one word, whatever a client has sent.
 std::string Word(std::string_view text)
 {
     if (text.empty()) return "-";

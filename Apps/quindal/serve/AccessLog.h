@@ -17,11 +17,12 @@ public:
     AccessLog(const AccessLog&) = delete;
     AccessLog& operator=(const AccessLog&) = delete;
 
-    /// "time=... instance=... user=... request=... outcome=... bytes=... us=...", a user's name with whatever is no
-    /// plain letter written out. A line that cannot be written is lost: the answer matters more. From any thread.
+    /// Writes "time=... instance=... user=... request=... outcome=... bytes=... us=...", with every character of the
+    /// user's name that is no plain letter written out. A line that cannot be written is lost, since the answer matters
+    /// more. May be called from any thread.
     void Write(const AnsweredRequest& request) noexcept;
 
-    /// Opens the file anew, which may have been moved away. Throws InputError, and goes on with the old one.
+    /// Opens the file again, since it may have been moved away. Throws InputError and goes on with the old file.
     void Reopen();
 
 private:

@@ -30,8 +30,8 @@ std::string TextOf(const std::string& file)
     return text.str();
 }
 
-/// The ini file of the live server with one more setting: the library leaves a copy of the reply there. Of a setting
-/// that stands twice the library takes the last.
+/// Writes the live server's ini file with one more setting, by which the library saves a copy of the reply. Of a
+/// repeated setting the library takes the last.
 void WriteIniWithCopy(const std::string& ini, const std::string& live, const std::string& copy)
 {
     std::ofstream file(ini, std::ios::binary);
@@ -54,7 +54,7 @@ void Fetch(const FetchOptions& options)
         MarginSession session({ini, options.iniFile}, options.user, password.Text(), log);
         session.LoadInstruments();
     }
-    // Read as serve and margin will read it: a copy that was cut short by a full disk does not pass.
+    // Read as serve and margin will read it, so that a copy cut short by a full disk is refused.
     const InstrumentsDocument document(copy);
     if (options.out != "-")
         WriteWhole(options.out, document.plain);

@@ -1,11 +1,11 @@
-// quindal fetch: what a live server hands out, as a file to be used without it.
+// quindal fetch: saves the instruments of a live server as a file, to be used without it.
 #pragma once
 
 #include <string>
 
 namespace quindal {
 
-/// A live server, and who asks.
+/// A live server and the user who asks it.
 struct LiveOptions
 {
     std::string iniFile; // port and timeout, as the library reads it
@@ -18,12 +18,12 @@ struct FetchOptions : LiveOptions
     std::string out; // file, "-": stdout
 };
 
-/// Logs in, downloads the instruments and, when the library has taken every one of them, writes them whole or not at
-/// all. Throws InputError, UsageError, LinkError.
+/// Logs in, downloads the instruments and, when the library has taken every one of them, writes the file whole or not
+/// at all. Throws InputError, UsageError, LinkError.
 void Fetch(const FetchOptions& options);
 
-/// Logs in as a client does, server and user included, and prints a line that says so. Throws LinkError when a client
-/// could not, UsageError.
+/// Logs in as a client does, server and user included, and prints a line about it. Throws LinkError when a client could
+/// not log in, and UsageError.
 void ShowStatus(const LiveOptions& options);
 
 } // namespace quindal

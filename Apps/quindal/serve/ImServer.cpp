@@ -43,7 +43,7 @@ constexpr std::uint32_t BufferTooLarge = 8;
 constexpr std::uint32_t NotSupported = 16;
 constexpr std::uint32_t SystemRequestFailed = 2;
 
-/// Bytes of a request's body. No request of a client comes near it; what is longer is not looked at.
+/// Largest body of a request, bytes. No request of a client comes near it; a longer one is not read.
 constexpr std::size_t LargestRequest = 64U << 10;
 
 constexpr std::string_view Discovery = "$SRV.INFO.";
@@ -83,7 +83,7 @@ std::string_view NameOfError(std::uint32_t error)
     }
 }
 
-/// "_INBOX.<user>.<anything>", the reply subjects that the router allows to its users.
+/// The user of a reply subject "_INBOX.<user>.<anything>", the form that the router allows to its users.
 std::string_view UserOf(std::string_view replySubject)
 {
     constexpr std::string_view inbox = "_INBOX.";
@@ -108,7 +108,8 @@ std::string_view BodyOf(natsMsg* message)
     return {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))};
 }
 
-/// The market does not depend on what the document of a request asks for, but it must be one.
+/// True for an XML document or an empty body. The market does not depend on the document of a request, but it must be
+/// one.
 bool IsDocumentOrNothing(std::string_view body)
 {
     try {
@@ -119,7 +120,7 @@ bool IsDocumentOrNothing(std::string_view body)
     }
 }
 
-/// Who a request for user information asks about; nothing when its document does not say.
+/// The user that a request for user information asks about; nothing when its document does not name one.
 std::optional<std::string> UserName(std::string_view body)
 {
     try {
@@ -276,7 +277,7 @@ void ImServer::CheckThatItMayReconnect() const
                     (text != nullptr && *text != '\0' ? text : natsStatus_GetText(status)));
 }
 
-// In the form that monitors of NATS services read.
+// A reply in the form that monitors of NATS services read.
 std::string ImServer::DiscoveryReply(std::string_view kind) const
 {
     const std::string_view type = kind == Discovery ? "info" : kind == Health ? "ping" : "stats";
@@ -339,7 +340,7 @@ void ImServer::OnRequest(natsConnection* connection, natsSubscription*, natsMsg*
         auto* const server = static_cast<ImServer*>(self);
         const std::optional<std::uint32_t> type = UInt32Property(request, "Z9_Type");
         const Reply reply = server->Answer(connection, request, type);
-        // Counted before it is sent: who has his answer finds it counted.
+        // Counted before it is sent, so that a client with its answer finds it counted.
         ++server->m_requests;
         if (reply.error != 0) ++server->m_refused;
         server->m_nanoseconds += std::chrono::nanoseconds(Clock::now() - begin).count();
@@ -356,7 +357,7 @@ void ImServer::Report(const char* replyTo, std::string_view request, const Reply
                           std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin)});
 }
 
-// What is too large for the router is replaced by the message that it is.
+// Answers a request. A reply that is too large for the router is replaced by the error that says so.
 ImServer::Reply ImServer::Answer(natsConnection* connection, natsMsg* request, std::optional<std::uint32_t> type) const
 {
     if (!type || BodyOf(request).size() > LargestRequest) return Reply::Failure(WrongArguments);

@@ -1,9 +1,9 @@
 // ImServer: the server that a client logs in to. It answers pings, says who a user is, and sends the instruments.
 //
 // Instances of one service share the load: all join the queue group of its address. Each request gets exactly one
-// reply; an unknown type is answered with NOT_SUPPORTED, a missing or malformed property with WRONG_ARGUMENTS, and so
-// is a body of more than 64 KB. Requests are answered on the router client's own threads; what they read does not
-// change, but for the document of instruments, which is exchanged whole.
+// reply; an unknown type is answered with NOT_SUPPORTED; a missing or malformed property, or a body of more than 64 KB,
+// with WRONG_ARGUMENTS. Requests are answered on the router client's own threads, which read only data that does not
+// change, except for the document of instruments, which is exchanged whole.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@
 
 namespace quindal {
 
-/// What the server says of a user.
+/// The server's record of a user.
 struct UserRecord
 {
     std::int32_t partCount = std::numeric_limits<std::int32_t>::max(); // clients it may register
@@ -45,8 +45,8 @@ struct InstrumentsDocument
 /// A request that was answered.
 struct AnsweredRequest
 {
-    std::string_view instance; // of the server
-    std::string_view user;     // as far as the reply subject tells; may be empty, and anything that a client wrote
+    std::string_view instance; // name of the server instance
+    std::string_view user;     // as far as the reply subject tells; may be empty or any text of a client
     std::string_view request;  // "ping", "instruments", "user-info", "unknown"; "discovery", "health", "statistics"
     std::string_view outcome;  // "ok", or the name of the error
     std::size_t bytes = 0;     // of the reply's body
@@ -72,10 +72,10 @@ public:
     ImServer(const ImServer&) = delete;
     ImServer& operator=(const ImServer&) = delete;
 
-    /// Another document from here on; requests under way are answered with the former one.
+    /// Answers with another document from here on; requests under way get the former one.
     void Exchange(InstrumentsDocument instruments);
 
-    /// Whether the router is there, now.
+    /// True when the router is connected at this moment.
     [[nodiscard]] bool IsConnected() const;
     /// Throws LinkError once the router has closed the connection for good, as it does after a changed password.
     void CheckThatItMayReconnect() const;
@@ -117,9 +117,9 @@ private:
     std::chrono::system_clock::time_point m_started;
     std::atomic<std::uint64_t> m_requests{0};
     std::atomic<std::uint64_t> m_refused{0};
-    std::atomic<std::int64_t> m_nanoseconds{0}; // that requests have taken
+    std::atomic<std::int64_t> m_nanoseconds{0}; // time that requests have taken
     std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> m_connection;
-    std::array<Subscription, 4> m_subscriptions; // gone first: nothing is answered any more
+    std::array<Subscription, 4> m_subscriptions; // destroyed first: nothing is answered any more
 };
 
 } // namespace quindal

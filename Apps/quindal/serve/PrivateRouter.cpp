@@ -31,14 +31,14 @@ constexpr auto StartLimit = 10s;
 constexpr auto EndLimit = 3s;
 constexpr auto PollInterval = 2ms;
 
-// How the child says that it has not become a router.
+// Exit statuses of a child that has not become a router.
 constexpr int NotInstalled = 127;
 constexpr int NotStarted = 126;
 
 constexpr const char* ErrorFile = "router.err"; // what it prints before it knows its log
 constexpr const char* LogFile = "router.log";
 
-/// As a text of the router's configuration: every byte stands for itself, none can end the text.
+/// A text in the router's configuration: every byte stands for itself, and none can end the text.
 std::string Quoted(std::string_view text)
 {
     std::string quoted = "\"";
@@ -88,7 +88,7 @@ void Check(const RouterUser& user)
     ::_exit(errno == ENOENT ? NotInstalled : NotStarted);
 }
 
-/// The first line of a file that says what went wrong; empty when none does.
+/// The first line of a file that tells a fault; empty when none does.
 std::string FirstComplaint(const std::filesystem::path& file, std::initializer_list<std::string_view> marks)
 {
     std::ifstream stream(file);

@@ -35,15 +35,15 @@ struct RouterUser
     std::string password;
 };
 
-/// What keeps the router from taking a text for the password that it is; empty when nothing does.
+/// Why the router would not take a text as a password; empty when it would.
 [[nodiscard]] std::string_view FaultOfPassword(std::string_view password);
 
 class PrivateRouter
 {
 public:
-    /// Starts a router that lets the server answer for every service and each user send requests and read its own
-    /// inbox, and waits until it is ready. port 0: a free one. Throws InputError for a name or a password that it
-    /// cannot take, LinkError that says why the router did not start.
+    /// Starts a router and waits until it is ready. The router lets the server answer for every service, and lets each
+    /// user send requests and read its own inbox. port 0: a free one. Throws InputError for a name or a password that
+    /// it cannot take, LinkError with the reason why the router did not start.
     PrivateRouter(const RouterUser& server, const std::vector<RouterUser>& users, std::uint16_t port = 0);
 
     [[nodiscard]] std::uint16_t Port() const noexcept { return m_port; }
@@ -60,7 +60,7 @@ private:
 
     TemporaryFolder m_folder;
     pid_t m_pid = -1;     // our child, -1 when there is none
-    int m_exitStatus = 0; // of the child that has ended, as waitpid gives it
+    int m_exitStatus = 0; // of the child when it has ended, as waitpid gives it
     std::uint16_t m_port = 0;
     TidyUp m_tidyUp; // last: undone first
 };

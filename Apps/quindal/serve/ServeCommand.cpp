@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto LookInterval = 100ms;
 constexpr int ClientTimeoutMs = 5000; // of the ini file that is written
 
-/// Whether the router is there to be served.
+/// Watches whether the router is connected.
 class RouterLook
 {
 public:
@@ -36,7 +36,7 @@ public:
         : m_limit(options.routerTimeout), m_server(server), m_router(router)
     {}
 
-    /// Throws LinkError when it is not, and has not been for longer than it may.
+    /// Throws LinkError when the router has been away for longer than it may.
     void Look()
     {
         if (m_router != nullptr) m_router->CheckThatItRuns();
@@ -53,7 +53,7 @@ private:
     Clock::time_point m_seen = Clock::now();
 };
 
-/// What SIGHUP asks for. What cannot be read leaves the old one in its place.
+/// Does what SIGHUP asks for. A file that cannot be read leaves the old one in use.
 void Reload(const ServeOptions& options, ImServer& server, AccessLog& log)
 {
     try {
@@ -67,7 +67,7 @@ void Reload(const ServeOptions& options, ImServer& server, AccessLog& log)
     }
 }
 
-/// Until a signal asks for the end: that signal.
+/// Answers until a signal asks for the end; returns that signal.
 int AnswerUntilTheEnd(const ServeOptions& options, ImServer& server, PrivateRouter* router, AccessLog& log,
                       SignalInbox& inbox)
 {
@@ -80,7 +80,7 @@ int AnswerUntilTheEnd(const ServeOptions& options, ImServer& server, PrivateRout
     }
 }
 
-/// How the server gets to its router: one of its own, or one that runs already.
+/// Gives the server its router: a private one, or one that runs already.
 std::unique_ptr<PrivateRouter> ReachRouter(const ServeOptions& options, const std::vector<RouterUser>& users,
                                            ImServer::Settings& settings)
 {

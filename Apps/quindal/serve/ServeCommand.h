@@ -23,9 +23,9 @@ struct ServeOptions
     bool plain = false;    // never compress
 };
 
-/// Serves until SIGINT, SIGTERM or SIGQUIT, with which it ends (SignalEnd) after what is under way is answered. SIGHUP
-/// makes it read the market file again. One line on stdout, "serving <service> on port <port>", says that it is ready.
-/// Throws InputError, LinkError.
+/// Serves until SIGINT, SIGTERM or SIGQUIT; then requests under way are answered and the run ends by that signal
+/// (SignalEnd). SIGHUP makes it read the market file again. One line on stdout, "serving <service> on port <port>",
+/// says that it is ready. Throws InputError, LinkError.
 void Serve(const ServeOptions& options);
 
 } // namespace quindal

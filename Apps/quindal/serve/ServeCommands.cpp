@@ -1,4 +1,4 @@
-// The words that bring up a server or ask one, and their options.
+// The words that start a server or ask one, and their options.
 #include <functional>
 #include <memory>
 #include <utility>
@@ -31,7 +31,7 @@ constexpr const char* StatusExamples =
     R"(  QUINDAL_PASSWORD=secret quindal status --ini quindal.ini --user USER01 || echo "no client can work"
 )";
 
-/// Whatever goes wrong is thrown, so that it is good when it comes back.
+/// The action of a command that returns success, since every failure is thrown.
 template <class Options>
 std::function<int()> Running(void (*run)(const Options&), std::shared_ptr<const Options> options)
 {

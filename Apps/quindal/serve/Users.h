@@ -1,4 +1,4 @@
-// users.csv: who may log in at a server, and with what.
+// users.csv: the users that may log in at a server, and their passwords.
 #pragma once
 
 #include <map>
@@ -10,7 +10,7 @@
 
 namespace quindal {
 
-/// The user that the server itself is at its router.
+/// Name of the server itself as a user of its router.
 inline constexpr const char* ServerUser = "kv7go_srv";
 
 struct Users
@@ -19,8 +19,8 @@ struct Users
     std::vector<RouterUser> routerUsers; // of a private router
 };
 
-/// Reads user, part_count, login_type and, for a private router, password, which all must have. serverUser: a name
-/// that is taken. Throws InputError that names file, line and reason.
+/// Reads user, part_count, login_type and, for a private router, password, which all users must have then. serverUser:
+/// a name that is taken already. Throws InputError that names file, line and reason.
 [[nodiscard]] Users ReadUsers(const std::string& file, bool needPasswords, const std::string& serverUser);
 
 } // namespace quindal

@@ -6,7 +6,7 @@
 
 namespace quindal {
 
-/// "2026-11-21T10:15:30.123Z".
+/// A point in time as text: "2026-11-21T10:15:30.123Z".
 [[nodiscard]] std::string UtcText(std::chrono::system_clock::time_point time);
 
 } // namespace quindal

@@ -32,22 +32,23 @@ extern "C" {
 Z9_API uint32_t Z9BCDIIAdd(unsigned char* result, const unsigned char* a, const unsigned char* b);
 Z9_API uint32_t Z9BCDIISub(unsigned char* result, const unsigned char* a, const unsigned char* b);
 
-/* -1, 0 or 1 as a is below, equal to or above b. A NaN equals a NaN and is below every number; what is no decimal
- * counts as one. */
+/* Returns -1, 0 or 1 when a is below, equal to or above b. A NaN equals a NaN and is below every number; bytes that are
+ * no decimal count as a NaN. */
 Z9_API int Z9BCDIICmp(const unsigned char* a, const unsigned char* b);
 
-/* From a double, taken apart exactly; a NaN gives OPERAND_NAN, an infinity OVERFLOW. */
+/* Converts a double by its exact value; a NaN gives OPERAND_NAN, an infinity OVERFLOW. */
 Z9_API uint32_t Z9BCDIIGetFromDouble(unsigned char* result, double value);
-/* value counts units of 10^-fractionalDigits. */
+/* Converts a count of units of 10^-fractionalDigits. */
 Z9_API uint32_t Z9BCDIIGetFromInt64(unsigned char* result, int64_t value, int fractionalDigits);
-/* Plain decimal text, "-12.5": sign, digits, point, digits; ".5" and "1." will do. Blanks around it give
+/* Reads plain decimal text, "-12.5": sign, digits, point, digits; ".5" and "1." will do. Blanks around it give
  * NOT_STRICT_FORMAT with the value; anything else OPERAND_BAD. */
 Z9_API uint32_t Z9BCDIIGetFromStr(unsigned char* result, const char* text);
 
 Z9_API uint32_t Z9BCDII2Double(double* result, const unsigned char* value); /* nearest double */
-/* Units of 10^-fractionalDigits, rounded to nearest, halves away from zero. */
+/* Gives the value in units of 10^-fractionalDigits, rounded to nearest, halves away from zero. */
 Z9_API uint32_t Z9BCDII2Int64(int64_t* result, const unsigned char* value, int fractionalDigits);
-/* Plain decimal text with all M fractional digits, "nan" for a NaN, cut to size; OVERFLOW when it did not fit. */
+/* Writes plain decimal text with all M fractional digits, "nan" for a NaN, cut to size; OVERFLOW when it does not
+ * fit. */
 Z9_API uint32_t Z9BCDII2Str(char* buffer, size_t size, const unsigned char* value);
 
 /* The value that is no number, the smallest and the largest of its N and M. */

@@ -17,9 +17,8 @@
 extern "C" {
 #endif
 
-/* Both write at most size - 1 characters and a terminating zero into buffer and return the count of characters
- * written (a text that does not fit is cut, and the count is that of what stands in the buffer); 0 or less on
- * failure. */
+/* Writes at most size - 1 characters and a terminating zero into buffer; a text that does not fit is cut. Returns the
+ * count of characters that stand in the buffer, 0 or less on failure. */
 Z9_API int Z9SysVSNPrintf(char* buffer, size_t size, const char* format, va_list args);
 Z9_API int Z9SysSNPrintf(char* buffer, size_t size, const char* format, ...);
 

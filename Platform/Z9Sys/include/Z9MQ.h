@@ -37,11 +37,12 @@ extern "C" {
 /* Starts the library; a second call is harmless. While the process exits, and in a child that was forked while its
  * parent had a handle: Z9ERR_COMMON_INVALID_OBJECT_STATE (27). */
 Z9_API Z9ERR Z9MQStartup(void);
-/* Closes every connection and ends it; the exit of the process does the same. Calls that wait in other threads return
- * at once. Without a start it is harmless. */
+/* Closes every connection and ends the library, as the exit of the process does. Calls that wait in other threads
+ * return at once. Without a start it is harmless. */
 Z9_API Z9ERR Z9MQCleanup(void);
 
-/* The first handle starts threads, which take no signals. Before Z9MQStartup: Z9ERR_COMMON_NOT_INITIALIZED (24). */
+/* Makes a handle. The first one starts threads, which take no signals. Before Z9MQStartup:
+ * Z9ERR_COMMON_NOT_INITIALIZED (24). */
 Z9_API Z9ERR Z9MQCreateConnection(void** handle);
 /* Ends the session if there is one. With the last handle the threads end, and with them the NATS client of the process,
  * unless the process had it before the first handle. */
@@ -66,7 +67,8 @@ Z9_API Z9ERR Z9MQLogin(Z9MQ_CONN_HANDLE handle, const char* connectionString, ui
 Z9_API Z9ERR Z9MQLogout(Z9MQ_CONN_HANDLE handle);
 Z9_API Z9ERR Z9MQGetStatus(Z9MQ_CONN_HANDLE handle, uint32_t* status);
 
-/* Next message that came by itself, within timeout milliseconds, else Z9ERR_MQ_TIMEOUT. The caller frees it. */
+/* Gives the next message that came by itself, within timeout milliseconds, otherwise Z9ERR_MQ_TIMEOUT. The caller frees
+ * it. */
 Z9_API Z9ERR Z9MQGetMsg(Z9MQ_CONN_HANDLE handle, Z9Message** message, uint32_t timeout);
 
 /* Sends a request to its "Z9_To" and waits up to timeout milliseconds. 0 with *reply, which the caller frees: the
@@ -78,8 +80,8 @@ Z9_API Z9ERR Z9MQGetMsg(Z9MQ_CONN_HANDLE handle, Z9Message** message, uint32_t t
 Z9_API Z9ERR Z9MQSendMsg(Z9MQ_CONN_HANDLE handle, const Z9Message* message, Z9Message** reply, uint32_t timeout);
 
 /* Writes the address of a service, terminating zero included. *size: capacity in, size needed out. Too small:
- * Z9ERR_COMMON_BUFFER_TOO_SMALL (7). Nobody there within 2 s: Z9ERR_MQ_NO_SERVICE. No session: as Z9MQSendMsg. A name
- * is [A-Za-z0-9_-]{1,64}. The last two arguments are null and 0. */
+ * Z9ERR_COMMON_BUFFER_TOO_SMALL (7). Nobody there within 2 s: Z9ERR_MQ_NO_SERVICE. No session:
+ * Z9ERR_MQ_NOT_CONNECTED_YET. A name is [A-Za-z0-9_-]{1,64}. The last two arguments are null and 0. */
 Z9_API Z9ERR Z9MQServiceResolve(Z9MQ_CONN_HANDLE handle, const char* name, char* buffer, size_t* size, void* reserved,
                                 uint32_t flags);
 
@@ -89,15 +91,17 @@ Z9_API Z9ERR Z9MsgCreateMessage(Z9Message** message);
 Z9_API Z9ERR Z9MsgFreeMessage(Z9Message* message); /* null is harmless */
 Z9_API Z9ERR Z9MsgSetFieldStr(Z9Message* message, const char* name, const char* value);
 Z9_API Z9ERR Z9MsgSetFieldUINT32(Z9Message* message, const char* name, uint32_t value);
-/* Z9ERR_COMMON_NO_SUCH_ITEM (32) when there is no such property, Z9ERR_COMMON_WRONG_ARGUMENTS when it is no uint32. */
+/* Gives a property as a number. Z9ERR_COMMON_NO_SUCH_ITEM (32) when there is no such property,
+ * Z9ERR_COMMON_WRONG_ARGUMENTS when it is no uint32. */
 Z9_API Z9ERR Z9MsgCopyFieldUINT32(const Z9Message* message, const char* name, uint32_t* value);
-/* *value lives as long as the message and its property. Missing and malformed as above. */
+/* Gives a property as text; *value lives as long as the message and its property. Z9ERR_COMMON_NO_SUCH_ITEM (32) when
+ * there is no such property, Z9ERR_COMMON_WRONG_ARGUMENTS when it is malformed. */
 Z9_API Z9ERR Z9MsgGetStrField(const Z9Message* message, const char* name, const char** value);
-/* Copies the bytes; size 0 makes it a message without a body. */
+/* Sets the body to a copy of the bytes; size 0 makes it a message without a body. */
 Z9_API Z9ERR Z9MsgSetBody(Z9Message* message, const void* data, size_t size);
-/* *data null and *size 0 for a message without a body. */
+/* Gives the body, which stays until it is set again; *data is null and *size 0 for a message without a body. */
 Z9_API Z9ERR Z9MsgGetBody(const Z9Message* message, const void** data, size_t* size);
-/* *size: capacity in, size of the body out; too small: Z9ERR_COMMON_BUFFER_TOO_SMALL. */
+/* Copies the body. *size: capacity in, size of the body out; too small: Z9ERR_COMMON_BUFFER_TOO_SMALL. */
 Z9_API Z9ERR Z9MsgCopyBody(const Z9Message* message, void* buffer, size_t* size);
 
 /* Version text of this library; *version is static. */

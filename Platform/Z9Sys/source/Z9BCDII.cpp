@@ -23,7 +23,7 @@ using Integer = boost::multiprecision::cpp_int;
 constexpr std::size_t kHeadBytes = 2;
 constexpr int kDoubleBits = std::numeric_limits<double>::digits; // 53
 
-// N digits, M of them behind the point.
+// A type: N digits, M of them behind the point.
 struct Type
 {
     int digits;
@@ -44,7 +44,7 @@ Type TypeOf(const unsigned char* value) noexcept
     return {static_cast<int>(digits), static_cast<int>(scale), Z9BCDIISIZETL(type)};
 }
 
-// units * 10^-scale; flags is OPERAND_NAN or OPERAND_BAD when there is no number.
+// A number, units * 10^-scale; flags is OPERAND_NAN or OPERAND_BAD when there is none.
 struct Operand
 {
     Integer units;
@@ -77,7 +77,7 @@ Operand Load(const unsigned char* value)
     return operand;
 }
 
-// Writes units, which fit.
+// Writes units that are known to fit.
 void Store(unsigned char* value, const Type& type, Integer units)
 {
     if (units < 0) units += Integer(1) << (8 * type.bytes);
@@ -86,7 +86,7 @@ void Store(unsigned char* value, const Type& type, Integer units)
     std::copy_n(little.begin(), type.bytes, value + kHeadBytes);
 }
 
-// Quotient to nearest, halves away from zero; lost tells of a remainder.
+// Quotient rounded to nearest, halves away from zero; lost is set when there is a remainder.
 Integer DivideToNearest(const Integer& dividend, const Integer& divisor, bool& lost)
 {
     Integer quotient;
@@ -97,7 +97,7 @@ Integer DivideToNearest(const Integer& dividend, const Integer& divisor, bool& l
     return dividend < 0 ? Integer(-quotient) : quotient;
 }
 
-// The same amount in units of 10^-to.
+// Converts units of 10^-from into units of 10^-to.
 Integer Rescale(const Integer& units, int from, int to, bool& lost)
 {
     return to >= from ? Integer(units * PowerOf10(to - from)) : DivideToNearest(units, PowerOf10(from - to), lost);
@@ -124,7 +124,7 @@ bool IsBadResult(const unsigned char* result) noexcept { return result == nullpt
 
 bool IsBadScale(int fractionalDigits) noexcept { return fractionalDigits < 0 || fractionalDigits > Z9BCDII_MAX_DIGITS; }
 
-// Runs an operation; one that runs out of memory has no result.
+// Runs an operation; without memory it has no result.
 template <class Operation>
 uint32_t Guarded(Operation&& operation) noexcept
 {
@@ -135,7 +135,7 @@ uint32_t Guarded(Operation&& operation) noexcept
     }
 }
 
-// a + sign * b.
+// Writes a + sign * b.
 uint32_t AddSigned(unsigned char* result, const unsigned char* a, const unsigned char* b, int sign)
 {
     if (IsBadResult(result)) return Z9BCDII_RESULT_BAD;
@@ -183,7 +183,7 @@ std::string_view TakeDigits(std::string_view& text) noexcept
     return digits;
 }
 
-// "-12.5" taken apart.
+// The parts of a text such as "-12.5".
 struct DecimalText
 {
     bool negative = false;
@@ -208,7 +208,7 @@ DecimalText TakeApart(std::string_view text) noexcept
     return parts;
 }
 
-// Units of 10^-scale. Of the digits behind them the first alone decides the rounding, halves away from zero. whole
+// The text as units of 10^-scale. The first digit behind them alone decides the rounding, halves away from zero. whole
 // has no leading zeros and at most 63 digits.
 Integer UnitsOfText(const DecimalText& parts, int scale, bool& lost)
 {
@@ -228,7 +228,7 @@ Integer UnitsOfText(const DecimalText& parts, int scale, bool& lost)
     return parts.negative ? Integer(-units) : units;
 }
 
-// All fractional digits, at least one digit before the point: "-0.05".
+// Text with all fractional digits and at least one digit before the point: "-0.05".
 std::string PlainText(const Operand& operand)
 {
     std::string digits = Integer(abs(operand.units)).str();

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kUnknownText[] = "Unknown error";
 
-// Index is the code.
+// Texts by code.
 constexpr std::array<const char*, 36> kCommonTexts = {
     "Success",
     "Not enough memory",

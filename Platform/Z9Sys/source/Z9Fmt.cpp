@@ -125,7 +125,7 @@ std::string_view TakeFlags(std::string_view& rest) noexcept
     return flags;
 }
 
-// A number without digits is absent; one beyond the limit is the limit.
+// Takes a number off a directive. One without digits is absent; one beyond the limit is the limit.
 Field TakeField(std::string_view& rest) noexcept
 {
     if (TakePrefix(rest, "*")) return {Field::Kind::Argument, 0};
@@ -151,7 +151,7 @@ Length TakeLength(std::string_view& rest) noexcept
     return Length::None;
 }
 
-// format begins with a percent sign.
+// Takes the directive at the start of `format`, which begins with a percent sign, apart.
 Directive TakeApart(std::string_view format) noexcept
 {
     Directive directive;
@@ -170,7 +170,7 @@ Directive TakeApart(std::string_view format) noexcept
 
 bool IsOneOf(char verb, std::string_view verbs) noexcept { return verb != '\0' && verbs.find(verb) != verbs.npos; }
 
-// Whether the directive means something; only then may arguments be taken for it.
+// True when the directive means something; only then may arguments be taken for it.
 bool IsKnown(const Directive& directive) noexcept
 {
     if (IsOneOf(directive.verb, "diuoxX")) return true;
@@ -371,7 +371,7 @@ private:
         return output_.Print(Rebuilt(layout, "s").Text(), va_arg(arguments_.list, const char*));
     }
 
-    // A text of our own: the width holds for it, a precision would cut it.
+    // Prints a text of our own: the width applies to it, while a precision would cut it.
     bool Whole(Layout layout, const char* text) noexcept
     {
         layout.precision = -1;
@@ -400,7 +400,7 @@ private:
                              static_cast<const char*>(strerror_r(errorNumber_, text.data(), text.size())));
     }
 
-    // The verb that would write through a pointer: its argument is passed over, nothing is written there.
+    // Handles the verb that would write through a pointer: its argument is passed over, nothing is written.
     bool Nothing(std::string_view directive) noexcept
     {
         static_cast<void>(va_arg(arguments_.list, void*));
@@ -413,7 +413,7 @@ private:
     int errorNumber_;
 };
 
-// The locale that every text is made in, whatever the host has set: a log with commas for points would be another file
+// The locale in which every text is made, whatever the host has set: a log with commas for points would be another file
 // format. Null when the system has no memory for it.
 locale_t PlainLocale() noexcept
 {

@@ -56,7 +56,7 @@ private:
     int number_;
 };
 
-// The whole content of a regular file of sane size, else nothing.
+// The whole content of a regular file of sane size, otherwise nothing.
 std::optional<std::string> ReadRegularFile(const char* path)
 {
     const Descriptor file(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a pipe without a writer must not block
@@ -89,7 +89,7 @@ bool WriteAll(int descriptor, std::string_view content) noexcept
     return true;
 }
 
-// Puts a new file in the place of the old one, so that nobody ever reads half of it. The rights stay.
+// Replaces a file by a new one, so that nobody ever reads half of it. The permissions stay.
 bool ReplaceFile(const std::string& path, const std::string& content)
 {
     struct stat status
@@ -113,7 +113,7 @@ std::optional<std::string> RealPath(const char* name)
     return std::string(resolved.get());
 }
 
-// What SimpleIni needs to see of a text; every line that it could not read is reported.
+// The lines of a text that SimpleIni needs to see; each line that cannot be read is reported.
 std::string ReadableLines(std::string_view text, const std::string& path)
 {
     std::string readable;
@@ -177,7 +177,8 @@ public:
         return InFileOrder(names);
     }
 
-    // The file is read again first: what others wrote meanwhile, through another handle too, is not undone.
+    // Writes a value. The file is read again first, so that what others wrote meanwhile, through another handle too, is
+    // not undone.
     [[nodiscard]] Z9ERR Write(std::string_view section, std::string_view key, std::string_view value)
     {
         static z9::Immortal<std::mutex> oneWriter;
@@ -240,7 +241,7 @@ std::shared_ptr<IniFile> FileOf(Z9INI_HANDLE handle)
     return found == open.files.end() ? nullptr : found->second;
 }
 
-// Why there is no file behind the handle.
+// The code for a handle without a file.
 Z9ERR NoFileCode(Z9INI_HANDLE handle) noexcept
 {
     return handle == Z9INI_DEFAULT ? Z9ERR_INI_NOT_OPENED : z9::kWrongArguments;

@@ -1,5 +1,5 @@
-// What the other sources of libZ9Sys need from an open ini file beyond the C interface: a value that tells "missing"
-// from "empty".
+// The part of an open ini file that the other sources of libZ9Sys need beyond the C interface: a value that tells
+// "missing" from "empty".
 #pragma once
 
 #include <optional>
@@ -9,10 +9,10 @@
 
 namespace z9 {
 
-// 0, or why the handle stands for no open file.
+// Returns 0, or the code for a handle without an open file.
 [[nodiscard]] Z9ERR IniCheckHandle(Z9INI_HANDLE handle);
 
-// Whether the file has such a section, or for "" any key before its first section.
+// True when the file has such a section or, for "", any key before its first section.
 [[nodiscard]] bool IniHasSection(Z9INI_HANDLE handle, const std::string& section);
 
 // The value, nothing when the handle, the section or the key is missing.

@@ -23,7 +23,7 @@ bool IsOneLine(std::string_view text) noexcept
     return text.find_first_of(std::string_view("\r\n\0", 3)) == text.npos;
 }
 
-// Fills in what the line is; text is set.
+// Fills in the kind and the parts of a line whose text is set.
 void Classify(IniLine& line) noexcept
 {
     const std::string_view text = Trim(line.text);
@@ -45,7 +45,7 @@ void Classify(IniLine& line) noexcept
     }
 }
 
-// Where a value lands: over an old one, or as new lines at a place.
+// Where a value is written: over an old one, or as new lines at an offset.
 struct Place
 {
     std::optional<IniLine> entry; // the line that holds the key now

@@ -33,9 +33,11 @@ struct IniLine
 // The views point into text. A byte order mark at the beginning is passed over.
 [[nodiscard]] std::vector<IniLine> ReadIniLines(std::string_view text);
 
-// Whether such a section, key or value would be read back as it was written.
+// True when such a section would be read back as it was written.
 [[nodiscard]] bool IsIniSectionName(std::string_view name) noexcept;
+// True when such a key would be read back as it was written.
 [[nodiscard]] bool IsIniKeyName(std::string_view name) noexcept;
+// True when such a value would be read back as it was written.
 [[nodiscard]] bool IsIniValue(std::string_view value) noexcept;
 
 // The text with the key set: in the line that holds it now (the last one counts), else behind the last entry of its

@@ -1,5 +1,5 @@
-// What the sources of libZ9Sys share: the common codes by name, the frame that keeps exceptions inside, and objects
-// that outlive every static destructor.
+// Common parts of the sources of libZ9Sys: the common codes by name, the frame that keeps exceptions inside, and
+// objects that outlive every static destructor.
 //
 // Always true: no exception passes a function of the C interface; an Immortal is built once and never destroyed.
 #pragma once
@@ -39,10 +39,10 @@ template <class Body>
     }
 }
 
-// Overwrites a text that was secret, and all that its memory has held, and makes it empty.
+// Overwrites a secret text and everything that its memory has held, and makes it empty.
 inline void Wipe(std::string& text) noexcept
 {
-    text.resize(text.capacity()); // which takes no new memory
+    text.resize(text.capacity()); // takes no new memory
     ::explicit_bzero(text.data(), text.size());
     text.clear();
 }
@@ -61,7 +61,7 @@ private:
 };
 
 // An object whose destructor never runs: callers keep pointers into it, and static destructors of other libraries may
-// still log or ask for a text after ours have run. Use as a function-local static.
+// still log or ask for a text after our own have run. Use it as a function-local static.
 template <class T>
 class Immortal
 {

@@ -52,7 +52,7 @@ public:
 
     [[nodiscard]] bool Writes(int severity) const noexcept { return sink_ != nullptr && severity >= level_; }
 
-    // One line, in the file when this returns. Throws what the sink throws.
+    // Writes one line, which is in the file when this returns. Throws what the sink throws.
     void Write(int severity, std::string_view category, std::string_view text)
     {
         std::string line(kSeverityNames[severity]);
@@ -80,7 +80,7 @@ public:
         return found == custom_.end() ? nullptr : found->second;
     }
 
-    // False when a default log is open already.
+    // Enters the default log; false when one is open already.
     bool AddDefault(std::shared_ptr<Log> log)
     {
         const std::unique_lock lock(guard_);
@@ -122,7 +122,7 @@ public:
         RefreshGates();
     }
 
-    // The word of a call site; made at the first question and never moved or removed.
+    // The word of a call site, made at the first question and never moved or removed.
     volatile int32_t* Gate(int severity, const char* category)
     {
         const std::unique_lock lock(guard_);
@@ -180,7 +180,7 @@ std::string LowerCase(std::string text)
     return text;
 }
 
-// False when the key is there and is no number.
+// Reads a number; false when the key is there and is no number.
 bool ReadNumber(Z9INI_HANDLE ini, const std::string& section, const char* key, std::uint64_t& number)
 {
     const std::optional<std::string> text = z9::IniFind(ini, section, key);
@@ -215,8 +215,8 @@ Z9ERR ReadSettings(Z9INI_HANDLE ini, const char* sectionName, Settings& settings
     return good ? z9::kOk : Z9ERR_LOG_WRONG_PARAMETER;
 }
 
-// Makes sure that a regular file is there to be written, for its owner and group at most when it is made now; throws
-// otherwise. A pipe is looked at without waiting for who reads it.
+// Makes sure that a regular file is there to be written; a file made now is for its owner and group at most. Throws
+// otherwise. A pipe is looked at without waiting for a reader.
 void PrepareFile(const std::string& path)
 {
     constexpr mode_t kOwnerAndGroup = 0640;
@@ -313,8 +313,8 @@ std::size_t CharacterSize(std::string_view text) noexcept
     return isNone ? 0 : size;
 }
 
-// Whether a terminal takes the character for a command: the controls of ASCII, and those from U+0080 to U+009F, in
-// UTF-8 or as the single bytes that terminals of another kind know them by.
+// True for a character that a terminal takes for a command: the controls of ASCII, and those from U+0080 to U+009F, in
+// UTF-8 or as the single bytes by which other terminals know them.
 bool IsControl(std::string_view character) noexcept
 {
     const unsigned char first = ByteAt(character, 0);
@@ -323,7 +323,7 @@ bool IsControl(std::string_view character) noexcept
     return character.size() == 2 && first == 0xC2 && last <= 0x9F;
 }
 
-// "\n" and "\t" by name, any other byte of a control by its number: "\x1b".
+// Appends a control: "\n" and "\t" by name, any other byte by its number: "\x1b".
 void AppendEscaped(std::string& line, std::string_view control)
 {
     constexpr std::string_view kDigits = "0123456789abcdef";
@@ -340,9 +340,9 @@ void AppendEscaped(std::string& line, std::string_view control)
     }
 }
 
-// A log entry is one line of visible characters: line breaks are written as backslash and n, other controls as numbers,
-// since what a server sent must not command the terminal that shows the log. All else stays, bytes that are no UTF-8
-// and backslashes too.
+// Puts a text on one line of visible characters: line breaks become backslash and n, other controls numbers, since a
+// server's text must not command the terminal that shows the log. Everything else stays, bytes that are no UTF-8 and
+// backslashes too.
 std::string OnOneLine(std::string_view text)
 {
     std::string line;
@@ -360,7 +360,7 @@ std::string OnOneLine(std::string_view text)
     return line;
 }
 
-// Nothing that goes wrong while logging reaches the caller, and errno stays his.
+// Writes a line. Nothing that goes wrong while logging reaches the caller, and errno stays the caller's.
 void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::optional<Z9ERR> code, const char* format,
                va_list args) noexcept
 {
@@ -449,7 +449,7 @@ void Z9LogCustExv(Z9LOG_HANDLE log, int severity, const char* category, const ch
     WriteLine(log, severity, category, std::nullopt, format, args);
 }
 
-// Both forms ask for the same word: how often a site is on matters to its branch, not to us.
+// The gates of the two forms are one word: how often a site is on matters to its branch, not to us.
 volatile int32_t* trcheckEx_Z9LogCustExv_(Z9LOG_HANDLE, int severity, const char* category, const char*, ...)
 {
     return GateOf(severity, category);

@@ -1,4 +1,4 @@
-// The exported functions of the message queue, and the one state a process has of it.
+// The exported functions of the message queue, and its one state in the process.
 //
 // Always true:  the C client is open as long as there is a connection handle, and belongs to the process that opened
 // it.
@@ -57,14 +57,15 @@ struct Library
     std::vector<std::weak_ptr<Connection>> ended; // calls in other threads may still hold them
 };
 
-// Lives longer than every static object that may still free its connection at exit.
+// The state of the queue. It outlives every static object that may still free its connection at exit.
 Library& TheLibrary()
 {
     static z9::Immortal<Library> library;
     return library.Get();
 }
 
-// Asked before the mutex is touched: a fork may have left it locked for ever.
+// True in another process than the one that opened the client. Asked before the mutex is touched: a fork may have left
+// it locked for ever.
 bool IsOtherProcess(const Library& library) noexcept
 {
     const pid_t owner = library.owner.load();
@@ -92,7 +93,7 @@ Z9ERR WithConnection(Z9MQ_CONN_HANDLE handle, Body&& body) noexcept
     });
 }
 
-// Waits until the calls that End() woke in other threads are through: what they still free belongs to the C client.
+// Waits until the calls that End() woke in other threads have returned: what they still free belongs to the C client.
 void WaitForCalls(const std::vector<std::weak_ptr<Connection>>& ended)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kCloseTimeoutMs);
@@ -101,8 +102,8 @@ void WaitForCalls(const std::vector<std::weak_ptr<Connection>>& ended)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-// Ends a connection that nobody finds any more. With the mutex held, as all that follows, so that no call begins
-// meanwhile.
+// Ends a connection that can no longer be found by its handle. Called with the mutex held, like the functions below, so
+// that no call begins meanwhile.
 void End(Library& library, const std::shared_ptr<Connection>& connection)
 {
     std::erase_if(library.ended, [](const auto& earlier) { return earlier.expired(); });
@@ -110,8 +111,8 @@ void End(Library& library, const std::shared_ptr<Connection>& connection)
     connection->End();
 }
 
-// The C client is one for the whole process and knows no owner: closing it ends it for everybody. A host that had it
-// before us keeps it; it is opened here no second time, and children of forks cannot have it.
+// Closes the C client. It is one for the whole process and knows no owner: closing it ends it for everybody. A host
+// that had it before us keeps it, since it was not opened a second time here; children of forks cannot have it.
 Z9ERR CloseClient(Library& library)
 {
     WaitForCalls(std::exchange(library.ended, {}));
@@ -129,8 +130,8 @@ Z9ERR CloseAll(Library& library)
     return CloseClient(library);
 }
 
-// The C client's own exit handler was set before this one and so runs after it: here it still works. In static
-// destructors it no longer does, which is why their calls must find nothing left to do.
+// Closes everything at exit. The C client's own exit handler was set before this one and so runs after it: here the
+// client still works. In static destructors it no longer does, which is why their calls must find nothing left to do.
 void CloseAtExit() noexcept
 {
     Library& library = TheLibrary();
@@ -142,8 +143,8 @@ void CloseAtExit() noexcept
     }));
 }
 
-// The C client sets the process to ignore SIGPIPE. That is the host's to decide: what it had is put back, and our own
-// writes see to it that none is raised.
+// Opens the C client, which sets the process to ignore SIGPIPE. That is the host's decision: its former setting is put
+// back, and our own writes see to it that no SIGPIPE is raised.
 natsStatus StartClient() noexcept
 {
     struct sigaction before = {};

@@ -1,4 +1,4 @@
-// Codes of the common range that only the message queue and its messages give; the others stand in Z9Internal.h.
+// Codes of the common range that only the message queue and its messages return; the others are in Z9Internal.h.
 #pragma once
 
 #include "Z9Types.h"

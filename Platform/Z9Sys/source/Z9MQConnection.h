@@ -1,4 +1,4 @@
-// Connection: what stands behind a connection handle. It knows the router it greeted and, once logged in, the session.
+// Connection: the object behind a connection handle. It knows the router it greeted and, once logged in, the session.
 //
 // The life of one:  made -> Probe -> Login -> Resolve, Request ... -> Logout -> Login ... -> Disconnect -> Probe ...
 // Always true:  a session exists only after a good probe; it restores itself when the router comes back, without limit,
@@ -36,9 +36,9 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // Greets the router at host:port. A session that stands refuses it (kAlreadyInitialized).
+    // Greets the router at host:port. Refused while a session is open (kAlreadyInitialized).
     [[nodiscard]] Z9ERR Probe(const std::string& host, uint16_t port);
-    // Back to the state of a new connection.
+    // Returns to the state of a new connection.
     void Disconnect();
     // Closes for good and wakes whoever waits; every later call fails.
     void End();
@@ -47,9 +47,9 @@ public:
     [[nodiscard]] Z9ERR Logout();
     [[nodiscard]] uint32_t Status() const;
 
-    // The next message of the local queue, waiting for one up to the time given.
+    // Takes the next message of the local queue, waiting for one up to the time given.
     [[nodiscard]] Z9ERR NextMessage(MessagePtr& message, std::chrono::milliseconds timeout);
-    // Sends a request to its "Z9_To" and waits for the one answer; a failure on the way is an answer too.
+    // Sends a request to its "Z9_To" and waits for its one answer; a failure on the way is an answer too.
     [[nodiscard]] Z9ERR Request(const Z9Message& request, MessagePtr& reply, std::chrono::milliseconds timeout);
     // The address under which a service is served now.
     [[nodiscard]] Z9ERR Resolve(std::string_view service, std::string& address);
@@ -61,7 +61,7 @@ private:
         RouterFound found;
     };
 
-    // The session when it is connected at this moment, else nullptr.
+    // The session when it is connected at this moment, otherwise nullptr.
     [[nodiscard]] std::shared_ptr<Session> ConnectedSession() const;
     [[nodiscard]] Z9ERR OpenSession(const Router& router, wire::Credentials credentials, uint32_t loginId);
     void QueueRouterState(uint32_t state, uint32_t loginId);

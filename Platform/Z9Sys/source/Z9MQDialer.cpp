@@ -22,7 +22,7 @@ namespace {
 // Far more than any process has open where the limit is set to infinity.
 constexpr rlim_t kMostDescriptors = 1 << 20;
 
-// All dialers that are, by number.
+// All existing dialers, by number.
 struct Register
 {
     std::mutex mutex;
@@ -69,7 +69,7 @@ std::optional<Ends> EndsOf(int descriptor) noexcept
 }
 
 // The descriptor of this process at the other end of a loopback connection; -1 when another process has it. The two
-// ports together are one connection of the whole machine, so that the descriptor is the one and no other.
+// ports together name one connection of the whole machine, so no other descriptor fits.
 int OtherEndOf(const Descriptor& socket) noexcept
 {
     const std::optional<Ends> ends = EndsOf(socket.Get());
@@ -187,8 +187,7 @@ void Dialer::Wake() const noexcept
     static_cast<void>(::write(alarm_.Get(), &once, sizeof once)); // fails when it rings already
 }
 
-// Forgets the handshake. A client that still stands at the door sees its connection end, one that has the line keeps
-// it.
+// Forgets the handshake. A client that still waits at the door sees its connection end; one that has the line keeps it.
 void Dialer::Drop() noexcept
 {
     stage_ = Stage::kNone;
@@ -226,7 +225,7 @@ int Dialer::WaitTime() const noexcept
     return static_cast<int>(std::max<decltype(left)>(left, 0));
 }
 
-// A client stands at the door. Whatever was under way before is over then: it has one connection at a time.
+// Admits a client at the door. Any earlier handshake is over then, since the client has one connection at a time.
 void Dialer::Admit() noexcept
 {
     Descriptor guest(::accept4(door_.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -255,10 +254,10 @@ void Dialer::Advance(short events) noexcept
     }
 }
 
-// The router has begun to greet. The client waits for that on its own socket, which leads to us, and which cannot be
-// closed meanwhile: its patience at that point is far longer than ours, and nobody else gets at it. The end of the
-// connection to us wakes it, and the greeting must be there by then: a poll that finds another socket under its
-// descriptor looks at it once and does not wait on it.
+// Hands the line over when the router has begun to greet. The client waits for the greeting on its own socket, which
+// leads to us and cannot be closed meanwhile: its patience at that point is far longer than ours, and nobody else gets
+// at it. The end of the connection to us wakes it, and the greeting must be there by then: a poll that finds another
+// socket under its descriptor looks at it once and does not wait on it.
 void Dialer::HandOver() noexcept
 {
     const int clients = OtherEndOf(guest_);

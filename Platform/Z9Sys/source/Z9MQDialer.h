@@ -28,25 +28,25 @@ class Dialer
 public:
     static constexpr auto kHandshakeTime = std::chrono::milliseconds(2000);
 
-    // Throws std::system_error when the system has no socket or thread to spare. The thread takes over the signal mask
-    // of its maker.
+    // Throws std::system_error when the system has no socket or thread to spare. The thread inherits the signal mask of
+    // its maker.
     explicit Dialer(const Endpoint& router);
     ~Dialer();
     Dialer(const Dialer&) = delete;
     Dialer& operator=(const Dialer&) = delete;
 
     [[nodiscard]] uint16_t Port() const noexcept { return port_; } // of the door, on 127.0.0.1
-    // Names it for callbacks that may come when it is gone already; never given twice.
+    // Number of this dialer for callbacks that may come when it is gone already; never given twice.
     [[nodiscard]] std::size_t Number() const noexcept { return number_; }
 
-    // The handshake under way has come to its good end.
+    // Reports that the handshake under way has succeeded.
     void Established() noexcept;
     static void Established(std::size_t number) noexcept;
 
     // Ends the handshake under way and refuses all later ones.
     void HangUp() noexcept;
 
-    // Holds off handshakes as long as it stands. False: one is under way, and the C client must not be asked now.
+    // Holds off handshakes while it exists. False: one is under way, and the C client must not be asked now.
     class Call
     {
     public:
@@ -64,12 +64,12 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    // The road of one handshake.
+    // The steps of a handshake.
     enum class Stage
     {
         kNone,    // none under way
         kDialing, // guest_ waits, line_ leads to a router that has not yet said anything
-        kTalking, // the client has the line, which line_ is a second descriptor of
+        kTalking, // the client has the line; line_ is a second descriptor of it
     };
 
     void Run() noexcept;
@@ -80,7 +80,7 @@ private:
     void Drop() noexcept;
     void Wake() const noexcept;
 
-    // Its entry in the list of all dialers.
+    // Entry of the dialer in the list of all dialers.
     class Registered
     {
     public:
@@ -101,10 +101,10 @@ private:
 
     std::mutex mutex_; // guards what follows
     Stage stage_ = Stage::kNone;
-    Descriptor guest_; // our end of the client's socket, until it has the router's
+    Descriptor guest_; // our end of the client's socket, until the client has the router's
     Descriptor line_;  // to the router
     Clock::time_point deadline_;
-    int calls_ = 0; // that stand
+    int calls_ = 0; // existing Call objects
     bool hungUp_ = false;
     bool ended_ = false;
     const Registered registered_;

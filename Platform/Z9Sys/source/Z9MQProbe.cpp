@@ -28,7 +28,7 @@ bool WaitFor(const Descriptor& socket, short events, Clock::time_point deadline)
     }
 }
 
-// The first line that comes, without its line break.
+// Reads the first line, without its line break.
 std::optional<std::string> ReadLine(const Descriptor& socket, Clock::time_point deadline)
 {
     std::array<char, 4096> chunk{};

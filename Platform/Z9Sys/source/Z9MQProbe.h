@@ -1,4 +1,4 @@
-// A first look at a router, on a socket of its own that is closed again: who greets there?
+// A first look at a router, on a socket of its own that is closed again: does a router greet there?
 #pragma once
 
 #include <chrono>
@@ -13,12 +13,13 @@ namespace z9::mq {
 
 struct RouterFound
 {
-    Endpoint endpoint; // the one of its host's addresses that answered
+    Endpoint endpoint; // the address of the host that answered
     wire::Greeting greeting;
 };
 
 // Connects over TCP, reads the greeting and closes again, all within the time given, whatever the other side does.
-// std::nullopt when nobody listens, nobody greets in time, or what greets is no router. Throws std::bad_alloc only.
+// std::nullopt when nobody listens, nobody greets in time, or the greeting is not a router's. Throws std::bad_alloc
+// only.
 [[nodiscard]] std::optional<RouterFound> ProbeRouter(const std::string& host, uint16_t port,
                                                      std::chrono::milliseconds timeout);
 

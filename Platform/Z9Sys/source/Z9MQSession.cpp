@@ -14,7 +14,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How long the C client stands at our door. The dialer ends its wait long before, and relies on that.
+// How long the C client waits at our door. The dialer ends its own wait long before, and relies on that.
 constexpr int64_t kClientPatienceMs = 60000;
 constexpr int64_t kWriteTimeMs = 2000; // a router that takes nothing any more is lost
 constexpr int64_t kReconnectWaitMs = 250;
@@ -23,7 +23,7 @@ constexpr int kUnansweredPings = 2;
 constexpr auto kDiscoveryTime = std::chrono::milliseconds(2000);
 constexpr int kReconnectWithoutLimit = -1;
 
-// Owners of the C client's objects.
+// Deleters of the C client's objects.
 template <auto Destroy>
 struct Destroyer
 {
@@ -53,7 +53,7 @@ void OnReconnected(natsConnection* connection, void* dialer)
         Dialer::Established(reinterpret_cast<std::size_t>(dialer));
 }
 
-// Everything that a session asks of the C client. The first failure is the result.
+// The options that a session asks of the C client. The first failure is the result.
 natsStatus MakeOptions(const SessionTarget& target, const Dialer& dialer, OptionsPtr& options)
 {
     natsOptions* made = nullptr;
@@ -100,7 +100,7 @@ std::size_t HeaderBlockBytes(const Z9Message& message)
     return bytes;
 }
 
-// Whether link and router take a message of this size.
+// True when link and router take a message of this size.
 bool Fits(const Z9Message& message, int64_t maxPayload)
 {
     const std::size_t header = HeaderBlockBytes(message);
@@ -123,7 +123,7 @@ natsStatus ToNats(const Z9Message& message, const std::string& address, NatsMsgP
     return status;
 }
 
-// nullptr when the properties cannot be read.
+// The message that came; nullptr when its properties cannot be read.
 MessagePtr FromNats(natsMsg& source)
 {
     MessagePtr message = MakeMessage();
@@ -142,7 +142,7 @@ MessagePtr FromNats(natsMsg& source)
     return message;
 }
 
-// What stands in for an answer that did not come.
+// The notice that replaces an answer that did not come.
 MessagePtr FailedRequest(Z9ERR code)
 {
     MessagePtr message = MakeMessage();

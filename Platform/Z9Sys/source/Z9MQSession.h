@@ -18,10 +18,10 @@
 
 namespace z9::mq {
 
-// Where a session goes and as whom.
+// Router and user of a session.
 struct SessionTarget
 {
-    std::string host; // by which a certificate is judged
+    std::string host; // a certificate is judged by it
     Endpoint endpoint;
     bool secure = false;                          // over TLS, with a certificate that the system trusts, or not at all
     std::optional<wire::Credentials> credentials; // none: anonymous
@@ -31,8 +31,8 @@ struct SessionTarget
 class Session
 {
 public:
-    // Connects, or gives up on a router that does not let us in within 2 s. NATS_CONNECTION_AUTH_FAILED: it refuses
-    // user or password. On any status but NATS_OK there is no session. Throws what Dialer throws.
+    // Connects, or gives up on a router that does not let us in within 2 s. NATS_CONNECTION_AUTH_FAILED when it refuses
+    // user or password. On any status other than NATS_OK there is no session. Throws what Dialer throws.
     [[nodiscard]] static natsStatus Open(const SessionTarget& target, std::shared_ptr<Session>& session);
 
     Session(std::unique_ptr<Dialer> dialer, natsConnection* connection, std::string inboxPrefix,
@@ -41,14 +41,15 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Ends it from any thread: requests that wait return at once.
+    // Ends the session, from any thread: waiting requests return at once.
     void Close() noexcept;
 
     [[nodiscard]] natsConnStatus State() const noexcept;
-    // Closed because the router, back again, refused the password.
+    // True when the router came back and refused the password, which closed the session.
     [[nodiscard]] bool ClosedByRefusal() const noexcept;
 
-    // Sends and waits for the answer. kOk with a reply (the answer or a failed-request notice), or a code without.
+    // Sends a request and waits for the answer. Returns kOk with a reply (the answer or a failed-request notice), or a
+    // code without a reply.
     [[nodiscard]] Z9ERR Request(const Z9Message& request, const std::string& address, MessagePtr& reply,
                                 std::chrono::milliseconds timeout);
 
@@ -65,11 +66,11 @@ private:
     int64_t maxPayload_;             // bytes, properties and body together
     std::atomic<bool> warm_ = false; // the client's thread for answers runs
 
-    // Where answers to discovery arrive, made at the first one. It stays as long as the session: the C client frees a
-    // subscription under the feet of its reading thread when another instance answers just then.
+    // Subscription to answers to discovery, made at the first one. It stays as long as the session: the C client frees
+    // a subscription while its reading thread still uses it when another instance answers just then.
     natsSubscription* discovery_ = nullptr; // owned
     std::string discoveryInbox_;
-    uint64_t discoveries_ = 0; // so far; each has a subject of its own under the inbox
+    uint64_t discoveries_ = 0; // discoveries so far; each has a subject of its own under the inbox
 };
 
 } // namespace z9::mq

@@ -39,7 +39,7 @@ private:
     int number_ = -1;
 };
 
-// Where a router was found.
+// Address at which a router was found.
 struct Endpoint
 {
     sockaddr_storage address{};
@@ -50,8 +50,8 @@ struct Endpoint
 // its own; a number needs none.
 [[nodiscard]] std::vector<Endpoint> Lookup(const std::string& host, uint16_t port);
 
-// Begins to connect a new socket that never blocks. Writable, it has an outcome: IsConnected. No descriptor when the
-// address is out of reach at once.
+// Begins to connect a new socket that never blocks. It becomes writable when the outcome is known: IsConnected. Returns
+// no descriptor when the address is out of reach at once.
 [[nodiscard]] Descriptor StartConnect(const Endpoint& endpoint) noexcept;
 [[nodiscard]] bool IsConnected(const Descriptor& socket) noexcept;
 

@@ -26,7 +26,7 @@ bool IsWord(std::string_view text) noexcept
     return !text.empty() && std::all_of(text.begin(), text.end(), IsWordByte);
 }
 
-// The byte behind two upper-case hexadecimal digits.
+// The byte of two upper-case hexadecimal digits.
 std::optional<unsigned char> DecodeHexByte(std::string_view digits) noexcept
 {
     const std::size_t high = kHexDigits.find(digits[0]);
@@ -40,7 +40,7 @@ nlohmann::json ParseJson(std::string_view text)
     return nlohmann::json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
 }
 
-// The text under a key of an object; nullptr when there is none or it is no text.
+// The text under a key of an object; nullptr when it is missing or not a text.
 const std::string* TextOf(const nlohmann::json& object, const char* key)
 {
     if (!object.is_object()) return nullptr;
@@ -48,7 +48,7 @@ const std::string* TextOf(const nlohmann::json& object, const char* key)
     return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
-// False where the object says nothing under the key, or no truth value.
+// The truth value under a key of an object; false when it is missing or of another type.
 bool IsTrue(const nlohmann::json& object, const char* key)
 {
     const auto found = object.find(key);

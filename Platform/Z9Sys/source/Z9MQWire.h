@@ -19,12 +19,12 @@ inline constexpr std::size_t kMaxHeaderBlockBytes = 4096; // all properties of a
 inline constexpr std::size_t kHeaderFrameBytes = 12;      // "NATS/1.0", the empty line at the end, two line breaks
 inline constexpr std::size_t kPropertyFrameBytes = 4;     // ": " and the line break of one property
 
-// A string property. Bytes up to 0x20, from 0x7F on and '%' become %XX in upper case: the transport trims blanks,
-// rewrites line breaks and loses the property behind an empty one, hence also "%00" for the empty text.
+// Encodes a string property. Bytes up to 0x20, from 0x7F on and '%' become %XX in upper case: the transport trims
+// blanks, rewrites line breaks and loses the property after an empty one, so the empty text becomes "%00".
 [[nodiscard]] std::string EncodeString(std::string_view text);
 
-// Takes exactly what EncodeString makes of a zero-terminated text: an escape of a byte that needs none, a lower-case
-// digit, a bare byte that needs an escape, a zero byte inside a text and an empty value are all refused.
+// Decodes exactly what EncodeString makes of a zero-terminated text. Refused are an escape of a byte that needs none, a
+// lower-case digit, a bare byte that needs an escape, a zero byte inside a text, and an empty value.
 [[nodiscard]] std::optional<std::string> DecodeString(std::string_view encoded);
 
 // A uint32 property: one to ten decimal digits, at most 4294967295. No sign, no blanks; leading zeros are read.
@@ -34,15 +34,15 @@ inline constexpr std::size_t kPropertyFrameBytes = 4;     // ": " and the line b
 // Body of a message about a failed request: the code, 4 bytes, lowest first.
 [[nodiscard]] std::string EncodeErrorBody(Z9ERR code);
 
-// Words of [A-Za-z0-9_-] joined by single dots, at most 255 bytes. Checked before use: the router drops a whole
-// connection over a blank in a subject.
+// True for words of [A-Za-z0-9_-] joined by single dots, at most 255 bytes. Checked before use: the router drops a
+// whole connection over a blank in a subject.
 [[nodiscard]] bool IsAddress(std::string_view text) noexcept;
 [[nodiscard]] bool IsServiceName(std::string_view text) noexcept; // [A-Za-z0-9_-]{1,64}
 [[nodiscard]] bool IsUserName(std::string_view text) noexcept;    // [A-Za-z0-9_-]+
-// Visible ASCII without the colon that ends a name.
+// True for visible ASCII without the colon that ends a name.
 [[nodiscard]] bool IsPropertyName(std::string_view text) noexcept;
 
-// Where to ask for the instances of a service.
+// Subject on which the instances of a service are asked.
 [[nodiscard]] std::string DiscoverySubject(std::string_view service);
 // Address of the first endpoint in a discovery reply; nullopt for a reply of another type, for another service, or
 // without an address that may be used.
@@ -60,24 +60,24 @@ struct Credentials
     std::string password;
 };
 
-// "USERNAME=" user ";PASSWORD=" password. The user ends at the first ';'; the password is all the rest, more of them
-// included, and may be empty.
+// Takes "USERNAME=" user ";PASSWORD=" password apart. The user ends at the first ';'; the password is the rest, further
+// ';' included, and may be empty.
 [[nodiscard]] std::optional<Credentials> ParseConnectionString(std::string_view text);
 
-// A text as it stands between the quotes of a JSON string. The C client pastes credentials into its CONNECT line
-// unescaped: without this a quote in a password ends the password, and what follows is read as further settings. The
-// result stands in the one piece of memory that it was begun in, so that it can be wiped.
+// Escapes a text for the inside of a JSON string. The C client pastes credentials into its CONNECT line unescaped:
+// without this a quote in a password ends the password, and the rest is read as further settings. The result stays in
+// the one piece of memory that it was begun in, so that it can be wiped.
 [[nodiscard]] std::string EscapeForJson(std::string_view text);
 
-// What the router says of itself before any login.
+// The router's description of itself before any login.
 struct Greeting
 {
-    bool authRequired = false;    // false when it says nothing of it
-    bool tlsRequired = false;     // likewise
+    bool authRequired = false;    // false when the router says nothing of it
+    bool tlsRequired = false;     // false when the router says nothing of it
     int64_t maxPayload = 1 << 20; // bytes of properties and body together; a router that says nothing takes 1 MiB
 };
 
-// The first line of a router, "INFO " and a JSON object, with or without its line break.
+// Reads the first line of a router: "INFO " and a JSON object, with or without its line break.
 [[nodiscard]] std::optional<Greeting> ParseGreeting(std::string_view line);
 
 } // namespace z9::wire

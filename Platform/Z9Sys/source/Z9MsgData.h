@@ -20,7 +20,7 @@ struct Z9Message
         std::optional<std::string> text; // read as a string; none when it is not well-formed as one
     };
 
-    // A value as it came over the link, well-formed or not.
+    // Sets a value as it came over the link, well-formed or not.
     void SetEncoded(std::string_view name, std::string encoded);
     void SetText(std::string_view name, std::string_view text);
     void SetNumber(std::string_view name, uint32_t value);

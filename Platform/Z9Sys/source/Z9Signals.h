@@ -7,14 +7,14 @@
 
 namespace z9::mq {
 
-// Blocks signals on the calling thread for a while. A SIGPIPE that a write of ours raised meanwhile is taken back: the
-// caller, who may have a handler for it or end by it, has no part in our sockets. One that waited before stays.
+// Blocks signals on the calling thread while it exists. A SIGPIPE raised meanwhile by a write of this library is taken
+// back: the caller, who may handle it or end by it, has no part in our sockets. A SIGPIPE that waited before stays.
 class SignalsBlocked
 {
 public:
-    // For calls that start threads, which inherit the mask: the caller's handlers must not run on threads that the
-    // caller does not know of. Signals that a thread raises by its own fault stay: a blocked one would end the process
-    // past the caller's crash reporter.
+    // Blocks all signals, for calls that start threads, which inherit the mask: the caller's handlers must not run on
+    // threads that the caller does not know. Signals that a thread raises by its own fault stay unblocked: a blocked
+    // one would end the process past the caller's crash reporter.
     [[nodiscard]] static SignalsBlocked All() noexcept
     {
         sigset_t set;
@@ -23,7 +23,7 @@ public:
             sigdelset(&set, fault);
         return SignalsBlocked(set);
     }
-    // For calls that write on the calling thread.
+    // Blocks SIGPIPE, for calls that write on the calling thread.
     [[nodiscard]] static SignalsBlocked Pipe() noexcept { return SignalsBlocked(PipeSet()); }
 
     ~SignalsBlocked()
@@ -54,7 +54,7 @@ private:
         return sigpending(&waiting) == 0 && sigismember(&waiting, SIGPIPE) == 1;
     }
 
-    bool pipeWaited_; // before us
+    bool pipeWaited_; // a SIGPIPE waited before
     sigset_t before_{};
 };
 

@@ -35,7 +35,7 @@ constexpr bool IsInCalendar(const Z9TIME& time)
            time.second <= 59 && time.msec <= 999;
 }
 
-// Whether the text has the shape: "0" in the shape stands for a digit, everything else for itself.
+// True when the text has the shape: "0" in the shape stands for a digit, any other character for itself.
 bool HasShape(std::string_view text, std::string_view shape)
 {
     if (text.size() != shape.size()) return false;
@@ -54,7 +54,7 @@ Field ReadDigits(std::string_view digits)
     return value;
 }
 
-// Both forms have their fields at the same places; only the milliseconds may be missing.
+// Reads a time. The two forms have their fields at equal places; only the milliseconds may be missing.
 std::optional<Z9TIME> ReadTime(std::string_view text)
 {
     if (!HasShape(text, "0000/00/00/00/00/00/000") && !HasShape(text, "0000-00-00 00:00:00.000") &&
@@ -86,7 +86,7 @@ std::tm ToLocalTm(const Z9TIME& time)
     return broken;
 }
 
-// Null when the year does not fit a Z9TIME.
+// A Z9TIME of the fields; nothing when the year does not fit.
 std::optional<Z9TIME> FromTm(const std::tm& broken, uint16_t msec)
 {
     const long year = static_cast<long>(broken.tm_year) + kTmYearBase;
@@ -122,7 +122,7 @@ Z9ERR Z9TimeCheck(const Z9TIME* time)
 Z9ERR Z9TimeConvertLocalToUTC(Z9TIME* utc, const Z9TIME* local)
 {
     if (utc == nullptr || Z9TimeCheck(local) != z9::kOk) return z9::kWrongArguments;
-    if (IsNull(*local)) { // no time is no time in every zone
+    if (IsNull(*local)) { // the null time is no time in every zone
         *utc = Z9TIME{};
         return z9::kOk;
     }

@@ -1,5 +1,5 @@
-// CCalcGO: what every calculator has, the three repositories that it works on, and the read-back of risks: the matrices
-// and rows that a margin came of, copied into flat arrays. It owns none of the repositories.
+// CCalcGO: the base of a calculator. It refers to the three repositories, which it does not own, and reads risks back:
+// it copies the matrices and rows that a margin is made of into flat arrays.
 //
 // Reading:      creates nothing and changes nothing. An array is a picture of the moment.
 // Shapes:       an array is row-major: scenarioNum rows, one a volatility scenario from the lowest to the highest, of
@@ -39,7 +39,8 @@ class PositionCalculatorInstruments;
 
 namespace QuindalIM {
 
-/// What of a node is read. Bit 0 picks the node, the bits above it the matrix; of those at most one is set.
+/// What a read-back returns. Bit 0 selects the side of the node, the bits above it the matrix; at most one of those is
+/// set.
 enum class eChooseRiskType : std::int32_t
 {
     VolatilityRiskNode = 0,
@@ -48,10 +49,10 @@ enum class eChooseRiskType : std::int32_t
     Matrix_InterestRate = 4,
     Matrix_VolatMismatch = 8,
     Matrix_Expiration = 16, // one row a delivery price
-    // The node rolled up to one row, its special points corrected, curvature applied: cells that gain count as 0 before
-    // the curvature, and the correction sees those zeros at the ends of the grid.
+    // The node rolled up to one row, with corrected special points and curvature. Cells that gain count as 0 before the
+    // curvature, and the correction sees those zeros at the ends of the grid.
     Matrix_Final = 32,
-    Matrix_FinalWithPositiveValues = 64, // the same with the gains kept, as the margin is taken
+    Matrix_FinalWithPositiveValues = 64, // Matrix_Final with the gains kept, as the margin reads it
 };
 
 [[nodiscard]] constexpr eChooseRiskType operator|(eChooseRiskType a, eChooseRiskType b) noexcept
@@ -59,7 +60,7 @@ enum class eChooseRiskType : std::int32_t
     return static_cast<eChooseRiskType>(static_cast<std::int32_t>(a) | static_cast<std::int32_t>(b));
 }
 
-/// Results at the special points, and the sub-points among the columns of the array.
+/// Results at the special points, and the number of sub-points among the columns of the array.
 struct _ExtraRisksInfo
 {
     double DownRisk = 0.0;
@@ -88,31 +89,30 @@ public:
     CCalcGO(const CCalcGO&) = delete;
     CCalcGO& operator=(const CCalcGO&) = delete;
 
-    /// Nothing here is its own to clear; CCalcGOEx::ClearAll does the clearing.
+    /// Does nothing, since a CCalcGO owns nothing; CCalcGOEx::ClearAll clears the repositories.
     void ClearAll() const noexcept {}
 
-    // Read-back. What holds for every operation:
+    // Read-back. Rules of every operation:
     //
-    // The kind of a call. Both sizes other than 0 on entry (of the final operations the one size): a copying call,
-    // which writes the whole result to `arr`. Otherwise a sizing call, which leaves `arr` alone and may give null. The
-    // sizes on entry say nothing else: they are not compared with those of the result, so ask for the sizes first and
-    // give room for pointsNum x scenarioNum doubles.
+    // The kind of a call. It is a copying call, which writes the whole result to `arr`, when both sizes are not 0 on
+    // entry (in the final operations: the one size). Otherwise it is a sizing call, which leaves `arr` alone and may
+    // pass null. The sizes on entry say nothing else: they are not compared with those of the result, so ask for the
+    // sizes first and give room for pointsNum x scenarioNum doubles.
     //
-    // What is written. The sizes become those of the result, and xInfo its special points. Nothing is known under the
-    // instrument: both sizes are 0 and xInfo stays. A type without a matrix, where matrices are read: nothing but xInfo
-    // is written, the sizes stay. A matrix without rows: scenarioNum is 0 and pointsNum stays.
+    // What is written. The sizes become those of the result, and xInfo its special points. When nothing is known under
+    // the instrument, both sizes are 0 and xInfo stays. When the type names no matrix where matrices are read, only
+    // xInfo is written and the sizes stay. For a matrix without rows scenarioNum is 0 and pointsNum stays.
     //
     // Codes, in this order, with nothing written: Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a null text or a
     // type with two bits above bit 0; Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for a copying call without `arr`; then those of
-    // the operation. The code of a participant that is no code at all throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS).
+    // the operation. A participant's code of an impossible form throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS).
 
-    // The book. A client is read from the one that its margin is made of: where premium-style options stay out of the
-    // margin (IsNotUseNOV), that is the book without them. A firm and a settlement account have one book.
+    // The book. A client is read from the book that its margin is made of: the book without premium-style options where
+    // these stay out of the margin (IsNotUseNOV). A firm and a settlement account have one book.
 
-    // Of a client's book, by the code of a series, where it is looked up as such.
-    // Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND for an unknown one, before the client is looked for;
-    // Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND. The two differ in name only: the
-    // type says which side is read.
+    // Option series in a client's book, by the code of the series. Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND for an
+    // unknown series, before the client is looked for; then Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND and
+    // Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND. The two operations differ in name only: the type selects the side.
 
     [[nodiscard]] std::int32_t GetClientVfRisksArray(eChooseRiskType riskType, const char* instrCode, const char* Code,
                                                      double* arr, std::size_t& pointsNum, std::size_t& scenarioNum,
@@ -121,10 +121,10 @@ public:
                                                            const char* Code, double* arr, std::size_t& pointsNum,
                                                            std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
 
-    // Of a participant's book, by the code of whatever it holds; of several things under one code the first in this
-    // order counts: under HalfNetting the entry that came from below; a futures; an option series; an MMS, that is a
-    // base contract with futures in spread; an MCS. The entries from below and an MCS have rows only, stored ready for
-    // the margin, and are given as one row for every type.
+    // Any node of a participant's book, by its code. Of several nodes under one code the first in this order counts:
+    // under HalfNetting the rolled-up entry from below; a futures; an option series; an MMS, that is a base contract
+    // with futures in spread; an MCS. Rolled-up entries and an MCS have rows only, ready for the margin, and are given
+    // as one row for every type.
     // Z9ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND,
     // Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND.
 
@@ -140,13 +140,13 @@ public:
     [[nodiscard]] std::int32_t GetBrokerRisksArray(eChooseRiskType riskType, const char* instrCode,
                                                    const char* brokerCode, double* arr, std::size_t& pointsNum,
                                                    std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
-    /// The first 12 characters of the account's id count.
+    /// Any node of a settlement account's book. The first 12 characters of the account's id count.
     [[nodiscard]] std::int32_t GetSettlementAccountRisksArray(eChooseRiskType riskType, const char* instrCode,
                                                               const char* Code, double* arr, std::size_t& pointsNum,
                                                               std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
 
-    // The same for a final type, whose scenarioNum is 1 and not told. Any other type is taken too, and a copying call
-    // then writes all rows of its matrix.
+    // Final row of any node of a participant's book. scenarioNum is 1 and not reported. A type that is not final is
+    // accepted too, and a copying call then writes all rows of its matrix.
 
     [[nodiscard]] std::int32_t GetClientRiskFinalRiskArray(eChooseRiskType riskType, const char* instrCode,
                                                            const char* Code, double* arr, std::size_t& pointsNum,
@@ -158,14 +158,16 @@ public:
                                                                   const char* Code, double* arr, std::size_t& pointsNum,
                                                                   _ExtraRisksInfo& xInfo) const;
 
-    // Of one contract of an instrument, in prices: its profile of a level. A level outside the enumeration counts with
-    // the null texts: Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, before the array is asked for.
+    // Profile of one contract of an instrument at a level, in prices. A level outside the enumeration is refused with
+    // the null texts: Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, before `arr` is looked at.
 
-    /// Of a futures, Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND, or of an option as GetOptionRisksArray has it.
+    /// Profile of a futures, Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for an unknown one; with isOption what
+    /// GetOptionRisksArray gives.
     [[nodiscard]] std::int32_t GetRiskPoints(eChooseRiskType riskType, const char* instrCode, bool isOption,
                                              double* arr, std::size_t& pointsNum, std::size_t& scenarioCount,
                                              _ExtraRisksInfo& xInfo, Enums::ClientRiskLevel level) const;
-    /// Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND. Values the option when nobody has asked for it yet.
+    /// Profile of an option, Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND for an unknown one. Values the option at its first
+    /// use.
     [[nodiscard]] std::int32_t GetOptionRisksArray(eChooseRiskType choosenRiskType, const char* InstrCode, double* arr,
                                                    std::size_t& pointsCount, std::size_t& scenarioCount,
                                                    _ExtraRisksInfo& xInfo, Enums::ClientRiskLevel level) const;
@@ -184,34 +186,34 @@ private:
     [[nodiscard]] std::int32_t GetFutOrMcsOrMmsRisksArray(eChooseRiskType riskType, const char* instrCode,
                                                           const char* Code, double* arr, std::size_t& pointsNum,
                                                           std::size_t& scenarioNum, _ExtraRisksInfo& xInfo) const;
-    /// The client, or the code of what is missing on the way to it.
+    /// Finds a client. Returns the code of what is missing: the firm or the client.
     [[nodiscard]] Z9ERR FindClient(const char* code, const BraskClient*& client) const;
 
-    // Flat copies, with the sizes of the result written where they are known.
+    // Flat copies. They write the sizes of the result where these are known.
 
     [[nodiscard]] static std::vector<double> ToVector(const kv7im::avxarray& row, std::size_t& pointsNum);
     [[nodiscard]] static std::vector<double> ToVector(const kv7im::RiskMatrix& matrix, std::size_t& pointsNum,
                                                       std::size_t& scenarioNum);
-    /// The matrix that the type asks for; none: an empty result, and the sizes stay.
+    /// Copies the matrix that the type selects. Without one the result is empty and the sizes stay.
     [[nodiscard]] static std::vector<double> ToVector(const kv7im::Risk& risk, eChooseRiskType riskType,
                                                       std::size_t& pointsNum, std::size_t& scenarioNum,
                                                       _ExtraRisksInfo& xInfo);
-    /// A row that is stored with its special points.
+    /// Copies a row that is stored together with its special points.
     [[nodiscard]] static std::vector<double> ToVector(const kv7im::avxarray& row,
                                                       const kv7im::SpecialRiskPoints& points, std::size_t& pointsNum,
                                                       std::size_t& scenarioNum, _ExtraRisksInfo& xInfo);
-    /// A node with matrices: one of them, or its final row.
+    /// Copies one matrix of a node, or its final row.
     [[nodiscard]] static std::vector<double> ToVector(const kv7im::RiskNodeBase& node,
                                                       const kv7im::CSpecBaseContract& baseContract,
                                                       eChooseRiskType riskType, std::size_t& pointsNum,
                                                       std::size_t& scenarioNum, _ExtraRisksInfo& xInfo);
-    /// The search through a book of the participant.
+    /// Finds the node of `instrument` in a book of the participant and copies what the type selects.
     [[nodiscard]] std::vector<double> ToVector(const ParticipantBase* participant, const kv7im::Portfolio& book,
                                                const std::string& instrument, eChooseRiskType riskType,
                                                std::size_t& pointsNum, std::size_t& scenarioNum,
                                                _ExtraRisksInfo& xInfo) const;
 
-    /// A node with matrices and the base contract that corrects it; two nulls where there is none.
+    /// A node with matrices and the base contract that corrects its points; two nulls when nothing was found.
     struct NodeWithMatrices
     {
         const kv7im::RiskNodeBase* node = nullptr;

@@ -1,5 +1,5 @@
-// CCalcGOEx: the calculator behind the handle. It owns neither instruments nor participants. What it adds to the
-// repositories is names: every instrument code gets an isin of ours, each insertion goes to the accounting dictionary
+// CCalcGOEx: the calculator behind the handle. It owns neither instruments nor participants. It adds names to the
+// repositories: every instrument code gets an isin of this calculator, each insertion goes to the accounting dictionary
 // and then to the risk repository, and the flat cursors of the boundary stand here.
 //
 // Always true:  one isin stands for one code, whatever the kind of the instrument; isins begin at 1 and only grow.
@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "CalcGO.h"
+#include "CodeMap.h"
 #include "Enums.h"
 #include "TableRecords.h"
 #include "TablesData.h"
@@ -33,6 +34,8 @@ namespace kv7im {
 class CSpecMultileg;
 class CSpecOption;
 class CSpecVirtFutures;
+struct BaseContractParameters;
+struct FuturesParameters;
 struct OptionSeriesParameters;
 } // namespace kv7im
 
@@ -44,7 +47,7 @@ public:
     CCalcGOEx(ParticipantRepository& participantRepository, kv7im::InstrumentsRepository& instrumentsRepository,
               pos::PositionCalculatorInstruments& posCalcInstruments);
 
-    /// Makes a calculator, which Destroy takes back. Z9ERR_QUINDAL_IM_NOT_ENOUGH_MEMORY leaves `calculator` null.
+    /// Makes a calculator that Destroy takes back. Z9ERR_QUINDAL_IM_NOT_ENOUGH_MEMORY leaves `calculator` null.
     [[nodiscard]] static Z9ERR Create(CCalcGOEx*& calculator, ParticipantRepository& participantRepository,
                                       kv7im::InstrumentsRepository& instrumentsRepository,
                                       pos::PositionCalculatorInstruments& posCalcInstruments);
@@ -52,91 +55,87 @@ public:
 
     // Common parameters and instruments, in the order in which parents come before children.
 
-    /// Edge coefficient of futures inserted from now on; what the repository corrects is corrected in silence.
+    /// Sets the edge coefficient of futures inserted from now on. A value that the repository corrects is not reported.
     void SetCommonParams(double EdgeCoeff);
     [[nodiscard]] double GetCommonParams() const;
 
     [[nodiscard]] Z9ERR InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius);
 
-    /// Whatever the repository says, the code has taken an isin and the calculator is no longer empty.
-    [[nodiscard]] Z9ERR
-    InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
-                         Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
-                         double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
-                         double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
-                         double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
-                         double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
-                         double MarketRisk1Exceptional, double MarketRisk2Exceptional, std::int64_t ConcentrationLimit1,
-                         std::int64_t ConcentrationLimit2, std::int32_t RiskPointsN, double WindowSizePercentage,
-                         Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass, double CFRisk);
+    /// Inserts a base contract; its IsinVCB is the isin that its code takes. Even when the repository refuses it, the
+    /// code has its isin and the calculator is no longer empty.
+    [[nodiscard]] Z9ERR InsertBaseContractEx(kv7im::BaseContractParameters parameters);
 
-    /// TASBaseFutCode: empty for none; a futures that is not inserted yet takes its isin here.
-    [[nodiscard]] Z9ERR InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
-                                      Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
-                                      double MinStep, double XLot, double InterestRateRiskUp,
-                                      double InterestRateRiskDown, double TimeToExpiration, double NormalizedSpot,
-                                      Enums::InstrumentStatus Attribute, double MRAddOnUp, double MRAddOnDown,
-                                      bool EnforceIMSHalfNetting, const char* TASBaseFutCode);
+    /// Inserts a futures; its two isins are found by the codes. TASBaseFutCode is empty for none; a tracked futures
+    /// that is not inserted yet gets its isin here.
+    [[nodiscard]] Z9ERR InsertFutures(kv7im::FuturesParameters parameters, const std::string& TASBaseFutCode);
 
-    /// Whatever the repository says, the series has its entry in the list and the calculator is no longer empty.
+    /// Inserts an option series. Even when the repository refuses it, the series is listed and the calculator is no
+    /// longer empty.
     [[nodiscard]] Z9ERR InsertOptionSeries(const kv7im::OptionSeriesParameters& parameters);
-    /// Only an option that is taken is listed and ends the emptiness; the code has its isin either way.
+    /// Inserts an option. A refused option is not listed and leaves an empty calculator empty; the code has its isin
+    /// either way.
     [[nodiscard]] Z9ERR InsertOption(const char* OptionCode, const char* OptionSeriesCode, double Strike,
                                      Enums::OptionType OptionType, double CalcOptPrice);
 
-    /// A calendar spread by its code, PREFIX-NEAR-FAR: the futures PREFIX-NEAR is sold and PREFIX-FAR bought. Only a
-    /// multileg that is taken is listed and ends the emptiness. Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a
-    /// code without two "-", Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a leg of no known code.
+    /// Inserts a calendar spread by its code, PREFIX-NEAR-FAR: the futures PREFIX-NEAR is sold and PREFIX-FAR bought. A
+    /// refused multileg is not listed and leaves an empty calculator empty.
+    /// Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a code without two "-",
+    /// Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a leg of an unknown code.
     [[nodiscard]] Z9ERR InsertMultileg(const char* MultilegCode);
-    /// A leg from a download; two calls in succession make one multileg, whose isin is the next one of ours. The two
-    /// isins of the server are not used. The caller has seen to it that the leg is a futures.
-    /// Z9ERR_CALCGO_API_COMMON_ERROR where a code has that isin already,
-    /// Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST where a completed record has it; otherwise the repository's code.
+    /// Inserts a leg from a download. Two calls in succession make one multileg, whose isin is the next one of this
+    /// calculator; the two isins of the server are not used. The caller makes sure that the leg is a futures.
+    /// Z9ERR_CALCGO_API_COMMON_ERROR when a code has that isin already, Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST
+    /// when a completed record has it; otherwise the repository's code.
     [[nodiscard]] Z9ERR InsertMultileg(int Isin, int IsinLeg, const char* legCode, int ratio, unsigned char legOrder);
-    /// Keeps a row of a download until all its instruments are in.
+    /// Keeps a multileg row of a download until all instruments are in.
     void PreloadMultileg(const SMultilegDictionaryStruct& row);
-    /// Inserts the rows that are kept, each multileg's last one first. Rows of unknown legs and lone rows drop out.
+    /// Inserts the kept rows, the last row of each multileg first. Rows of unknown legs and lone rows are dropped.
     void ValidateAndInsertMultilegs();
 
-    /// Participants before instruments: positions point at instruments. Every cursor is to be set on first again.
+    /// Removes participants, then instruments, since positions point at instruments. Every cursor has to be set on
+    /// first again.
     void ClearAll();
-    /// Instruments stay, and the calculator does not become empty by it.
+    /// Removes all participants. Instruments stay, and the calculator does not become empty.
     void RemoveAllParticipants();
 
-    // Cursors, one a kind, which stand on the end until they are set on first. SetOnFirst... gives the number of
-    // entries; GetNext... moves on and says null (or Z9ERR_QUINDAL_IM_END_OF_DATA) at the end.
+    // Cursors, one a kind. A cursor stands on the end until it is set on first. SetOnFirst... returns the number of
+    // entries; GetNext... moves on and returns null (or Z9ERR_QUINDAL_IM_END_OF_DATA) at the end.
 
     std::int32_t SetOnFirstCurrency() noexcept; ///< Order of insertion.
     [[nodiscard]] Z9ERR GetNextCurrency(std::int32_t& CurrencyId, double& CurvatureRadius);
-    std::int32_t SetOnFirstBaseContract(); ///< No promised order, as the next.
+    std::int32_t SetOnFirstBaseContract(); ///< In no promised order.
     [[nodiscard]] const kv7im::CSpecBaseContract* GetNextBaseContract();
+    /// Number of futures. They come in no promised order.
     std::int32_t SetOnFirstFutures();
     [[nodiscard]] const kv7im::CSpecFutures* GetNextFutures();
-    std::int32_t SetOnFirstOptionSeries() noexcept; ///< Order of insertion, as the next; refused series count.
-    /// Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND at a series that the repository does not hold; the cursor moves on.
+    std::int32_t SetOnFirstOptionSeries() noexcept; ///< In the order of insertion; refused series count.
+    /// The series at the cursor. Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND when the repository does not hold it; the
+    /// cursor moves on.
     [[nodiscard]] Z9ERR GetNextOptionSeries(const kv7im::CSpecVirtFutures*& series);
+    /// Number of listed options. They come in the order of insertion.
     std::int32_t SetOnFirstOption() noexcept;
-    /// Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND likewise.
+    /// The option at the cursor. Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND when the repository does not hold it; the
+    /// cursor moves on.
     [[nodiscard]] Z9ERR GetNextOption(const kv7im::CSpecOption*& option);
 
     std::int32_t SetOnFirstMultileg() noexcept; ///< Order of insertion.
-    /// The end of the data leaves `code` alone.
+    /// Code of the multileg at the cursor; `code` stays at the end of the data.
     [[nodiscard]] Z9ERR GetNextMultileg(std::string& code);
 
     // Codes and isins.
 
     /// The isin of the code; a new code gets the next one.
     [[nodiscard]] std::int32_t GetIsin(const std::string& code);
-    /// 0, or Z9ERR_QUINDAL_IM_NOT_FOUND, which leaves `code` alone.
+    /// Code of an isin. Returns 0, or Z9ERR_QUINDAL_IM_NOT_FOUND, which leaves `code` alone.
     [[nodiscard]] Z9ERR GetCodeByIsin(int isin, std::string& code) const;
-    /// Isin and CalcFutPrice of a futures, isin and CalcOptPrice of an option; of any other known code the isin only,
-    /// and `price` stays as the caller set it. Z9ERR_QUINDAL_IM_NOT_FOUND, or Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for
+    /// Isin and CalcFutPrice of a futures, isin and CalcOptPrice of an option. Any other known code gives its isin
+    /// only, and `price` stays. Z9ERR_QUINDAL_IM_NOT_FOUND for an unknown code, Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS for
     /// null.
     [[nodiscard]] Z9ERR GetIsinAndCalcPriceByCode(const char* code, int& isin, double& price) const;
 
     [[nodiscard]] bool IsEmpty() const noexcept { return m_empty; }
     [[nodiscard]] std::size_t GetClientCount() const;
-    /// Tables and isins of the server, filled by a download.
+    /// The server's instruments as text, filled by a download.
     [[nodiscard]] Dictionary& GetTablesData() noexcept { return m_TablesData; }
     [[nodiscard]] RealIsinStorage& GetRealIsinStorage() noexcept { return m_RealIsinStorage; }
 
@@ -146,7 +145,8 @@ public:
                                                   Enums::SpreadMarginType calendarSpreadMarginType,
                                                   Enums::SpreadMarginType interContractSpreadMarginType,
                                                   double ShortOptionMinimumChargeRatio);
-    /// Weights as shares, 0.25 is a quarter. An unknown account: the firm stands under the dummy one.
+    /// Registers a firm. Weights are shares, 0.25 is a quarter. A firm with an unknown account stands under the dummy
+    /// account.
     [[nodiscard]] Z9ERR RegisterBroker(const char* BrokerCode, std::int32_t NClr2Delivery, double ExpWeight,
                                        double ExpWeightClientDefault, Enums::BrokerAccountType brokerAccountType,
                                        const char* SettlementAccountId,
@@ -159,17 +159,17 @@ public:
                                        double ShortOptionMinimumChargeRatio, Enums::ClientRiskLevel clientRiskLevel);
     [[nodiscard]] Z9ERR InsertBrokerBaseContractParam(const char* Code, const char* CodeBC, double GORatio);
 
-    /// Gives a client other parameters and takes its book anew under them. Nothing is checked.
-    /// Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND for an unknown client; the code of a CZ9Error from within, and
-    /// Z9ERR_CALCGO_API_COMMON_ERROR for anything else from there.
+    /// Sets a client's parameters and rebuilds its book under them. Nothing is checked.
+    /// Z9ERR_CALCGO_API_ERROR_PART_NOT_FOUND for an unknown client; the code of a CZ9Error thrown meanwhile,
+    /// Z9ERR_CALCGO_API_COMMON_ERROR for any other exception.
     [[nodiscard]] Z9ERR ChangeClient(const char* Code, bool NoFutDiscount, std::int32_t NClr2Delivery,
                                      double ExpWeight);
 
     // Margin.
 
-    /// Sets the position of a client, a firm or a settlement account and gives the margins of its level and of those
-    /// above: a client all five, a firm the last two, an account the last. Results that are not given, and all five
-    /// after a failure, stay as they are.
+    /// Sets the position of a client, a firm or a settlement account and gives the margins of its level and of the
+    /// levels above: all five for a client, the last two for a firm, the last one for an account. The other results
+    /// stay as they are, and so do all five after a failure.
     [[nodiscard]] Z9ERR SetPositionEx(const char* Code, Isin isin, std::int64_t Quantity, double WAPrice,
                                       double& VolatilityPartGO, double& DeliveryAndVolatilityPartGO, double& PartGO,
                                       double& FirmGO, double& SettlementAccountGO,
@@ -181,31 +181,21 @@ public:
                                       std::int64_t DeltaQuantity, double& VolatilityPartGO,
                                       double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
                                       double& SettlementAccountGO);
-    /// The two margins of the client's portfolio, unrounded, and the GO of the client, its firm and its account, in
-    /// whole cents.
+    /// Gives the two margins of the client's portfolio, money, unrounded, and the GO of the client, its firm and its
+    /// account, money in whole cents.
     static void GetClientAndBrokerInitialMargin(const BraskClient& client, double& VolatilityPartGO,
                                                 double& DeliveryAndVolatilityPartGO, double& PartGO, double& FirmGO,
                                                 double& SettlementAccountGO);
 
 private:
-    /// Codes are looked up by any text, without building a string.
-    struct CodeHash
-    {
-        using is_transparent = void;
-        [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-        {
-            return std::hash<std::string_view>{}(code);
-        }
-    };
     using BaseContractIterator = kv7im::StorageBaseContract::index<kv7im::ByCode>::type::const_iterator;
     using FuturesIterator = kv7im::StorageFutures::index<kv7im::ByCode>::type::const_iterator;
 
-    [[nodiscard]] Isin TASBaseFutIsin(const char* TASBaseFutCode);
-    /// Gives a multileg of a download its code, made of its legs' codes, and lists it. The isin is used up already.
+    /// Lists a multileg of a download under a code made of its legs' codes. Its isin is used up already.
     void EnterCompletedMultileg(const kv7im::CSpecMultileg& multileg, std::int32_t isin);
-    /// Both parts of a code with one "-", otherwise two empty texts.
+    /// The parts before and after the "-" of a code with exactly one "-"; otherwise two empty texts.
     [[nodiscard]] static std::pair<std::string, std::string> GetFuturesParts(const std::string& code);
-    /// PREFIX-NEAR and PREFIX-FAR make PREFIX-NEAR-FAR.
+    /// Makes PREFIX-NEAR-FAR from PREFIX-NEAR and PREFIX-FAR.
     [[nodiscard]] static std::string MakeMultilegCode(const std::string& first, const std::string& second);
     void PutCursorsOnEnd();
 
@@ -215,14 +205,14 @@ private:
     FuturesIterator m_iFutures;
     std::list<std::int32_t> m_currencyIndex; // in the order of insertion
     std::list<std::int32_t>::const_iterator m_currentCurrency;
-    std::list<std::string> m_VirtFuturesCodeIndex; // in the order of insertion, as the next
+    std::list<std::string> m_VirtFuturesCodeIndex; // in the order of insertion
     std::list<std::string> m_OptionCodeIndex;
     std::list<std::string>::const_iterator m_currentVirtualFutures;
     std::list<std::string>::const_iterator m_currentOption;
     std::list<std::string> m_MultilegCodeIndex;
     std::list<std::string>::const_iterator m_currentMultileg;
-    std::int32_t m_Isin = 1; // next to hand out
-    std::unordered_map<std::string, std::int32_t, CodeHash, std::equal_to<>> m_Code_Isin_uMap;
+    std::int32_t m_Isin = 1; // next isin to hand out
+    kv7base::CodeMap<std::int32_t> m_Code_Isin_uMap;
     std::unordered_map<std::int32_t, std::string> m_Isin_Code_uMap;
     /// Rows of a download by the isin that the server gives their multileg.
     std::unordered_map<std::int32_t, std::stack<SMultilegDictionaryStruct>> preloadedMultilegCache;

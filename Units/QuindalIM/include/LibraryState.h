@@ -19,12 +19,14 @@ namespace QuindalIM {
 extern bool IsQuindalIMInitialized;
 /// The one calculator, whose address is the handle; null when there is none.
 extern CCalcGOEx* g_pCalcGOEx;
-/// The one link to the exchange, there from the loading of the library on.
+/// The one link to the exchange; it exists from the loading of the library on.
 extern Z9MQCore g_mq_core;
 
-/// The repositories behind the calculator, each built at its first use.
+/// The participants behind the calculator, built at the first use.
 [[nodiscard]] ParticipantRepository& GetParticipantRepositoryForQuindaIM();
+/// The instruments behind the calculator, built at the first use.
 [[nodiscard]] kv7im::InstrumentsRepository& GetInstrumentsRepositoryForQuindalIM();
+/// The accounting's instrument dictionary behind the calculator, built at the first use.
 [[nodiscard]] pos::PositionCalculatorInstruments& GetPositionCalculatorInstrumentsForQuindalIM();
 
 /// The calculator of a handle. Throws CZ9Error: Z9ERR_QUINDAL_IM_NOT_INITIALIZED, then Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS

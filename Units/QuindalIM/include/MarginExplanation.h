@@ -31,14 +31,14 @@ class RiskParticipant;
 
 namespace QuindalIM {
 
-/// The two figures between which the weight of a margin stands.
+/// The two figures that the weight of a margin mixes.
 enum class MarginSide
 {
     Volatility, // theoretical values
-    Delivery,   // the outcomes of deliveries near as well
+    Delivery,   // theoretical values and the outcomes of near deliveries
 };
 
-/// What a margin is computed of: its margin is added to those of the others, nothing nets between two of them.
+/// Kind of a margin entity. The margins of the entities are added up; nothing nets between two of them.
 enum class MarginEntity
 {
     MCS,          // base contracts that net with each other
@@ -47,53 +47,53 @@ enum class MarginEntity
     OptionSeries, // standing alone
 };
 
-/// What is taken of a futures or an option series on the way to the worst cell.
+/// Result of a futures or an option series in the worst cell.
 struct PartOutcome
 {
     std::string code;
-    bool isCut = false;                     // half netting leaves nothing of the gain that stands here
-    std::optional<std::size_t> rateRow;     // stress of the rates, of a part that half netting folds: 0 up, 1 down
-    std::optional<std::size_t> mismatchRow; // the same of volatilities that move apart
-    std::optional<double> subPoint;         // price of the sub-point that counts in the place of the price point
-    std::optional<std::size_t> deliveryRow; // the worst delivery scenario
-    std::optional<double> deliveryPrice;    // price of that delivery
+    bool isCut = false;                     // half netting keeps nothing of a gain here
+    std::optional<std::size_t> rateRow;     // rate stress of a part that half netting folds: 0 up, 1 down
+    std::optional<std::size_t> mismatchRow; // mismatch stress of a part that half netting folds: 0 up, 1 down
+    std::optional<double> subPoint;         // price of the sub-point that counts instead of the price point
+    std::optional<std::size_t> deliveryRow; // row of the worst delivery scenario
+    std::optional<double> deliveryPrice;    // delivery price of that scenario
 };
 
-/// What one base contract, or a futures or series standing alone, gives to the worst cell of its entity.
+/// Contribution of one base contract, or of a futures or series standing alone, to the worst cell of its entity.
 struct ContractOutcome
 {
     enum class Kind
     {
         PricePoint,  // the result at a point of the price grid
         StressPoint, // a stress point
-        EdgeFloor,   // a stress point that is lifted to what the edge of the grid implies: pricePoint is the edge
-        Nothing,     // a gain of which the MCS keeps nothing, or nothing lost
+        EdgeFloor,   // a stress point lifted to the loss that the edge of the grid implies: pricePoint is the edge
+        Nothing,     // nothing lost, or a gain that the MCS does not keep
     };
 
     std::string code;
     Kind kind = Kind::Nothing;
-    bool isCut = false; // the gain of which the MCS keeps nothing
-    double money = 0.0; // what it gives, before the ratio of the entity
+    bool isCut = false; // the MCS keeps nothing of this gain
+    double money = 0.0; // contribution, before the ratio of the entity
     std::optional<kv7im::SpecialRiskPoints::MappingPoint> stressPoint;
     std::optional<std::size_t> pricePoint; // column of the grid
-    std::optional<double> price;           // of the grid's futures at that column
-    bool isDelivery = false;               // the result with deliveries is the worse one there
-    std::optional<std::size_t> scenario;   // volatility row; none where deliveries leave all rows equal
-    std::optional<std::size_t> rateRow;    // stress of the rates, where it takes something: 0 up, 1 down
+    std::optional<double> price;           // of the grid's futures at this column
+    bool isDelivery = false;               // the result with deliveries is the worse one here
+    std::optional<std::size_t> scenario;   // volatility row; none where deliveries make all rows equal
+    std::optional<std::size_t> rateRow;    // rate stress where it takes something: 0 up, 1 down
     std::optional<std::size_t> mismatchRow;
-    /// Result at the price point before stresses and curvature; where no delivery is worse a cell of the contract's
-    /// grid.
+    /// Result at the price point before stresses and curvature; a cell of the contract's grid where no delivery is
+    /// worse.
     double cell = 0.0;
-    std::vector<PartOutcome> parts; // of those futures and series of which there is something to say
+    std::vector<PartOutcome> parts; // futures and series with something to report
 };
 
 /// The worst cell of one entity on one side.
 struct SideOutcome
 {
     MarginSide side = MarginSide::Volatility;
-    double margin = 0.0;                   // ratio of the entity included, weight and ratio of the participant not
-    bool isLoss = false;                   // false: no cell loses anything, and the rest says nothing
-    std::optional<std::size_t> pricePoint; // of the entity's row; none: a stress point
+    double margin = 0.0;                   // with the ratio of the entity, without weight and ratio of the participant
+    bool isLoss = false;                   // false: no cell loses anything, and the other fields are meaningless
+    std::optional<std::size_t> pricePoint; // column of the entity's row; none for a stress point
     std::optional<kv7im::SpecialRiskPoints::MappingPoint> stressPoint;
     std::vector<ContractOutcome> contracts; // by code
 };
@@ -102,12 +102,12 @@ struct EntityExplanation
 {
     MarginEntity kind = MarginEntity::Futures;
     std::string code;
-    double ratio = 1.0;             // of its margin, by what the firm agreed
-    double margin = 0.0;            // its part of the unrounded margin
-    std::vector<SideOutcome> sides; // those that count: both only for a weight between 0 and 1
+    double ratio = 1.0;             // multiplier of its margin that the firm agreed
+    double margin = 0.0;            // part of the unrounded margin
+    std::vector<SideOutcome> sides; // sides that count: two only for a weight between 0 and 1
 };
 
-/// The position in an instrument, or all open orders in it.
+/// Share of a position, or of all open orders in an instrument, in the margin.
 struct MarginShare
 {
     enum class Kind
@@ -119,32 +119,32 @@ struct MarginShare
     std::string instrument;
     Isin isin = 0;
     Kind kind = Kind::Position;
-    std::int64_t quantity = 0; // of a position, short below 0; of orders the contracts bought and sold together
-    double price = 0.0;        // of a position, its average
+    std::int64_t quantity = 0; // of a position, short below 0; of orders, contracts bought plus contracts sold
+    double price = 0.0;        // average price of a position
     std::size_t entity = 0;    // index among the entities
-    double volatility = 0.0;   // part of the volatility margin; 0 for a side that does not count
+    double volatility = 0.0;   // part of the volatility margin; 0 when this side does not count
     double delivery = 0.0;
     double margin = 0.0; // part of the unrounded margin
-    // Of its gain in a cell that counts nothing is kept, or only what the option value adds to the curvature: half
-    // netting takes losses only, and so do the tails ZL and ZR of an MCS, with a window or without one.
+    // True when nothing is kept of its gain in a cell that counts, or only what the option value adds to the curvature:
+    // half netting takes losses only, and so do the tails ZL and ZR of an MCS, with a window or without one.
     bool isGated = false;
 };
 
-/// How far netting goes.
+/// How far netting goes. Each level nets everything that the level before it nets.
 enum class NettingLevel
 {
     Gross,           // each position with its own orders stands alone
     Series,          // options of one series net
-    Futures,         // and with their futures, where the series is in spread
-    BaseContract,    // and futures in spread across their months
-    AcrossContracts, // and base contracts of one MCS: the margin itself
+    Futures,         // options and their futures net, where the series is in spread
+    BaseContract,    // futures in spread net across their months
+    AcrossContracts, // base contracts of one MCS net: the margin itself
 };
 
 struct LevelMargin
 {
     NettingLevel level = NettingLevel::Gross;
     double margin = 0.0; // unrounded, if netting stopped here
-    double saved = 0.0;  // against the level before; below 0 where limits bind on what is held together
+    double saved = 0.0;  // against the level before; below 0 where limits hit positions that are held together
 };
 
 /// Profit and loss over the price grid of one base contract, or of a futures or series standing alone.
@@ -152,7 +152,7 @@ struct ContractGrid
 {
     std::string code;
     std::size_t entity = 0;
-    std::string futures;                        // whose prices the axis has: of those held the one that expires first
+    std::string futures;                        // futures whose prices the axis has: the one held that expires first
     std::vector<double> prices;                 // one a column, ascending
     std::vector<std::vector<double>> scenarios; // money, volatility scenarios x columns, before stresses and curvature
 };
@@ -171,12 +171,12 @@ struct MarginExplanation
     std::vector<ContractGrid> grids;         // by entity and code
 };
 
-/// Explains the margin of a book of the participant. deliveryWeight and ratio are those of its margin.
+/// Explains the margin of a book of the participant. deliveryWeight, 0 to 1, and ratio are those of its margin.
 [[nodiscard]] MarginExplanation ExplainMargin(const kv7im::Portfolio& book, const kv7im::RiskParticipant& participant,
                                               double deliveryWeight, double ratio);
 
-/// Explains the margin of a client: of the book that counts, without premium-style options where these stay out, with
-/// the weight that the firm has for its clients where the client has none of its own.
+/// Explains the margin of a client: of the book that counts, which leaves premium-style options out where they stay out
+/// of the margin, with the firm's weight for clients where the client has no weight of its own.
 [[nodiscard]] MarginExplanation ExplainMargin(const BraskClient& client);
 
 } // namespace QuindalIM

@@ -10,7 +10,7 @@
  *     RegisterSettlementAccount, RegisterFirm, RegisterPart the account tree, top down
  *     SetPosition(calc, ...);                              as often as positions change: the client's new GO
  *     ChangeOrder(calc, ...);                              as often as orders come and go: the GO with them
- *     ChangePart(calc, ...);                               a client's parameters anew, the book taken along
+ *     ChangePart(calc, ...);                               a client's other parameters, its book follows
  *     DestroyQuindalIMCalculator(calc); DeInitQuindalIM();
  *
  * Results. Every function but the first two returns a code: 0 is success, GetErrorCodeDescription gives its text. Codes
@@ -209,7 +209,7 @@ enum
     QUINDAL_RISK_TYPE_MATRIX_VOLAT_MISMATCH = 8,
     QUINDAL_RISK_TYPE_MATRIX_EXPIRATION = 16,
     QUINDAL_RISK_TYPE_MATRIX_FINAL = 32,                     /* the node rolled up to one row */
-    QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES = 64 /* the same, gains kept */
+    QUINDAL_RISK_TYPE_MATRIX_FINAL_WITH_POSITIVE_VALUES = 64 /* that row, gains kept */
 };
 
 /* Values at the special points of a price grid, from its lowest to its highest price, and the number of its sub-points.
@@ -330,15 +330,15 @@ QUINDAL_API int32_t InsertFutures(intptr_t QuindalIMCalculator, const char* Futu
  *                     height of the wings B, their decay C (0 or more), height of the skew D, its steepness E (1 to 15)
  *   UseNullVolat      flag: the lowest volatility scenario values options at what their exercise would bring
  *   S_Black           shift of the smile, in log moneyness
- *   StrikeStep        distance of strikes, in units of their price, MinStep or more
+ *   StrikeStep        distance between strikes, in units of their price, MinStep or more
  *   ExpClearingsSA, ExpClearingsBF, ExpClearingsCC  clearings until the expiration as settlement accounts, firms and
  *                     clients count them: deliveries of a DELIVERABLE series enter the margin of an account and of a
  *                     firm from 1 on, of a client from 1 to its NClr2Delivery; 0: never
  *   VolatilityRisk    share by which the volatility moves as a whole, 0 up to but not including 5
- *   VolatilityRiskMismatch  share by which single volatilities move beside that, the same bounds
+ *   VolatilityRiskMismatch  share by which single volatilities move beside that, 0 up to but not including 5
  *   TimeToExpiration  years; at least half an hour
- *   A_Bach ... S_Bach the same of the Bachelier model, levels and heights in shares of M_Bach; C_Bach 0 or more, E_Bach
- *                     1 or more
+ *   A_Bach ... S_Bach volatility smile and its shift of the Bachelier model, levels and heights in shares of M_Bach;
+ *                     C_Bach 0 or more, E_Bach 1 or more
  *   M_Bach            scale of the Bachelier model's moneyness and volatility, price units, above 0
  *   MarginStyle       EQUITY on a futures with the attribute COLLATERAL
  *   SubRisk           flag: the price grid has points at multiples of StrikeStep / LotCoeff beside those of the futures
@@ -491,7 +491,7 @@ QUINDAL_API int32_t RegisterSettlementAccount(intptr_t QuindalIMCalculator, cons
  *   NClr2Delivery        clearings before the delivery from which deliveries count; kept only: for the margin of a firm
  *                        the ExpClearingsBF of an option series decides
  *   ExpWeight            weight of the delivery margin, 0 to 1
- *   ExpWeightClientDefault  the same for clients that have none of their own
+ *   ExpWeightClientDefault  weight of the delivery margin for clients that have none of their own, 0 to 1
  *   SettlementAccountId  account above; null, empty or unknown: the firm stands without one
  *   Reserved             not used
  * 94811 for a code of another length; 94719 the firm is there already; 14 a weight rounds to 10.00 or more in
@@ -521,12 +521,12 @@ QUINDAL_API int32_t RegisterPart(intptr_t QuindalIMCalculator, const char* Clien
                                  double ShortOptionMinimumChargeRatio, QuindalClientRiskLevel clientRiskLevel,
                                  int8_t Reserved);
 
-/* Gives a client other parameters. Its positions and orders are taken anew under them, and its firm and settlement
- * account follow; the next SetPosition or ChangeOrder shows the GO. The same parameters again change nothing.
+/* Gives a client other parameters. Its positions and orders are valued again under them, and its firm and settlement
+ * account follow; the next SetPosition or ChangeOrder shows the GO. The present parameters change nothing.
  *   Code           7 characters
  *   NoFutDiscount, NClr2Delivery, ExpWeight  as in RegisterPart, and not checked: nothing is repaired
  * 94811 for a code of another length; 94718 the client is not registered; 14 ExpWeight rounds to 10.00 or more in
- * magnitude, 2 it is no number; 94708 something unforeseen while the book was taken anew (the log says what). */
+ * magnitude, 2 it is no number; 94708 something unforeseen while the book was valued again (the log says what). */
 QUINDAL_API int32_t ChangePart(intptr_t QuindalIMCalculator, const char* Code, int32_t NoFutDiscount,
                                int32_t NClr2Delivery, double ExpWeight);
 
@@ -546,16 +546,17 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
  *   Quantity                   contracts, short below 0; the whole position, not a change. Not checked, see WAPrice
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
- *                              CalcOptPrice of the option. Not checked: one that is no number, infinite or of a size
- *                              like 1e300 (as a Quantity like 2^63-1) spoils the book, and the right position
- *                              afterwards does not mend it. ClearParts and everybody anew brings all figures back; for
- *                              the client's alone the right SetPosition, then ChangePart with the other NoFutDiscount
- *                              and ChangePart with the client's own parameters are enough
- *   afterLastClearingQuantity  contracts that the last clearing left. Options whose premium is paid up front (EQUITY)
- *                              have their net option value by it; other instruments do not look at it
+ *                              CalcOptPrice of the option. Not checked: a price that is no number, infinite or as
+ *                              large as 1e300 (or a Quantity like 2^63-1) spoils the book, and setting the right
+ *                              position afterwards does not mend it. ClearParts and a new registration of everybody
+ *                              bring all figures back. For the client's figures alone it is enough to set the right
+ *                              position, then to call ChangePart with the other NoFutDiscount and ChangePart with the
+ *                              client's own parameters
+ *   afterLastClearingQuantity  contracts that the last clearing left. The net option value of an option whose premium
+ *                              is paid up front (EQUITY) is computed from it; other instruments ignore it
  * Written for a client; a position of a firm or an account leaves all five as they are:
  *   VolatilityPartGO             margin of the client's portfolio, not rounded
- *   DeliveryAndVolatilityPartGO  the same with the outcomes of deliveries, not rounded
+ *   DeliveryAndVolatilityPartGO  margin of the client's portfolio with the outcomes of deliveries, not rounded
  *   PartGO                       GO of the client: both weighted by ExpWeight, times GORatio, rounded up to cents
  *   FirmGO, SettlementAccountGO  must not be null, and are left as they are
  * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
@@ -567,24 +568,24 @@ QUINDAL_API int32_t SetPosition(intptr_t QuindalIMCalculator, const char* Code, 
                                 QuindalAccountHierarchyRecordType accountHierarchy, int64_t afterLastClearingQuantity);
 
 /* Adds to a client's open orders or takes from them, and gives the GO of its positions and orders together: what an
- * order would cost is known before it is sent. Orders stand until they are taken out the way they came in: an executed
- * order by the opposite DeltaQuantity, and its contracts enter by SetPosition. Asks the server as SetPosition does.
+ * order would cost is known before it is sent. Orders stand until they are taken out by the opposite DeltaQuantity; the
+ * contracts of an executed order then enter by SetPosition. Asks the server as SetPosition does.
  *   Code           client, 7 characters; firms and accounts have no orders of their own
  *   InstrCode      futures, option or multileg
  *   IsBuy          not 0: a buy
  *   Price          price of the order: at most 11 digits before the point, rounded to 5 behind it, halves away from
  *                  zero. Of a multileg: second leg less first leg. Of a TAS futures: the offset from its CalcFutPrice.
  *                  0.0 stands for the CalcFutPrice of the futures, of a TAS futures too, or for the CalcOptPrice of the
- *                  option. A multileg has no such price. Where a price of nothing is meant, 0.000001 says it.
- *   DeltaQuantity  contracts that come in, below 0: that are cancelled or were executed. Orders of one price and side
- *                  are one; 0 changes nothing and shows the present GO
+ *                  option. A multileg has no such price. For a price of zero pass 0.000001.
+ *   DeltaQuantity  contracts that are added; below 0 for contracts that are cancelled or were executed. Orders of one
+ *                  price and side count as one; 0 changes nothing and shows the present GO
  * Written:
  *   VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO  as SetPosition does for a client
  *   FirmGO, SettlementAccountGO                            0.0
  * 94820 no link to the server (looked at before the handle is, and before whether the library is started); 94813 the
- * instrument is unknown; 94260 the code names nothing an order can stand in; 2 the price is no number, as 0.0 for a
- * multileg, or Code has a length that no client's has; 14 the price is too large; 94309, 94312 the client, its firm is
- * unknown. */
+ * instrument is unknown; 94260 the code names nothing an order can stand in; 2 the price is no number, or is 0.0 for a
+ * multileg, or Code has a length that no client's code has; 14 the price is too large; 94309, 94312 the client, its
+ * firm is unknown. */
 QUINDAL_API int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* InstrCode, int32_t IsBuy,
                                 double Price, int64_t DeltaQuantity, double* VolatilityPartGO,
                                 double* DeliveryAndVolatilityPartGO, double* PartGO, double* FirmGO,

@@ -1,4 +1,4 @@
-// SecretText: a text that nobody must find in memory later, a password or what holds one.
+// SecretText: a text that must not be found in memory later: a password, or a text that contains one.
 //
 // Always true:  it stands in one piece of memory, which is overwritten at the next Assign and before it is given back.
 #pragma once
@@ -20,20 +20,20 @@ public:
     SecretText(const SecretText&) = delete;
     SecretText& operator=(const SecretText&) = delete;
 
-    /// Becomes the parts one behind the other. The parts must not lie in it.
+    /// Becomes the parts, one behind the other. The parts must not lie in this text.
     void Assign(std::initializer_list<std::string_view> parts)
     {
         Wipe();
         std::size_t size = 0;
         for (const std::string_view part : parts)
             size += part.size();
-        m_text.reserve(size); // at once: growing would leave copies behind
+        m_text.reserve(size); // once and for all: growing would leave copies behind
         for (const std::string_view part : parts)
             m_text.append(part);
     }
     void Wipe() noexcept
     {
-        m_text.resize(m_text.capacity()); // which takes no new memory
+        m_text.resize(m_text.capacity()); // takes no new memory
         ::explicit_bzero(m_text.data(), m_text.size());
         m_text.clear();
     }

@@ -2,7 +2,7 @@
 // reply, and the map from the exchange's own isins to codes.
 //
 // Always true:  every row has all the columns of its table; an attribute that the element does not have is empty there.
-// Form:         values joined by ";", in the order of the table's list; the header row is the names, joined the same.
+// Form:         values joined by ";", in the order of the table's list; the header row is the names joined by ";".
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@
 
 namespace QuindalIM {
 
-/// Text of an attribute of the element, of the first one of this very name. Throws NoSuchNode when there is none.
+/// Text of the element's first attribute with exactly this name. Throws NoSuchNode when there is none.
 [[nodiscard]] std::string GetAttr(pugi::xml_node element, const char* name);
 
 /// The whole text as a number, in the form of the C locale whatever the locale of the process. Blanks in front are
@@ -39,6 +39,7 @@ class AttributeList
 {
 public:
     AttributeList(std::initializer_list<const char*> names);
+    explicit AttributeList(std::vector<std::string> names) noexcept;
 
     /// One row: the element's attributes in the order of the list.
     [[nodiscard]] std::string GetAttributeList(pugi::xml_node element) const;
@@ -61,7 +62,8 @@ public:
     void Clear() noexcept;
     void SetOnFirst() noexcept { m_cursor = 0; }
     void AddRow(const std::string& row) { m_data.push_back(row); }
-    /// With header: the column names, the cursor stays. Otherwise the next row; false at the end, row is left alone.
+    /// With `header` gives the column names and keeps the cursor. Otherwise gives the next row; false at the end, where
+    /// `row` stays.
     [[nodiscard]] bool GetNextRow(std::string& row, bool header);
 
 private:
@@ -84,7 +86,7 @@ public:
     void AddOption(pugi::xml_node element);
     void AddMultileg(const std::string& row);
 
-    /// As Table::GetNextRow.
+    /// Common parameters: with `header` the column names, otherwise the next row; false at the end, where `row` stays.
     [[nodiscard]] bool GetCommonParameters(std::string& row, bool header);
     [[nodiscard]] bool GetNextCurrency(std::string& row, bool header);
     [[nodiscard]] bool GetNextBaseContract(std::string& row, bool header);
@@ -124,10 +126,10 @@ private:
 class RealIsinStorage
 {
 public:
-    /// The first code saved for an isin stays.
+    /// Saves the code of an isin, unless one is saved already.
     void SaveIsinCode(int& isin, const char* code);
     [[nodiscard]] bool Find(int& isin) const;
-    /// On success code is the isin's; otherwise it is left alone.
+    /// True when the isin is known; `code` is written then and stays otherwise.
     [[nodiscard]] bool Find(int& isin, std::string& code) const;
     void Clear() noexcept;
 

@@ -21,7 +21,7 @@
 
 namespace QuindalIM {
 
-/// The text is no well-formed document. what() is "<unspecified file>(LINE): REASON".
+/// Thrown for a text that is no well-formed document. what() is "<unspecified file>(LINE): REASON".
 class XmlError : public std::runtime_error
 {
 public:
@@ -35,7 +35,7 @@ private:
     std::string m_reason;
 };
 
-/// An element or an attribute that must be there is not. what() is "No such node (PATH)".
+/// Thrown for a required element or attribute that is missing. what() is "No such node (PATH)".
 class NoSuchNode : public std::runtime_error
 {
 public:
@@ -48,7 +48,7 @@ public:
 class XmlDocument
 {
 public:
-    /// Reads the text, which may go afterwards. Throws XmlError; std::bad_alloc when memory ends.
+    /// Reads the text, which need not outlive this call. Throws XmlError; std::bad_alloc when memory ends.
     explicit XmlDocument(std::string_view text);
 
     /// The document's element. Elements live as long as the document; `offset_debug()` of one is the offset of its name

@@ -94,23 +94,23 @@ public:
     Z9MQCore() = default;
     Z9MQCore(const Z9MQCore&) = delete;
     Z9MQCore& operator=(const Z9MQCore&) = delete;
-    ~Z9MQCore(); ///< Cleanup, and the end of the queue where Startup began it.
+    ~Z9MQCore(); ///< Does Cleanup, and ends the queue where Startup began it.
 
     /// Starts the queue and makes a connection handle. timeout: of every request; xmlPath: file that takes a copy of
     /// the last instrument reply, empty for none.
     [[nodiscard]] bool Startup(std::uint16_t port, std::uint32_t timeout, const std::string& xmlPath);
-    /// Most bytes that the text of a reply may have, unpacked. A longer one is not taken: a block of some megabytes may
-    /// unpack to a thousand times as much.
+    /// Sets the most bytes that the text of a reply may have, unpacked. A longer reply is refused: a block of some
+    /// megabytes may unpack to a thousand times as much.
     void SetMaxReplyBytes(std::size_t bytes) noexcept { m_maxReplyBytes = bytes; }
     /// Logs out, disconnects and drops the connection handle. Harmless without one.
     void Cleanup();
 
-    [[nodiscard]] bool Connect(); ///< To the local router on the port of Startup.
+    [[nodiscard]] bool Connect(); ///< Connects to the local router on the port of Startup.
     [[nodiscard]] bool Disconnect();
 
     /// Opens a session and finds the address of the margin server. Blocks up to the time-out.
     [[nodiscard]] bool Login(const std::string& user, const std::string& password);
-    [[nodiscard]] bool Logout(); ///< True without a connection.
+    [[nodiscard]] bool Logout(); ///< Logs out; true without a connection.
 
     /// Asks the server who the user is; on success m_part_count is known.
     [[nodiscard]] bool GetUserInfo();
@@ -119,12 +119,12 @@ public:
     /// for, null for the present one. On false the instruments inserted so far stay.
     [[nodiscard]] bool GetInstrumentParameters(CCalcGOEx& calculator, const char* datetime);
 
-    /// Is the link alive? Goes over the wire at most once in 20 seconds. A dead link is dropped for good.
+    /// True while the link is alive. Asks over the wire at most once in 20 seconds. A dead link is dropped for good.
     [[nodiscard]] bool CheckPing();
-    /// One ping, over the wire.
+    /// Sends one ping over the wire.
     [[nodiscard]] bool CheckConnection();
 
-    [[nodiscard]] bool GetStatus() const; ///< Connected, logged in, router reached.
+    [[nodiscard]] bool GetStatus() const; ///< True when connected and logged in, with the router reached.
     [[nodiscard]] bool IsLogged() const { return GetStatus(); }
 
     [[nodiscard]] const char* GetLastError() const noexcept { return m_err_str.c_str(); }
@@ -135,14 +135,14 @@ public:
     /// then names its number.
     [[nodiscard]] bool TimeoutOrRouterErrorOccurred(std::uint32_t type, const Z9AutoMessage& reply);
 
-    /// Reads the user-information document. Z9ERR_OK, Z9ERR_QUINDAL_IM_NOT_FOUND without a "Clients" element,
-    /// Z9ERR_QUINDAL_IM_LOGIN_ERROR for a user of another kind of login. Throws on a malformed document.
+    /// Reads the user-information document. Returns Z9ERR_OK, Z9ERR_QUINDAL_IM_NOT_FOUND without a "Clients" element,
+    /// or Z9ERR_QUINDAL_IM_LOGIN_ERROR for a user of another kind of login. Throws on a malformed document.
     [[nodiscard]] Z9ERR ParseUserInfoReply(std::string_view text);
 
     std::int32_t m_part_count = -1; // clients that the user may register, -1 before the server said
 
 private:
-    /// Sets the last error; always false, to be returned.
+    /// Sets the last error and returns false.
     [[nodiscard]] bool Fail(const char* text, Z9ERR code);
     [[nodiscard]] bool FailWithoutConnection();
     /// Fails unless there is a session with the router.
@@ -166,7 +166,7 @@ private:
     /// The document of the reply: its body, or the body unpacked into `unpacked`, which must outlive the text.
     [[nodiscard]] bool ReadInstruments(const Z9AutoMessage& reply, std::unique_ptr<char[]>& unpacked,
                                        std::string_view& document);
-    [[nodiscard]] bool IsWithinReplyLimit(std::size_t size); ///< Otherwise the last error is set.
+    [[nodiscard]] bool IsWithinReplyLimit(std::size_t size); ///< Sets the last error when it is not.
     void SaveXmlCopy(std::string_view document) const;
 
     bool m_startup = false; // the queue was started

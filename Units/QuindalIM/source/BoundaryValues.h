@@ -25,7 +25,14 @@ private:
     std::array<char, sizeof(t_settlement_account)> m_text{};
 };
 
-/// Whether an array over risk levels has such a level.
+/// How the boundary says whether a futures or a series takes part in spreads.
+template <class Instrument>
+[[nodiscard]] Enums::SpreadAspect SpreadAspectOf(const Instrument& instrument) noexcept
+{
+    return instrument.IsInSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
+}
+
+/// True for one of the five risk levels, which index the arrays over levels.
 [[nodiscard]] inline bool IsClientRiskLevel(Enums::ClientRiskLevel level) noexcept
 {
     const auto& levels = Enums::PossibleClientRiskLevelValues;

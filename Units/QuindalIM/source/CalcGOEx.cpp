@@ -8,6 +8,8 @@
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "Z9Log.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "instruments/SpecOption.h"
@@ -18,8 +20,8 @@ namespace QuindalIM {
 
 namespace {
 
-// An instrument stands in the accounting dictionary first. When the repository has no memory for it, it goes out again:
-// the containers are as they were. A refusal by code leaves it there.
+// Takes an instrument out of the accounting dictionary again when the repository has no memory for it, so that the
+// containers are as they were. It was entered there first; a refusal by code leaves it there.
 template <class Insert, class TakeBack>
 [[nodiscard]] Z9ERR OrTakeBack(const Insert& insert, const TakeBack& takeBack)
 {
@@ -31,8 +33,8 @@ template <class Insert, class TakeBack>
     }
 }
 
-// Room for one more entry, so that entering it needs no memory. In large steps: a map that is asked for exactly what it
-// needs is made anew each time. An empty one shows one bucket and has none.
+// Makes room for one more entry, so that entering it needs no memory. The room grows in large steps: a map that is
+// asked for exactly what it needs is rebuilt each time. An empty map shows one bucket and has none.
 template <class Map>
 void MakeRoomForOne(Map& map)
 {
@@ -77,36 +79,19 @@ Z9ERR CCalcGOEx::InsertCurrency(std::int32_t CurrencyId, double CurvatureRadius)
     return result;
 }
 
-Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* MCSCode, std::int32_t VolatNum,
-                                      Enums::MSPType MSPType, std::int32_t CurrencyId, double ShortOptionMinimumCharge,
-                                      double MarketRisk, double MarketRisk1, double MarketRisk2, double MarketRiskLow,
-                                      double MarketRisk1Low, double MarketRisk2Low, double MarketRiskMedium,
-                                      double MarketRisk1Medium, double MarketRisk2Medium, double MarketRiskHigh,
-                                      double MarketRisk1High, double MarketRisk2High, double MarketRiskExceptional,
-                                      double MarketRisk1Exceptional, double MarketRisk2Exceptional,
-                                      std::int64_t ConcentrationLimit1, std::int64_t ConcentrationLimit2,
-                                      std::int32_t RiskPointsN, double WindowSizePercentage,
-                                      Enums::OptionModel OptionModel, double SpotPrice, Enums::AssetClass AssetClass,
-                                      double CFRisk)
+Z9ERR CCalcGOEx::InsertBaseContractEx(kv7im::BaseContractParameters parameters)
 {
     // Made while nothing is entered yet, so that the end cannot fail.
-    decltype(m_Code_Isin_uMap) codeToIsin{{BaseContractCode, m_Isin}};
-    decltype(m_Isin_Code_uMap) isinToCode{{m_Isin, BaseContractCode}};
+    decltype(m_Code_Isin_uMap) codeToIsin{{parameters.Code, m_Isin}};
+    decltype(m_Isin_Code_uMap) isinToCode{{m_Isin, parameters.Code}};
     MakeRoomForOne(m_Code_Isin_uMap);
     MakeRoomForOne(m_Isin_Code_uMap);
 
-    posCalcInstruments_.InsertBaseContract(m_Isin, MSPType != Enums::MSPType::FixedPriceStep, CurrencyId);
-    const Z9ERR result = OrTakeBack(
-        [&] {
-            return instrumentsRepository_.InsertBaseContract(
-                BaseContractCode, MCSCode, VolatNum, MSPType, CurrencyId, ShortOptionMinimumCharge, SpotPrice,
-                MarketRisk, MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low, MarketRisk2Low, MarketRiskMedium,
-                MarketRisk1Medium, MarketRisk2Medium, MarketRiskHigh, MarketRisk1High, MarketRisk2High,
-                MarketRiskExceptional, MarketRisk1Exceptional, MarketRisk2Exceptional, ConcentrationLimit1,
-                ConcentrationLimit2, RiskPointsN, m_Isin, WindowSizePercentage, OptionModel, AssetClass, CFRisk,
-                Enums::BaseContractSigns::None);
-        },
-        [&] { posCalcInstruments_.RemoveBaseContract(m_Isin); });
+    posCalcInstruments_.InsertBaseContract(m_Isin, parameters.MSPType != Enums::MSPType::FixedPriceStep,
+                                           parameters.CurrencyId);
+    parameters.IsinVCB = m_Isin;
+    const Z9ERR result = OrTakeBack([&] { return instrumentsRepository_.InsertBaseContract(std::move(parameters)); },
+                                    [&] { posCalcInstruments_.RemoveBaseContract(m_Isin); });
 
     // Refused or not, the code has its isin. A repeat keeps the first isin of the code, and the new one names it too.
     m_Code_Isin_uMap.merge(codeToIsin);
@@ -116,40 +101,26 @@ Z9ERR CCalcGOEx::InsertBaseContractEx(const char* BaseContractCode, const char* 
     return result;
 }
 
-Z9ERR CCalcGOEx::InsertFutures(const char* FuturesCode, const char* BaseContractCode, double CalcFutPrice,
-                               Enums::SpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
-                               double MinStep, double XLot, double InterestRateRiskUp, double InterestRateRiskDown,
-                               double TimeToExpiration, double NormalizedSpot, Enums::InstrumentStatus Attribute,
-                               double MRAddOnUp, double MRAddOnDown, bool EnforceIMSHalfNetting,
-                               const char* TASBaseFutCode)
+Z9ERR CCalcGOEx::InsertFutures(kv7im::FuturesParameters parameters, const std::string& TASBaseFutCode)
 {
-    const auto baseContract = m_Code_Isin_uMap.find(std::string_view(BaseContractCode));
+    const auto baseContract = m_Code_Isin_uMap.find(parameters.CodeBC);
     if (baseContract == m_Code_Isin_uMap.end()) {
-        Z9LogErrorEx(LogCategory, "Base contract (%s) not found while inserting futures (%s)", BaseContractCode,
-                     FuturesCode);
+        Z9LogErrorEx(LogCategory, "Base contract (%s) not found while inserting futures (%s)",
+                     parameters.CodeBC.c_str(), parameters.Code.c_str());
         return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
     }
     const std::int32_t baseContractIsin = baseContract->second;
-    const std::int32_t isin = GetIsin(FuturesCode);
-    const std::int32_t tasBaseFutIsin = TASBaseFutIsin(TASBaseFutCode);
+    const std::int32_t isin = GetIsin(parameters.Code);
+    parameters.Isin = isin;
+    parameters.TASBaseFutIsinID = TASBaseFutCode.empty() ? 0 : GetIsin(TASBaseFutCode);
 
-    posCalcInstruments_.InsertFutures(FuturesCode, isin, baseContractIsin, MinStep, MinStepPrice,
-                                      t_bprice(CalcFutPrice), TimeToExpiration, Attribute, XLot);
-    const Z9ERR result = OrTakeBack(
-        [&] {
-            return instrumentsRepository_.InsertFutures(
-                FuturesCode, BaseContractCode, CalcFutPrice, SpreadAspect, MinStepPrice, RealCalcPrice, MinStep, XLot,
-                isin, InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration, NormalizedSpot, Attribute, MRAddOnUp,
-                MRAddOnDown, EnforceIMSHalfNetting, tasBaseFutIsin);
-        },
-        [&] { posCalcInstruments_.RemoveFutures(isin); });
+    posCalcInstruments_.InsertFutures(parameters.Code, isin, baseContractIsin, parameters.MinStep,
+                                      parameters.MinStepPrice, t_bprice(parameters.CalcFutPrice),
+                                      parameters.TimeToExpiration, parameters.Attribute, parameters.XLot);
+    const Z9ERR result = OrTakeBack([&] { return instrumentsRepository_.InsertFutures(std::move(parameters)); },
+                                    [&] { posCalcInstruments_.RemoveFutures(isin); });
     m_empty = false;
     return result;
-}
-
-Isin CCalcGOEx::TASBaseFutIsin(const char* TASBaseFutCode)
-{
-    return *TASBaseFutCode == '\0' ? 0 : GetIsin(TASBaseFutCode);
 }
 
 Z9ERR CCalcGOEx::InsertOptionSeries(const kv7im::OptionSeriesParameters& parameters)
@@ -171,7 +142,7 @@ Z9ERR CCalcGOEx::InsertOption(const char* OptionCode, const char* OptionSeriesCo
     std::list<std::string> entry{OptionCode};
     const std::int32_t isin = GetIsin(entry.front());
 
-    // What the accounting keeps as the price of an option is its strike; no figure of the boundary comes of it.
+    // The accounting keeps the strike as the price of an option; no figure of the boundary is made of it.
     posCalcInstruments_.InsertOption(entry.front(), OptionSeriesCode, isin, OptionType, t_bprice(Strike));
     const Z9ERR result = OrTakeBack(
         [&] {
@@ -291,7 +262,7 @@ std::int32_t CCalcGOEx::GetIsin(const std::string& code)
     try {
         m_Isin_Code_uMap.emplace(m_Isin, code);
     } catch (...) {
-        m_Code_Isin_uMap.erase(entry); // its isin would be given to the next new code as well
+        m_Code_Isin_uMap.erase(entry); // otherwise the next new code would get its isin too
         throw;
     }
     return m_Isin++;

@@ -1,4 +1,4 @@
-// The calculator's multilegs: by their code, as a caller enters them, and row by row, as a download brings them.
+// The calculator's multilegs: entered by their code by a caller, or row by row from a download.
 #include "CalcGOEx.h"
 
 #include <list>
@@ -22,8 +22,8 @@ constexpr int FarRatio = 1;
 constexpr unsigned char NearOrder = 1;
 constexpr unsigned char FarOrder = 2;
 
-/// Codes of the two futures that PREFIX-NEAR-FAR names: PREFIX-NEAR and PREFIX-FAR. What stands behind the second "-"
-/// belongs to the far one, further "-" included. Nothing for a code with fewer than two.
+/// Codes of the two futures that PREFIX-NEAR-FAR names: PREFIX-NEAR and PREFIX-FAR. The text behind the second "-",
+/// further "-" included, belongs to the far one. Nothing for a code with fewer than two "-".
 [[nodiscard]] std::optional<std::pair<std::string, std::string>> LegsOf(std::string_view code)
 {
     const std::size_t first = code.find(PartSeparator);
@@ -81,8 +81,8 @@ void CCalcGOEx::ValidateAndInsertMultilegs()
                               static_cast<unsigned char>(leg.row.LegOrderNum));
     };
     for (auto& [serverIsin, rows] : preloadedMultilegCache) {
-        // A leg goes in with its partner only: an open record would take the first row of the next multileg for its
-        // second.
+        // A leg goes in only together with its partner: an open record would take the first row of the next multileg
+        // for its second.
         std::optional<Leg> waiting;
         for (; !rows.empty(); rows.pop()) {
             Leg leg{rows.top(), {}};

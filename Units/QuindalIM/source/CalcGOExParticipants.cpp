@@ -1,4 +1,4 @@
-// The calculator's participants: registration, changed parameters, positions, orders and the margins that come of them.
+// The calculator's participants: registration, changed parameters, positions, orders and the resulting margins.
 #include "CalcGOEx.h"
 
 #include <string>
@@ -135,7 +135,7 @@ Z9ERR CCalcGOEx::ChangeClient(const char* Code, bool NoFutDiscount, std::int32_t
     } catch (const kv7base::CZ9Error& error) {
         // Exhausted memory is one failure, whichever allocation noticed it.
         if (error.GetCode() != Z9ERR_COMMON_NO_MEMORY) return error.GetCode();
-    } catch (...) { // what it was stands in the log
+    } catch (...) { // the log says what it was
     }
     return Z9ERR_CALCGO_API_COMMON_ERROR;
 }

@@ -1,4 +1,4 @@
-// CodeBuffers: how a code goes out through a buffer of the caller, the size contract of QuindalIM.h.
+// CodeBuffers: copies a code into a buffer of the caller by the size contract of QuindalIM.h.
 #pragma once
 
 #include <array>
@@ -8,7 +8,7 @@
 
 namespace QuindalIM {
 
-/// A buffer of the caller and the code that is to stand in it. *size: capacity in, terminating zero included.
+/// A buffer of the caller and the code to copy into it. *size: capacity on entry, terminating zero included.
 struct CodeBuffer
 {
     char* text;
@@ -16,7 +16,8 @@ struct CodeBuffer
     std::string_view code;
 };
 
-/// Writes to every size what its code needs. Copies all codes, or none and says false when one capacity is too small.
+/// Writes to every size what its code needs. Copies all codes and returns true, or none and returns false when one
+/// capacity is too small.
 template <std::size_t N>
 [[nodiscard]] bool CopyCodes(const std::array<CodeBuffer, N>& buffers) noexcept
 {

@@ -1,4 +1,4 @@
-// CursorFrame: what the exported cursors have in common, setting on first, the end of the data, and the outputs.
+// CursorFrame: the common parts of the exported cursors: setting on first, the end of the data, and the outputs.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace QuindalIM {
 
-/// What all SetOnFirst... functions do: puts one cursor on its first entry and gives the number of entries.
+/// Body of all SetOnFirst... functions: puts one cursor on its first entry and gives the number of entries.
 [[nodiscard]] inline std::int32_t SetOnFirst(const char* name, std::intptr_t QuindalIMCalculator, std::int32_t* count,
                                              std::int32_t (CCalcGOEx::*setOnFirst)())
 {
@@ -25,7 +25,7 @@ namespace QuindalIM {
         });
 }
 
-/// The end of the data is no error in the trace, and yet it is what the caller is told.
+/// Ends a call at the end of the data: the caller gets its code, the trace shows no error.
 [[nodiscard]] inline Z9ERR EndOfData(ExportCall& call)
 {
     call.SetError(Z9ERR_OK);
@@ -52,7 +52,7 @@ public:
                    values);
         return *this;
     }
-    /// A code that stands in its buffer already.
+    /// Records a code that stands in its buffer already.
     Outputs& Given(const char* name, const char* code, const char* sizeName, std::int32_t size)
     {
         m_params.Add(name, code).Add(sizeName, size);

@@ -1,11 +1,11 @@
-// EntryValues: the many values of an entry as data, one line each, where a function hands over more of them than can be
-// told one by one: each name goes to the trace, to the check of pointers and to the field with the value that is its
-// own.
+// EntryValues: the values of an entry as data, one line each, for functions that pass many of them. Each line ties a
+// value's name in the trace, its pointer check and its field together.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <tuple>
 #include <type_traits>
 
@@ -13,18 +13,19 @@
 
 namespace QuindalIM {
 
-/// A value that comes in: its name, and the field that takes it. Flags come as integers, true when not 0.
-template <class T, class Entry, class Field>
+/// A value that comes in: its name, and the field of the entry that takes it, a member or one level of it. A flag comes
+/// as an integer, true when not 0.
+template <class T, class Field>
 struct InputOf
 {
     const char* name;
     T value;
-    Field Entry::*field;
+    Field field;
 };
-template <class T, class Entry, class Field>
-InputOf(const char*, T, Field Entry::*) -> InputOf<T, Entry, Field>;
+template <class T, class Field>
+InputOf(const char*, T, Field) -> InputOf<T, Field>;
 
-/// Records the values as they came.
+/// Records the values as the caller gave them.
 template <class... Inputs>
 void AddAll(ParamsBuilder params, const std::tuple<Inputs...>& inputs)
 {
@@ -36,14 +37,13 @@ template <class Entry, class... Inputs>
 void AssignAll(Entry& entry, const std::tuple<Inputs...>& inputs) noexcept
 {
     const auto assign = [&entry](const auto& input) {
-        auto& field = entry.*input.field;
+        auto& field = std::invoke(input.field, entry);
         field = static_cast<std::remove_reference_t<decltype(field)>>(input.value);
     };
     std::apply([&assign](const auto&... input) { (assign(input), ...); }, inputs);
 }
 
-/// A value that goes out: its name, where the caller wants it, and what of the entry it is, a field or a function of
-/// the entry.
+/// A value that goes out: its name, the caller's pointer, and the field or function of the entry that gives it.
 template <class T, class Read>
 struct OutputOf
 {
@@ -54,14 +54,17 @@ struct OutputOf
 template <class T, class Read>
 OutputOf(const char*, T*, Read) -> OutputOf<T, Read>;
 
-/// The pointers of an entry in the order in which they are looked at: codes and sizes, then values.
-template <std::size_t Codes, class... Outputs>
-[[nodiscard]] std::array<PointerArgument, Codes + sizeof...(Outputs)>
-PointersOf(const std::array<PointerArgument, Codes>& codes, const std::tuple<Outputs...>& outputs) noexcept
+/// The pointers of an entry in the order in which they are looked at: codes and sizes, then values, then what else is
+/// looked at last.
+template <std::size_t Codes, std::size_t Last = 0, class... Outputs>
+[[nodiscard]] std::array<PointerArgument, Codes + sizeof...(Outputs) + Last>
+PointersOf(const std::array<PointerArgument, Codes>& codes, const std::tuple<Outputs...>& outputs,
+           const std::array<PointerArgument, Last>& last = {}) noexcept
 {
-    std::array<PointerArgument, Codes + sizeof...(Outputs)> pointers{};
+    std::array<PointerArgument, Codes + sizeof...(Outputs) + Last> pointers{};
     auto next = std::copy(codes.begin(), codes.end(), pointers.begin());
     std::apply([&next](const auto&... output) { ((*next++ = {output.name, output.target}), ...); }, outputs);
+    std::copy(last.begin(), last.end(), next);
     return pointers;
 }
 

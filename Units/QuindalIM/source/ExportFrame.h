@@ -26,7 +26,7 @@ namespace QuindalIM {
 
 using kv7base::ParamsBuilder;
 
-/// A pointer that the caller must not leave null, under its own name.
+/// A pointer argument that must not be null, with its name.
 struct PointerArgument
 {
     const char* name;
@@ -44,7 +44,7 @@ public:
     [[nodiscard]] ParamsBuilder Params() noexcept { return m_tracer.Params(); }
     /// Records the outcome and hands it back, to be returned.
     Z9ERR SetError(Z9ERR code) { return m_tracer.SetError(code); }
-    /// The same with a text that says more than the code's own.
+    /// Records the outcome with a text that says more than the code's own, and hands the outcome back.
     Z9ERR SetError(Z9ERR code, const char* text);
 
     /// True when one of the pointers is null; the first one is logged and the outcome recorded.
@@ -59,9 +59,9 @@ private:
     kv7base::QLTracer m_tracer;
 };
 
-/// To be called while an exception is handled: logs what it is.
+/// Logs the exception that is being handled.
 void LogException(const char* name);
-/// The last resort of the frame, where nothing may be thrown any more.
+/// Logs the exception that is being handled, and throws nothing: the last resort of the frame.
 void LogExceptionQuietly(const char* name) noexcept;
 
 /// Runs an exported function. recordInputs(ParamsBuilder) records the arguments in the order of the signature;
@@ -88,7 +88,8 @@ template <class Inputs, class Body>
     }
 }
 
-/// The same with the pointers listed at the call.
+/// Runs an exported function whose pointers are listed at the call. recordInputs records the arguments, body does the
+/// work and returns the result. No exception leaves.
 template <class Inputs, class Body>
 [[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
                                   std::initializer_list<PointerArgument> pointers, const Body& body) noexcept

@@ -4,11 +4,13 @@
 #include <array>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "BoundaryValues.h"
 #include "CalcGOConsts.h"
 #include "CodeBuffers.h"
 #include "CursorFrame.h"
+#include "EntryValues.h"
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
@@ -66,6 +68,7 @@ int32_t GetNextCurrency(intptr_t QuindalIMCalculator, int32_t* CurrencyId, doubl
         });
 }
 
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t GetNextBaseContract(intptr_t QuindalIMCalculator, char* BaseContractCode, int32_t* BaseContractCodeSize,
                             char* MCSCode, int32_t* MCSCodeSize, int32_t* VolatNum, int32_t* PointsNum,
                             QuindalMSPType* MSPType, int32_t* CurrencyId, double* ShortOptionMinimumCharge,
@@ -78,43 +81,46 @@ int32_t GetNextBaseContract(intptr_t QuindalIMCalculator, char* BaseContractCode
                             QuindalOptionModel* OptionModel, double* SpotPrice, QuindalAssetClass* AssetClass,
                             double* CFRisk)
 {
+    using enum Enums::ClientRiskLevel;
+    using kv7im::LevelOf;
+    using Contract = kv7im::CSpecBaseContract;
+    const std::tuple values{
+        OutputOf{"VolatNum", VolatNum, &Contract::VolatNum},
+        OutputOf{"PointsNum", PointsNum, &Contract::RiskPointsN}, // points on either side, as it was given
+        OutputOf{"MSPType", MSPType, &Contract::MSPTypeVal},
+        OutputOf{"CurrencyId", CurrencyId, &Contract::IndicatorID},
+        OutputOf{"ShortOptionMinimumCharge", ShortOptionMinimumCharge, &Contract::ShortOptionMinimumCharge},
+        OutputOf{"MarketRisk", MarketRisk, LevelOf{&Contract::MarketRisk, Default}},
+        OutputOf{"MarketRisk1", MarketRisk1, LevelOf{&Contract::MarketRisk1, Default}},
+        OutputOf{"MarketRisk2", MarketRisk2, LevelOf{&Contract::MarketRisk2, Default}},
+        OutputOf{"MarketRiskLow", MarketRiskLow, LevelOf{&Contract::MarketRisk, Low}},
+        OutputOf{"MarketRisk1Low", MarketRisk1Low, LevelOf{&Contract::MarketRisk1, Low}},
+        OutputOf{"MarketRisk2Low", MarketRisk2Low, LevelOf{&Contract::MarketRisk2, Low}},
+        OutputOf{"MarketRiskMedium", MarketRiskMedium, LevelOf{&Contract::MarketRisk, Medium}},
+        OutputOf{"MarketRisk1Medium", MarketRisk1Medium, LevelOf{&Contract::MarketRisk1, Medium}},
+        OutputOf{"MarketRisk2Medium", MarketRisk2Medium, LevelOf{&Contract::MarketRisk2, Medium}},
+        OutputOf{"MarketRiskHigh", MarketRiskHigh, LevelOf{&Contract::MarketRisk, High}},
+        OutputOf{"MarketRisk1High", MarketRisk1High, LevelOf{&Contract::MarketRisk1, High}},
+        OutputOf{"MarketRisk2High", MarketRisk2High, LevelOf{&Contract::MarketRisk2, High}},
+        OutputOf{"MarketRiskExceptional", MarketRiskExceptional, LevelOf{&Contract::MarketRisk, Exceptional}},
+        OutputOf{"MarketRisk1Exceptional", MarketRisk1Exceptional, LevelOf{&Contract::MarketRisk1, Exceptional}},
+        OutputOf{"MarketRisk2Exceptional", MarketRisk2Exceptional, LevelOf{&Contract::MarketRisk2, Exceptional}},
+        OutputOf{"ConcentrationLimit1", ConcentrationLimit1, &Contract::ConcentrationLimit1},
+        OutputOf{"ConcentrationLimit2", ConcentrationLimit2, &Contract::ConcentrationLimit2},
+        OutputOf{"WindowSizePercentage", WindowSizePercentage, &Contract::WindowSizePercentage},
+        OutputOf{"OptionModel", OptionModel, &Contract::optionModel},
+        OutputOf{"SpotPrice", SpotPrice, &Contract::SpotPrice},
+        OutputOf{"AssetClass", AssetClass, &Contract::assetClass},
+        OutputOf{"CFRisk", CFRisk, &Contract::CFRisk}};
     return Export(
         "GetNextBaseContract", [&](ParamsBuilder params) { params.Add("QuindalIMCalculator", QuindalIMCalculator); },
-        {{"BaseContractCode", BaseContractCode},
-         {"MCSCode", MCSCode},
-         {"BaseContractCodeSize", BaseContractCodeSize},
-         {"MCSCodeSize", MCSCodeSize},
-         {"VolatNum", VolatNum},
-         {"PointsNum", PointsNum},
-         {"MSPType", MSPType},
-         {"CurrencyId", CurrencyId},
-         {"ShortOptionMinimumCharge", ShortOptionMinimumCharge},
-         {"MarketRisk", MarketRisk},
-         {"MarketRisk1", MarketRisk1},
-         {"MarketRisk2", MarketRisk2},
-         {"MarketRiskLow", MarketRiskLow},
-         {"MarketRisk1Low", MarketRisk1Low},
-         {"MarketRisk2Low", MarketRisk2Low},
-         {"MarketRiskMedium", MarketRiskMedium},
-         {"MarketRisk1Medium", MarketRisk1Medium},
-         {"MarketRisk2Medium", MarketRisk2Medium},
-         {"MarketRiskHigh", MarketRiskHigh},
-         {"MarketRisk1High", MarketRisk1High},
-         {"MarketRisk2High", MarketRisk2High},
-         {"MarketRiskExceptional", MarketRiskExceptional},
-         {"MarketRisk1Exceptional", MarketRisk1Exceptional},
-         {"MarketRisk2Exceptional", MarketRisk2Exceptional},
-         {"ConcentrationLimit1", ConcentrationLimit1},
-         {"ConcentrationLimit2", ConcentrationLimit2},
-         {"WindowSizePercentage", WindowSizePercentage},
-         {"OptionModel", OptionModel},
-         {"SpotPrice", SpotPrice},
-         {"AssetClass", AssetClass},
-         {"CFRisk", CFRisk}},
+        PointersOf(std::array{PointerArgument{"BaseContractCode", BaseContractCode},
+                              PointerArgument{"MCSCode", MCSCode},
+                              PointerArgument{"BaseContractCodeSize", BaseContractCodeSize},
+                              PointerArgument{"MCSCodeSize", MCSCodeSize}},
+                   values),
         [&](ExportCall& call) -> Z9ERR {
-            using enum Enums::ClientRiskLevel;
-            const kv7im::CSpecBaseContract* contract =
-                GetQuindalImCalculator(QuindalIMCalculator).GetNextBaseContract();
+            const Contract* contract = GetQuindalImCalculator(QuindalIMCalculator).GetNextBaseContract();
             if (contract == nullptr) return EndOfData(call);
             if (!CopyCodes(std::array{CodeBuffer{BaseContractCode, BaseContractCodeSize, contract->Code},
                                       CodeBuffer{MCSCode, MCSCodeSize, contract->CodeMCS}}))
@@ -122,37 +128,12 @@ int32_t GetNextBaseContract(intptr_t QuindalIMCalculator, char* BaseContractCode
             Outputs(call)
                 .Given("BaseContractCode", BaseContractCode, "BaseContractCodeSize", *BaseContractCodeSize)
                 .Given("MCSCode", MCSCode, "MCSCodeSize", *MCSCodeSize)
-                .Give("VolatNum", VolatNum, contract->VolatNum)
-                .Give("PointsNum", PointsNum, contract->RiskPointsN) // points on either side, as it was given
-                .Give("MSPType", MSPType, contract->MSPTypeVal)
-                .Give("CurrencyId", CurrencyId, contract->IndicatorID)
-                .Give("ShortOptionMinimumCharge", ShortOptionMinimumCharge, contract->ShortOptionMinimumCharge)
-                .Give("MarketRisk", MarketRisk, contract->MarketRisk[Default])
-                .Give("MarketRisk1", MarketRisk1, contract->MarketRisk1[Default])
-                .Give("MarketRisk2", MarketRisk2, contract->MarketRisk2[Default])
-                .Give("MarketRiskLow", MarketRiskLow, contract->MarketRisk[Low])
-                .Give("MarketRisk1Low", MarketRisk1Low, contract->MarketRisk1[Low])
-                .Give("MarketRisk2Low", MarketRisk2Low, contract->MarketRisk2[Low])
-                .Give("MarketRiskMedium", MarketRiskMedium, contract->MarketRisk[Medium])
-                .Give("MarketRisk1Medium", MarketRisk1Medium, contract->MarketRisk1[Medium])
-                .Give("MarketRisk2Medium", MarketRisk2Medium, contract->MarketRisk2[Medium])
-                .Give("MarketRiskHigh", MarketRiskHigh, contract->MarketRisk[High])
-                .Give("MarketRisk1High", MarketRisk1High, contract->MarketRisk1[High])
-                .Give("MarketRisk2High", MarketRisk2High, contract->MarketRisk2[High])
-                .Give("MarketRiskExceptional", MarketRiskExceptional, contract->MarketRisk[Exceptional])
-                .Give("MarketRisk1Exceptional", MarketRisk1Exceptional, contract->MarketRisk1[Exceptional])
-                .Give("MarketRisk2Exceptional", MarketRisk2Exceptional, contract->MarketRisk2[Exceptional])
-                .Give("ConcentrationLimit1", ConcentrationLimit1, contract->ConcentrationLimit1)
-                .Give("ConcentrationLimit2", ConcentrationLimit2, contract->ConcentrationLimit2)
-                .Give("WindowSizePercentage", WindowSizePercentage, contract->WindowSizePercentage)
-                .Give("OptionModel", OptionModel, contract->optionModel)
-                .Give("SpotPrice", SpotPrice, contract->SpotPrice)
-                .Give("AssetClass", AssetClass, contract->assetClass)
-                .Give("CFRisk", CFRisk, contract->CFRisk);
+                .GiveAll(*contract, values);
             return call.SetError(Z9ERR_OK);
         });
 }
 
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t GetNextFutures(intptr_t QuindalIMCalculator, QuindalClientRiskLevel ClientRiskLevel, char* FuturesCode,
                        int32_t* FuturesCodeSize, char* BaseContractCode, int32_t* BaseContractCodeSize, double* Limit,
                        double* CalcFutPrice, QuindalSpreadAspect* SpreadAspect, double* MinStepPrice,
@@ -161,35 +142,39 @@ int32_t GetNextFutures(intptr_t QuindalIMCalculator, QuindalClientRiskLevel Clie
                        QuindalAttribute* Attribute, double* MRAddOnUp, double* MRAddOnDown,
                        int8_t* EnforceIMSHalfNetting, char* TASBaseFutCode, int32_t* TASBaseFutCodeSize)
 {
+    using Futures = kv7im::CSpecFutures;
+    const auto limit = [level = static_cast<Enums::ClientRiskLevel>(ClientRiskLevel)](const Futures& futures) {
+        return LimitAt(futures, level);
+    };
+    const std::tuple values{OutputOf{"Limit", Limit, limit},
+                            OutputOf{"CalcFutPrice", CalcFutPrice, &Futures::CalcFutPrice},
+                            OutputOf{"SpreadAspect", SpreadAspect, SpreadAspectOf<Futures>},
+                            OutputOf{"MinStepPrice", MinStepPrice, &Futures::MinStepPrice},
+                            OutputOf{"RealCalcPrice", RealCalcPrice, &Futures::RealCalcPrice},
+                            OutputOf{"MinStep", MinStep, &Futures::MinStep},
+                            OutputOf{"XLot", XLot, &Futures::XLot},
+                            OutputOf{"InterestRateRiskUp", InterestRateRiskUp, &Futures::InterestRateRiskUp},
+                            OutputOf{"InterestRateRiskDown", InterestRateRiskDown, &Futures::InterestRateRiskDown},
+                            OutputOf{"TimeToExpiration", TimeToExpiration, &Futures::TimeToExpiration},
+                            OutputOf{"NormalizedSpot", NormalizedSpot, &Futures::NormalizedSpot},
+                            OutputOf{"Attribute", Attribute, &Futures::Attribute},
+                            OutputOf{"MRAddOnUp", MRAddOnUp, &Futures::MRAddOnUp},
+                            OutputOf{"MRAddOnDown", MRAddOnDown, &Futures::MRAddOnDown},
+                            OutputOf{"EnforceIMSHalfNetting", EnforceIMSHalfNetting, &Futures::EnforceIMSHalfNetting}};
     return Export(
         "GetNextFutures",
         [&](ParamsBuilder params) {
             params.Add("QuindalIMCalculator", QuindalIMCalculator).Add("ClientRiskLevel", ClientRiskLevel);
         },
-        {{"FuturesCode", FuturesCode},
-         {"BaseContractCode", BaseContractCode},
-         {"TASBaseFutCode", TASBaseFutCode},
-         {"FuturesCodeSize", FuturesCodeSize},
-         {"BaseContractCodeSize", BaseContractCodeSize},
-         {"Limit", Limit},
-         {"CalcFutPrice", CalcFutPrice},
-         {"SpreadAspect", SpreadAspect},
-         {"MinStepPrice", MinStepPrice},
-         {"RealCalcPrice", RealCalcPrice},
-         {"MinStep", MinStep},
-         {"XLot", XLot},
-         {"InterestRateRiskUp", InterestRateRiskUp},
-         {"InterestRateRiskDown", InterestRateRiskDown},
-         {"TimeToExpiration", TimeToExpiration},
-         {"NormalizedSpot", NormalizedSpot},
-         {"Attribute", Attribute},
-         {"MRAddOnUp", MRAddOnUp},
-         {"MRAddOnDown", MRAddOnDown},
-         {"EnforceIMSHalfNetting", EnforceIMSHalfNetting},
-         {"TASBaseFutCodeSize", TASBaseFutCodeSize}},
+        PointersOf(std::array{PointerArgument{"FuturesCode", FuturesCode},
+                              PointerArgument{"BaseContractCode", BaseContractCode},
+                              PointerArgument{"TASBaseFutCode", TASBaseFutCode},
+                              PointerArgument{"FuturesCodeSize", FuturesCodeSize},
+                              PointerArgument{"BaseContractCodeSize", BaseContractCodeSize}},
+                   values, std::array{PointerArgument{"TASBaseFutCodeSize", TASBaseFutCodeSize}}),
         [&](ExportCall& call) -> Z9ERR {
             CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
-            const kv7im::CSpecFutures* futures = calculator.GetNextFutures();
+            const Futures* futures = calculator.GetNextFutures();
             if (futures == nullptr) return EndOfData(call);
             std::string trackedCode;
             if (const Z9ERR result = FindTASBaseFutCode(call, calculator, *futures, trackedCode); result != Z9ERR_OK)
@@ -198,25 +183,10 @@ int32_t GetNextFutures(intptr_t QuindalIMCalculator, QuindalClientRiskLevel Clie
                                       CodeBuffer{BaseContractCode, BaseContractCodeSize, futures->CodeBC},
                                       CodeBuffer{TASBaseFutCode, TASBaseFutCodeSize, trackedCode}}))
                 return call.SetError(Z9ERR_COMMON_BUFFER_TOO_SMALL);
-            using enum Enums::SpreadAspect;
             Outputs(call)
                 .Given("FuturesCode", FuturesCode, "FuturesCodeSize", *FuturesCodeSize)
                 .Given("BaseContractCode", BaseContractCode, "BaseContractCodeSize", *BaseContractCodeSize)
-                .Give("Limit", Limit, LimitAt(*futures, static_cast<Enums::ClientRiskLevel>(ClientRiskLevel)))
-                .Give("CalcFutPrice", CalcFutPrice, futures->CalcFutPrice)
-                .Give("SpreadAspect", SpreadAspect, futures->IsInSpread ? InSpread : NotInSpread)
-                .Give("MinStepPrice", MinStepPrice, futures->MinStepPrice)
-                .Give("RealCalcPrice", RealCalcPrice, futures->RealCalcPrice)
-                .Give("MinStep", MinStep, futures->MinStep)
-                .Give("XLot", XLot, futures->XLot)
-                .Give("InterestRateRiskUp", InterestRateRiskUp, futures->InterestRateRiskUp)
-                .Give("InterestRateRiskDown", InterestRateRiskDown, futures->InterestRateRiskDown)
-                .Give("TimeToExpiration", TimeToExpiration, futures->TimeToExpiration)
-                .Give("NormalizedSpot", NormalizedSpot, futures->NormalizedSpot)
-                .Give("Attribute", Attribute, futures->Attribute)
-                .Give("MRAddOnUp", MRAddOnUp, futures->MRAddOnUp)
-                .Give("MRAddOnDown", MRAddOnDown, futures->MRAddOnDown)
-                .Give("EnforceIMSHalfNetting", EnforceIMSHalfNetting, futures->EnforceIMSHalfNetting ? 1 : 0)
+                .GiveAll(*futures, values)
                 .Given("TASBaseFutCode", TASBaseFutCode, "TASBaseFutCodeSize", *TASBaseFutCodeSize);
             return call.SetError(Z9ERR_OK);
         });

@@ -2,11 +2,16 @@
 #include "QuindalIM.h"
 
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "CalcGOConsts.h"
+#include "EntryValues.h"
 #include "Enums.h"
 #include "ExportFrame.h"
 #include "LibraryState.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "z9log.h"
 
 using namespace QuindalIM;
@@ -53,6 +58,7 @@ int32_t InsertCurrency(intptr_t QuindalIMCalculator, int32_t CurrencyId, double 
         });
 }
 
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t InsertBaseContract(intptr_t QuindalIMCalculator, const char* BaseContractCode, const char* MCSCode,
                            int32_t VolatNum, QuindalMSPType MSPType, int32_t CurrencyId,
                            double ShortOptionMinimumCharge, double MarketRisk, double MarketRisk1, double MarketRisk2,
@@ -64,90 +70,91 @@ int32_t InsertBaseContract(intptr_t QuindalIMCalculator, const char* BaseContrac
                            QuindalOptionModel OptionModel, double SpotPrice, QuindalAssetClass AssetClass,
                            double CFRisk)
 {
+    using enum Enums::ClientRiskLevel;
+    using kv7im::LevelOf;
+    using Contract = kv7im::BaseContractParameters;
+    const std::tuple values{
+        InputOf{"VolatNum", VolatNum, &Contract::VolatNum},
+        InputOf{"MSPType", MSPType, &Contract::MSPType},
+        InputOf{"CurrencyId", CurrencyId, &Contract::CurrencyId},
+        InputOf{"ShortOptionMinimumCharge", ShortOptionMinimumCharge, &Contract::ShortOptionMinimumCharge},
+        InputOf{"MarketRisk", MarketRisk, LevelOf{&Contract::MarketRisk, Default}},
+        InputOf{"MarketRisk1", MarketRisk1, LevelOf{&Contract::MarketRisk1, Default}},
+        InputOf{"MarketRisk2", MarketRisk2, LevelOf{&Contract::MarketRisk2, Default}},
+        InputOf{"MarketRiskLow", MarketRiskLow, LevelOf{&Contract::MarketRisk, Low}},
+        InputOf{"MarketRisk1Low", MarketRisk1Low, LevelOf{&Contract::MarketRisk1, Low}},
+        InputOf{"MarketRisk2Low", MarketRisk2Low, LevelOf{&Contract::MarketRisk2, Low}},
+        InputOf{"MarketRiskMedium", MarketRiskMedium, LevelOf{&Contract::MarketRisk, Medium}},
+        InputOf{"MarketRisk1Medium", MarketRisk1Medium, LevelOf{&Contract::MarketRisk1, Medium}},
+        InputOf{"MarketRisk2Medium", MarketRisk2Medium, LevelOf{&Contract::MarketRisk2, Medium}},
+        InputOf{"MarketRiskHigh", MarketRiskHigh, LevelOf{&Contract::MarketRisk, High}},
+        InputOf{"MarketRisk1High", MarketRisk1High, LevelOf{&Contract::MarketRisk1, High}},
+        InputOf{"MarketRisk2High", MarketRisk2High, LevelOf{&Contract::MarketRisk2, High}},
+        InputOf{"MarketRiskExceptional", MarketRiskExceptional, LevelOf{&Contract::MarketRisk, Exceptional}},
+        InputOf{"MarketRisk1Exceptional", MarketRisk1Exceptional, LevelOf{&Contract::MarketRisk1, Exceptional}},
+        InputOf{"MarketRisk2Exceptional", MarketRisk2Exceptional, LevelOf{&Contract::MarketRisk2, Exceptional}},
+        InputOf{"ConcentrationLimit1", ConcentrationLimit1, &Contract::ConcentrationLimit1},
+        InputOf{"ConcentrationLimit2", ConcentrationLimit2, &Contract::ConcentrationLimit2},
+        InputOf{"RiskPointsN", RiskPointsN, &Contract::RiskPointsN},
+        InputOf{"WindowSizePercentage", WindowSizePercentage, &Contract::WindowSizePercentage},
+        InputOf{"OptionModel", OptionModel, &Contract::OptionModel},
+        InputOf{"SpotPrice", SpotPrice, &Contract::SpotPrice},
+        InputOf{"AssetClass", AssetClass, &Contract::AssetClass},
+        InputOf{"CFRisk", CFRisk, &Contract::CFRisk}};
     return Export(
         "InsertBaseContract",
         [&](ParamsBuilder params) {
             params.Add("QuindalIMCalculator", QuindalIMCalculator)
                 .Add("BaseContractCode", BaseContractCode)
-                .Add("MCSCode", MCSCode)
-                .Add("VolatNum", VolatNum)
-                .Add("MSPType", MSPType)
-                .Add("CurrencyId", CurrencyId)
-                .Add("ShortOptionMinimumCharge", ShortOptionMinimumCharge)
-                .Add("MarketRisk", MarketRisk)
-                .Add("MarketRisk1", MarketRisk1)
-                .Add("MarketRisk2", MarketRisk2)
-                .Add("MarketRiskLow", MarketRiskLow)
-                .Add("MarketRisk1Low", MarketRisk1Low)
-                .Add("MarketRisk2Low", MarketRisk2Low)
-                .Add("MarketRiskMedium", MarketRiskMedium)
-                .Add("MarketRisk1Medium", MarketRisk1Medium)
-                .Add("MarketRisk2Medium", MarketRisk2Medium)
-                .Add("MarketRiskHigh", MarketRiskHigh)
-                .Add("MarketRisk1High", MarketRisk1High)
-                .Add("MarketRisk2High", MarketRisk2High)
-                .Add("MarketRiskExceptional", MarketRiskExceptional)
-                .Add("MarketRisk1Exceptional", MarketRisk1Exceptional)
-                .Add("MarketRisk2Exceptional", MarketRisk2Exceptional)
-                .Add("ConcentrationLimit1", ConcentrationLimit1)
-                .Add("ConcentrationLimit2", ConcentrationLimit2)
-                .Add("RiskPointsN", RiskPointsN)
-                .Add("WindowSizePercentage", WindowSizePercentage)
-                .Add("OptionModel", OptionModel)
-                .Add("SpotPrice", SpotPrice)
-                .Add("AssetClass", AssetClass)
-                .Add("CFRisk", CFRisk);
+                .Add("MCSCode", MCSCode);
+            AddAll(params, values);
         },
         {{"BaseContractCode", BaseContractCode}, {"MCSCode", MCSCode}},
         [&](ExportCall& call) {
             CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
-            return call.SetError(calculator.InsertBaseContractEx(
-                BaseContractCode, MCSCode, VolatNum, static_cast<Enums::MSPType>(MSPType), CurrencyId,
-                ShortOptionMinimumCharge, MarketRisk, MarketRisk1, MarketRisk2, MarketRiskLow, MarketRisk1Low,
-                MarketRisk2Low, MarketRiskMedium, MarketRisk1Medium, MarketRisk2Medium, MarketRiskHigh, MarketRisk1High,
-                MarketRisk2High, MarketRiskExceptional, MarketRisk1Exceptional, MarketRisk2Exceptional,
-                ConcentrationLimit1, ConcentrationLimit2, RiskPointsN, WindowSizePercentage,
-                static_cast<Enums::OptionModel>(OptionModel), SpotPrice, static_cast<Enums::AssetClass>(AssetClass),
-                CFRisk));
+            Contract contract{.Code = BaseContractCode, .CodeMCS = MCSCode};
+            AssignAll(contract, values);
+            return call.SetError(calculator.InsertBaseContractEx(std::move(contract)));
         });
 }
 
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t InsertFutures(intptr_t QuindalIMCalculator, const char* FuturesCode, const char* BaseContractCode,
                       double CalcFutPrice, QuindalSpreadAspect SpreadAspect, double MinStepPrice, double RealCalcPrice,
                       double MinStep, double XLot, double InterestRateRiskUp, double InterestRateRiskDown,
                       double TimeToExpiration, double NormalizedSpot, QuindalAttribute Attribute, double MRAddOnUp,
                       double MRAddOnDown, int8_t EnforceIMSHalfNetting, const char* TASBaseFutCode)
 {
+    using Futures = kv7im::FuturesParameters;
+    const std::tuple values{InputOf{"CalcFutPrice", CalcFutPrice, &Futures::CalcFutPrice},
+                            InputOf{"SpreadAspect", SpreadAspect, &Futures::SpreadAspect},
+                            InputOf{"MinStepPrice", MinStepPrice, &Futures::MinStepPrice},
+                            InputOf{"RealCalcPrice", RealCalcPrice, &Futures::RealCalcPrice},
+                            InputOf{"MinStep", MinStep, &Futures::MinStep},
+                            InputOf{"XLot", XLot, &Futures::XLot},
+                            InputOf{"InterestRateRiskUp", InterestRateRiskUp, &Futures::InterestRateRiskUp},
+                            InputOf{"InterestRateRiskDown", InterestRateRiskDown, &Futures::InterestRateRiskDown},
+                            InputOf{"TimeToExpiration", TimeToExpiration, &Futures::TimeToExpiration},
+                            InputOf{"NormalizedSpot", NormalizedSpot, &Futures::NormalizedSpot},
+                            InputOf{"Attribute", Attribute, &Futures::Attribute},
+                            InputOf{"MRAddOnUp", MRAddOnUp, &Futures::MRAddOnUp},
+                            InputOf{"MRAddOnDown", MRAddOnDown, &Futures::MRAddOnDown},
+                            InputOf{"EnforceIMSHalfNetting", EnforceIMSHalfNetting, &Futures::EnforceIMSHalfNetting}};
     return Export(
         "InsertFutures",
         [&](ParamsBuilder params) {
             params.Add("QuindalIMCalculator", QuindalIMCalculator)
                 .Add("FuturesCode", FuturesCode)
-                .Add("BaseContractCode", BaseContractCode)
-                .Add("CalcFutPrice", CalcFutPrice)
-                .Add("SpreadAspect", SpreadAspect)
-                .Add("MinStepPrice", MinStepPrice)
-                .Add("RealCalcPrice", RealCalcPrice)
-                .Add("MinStep", MinStep)
-                .Add("XLot", XLot)
-                .Add("InterestRateRiskUp", InterestRateRiskUp)
-                .Add("InterestRateRiskDown", InterestRateRiskDown)
-                .Add("TimeToExpiration", TimeToExpiration)
-                .Add("NormalizedSpot", NormalizedSpot)
-                .Add("Attribute", Attribute)
-                .Add("MRAddOnUp", MRAddOnUp)
-                .Add("MRAddOnDown", MRAddOnDown)
-                .Add("EnforceIMSHalfNetting", EnforceIMSHalfNetting)
-                .Add("TASBaseFutCode", TASBaseFutCode);
+                .Add("BaseContractCode", BaseContractCode);
+            AddAll(params, values);
+            params.Add("TASBaseFutCode", TASBaseFutCode);
         },
         {{"FuturesCode", FuturesCode}, {"BaseContractCode", BaseContractCode}, {"TASBaseFutCode", TASBaseFutCode}},
         [&](ExportCall& call) {
             CCalcGOEx& calculator = GetQuindalImCalculator(QuindalIMCalculator);
-            return call.SetError(calculator.InsertFutures(
-                FuturesCode, BaseContractCode, CalcFutPrice, static_cast<Enums::SpreadAspect>(SpreadAspect),
-                MinStepPrice, RealCalcPrice, MinStep, XLot, InterestRateRiskUp, InterestRateRiskDown, TimeToExpiration,
-                NormalizedSpot, static_cast<Enums::InstrumentStatus>(Attribute), MRAddOnUp, MRAddOnDown,
-                EnforceIMSHalfNetting != 0, TASBaseFutCode));
+            Futures futures{.Code = FuturesCode, .CodeBC = BaseContractCode};
+            AssignAll(futures, values);
+            return call.SetError(calculator.InsertFutures(std::move(futures), TASBaseFutCode));
         });
 }
 

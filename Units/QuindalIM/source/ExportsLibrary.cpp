@@ -26,7 +26,7 @@ int32_t InitQuindalIM(const char* IniFile, const char* username, const char* pas
                                             "QuindalIM library is already initialized");
                 return call.SetError(Z9ERR_QUINDAL_IM_ALREADY_INITIALIZED);
             }
-            // The logs first: what is wrong with the other arguments is to be read in them.
+            // The logs come first, so that they can tell what is wrong with the other arguments.
             QuindalImConfig config;
             InitConfigAndLog(IniFile, config);
             if (call.RefusesNull({{"username", username}, {"password", password}}))

@@ -4,6 +4,7 @@
 #include <array>
 #include <tuple>
 
+#include "BoundaryValues.h"
 #include "CodeBuffers.h"
 #include "CursorFrame.h"
 #include "EntryValues.h"
@@ -16,15 +17,7 @@
 
 using namespace QuindalIM;
 
-namespace {
-
-[[nodiscard]] Enums::SpreadAspect SpreadAspectOf(const kv7im::CSpecVirtFutures& series)
-{
-    return series.IsInSpread ? Enums::SpreadAspect::InSpread : Enums::SpreadAspect::NotInSpread;
-}
-
-} // namespace
-
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t InsertOptionSeries(intptr_t QuindalIMCalculator, const char* OptionSeriesCode, const char* FuturesCode,
                            double A_Black, double B_Black, double C_Black, double D_Black, double E_Black,
                            int8_t UseNullVolat, double S_Black, double StrikeStep, int32_t ExpClearingsSA,
@@ -39,6 +32,7 @@ int32_t InsertOptionSeries(intptr_t QuindalIMCalculator, const char* OptionSerie
                            double InterestRate2RiskDown)
 {
     using Series = kv7im::OptionSeriesParameters;
+    static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile among the arguments");
     const std::tuple values{InputOf{"A_Black", A_Black, &Series::A},
                             InputOf{"B_Black", B_Black, &Series::B},
                             InputOf{"C_Black", C_Black, &Series::C},
@@ -127,6 +121,7 @@ int32_t SetOnFirstOption(intptr_t QuindalIMCalculator, int32_t* count)
     return SetOnFirst("SetOnFirstOption", QuindalIMCalculator, count, &CCalcGOEx::SetOnFirstOption);
 }
 
+// NOLINTNEXTLINE(readability-function-size): the C header hands an entry over value by value
 int32_t GetNextOptionSeries(intptr_t QuindalIMCalculator, char* OptionSeriesCode, int32_t* OptionSeriesCodeSize,
                             char* FuturesCode, int32_t* FuturesCodeSize, double* SqrtT, double* A_Black,
                             double* B_Black, double* C_Black, double* D_Black, double* E_Black, int8_t* UseNullVolat,
@@ -167,7 +162,7 @@ int32_t GetNextOptionSeries(intptr_t QuindalIMCalculator, char* OptionSeriesCode
                             OutputOf{"SettlementType", SettlementType, &Series::settlementType},
                             OutputOf{"ExerciseStyle", ExerciseStyle, &Series::exerciseStyle},
                             OutputOf{"SubRisk", SubRisk, &Series::SubRisk},
-                            OutputOf{"SpreadAspect", SpreadAspect, SpreadAspectOf},
+                            OutputOf{"SpreadAspect", SpreadAspect, SpreadAspectOf<Series>},
                             OutputOf{"EnforceHalfNetting", EnforceHalfNetting, &Series::EnforceHalfNetting},
                             OutputOf{"MinStep", MinStep, &Series::MinStep},
                             OutputOf{"MinStepPrice", MinStepPrice, &Series::MinStepPrice},

@@ -45,8 +45,8 @@ namespace {
     return false;
 }
 
-/// The road of a position and of an order: the link, the handle, the instrument, then change(calculator, isin, price).
-/// A price of 0.0 becomes the instrument's own, which is no number for a multileg; any other price stays.
+/// The way of a position and of an order: the link, the handle, the instrument, then change(calculator, isin, price). A
+/// price of 0.0 becomes the instrument's own price, which is NaN for a multileg; any other price stays.
 template <class Change>
 [[nodiscard]] Z9ERR ChangeAtInstrument(ExportCall& call, intptr_t QuindalIMCalculator, const char* InstrCode,
                                        double price, const Change& change)
@@ -257,7 +257,7 @@ int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* 
                 .Add("Price", Price)
                 .Add("DeltaQuantity", DeltaQuantity);
         },
-        {{"Code", Code}, // as in the signature, unlike in SetPosition
+        {{"Code", Code}, // in the order of the signature, unlike in SetPosition
          {"InstrCode", InstrCode},
          {"VolatilityPartGO", VolatilityPartGO},
          {"DeliveryAndVolatilityPartGO", DeliveryAndVolatilityPartGO},
@@ -266,7 +266,7 @@ int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* 
          {"SettlementAccountGO", SettlementAccountGO}},
         [&](ExportCall& call) {
             const auto change = [&](CCalcGOEx& calculator, Isin isin, double price) {
-                double goAboveClient = 0.0; // as in SetPosition
+                double goAboveClient = 0.0; // of the firm and of the account: this interface does not hand them out
                 const Z9ERR result = calculator.ChangeOrderEx(
                     Code, isin, IsBuy != 0, ToPriceInt(t_bprice(price)), DeltaQuantity, *VolatilityPartGO,
                     *DeliveryAndVolatilityPartGO, *PartGO, goAboveClient, goAboveClient);

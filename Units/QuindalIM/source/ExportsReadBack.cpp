@@ -1,19 +1,23 @@
-// Exported functions: the arrays of risks, none of which is supported. Each records what was asked, says so in the log,
-// and neither reads nor writes anything of the caller; so the library need not be started and no pointer is looked at.
+// Exported functions: the arrays of risks, none of which is supported. Each records its arguments and says so in the
+// log, and neither reads nor writes anything of the caller; so the library need not be started and no pointer is
+// checked.
 #include "QuindalIM.h"
 
 #include "CalcGOConsts.h"
 #include "ExportFrame.h"
+#include "grids/StressPoints.h"
 #include "z9log.h"
 
 using namespace QuindalIM;
 
 static_assert(sizeof(ExtraRisksInfo) == 68 && sizeof(QuindalRiskType) == 4, "they cross the boundary as they are");
+static_assert(sizeof(ExtraRisksInfo) == kv7im::stress::Points.size() * sizeof(double) + sizeof(int32_t),
+              "each stress point crosses the boundary");
 
 namespace {
 
-/// A function as the trace names it, and as the log does. The arrays of final risks have one body for plain ones and
-/// those with positive values, and both go by the body in the trace and by the plain one in the log.
+/// Names of a function in the trace and in the log. The arrays of final risks have one body for the plain ones and for
+/// those with positive values; the trace names the body, the log the plain function.
 struct ReadBack
 {
     const char* inTrace;

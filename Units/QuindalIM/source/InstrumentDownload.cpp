@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::uint32_t SnappyIsWelcome = 1;
 
-/// 0 for a property that the message does not have.
+/// Value of a number property; 0 when the message does not have it.
 [[nodiscard]] std::uint32_t SizeProperty(const Z9AutoMessage& message, const char* name)
 {
     std::uint32_t value = 0;
@@ -38,7 +38,7 @@ constexpr std::uint32_t SnappyIsWelcome = 1;
     return {static_cast<const char*>(data), size};
 }
 
-/// Size that a block says it unpacks to, 0 when it does not even say that.
+/// Reads the size that a block says it unpacks to. False, with a size of 0, when the block does not even say that.
 [[nodiscard]] bool ReadUnpackedSize(std::string_view block, std::size_t& size)
 {
     size = 0;
@@ -135,7 +135,7 @@ bool Z9MQCore::IsWithinReplyLimit(std::size_t size)
     return size <= m_maxReplyBytes || Fail("Could not process message from server", Z9ERR_COMMON_INTERNAL_ERROR);
 }
 
-/// For inspection only: nothing reads the file back, and a download does not fail for want of it.
+/// Saves a copy for inspection only: nothing reads the file back, and a download does not fail for want of it.
 void Z9MQCore::SaveXmlCopy(std::string_view document) const
 {
     if (!ReplaceFile(m_xmlPath, document))

@@ -13,6 +13,8 @@
 #include "TablesData.h"
 #include "Z9Time.h"
 #include "except.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "z9log.h"
 
@@ -91,110 +93,99 @@ void InsertCurrency(CCalcGOEx& calculator, pugi::xml_node element)
     calculator.GetTablesData().AddCurrency(element);
 }
 
-void ReadMarketRisks(pugi::xml_node element, SBaseContractStruct& record)
+/// MarketRisk1High is the rate between the concentration limits at the level High; the default level adds no word.
+void ReadMarketRisks(pugi::xml_node element, kv7im::BaseContractParameters& contract)
 {
-    record.MarketRisk = Number<double>(element, "MarketRisk");
-    record.MarketRisk1 = Number<double>(element, "MarketRisk1");
-    record.MarketRisk2 = Number<double>(element, "MarketRisk2");
-    record.MarketRiskLow = Number<double>(element, "MarketRiskLow");
-    record.MarketRisk1Low = Number<double>(element, "MarketRisk1Low");
-    record.MarketRisk2Low = Number<double>(element, "MarketRisk2Low");
-    record.MarketRiskMedium = Number<double>(element, "MarketRiskMedium");
-    record.MarketRisk1Medium = Number<double>(element, "MarketRisk1Medium");
-    record.MarketRisk2Medium = Number<double>(element, "MarketRisk2Medium");
-    record.MarketRiskHigh = Number<double>(element, "MarketRiskHigh");
-    record.MarketRisk1High = Number<double>(element, "MarketRisk1High");
-    record.MarketRisk2High = Number<double>(element, "MarketRisk2High");
-    record.MarketRiskExceptional = Number<double>(element, "MarketRiskExceptional");
-    record.MarketRisk1Exceptional = Number<double>(element, "MarketRisk1Exceptional");
-    record.MarketRisk2Exceptional = Number<double>(element, "MarketRisk2Exceptional");
+    const kv7im::RiskLevelIndexedArray<const char*> words{"", "Low", "Medium", "High", "Exceptional"};
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        const auto rate = [&](const char* name) {
+            return Number<double>(element, (std::string(name) + words[level]).c_str());
+        };
+        contract.MarketRisk[level] = rate("MarketRisk");
+        contract.MarketRisk1[level] = rate("MarketRisk1");
+        contract.MarketRisk2[level] = rate("MarketRisk2");
+    }
 }
 
-[[nodiscard]] SBaseContractStruct ReadBaseContract(pugi::xml_node element)
+[[nodiscard]] kv7im::BaseContractParameters ReadBaseContract(pugi::xml_node element)
 {
-    SBaseContractStruct record;
-    ReadCode(element, "Code", record.Code);
-    ReadCode(element, "CodeMCS", record.CodeMCS);
-    record.VolatNum = Number<signed char>(element, "VolatNum");
-    record.MSPType = static_cast<Enums::MSPType>(Number<signed char>(element, "MSPType"));
-    record.ShortOptionMinimumCharge = Number<double>(element, "ShortOptionMinimumCharge");
-    record.IndicatorID = Number<int>(element, "IndicatorID");
-    ReadMarketRisks(element, record);
-    record.ConcentrationLimit1 = Number<long>(element, "ConcentrationLimit1");
-    record.ConcentrationLimit2 = Number<long>(element, "ConcentrationLimit2");
-    record.RiskPointsN = Number<int>(element, "RiskPointsN");
-    record.WindowSizePercentage = Number<double>(element, "WindowSizePercentage");
-    record.OptionModel = static_cast<Enums::OptionModel>(Number<signed char>(element, "OptionModel"));
-    record.SpotPrice = Number<double>(element, "SpotPrice");
-    record.AssetClass = static_cast<Enums::AssetClass>(Number<int>(element, "AssetClass"));
-    record.CFRisk = Number<double>(element, "CFRisk");
-    return record;
+    kv7im::BaseContractParameters contract;
+    contract.Code = ReadCode(element, "Code");
+    contract.CodeMCS = ReadCode(element, "CodeMCS");
+    contract.VolatNum = Number<signed char>(element, "VolatNum");
+    contract.MSPType = static_cast<Enums::MSPType>(Number<signed char>(element, "MSPType"));
+    contract.ShortOptionMinimumCharge = Number<double>(element, "ShortOptionMinimumCharge");
+    contract.CurrencyId = Number<int>(element, "IndicatorID");
+    ReadMarketRisks(element, contract);
+    contract.ConcentrationLimit1 = Number<long>(element, "ConcentrationLimit1");
+    contract.ConcentrationLimit2 = Number<long>(element, "ConcentrationLimit2");
+    contract.RiskPointsN = Number<int>(element, "RiskPointsN");
+    contract.WindowSizePercentage = Number<double>(element, "WindowSizePercentage");
+    contract.OptionModel = static_cast<Enums::OptionModel>(Number<signed char>(element, "OptionModel"));
+    contract.SpotPrice = Number<double>(element, "SpotPrice");
+    contract.AssetClass = static_cast<Enums::AssetClass>(Number<int>(element, "AssetClass"));
+    contract.CFRisk = Number<double>(element, "CFRisk");
+    return contract;
 }
 
 void InsertBaseContract(CCalcGOEx& calculator, pugi::xml_node element)
 {
-    const SBaseContractStruct record = ReadBaseContract(element);
-    const Z9ERR result = calculator.InsertBaseContractEx(
-        record.Code, record.CodeMCS, record.VolatNum, record.MSPType, record.IndicatorID,
-        record.ShortOptionMinimumCharge, record.MarketRisk, record.MarketRisk1, record.MarketRisk2,
-        record.MarketRiskLow, record.MarketRisk1Low, record.MarketRisk2Low, record.MarketRiskMedium,
-        record.MarketRisk1Medium, record.MarketRisk2Medium, record.MarketRiskHigh, record.MarketRisk1High,
-        record.MarketRisk2High, record.MarketRiskExceptional, record.MarketRisk1Exceptional,
-        record.MarketRisk2Exceptional, record.ConcentrationLimit1, record.ConcentrationLimit2, record.RiskPointsN,
-        record.WindowSizePercentage, record.OptionModel, record.SpotPrice, record.AssetClass, record.CFRisk);
+    const kv7im::BaseContractParameters contract = ReadBaseContract(element);
+    const Z9ERR result = calculator.InsertBaseContractEx(contract);
     if (result != Z9ERR_OK)
         throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
-            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertBaseContractEx with code: %s - failed", record.Code);
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertBaseContractEx with code: %s - failed",
+                 contract.Code.c_str());
     calculator.GetTablesData().AddBaseContract(element);
 }
 
-/// TASBaseFutCode: the base futures of a trade-at-settlement futures stays a code until the calculator finds its isin.
-[[nodiscard]] SFuturesStruct ReadFutures(pugi::xml_node element, std::string& TASBaseFutCode)
+/// The isin is the server's. TASBaseFutCode: the base futures of a trade-at-settlement futures stays a code until the
+/// calculator finds its isin.
+[[nodiscard]] kv7im::FuturesParameters ReadFutures(pugi::xml_node element, std::string& TASBaseFutCode)
 {
-    SFuturesStruct record;
-    ReadCode(element, "Code", record.Code);
-    ReadCode(element, "CodeBC", record.CodeBC);
-    record.Isin = Number<int>(element, "Isin");
-    record.CalcFutPrice = t_bprice(Number<double>(element, "CalcFutPrice"));
-    record.SpreadAspect = static_cast<Enums::SpreadAspect>(Number<signed char>(element, "SpreadAspect"));
-    record.MinStepPrice = Number<double>(element, "MinStepPrice");
-    record.RealCalcPrice = t_bprice(Number<double>(element, "RealCalcPrice"));
-    record.MinStep = Number<double>(element, "MinStep");
-    record.ExpiredDate = ReadTime(element, "ExpiredDate");
-    static_cast<void>(Number<int>(element, "Spot")); // must be there and be a number; the margin has no use for it
-    record.XLot = Number<double>(element, "XLot");
-    record.Lot = Number<int>(element, "Lot");
-    record.InterestRateRiskUp = Number<double>(element, "InterestRateRiskUp");
-    record.InterestRateRiskDown = Number<double>(element, "InterestRateRiskDown");
-    record.TimeToExpiration = Number<double>(element, "TimeToExpiration");
-    record.NormalizedSpot = Number<double>(element, "NormalizedSpot");
-    record.Attribute = Number<int>(element, "Attribute");
-    record.MRAddOnUp = Number<double>(element, "MRAddOnUp");
-    record.MRAddOnDown = Number<double>(element, "MRAddOnDown");
-    record.EnforceIMSHalfNetting = Number<signed char>(element, "EnforceIMSHalfNetting") != 0;
+    kv7im::FuturesParameters futures;
+    futures.Code = ReadCode(element, "Code");
+    futures.CodeBC = ReadCode(element, "CodeBC");
+    futures.Isin = Number<int>(element, "Isin");
+    const t_bprice calcFutPrice(Number<double>(element, "CalcFutPrice"));
+    futures.SpreadAspect = static_cast<Enums::SpreadAspect>(Number<signed char>(element, "SpreadAspect"));
+    futures.MinStepPrice = Number<double>(element, "MinStepPrice");
+    const t_bprice realCalcPrice(Number<double>(element, "RealCalcPrice"));
+    futures.MinStep = Number<double>(element, "MinStep");
+    // What the margin has no use for must be there all the same, and be what it says.
+    static_cast<void>(ReadTime(element, "ExpiredDate"));
+    static_cast<void>(Number<int>(element, "Spot"));
+    futures.XLot = Number<double>(element, "XLot");
+    static_cast<void>(Number<int>(element, "Lot"));
+    futures.InterestRateRiskUp = Number<double>(element, "InterestRateRiskUp");
+    futures.InterestRateRiskDown = Number<double>(element, "InterestRateRiskDown");
+    futures.TimeToExpiration = Number<double>(element, "TimeToExpiration");
+    futures.NormalizedSpot = Number<double>(element, "NormalizedSpot");
+    futures.Attribute = static_cast<Enums::InstrumentStatus>(Number<int>(element, "Attribute"));
+    futures.MRAddOnUp = Number<double>(element, "MRAddOnUp");
+    futures.MRAddOnDown = Number<double>(element, "MRAddOnDown");
+    futures.EnforceIMSHalfNetting = Number<signed char>(element, "EnforceIMSHalfNetting") != 0;
     TASBaseFutCode = GetAttr(element, "TASBaseFutCode");
-    return record;
+    futures.CalcFutPrice = calcFutPrice.AsDouble(); // five decimals, whatever the server sends
+    futures.RealCalcPrice = realCalcPrice.AsDouble();
+    return futures;
 }
 
 void InsertFutures(CCalcGOEx& calculator, pugi::xml_node element)
 {
     std::string TASBaseFutCode;
-    const SFuturesStruct record = ReadFutures(element, TASBaseFutCode);
-    const Z9ERR result = calculator.InsertFutures(
-        record.Code, record.CodeBC, record.CalcFutPrice.AsDouble(), record.SpreadAspect, record.MinStepPrice,
-        record.RealCalcPrice.AsDouble(), record.MinStep, record.XLot, record.InterestRateRiskUp,
-        record.InterestRateRiskDown, record.TimeToExpiration, record.NormalizedSpot,
-        static_cast<Enums::InstrumentStatus>(record.Attribute), record.MRAddOnUp, record.MRAddOnDown,
-        record.EnforceIMSHalfNetting, TASBaseFutCode.c_str());
+    const kv7im::FuturesParameters futures = ReadFutures(element, TASBaseFutCode);
+    const Z9ERR result = calculator.InsertFutures(futures, TASBaseFutCode);
     if (result != Z9ERR_OK)
         throw CZ9Error(result, KV7_DOWNLOAD_LOCATION)
-            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertFutures with code: %s - failed", record.Code);
+            .Fmt("CZ9MQCore::GetInstrumentParameters::InsertFutures with code: %s - failed", futures.Code.c_str());
 
-    int isin = record.Isin; // the server's, not the calculator's
-    calculator.GetRealIsinStorage().SaveIsinCode(isin, record.Code);
+    int isin = futures.Isin; // the server's, not the calculator's
+    calculator.GetRealIsinStorage().SaveIsinCode(isin, futures.Code.c_str());
     calculator.GetTablesData().AddFutures(element);
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile read");
 void ReadBlackScholesSmile(pugi::xml_node element, kv7im::OptionSeriesParameters& series)
 {
     series.A = Number<double>(element, "A_Black");
@@ -284,7 +275,7 @@ void InsertOption(CCalcGOEx& calculator, pugi::xml_node element)
 [[nodiscard]] SMultilegDictionaryStruct ReadMultileg(pugi::xml_node element, std::string& codeLeg)
 {
     SMultilegDictionaryStruct record;
-    record.Isin = Number<int>(element, "Isin"); // the server's, as IsinLeg is
+    record.Isin = Number<int>(element, "Isin"); // the server's isin, like IsinLeg
     record.IsinLeg = Number<int>(element, "IsinLeg");
     record.LegOrderNum = Number<signed char>(element, "LegOrderNum");
     record.LegsQuantity = Number<int>(element, "LegsQuantity");
@@ -293,8 +284,8 @@ void InsertOption(CCalcGOEx& calculator, pugi::xml_node element)
     return record;
 }
 
-/// One leg; it waits until all instruments are in. A leg that is no futures of this reply is left out: the others are
-/// of use without it.
+/// Keeps one leg until all instruments are in. A leg that is no futures of this reply is left out: the others are of
+/// use without it.
 void PreloadMultileg(CCalcGOEx& calculator, pugi::xml_node element)
 {
     std::string codeLeg;
@@ -309,7 +300,7 @@ void PreloadMultileg(CCalcGOEx& calculator, pugi::xml_node element)
     calculator.PreloadMultileg(record);
 }
 
-/// The multilegs whose legs have all come, each with its row in the table.
+/// Inserts the multilegs whose legs have all come, each with its row in the table.
 void InsertMultilegs(CCalcGOEx& calculator)
 {
     calculator.ValidateAndInsertMultilegs();

@@ -81,7 +81,7 @@ void OpenLogs(Z9INI_HANDLE handle)
     }
 }
 
-/// A value of -1 in the file cannot be told from a missing key, which is meant.
+/// Reads a required value. A value of -1 in the file is meant to count as a missing key.
 [[nodiscard]] std::int32_t ReadRequired(Z9INI_HANDLE handle, const char* key, Z9ERR codeWhenMissing)
 {
     const std::int32_t value = Z9IniCustGetInt(handle, IniSectionMq, key, -1);
@@ -89,7 +89,7 @@ void OpenLogs(Z9INI_HANDLE handle)
     return value;
 }
 
-/// The limit that the ini file states, where it is a whole number and above the one that holds without it.
+/// The limit of the ini file, where it is a whole number and above the limit that holds without it.
 [[nodiscard]] std::size_t ReadMaxReplyBytes(Z9INI_HANDLE handle)
 {
     std::array<char, 32> text{}; // more than the digits of any size
@@ -114,7 +114,7 @@ void ReadConfig(Z9INI_HANDLE handle, QuindalImConfig& config)
     config.maxReplyBytes = ReadMaxReplyBytes(handle);
 }
 
-/// One step of the login has failed: says so, leaves a clean client behind and gives the step's code.
+/// A failed step of the login: logs it, leaves a clean client behind and returns the step's code.
 [[nodiscard]] Z9ERR LoginStepFailed(const char* format, Z9ERR code)
 {
     KV7TRACE_ERROR_EX(LogCategory, format, g_mq_core.GetLastError(), g_mq_core.GetLastErrorCode());

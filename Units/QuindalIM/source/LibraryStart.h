@@ -1,4 +1,4 @@
-// LibraryStart: the two halves of InitQuindalIM that are not its frame, settings and login.
+// LibraryStart: the two parts of InitQuindalIM behind its frame: settings and login.
 #pragma once
 
 #include <cstddef>

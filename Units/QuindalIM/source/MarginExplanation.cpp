@@ -28,7 +28,7 @@ struct WeightedSide
     double weight;
 };
 
-// The sides that the margin is made of.
+// The sides that the margin is made of, with their weights.
 std::vector<WeightedSide> SidesThatCount(double deliveryWeight)
 {
     std::vector<WeightedSide> sides;
@@ -47,7 +47,7 @@ void AddSide(const Trail& trail, const WeightedSide& side, double ratio, std::ve
     }
 }
 
-// What a cut of all its contracts would mark is all that the entity has.
+// Names the entity in the shares of its items: those that a cut of all its contracts would mark.
 void NameEntity(const Entity& entity, std::size_t index, std::vector<MarginShare>& shares)
 {
     Trail trail(shares.size());

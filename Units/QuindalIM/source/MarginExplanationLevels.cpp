@@ -27,8 +27,8 @@ void Check(Z9ERR code)
         throw kv7base::CZ9Error(code, KV7_CURRENT_LOCATION).Fmt("A position that is held cannot be margined alone.");
 }
 
-/// A part of a participant's book as a book of its own, margined by the parameters of that participant. Nothing that is
-/// done here reaches the participant.
+/// A part of a participant's book as a book of its own, margined by the parameters of that participant. Nothing done
+/// here reaches the participant.
 class PartOfBook final : public kv7im::RiskParticipant
 {
 public:
@@ -41,14 +41,7 @@ public:
     {
         if (position.GetQuantity() != 0)
             Check(m_book.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
-        std::vector<SClearingDeltaOrder> records;
-        for (const auto& [key, info] : position.GetOrders()) {
-            SClearingDeltaOrder& record = records.emplace_back();
-            record.CalculatedPrice = key;
-            record.isin = isin;
-            record.isBuying = key.direction == KeyPriceType::Direction::Buy;
-            record.orderInfo = info;
-        }
+        const std::vector<SClearingDeltaOrder> records = OrderRecordsOf(isin, position.GetOrders());
         if (!records.empty()) Check(m_book.ChangeOrder(isin, records.size(), records.data()));
     }
 
@@ -91,7 +84,7 @@ private:
     kv7im::Portfolio m_book;
 };
 
-// The quantity that the net option value of a position was taken of.
+// The quantity that the net option value of a position was computed from.
 std::int64_t NovQuantity(const CSpecPositionOptionsBase& position)
 {
     const kv7im::CSpecOption& option = position.GetOption();
@@ -99,7 +92,8 @@ std::int64_t NovQuantity(const CSpecPositionOptionsBase& position)
     return ofOne == 0.0 ? 0 : std::llround(position.GetNOVi() / ofOne);
 }
 
-// Which book a position falls into when netting goes no further than a level. Null stands for the futures itself.
+// The book that a position falls into when netting goes no further than a level. A null option stands for the futures
+// itself.
 std::string BookOf(NettingLevel level, const CumulativePositionByFutures& position,
                    const CSpecPositionOptionsBase* option)
 {

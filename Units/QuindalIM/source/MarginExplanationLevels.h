@@ -1,4 +1,4 @@
-// What the parts of a book would cost, were each a book of its own.
+// Margins that the parts of a book would have as books of their own.
 #pragma once
 
 #include <vector>

@@ -15,7 +15,7 @@ const kv7im::RiskMatrix& MatrixOf(const kv7im::Risk& risk, Table table) noexcept
     return table == Table::InterestRate ? cells.InterestRate() : cells.VolatilityMismatch();
 }
 
-// A leaf may have fewer rows and columns than the node that it is in.
+// The cell of a matrix; 0.0 beyond its rows and columns, since a leaf may have fewer than the node that it is in.
 double CellOf(const kv7im::RiskMatrix& cells, std::size_t row, std::size_t column) noexcept
 {
     return row < cells.RowsCount() && column < cells.ColsCount() ? cells[row][column] : 0.0;
@@ -120,7 +120,8 @@ std::optional<std::size_t> Node::ShareStress(MarginSide side, Table table, std::
     return worst.row;
 }
 
-// The stresses are in the cells; the central scenario takes no charge for volatilities that move apart.
+// Shares a cell of a node under half netting. The stresses are in the cells; the central scenario takes no mismatch
+// stress.
 void Node::ShareLoss(const CellAt& at, double factor, Trail& trail) const
 {
     if (at.table != Table::Volatility || !IsKept(Cell(at), trail)) return;
@@ -142,7 +143,8 @@ bool Node::IsKept(double result, Trail& trail) const
     return result < 0.0;
 }
 
-// On the delivery side every scenario is the worst delivery, where deliveries count: they know no stresses.
+// Shares a cell of a series. Where deliveries count, every scenario of the delivery side is the worst delivery, without
+// stresses.
 void Node::ShareOptions(const CellAt& at, double factor, Trail& trail) const
 {
     const std::size_t column = WorstColumn(at);
@@ -156,7 +158,7 @@ void Node::ShareOptions(const CellAt& at, double factor, Trail& trail) const
         leaf.ShareCell({at.side, at.table, at.row, column}, factor, trail);
 }
 
-// A sub-point counts where it is worse than the price point that it is bound to.
+// The column that counts at a price point: a sub-point where it is worse than the price point that it is bound to.
 std::size_t Node::WorstColumn(const CellAt& at) const
 {
     const kv7im::RiskMatrix& cells =
@@ -179,7 +181,7 @@ void Node::ShareDelivery(std::size_t column, double factor, Trail& trail) const
         trail.money[leaf.item] += factor * CellOf(leaf.results.front().GetRisk().Expiration(), row, column);
 }
 
-// A node has one set of stress points, whatever the side.
+// Shares a stress point; the volatility and the delivery side have one set of them.
 void Node::SharePoint(std::size_t point, double factor, Trail& trail) const
 {
     if (parts.empty())

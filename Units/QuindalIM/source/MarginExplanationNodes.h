@@ -1,8 +1,8 @@
-// The nodes of a margin kept with their parts, so that a worst cell can be followed down to the positions that it is
-// made of. The engine adds the cells up; here a cell is passed on to the parts, by the branch that each minimum took,
-// until every position and every set of orders has what it has in the cell.
+// The nodes of a margin with their parts, so that a worst cell can be followed down to the positions that it is made
+// of. The engine adds the cells up; here a cell is passed on to the parts, by the branch that each minimum took, until
+// every position and every set of orders has its share of the cell.
 //
-// Always true:  the parts of a cell add up to the cell. What a cut leaves nothing of is marked.
+// Always true:  the parts of a cell add up to the cell. Parts that a cut leaves nothing of are marked.
 // Numbers:      money, a loss is negative.
 #pragma once
 
@@ -36,12 +36,12 @@ struct CellAt
     std::size_t column;
 };
 
-/// Where the parts of one worst cell are gathered.
+/// Collects the parts of one worst cell.
 struct Trail
 {
     explicit Trail(std::size_t items) : money(items, 0.0), gated(items, false) {}
 
-    /// What is said of a futures or a series in the contract that is being followed, the last one.
+    /// Outcome of a futures or a series in the contract that is being followed, the last one.
     [[nodiscard]] PartOutcome& Part(const std::string& code);
 
     std::vector<double> money; // by item
@@ -53,28 +53,29 @@ struct Trail
 struct Node
 {
     [[nodiscard]] static Node Leaf(std::size_t item, kv7im::Risk risk, double optionValue = 0.0);
-    /// All leaves in the options of one series, on its columns; the node above sees them on real price points.
+    /// A series: all leaves in its options, on its columns; the node above sees them on real price points.
     [[nodiscard]] static Node Series(const kv7im::CSpecVirtFutures& series,
                                      std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine,
                                      std::vector<Node> leaves);
-    /// Parts that the engine's node has netted cell by cell, of the mismatch their losses, of the rates where told so.
+    /// A sum of parts that the engine's node has netted cell by cell; the mismatch of the parts adds by its losses, the
+    /// rate stress too where ratesByLosses is set.
     [[nodiscard]] static Node Sum(const kv7im::RiskNodeBase& engine, std::vector<Node> parts, bool ratesByLosses);
-    /// The losses of a node under half netting.
+    /// A node reduced to its losses by half netting.
     [[nodiscard]] static Node LossesOf(Node node, const std::string& code);
 
     [[nodiscard]] const kv7im::RiskMatrix& Cells(MarginSide side, Table table) const noexcept;
     [[nodiscard]] double Cell(const CellAt& at) const noexcept;
-    /// First row of the smallest number in a column. NaN is passed over; without any number 0.
+    /// The smallest number in a column, NaN passed over; its first row. Without any number row 0.
     [[nodiscard]] CellAt WorstCell(MarginSide side, Table table, std::size_t column) const noexcept;
 
     /// Adds factor times the cell to the items that it is made of.
     void ShareCell(const CellAt& at, double factor, Trail& trail) const;
-    /// Shares the worst of the two stresses at a column; gives its row where it takes something.
+    /// Shares the worse of the two stresses at a column out; returns its row where it takes something.
     [[nodiscard]] std::optional<std::size_t> ShareStress(MarginSide side, Table table, std::size_t column,
                                                          double factor, Trail& trail) const;
     void SharePoint(std::size_t point, double factor, Trail& trail) const;
     void ShareOptionValue(double factor, Trail& trail) const;
-    /// A cut above leaves nothing of this node.
+    /// Marks the items of this node, of which a cut above leaves nothing.
     void Gate(Trail& trail) const;
 
     std::array<kv7im::Risk, 2> results; // by side, on the price points of the node above; a leaf has the first only
@@ -82,7 +83,7 @@ struct Node
     std::size_t item = 0;      // of a leaf
     double optionValue = 0.0;  // of a leaf, net, of premium-style options
     std::string code;          // of a series; of a futures or a series under half netting
-    bool isHalfNetted = false; // the results are those of the one part with both stresses in the cells, gains included
+    bool isHalfNetted = false; // results are those of the one part with its stresses in the cells, gains included
     bool ratesByLosses = false;
     const kv7im::CSpecVirtFutures* series = nullptr;
     std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine; // of a series

@@ -5,9 +5,9 @@
 #include <memory>
 #include <tuple>
 
+#include "WrappingArithmetic.h"
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
@@ -63,7 +63,7 @@ Contract MakeContract(const CSpecFutures& futures, Node node, const kv7im::RiskN
 
 std::int64_t ContractsOf(const OrdersMap& orders)
 {
-    using namespace kv7base::detail; // whatever the sum, it is no reason to fail
+    using namespace kv7base; // sums that wrap around, since no sum may fail here
     std::int64_t sum = 0;
     for (const auto& [key, info] : orders)
         sum = info.deltaQuantity < 0 ? WrappingSub(sum, info.deltaQuantity) : WrappingAdd(sum, info.deltaQuantity);
@@ -88,7 +88,7 @@ private:
     struct Group
     {
         Entity* entity;
-        const CSpecFutures* futures; // of those held the one that expires first
+        const CSpecFutures* futures; // the one held that expires first
         std::unique_ptr<RiskNodeMMS> engine;
         std::vector<Node> parts;
     };
@@ -137,7 +137,8 @@ void Builder::Add(const CumulativePositionByFutures& position)
         .contracts.emplace(position.GetCode(), MakeContract(futures, std::move(node), engine));
 }
 
-// The node has the dimensions of the book's own: no delivery rows where the participant does not count deliveries.
+// Adds a series. Its node has the dimensions of the book's own: no delivery rows where the participant does not count
+// deliveries.
 void Builder::AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
                         RiskNodeFutures& futures, std::vector<Node>& parts)
 {
@@ -209,7 +210,7 @@ void Builder::Complete(const std::string& code, Group& group)
     group.entity->contracts.emplace(code, std::move(contract));
 }
 
-// riskOf(kind): the risk of the position or of its orders.
+// Adds the leaves of a position and of its orders. riskOf(kind) is the risk of either.
 template <class RiskOf>
 void Builder::AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves)
 {
@@ -247,8 +248,9 @@ void Builder::AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::v
     AddLeaves(position, position.GetOptIsin(), riskOf, leaves);
 }
 
-// A collateral instrument takes the losses of a rate stress only. A cancelled order comes as a gain, so that what it
-// once added stays until the book is taken anew; where it is more than rounding it is a share of the orders.
+// Adds what cancelled orders have left behind. A collateral instrument takes only the losses of a rate stress; a
+// cancelled order comes as a gain, so its former loss stays until the book is rebuilt. Where that is more than rounding
+// it is a share of the orders.
 void Builder::AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts)
 {
     const kv7im::RiskMatrix& held = position.GetOwnerRiskNode().Volatility().GetRisk().InterestRate();

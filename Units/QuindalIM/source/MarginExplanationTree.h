@@ -1,7 +1,7 @@
 // The open tree of a book: its margin entities, the contracts of each, their nodes down to positions and orders.
 //
-// The cells are those of nodes of the engine, filled anew by the codes of what the book holds: what is explained does
-// not depend on the order in which the book came about.
+// The cells are those of the engine's nodes, filled anew from the positions and orders of the book in the order of
+// their codes, so that an explanation does not depend on the order in which the book came about.
 #pragma once
 
 #include <map>
@@ -19,24 +19,24 @@ namespace QuindalIM::explanation {
 /// One base contract, or a futures or series standing alone.
 struct Contract
 {
-    const kv7im::CSpecFutures* futures;            // of those held the one that expires first: the price axis
-    Node node;                                     // that a cell is shared out by
+    const kv7im::CSpecFutures* futures;            // the one held that expires first: its prices are the axis
+    Node node;                                     // a cell is shared out by it
     kv7im::RolledUpRiskNode collapsed;             // the rows of the node, before correction and curvature
-    kv7im::RolledUpRiskNode final;                 // and as its margin is read from them
-    std::optional<kv7im::LastAdditionToMCS> mcs{}; // what its MCS has taken of it
+    kv7im::RolledUpRiskNode final;                 // the rows that its margin is read from
+    std::optional<kv7im::LastAdditionToMCS> mcs{}; // part that its MCS has taken
 };
 
 struct Entity
 {
     double ratio = 1.0;
     std::map<std::string, Contract> contracts;
-    std::optional<kv7im::RiskNodeMCS> mcs; // the sum of what it has taken; none for any other kind
+    std::optional<kv7im::RiskNodeMCS> mcs; // the sum of these parts; none for any other kind
 };
 
 struct BookTree
 {
     std::map<std::pair<MarginEntity, std::string>, Entity> entities;
-    std::vector<MarginShare> items; // what the shares are of: everything but the money and the entity is filled in
+    std::vector<MarginShare> items; // positions and sets of orders, complete except for money and entity
 };
 
 /// The book and its instruments outlive the tree.

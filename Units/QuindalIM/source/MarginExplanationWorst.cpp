@@ -12,9 +12,12 @@ namespace {
 
 using kv7im::RiskRow;
 using kv7im::SpecialRiskPoints;
-using MappingPoint = SpecialRiskPoints::MappingPoint;
+using kv7im::stress::CountOf;
+using kv7im::stress::Kind;
+using kv7im::stress::MappingPoint;
+using kv7im::stress::Side;
 
-// The volatility row means something to the cell unless it is the same in all of them.
+// True when the volatility rows differ in a column, so that the row of a cell means something.
 bool RowsDiffer(const kv7im::RiskMatrix& cells, std::size_t column) noexcept
 {
     for (std::size_t row = 1; row < cells.RowsCount(); ++row)
@@ -32,7 +35,7 @@ const SpecialRiskPoints& PointsOf(const kv7im::RolledUpRiskNode& node, MarginSid
     return side == MarginSide::Volatility ? node.VolatilityPoints() : node.ExpirationPoints();
 }
 
-// Shares out what the curvature adds to a result; the factor of the result itself comes back.
+// Shares out the part of a result that the curvature adds and returns the factor of the result itself.
 // v - |N + v| c is (1 - c) v - c N where N + v is positive, (1 + c) v + c N where it is negative.
 double ShareCurvature(const Contract& contract, double result, double factor, Trail& trail)
 {
@@ -44,7 +47,7 @@ double ShareCurvature(const Contract& contract, double result, double factor, Tr
     return factor * (1.0 - bend);
 }
 
-// Where both sides lose the same it is no delivery that decides.
+// Shares a cell out. Where the two sides lose equal amounts, no delivery decides.
 void ShareCell(const Contract& contract, MarginSide side, std::size_t column, double factor, Trail& trail)
 {
     ContractOutcome& outcome = trail.contracts.back();
@@ -70,8 +73,9 @@ void ShareRow(const Contract& contract, MarginSide side, std::size_t column, dou
     ShareCell(contract, side, column, own, trail);
 }
 
-// A point that is lifted is told by its bits. Its floor is shared out in proportion to what each has at the edge;
-// beyond the first concentration limit that is an average and not the slope. An edge of 0 implies no loss at all.
+// Shares a stress point out. A lifted point is recognised by its bits. Its floor is shared in proportion to the parts
+// at the edge; beyond the first concentration limit that is an average and not the slope. An edge of 0 implies no loss
+// at all.
 void SharePoint(const Contract& contract, MarginSide side, std::size_t point, double factor, Trail& trail)
 {
     ContractOutcome& outcome = trail.contracts.back();
@@ -88,8 +92,7 @@ void SharePoint(const Contract& contract, MarginSide side, std::size_t point, do
         return;
     }
     outcome.kind = ContractOutcome::Kind::EdgeFloor;
-    const bool isAbove = point == MappingPoint::PnL2U || point == MappingPoint::PnL3U;
-    const std::size_t edge = isAbove ? row.size() - 1 : 0;
+    const std::size_t edge = kv7im::stress::Points[point].side == Side::Above ? row.size() - 1 : 0;
     if (row[edge] != 0.0) ShareCell(contract, side, edge, own * (corrected / row[edge]), trail);
 }
 
@@ -118,8 +121,8 @@ private:
     }
 };
 
-// What a margin has taken of a contract, and which of its results that is: at a price point, at a stress point, or
-// none.
+// The result of a contract that a margin has taken: its money, and whether it stands at a price point, at a stress
+// point or nowhere.
 struct Taken
 {
     double money;
@@ -128,8 +131,8 @@ struct Taken
     bool lossesOnly = false;
 };
 
-// Under a window an MCS takes the first of the worst results nearby, or one of the stress points that fold into the
-// ends of the row.
+// The part of a contract in a cell of the MCS's row. Under a window it is the first of the nearby results that equals
+// the money taken, otherwise one of the stress points that fold into the ends of the row.
 Taken TakenAtPricePoint(const Contract& contract, MarginSide side, std::size_t column)
 {
     const kv7im::LastAdditionToMCS& mcs = *contract.mcs;
@@ -141,23 +144,26 @@ Taken TakenAtPricePoint(const Contract& contract, MarginSide side, std::size_t c
     for (std::size_t nearby = column - std::min(column, window); nearby < std::min(column + window + 1, row.size());
          ++nearby)
         if (row[nearby] == money) return {money, nearby};
+    static_assert(CountOf(Kind::Step) == 4, "each stress step is folded into an end of the row");
     for (const auto point : {MappingPoint::PnL3D, MappingPoint::PnL2D, MappingPoint::PnL3U, MappingPoint::PnL2U})
         if (PointsOf(contract.final, side).pData()[point] == money) return {money, {}, point};
     return {money};
 }
 
-// Under a window the tails take the charges where these are worse, and no other point is taken.
+// The part of a contract in a stress point of the MCS. Under a window the tails take the charges where these are worse,
+// and nothing else is taken.
 Taken TakenAtStressPoint(const Contract& contract, std::size_t point)
 {
     const double money = contract.mcs->cachedLastAdditionVolatility.pData()[point];
     if (!contract.mcs->nettingPropertiesICS) return {money, {}, point, true};
+    static_assert(CountOf(Kind::Tail) == 2 && CountOf(Kind::Charge) == 2, "each tail takes its charge");
     if (point != MappingPoint::ZL && point != MappingPoint::ZR) return {money};
     const std::size_t charge = point == MappingPoint::ZL ? MappingPoint::DownRisk : MappingPoint::UpRisk;
     const double* const points = contract.final.VolatilityPoints().pData();
     return {money, {}, points[point] < points[charge] ? point : charge, true};
 }
 
-// Beside the row of deliveries of an MCS stand the stress points of the volatility side.
+// The part of a contract in the worst cell of its entity.
 Taken TakenOf(const Contract& contract, MarginSide side, const Worst& worst)
 {
     if (contract.mcs)
@@ -208,6 +214,7 @@ SideOutcome ExplainWorst(const Entity& entity, MarginSide side, Trail& trail)
         outcome.pricePoint = worst.index;
     for (const auto& [code, contract] : entity.contracts) {
         trail.contracts.emplace_back().code = code;
+        // The stress points of the volatility side stand beside the row of deliveries of an MCS.
         const MarginSide shared = entity.mcs && worst.isPoint ? MarginSide::Volatility : side;
         Share(contract, shared, TakenOf(contract, side, worst), -entity.ratio, trail);
     }

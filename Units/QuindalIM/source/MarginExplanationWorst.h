@@ -8,7 +8,8 @@
 
 namespace QuindalIM::explanation {
 
-/// What each item has in the worst cell of one side, money of the entity's margin, goes into the trail.
+/// Explains the worst cell of one side of an entity. The share of each item in it, money of the entity's margin, goes
+/// into the trail.
 [[nodiscard]] SideOutcome ExplainWorst(const Entity& entity, MarginSide side, Trail& trail);
 
 } // namespace QuindalIM::explanation

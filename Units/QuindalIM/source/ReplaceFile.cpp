@@ -14,15 +14,15 @@ namespace {
 
 constexpr mode_t Permissions = S_IRUSR | S_IWUSR | S_IRGRP;
 
-/// The file that the path leads to, as it is; a mode of 0 when it is still to be made.
+/// The file that the path leads to, with its present status; a mode of 0 when it does not exist yet.
 struct Target
 {
     std::string path;
     struct stat status = {};
 };
 
-/// Nullopt when something that is no regular file stands there. A rename would take the place of a link, so links are
-/// followed first; those in a circle have no status.
+/// The target of a path; nullopt when it is not a regular file. A rename would replace a link, so links are followed
+/// first; links in a circle have no status.
 [[nodiscard]] std::optional<Target> TargetOf(const std::string& path)
 {
     namespace fs = std::filesystem;
@@ -39,8 +39,8 @@ struct Target
     return found;
 }
 
-/// A new file next to the target, so that the rename stays within one file system. It goes unless it has taken the
-/// target's place.
+/// A new file next to the target, so that the rename stays within one file system. It is removed unless it has taken
+/// the target's place.
 class FileBeside
 {
 public:
@@ -81,8 +81,9 @@ public:
     }
 
 private:
-    /// Owner first, since a change of it takes permissions away. Only root may give a file to another owner; for others
-    /// it is theirs from now on.
+    /// Gives the new file the owner and the permissions of the old one: owner first, since a change of owner takes
+    /// permissions away. Only root may give a file to another owner; otherwise it belongs to the present user from now
+    /// on.
     [[nodiscard]] bool TakeOverPermissions() const
     {
         const struct stat& before = m_target.status;

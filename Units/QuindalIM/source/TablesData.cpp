@@ -8,6 +8,7 @@
 
 #include <locale.h>
 
+#include "Enums.h"
 #include "XmlDocument.h"
 #include "except.h"
 
@@ -35,7 +36,7 @@ constexpr const char* NotFloatingPoint =
     "String \"%s\" should not contain characters except for representation of floating-point number";
 constexpr const char* NotInteger = "String \"%s\" should not contain characters except for representation of integer";
 
-/// The text is no number, or more than one. The location names the conversion that refuses it.
+/// Refuses a text that is no number, or more than one. The location names the conversion that refuses it.
 [[noreturn]] void Refuse(const char* message, const std::string& text, const source_location& location)
 {
     throw CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS, location).Fmt(message, text.c_str());
@@ -58,7 +59,7 @@ template <class Convert>
     return value;
 }
 
-/// An integer, all of the text and nothing else.
+/// Reads a text that is one integer and nothing else.
 template <class T>
 [[nodiscard]] T ParseInteger(const std::string& text, const char* name, const source_location& location)
 {
@@ -69,6 +70,19 @@ template <class T>
     if (consumed == 0 || consumed != text.size()) Refuse(NotInteger, text, location);
     if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) throw std::out_of_range(name);
     return static_cast<T>(value);
+}
+
+/// The rates of a risk level stand together: of the band below the first concentration limit, between the two, above
+/// the second.
+[[nodiscard]] std::vector<std::string> BaseContractColumns()
+{
+    std::vector<std::string> names{"Code", "CodeMCS", "VolatNum", "MSPType", "ShortOptionMinimumCharge", "IndicatorID"};
+    for (const Enums::ClientRiskLevelRow& level : Enums::ClientRiskLevels)
+        for (const char* const rate : {"MarketRisk", "MarketRisk1", "MarketRisk2"})
+            names.push_back(rate + std::string(level.columnSuffix));
+    names.insert(names.end(), {"ConcentrationLimit1", "ConcentrationLimit2", "RiskPointsN", "WindowSizePercentage",
+                               "OptionModel", "SpotPrice", "AssetClass", "CFRisk"});
+    return names;
 }
 
 } // namespace
@@ -116,6 +130,8 @@ std::string GetAttr(pugi::xml_node element, const char* name)
 
 AttributeList::AttributeList(std::initializer_list<const char*> names) : m_names(names.begin(), names.end()) {}
 
+AttributeList::AttributeList(std::vector<std::string> names) noexcept : m_names(std::move(names)) {}
+
 std::string AttributeList::GetAttributeList(pugi::xml_node element) const
 {
     return Joined(m_names, [element](const std::string& name) { return GetAttribute(element, name); });
@@ -152,38 +168,11 @@ bool Table::GetNextRow(std::string& row, bool header)
 
 // Dictionary
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile among the columns of a series");
 Dictionary::Dictionary()
     : CommonParametersFields{"EdgeCoeff"},
       CurrencyFields{"IndicatorID", "Radius"},
-      BaseContractFields{"Code",
-                         "CodeMCS",
-                         "VolatNum",
-                         "MSPType",
-                         "ShortOptionMinimumCharge",
-                         "IndicatorID",
-                         "MarketRisk",
-                         "MarketRisk1",
-                         "MarketRisk2",
-                         "MarketRiskLow",
-                         "MarketRisk1Low",
-                         "MarketRisk2Low",
-                         "MarketRiskMedium",
-                         "MarketRisk1Medium",
-                         "MarketRisk2Medium",
-                         "MarketRiskHigh",
-                         "MarketRisk1High",
-                         "MarketRisk2High",
-                         "MarketRiskExceptional",
-                         "MarketRisk1Exceptional",
-                         "MarketRisk2Exceptional",
-                         "ConcentrationLimit1",
-                         "ConcentrationLimit2",
-                         "RiskPointsN",
-                         "WindowSizePercentage",
-                         "OptionModel",
-                         "SpotPrice",
-                         "AssetClass",
-                         "CFRisk"},
+      BaseContractFields(BaseContractColumns()),
       // "BaseGO" is a column that the server no longer fills: empty in every row.
       FuturesFields{"Code",
                     "CodeBC",
@@ -246,7 +235,7 @@ Dictionary::Dictionary()
                          "r2",
                          "InterestRate2RiskUp",
                          "InterestRate2RiskDown"},
-      // The three "...GO" columns are of an older edition of the reply, as "BaseGO" is.
+      // The three "...GO" columns come from an older edition of the reply and are empty in every row.
       OptionFields{"Code", "CodeVF", "Strike", "OptType", "CalcOptPrice", "BaseGOSell", "SynthBaseGO", "BaseGOBuy"},
       // The legs of a multileg come in rows of their own; what the table keeps is the code that they make.
       MultilegFields{"Code"},

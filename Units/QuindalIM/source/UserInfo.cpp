@@ -72,7 +72,7 @@ Z9ERR Z9MQCore::ParseUserInfoReply(std::string_view text)
     for (const pugi::xml_node& element : document.Root("root").children()) {
         if (!boost::algorithm::iequals(element.name(), "Clients", std::locale::classic())) continue;
         m_part_count = FromString<int>(GetAttr(element, "part_count"));
-        // Only the beginning counts: the server may tell kinds of client logins apart behind it.
+        // Only the beginning is compared: the server may tell kinds of client logins apart behind it.
         const std::string loginType = GetAttr(element, "login_type");
         return loginType.starts_with(ClientLibrary) ? Z9ERR_OK : Z9ERR_QUINDAL_IM_LOGIN_ERROR;
     }

@@ -11,8 +11,8 @@ namespace QuindalIM {
 
 namespace {
 
-// The library turns nothing over on its own: references are resolved here, where a wrong one is refused and not passed
-// on as text. Text beside the document's element comes along to be seen.
+// The library converts nothing on its own: references are resolved here, where a wrong one is refused instead of passed
+// on as text. Text beside the document's element is parsed so that it can be refused.
 constexpr unsigned ReadingOptions = pugi::parse_minimal | pugi::parse_cdata | pugi::parse_fragment;
 
 /// Where in the text something is wrong.
@@ -97,7 +97,7 @@ struct Fault
     return nullptr;
 }
 
-/// The node behind this one, children before brothers; null behind the last one of the document.
+/// The next node in document order, children before siblings; null behind the last node of the document.
 [[nodiscard]] pugi::xml_node NextOf(pugi::xml_node node) noexcept
 {
     if (node.first_child()) return node.first_child();
@@ -121,7 +121,7 @@ void ResolveReferences(const pugi::xml_document& document, char* text)
     }
 }
 
-/// One element and nothing else: what stands behind a document that seems complete would go unseen.
+/// Refuses a document that has anything beside one element: text behind a document that seems complete would go unseen.
 void RequireOneElement(const pugi::xml_document& document)
 {
     bool hasElement = false;
@@ -133,7 +133,7 @@ void RequireOneElement(const pugi::xml_document& document)
     }
 }
 
-/// `text` is writable and ends with a zero behind its `size` bytes.
+/// Parses a text that is writable and ends with a zero behind its `size` bytes.
 void Read(pugi::xml_document& document, char* text, std::size_t size)
 {
     if (const void* const zero = std::memchr(text, '\0', size); zero != nullptr)

@@ -33,7 +33,7 @@ constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LO
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
 }
 
-/// 0 for a property that the message does not have.
+/// Value of a number property; 0 when the message does not have it.
 [[nodiscard]] std::uint32_t Number(const Z9AutoMessage& message, const char* name)
 {
     std::uint32_t value = 0;
@@ -52,7 +52,7 @@ constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LO
            std::string_view(category) == SystemCategory;
 }
 
-/// The router's word on the login of this id: the router state that it came to, 0 for a message of another kind.
+/// State of the router that a message reports for the login with this id; 0 for a message of another kind.
 [[nodiscard]] std::uint32_t StateOfLogin(const Z9AutoMessage& message, std::uint32_t loginId)
 {
     const bool isNews = IsSystemMessage(message) && Number(message, "Z9_Type") == Z9MQ_SYSTEM_ROUTER_STATE &&
@@ -60,8 +60,8 @@ constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LO
     return isNews ? Number(message, "Z9_RouterState") : 0;
 }
 
-/// Codes of Z9MQLogin after which nothing is to be waited for. Code 3 and most above it are not final: the login may
-/// still come about, and the wait for it tells.
+/// True for the codes of Z9MQLogin after which no news will come. Code 3 and most codes above it are not final: the
+/// login may still succeed, and the wait for it tells.
 [[nodiscard]] bool IsFinalLoginFailure(Z9ERR code) noexcept
 {
     switch (code) {
@@ -77,7 +77,7 @@ constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LO
     }
 }
 
-/// The first half of what makes a session: connection ready, router reached.
+/// First condition of a session: connection ready, router reached.
 [[nodiscard]] bool IsRouterConnected(std::uint32_t status) noexcept
 {
     return (status & Z9MQ_CONNECTION_STATE_MASK) == Z9MQ_CONNECTION_READY && (status & Z9MQ_ROUTER_CONNECTED) != 0;
@@ -242,7 +242,7 @@ bool Z9MQCore::CheckPing()
         m_tc = MonotonicMilliseconds();
         return true;
     }
-    Cleanup(); // whatever its farewell finds out about the router is the last error then
+    Cleanup(); // a later error of its farewell becomes the last error
     return false;
 }
 

@@ -13,14 +13,14 @@
 #include <vector>
 
 #include "Enums.h"
-#include "MarginCallRequirements.h"
 #include "ParticipantBase.h"
 #include "TradingCodes.h"
+#include "replica/MarginCallRequirements.h"
 #include "z9bcd.h"
 
 class BraskBroker;
 
-/// Clearing firm: a code, and what settlement accounts are held under.
+/// Clearing firm: a code under which settlement accounts are held.
 class BraskClearingBroker
 {
 public:
@@ -41,7 +41,7 @@ using t_money = kv7base::CZ9BCD<16, 2>;
 /// A settlement account and its money, as the exchange's record gives them.
 struct SSettlementAccountMoneyStruct
 {
-    /// The text of Code: it ends at a zero or at the field's last byte.
+    /// The text of Code, which ends at a zero or at the field's last byte.
     [[nodiscard]] std::string_view Id() const noexcept { return {Code, strnlen(Code, sizeof Code)}; }
 
     t_settlement_account Code = {};
@@ -58,17 +58,18 @@ struct SSettlementAccountMoneyStruct
 class BraskSettlementAccount final : public ParticipantBase
 {
 public:
-    /// Checks nothing; validateState does. A sum that does not fit cents throws CZ9Error.
+    /// Checks nothing; validateState does that. A sum that does not fit cents throws CZ9Error.
     BraskSettlementAccount(const SSettlementAccountMoneyStruct& money, Enums::MarginRule rule, bool isUnitedPool,
                            BraskClearingBrokerPtr owner, kv7im::InstrumentsRepository& instrumentsRepository,
                            const pos::PositionCalculatorInstruments& positionInstruments);
 
-    /// Throws CZ9Error: Z9ERR_CHECK_INVALID_SETTLEMENT_ACCOUNT_ID for an empty id, Z9ERR_COMMON_ERROR for a missing
-    /// owner or a rule other than Gross, HalfNetting and Netting.
+    /// Checks the account. Throws CZ9Error: Z9ERR_CHECK_INVALID_SETTLEMENT_ACCOUNT_ID for an empty id,
+    /// Z9ERR_COMMON_ERROR for a missing owner or a rule other than Gross, HalfNetting and Netting.
     void validateState() const;
 
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return m_id.c_str(); }
-    /// Under Gross the running sum of the firms' GO, otherwise the account's own weighted margin; rounded.
+    /// GO of the account, money, rounded: under Gross the running sum of the firms' GO, otherwise the account's own
+    /// weighted margin.
     [[nodiscard]] double GetInitialMargin() const override;
     /// Deliveries of a series count from the first of its clearings for settlement accounts.
     [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
@@ -81,10 +82,12 @@ public:
 
     /// Firms in the order of binding; a firm bound twice stands twice.
     [[nodiscard]] const std::vector<BraskBroker*>& GetBrokers() const noexcept { return m_brokers; }
-    /// By BraskBroker::BindTo, which takes the firm out again at its end.
+    /// Adds a firm to the list. Called by BraskBroker::BindTo; the firm takes itself out again when it is destroyed.
     void BindBroker(BraskBroker& broker) { m_brokers.push_back(&broker); }
-    /// Takes every entry of the firm out.
+    /// Removes every entry of the firm from the list.
     void UnbindBroker(const BraskBroker& broker) noexcept;
+
+    // Replica: the account's margin call.
 
     [[nodiscard]] const Domain::MarginCallRequirements& GetMarginCallRequirements() const noexcept
     {
@@ -94,7 +97,7 @@ public:
     {
         m_marginCallRequirements = value;
     }
-    /// Fixes the account's free money of this moment where it is a deficit; false where it is none.
+    /// Fixes the account's present free money as a margin call if it is a deficit; false if it is none.
     bool FixMarginCallRequirements(kv7base::UnixNanosecondsTime moment);
     bool UpdateMarginCallRequirements(const t_bround& a, const t_bround& b)
     {

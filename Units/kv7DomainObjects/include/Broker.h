@@ -25,13 +25,13 @@
 /// Base contract code to the multiplier of its margin, 0.0 to 10.0.
 using TBaseContractGORatioMap = std::unordered_map<std::string, double>;
 using TClientsMap = std::unordered_map<ClientCode, BraskClient, ShortClientCodeHash, ShortClientCodeEqual>;
-/// Futures isin to the clients that have a position on it.
+/// Futures isin to the clients that hold or held a position on it.
 using TClientsByIsinsToRecalc = std::unordered_map<Isin, std::set<BraskClient*>>;
 
 class BraskBroker final : public ParticipantBase
 {
 public:
-    /// All that a firm's GO is made of, to be kept while the firm changes.
+    /// The figures that a firm's GO is made of, kept while the firm changes.
     struct MarginFigures
     {
         t_weight_int expWeight;
@@ -43,7 +43,7 @@ public:
         [[nodiscard]] double InitialMargin() const noexcept;
     };
 
-    /// Puts parameters that are out of range right, each with a warning. The ratios are taken as they are. Throws
+    /// Corrects parameters that are out of range, each with a warning; the ratios are taken as they are. Throws
     /// CZ9Error with Z9ERR_CHECK_BROKER_IS_NOT_LINKED_TO_SETTLEMENT_ACCOUNT for a null account. Does not bind the firm
     /// to the account.
     BraskBroker(BrokerCode code, Enums::BrokerAccountType type, Enums::MarginRule rule,
@@ -62,29 +62,15 @@ public:
     [[nodiscard]] BrokerCode GetBrokerCode() const noexcept { return brokerCode_; }
     [[nodiscard]] Enums::BrokerAccountType GetBrokerType() const noexcept { return brokerType; }
     [[nodiscard]] const BraskSettlementAccountPtr& GetSettlementAccount() const noexcept { return settlementAccount; }
-    [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
-    [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
-
-    /// What the host asks of the firm before it hands a deal in and writes a calculated money: whether its limit moves
-    /// with the deal (money_orchestrator::UpdateMoney), and whether its free money is looked at
-    /// (BraskCollateralChecker::CheckCollateral). Nothing here asks for them. Both are true until they are set.
-    void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
-    {
-        changeLimit = changeLimit_;
-        checkLimit = checkLimit_;
-    }
-    [[nodiscard]] bool GetChangeLimit() const noexcept { return changeLimit; }
-    [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
-    using ParticipantBase::ChangeTradingLimits;
 
     /// Enters the firm in the account's list, once more for each call, until the firm is destroyed. Any account may
-    /// list it; the firm's own stays the one that it was made with.
+    /// list the firm; its own account stays the one that it was made with.
     void BindTo(const BraskSettlementAccountPtr& account);
 
     /// Multiplier of the firm's own GO.
     [[nodiscard]] t_bprice_int GetGORatio() const noexcept { return GORatio_; }
     void SetGORatio(t_bprice_int value) noexcept { GORatio_ = value; }
-    /// What clients with the sentinel values take.
+    /// Weight of the delivery margin for clients whose ExpWeight is -1.00.
     [[nodiscard]] t_weight_int GetExpWeightClientDefault() const noexcept { return expWeightClientDefault_; }
     [[nodiscard]] std::int32_t GetNClr2DeliveryClientDefault() const noexcept { return NClr2DeliveryClientDefault_; }
     [[nodiscard]] bool GetNotUseNOVClientDefault() const noexcept { return m_notUseNOVClientDefault; }
@@ -95,19 +81,19 @@ public:
     }
     void SetNotUseNOVClientDefaultNextSession(bool value) noexcept { m_notUseNOVClientDefaultNextSession = value; }
 
-    /// Multiplier for the margin of the clients' positions on this base contract, 0.0 to 10.0. Anything else, NaN
-    /// included, becomes 1.0 with a warning. Nodes that stand keep the ratio that they were made with.
+    /// Sets the multiplier for the margin of the clients' positions on this base contract, 0.0 to 10.0. Anything else,
+    /// NaN included, becomes 1.0 with a warning. Existing nodes keep the ratio that they were made with.
     void SetBaseContractGORatio(const std::string& baseContractCode, double ratio);
-    /// What was agreed for the base contract, else 1.0.
+    /// Multiplier agreed for the base contract, otherwise 1.0.
     [[nodiscard]] double GetBaseContractGORatio(const std::string& baseContractCode) const;
 
-    /// Null when the firm has no such client; only the client's own part of the code is looked at.
+    /// The client with this code; null when the firm has none. Only the client's own part of the code is looked at.
     [[nodiscard]] BraskClient* SearchClient(ClientCode code) noexcept;
     [[nodiscard]] std::size_t GetClientCount() const noexcept { return clients_.size(); }
-    /// In hash order.
+    /// All clients, in hash order.
     [[nodiscard]] auto EnumerateClients() noexcept { return boost::adaptors::values(clients_); }
-    /// Builds a client in the table, from the arguments of one of its constructors behind the code. Gives the client
-    /// that stands under the code, and whether it is new. A constructor that throws leaves the table as it was.
+    /// Builds a client in the table from the code and the other arguments of a constructor. Returns the client under
+    /// the code, and true when it is new. A constructor that throws leaves the table as it was.
     template <class... Arguments>
     std::pair<BraskClient&, bool> EmplaceClient(ClientCode code, Arguments&&... arguments)
     {
@@ -115,16 +101,32 @@ public:
         return {entry->second, isNew};
     }
 
-    /// Destroys a client of the firm that nothing else knows yet.
-    void RemoveClient(BraskClient& client) noexcept;
-
-    /// Enters the client under the isin of a futures that it has come to hold; once, however often it is told.
+    /// Enters the client once under the isin of a futures that it has begun to hold, however often it is called.
     void MarkClientToRecalc(Isin isin, BraskClient& client);
-    /// Clients that have held this futures.
+    /// Clients that hold or held this futures.
     [[nodiscard]] const std::set<BraskClient*>& EnumerateClientsToRecalc(Isin isin) const;
 
     /// Destroys the clients.
     void Clear() noexcept;
+
+    // Replica: the firm's orders, and what the host asks of it before it hands a deal in.
+
+    [[nodiscard]] const COrderManager& GetOrderManager() const noexcept { return orderManager; }
+    [[nodiscard]] COrderManager& GetOrderManager() noexcept { return orderManager; }
+    /// Destroys a client of the firm that nothing else knows yet.
+    void RemoveClient(BraskClient& client) noexcept;
+
+    /// Stores two answers for the host, which asks for them before it hands a deal in and writes a calculated money:
+    /// whether the firm's limit moves with the deal (money_orchestrator::UpdateMoney), and whether its free money is
+    /// checked (BraskCollateralChecker::CheckCollateral). Nothing in here reads them. They are true until they are set.
+    void InitFlags(bool changeLimit_, bool checkLimit_) noexcept
+    {
+        changeLimit = changeLimit_;
+        checkLimit = checkLimit_;
+    }
+    [[nodiscard]] bool GetChangeLimit() const noexcept { return changeLimit; }
+    [[nodiscard]] bool GetCheckLimit() const noexcept { return checkLimit; }
+    using ParticipantBase::ChangeTradingLimits;
 
 private:
     void UpdateMoneyCalculatorRelatedFields();
@@ -132,7 +134,7 @@ private:
     const Enums::BrokerAccountType brokerType;
     const BraskSettlementAccountPtr settlementAccount;
     std::vector<BraskSettlementAccountPtr>
-        otherAccounts_; // that list the firm too: they must live to be told of its end
+        otherAccounts_; // accounts that also list the firm, kept alive to be told of its end
     COrderManager orderManager;
     const BrokerCode brokerCode_;
     bool changeLimit = true; // a deal moves the firm's limit; carried for the host

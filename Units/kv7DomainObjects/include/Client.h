@@ -11,18 +11,18 @@
 
 #include "ParticipantBase.h"
 #include "PremiumReserves.h"
-#include "QuantitiesCounters.h"
 #include "TradingCodes.h"
 #include "instruments/SpecOrderList.h"
+#include "replica/QuantitiesCounters.h"
 
 class BraskBroker;
 
-/// What a client's margin is computed by and may be changed after its registration.
+/// Parameters of a client's margin that may change after its registration.
 struct ClientRiskParameters
 {
     t_bprice_int clgoRatio;         // multiplier of the client's GO
     t_weight_int expWeight;         // -1.00 as the firm has it for its clients
-    std::int32_t nClr2Delivery = 0; // -1 likewise
+    std::int32_t nClr2Delivery = 0; // -1 as the firm has it for its clients
     bool noFutDiscount = false;     // a futures is never valued better than settled
     bool autoUpdateLimit = false;   // carried only
     Enums::ClientRiskLevel clientRiskLevel = Enums::ClientRiskLevel::Default; // fixed at registration: not applied
@@ -31,37 +31,26 @@ struct ClientRiskParameters
 class BraskClient final : public ParticipantBase
 {
 public:
-    /// Out-of-range values are put right with a warning: NClr2Delivery below -1 and ExpWeight below 0 (other than
-    /// -1.00) become 0, ExpWeight above 1.00 becomes 1.00. checksEnabled: whether the collateral of this client is
-    /// looked at.
+    /// Corrects out-of-range values with a warning: NClr2Delivery below -1 and ExpWeight below 0 (other than -1.00)
+    /// become 0, ExpWeight above 1.00 becomes 1.00. checksEnabled: whether the collateral of this client is checked.
     BraskClient(ClientCode code, t_bprice_int clgoRatio_, bool noFutDiscount, std::int32_t nClr2Delivery,
                 t_weight_int expWeight, bool checksEnabled, Enums::ClientRiskLevel riskLevel,
                 Enums::InvestorStatus status, BraskBroker& broker,
                 const pos::PositionCalculatorInstruments& positionInstruments);
-    /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
-    BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
-                const pos::PositionCalculatorInstruments& positionInstruments);
-    /// The same client under another firm: code, parameters, money, premium reserves and accounting. The risk book
-    /// starts empty (SetPositionsOf fills it).
-    BraskClient(const BraskClient& source, BraskBroker& broker,
-                const pos::PositionCalculatorInstruments& positionInstruments);
-
-    /// The other client's positions and open orders into both books, each position at its average price; the net option
-    /// value follows the quantities that the accounting took over. What stands in an instrument that is unknown here
-    /// drops out.
-    void SetPositionsOf(const BraskClient& source);
 
     [[nodiscard]] const char* GetParticipantCode() const noexcept override { return clientCode_.c_str(); }
-    /// Weighted margin of the book that counts, times clgoRatio, rounded. The firm's weight stands in for -1.00.
+    /// GO of the client, money, rounded: weighted margin of the book that counts, times clgoRatio. The firm's weight
+    /// replaces -1.00.
     [[nodiscard]] double GetInitialMargin() const override;
-    /// Deliveries of a series count while it has no more clearings left than NClr2Delivery, the firm's for -1; a series
-    /// without clearings for clients never counts.
+    /// Deliveries of a series count from NClr2Delivery clearings before its expiry on, the firm's number for -1; those
+    /// of a series without clearings for clients never count.
     [[nodiscard]] bool WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) const override;
     /// Marks the client at its firm, so that a change of this futures finds it.
     void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override;
-    /// What the firm agreed for the base contract, else 1.0.
+    /// Multiplier that the firm agreed for the base contract, otherwise 1.0.
     [[nodiscard]] double GetBrokerBaseContractGORatio(const std::string& baseContractCode) const override;
-    /// The largest over the base contracts of the MCS, each without an agreement counting 1.0; 0.0 for an MCS of none.
+    /// The largest multiplier over the base contracts of the MCS, 1.0 for each without an agreement; 0.0 for an MCS
+    /// without base contracts.
     [[nodiscard]] double GetBrokerBaseContractGORatioForMCS(const std::string& mcsCode) const override;
 
     [[nodiscard]] ClientCode GetClientCode() const noexcept { return clientCode_; }
@@ -71,46 +60,40 @@ public:
     [[nodiscard]] t_bprice_int GetClgoRatio() const noexcept { return clgoRatio; }
     void SetClgoRatio(t_bprice_int value) noexcept { clgoRatio = value; }
 
-    /// The parameters as they stand; clientRiskLevel is always Default.
+    /// The present parameters; clientRiskLevel is always Default.
     [[nodiscard]] ClientRiskParameters GetRiskParameters() const noexcept;
-    /// Takes other parameters. The book is taken anew where discount, clearings or weight differ, and the money block
-    /// is renewed where the ratio does. clientRiskLevel is not applied. Nothing is checked. What goes wrong on the way
-    /// is logged and thrown on: while the book cannot be taken anew everything is as it was, after that the levels
-    /// above stay behind the client.
+    /// Sets other parameters. The book is rebuilt where discount, clearings or weight differ, and the money block is
+    /// renewed where the ratio differs. clientRiskLevel is not applied, and nothing is checked. A failure is logged and
+    /// thrown on: when the book cannot be rebuilt everything is as it was; after that the levels above stay behind the
+    /// client.
     void SetRiskParameters(const ClientRiskParameters& parameters);
 
-    /// Changes the client's money: DelMoney and DelAll leave none, Set makes it the amount and ChangeBy adds it, the
-    /// last two where flag is set; the pledge stays. What follows is renewed with the blocked margin as it stands. Any
-    /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
-    Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
-    {
-        return ChangeAmountMoney(mode, flag, amount);
-    }
-
-    /// True: premium-style options stay out of the margin.
+    /// True when premium-style options stay out of the margin.
     [[nodiscard]] bool IsNotUseNOV() const noexcept;
-    /// The same from the next session on.
-    [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
-    /// -1 as the firm has it for its clients, 0 no, anything else yes. The side book is not filled by this: positions
-    /// set from then on enter it.
+    /// Sets whether premium-style options stay out of the margin: -1 as the firm has it for its clients, 0 no, anything
+    /// else yes. This does not fill the book without premium-style options: positions set from now on enter it.
     void SetNotUseNOV(std::int32_t value) noexcept { m_notUseNOV = value; }
-    void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
 
-    /// Puts a position into the book without premium-style options as well. Does nothing, and gives 0, for such an
-    /// option and unless IsNotUseNOV holds.
+    /// Sets a position in the book without premium-style options. Does nothing and returns 0 for a premium-style option
+    /// and while IsNotUseNOV is false.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                      std::int64_t volume);
-    /// The same in the mode that values positions by their cost basis and a market price.
+    /// Sets a position in the book without premium-style options in the mode of positions alone, which values it by its
+    /// cost basis and a market price. Does nothing and returns 0 for a premium-style option and while IsNotUseNOV is
+    /// false.
     Z9ERR SetPositionInPortfolioWithoutEquityOptions_PositionsOnly(Isin isin, std::int64_t quantity, double price,
                                                                    double marketPrice, std::int64_t volume);
-    /// The same for a change of orders.
+    /// Changes orders in the book without premium-style options. Does nothing and returns 0 for a premium-style option
+    /// and while IsNotUseNOV is false.
     Z9ERR ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
-    /// Takes that book anew; does nothing, and gives 0, unless IsNotUseNOV holds, as the next.
+    /// Rebuilds the book without premium-style options; does nothing and returns 0 while IsNotUseNOV is false.
     Z9ERR RefreshPortfolioWithoutEquityOptions();
-    /// Takes one futures of that book anew; 0 as well where the book holds no position on it.
+    /// Rebuilds one futures of the book without premium-style options. Does nothing and returns 0 while IsNotUseNOV is
+    /// false and where the book holds no position on it.
     Z9ERR RecalcFuturesPositionInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
-    /// The same for a book that rests, since IsNotUseNOV no longer holds, and counts for nothing: it must not be left
-    /// on instruments that are about to go. Does nothing while IsNotUseNOV holds.
+    /// Rebuilds one futures of the book without premium-style options while it rests, that is while IsNotUseNOV is
+    /// false and the book counts for nothing: it must not be left on instruments that are about to go. Does nothing
+    /// while IsNotUseNOV holds.
     Z9ERR RecalcRestingPortfolioWithoutEquityOptions(Isin isin);
     /// Premium of open buys set aside, in cents, cut off toward minus infinity.
     [[nodiscard]] t_bround_int GetPremiumBlocked() const override;
@@ -127,8 +110,34 @@ public:
         return m_portfolioWithoutEquityOptions;
     }
 
-    // What the client holds and has ordered, in contracts. Deals count here; what is set by SetPosition and ChangeOrder
-    // enters the books only.
+    // Replica: what the clearing system keeps of a client beside its margin.
+
+    /// A client by its code alone: ratio 1.00000, NClr2Delivery 0, ExpWeight 0, default risk level.
+    BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// The client of another firm under this one: code, parameters, money, premium reserves and accounting. The risk
+    /// book starts empty (SetPositionsOf fills it).
+    BraskClient(const BraskClient& source, BraskBroker& broker,
+                const pos::PositionCalculatorInstruments& positionInstruments);
+    /// Enters the other client's positions and open orders into the two books, each position at its average price; the
+    /// net option value follows the quantities that the accounting took over. Positions and orders in an instrument
+    /// that is unknown here are dropped.
+    void SetPositionsOf(const BraskClient& source);
+
+    /// Changes the client's money: DelMoney and DelAll leave none; with `flag` set, Set makes it the amount and
+    /// ChangeBy adds the amount. The pledge stays. The derived sums are renewed with the present blocked margin. Any
+    /// other mode is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+    Z9ERR ChangeTradingLimits(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount)
+    {
+        return ChangeAmountMoney(mode, flag, amount);
+    }
+
+    /// Whether premium-style options stay out of the margin from the next session on.
+    [[nodiscard]] bool IsNotUseNOVNextSession() const noexcept;
+    void SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept;
+
+    // Positions and orders of the client, in contracts. Deals count here; positions and orders set by SetPosition and
+    // ChangeOrder enter the books only.
     [[nodiscard]] const OrdersAndPositionsQuantitiesCounter& GetOrdersAndPositionsQuantitiesCounter() const noexcept
     {
         return ordersAndPositionsQuantitiesCounter;
@@ -139,17 +148,17 @@ public:
     }
     [[nodiscard]] const QuantitiesCounter& GetQuantitiesCounter() const noexcept { return quantitiesCounter; }
     [[nodiscard]] QuantitiesCounter& GetQuantitiesCounter() noexcept { return quantitiesCounter; }
-    /// Whether only a place was made for the client, and it is still to come.
+    /// True while only a place is made for the client, which is still to come.
     [[nodiscard]] bool IsBlank() const noexcept { return isBlank; }
     void SetBlank(bool value) noexcept { isBlank = value; }
 
 private:
     void CorrectParameters();
-    void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
     [[nodiscard]] bool HasBookParameters(const ClientRiskParameters& parameters) const noexcept;
     void SetBookParameters(const ClientRiskParameters& parameters) noexcept;
     void TakeBookAnew(const ClientRiskParameters& parameters);
     Z9ERR RecalcInPortfolioWithoutEquityOptions(Isin isin, bool useRealCalcPrice);
+    void SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity);
 
     const ClientCode clientCode_;
     BraskBroker& broker_;
@@ -158,7 +167,7 @@ private:
     OrdersAndPositionsQuantitiesCounter ordersAndPositionsQuantitiesCounter;
     QuantitiesCounter quantitiesCounter;
     bool isBlank = false;          // carried only
-    std::int32_t m_notUseNOV = -1; // -1 as the firm, 0 no, anything else yes
+    std::int32_t m_notUseNOV = -1; // -1 as the firm has it, 0 no, anything else yes
     PremiumReservesCalculator m_premiumReservesCalculator;
     kv7im::Portfolio m_portfolioWithoutEquityOptions;
     bool m_notUseNOVNextSession = false;

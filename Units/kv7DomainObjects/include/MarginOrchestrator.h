@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "AssumedVectors.h"
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
 #include "Client.h"
@@ -25,17 +24,17 @@
 
 namespace margin_orchestrator {
 
-/// Renews the participant's money block with its GO of this moment.
+/// Renews the participant's money block with its present GO.
 void UpdateParticipantMeans(ParticipantBase& participant);
 
 /// Sets a position of the participant that code and recordType name: Broker a firm, Client a client, any other value a
-/// settlement account. The code is zero-terminated. Throws CZ9Error for a code that is none, a firm or its client that
-/// is missing (Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, Z9ERR_CHECK_CLIENT_NOT_FOUND) and an unknown account.
+/// settlement account. The code is zero-terminated. Throws CZ9Error for a malformed code, for a missing firm or client
+/// (Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, Z9ERR_CHECK_CLIENT_NOT_FOUND) and for an unknown account.
 [[nodiscard]] Z9ERR SetPositionByRecordType(const char* code, Enums::AccountHierarchyRecordType recordType, Isin isin,
                                             std::int64_t quantity, double waPrice,
                                             std::int64_t afterLastClearingQuantity, ParticipantRepository& repository);
 
-/// Sets a position of a client and carries the change to its firm and settlement account. Gives the code of the
+/// Sets a position of a client and carries the change to its firm and settlement account. Returns the code of the
 /// client's portfolio.
 [[nodiscard]] Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, double waPrice,
                                       std::int64_t afterLastClearingQuantity);
@@ -51,83 +50,72 @@ void UpdateParticipantMeans(ParticipantBase& participant);
                                                  std::int64_t afterLastClearingQuantity);
 
 /// Adds changes to a client's orders in one instrument and carries them to its firm and settlement account. Unlike
-/// positions, orders enter every level under Netting at once. The money blocks stay as they are. Gives the code of the
-/// last portfolio that took the orders.
+/// positions, orders enter every level under Netting at once. The money blocks stay as they are. Returns the code of
+/// the last portfolio that took the orders.
 [[nodiscard]] Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
-/// Sets the premium of bought premium-style options aside, for a client whose margin leaves such options out.
+/// Sets aside the premium of orders for premium-style options, for a client whose margin leaves such options out.
 void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingDeltaOrder* orders);
 
-/// Takes both books of a client anew, for parameters of the client that have changed, and carries the change to its
-/// firm and settlement account. Always 0. Throws what an allocation throws: everything is as it was then while it is
-/// the client's own book that fails; later the levels above stay behind.
+/// Rebuilds the two books of a client after its parameters have changed, and carries the change to its firm and
+/// settlement account. Always returns 0. Throws what an allocation throws: everything is as it was when the client's
+/// own book fails; later the levels above stay behind.
 [[nodiscard]] Z9ERR RefreshClientPortfolio(BraskClient& client);
-/// The second half of it, once the client's own book is anew: its book without premium-style options, its money block,
-/// and the levels above.
+/// Second half of RefreshClientPortfolio, once the client's own book is rebuilt: its book without premium-style
+/// options, its money block, and the levels above.
 void FollowRefreshedPortfolio(BraskClient& client);
 
-// The mode that values positions by their cost basis and a market price, the paper loss apart. A client's change stays
-// with the client: nothing flows upward.
+// The mode of positions alone: positions are valued by their cost basis and a market price, the paper loss apart. A
+// client's change stays with the client: nothing flows upward.
 
-/// As SetPositionByRecordType; marketPrice is quoted as waPrice is.
+/// Sets a position of the participant that code and recordType name, as SetPositionByRecordType does, in the mode of
+/// positions alone. marketPrice is quoted as waPrice is.
 [[nodiscard]] Z9ERR SetPositionByRecordType_PositionsOnly(const char* code,
                                                           Enums::AccountHierarchyRecordType recordType, Isin isin,
                                                           std::int64_t quantity, double waPrice, double marketPrice,
                                                           std::int64_t afterLastClearingQuantity,
                                                           ParticipantRepository& repository);
-/// Client's books and money block; its firm and settlement account stay as they are.
+/// Sets a position in the client's books and renews its money block; its firm and settlement account stay as they are.
 [[nodiscard]] Z9ERR SetPositionClient_PositionsOnly(BraskClient& client, Isin isin, std::int64_t quantity,
                                                     double waPrice, double marketPrice,
                                                     std::int64_t afterLastClearingQuantity);
+/// Sets a position of a firm under Netting. An account that sums the firms' GO sees the change of the firm's GO.
 [[nodiscard]] Z9ERR SetPositionBroker_PositionsOnly(BraskBroker& broker, Isin isin, std::int64_t quantity,
                                                     double waPrice, double marketPrice,
                                                     std::int64_t afterLastClearingQuantity);
+/// Sets a position of a settlement account under Netting; under another rule the record is ignored.
 [[nodiscard]] Z9ERR SetPositionSettlementAccount_PositionsOnly(BraskSettlementAccount& settlementAccount, Isin isin,
                                                                std::int64_t quantity, double waPrice,
                                                                double marketPrice,
                                                                std::int64_t afterLastClearingQuantity);
 
-// Deals.
-
-/// Takes the positions that a booked deal left, record by record, and carries each to firm and settlement account: a
-/// level under Netting takes its own record, one under HalfNetting (a firm under Gross as well) the change of the
-/// client's losses, an account under Gross the change of the firm's GO. Money blocks are renewed with each record.
-/// Gives the first code other than 0 that a portfolio answered with, or 0; Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing
-/// done, where the three vectors differ in length or in their instruments.
-[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const AssumedVectors& vectors);
-[[nodiscard]] Z9ERR SetPosition(BraskClient& client, const LinkedAssumedVectors& vectors);
-/// Sets the premium of a deal in a premium-style option aside, for a client whose margin leaves such options out.
-/// quantity is negative for a sale, whose premium comes in and lowers the reserve.
-void UpdateDealReserve(BraskClient& client, Isin isin, t_bprice_int price, std::int64_t quantity);
-/// Contracts that the participant's risk book holds of a futures or an option; 0 without a position.
-[[nodiscard]] std::int64_t GetPositionQuantity(const ParticipantBase& participant, Isin isin);
-
 // A pass of recalculation: between UpdateComplete and ReleaseChanged of the instruments every book moves from the
 // current objects to the new ones, futures by futures. RecalcChangedInstruments is a whole pass.
 
-/// Takes one futures, with its options and all open orders, anew on its changed instruments: in the books of all
-/// clients of the firm that hold it, in those of the firm and the settlement account where they keep positions of their
-/// own, and carries the changes of losses and of GO up. The isin is marked at each participant, which from then on
-/// reads it from the new objects; an account under Netting does its part once a pass, whichever firm comes first.
-/// useRealCalcPrice: settlement prices take the place of the average ones. A client that fails, with a code or an
-/// exception, is logged, and the others go on; what its book holds then is what the levels above hold of it, but for a
-/// series standing alone that has dropped out of it, whose losses they keep. Without memory the book stays on the old
-/// objects and the isin unmarked, so that a second call for the same isin makes up for it; a call that finds nothing
-/// left to do changes nothing. Gives the code of the first client that failed, else that of the firm's own book, else
-/// of the account's, else 0.
+/// Rebuilds one futures, with its options and all open orders, on its changed instruments: in the books of all clients
+/// of the firm that hold it, and in those of the firm and the settlement account where they keep positions of their
+/// own; carries the changes of losses and of GO up. The isin is marked at each participant, which from then on reads it
+/// from the new objects; an account under Netting does its part once a pass, whichever firm comes first.
+/// useRealCalcPrice: settlement prices replace the average prices. A client that fails, with a code or an exception, is
+/// logged, and the others go on; what its book holds then is what the levels above hold of it, except that they keep
+/// the losses of a series standing alone that has dropped out of it. Without memory the book stays on the old objects
+/// and the isin unmarked, so that a second call for this isin makes up for it; a call that finds nothing left to do
+/// changes nothing. Returns the code of the first client that failed, else that of the firm's own book, else of the
+/// account's, else 0.
 [[nodiscard]] Z9ERR RecalcBrokerByIsin(BraskBroker& broker, Isin isin, bool useRealCalcPrice);
-/// The same for the positions of a settlement account under Netting, which may have no firm below it: once a pass.
+/// Rebuilds one futures in the book of a settlement account under Netting, which may have no firm below it, once a
+/// pass.
 [[nodiscard]] Z9ERR RecalcSettlementAccountByIsin(BraskSettlementAccount& account, Isin isin, bool useRealCalcPrice);
 
-/// The whole pass, to be called after UpdateComplete: recalculates every futures of every family that is open, and
-/// every futures that stands in a multileg with one of them, in all books; then releases the changes and ends the pass.
-/// useRealCalcPrice acts on the families that are open. Gives the first code that a book answered with, or 0; but
-/// Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY where some book could not leave the old objects: the changes are not released
-/// then, the pass stays open, and the call may be repeated. No position may be set before it has succeeded. Throws what
-/// an allocation above the clients throws; it may be repeated then too.
+/// The whole pass, to be called after UpdateComplete: recalculates in all books every futures of every open family and
+/// every futures that stands in a multileg with one of them, then releases the changes and ends the pass.
+/// useRealCalcPrice acts on the open families. Returns the first code that a book answered with, otherwise 0; but
+/// Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY when some book could not leave the old objects: then the changes are not
+/// released, the pass stays open, and the call may be repeated. No position may be set before it has succeeded. Throws
+/// what an allocation above the clients throws; it may be repeated then too.
 [[nodiscard]] Z9ERR RecalcChangedInstruments(ParticipantRepository& participants,
                                              kv7im::InstrumentsRepository& instruments, bool useRealCalcPrice);
-/// True while some book stands on objects that ReleaseChanged would destroy.
+/// True while a book stands on objects that ReleaseChanged would destroy.
 [[nodiscard]] bool HasBooksToRecalculate(ParticipantRepository& participants);
 /// Ends a pass that was driven by RecalcBrokerByIsin, after ReleaseChanged: no isin is marked any more.
 void EndRecalculation(ParticipantRepository& participants) noexcept;

@@ -7,12 +7,12 @@
 
 #include "currencytype.h"
 
-/// What a participant may trade with.
+/// Money that a participant may trade with.
 struct TradingLimits
 {
     t_bround_int amountMoney;
     t_bround_int amountMoneyPledge; // the part of it that is pledged
-    bool needCalcGO = false;        // the blocked margin is to be read again with the new limits
+    bool needCalcGO = false;        // the blocked margin has to be read again with the new limits
 };
 
 namespace Domain {
@@ -27,21 +27,22 @@ struct Means
     t_bround_int m_amountMoney;             // input: total money
     t_bround_int m_amountMoneyPledge;       // input: part of it in pledges
     t_bround_int m_fee;                     // input: exchange fee
-    t_bround_int BlockedMoneyNonIM;         // all blocks other than margin
+    t_bround_int BlockedMoneyNonIM;         // all blocked money other than margin
     t_bround_int m_BrokerFee;               // input: firm's fee
     t_bround_int m_Penalty;                 // input
     t_bround_int m_BlockedTax;              // input: withheld tax
     t_bround_int m_MTM;                     // input: mark to market, carried only
     t_bround_int m_premiumBlocked;          // input: premium reserved
 
-    /// Everything to zero.
+    /// Sets every amount to zero.
     void Clear() noexcept { *this = Means(); }
     /// Starts a session: everything to zero, then the three amounts, then Recalculate.
     void Init(t_bround_int amountMoney, t_bround_int amountMoneyPledge, t_bround_int blockedTax) noexcept;
 
-    /// Renews the three sums from the inputs and BlockedMoney as it stands.
+    /// Renews the three sums from the inputs and the present BlockedMoney.
     void Recalculate() noexcept;
-    /// The same with a new GO, money; it becomes cents by adding half a cent away from zero and cutting off.
+    /// Renews the three sums with a new GO, money; it becomes cents by adding half a cent away from zero and cutting
+    /// off.
     void Refresh(double initialMargin) noexcept;
 
     [[nodiscard]] t_bround_int GetFreeMoney() const noexcept { return FreeMoney; }

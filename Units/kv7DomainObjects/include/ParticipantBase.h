@@ -1,5 +1,5 @@
-// ParticipantBase: what a client, a firm and a settlement account have in common, that is a risk book, an accounting of
-// positions, a money block, and the parameters by which the margin is taken.
+// ParticipantBase: the common part of a client, a firm and a settlement account: a risk book, an accounting of
+// positions, a money block, and the parameters of the margin.
 //
 // Always true:  a participant stands at one address for life, since its portfolio knows it by that address.
 //               rule, risk level and investor status are those of the registration.
@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <string>
 
-#include "CollateralChecker.h"
 #include "Enums.h"
 #include "Means.h"
 #include "PositionCalculator.h"
@@ -19,6 +18,7 @@
 #include "book/RiskParticipant.h"
 #include "currencytype.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
+#include "replica/CollateralChecker.h"
 
 class ParticipantBase : public kv7im::RiskParticipant
 {
@@ -27,21 +27,22 @@ public:
     ParticipantBase(const ParticipantBase&) = delete;
     ParticipantBase& operator=(const ParticipantBase&) = delete;
 
-    /// Closed variation margin of all positions.
+    /// Closed variation margin of all positions, money.
     [[nodiscard]] virtual t_bsum_int GetVMCloseTotal() const;
-    /// The part of base contracts that keep it per currency.
+    /// The part of the closed variation margin that base contracts keep per currency.
     [[nodiscard]] virtual const VMCloseByCurrencies& GetVMCloseByCurrencies() const;
     [[nodiscard]] virtual kv7im::InstrumentsRepository& GetInstrumentsRepository();
     [[nodiscard]] virtual const kv7im::InstrumentsRepository& GetInstrumentsRepository() const;
-    /// Text of the code that the participant is registered by; lives as long as the participant.
+    /// Text of the code that the participant is registered under; lives as long as the participant.
     [[nodiscard]] virtual const char* GetParticipantCode() const noexcept = 0;
     /// GO of the level: money, rounded to five decimals and then up to cents.
     [[nodiscard]] virtual double GetInitialMargin() const = 0;
     void NewPositionAddedToPortfolio(const kv7im::CumulativePositionByFutures& position) override;
-    /// The default of 1.0: only a client's margin is scaled by what its firm agreed, never the firm's own.
+    /// 1.0 by default: only a client's margin is scaled by the ratios that its firm agreed, never the firm's own
+    /// margin.
     [[nodiscard]] double GetBrokerBaseContractGORatio(const std::string& baseContractCode) const override;
     [[nodiscard]] double GetBrokerBaseContractGORatioForMCS(const std::string& mcsCode) const override;
-    /// Premium reserved; zero where none is kept.
+    /// Premium reserved, cents; zero where none is kept.
     [[nodiscard]] virtual t_bround_int GetPremiumBlocked() const;
 
     // What the risk engine reads.
@@ -62,7 +63,7 @@ public:
         return instrumentsRepositoryWapper_;
     }
 
-    // A parameter that changes acts on what is computed from then on; positions that stand keep their risk.
+    // A parameter that changes acts on what is computed from then on; existing positions keep their risk.
     void SetNoFutDiscount(bool value) noexcept { NoFutDiscount = value; }
     void SetCalSpreadMarginType(Enums::SpreadMarginType value) noexcept { m_calSpreadMarginType = value; }
     void SetInterContractSpreadMarginType(Enums::SpreadMarginType value) noexcept
@@ -79,8 +80,6 @@ public:
     [[nodiscard]] Enums::MarginRule GetMarginRule() const noexcept { return marginRule_; }
     [[nodiscard]] Enums::InvestorStatus GetInvestorStatus() const noexcept { return m_status; }
 
-    [[nodiscard]] const BraskCollateralChecker& GetCollateralChecker() const noexcept { return CollateralChecker; }
-    [[nodiscard]] BraskCollateralChecker& GetCollateralChecker() noexcept { return CollateralChecker; }
     [[nodiscard]] const kv7im::Portfolio& GetPortfolio() const noexcept { return portfolio; }
     [[nodiscard]] kv7im::Portfolio& GetPortfolio() noexcept { return portfolio; }
     [[nodiscard]] const CPositionCalculator& GetPositionCalculator() const noexcept { return positionCalculator; }
@@ -93,20 +92,25 @@ public:
 
     [[nodiscard]] const Domain::Means& GetMeans() const noexcept { return m_means; }
     [[nodiscard]] Domain::Means& GetMeansForUpdate() noexcept { return m_means; }
+
+    // Replica: the participant's money beside its margin, as a host sets it.
+
+    [[nodiscard]] const BraskCollateralChecker& GetCollateralChecker() const noexcept { return CollateralChecker; }
+    [[nodiscard]] BraskCollateralChecker& GetCollateralChecker() noexcept { return CollateralChecker; }
     void SetMTM(t_bround_int value) noexcept { m_means.m_MTM = value; }
-    /// Stores the exchange's fee and renews what follows from it; the blocked margin stays as it is.
+    /// Stores the exchange's fee and renews the sums that follow; the blocked margin stays as it is.
     void UpdateFee(t_bround_int fee) noexcept;
-    /// The same with the penalty.
+    /// Stores the penalty and renews what follows from it; the blocked margin stays as it is.
     void UpdatePenalty(t_bround_int penalty) noexcept;
-    /// Money and pledge as they stand; needCalcGO is false.
+    /// The present money and pledge; needCalcGO is false.
     [[nodiscard]] TradingLimits GetTradingLimits() const noexcept;
-    /// Stores money and pledge and renews what follows from them, with today's GO where needCalcGO is set.
+    /// Stores money and pledge and renews the sums that follow, with the present GO where needCalcGO is set.
     void SetTradingLimits(const TradingLimits& limits);
     [[nodiscard]] t_bround_int GetAmountMoneyOld() const noexcept { return m_amountMoneyOld; }
     void SetAmountMoneyOld(t_bround_int value) noexcept { m_amountMoneyOld = value; }
 
 protected:
-    /// What a level settles at registration.
+    /// Parameters that a level sets at registration.
     struct Parameters
     {
         Z9ERR collateralErrorCode;
@@ -119,21 +123,25 @@ protected:
         Enums::InvestorStatus status;
     };
 
-    /// Both dictionaries outlive the participant.
+    /// The dictionaries outlive the participant.
     ParticipantBase(const Parameters& parameters, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
-    /// Parameters, money and accounting of another participant; the risk book starts empty.
+
+    // Replica.
+
+    /// Copies parameters, money and accounting of another participant; the risk book starts empty.
     ParticipantBase(const ParticipantBase& source, kv7im::InstrumentsRepository& instrumentsRepository,
                     const pos::PositionCalculatorInstruments& positionInstruments);
 
-    // Changes of the money limit; all renew what follows from it with the blocked margin as it stands. A mode that does
-    // not belong there is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+    // Changes of the money limit. Each renews the sums that follow, with the present blocked margin. A mode that is not
+    // allowed is logged and gives Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
 
-    /// DelMoney and DelAll: no money at all. Set and ChangeBy: the amount, or that much more, where flag is set.
+    /// DelMoney and DelAll leave no money. With `flag` set, Set makes the money the amount and ChangeBy adds the
+    /// amount.
     Z9ERR ChangeAmountMoney(Enums::ChangeMoneyMode mode, bool flag, t_bround_int amount);
     Z9ERR ChangeTradingLimits(const MSChangeBFLimitInt& message);
-    /// Set and ChangeBy only. A text that is no amount gives the code of reading it, one with a zero in it
-    /// Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
+    /// Changes the money by the text of a message; the modes are Set and ChangeBy. A text that is no amount gives the
+    /// code of reading it, a text with a zero in it Z9ERR_COMMON_WRONG_ARGUMENTS, with nothing changed.
     Z9ERR ChangeTradingLimits(const MSChangeBFLimitNTA& message);
 
     BraskCollateralChecker CollateralChecker;

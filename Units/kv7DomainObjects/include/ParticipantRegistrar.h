@@ -1,5 +1,5 @@
-// ParticipantRegistrar: the only way into a ParticipantRepository. It carries what making a participant needs beside
-// the repository: the instruments, and their accounting side.
+// ParticipantRegistrar: the only way into a ParticipantRepository. It holds what the making of a participant needs
+// beside the repository: the instruments and their accounting side.
 //
 // Always true:  what is registered already is left as it stands, parameters included, and is given back; whether
 //               that is a fault is the caller's matter. A registration that throws leaves the tables as they
@@ -16,7 +16,7 @@
 class ParticipantRegistrar
 {
 public:
-    /// All three outlive the registrar, and the dictionaries the participants too.
+    /// The repository and the dictionaries outlive the registrar, and the dictionaries the participants too.
     ParticipantRegistrar(ParticipantRepository& participantRepository,
                          kv7im::InstrumentsRepository& instrumentRepository,
                          const pos::PositionCalculatorInstruments& posCalcInstruments) noexcept;
@@ -27,7 +27,8 @@ public:
 
     void RegisterClearingBroker(ClearingBrokerCode code);
 
-    /// The id is the record's Code. Throws what BraskSettlementAccount::validateState throws.
+    /// Registers a settlement account under the record's Code. Throws what BraskSettlementAccount::validateState
+    /// throws.
     void RegisterSettlementAccount(const SSettlementAccountMoneyStruct& money, Enums::MarginRule rule,
                                    bool isUnitedPool, const BraskClearingBrokerPtr& owner);
 
@@ -37,18 +38,18 @@ public:
                                 std::int32_t nClr2DeliveryClientDefault, t_weight_int expWeight,
                                 t_weight_int expWeightClientDefault, const TBaseContractGORatioMap& ratioMap = {});
 
-    /// A client by its code alone, with the defaults of BraskClient's short constructor.
+    /// Registers a client by its code alone, with the defaults of BraskClient's short constructor.
     BraskClient& RegisterClient(BraskBroker& broker, ClientCode code);
-    /// The same with a ratio of 1.00000.
+    /// Registers a client with these parameters and a ratio of 1.00000.
     BraskClient& RegisterClient(BraskBroker& broker, ClientCode code, bool noFutDiscount, std::int32_t nClr2Delivery,
                                 t_weight_int expWeight, Enums::ClientRiskLevel riskLevel, Enums::InvestorStatus status);
     BraskClient& RegisterClient(BraskBroker& broker, ClientCode code, t_bprice_int clgoRatio, bool noFutDiscount,
                                 std::int32_t nClr2Delivery, t_weight_int expWeight, Enums::ClientRiskLevel riskLevel,
                                 Enums::InvestorStatus status);
-    /// A copy of the client, its positions included, under this firm.
+    /// Registers a copy of the client under this firm, its positions included.
     BraskClient& RegisterClient(const BraskClient& client, BraskBroker& broker);
 
-    /// Takes all clients of a firm away; the firm stays. The flag has no meaning.
+    /// Removes all clients of a firm; the firm stays. The flag has no meaning.
     void ClearBroker(BraskBroker& broker, bool unused = false);
 
 private:
@@ -60,7 +61,6 @@ private:
     const pos::PositionCalculatorInstruments& m_posCalcInstruments;
 };
 
-/// The account that firms without a settlement account are tied to; its owner is the clearing firm of all accounts. One
-/// for the whole process, made at first use, under Gross: its gross sum takes in the GO changes of all firms tied to
-/// it.
+/// The account of firms that have no settlement account; its owner is the clearing firm of all accounts. There is one
+/// for the whole process, made at first use, under Gross: its gross sum takes in the GO changes of all its firms.
 [[nodiscard]] const BraskSettlementAccountPtr& GetDummySettlementAccount();

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,25 +15,15 @@
 #include "BraskSettlementAccount.h"
 #include "Broker.h"
 #include "Client.h"
+#include "CodeMap.h"
 #include "Primitives.h"
 #include "TradingCodes.h"
 
-/// Hash of settlement account ids that takes a view, so that a lookup builds no string.
-struct SettlementAccountIdHash
-{
-    using is_transparent = void;
-    [[nodiscard]] std::size_t operator()(std::string_view id) const noexcept
-    {
-        return std::hash<std::string_view>{}(id);
-    }
-};
-
 using TClearingBrokersMap = std::unordered_map<ClearingBrokerCode, BraskClearingBrokerPtr, ClearingBrokerCodeHash>;
-using TSettlementAccountsMap =
-    std::unordered_map<std::string, BraskSettlementAccountPtr, SettlementAccountIdHash, std::equal_to<>>;
+using TSettlementAccountsMap = kv7base::CodeMap<BraskSettlementAccountPtr>;
 using TBrokersMap = std::unordered_map<BrokerCode, BraskBroker, BrokerCodeHash>;
 
-/// A client looked up by its code: as much of the way to it as there is.
+/// Result of looking a client up by its code: the firm and the client, as far as they exist.
 class ClientSearchResult
 {
 public:
@@ -47,7 +36,7 @@ public:
     [[nodiscard]] BraskBroker* Broker() const noexcept { return broker_; } ///< Null when the firm is missing.
     [[nodiscard]] BraskClient* Client() const noexcept { return client_; } ///< Null when the firm has no such client.
     [[nodiscard]] ClientCode GetClientCode() const noexcept { return clientCode_; }
-    /// The code that fits: no firm, no client, or Z9ERR_OK when both are there.
+    /// noBroker when the firm is missing, noClient when the client is missing, otherwise Z9ERR_OK.
     [[nodiscard]] Z9ERR ReportFailure(Z9ERR noBroker, Z9ERR noClient) const noexcept;
 
 private:
@@ -64,21 +53,22 @@ public:
     ParticipantRepository& operator=(const ParticipantRepository&) = delete;
     ~ParticipantRepository();
 
-    /// Missing: CZ9Error with Z9ERR_DATALOAD_RF_NOT_FOUND.
+    /// The clearing firm. Throws CZ9Error with Z9ERR_DATALOAD_RF_NOT_FOUND when it is missing.
     [[nodiscard]] const BraskClearingBrokerPtr& GetClearingBroker(ClearingBrokerCode code) const;
-    /// Missing: CZ9Error with Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND, "Settlement Account \"<id>\" not found".
+    /// The account. Throws CZ9Error with Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND, "Settlement Account \"<id>\" not
+    /// found", when it is missing.
     [[nodiscard]] const BraskSettlementAccountPtr& GetSettlementAccountById(std::string_view id) const;
-    /// Null when missing.
+    /// The account; null when it is missing.
     [[nodiscard]] BraskSettlementAccountPtr SearchSettlementAccountById(std::string_view id) const noexcept;
-    /// Missing: CZ9Error with the code given.
+    /// The firm. Throws CZ9Error with the code `error` when it is missing.
     [[nodiscard]] BraskBroker& GetBroker(BrokerCode code, Z9ERR error);
-    /// Null when missing.
+    /// The firm; null when it is missing.
     [[nodiscard]] BraskBroker* SearchBroker(BrokerCode code) noexcept;
     [[nodiscard]] bool ContainsBroker(BrokerCode code) const noexcept { return brokers_.contains(code); }
-    /// Missing firm: CZ9Error with Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, "The broker of the Client \"<code>\" not
-    /// found"; missing client: Z9ERR_CHECK_CLIENT_NOT_FOUND, "Client \"<code>\" not found".
+    /// The client. Throws CZ9Error: for a missing firm Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, "The broker of the
+    /// Client \"<code>\" not found"; for a missing client Z9ERR_CHECK_CLIENT_NOT_FOUND, "Client \"<code>\" not found".
     [[nodiscard]] BraskClient& GetClient(ClientCode code);
-    /// The firm by the code's first four characters, then the client by the other three.
+    /// Looks up the firm by the code's first four characters, then the client by the other three.
     [[nodiscard]] ClientSearchResult SearchClient(ClientCode code) noexcept;
 
     [[nodiscard]] std::size_t GetClearingBrokerCount() const noexcept { return clearingBrokers_.size(); }
@@ -86,7 +76,7 @@ public:
     [[nodiscard]] std::size_t GetBrokerCount() const noexcept { return brokers_.size(); }
     [[nodiscard]] std::size_t GetClientCount() const noexcept { return clientCount_.CurrentValue(); }
 
-    // In hash order.
+    // The participants of a kind, in hash order.
     [[nodiscard]] auto EnumerateBrokers() noexcept { return boost::adaptors::values(brokers_); }
     [[nodiscard]] auto EnumerateSettlementAccounts() const noexcept
     {
@@ -101,6 +91,6 @@ private:
 
     TClearingBrokersMap clearingBrokers_;
     TSettlementAccountsMap settlementAccounts_;
-    TBrokersMap brokers_; // behind the accounts: firms go first, and take leave of their account
+    TBrokersMap brokers_; // behind the accounts: firms are destroyed first and leave their account's list
     Counter clientCount_;
 };

@@ -1,7 +1,7 @@
 // PremiumReservesCalculator: the money that a client's open buys of premium-style options would cost.
 //
-// It is kept for clients whose margin leaves such options out: what is not margined has to be paid for, so the premium
-// of a buy is set aside when the order comes in.
+// It is kept for clients whose margin leaves such options out: an option that is not margined has to be paid for, so
+// the premium of a buy is set aside when the order comes in.
 //
 // Always true:  GetPremiumBlocked is the sum over all instruments of what CalculateBlockedForIsin makes of each. Every
 //               change is rounded on the total of its instrument, so an order that is taken back leaves nothing behind.
@@ -16,7 +16,7 @@
 
 namespace Domain {
 
-/// What one instrument reserves.
+/// Reserves of one instrument, money with five decimals.
 struct PremiumReserves
 {
     void SetZero() noexcept { *this = PremiumReserves(); }
@@ -31,8 +31,8 @@ struct PremiumReserves
 class PremiumReservesCalculator
 {
 public:
-    /// What the reserves of one instrument block: a positive total is raised by the curvature radius of the currency, a
-    /// negative one shrunk by it; with a radius of 0 or less the total as it stands.
+    /// Money that the reserves of one instrument block: a positive total is raised by the curvature radius of the
+    /// currency, a negative one shrunk by it; with a radius of 0 or less the total as it stands.
     [[nodiscard]] static t_bprice_int CalculateBlockedForIsin(const Domain::PremiumReserves& reserves,
                                                               double curvatureRadius) noexcept;
 
@@ -40,13 +40,14 @@ public:
     /// contracts, below 0 for a cancellation.
     void UpdateOrderReserve(Isin isin, t_bprice_int price, std::int64_t quantity, double moneyCoef,
                             double curvatureRadius);
-    /// The same for a trade.
+    /// Adds the premium of a trade: price times quantity times the money of one price unit. quantity in contracts,
+    /// below 0 for a sale.
     void UpdateDealReserve(Isin isin, t_bprice_int price, std::int64_t quantity, double moneyCoef,
                            double curvatureRadius);
 
-    /// All instruments together.
+    /// Money that the reserves of all instruments block.
     [[nodiscard]] t_bprice_int GetPremiumBlocked() const noexcept { return m_premiumBlocked; }
-    /// What an instrument reserves; zero for one that never had a reserve.
+    /// Reserves of an instrument; zero for one that never had a reserve.
     [[nodiscard]] Domain::PremiumReserves GetReserves(Isin isin) const;
 
 private:

@@ -1,5 +1,4 @@
-// Small parts that the account tree is built with: the counter of clients, and the arithmetic that all three levels
-// take their GO by.
+// Small parts of the account tree: the counter of clients, and the arithmetic by which all three levels take their GO.
 #pragma once
 
 #include <cmath>
@@ -7,14 +6,15 @@
 
 #include "currencytype.h"
 
-/// Counts things that exist; never below zero.
+/// A count that is never below zero.
 class Counter
 {
 public:
     [[nodiscard]] std::size_t CurrentValue() const noexcept { return counter_; }
     void Increment() noexcept { ++counter_; }
     void Reset() noexcept { counter_ = 0; }
-    /// Throws CZ9Error with Z9ERR_COMMON_WRONG_ARGUMENTS, and leaves the value, where it would fall below zero.
+    /// Lowers the count. Throws CZ9Error with Z9ERR_COMMON_WRONG_ARGUMENTS, and keeps the count, where it would fall
+    /// below zero.
     void DecrementBy(std::size_t n);
 
 private:
@@ -23,8 +23,8 @@ private:
 
 namespace Domain {
 
-/// Margin between its two figures: expWeight 0.00 takes the volatility margin, 1.00 the delivery margin. Money, not
-/// rounded.
+/// Margin between its two figures, money, not rounded: expWeight 0.00 takes the volatility margin, 1.00 the delivery
+/// margin.
 [[nodiscard]] inline double WeightedInitialMargin(t_weight_int expWeight, double volatility, double delivery) noexcept
 {
     const double w = expWeight.AsDouble();

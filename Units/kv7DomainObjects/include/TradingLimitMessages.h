@@ -1,5 +1,5 @@
-// What the exchange sends to change the limit of a firm or of a settlement account: one and the same change, with the
-// amount as a number or as a text.
+// Messages of the exchange that change the limit of a firm or of a settlement account, with the amount as a number or
+// as a text.
 #pragma once
 
 #include <cstdint>

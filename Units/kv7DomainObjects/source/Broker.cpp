@@ -27,7 +27,7 @@ BraskSettlementAccountPtr RequireAccount(BraskSettlementAccountPtr account, Brok
     return account;
 }
 
-// Corrections of a registration: they repair and say so, and never fail it. The texts take the firm's code and the
+// Corrections of a registration: each logs what it corrects, and none fails. The texts take the firm's code and the
 // value.
 
 void RaiseToZero(std::int32_t& value, const char* code, const char* text)
@@ -132,7 +132,7 @@ bool BraskBroker::WeHaveToCalcDeliveryRisk(const kv7im::CSpecOption* option) con
 void BraskBroker::SetBaseContractGORatio(const std::string& baseContractCode, double ratio)
 {
     using namespace kv7im::Constants;
-    // Said so that a NaN is refused too.
+    // Written so that a NaN is refused too.
     const bool allowed = ratio >= MinimumBrokerBaseContractGORatio && ratio <= MaximumBrokerBaseContractGORatio;
     if (!allowed)
         KV7TRACE_WARNING_EX("QuindalIM",
@@ -152,15 +152,6 @@ BraskClient* BraskBroker::SearchClient(ClientCode code) noexcept
 {
     const auto found = clients_.find(code);
     return found == clients_.end() ? nullptr : &found->second;
-}
-
-void BraskBroker::RemoveClient(BraskClient& client) noexcept
-{
-    for (auto entry = clientsToRecalc_.begin(); entry != clientsToRecalc_.end();) {
-        entry->second.erase(&client);
-        entry = entry->second.empty() ? clientsToRecalc_.erase(entry) : std::next(entry);
-    }
-    clients_.erase(client.GetClientCode());
 }
 
 void BraskBroker::MarkClientToRecalc(Isin isin, BraskClient& client) { clientsToRecalc_[isin].insert(&client); }

@@ -17,26 +17,10 @@ namespace {
 constexpr std::int32_t InheritNClr2Delivery = -1;
 constexpr t_weight_int InheritExpWeight = t_weight_int::FromPlain(-100); // -1.00
 
-// The side book takes everything that is no premium-style option; an isin of no option counts as something else.
+// The book without premium-style options takes every other instrument; an isin of no option counts as one.
 bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isin)
 {
     return !client.GetInstrumentsRepository().IsEquityOption(isin);
-}
-
-// Open orders as the changes that would make them.
-std::vector<SClearingDeltaOrder> OrdersOf(Isin isin, const kv7im::CSpecPosition& position)
-{
-    std::vector<SClearingDeltaOrder> orders;
-    orders.reserve(position.GetOrders().size());
-    for (const auto& [key, info] : position.GetOrders()) {
-        SClearingDeltaOrder order;
-        order.CalculatedPrice = key;
-        order.isin = isin;
-        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
-        order.orderInfo = info;
-        orders.push_back(order);
-    }
-    return orders;
 }
 
 template <class Change>
@@ -67,29 +51,6 @@ BraskClient::BraskClient(ClientCode code, t_bprice_int clgoRatio_, bool noFutDis
     CorrectParameters();
 }
 
-BraskClient::BraskClient(ClientCode code, BraskBroker& broker, bool checksEnabled,
-                         const pos::PositionCalculatorInstruments& positionInstruments)
-    : BraskClient(code, t_bprice_int(1), false, 0, t_weight_int(), checksEnabled, Enums::ClientRiskLevel::Default,
-                  Enums::InvestorStatus::None, broker, positionInstruments)
-{}
-
-BraskClient::BraskClient(const BraskClient& source, BraskBroker& broker,
-                         const pos::PositionCalculatorInstruments& positionInstruments)
-    : ParticipantBase(source, broker.GetInstrumentsRepository(), positionInstruments),
-      clientCode_(source.clientCode_),
-      broker_(broker),
-      clgoRatio(source.clgoRatio),
-      m_autoUpdateLimit(source.m_autoUpdateLimit),
-      ordersAndPositionsQuantitiesCounter(source.ordersAndPositionsQuantitiesCounter),
-      quantitiesCounter(source.quantitiesCounter),
-      isBlank(source.isBlank),
-      m_notUseNOV(source.m_notUseNOV),
-      m_premiumReservesCalculator(source.m_premiumReservesCalculator),
-      m_portfolioWithoutEquityOptions(this),
-      m_notUseNOVNextSession(source.m_notUseNOVNextSession),
-      m_inheritNotUseNOVFromBrokerNextSession(source.m_inheritNotUseNOVFromBrokerNextSession)
-{}
-
 void BraskClient::CorrectParameters()
 {
     if (NClr2Delivery < InheritNClr2Delivery) {
@@ -110,27 +71,6 @@ void BraskClient::CorrectParameters()
                             clientCode_.c_str(), ExpWeight.AsDouble());
         ExpWeight = t_weight_int(1);
     }
-}
-
-void BraskClient::SetPositionsOf(const BraskClient& source)
-{
-    for (const auto& [isin, cumulative] : source.portfolio.RangePositions()) {
-        SetPositionInBothPortfolios(isin, cumulative.GetFuturesPositionSpec(), 0);
-        for (const auto& [optionIsin, option] : cumulative.RangeOptions())
-            SetPositionInBothPortfolios(optionIsin, *option,
-                                        positionCalculator.GetAfterLastClearingQuantityByIsin(optionIsin));
-    }
-}
-
-// An instrument that is gone here takes its position with it, as in a refresh: the code says no more than that.
-void BraskClient::SetPositionInBothPortfolios(Isin isin, const kv7im::CSpecPosition& position, std::int64_t novQuantity)
-{
-    static_cast<void>(portfolio.SetPosition(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity));
-    SetPositionInPortfolioWithoutEquityOptions(isin, position.GetQuantity(), position.GetWAPrice(), novQuantity);
-    if (position.GetOrders().empty()) return;
-    const std::vector<SClearingDeltaOrder> orders = OrdersOf(isin, position);
-    static_cast<void>(portfolio.ChangeOrder(isin, orders.size(), orders.data()));
-    ChangeOrderInPortfolioWithoutEquityOptions(isin, orders.size(), orders.data());
 }
 
 double BraskClient::GetInitialMargin() const
@@ -192,7 +132,7 @@ void BraskClient::SetRiskParameters(const ClientRiskParameters& parameters)
     m_autoUpdateLimit = parameters.autoUpdateLimit;
 }
 
-// The book stands by these three: what a position or an order has put into it comes out by the same ones only.
+// The book depends on these three parameters: what a position or an order has put into it comes out by equal ones only.
 bool BraskClient::HasBookParameters(const ClientRiskParameters& parameters) const noexcept
 {
     return parameters.noFutDiscount == NoFutDiscount && parameters.nClr2Delivery == NClr2Delivery &&
@@ -206,7 +146,8 @@ void BraskClient::SetBookParameters(const ClientRiskParameters& parameters) noex
     ExpWeight = parameters.expWeight;
 }
 
-// A client whose book could not be taken anew keeps the parameters that its book stands by.
+// Rebuilds the book under other parameters. When it cannot be rebuilt, the client keeps the parameters that its book
+// depends on.
 void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
 {
     const ClientRiskParameters before = GetRiskParameters();
@@ -223,18 +164,6 @@ void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
 bool BraskClient::IsNotUseNOV() const noexcept
 {
     return m_notUseNOV == -1 ? broker_.GetNotUseNOVClientDefault() : m_notUseNOV != 0;
-}
-
-bool BraskClient::IsNotUseNOVNextSession() const noexcept
-{
-    return m_inheritNotUseNOVFromBrokerNextSession ? broker_.GetNotUseNOVClientDefaultNextSession()
-                                                   : m_notUseNOVNextSession;
-}
-
-void BraskClient::SetNotUseNOVNextSession(bool notUseNOV, bool inheritFromBroker) noexcept
-{
-    m_notUseNOVNextSession = notUseNOV;
-    m_inheritNotUseNOVFromBrokerNextSession = inheritFromBroker;
 }
 
 Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,

@@ -37,7 +37,7 @@ void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker
 {
     switch (account.GetMarginRule()) {
     case Enums::MarginRule::Netting:
-        break; // lives by its own records
+        break; // keeps records of its own
     case Enums::MarginRule::HalfNetting:
         account.GetPortfolio().AddRolledUpRiskNodes(deltas);
         break;
@@ -59,7 +59,7 @@ namespace {
 
 using namespace road;
 
-// What has changed anywhere in the book.
+// All changes of losses in the book.
 kv7im::RolledUpRisksVector CollectAllDeltas(BraskClient& client, const BraskBroker& firm,
                                             const BraskSettlementAccount& account)
 {
@@ -134,7 +134,7 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     client.ChangeOrderInPortfolioWithoutEquityOptions(isin, count, orders);
     const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
 
-    // The firm. The money blocks stay as they are on all levels: an order is asked for its GO, not booked.
+    // The firm. The money blocks stay as they are on all levels: an order is valued, not booked.
     const BraskBroker::MarginFigures before = firm.GetMarginFigures();
     if (firm.GetMarginRule() == Enums::MarginRule::Netting)
         code = firm.GetPortfolio().ChangeOrder(isin, count, orders);

@@ -1,5 +1,5 @@
-// Positions in the mode that values them by their cost basis and a market price. The change of a client's position ends
-// with its own money block; a firm's moves an account that sums the firms' GO.
+// Positions in the mode of positions alone, which values them by their cost basis and a market price. The change of a
+// client's position ends with its own money block; a firm's change reaches an account that sums the firms' GO.
 #include "MarginOrchestrator.h"
 
 #include "MarginRoad.h"

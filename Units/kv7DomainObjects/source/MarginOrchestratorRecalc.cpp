@@ -22,7 +22,7 @@ namespace {
 
 using namespace road;
 
-/// What became of a recalculation: the first code that was met, and whether something is left to be done again.
+/// Result of a recalculation: the first code other than 0, and whether something has to be repeated.
 struct Outcome
 {
     void Add(const Outcome& other) noexcept
@@ -35,7 +35,7 @@ struct Outcome
     bool unfinished = false;
 };
 
-// To be called while an exception is handled.
+// The code of the exception that is being handled.
 Z9ERR CodeOfException() noexcept
 {
     try {
@@ -47,7 +47,7 @@ Z9ERR CodeOfException() noexcept
     }
 }
 
-/// "RecalcBrokerByIsin(AA01001, 12)", for the log.
+/// Name of a step in the log: "RecalcBrokerByIsin(AA01001, 12)".
 class NameOfStep
 {
 public:
@@ -61,7 +61,7 @@ private:
     std::array<char, 64> m_text{};
 };
 
-// One step of a client. Whatever goes wrong in it is logged, and the others go on.
+// Takes one step of a client. A failure in it is logged, and the others go on.
 template <class Step>
 Outcome Attempt(const BraskClient& client, Isin isin, const Step& step) noexcept
 {
@@ -77,8 +77,8 @@ Outcome Attempt(const BraskClient& client, Isin isin, const Step& step) noexcept
     }
 }
 
-// Takes the futures anew in the participant's own portfolio, which reads it from the new objects from here on. When it
-// throws the position is still on the old ones, and so is the view, if it was before.
+// Rebuilds the futures in the participant's own portfolio, which reads it from the new objects from here on. When it
+// throws, the position is still on the old objects, and the view too unless it had left them before.
 Z9ERR RecalcOwnPortfolio(ParticipantBase& participant, Isin isin, bool useRealCalcPrice)
 {
     const bool isNew = participant.GetInstrumentsForUpdate().SetRecalculated(isin);
@@ -92,7 +92,7 @@ Z9ERR RecalcOwnPortfolio(ParticipantBase& participant, Isin isin, bool useRealCa
     }
 }
 
-// What the client's losses on this futures have come to.
+// Collects the changes of the client's losses on this futures.
 Z9ERR GatherDeltas(BraskClient& client, Isin isin, kv7im::RolledUpRisksVector& deltas)
 {
     kv7im::Portfolio& book = client.GetPortfolio();
@@ -101,8 +101,8 @@ Z9ERR GatherDeltas(BraskClient& client, Isin isin, kv7im::RolledUpRisksVector& d
     return Z9ERR_OK;
 }
 
-// Both books of a client, its share of what goes up, and its money. A book that answers with a code has changed all the
-// same, so what has become of it goes up; one that has thrown stands as it stood.
+// Rebuilds the two books of a client, collects its changes for the levels above, and renews its money. A book that
+// answers with a code has changed all the same, so its changes go up; a book that has thrown stands as it stood.
 Outcome RecalcClient(BraskClient& client, Isin isin, bool useRealCalcPrice, bool takesLosses,
                      kv7im::RolledUpRisksVector& deltas) noexcept
 {
@@ -124,8 +124,8 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 {
     const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
 
-    // A level that takes losses finds out from the new objects what the isin belongs to. Marked first: once the clients
-    // have told their changes nothing may fail on the way to those who shall hear them.
+    // A level that takes losses reads from the new objects where the isin belongs. It is marked first: once the clients
+    // have reported their changes, nothing may fail on the way to the levels that take them.
     const bool takesLosses = SomeLevelTakesLosses(broker, *account);
     if (takesLosses && broker.GetMarginRule() != Enums::MarginRule::Netting)
         broker.GetInstrumentsForUpdate().SetRecalculated(isin);
@@ -139,7 +139,7 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
         outcome.Add(RecalcClient(*client, isin, useRealCalcPrice, takesLosses, deltas));
 
     // The levels above. A firm whose own book fails must not keep the account from the changes of the clients, which
-    // are told once only.
+    // are reported only once.
     std::exception_ptr failureOfFirm;
     CarryUpFromClients(
         broker, *account, deltas,
@@ -155,9 +155,9 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
     return outcome;
 }
 
-// Futures that a pass takes anew, and whether they are of a family that is open. The orders in a multileg remember the
-// prices of both its legs, so a leg goes with the other one even where its own family has not changed; its positions
-// keep their prices then.
+// The futures that a pass rebuilds; true for those of an open family. The orders in a multileg remember the prices of
+// both its legs, so a leg is rebuilt with the other one even where its own family has not changed; its positions keep
+// their prices then.
 std::map<Isin, bool> FuturesToRecalculate(const kv7im::InstrumentsRepository& instruments)
 {
     std::map<Isin, bool> isOpen;
@@ -181,8 +181,8 @@ bool HasBooksToRecalculate(BraskBroker& firm)
     });
 }
 
-// The account of firms without one is shared with other calculators: it is under Gross, so it is never marked, and its
-// set is not written here.
+// Ends the pass for one participant. The account of firms without one is shared with other calculators: it is under
+// Gross, so it is never marked, and its set is not written here.
 void EndRecalculationOf(ParticipantBase& participant) noexcept
 {
     kv7im::InstrumentsRepositoryWrapper& instruments = participant.GetInstrumentsForUpdate();
@@ -208,7 +208,7 @@ Z9ERR RecalcSettlementAccountByIsin(BraskSettlementAccount& account, Isin isin, 
 Z9ERR RecalcChangedInstruments(ParticipantRepository& participants, kv7im::InstrumentsRepository& instruments,
                                bool useRealCalcPrice)
 {
-    // All books, from the clients upward; then accounts that no firm has led to.
+    // All books, from the clients upward; then the accounts that no firm belongs to.
     instruments.AdoptNewcomers();
     Outcome outcome;
     for (const auto& [isin, isOpen] : FuturesToRecalculate(instruments)) {
@@ -219,7 +219,7 @@ Z9ERR RecalcChangedInstruments(ParticipantRepository& participants, kv7im::Instr
             KeepFirst(outcome.code, RecalcSettlementAccountByIsin(*account, isin, settles));
     }
 
-    // Nobody needs the old objects any more, or they stay.
+    // The changes are released only when no book needs the old objects any more.
     if (outcome.unfinished || HasBooksToRecalculate(participants)) return Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY;
     instruments.ReleaseChanged();
     EndRecalculation(participants);

@@ -1,4 +1,4 @@
-// The road of a change through the levels, as far as positions, orders, deals and recalculations share it.
+// The way of a change through the levels, as far as positions, orders, deals and recalculations share it.
 #pragma once
 
 #include "BraskSettlementAccount.h"
@@ -12,26 +12,26 @@
 
 namespace margin_orchestrator::road {
 
-/// Changes of losses are collected only where some level above the client takes them: a firm under Gross below an
-/// account that is not HalfNetting gets an empty list.
+/// True when some level above the client takes changes of losses; only then are they collected. False for a firm under
+/// Gross below an account that is not HalfNetting.
 [[nodiscard]] bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept;
-/// What the last change of one instrument did to the client's losses.
+/// The changes that the last change of one instrument made to the client's losses; empty when no level takes them.
 [[nodiscard]] kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const BraskBroker& firm,
                                                        const BraskSettlementAccount& account);
-/// Adds to an account under Gross what the firm's GO, as it is charged, has changed by.
+/// Adds the change of the firm's GO, as it is charged, to an account under Gross.
 void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm,
                      const BraskBroker::MarginFigures& before);
-/// The account's share of a change below it; nothing under Netting.
+/// Carries a change below to the account; does nothing under Netting.
 void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker& firm,
                               const BraskBroker::MarginFigures& before, const kv7im::RolledUpRisksVector& deltas);
 
-/// From the clients upward: the firm and its money block, the account and its own. A level under Netting does what it
-/// is given to do with its own book instead of taking changes of losses.
+/// Carries changes up from the clients: to the firm and its money block, then to the account and its money block. A
+/// level under Netting calls its function to change its own book instead of taking changes of losses.
 template <class OwnOfFirm, class OwnOfAccount>
 void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas,
                         const OwnOfFirm& ownOfFirm, const OwnOfAccount& ownOfAccount)
 {
-    // What the firm's GO was made of is kept for an account that sums the changes of it.
+    // The figures of the firm's GO are kept for an account that sums the changes of the GO.
     const BraskBroker::MarginFigures before = firm.GetMarginFigures();
     if (firm.GetMarginRule() == Enums::MarginRule::Netting)
         ownOfFirm();
@@ -46,10 +46,11 @@ void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, cons
     UpdateParticipantMeans(account);
 }
 
-/// The same where a level under Netting lives by records that come another way.
+/// Carries changes up from the clients where the records of a level under Netting come another way.
 void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas);
 
-/// A firm's record: `change` sets it in the firm's portfolio, where the firm is under Netting and keeps records at all.
+/// Changes a firm by a record: `change` sets it in the firm's portfolio if the firm is under Netting and so keeps
+/// records.
 template <class Change>
 [[nodiscard]] Z9ERR ChangeBroker(BraskBroker& broker, const Change& change)
 {
@@ -67,7 +68,8 @@ template <class Change>
     return code;
 }
 
-/// An account's record likewise.
+/// Changes a settlement account by a record: `change` sets it in the account's portfolio if the account is under
+/// Netting.
 template <class Change>
 [[nodiscard]] Z9ERR ChangeSettlementAccount(BraskSettlementAccount& account, const Change& change)
 {
@@ -77,7 +79,7 @@ template <class Change>
     return code;
 }
 
-/// Finds the participant that code and recordType name and does what belongs to its level.
+/// Finds the participant that code and recordType name and calls the function of its level.
 template <class OfBroker, class OfClient, class OfAccount>
 [[nodiscard]] Z9ERR DispatchByRecordType(const char* code, Enums::AccountHierarchyRecordType recordType,
                                          ParticipantRepository& repository, const OfBroker& ofBroker,

@@ -54,13 +54,6 @@ ParticipantRegistrar::ParticipantRegistrar(ParticipantRepository& participantRep
       m_posCalcInstruments(posCalcInstruments)
 {}
 
-void ParticipantRegistrar::RegisterClearingBroker(ClearingBrokerCode code)
-{
-    auto& clearingBrokers = m_participantRepository.clearingBrokers_;
-    if (clearingBrokers.contains(code)) return;
-    clearingBrokers.emplace(code, std::make_shared<BraskClearingBroker>(code));
-}
-
 void ParticipantRegistrar::RegisterSettlementAccount(const SSettlementAccountMoneyStruct& money, Enums::MarginRule rule,
                                                      bool isUnitedPool, const BraskClearingBrokerPtr& owner)
 {

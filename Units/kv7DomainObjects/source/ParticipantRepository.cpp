@@ -10,13 +10,6 @@ Z9ERR ClientSearchResult::ReportFailure(Z9ERR noBroker, Z9ERR noClient) const no
 
 ParticipantRepository::~ParticipantRepository() { Clear(); }
 
-const BraskClearingBrokerPtr& ParticipantRepository::GetClearingBroker(ClearingBrokerCode code) const
-{
-    const auto found = clearingBrokers_.find(code);
-    if (found == clearingBrokers_.end()) throw kv7base::CZ9Error(Z9ERR_DATALOAD_RF_NOT_FOUND, KV7_CURRENT_LOCATION);
-    return found->second;
-}
-
 const BraskSettlementAccountPtr& ParticipantRepository::GetSettlementAccountById(std::string_view id) const
 {
     const auto found = settlementAccounts_.find(id);

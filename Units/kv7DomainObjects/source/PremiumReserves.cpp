@@ -1,5 +1,7 @@
 #include "PremiumReserves.h"
 
+#include "WrappingArithmetic.h"
+
 t_bprice_int PremiumReservesCalculator::CalculateBlockedForIsin(const Domain::PremiumReserves& reserves,
                                                                 double curvatureRadius) noexcept
 {
@@ -27,14 +29,14 @@ Domain::PremiumReserves PremiumReservesCalculator::GetReserves(Isin isin) const
     return found == m_reserves.end() ? Domain::PremiumReserves() : found->second;
 }
 
-// The difference of the rounded totals goes into the sum, not the rounded change.
+// Changes a reserve. The difference of the rounded totals goes into the sum, not the rounded change.
 void PremiumReservesCalculator::Update(Isin isin, t_bprice_int Domain::PremiumReserves::*part, t_bprice_int price,
                                        std::int64_t quantity, double moneyCoef, double curvatureRadius)
 {
     Domain::PremiumReserves& reserves = m_reserves[isin];
     const t_bprice_int before = CalculateBlockedForIsin(reserves, curvatureRadius);
     const auto value =
-        t_bprice_int::FromPlain(kv7base::detail::WrappingMul(price.AsPlain(), quantity)) * t_bprice_int(moneyCoef);
+        t_bprice_int::FromPlain(kv7base::WrappingMul(price.AsPlain(), quantity)) * t_bprice_int(moneyCoef);
     reserves.*part += value;
     m_premiumBlocked += CalculateBlockedForIsin(reserves, curvatureRadius) - before;
 }

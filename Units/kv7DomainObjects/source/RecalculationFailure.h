@@ -1,6 +1,6 @@
-// What is logged when risks cannot be recalculated.
+// Logging of risks that cannot be recalculated.
 #pragma once
 
-/// To be called while an exception is handled: logs it in the name of the operation. Where there is no memory for a
-/// line there is none.
+/// Logs the exception that is being handled in the name of the operation. Writes no line when there is no memory for
+/// it.
 void LogFailedRecalculation(const char* operation) noexcept;

@@ -1,4 +1,4 @@
-// CPositionCalculator: the accounting side of one participant's positions. Quantities, volumes, average prices and the
+// CPositionCalculator: the accounting side of one participant's positions: quantities, volumes, average prices and the
 // closed variation margin (VM) by isin, and the running sums of VM over all of them.
 //
 // Always true:  a record stands once an isin; reading and booking create none; a multileg has no record, its legs have.
@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "Enums.h"
-#include "ISerializable.h"
 #include "PositionCalculatorInstruments.h"
-#include "SyntheticDealPrices.h"
 #include "currencytype.h"
+#include "replica/ISerializable.h"
+#include "replica/SyntheticDealPrices.h"
 
 /// Currency (indicator index) to the closed VM in it.
 using VMCloseByCurrencies = std::map<std::int32_t, t_bsum_int>;
@@ -30,10 +30,10 @@ struct SPosition
 {
     Isin isin = 0;
     std::int64_t quantity = 0;
-    std::int64_t buyQuantityTechnic = 0;  // bought in the session, positive
-    std::int64_t sellQuantityTechnic = 0; // sold in the session, positive
+    std::int64_t buyQuantityTechnic = 0;  // contracts bought in the session, positive
+    std::int64_t sellQuantityTechnic = 0; // contracts sold in the session, positive
     t_bprice_int waprice;                 // weighted average price of the open side
-    t_bsum_int vmClose;                   // VM of what was bought and sold again
+    t_bsum_int vmClose;                   // money, VM of contracts that were bought and sold again
     t_bsum_int buyVolume;                 // quantity times price
     t_bsum_int sellVolume;
     const pos::SInstrCLR* instr = nullptr;      // null where only quantities are kept
@@ -42,14 +42,14 @@ struct SPosition
 };
 static_assert(sizeof(SPosition) == 88);
 
-/// A position before and after it was booked on.
+/// A position before and after a booking on it.
 struct PrevAndCurrPosition
 {
     SPosition prev;            // as it stood
     SPosition* curr = nullptr; // the live one, not owned; null where nothing was booked
 };
 
-/// The same at the three levels that a clearing deal reaches.
+/// The positions of the three levels that a clearing deal reaches, before and after it.
 struct PositionSet
 {
     PrevAndCurrPosition clientPosition;
@@ -61,7 +61,7 @@ using IsinPositionMap = std::unordered_map<Isin, SPosition>;
 
 namespace pos {
 
-/// What a trade did to one isin of a participant: the deal itself, and the position behind it.
+/// Effect of a trade on one isin of a participant: the deal itself, and the position after it.
 struct SPosTrade
 {
     Isin isin = 0;
@@ -82,7 +82,7 @@ struct SPosTrade
 };
 using SPosTradesVector = std::vector<SPosTrade>; // a record a leg
 
-/// What an order in a trading instrument would do to one of its legs.
+/// Effect of an order in a trading instrument on one of its legs.
 struct SOrderQtyAndDirection
 {
     Isin isin = 0;
@@ -90,7 +90,7 @@ struct SOrderQtyAndDirection
     bool isBuying = false;
 };
 
-/// What a dump of a participant reads.
+/// The data that a dump of a participant reads.
 class IPositionCalculatorDumper
 {
 public:
@@ -130,22 +130,27 @@ public:
         static constexpr std::size_t OneVMCloseByCurrencySize = 16;
     };
 
-    /// Empty; the dictionary outlives the calculator.
+    /// Starts empty; the dictionary outlives the calculator.
     explicit CPositionCalculator(const pos::PositionCalculatorInstruments& instruments) noexcept;
+
+    /// The position in a futures or an option; null when there is none.
+    [[nodiscard]] const SPosition* getPosition(Isin isin) const noexcept;
+    [[nodiscard]] const IsinPositionMap& GetPositions() const noexcept { return m_positions; }
+    /// Quantity of a position after the last clearing; 0 when there is no position.
+    [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
+
+    // Replica: what books deals and clearings into the records. A margin asks only for the three above.
 
     /// Drops positions and sums.
     void Clear() noexcept;
-    /// All sums to zero. The currencies that have an entry keep it.
+    /// Sets all sums to zero. Currencies that have an entry keep it.
     void SetZero() noexcept;
 
-    /// Null when there is none.
-    [[nodiscard]] const SPosition* getPosition(Isin isin) const noexcept;
     [[nodiscard]] SPosition* getPosition(Isin isin) noexcept;
-    /// The same for an isin of any kind, a multileg's included. Creates nothing.
+    /// Position in an isin of any kind; null for a multileg's, which has none. Creates nothing.
     [[nodiscard]] const SPosition* getPositionSafe(Isin isin) const noexcept;
-    [[nodiscard]] const IsinPositionMap& GetPositions() const noexcept { return m_positions; }
-    /// Positions that a deal in this isin moves: its own, or those of the up to two legs of a multileg, the first leg's
-    /// first. The vector holds them alone; legs without a position are left out.
+    /// Fills the vector with the positions that a deal in this isin moves: its own, or those of the up to two legs of a
+    /// multileg, the first leg first. Legs without a position are left out.
     void GetPositions(Isin isin, std::vector<SPosition>& positions,
                       const pos::PositionCalculatorInstruments& instruments) const;
 
@@ -154,22 +159,21 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_POSITION_ALREADY_EXISTS; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND; a
     /// multileg's: Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
     void InsertPosition(const SPosition& position, bool updateVM, bool updateNetOptionValue);
-    /// The same for levels without accounting: quantities only, no instrument, no sums; the isin need not be known.
+    /// Enters a record of a level without accounting: quantities only, no instrument, no sums; the isin need not be
+    /// known.
     void InsertPositionForHalfNettingAndGross(const SPosition& position);
-    /// Takes a record out whose closed VM is not in the sums; nothing where there is none.
+    /// Removes a record whose closed VM is not in the sums; does nothing where there is none.
     void RemovePosition(Isin isin) noexcept;
 
-    /// 0 when there is no position.
-    [[nodiscard]] std::int64_t GetAfterLastClearingQuantityByIsin(Isin isin) const noexcept;
     [[nodiscard]] t_bsum_int GetNetOptionValue() const noexcept { return NetOptionValue; }
-    /// The futures or option that a position in this isin is in, whether there is one or not. Unknown:
+    /// The futures or option of a position in this isin, whether there is such a position or not. Unknown isin:
     /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d"; a multileg's:
     /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION.
     [[nodiscard]] const pos::SInstrCLR& InstrumentOfPosition(Isin isin) const;
-    /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
+    /// The trading instrument of an id. Unknown id: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
     [[nodiscard]] const pos::SInstrTRD& GetTradeInstrument(std::int32_t instrumentID) const;
-    /// What an order of so many contracts (negative to sell) in a trading instrument would do to each of its legs.
-    /// Unknown: as GetTradeInstrument.
+    /// Effect of an order of `quantity` contracts (negative to sell) in a trading instrument on each of its legs.
+    /// Unknown id: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
     void GetOrdersQtyAndDirectionData(std::int32_t instrumentID, std::int64_t quantity,
                                       std::vector<pos::SOrderQtyAndDirection>& orders) const;
 
@@ -189,45 +193,47 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION; a price that is no amount: Z9ERR_COMMON_WRONG_ARGUMENTS.
     void ProcessTradeCLR(Isin isin, t_bprice_int price, std::int64_t quantity, pos::SPosTradesVector& trades,
                          PrevAndCurrPosition* positions, bool reverse, bool premiumStyleApart);
-    /// As ProcessTrade for levels without accounting: the positions' quantities move, nothing else of them.
+    /// Books a deal at a level without accounting: only the quantities of the legs' positions move. Arguments, results
+    /// and errors are those of ProcessTrade.
     void ProcessTradeForHalfNettingAndGross(std::int32_t instrumentID, t_bprice_int price, std::int64_t quantity,
                                             const pos::SyntheticDealPrices& syntheticPrices,
                                             pos::SPosTradesVector& trades, Isin& outIsin,
                                             const pos::SInstrTRD*& outInstrument);
-    /// As ProcessTradeCLR for such levels; a deal is taken back by the other sign alone. The isin need not be known.
+    /// Books a clearing deal on one isin at a level without accounting: only the quantity moves. The sign alone takes a
+    /// deal back. The isin need not be known.
     void ProcessTradeCLRForHalfNettingAndGross(Isin isin, t_bprice_int price, std::int64_t quantity,
                                                pos::SPosTradesVector& trades, PrevAndCurrPosition* positions);
 
-    /// Books one leg. The price stands in `trade`, which receives the rest; `positions`, when given, the position
-    /// before and the live one. `futures` is the instrument or that of an option's series. Nothing happens where there
-    /// is no position.
+    /// Books one leg. `trade` gives the price and receives the rest; `positions`, when not null, receives the position
+    /// before and the live one. `futures` is the instrument itself or the futures of an option's series. Nothing
+    /// happens where there is no position.
     void CalcPosition(const pos::SInstrCLR& instrument, const pos::SFutures& futures, std::int64_t quantity,
                       pos::SPosTrade& trade, PrevAndCurrPosition* positions, bool reverse, bool premiumStyleApart);
 
-    // The steps of booking, on a record by itself. Out of 64 bits: Z9ERR_COMMON_OVERFLOW; the record is then not to be
-    // used any more.
+    // The steps of booking, on a single record. A result out of 64 bits throws Z9ERR_COMMON_OVERFLOW; the record must
+    // not be used any more then.
 
     /// Adds a deal to the session's bought (above 0) or sold quantity and volume.
     static void UpdateQuantityAndVolume(SPosition& position, std::int64_t quantity, t_bprice_int price);
-    /// Takes a deal out again; the quantity is that of the deal with the other sign, so one below 0 takes back a
-    /// purchase.
+    /// Takes a deal out of the session's quantity and volume. The quantity is that of the deal with the other sign:
+    /// below 0 it takes back a purchase.
     static void RevertQuantityAndVolume(SPosition& position, std::int64_t quantity, t_bprice_int price);
     /// Renews vmClose and waprice from the session's quantities and volumes; returns the change of vmClose. Nothing
     /// happens to a record without a futures or an option behind it.
     static t_bsum_int updateVmAndWaPriceByTrade(SPosition& position);
 
-    /// Money that a deal costs: contracts times the instrument's fixedFeeRate; a sale is charged by its positive count,
-    /// what a negative count gives is paid back. An unknown instrument, or one without a rate, costs nothing and is
-    /// logged.
+    /// Cost of a deal, money: contracts times the instrument's fixedFeeRate. A sale is charged by its positive count; a
+    /// negative count gives the amount that is paid back. An unknown instrument, or one without a rate, costs nothing
+    /// and is logged.
     [[nodiscard]] t_bsum_int CalcFixedFee(std::int64_t quantity, std::int32_t instrumentID) const;
 
-    /// After a clearing has paid what stood: restates one position at the settlement price of its instrument. waprice
-    /// is that price, vmClose 0, either volume its side's quantity at that price, afterLastClearingQuantity the
+    /// Restates one position at the settlement price of its instrument, after a clearing has paid it. waprice becomes
+    /// that price, vmClose 0, each volume the quantity of its side at that price, afterLastClearingQuantity the
     /// quantity. A premium-style option is worth quantity x price x money of a price unit (netOptionValue), any other
-    /// nothing. A record without an instrument takes afterLastClearingQuantity only. The sums are the caller's
-    /// business. No position: Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND, "Isin: %d".
+    /// instrument nothing. A record without an instrument changes in afterLastClearingQuantity only. The caller renews
+    /// the sums. No position: Z9ERR_POSITION_CALCULATOR_POSITION_NOT_FOUND, "Isin: %d".
     void refreshPosition(Isin isin);
-    /// The same for all, with the sums: VM starts at zero, NetOptionValue is the sum of the positions'.
+    /// Restates all positions, and the sums with them: VM starts at zero, NetOptionValue is the sum of the positions'.
     void refreshAllPositions();
 
     [[nodiscard]] std::vector<SPosition> GetPositionsForDumper() const override;
@@ -239,16 +245,16 @@ public:
     [[nodiscard]] std::size_t GetRequiredBufferSize() const noexcept override;
     /// Writes the state as BinaryState says. The Full sums are not part of it.
     void Serialize(std::span<std::byte> buffer) const override;
-    /// Takes records and sums from a serialised state, and points each record at its instrument. The Full sums become
-    /// VM and VMCurr with the vmClose of premium-style options on top. Unused bytes are not looked at. A length that is
-    /// not that of the counts, or a currency that stands twice: std::runtime_error; an unknown isin, a multileg's or
-    /// one that stands twice: as InsertPosition. This is the state of a level that keeps accounting. That of one that
-    /// only counts contracts does not come back as it was: its records would have instruments, and what accounting does
-    /// not know would be refused. Such a level is counted anew from the positions below it.
+    /// Reads records and sums from a serialised state and points each record at its instrument. The Full sums become VM
+    /// and VMCurr plus the vmClose of premium-style options. Unused bytes are ignored. Throws std::runtime_error for a
+    /// length that does not match the counts and for a repeated currency; for an unknown isin, a multileg's or a
+    /// repeated one what InsertPosition throws. Only the state of a level that keeps accounting comes back as it was:
+    /// the records of a level that counts contracts would get instruments, and unknown isins would be refused. Such a
+    /// level is counted again from the positions below it.
     void Deserialize(std::span<const std::byte> bytes) override;
 
 private:
-    /// A deal in one leg, worked out and not yet made.
+    /// A deal in one leg, computed and not yet booked.
     struct Booking
     {
         SPosition* live = nullptr; // null where there is no position
@@ -260,17 +266,17 @@ private:
 
     [[nodiscard]] Booking PrepareBooking(const pos::SInstrCLR& instrument, const pos::SFutures& futures,
                                          std::int64_t quantity, t_bprice_int price, bool reverse);
-    /// Makes it, and fills the rest of the trade record.
+    /// Makes the booking and fills the rest of the trade record.
     void MakeBooking(const Booking& booking, pos::SPosTrade& trade, PrevAndCurrPosition* positions,
                      bool premiumStyleApart);
-    /// A deal where only quantities are kept.
+    /// Prepares a deal where only quantities are kept.
     [[nodiscard]] Booking PrepareQuantity(Isin isin, std::int64_t quantity);
     static void MakeQuantity(const Booking& booking, pos::SPosTrade& trade, PrevAndCurrPosition* positions) noexcept;
 
-    /// Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION for a multileg, which has no position.
+    /// Throws Z9ERR_POSITION_CALCULATOR_MULTILEG_ISIN_IN_POSITION for a multileg, which has no position.
     void RefuseMultileg(Isin isin) const;
     void AddRecord(const SPosition& position);
-    /// Enters a record of a serialised state, and what it adds to the Full sums.
+    /// Enters a record of a serialised state and adds its part of the Full sums.
     void RestorePosition(const SPosition& position);
     /// Makes room in the sums per currency, so that adding to them cannot fail.
     void ReserveCurrency(const SPosition& position, const pos::SBaseContract& baseContract, bool premiumStyleApart);
@@ -283,8 +289,8 @@ private:
 public:
     // The sums. Money is moved between levels by adding to them directly.
     t_bsum_int VM;              // closed VM of all positions
-    VMCloseByCurrencies VMCurr; // the part of base contracts that keep it per currency
-    t_bsum_int VMFull;          // both again, premium-style options included
+    VMCloseByCurrencies VMCurr; // the part of VM that base contracts keep per currency
+    t_bsum_int VMFull;          // closed VM of all positions, premium-style options included
     VMCloseByCurrencies VMCurrFull;
     t_bsum_int NetOptionValue;
 };

@@ -14,12 +14,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "CodeMap.h"
 #include "Enums.h"
 #include "currencytype.h"
 #include "z9bcd.h"
@@ -31,12 +31,12 @@ struct SMutableInstrumentsParameters;
 
 struct SBaseContract
 {
-    std::int32_t isin = 0;           // its id
+    std::int32_t isin = 0;           // id of the base contract
     bool is_curr = false;            // variation margin is kept per currency
-    std::int32_t indicatorIndex = 0; // that currency
+    std::int32_t indicatorIndex = 0; // currency of that variation margin
 };
 
-/// A clearing instrument, whatever its kind.
+/// A clearing instrument of any kind.
 struct SInstrCLR
 {
     SInstrCLR(Isin isin_, std::string code_, Enums::InstrumentType type,
@@ -53,7 +53,7 @@ struct SInstrCLR
     Isin isin;
     std::string code;
     Enums::InstrumentType instrType;
-    const SMutableInstrumentsParameters* cur_instr_params; // the block that it stands in
+    const SMutableInstrumentsParameters* cur_instr_params; // the block that holds the instrument
 
 protected:
     SInstrCLR(const SInstrCLR&) = default;
@@ -105,14 +105,14 @@ struct SOption final : SInstrCLR
     const SVirtFutures* virtFutures = nullptr; // never null once inserted
 };
 
-/// An option whose premium is paid up front, so that it has no variation margin.
+/// True for an option whose premium is paid up front, so that it has no variation margin.
 [[nodiscard]] inline bool IsPremiumStyle(const SInstrCLR& instrument) noexcept
 {
     return instrument.instrType == Enums::InstrumentType::Option &&
            instrument.GetMarginStyle() == Enums::MarginStyle::Equity;
 }
 
-/// One leg: a clearing instrument, and the contracts of it in one contract of the whole.
+/// One leg: a clearing instrument and its contracts in one contract of the whole.
 struct SInstrQuantity
 {
     const SInstrCLR* instrCLR = nullptr; // never null
@@ -150,27 +150,16 @@ struct SInstrTRD
     std::vector<SInstrQuantity> instruments; // its legs: one of a futures or an option, those of a multileg, or none
 };
 
-/// What a trading instrument costs.
+/// Fee of a trading instrument.
 struct SInstrTRD2
 {
     Isin isin_clr = 0;
     double fixedFeeRate = 0; // money a contract, never negative
 };
 
-/// Codes are looked up by any text, without building a string.
-struct CodeHash
-{
-    using is_transparent = void;
-
-    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-    {
-        return std::hash<std::string_view>{}(code);
-    }
-};
-
 using CInstrTypeList = std::unordered_map<Isin, Enums::InstrumentType>;
 
-/// What does not change within a session.
+/// Instruments and modes that do not change within a session.
 struct SConstInstrumentsParameters
 {
     std::unordered_map<std::int32_t, SBaseContract> m_baseContracts; // by id
@@ -179,20 +168,20 @@ struct SConstInstrumentsParameters
     std::unordered_map<std::int32_t, SInstrTRD> m_instruments; // trading instruments by id
 
     void clear() noexcept;
-    /// Null when there is none.
+    /// The multileg of an isin; null when there is none.
     [[nodiscard]] const SMultileg* getMultileg(Isin isin) const noexcept;
 };
 
-/// What carries prices.
+/// Instruments with prices.
 struct SMutableInstrumentsParameters
 {
     std::unordered_map<Isin, SFutures> m_futures;
-    std::unordered_map<std::string, SVirtFutures, CodeHash, std::equal_to<>> m_virtFutures; // by code
+    kv7base::CodeMap<SVirtFutures> m_virtFutures; // by code
     std::unordered_map<Isin, SOption> m_options;
     std::unordered_map<std::int32_t, SInstrTRD2> m_tradeinstruments; // rates by the id of the trading instrument
 
     void clear() noexcept;
-    /// Null when there is none.
+    /// The futures of an isin; null when there is none.
     [[nodiscard]] const SFutures* getFutures(Isin isin) const noexcept;
     [[nodiscard]] SFutures* getFutures(Isin isin) noexcept;
     [[nodiscard]] const SOption* getOption(Isin isin) const noexcept;
@@ -207,11 +196,11 @@ public:
     [[nodiscard]] virtual const SConstInstrumentsParameters& GetConstInstruments() const noexcept = 0;
     [[nodiscard]] virtual const SMutableInstrumentsParameters& GetCurrentInstrument() const noexcept = 0;
     [[nodiscard]] virtual const CInstrTypeList& GetInstrTypes() const noexcept = 0;
-    /// Stores time and settlement price. Unknown: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
+    /// Stores time and settlement price of a futures. Unknown isin: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
     virtual void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) = 0;
-    /// Stores the money of one price step of a series. Unknown: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND.
+    /// Stores the money of one price step of a series. Unknown code: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND.
     virtual void UpdateVirtFutures(std::string_view code, double minStepPrice) = 0;
-    /// Stores the settlement price. Unknown: Z9ERR_POSITION_CALCULATOR_OPTION_NOT_FOUND.
+    /// Stores the settlement price of an option. Unknown isin: Z9ERR_POSITION_CALCULATOR_OPTION_NOT_FOUND.
     virtual void UpdateOption(Isin isin, const t_bprice& price) = 0;
 
 protected:
@@ -224,68 +213,40 @@ class PositionCalculatorInstruments final : public IPositionCalculatorInstrument
 {
 public:
     PositionCalculatorInstruments() = default;
-    // Instruments point at one another and at the block that they stand in.
+    // Not copied: instruments point at one another and at the block that holds them.
     PositionCalculatorInstruments(const PositionCalculatorInstruments&) = delete;
     PositionCalculatorInstruments& operator=(const PositionCalculatorInstruments&) = delete;
 
-    /// Takes all instruments of the storage in place of those that stand here. What an insert refuses is thrown, and
-    /// all stays as it was. As with Clear, nothing may point at the old instruments.
-    void Init(const IPositioningExternalStorage& storage);
-
-    /// A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
+    /// Adds a base contract. A repeated id: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS.
     void InsertBaseContract(std::int32_t id, bool is_curr, std::int32_t indicatorIndex);
 
-    /// A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, tested before the base
-    /// contract; an unknown base contract: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND; a price that is no number:
-    /// code 2.
+    /// Adds a futures. A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, tested
+    /// before the base contract; an unknown base contract: Z9ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND; a price
+    /// that is no number: code 2.
     void InsertFutures(const std::string& code, Isin isin, std::int32_t baseContractID, double minStep,
                        double minStepPrice, const t_bprice& price, double timeToExpiration,
                        Enums::InstrumentStatus attribute, double xlot);
 
-    /// A repeated code: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_ALREADY_EXISTS, tested before the futures; an unknown
-    /// futures: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
+    /// Adds an option series. A repeated code: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_ALREADY_EXISTS, tested before the
+    /// futures; an unknown futures: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND.
     void InsertVirtFutures(const std::string& code, const std::string& futuresCode, Enums::MarginStyle marginStyle,
                            double minStep, double minStepPrice);
-    /// A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, tested before the
-    /// series; an unknown series:
-    /// Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND; a price that is no number: code 2.
+    /// Adds an option. A repeated isin, or that of a multileg: Z9ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, tested
+    /// before the series; an unknown series: Z9ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND; a price that is no
+    /// number: code 2.
     void InsertOption(const std::string& code, const std::string& seriesCode, Isin isin, Enums::OptionType optType,
                       const t_bprice& price);
 
-    /// A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
-    void InsertTradeMode(std::int32_t id, Enums::TradeModeStatus status, Enums::PriceType priceType,
-                         Enums::AuctionType auctionType, bool shouldCollectFeeForInternalTrades,
-                         bool shouldTakeIntoAccountPrice1, bool shouldReplicatePrice1);
-    /// Adds a leg to a multileg, which its first leg makes. In the order of the tests, with codes
-    /// Z9ERR_POSITION_CALCULATOR_...: a third leg: NUMBEROFLEGS_MORE_THAN_TWO_IN_MULTILEG; the order number of the
-    /// other leg: LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG; the other leg's isin: ISIN_ALREADY_EXISTS_IN_MULTILEG; a leg
-    /// that is neither futures nor option: INSTR_NOT_FOUND. Before the last one, for the isin of a futures or an
-    /// option: FUTURES_ALREADY_EXISTS or OPTION_ALREADY_EXISTS. Trading instruments that stand on the first leg get the
-    /// second one too, where its money is that of the first, as InsertInstrument asks.
-    void InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff, unsigned char legOrderNum);
-    /// A trading instrument on a clearing instrument or a multileg, with its legs. Neither the clearing instrument nor
-    /// the trade mode need be known: a deal in an instrument without legs moves nothing.
-    /// A repeated id: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; legs whose price units are not worth the
-    /// same money (GetLotMoneyCoeff by the code given, compared to 1e-10 of the larger):
-    /// Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG; a code of more than 255 characters: code 2.
-    void InsertInstrument(std::int32_t id, Isin isin, std::int32_t tradeModeID, double minStepTraded,
-                          double minStepPriceTraded, const std::string& code);
-    /// Money that a contract of a trading instrument costs. A rate that is negative or no number is 0.0, with a
-    /// warning. A second rate: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; an unknown id:
-    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
-    void InsertInstrumentsRate(std::int32_t id, double rate);
-    /// The same for an instrument that has a rate; without: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
-    void UpdateInstrumentsRate(std::int32_t id, double rate);
-
-    void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
-    void UpdateVirtFutures(std::string_view code, double minStepPrice) override;
-    void UpdateOption(Isin isin, const t_bprice& price) override;
-
-    /// Take back an instrument that was entered last and that the risk repository had no memory for. Its children are
-    /// not looked for: it has none yet.
+    /// Takes back the base contract that was entered last, when the risk repository had no memory for it. It has no
+    /// children yet, so none are looked for.
     void RemoveBaseContract(std::int32_t id) noexcept;
+    /// Takes back the futures that was entered last, when the risk repository had no memory for it. It has no children
+    /// yet.
     void RemoveFutures(Isin isin) noexcept;
+    /// Takes back the series that was entered last, when the risk repository had no memory for it. It has no options
+    /// yet.
     void RemoveVirtFutures(std::string_view code) noexcept;
+    /// Takes back the option that was entered last, when the risk repository had no memory for it.
     void RemoveOption(Isin isin) noexcept;
     /// Empties everything.
     void Clear() noexcept;
@@ -300,19 +261,55 @@ public:
     }
     [[nodiscard]] const CInstrTypeList& GetInstrTypes() const noexcept override { return m_instr_types; }
 
-    /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
+    // Replica: what deals are made in, and what accounting asks of an instrument.
+
+    /// Replaces all instruments by those of the storage. Throws what an insert throws, and everything stays as it was
+    /// then. As with Clear, nothing may point at the old instruments.
+    void Init(const IPositioningExternalStorage& storage);
+
+    /// Adds a trade mode. A repeated id: Z9ERR_POSITION_CALCULATOR_TRADEMODE_ALREADY_EXISTS.
+    void InsertTradeMode(std::int32_t id, Enums::TradeModeStatus status, Enums::PriceType priceType,
+                         Enums::AuctionType auctionType, bool shouldCollectFeeForInternalTrades,
+                         bool shouldTakeIntoAccountPrice1, bool shouldReplicatePrice1);
+    /// Adds a leg to a multileg; the first leg makes the multileg. Errors in the order of the tests, with codes
+    /// Z9ERR_POSITION_CALCULATOR_...: a third leg: NUMBEROFLEGS_MORE_THAN_TWO_IN_MULTILEG; the order number of the
+    /// other leg: LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG; the other leg's isin: ISIN_ALREADY_EXISTS_IN_MULTILEG; the
+    /// multileg's isin being that of a futures or an option: FUTURES_ALREADY_EXISTS or OPTION_ALREADY_EXISTS; a leg
+    /// that is neither futures nor option: INSTR_NOT_FOUND. Trading instruments on the first leg get the second one
+    /// too, where its money is that of the first, as InsertInstrument asks.
+    void InsertMultileg(Isin isin, Isin legIsin, std::int32_t quantityCoeff, unsigned char legOrderNum);
+    /// Adds a trading instrument on a clearing instrument or a multileg, with its legs. Neither the clearing instrument
+    /// nor the trade mode need be known: a deal in an instrument without legs moves nothing. A repeated id:
+    /// Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; legs whose price units are not worth equal money
+    /// (GetLotMoneyCoeff by the code given, compared to 1e-10 of the larger):
+    /// Z9ERR_POSITION_CALCULATOR_DIFFERENT_FUTURES_MONEYCOEFF_IN_MULTILEG; a code of more than 255 characters: code 2.
+    void InsertInstrument(std::int32_t id, Isin isin, std::int32_t tradeModeID, double minStepTraded,
+                          double minStepPriceTraded, const std::string& code);
+    /// Adds the fee rate of a trading instrument, money a contract. A rate that is negative or no number is 0.0, with a
+    /// warning. A second rate: Z9ERR_POSITION_CALCULATOR_INSTRUMENT_ALREADY_EXISTS; an unknown id:
+    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    void InsertInstrumentsRate(std::int32_t id, double rate);
+    /// Replaces the rate of an instrument that has one; of any other: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    void UpdateInstrumentsRate(std::int32_t id, double rate);
+
+    void UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price) override;
+    void UpdateVirtFutures(std::string_view code, double minStepPrice) override;
+    void UpdateOption(Isin isin, const t_bprice& price) override;
+
+    /// The futures or option of an isin. Unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "Isin: %d".
     [[nodiscard]] const SInstrCLR& getInstrumentCLR(Isin isin) const;
     [[nodiscard]] const SBaseContract& getClearingInstrumentBaseContract(Isin isin) const;
-    /// The futures itself, or that of an option's series. Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
+    /// The futures itself, or the futures of an option's series. Unknown isin:
+    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     [[nodiscard]] const SFutures& UnderlyingFutures(Isin isin) const;
-    /// Undefined when unknown.
+    /// Kind of a clearing instrument; Undefined when the isin is unknown.
     [[nodiscard]] Enums::InstrumentType getClearingInstrumentType(Isin isin) const noexcept;
-    /// Null when unknown.
+    /// The futures of an isin; null when there is none.
     [[nodiscard]] const SFutures* GetInstrFutures(Isin isin) const noexcept;
     [[nodiscard]] const SOption* GetInstrOption(Isin isin) const noexcept;
-    /// Undefined for anything but an option.
+    /// Call or put; Undefined for anything but an option.
     [[nodiscard]] Enums::OptionType getOptType(Isin isin) const noexcept;
-    /// Unknown: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, "Isin: %d".
+    /// Attributes of a futures. Unknown isin: Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, "Isin: %d".
     [[nodiscard]] Enums::InstrumentStatus GetFuturesAttribute(Isin isin) const;
 
     /// Money of one unit of price, c = step price / step of the futures (for an option, of the futures of its series):
@@ -320,49 +317,53 @@ public:
     /// Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO; an unknown isin: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND.
     [[nodiscard]] double GetLotMoneyCoeff(Isin isin, std::string_view code) const;
 
-    /// Unknown: Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d"; so do all that take a trading id.
+    /// The trading instrument of an id. Unknown id, here and wherever a trading id is taken:
+    /// Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, "InstrumentID: %d".
     [[nodiscard]] const SInstrTRD& getInstrumentTRD(std::int32_t id) const;
     [[nodiscard]] Isin getClearingIsinByTrading(std::int32_t id) const;
-    /// Whether an order names the price of its first part. No such trade mode:
+    /// True when an order in the instrument names the price of its first part. No such trade mode:
     /// Z9ERR_POSITION_CALCULATOR_TRADEMODEID_NOT_FOUND, "TradeModeID: %d".
     [[nodiscard]] bool getInstrShouldTakeIntoAccountPrice1(std::int32_t id) const;
-    /// Null when none was inserted.
+    /// Fee rate of a trading instrument; null when none was inserted.
     [[nodiscard]] const SInstrTRD2* GetInstrumentsRate(std::int32_t id) const noexcept;
 
-    // Prices of a pair, in five digits each. An instrument that has not two legs:
+    // Prices of a pair, with five decimals. An instrument that does not have two legs:
     // Z9ERR_POSITION_CALCULATOR_PAIR_INSTRUMENTID_EXPECTED, "InstrumentID: %d"; no such trade mode:
     // Z9ERR_POSITION_CALCULATOR_TRADEMODEID_NOT_FOUND.
 
-    /// Price of the first part of an order: price1, where the trade mode lets orders name it, else the settlement price
-    /// of the first leg.
+    /// Price of the first part of an order: price1 where the trade mode lets orders name it, otherwise the settlement
+    /// price of the first leg.
     [[nodiscard]] t_bprice_int getFirstPartPrice(std::int32_t id, t_bprice_int price1) const;
-    /// Quotation of the pair at which its parts trade so: |b| secondPartPrice - |a| firstPartPrice, the other way round
-    /// than CalcSecondPartPrice. Out of 64 bits: Z9ERR_COMMON_OVERFLOW.
+    /// Quotation of the pair that gives its parts these prices:
+    /// b
+    /// secondPartPrice -
+    /// a
+    /// firstPartPrice, the inverse of CalcSecondPartPrice. Out of 64 bits: Z9ERR_COMMON_OVERFLOW.
     [[nodiscard]] t_bprice_int getSwapPrice(std::int32_t id, t_bprice_int firstPartPrice,
                                             t_bprice_int secondPartPrice) const;
 
 private:
-    /// Null when it is neither futures nor option.
+    /// The futures or option of an isin; null when it is neither.
     [[nodiscard]] const SInstrCLR* FindInstrumentCLR(Isin isin) const noexcept;
-    /// The tests that a second leg must pass.
+    /// Tests a second leg.
     static void CheckNewLeg(const SMultileg& multileg, Isin isin, Isin legIsin, unsigned char legOrderNum);
-    /// The repeat code of a futures or an option that has the isin.
+    /// Refuses a multileg under the isin of a futures or an option, with the code for a repeated one of these.
     void RefuseClearingIsin(Isin isin) const;
-    /// Enters the second leg, here and in the trading instruments that stand on the multileg already.
+    /// Enters the second leg, here and in the trading instruments that exist on the multileg already.
     void CompleteMultileg(SMultileg& multileg, const SInstrQuantity& leg, unsigned char legOrderNum);
     [[nodiscard]] const SInstrCLR& LegInstrument(Isin isin, Isin legIsin) const;
-    /// Legs that a deal in this isin moves; none for an unknown one.
+    /// Legs that a deal in this isin moves; none for an unknown isin.
     [[nodiscard]] std::vector<SInstrQuantity> LegsOf(Isin isin) const;
     void CheckMoneyCoeffs(Isin isin, const std::vector<SInstrQuantity>& legs, std::string_view code) const;
     [[nodiscard]] static const STradeMode& TradeModeOf(const SInstrTRD& instrument);
-    /// Trading instrument of two legs.
+    /// The trading instrument of an id, which must have two legs.
     [[nodiscard]] const SInstrTRD& PairOf(std::int32_t id) const;
     void LoadFrom(const IPositioningExternalStorage& storage);
 
     SConstInstrumentsParameters m_const_instruments;
     SMutableInstrumentsParameters p_default_instruments;
     CInstrTypeList m_instr_types;
-    std::unordered_map<std::string, const SFutures*, CodeHash, std::equal_to<>> m_futuresByCode; // series name them so
+    kv7base::CodeMap<const SFutures*> m_futuresByCode; // for the series
 };
 
 } // namespace pos

@@ -1,4 +1,4 @@
-// Reading a table of the dictionary.
+// Lookup in a table of the dictionary.
 #pragma once
 
 namespace pos {

@@ -22,6 +22,17 @@ SOption::SOption(Isin isin_, std::string code_, const SMutableInstrumentsParamet
     : SInstrCLR(isin_, std::move(code_), Enums::InstrumentType::Option, parameters)
 {}
 
+void SConstInstrumentsParameters::clear() noexcept
+{
+    // Children before parents.
+    m_instruments.clear();
+    m_multilegs.clear();
+    m_tradeModes.clear();
+    m_baseContracts.clear();
+}
+
+const SMultileg* SConstInstrumentsParameters::getMultileg(Isin isin) const noexcept { return Find(m_multilegs, isin); }
+
 void SMutableInstrumentsParameters::clear() noexcept
 {
     // Children before parents.
@@ -161,15 +172,6 @@ void PositionCalculatorInstruments::RemoveOption(Isin isin) noexcept
         m_instr_types.erase(isin);
 }
 
-void PositionCalculatorInstruments::UpdateFutures(Isin isin, double timeToExpiration, const t_bprice& price)
-{
-    SFutures* const futures = p_default_instruments.getFutures(isin);
-    if (futures == nullptr)
-        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
-    futures->settlPriceReal = ToPriceInt(price);
-    futures->timeToExpiration = timeToExpiration;
-}
-
 void PositionCalculatorInstruments::Clear() noexcept
 {
     // Children before parents.
@@ -179,70 +181,6 @@ void PositionCalculatorInstruments::Clear() noexcept
     m_const_instruments.m_multilegs.clear();
     p_default_instruments.clear();
     m_const_instruments.clear();
-}
-
-const SFutures& PositionCalculatorInstruments::UnderlyingFutures(Isin isin) const
-{
-    if (const SFutures* const futures = GetInstrFutures(isin)) return *futures;
-    if (const SOption* const option = GetInstrOption(isin)) return *option->virtFutures->fut;
-    throw CZ9Error(Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
-}
-
-const SInstrCLR* PositionCalculatorInstruments::FindInstrumentCLR(Isin isin) const noexcept
-{
-    if (const SOption* const option = GetInstrOption(isin)) return option;
-    return GetInstrFutures(isin);
-}
-
-const SInstrCLR& PositionCalculatorInstruments::getInstrumentCLR(Isin isin) const
-{
-    if (const SInstrCLR* const instrument = FindInstrumentCLR(isin)) return *instrument;
-    throw CZ9Error(Z9ERR_POSITION_CALCULATOR_INSTR_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
-}
-
-const SBaseContract& PositionCalculatorInstruments::getClearingInstrumentBaseContract(Isin isin) const
-{
-    return *UnderlyingFutures(isin).bc;
-}
-
-Enums::InstrumentType PositionCalculatorInstruments::getClearingInstrumentType(Isin isin) const noexcept
-{
-    const auto found = m_instr_types.find(isin);
-    return found == m_instr_types.end() ? Enums::InstrumentType::Undefined : found->second;
-}
-
-const SFutures* PositionCalculatorInstruments::GetInstrFutures(Isin isin) const noexcept
-{
-    return p_default_instruments.getFutures(isin);
-}
-
-const SOption* PositionCalculatorInstruments::GetInstrOption(Isin isin) const noexcept
-{
-    return p_default_instruments.getOption(isin);
-}
-
-Enums::OptionType PositionCalculatorInstruments::getOptType(Isin isin) const noexcept
-{
-    const SOption* const option = GetInstrOption(isin);
-    return option == nullptr ? Enums::OptionType::Undefined : option->optType;
-}
-
-Enums::InstrumentStatus PositionCalculatorInstruments::GetFuturesAttribute(Isin isin) const
-{
-    const SFutures* const futures = GetInstrFutures(isin);
-    if (futures == nullptr)
-        throw CZ9Error(Z9ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, KV7_CURRENT_LOCATION).Fmt("Isin: %d", isin);
-    return futures->attribute;
-}
-
-double PositionCalculatorInstruments::GetLotMoneyCoeff(Isin isin, std::string_view code) const
-{
-    constexpr double smallestLot = 1e-10;
-    const SFutures& futures = UnderlyingFutures(isin);
-    const double coefficient = futures.minStepPrice / futures.minStep;
-    if (code == "c") return coefficient;
-    if (futures.xlot < smallestLot) throw CZ9Error(Z9ERR_POSITION_CALCULATOR_DIVIDE_BY_ZERO, KV7_CURRENT_LOCATION);
-    return coefficient / futures.xlot;
 }
 
 } // namespace pos

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -13,6 +14,25 @@
 using Isin = std::int32_t;
 
 namespace Enums {
+
+/// The values of a table whose rows begin with one, in the order of the rows.
+template <class Row, std::size_t Size>
+[[nodiscard]] consteval auto ValuesOf(const std::array<Row, Size>& rows)
+{
+    std::array<decltype(Row::value), Size> values{};
+    for (std::size_t i = 0; i < Size; ++i)
+        values[i] = rows[i].value;
+    return values;
+}
+
+/// True when the values are 0, 1, 2 and so on.
+template <class Enumeration, std::size_t Size>
+[[nodiscard]] consteval bool CountFromZero(const std::array<Enumeration, Size>& values)
+{
+    for (std::size_t i = 0; i < Size; ++i)
+        if (static_cast<std::size_t>(values[i]) != i) return false;
+    return true;
+}
 
 /// Column of the risk parameters that a participant is margined by.
 enum class ClientRiskLevel : std::int32_t
@@ -24,10 +44,24 @@ enum class ClientRiskLevel : std::int32_t
     Exceptional = 4,
 };
 
-/// Every level in order: the table that each loop over levels walks.
-inline constexpr std::array PossibleClientRiskLevelValues{ClientRiskLevel::Default, ClientRiskLevel::Low,
-                                                          ClientRiskLevel::Medium, ClientRiskLevel::High,
-                                                          ClientRiskLevel::Exceptional};
+/// A row of the table of risk levels.
+struct ClientRiskLevelRow
+{
+    ClientRiskLevel value;
+    std::string_view name;
+    std::string_view columnSuffix; // a column of rates is named "MarketRisk", "MarketRiskLow", ...
+};
+
+/// The risk levels in order. Code that spells the levels out asserts how many there were.
+inline constexpr std::array ClientRiskLevels{
+    ClientRiskLevelRow{ClientRiskLevel::Default, "Default", ""}, ClientRiskLevelRow{ClientRiskLevel::Low, "Low", "Low"},
+    ClientRiskLevelRow{ClientRiskLevel::Medium, "Medium", "Medium"},
+    ClientRiskLevelRow{ClientRiskLevel::High, "High", "High"},
+    ClientRiskLevelRow{ClientRiskLevel::Exceptional, "Exceptional", "Exceptional"}};
+
+/// Every level in order, for the loops over levels.
+inline constexpr std::array PossibleClientRiskLevelValues = ValuesOf(ClientRiskLevels);
+static_assert(CountFromZero(PossibleClientRiskLevelValues), "a level is its place in an array of levels");
 
 /// How a participant's risk reaches the participant above.
 enum class MarginRule : std::int8_t
@@ -103,7 +137,19 @@ enum class OptionModel : std::int8_t
     BlackScholes = 0,
     Bachelier = 1,
 };
-inline constexpr std::array PossibleOptionModelValues{OptionModel::BlackScholes, OptionModel::Bachelier};
+
+/// A row of the table of pricing models.
+struct OptionModelRow
+{
+    OptionModel value;
+    std::string_view name; // as in messages
+};
+
+/// The pricing models in order. The calculators of a model stand in kv7go, in valuation/OptionCalculators.h; code that
+/// spells the models or their smiles out asserts how many there were.
+inline constexpr std::array OptionModels{OptionModelRow{OptionModel::BlackScholes, "BlackScholes"},
+                                         OptionModelRow{OptionModel::Bachelier, "Bachelier"}};
+inline constexpr std::array PossibleOptionModelValues = ValuesOf(OptionModels);
 
 enum class MarginStyle : std::int32_t
 {

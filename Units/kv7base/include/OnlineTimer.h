@@ -22,7 +22,7 @@ public:
     void BeginMeasurement() noexcept;
     void EndMeasurement() noexcept;
 
-    /// One line a timer to the application log.
+    /// Writes one line for each timer to the application log.
     static void LogMeasuredData();
 
     const std::string name;
@@ -30,7 +30,7 @@ public:
     std::uint64_t totalTimeCycles = 0;
     std::uint64_t maxTimeCycles = 0;
     std::int64_t hitCount = 0;
-    std::int64_t maxTimeHitCount = 0; // which hit took the longest, counted from 1
+    std::int64_t maxTimeHitCount = 0; // hit that took the longest, counted from 1
 
     // Inline, so that they outlive every timer of static lifetime that this header's readers define.
     inline static std::vector<vxl_COnlineTimer*> timers;
@@ -40,7 +40,7 @@ private:
     const bool inert;
 };
 
-/// Measures its own scope; null measures nothing.
+/// Measures its own scope; with null it measures nothing.
 class vxl_COnlineTimerInitiator
 {
 public:
@@ -59,5 +59,6 @@ private:
     vxl_COnlineTimer* timer;
 };
 
-/// For a host that wants the figures when a thread of its own ends: vxl_COnlineTimer::LogMeasuredData.
+/// Logs all timers, for a host that wants the figures when a thread of its own ends
+/// (vxl_COnlineTimer::LogMeasuredData).
 void LogMeasuredDataOnThreadDetach();

@@ -47,18 +47,18 @@ public:
     /// Room for any number that the functions below write.
     using NumberBuffer = std::array<char, 32>;
 
-    /// Plain printf verbs, in the "C" locale like the rest.
+    /// Formats with plain printf verbs in the "C" locale.
     [[nodiscard, gnu::format(printf, 1, 2)]] static std::string DoFormat(const char* format, ...);
 
-    /// "%12.6f", or "%12g" where the absolute value is above 1e8 or below 1e-8 (0 included), so that a field keeps its
-    /// width. The text stands in the buffer.
+    /// A number as "%12.6f", or as "%12g" where its absolute value is above 1e8 or below 1e-8 (0 included), so that a
+    /// field keeps its width. The text stands in the buffer.
     [[nodiscard]] static std::string_view FormatDouble(NumberBuffer& buffer, double value) noexcept;
-    /// "%ld", which is also the "%d" of every narrower number.
+    /// A number as "%ld", which is also the "%d" of every narrower number. The text stands in the buffer.
     [[nodiscard]] static std::string_view FormatLong(NumberBuffer& buffer, long value) noexcept;
-    /// "%lu".
+    /// A number as "%lu". The text stands in the buffer.
     [[nodiscard]] static std::string_view FormatUnsigned(NumberBuffer& buffer, std::uint64_t value) noexcept;
 
-    /// Each appends one value to the text. Doubles and durations (in seconds) as FormatDouble; a time as
+    /// Appends one value to the text. Doubles and durations (in seconds) are written as by FormatDouble; a time as
     /// "2026-11-21 10:15:30.123"; a null text or pointer as NULL, any other pointer as the value it points at.
     static void FormatInto(std::string& text, char value);
     static void FormatInto(std::string& text, std::int32_t value);
@@ -83,7 +83,7 @@ public:
     static void FormatInto(std::string& text, E value) { FormatInto(text, static_cast<std::int64_t>(value)); }
 };
 
-/// Adds the arguments of the traced call to its line, "@name=value", separated by commas. Reference: QLTracer::Params.
+/// Adds the arguments of the traced call to its line: "@name=value", separated by commas. Made by QLTracer::Params.
 class ParamsBuilder
 {
 public:
@@ -91,14 +91,14 @@ public:
 
     ParamsBuilder& Add(std::string_view name, int value) { return Add(name, static_cast<long>(value)); }
     ParamsBuilder& Add(std::string_view name, signed char value) { return Add(name, static_cast<long>(value)); }
-    /// int64_t and intptr_t are long here.
+    /// Adds an integer; int64_t and intptr_t are long here.
     ParamsBuilder& Add(std::string_view name, long value);
     ParamsBuilder& Add(std::string_view name, double value);
-    /// The value pointed at, or NULL.
+    /// Adds the value pointed at, or NULL.
     ParamsBuilder& Add(std::string_view name, const double* value);
-    /// The text in single quotes, or the word NULL without them.
+    /// Adds the text in single quotes, or the word NULL without quotes.
     ParamsBuilder& Add(std::string_view name, const char* value);
-    /// The number behind the enumerator, as an int.
+    /// Adds the number of an enumerator, as an int.
     template <class E>
     requires std::is_enum_v<E> ParamsBuilder& Add(std::string_view name, E value)
     {
@@ -111,7 +111,7 @@ private:
     std::pmr::string& m_params;
 };
 
-/// Builds one extra line behind the traced call, value by value; the line begins with the first value.
+/// Builds one extra line after the traced call, value by value; the line begins with the first value.
 class TraceBuilder
 {
 public:
@@ -133,9 +133,10 @@ private:
 class QLTracer
 {
 public:
-    /// Takes the line instead of the trace log: category, the prefix (everything before the function), the parameters.
+    /// Receives the line instead of the trace log: category, the prefix (everything before the function), the
+    /// parameters.
     using LogFunc = std::function<void(const std::string& category, std::string_view prefix, std::string_view params)>;
-    /// Takes one extra line.
+    /// Receives one extra line instead of the trace log.
     using TraceFunc = std::function<void(const std::string& line)>;
 
     explicit QLTracer(std::string_view functionName);
@@ -144,10 +145,11 @@ public:
     /// Writes the line. An exception from a custom function ends the process.
     ~QLTracer();
 
-    /// Opens the trace log; one that is open stays as it is. Throw CZ9Error.
-    static void Init(const CZ9Ini& ini); ///< From the section "xplog"; an ini object without a handle is left alone.
+    /// Opens the trace log from the section "xplog"; an open log stays as it is. Throws CZ9Error.
+    static void Init(const CZ9Ini& ini); ///< Does nothing for an ini object without a handle.
+    /// Opens the trace log from a section of an ini file; an open log stays as it is. Throws CZ9Error.
     static void Init(Z9INI_HANDLE ini, const char* section);
-    /// Closes the trace log. The first tracer from now on is the new start of time.
+    /// Closes the trace log. The next tracer is the new start of time.
     static void DeInit();
     static void SetLogCategory(const std::string& category) { s_category = category; }
     static void SetFullFilePath(const std::string& path) { s_fullFilePath = path; }
@@ -156,7 +158,7 @@ public:
     [[nodiscard]] static Z9CustomLog& GetXPLog() noexcept { return s_log; }
     [[nodiscard]] static const std::string& GetFullFilePath() noexcept { return s_fullFilePath; }
 
-    /// With all three set the line goes to them and not to the trace log.
+    /// Sends the line to these functions instead of the trace log once all three are set.
     void SetCustomLogFunctions(LogFunc noError, LogFunc error, TraceFunc trace);
 
     /// Records the outcome of the call with the text of its code, and hands the code back to be returned.
@@ -166,14 +168,14 @@ public:
 
     [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_params); }
     [[nodiscard]] TraceBuilder Traces() noexcept { return TraceBuilder(m_traceList); }
-    /// Moves the lines behind those there are; `lines` is left empty.
+    /// Moves these lines behind the present ones; `lines` is left empty.
     void MergeTraces(std::vector<std::string>& lines);
 
 private:
     void Trace();
     void AppendPrefix(std::pmr::string& prefix, chronoTime now) const;
 
-    static chronoTime s_initializeTime; // of the first tracer; 0 before it
+    static chronoTime s_initializeTime; // time of the first tracer; 0 before it
     // Never destroyed: a call at the very end of the process may still trace.
     static Z9CustomLog& s_log;
     static std::string& s_fullFilePath;

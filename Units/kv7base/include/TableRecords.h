@@ -17,7 +17,7 @@ using t_instr = char[26]; // code of an instrument, 25 characters and a zero
 using t_bool = bool;
 static_assert(sizeof(t_instr) == 26 && sizeof(t_bool) == 1);
 
-/// Puts a code into a record's field; false, and the field as it was, for one of more than 25 characters.
+/// Writes a code into a record's field. Returns false, and leaves the field, for a code of more than 25 characters.
 [[nodiscard]] inline bool SetInstr(t_instr& field, std::string_view code) noexcept
 {
     if (code.size() >= sizeof(t_instr)) return false;
@@ -76,7 +76,7 @@ struct SCommonParametersStruct
     [[nodiscard]] static const char* tableName() noexcept { return "CommonParameters"; }
 };
 
-/// A currency, or rather the curve of rates that it moves by.
+/// A currency, as the curve of rates that it moves by.
 struct SCurrencyStruct
 {
     std::int32_t IndicatorID = 0; // id of the currency
@@ -84,6 +84,8 @@ struct SCurrencyStruct
 
     [[nodiscard]] static const char* tableName() noexcept { return "Currency"; }
 };
+
+static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its rates in the record of a base contract");
 
 /// A base contract.
 struct SBaseContractStruct
@@ -155,6 +157,8 @@ struct SFuturesStruct
 
     [[nodiscard]] static const char* tableName() noexcept { return "Futures"; }
 };
+
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile in the record of a series");
 
 /// An option series.
 struct SVirtFuturesStruct

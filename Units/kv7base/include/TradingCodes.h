@@ -23,7 +23,7 @@ using t_clientcode = char[4]; // the client's own three characters and a zero
 
 namespace kv7base::detail {
 
-/// What reading a code's text came to.
+/// Result of reading a code's text.
 struct CodeReading
 {
     enum class Verdict
@@ -41,10 +41,11 @@ struct CodeReading
 /// a zero, and its size counts that zero; a size of npos is a zero-terminated text of unknown length.
 [[nodiscard]] CodeReading ReadCode(std::string_view buffer, std::size_t maxLength,
                                    bool (*isLengthAllowed)(std::size_t) noexcept, char* text) noexcept;
-/// Throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS) with the text of the verdict.
+/// Throws CZ9Error(Z9ERR_COMMON_WRONG_ARGUMENTS) with the text for the reading's verdict.
 [[noreturn]] void ThrowBadCode(const CodeReading& reading, std::string_view buffer);
 
-/// Characters of a zero-terminated text into a zeroed field, at most maxLength; the source ends where it likes.
+/// Copies characters of a zero-terminated text into a zeroed field, at most maxLength of them; the source may be
+/// longer.
 inline void CopyCodeText(char* field, const char* text, std::size_t maxLength) noexcept
 {
     for (std::size_t i = 0; i < maxLength && text[i] != '\0'; ++i)
@@ -61,7 +62,7 @@ template <class Integer>
 
 } // namespace kv7base::detail
 
-/// A text on its way into a code: a view of a zero-terminated character buffer, the zero counted.
+/// A text to be read into a code: a view of a character buffer, its terminating zero counted.
 template <class T>
 class CodeParser : public std::string_view
 {
@@ -72,8 +73,8 @@ public:
     constexpr CodeParser(const char* text) noexcept : std::string_view(text, static_cast<std::size_t>(-1)) {}
     CodeParser(const std::string& text) noexcept : std::string_view(text.c_str(), text.size() + 1) {}
 
-    /// Throws CZ9Error with Z9ERR_COMMON_WRONG_ARGUMENTS: "Invalid code source length: %P",
-    /// "Invalid code, missed zero at %u pos in source: '%.*s'", "Invalid code length: %u, from source: '%.*s'".
+    /// Reads the code. Throws CZ9Error with Z9ERR_COMMON_WRONG_ARGUMENTS: "Invalid code source length: %P", "Invalid
+    /// code, missed zero at %u pos in source: '%.*s'", "Invalid code length: %u, from source: '%.*s'".
     [[nodiscard]] T Parse() const
     {
         T code;
@@ -81,7 +82,7 @@ public:
         if (reading.verdict != Verdict::Good) kv7base::detail::ThrowBadCode(reading, *this);
         return code;
     }
-    /// Empty where Parse would throw.
+    /// Reads the code; empty where Parse would throw.
     [[nodiscard]] std::optional<T> TryParse() const noexcept
     {
         T code;
@@ -130,7 +131,7 @@ public:
 
     [[nodiscard]] std::int16_t ToInteger() const noexcept { return codeStorage_.Code(); }
     [[nodiscard]] const char* c_str() const noexcept { return codeStorage_.CodeText; }
-    /// The firm under this clearing firm: its two characters, then at most two of the suffix.
+    /// Code of a firm under this clearing firm: its two characters, then at most two of the suffix.
     [[nodiscard]] BrokerCode ConstructBrokerCode(const char* suffix) const noexcept;
 
     [[nodiscard]] static bool IsLengthAllowed(std::size_t length) noexcept { return length == 2; }
@@ -143,7 +144,7 @@ public:
     {
         return text.TryParse();
     }
-    /// Without checks: the first characters of a text that is known to be a code.
+    /// Reads the first characters of a text that is known to be a code, without checks.
     [[nodiscard]] static ClearingBrokerCode FromStrFast(const char* text) noexcept;
 
     [[nodiscard]] friend bool operator==(ClearingBrokerCode a, ClearingBrokerCode b) noexcept
@@ -169,15 +170,15 @@ public:
     {
         return ClearingBrokerCode::FromStrFast(c_str());
     }
-    /// The first two characters.
+    /// Code of the firm's clearing firm, its first two characters.
     [[nodiscard]] std::string ExtractRFCode() const { return GetClearingBrokerCode().c_str(); }
     [[nodiscard]] const char* c_str() const noexcept { return codeStorage_.CodeText; }
-    /// Text and terminating zero, five bytes.
+    /// Writes the text and its terminating zero, five bytes.
     void CopyTo(char (&target)[5]) const noexcept;
-    /// Text into a record's code, zeros behind it.
+    /// Writes the text into a record's code, with zeros behind it.
     void CopyToTradingCode(t_code& target) const noexcept;
 
-    /// 2 or 4: nothing but bit 1 may stand in the length less 2.
+    /// True for the lengths 2 and 4: nothing but bit 1 may stand in the length less 2.
     [[nodiscard]] static bool IsLengthAllowed(std::size_t length) noexcept
     {
         return ((length - 2) & ~std::size_t{2}) == 0;
@@ -191,7 +192,7 @@ public:
     {
         return text.TryParse();
     }
-    /// Without checks: the first characters of a text that is known to be a code.
+    /// Reads the first characters of a text that is known to be a code, without checks.
     [[nodiscard]] static BrokerCode FromStrFast(const char* text) noexcept;
 
     [[nodiscard]] friend bool operator==(BrokerCode a, BrokerCode b) noexcept { return a.ToInteger() == b.ToInteger(); }
@@ -207,7 +208,7 @@ class ClientCode : public CanBePassedByValueEffectively<ClientCode>
 public:
     static constexpr std::size_t MaxLength = 7;
 
-    /// The word in two: the firm's four characters and the client's own.
+    /// The code in two parts: the firm's four characters and the client's own.
     struct BrokerCodeAndClientCode
     {
         std::int32_t BrokerCode;
@@ -222,28 +223,28 @@ public:
     {
         return kv7base::detail::LoadInteger<BrokerCodeAndClientCode>(c_str());
     }
-    /// The first four characters.
+    /// Code of the client's firm, the first four characters.
     [[nodiscard]] BrokerCode GetBrokerCode() const noexcept { return BrokerCode::FromStrFast(c_str()); }
-    /// The first two characters.
+    /// Code of the client's clearing firm, the first two characters.
     [[nodiscard]] ClearingBrokerCode GetClearingBrokerCode() const noexcept
     {
         return ClearingBrokerCode::FromStrFast(c_str());
     }
     /// The client's own three characters, zero-terminated.
     [[nodiscard]] const char* GetClientOnlyCode() const noexcept { return c_str() + 4; }
-    /// The high 32 bits: what tells clients of one firm apart.
+    /// The high 32 bits of the integer, which distinguish the clients of one firm.
     [[nodiscard]] std::int32_t GetClientOnlyCodeAsInt() const noexcept
     {
         return kv7base::detail::LoadInteger<std::int32_t>(GetClientOnlyCode());
     }
-    /// The first two characters.
+    /// Text of the clearing firm's code, the first two characters.
     [[nodiscard]] std::string ExtractRFCode() const { return GetClearingBrokerCode().c_str(); }
     [[nodiscard]] std::uint16_t GetRFCodeAsUINT16() const noexcept
     {
         return kv7base::detail::LoadInteger<std::uint16_t>(c_str());
     }
 
-    /// 2, 4 or 7: the bits of the mask 148.
+    /// True for the lengths 2, 4 and 7: the bits of the mask 148.
     [[nodiscard]] static bool IsLengthAllowed(std::size_t length) noexcept
     {
         return length < 8 && ((148U >> length) & 1U) != 0;
@@ -257,11 +258,11 @@ public:
     {
         return text.TryParse();
     }
-    /// From a record's code, without checks.
+    /// Reads a record's code, without checks.
     [[nodiscard]] static ClientCode FromTCode(const t_code& code) noexcept;
-    /// The integer of a text of at most seven characters, without checks.
+    /// Integer of a text of at most seven characters, without checks.
     [[nodiscard]] static std::int64_t StringToInteger(const char* text) noexcept;
-    /// The integer of a client from its firm's and its own.
+    /// Integer of a client's code from the integers of the firm's part and of the client's own.
     [[nodiscard]] static std::int64_t MakeLongLong(std::int32_t brokerCode, std::int32_t shortClientCode) noexcept;
 
     [[nodiscard]] friend bool operator==(ClientCode a, ClientCode b) noexcept { return a.ToInt64() == b.ToInt64(); }
@@ -288,7 +289,7 @@ struct BrokerCodeHash
         return static_cast<std::size_t>(std::int64_t{code.ToInteger()});
     }
 };
-/// For the client table of one firm, whose keys all share the firm's code: only the client's own part counts.
+/// Hash for the client table of one firm, whose keys all share the firm's code: only the client's own part counts.
 struct ShortClientCodeHash
 {
     [[nodiscard]] std::size_t operator()(ClientCode code) const noexcept

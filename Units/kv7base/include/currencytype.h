@@ -13,10 +13,11 @@
 #include <limits>
 #include <string>
 
+#include "WrappingArithmetic.h"
 #include "Z9BCDII.h"
 #include "kv7errors.h"
 
-/// How digits that are given up leave the rest.
+/// How the remaining digits are rounded when digits are dropped.
 enum roundstyle : int
 {
     ROUND_NEAREST = 0,  // to the nearest, halves away from zero
@@ -45,8 +46,8 @@ inline constexpr std::int64_t exp10s = exp10_helper<N>::value;
 /// 10^n for n from 1 to 19. Index 0 holds 0 and not 1: those who scale by a count of missing digits never ask for it.
 [[nodiscard]] std::uint64_t power_of_10(std::size_t n) noexcept;
 
-/// The number cut off toward zero. What does not fit 64 bits, NaN included, gives the smallest 64-bit number, which is
-/// what the processor's own conversion gives.
+/// The number cut off toward zero. A number that does not fit 64 bits, NaN included, gives the smallest 64-bit number,
+/// which the processor's own conversion gives too.
 [[nodiscard]] constexpr std::int64_t TruncateToInt64(double value) noexcept
 {
     constexpr double limit = 9223372036854775808.0; // 2^63
@@ -68,20 +69,6 @@ inline constexpr std::int64_t exp10s = exp10_helper<N>::value;
 }
 
 namespace detail {
-
-// Two's complement arithmetic that wraps instead of being undefined.
-[[nodiscard]] constexpr std::int64_t WrappingAdd(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
-}
-[[nodiscard]] constexpr std::int64_t WrappingSub(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
-}
-[[nodiscard]] constexpr std::int64_t WrappingMul(std::int64_t a, std::int64_t b) noexcept
-{
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
-}
 
 /// a times b over scale, rounded so that q moves one away from zero when twice |r| exceeds scale - 1; the result is cut
 /// to 64 bits without further check.
@@ -110,7 +97,7 @@ namespace detail {
 /// Z9ERR_COMMON_OVERFLOW (too large, or digits other than 0 beyond fractionDigits) or Z9ERR_COMMON_WRONG_ARGUMENTS;
 /// *value is written on success only. *end, when asked for, is the first character that was not taken.
 [[nodiscard]] Z9ERR ParseDecimal(const char* text, int fractionDigits, std::int64_t* value, const char** end) noexcept;
-/// ParseDecimal that throws CZ9Error, "Cannot convert string '%s' to Currency".
+/// ParseDecimal that returns the count and throws CZ9Error, "Cannot convert string '%s' to Currency".
 [[nodiscard]] std::int64_t ParseDecimalOrThrow(const char* text, int fractionDigits);
 
 /// Plain decimal text of a count of 10^-fractionDigits with `digits` digits after the point.
@@ -136,13 +123,13 @@ public:
 
     constexpr Currency() noexcept = default;
     constexpr explicit Currency(int wholes) noexcept : Currency(static_cast<std::int64_t>(wholes)) {}
-    constexpr explicit Currency(std::int64_t wholes) noexcept
-        : value_(kv7base::detail::WrappingMul(wholes, kv7base::exp10s<N>))
+    constexpr explicit Currency(std::int64_t wholes) noexcept : value_(kv7base::WrappingMul(wholes, kv7base::exp10s<N>))
     {}
     constexpr Currency(std::int64_t plain, ConstructionMode) noexcept : value_(plain) {}
-    /// Halves go away from zero. The product is taken in double precision; no range check (TruncateToInt64).
+    /// Converts a number, halves away from zero. The product is taken in double precision; no range check
+    /// (TruncateToInt64).
     constexpr explicit Currency(double amount) noexcept : value_(FromDouble(amount)) {}
-    /// Plain decimal text. Throws CZ9Error with Z9ERR_COMMON_OVERFLOW or Z9ERR_COMMON_WRONG_ARGUMENTS.
+    /// Reads plain decimal text. Throws CZ9Error with Z9ERR_COMMON_OVERFLOW or Z9ERR_COMMON_WRONG_ARGUMENTS.
     explicit Currency(const char* text) : value_(kv7base::detail::ParseDecimalOrThrow(text, N)) {}
     explicit Currency(const std::string& text) : Currency(text.c_str()) {}
 
@@ -171,8 +158,8 @@ public:
         return step.value_ != 0 && value_ % step.value_ == 0;
     }
 
-    /// With `digits` fractional digits kept; N and more change nothing, a negative count rounds wholes. Giving up more
-    /// than 18 digits leaves 0.
+    /// The amount rounded to `digits` fractional digits; N and more change nothing, a negative count rounds wholes.
+    /// Dropping more than 18 digits leaves 0.
     [[nodiscard]] Currency Round(int digits, roundstyle style = ROUND_NEAREST) const noexcept
     {
         if (digits >= N) return *this;
@@ -197,9 +184,9 @@ public:
 
     /// Plain decimal text with N digits after the point.
     [[nodiscard]] std::string AsString() const { return kv7base::detail::DecimalToString(value_, N, N); }
-    /// The same with another number of digits after the point, rounded to nearest.
+    /// Plain decimal text with `digits` digits after the point, rounded to nearest.
     [[nodiscard]] std::string AsString(int digits) const { return kv7base::detail::DecimalToString(value_, N, digits); }
-    /// A division, not a product with the inverse: the last bit of the result depends on it.
+    /// The amount as a double. A division, not a product with the inverse: the last bit of the result depends on it.
     [[nodiscard]] constexpr double AsDouble() const noexcept
     {
         return static_cast<double>(value_) / static_cast<double>(kv7base::exp10s<N>);
@@ -211,16 +198,16 @@ public:
     [[nodiscard]] constexpr std::int64_t AsPlain() const noexcept { return value_; }
 
     /// Changes the sign in place.
-    constexpr void Neg() noexcept { value_ = kv7base::detail::WrappingSub(0, value_); }
+    constexpr void Neg() noexcept { value_ = kv7base::WrappingSub(0, value_); }
 
     constexpr Currency& operator+=(Currency other) noexcept
     {
-        value_ = kv7base::detail::WrappingAdd(value_, other.value_);
+        value_ = kv7base::WrappingAdd(value_, other.value_);
         return *this;
     }
     constexpr Currency& operator-=(Currency other) noexcept
     {
-        value_ = kv7base::detail::WrappingSub(value_, other.value_);
+        value_ = kv7base::WrappingSub(value_, other.value_);
         return *this;
     }
     constexpr Currency& operator*=(Currency other) noexcept { return *this = *this * other; }
@@ -232,7 +219,8 @@ public:
         a.Neg();
         return a;
     }
-    /// Formed in 128 bits, divided by 10^N, halves away from zero, cut to 64 bits without further check.
+    /// Product of two amounts, formed in 128 bits, divided by 10^N, halves away from zero, cut to 64 bits without
+    /// further check.
     [[nodiscard]] friend constexpr Currency operator*(Currency a, Currency b) noexcept
     {
         return FromPlain(kv7base::detail::MultiplyScaled(a.value_, b.value_, kv7base::exp10s<N>));
@@ -258,13 +246,13 @@ using t_weight_int = Currency<2>; // ratio or weight, 1.00 is stored as 100
 
 static_assert(sizeof(Currency<5>) == 8);
 
-/// Two digits to five, exact.
+/// A sum of two decimals as one of five, exact.
 [[nodiscard]] constexpr t_bsum_int Widened(t_bround_int sum) noexcept
 {
-    return t_bsum_int::FromPlain(kv7base::detail::WrappingMul(sum.AsPlain(), 1000));
+    return t_bsum_int::FromPlain(kv7base::WrappingMul(sum.AsPlain(), 1000));
 }
 
-/// A sum brought to cents, halves away from zero.
+/// A sum rounded to cents, halves away from zero.
 [[nodiscard]] constexpr t_bround_int Rounded(t_bsum_int sum) noexcept
 {
     const std::int64_t quotient = sum.AsPlain() / 1000;
@@ -273,7 +261,7 @@ static_assert(sizeof(Currency<5>) == 8);
     return t_bround_int::FromPlain(2 * (remainder < 0 ? -remainder : remainder) > 999 ? quotient + away : quotient);
 }
 
-/// A sum brought down to cents (toward minus infinity): the kind of premium reserves.
+/// A sum rounded down to cents (toward minus infinity), as premium reserves are.
 [[nodiscard]] constexpr t_bround_int Floored(t_bsum_int sum) noexcept
 {
     const std::int64_t quotient = sum.AsPlain() / 1000;

@@ -65,7 +65,7 @@ public:
     void append(const char* text) noexcept;
     void append(const char* text, std::size_t length) noexcept;
     void assign(const char* text) noexcept;
-    /// Plain decimal digits, cut off at the end of the buffer.
+    /// Appends plain decimal digits, cut off at the end of the buffer.
     void append_integer(std::uint64_t value, bool negative = false) noexcept;
     /// Characters that still fit, the terminating zero not counted.
     [[nodiscard]] std::size_t available() const noexcept;
@@ -86,7 +86,7 @@ extern template class FixedString<1024>;
 class CExcept : public std::exception
 {
 public:
-    /// What a text holds, a bit set.
+    /// Parts of a text, as a bit set.
     enum class ContextSpec : std::uint8_t
     {
         None = 0,
@@ -103,15 +103,15 @@ public:
     CExcept& operator=(CExcept&&) = delete;
     ~CExcept() override;
 
-    /// The text, ";file:line" behind it when a location is known. Built once; later calls return the same text.
+    /// The text, followed by ";file:line" when a location is known. It is built once; later calls return that text.
     [[nodiscard]] const char* what() const noexcept override;
 
     [[nodiscard]] const source_location& GetLocation() const noexcept { return m_location; }
 
 protected:
     const source_location m_location;
-    mutable ContextSpec m_specifiedContext = ContextSpec::None; // what the thrower supplied
-    mutable ContextSpec m_utilizedContext = ContextSpec::None;  // what stands in the buffer; Text: it is final
+    mutable ContextSpec m_specifiedContext = ContextSpec::None; // parts that the thrower supplied
+    mutable ContextSpec m_utilizedContext = ContextSpec::None;  // parts that stand in the buffer; Text: it is final
     mutable FixedString<1024> m_str;
 };
 
@@ -152,7 +152,7 @@ class CArgumentException : public CZ9Error
 {
 public:
     explicit CArgumentException(const source_location& location);
-    /// The text starts as " - " and the name, empty for an empty name.
+    /// Starts the text with " - " and the name; leaves it empty for an empty name.
     CArgumentException(const std::string& name, const source_location& location);
 
     [[nodiscard]] const std::string& GetParamName() const noexcept { return m_arg; }

@@ -82,6 +82,6 @@ inline constexpr Z9ERR Z9ERR_COMMON_LAST = 35;
 #undef KV7_ERROR_NO_TEXT
 inline constexpr Z9ERR Z9ERR_LAST_ERROR = 95043;
 
-/// Text of a code: of the trading core from the table of this library, of anything else from the platform. Never null,
-/// static lifetime. May be called from any thread at any time.
+/// Text of a code: from the table of this library for the trading core, from the platform for any other code. Never
+/// null, static lifetime. May be called from any thread at any time.
 [[nodiscard]] const char* Kv7ErrGetDescrStr(Z9ERR err) noexcept;

@@ -34,7 +34,7 @@ namespace detail {
 [[nodiscard]] Z9ERR DecimalResultCode(std::uint32_t flags) noexcept;
 
 // The bodies of CZ9BCD, one for all digit counts. `value` is a packed decimal whose head bytes are set; `operation` is
-// what the message names. All throw CZ9Error as the head of this file says.
+// named in the message. All throw CZ9Error as the head of this file says.
 void BcdFromDouble(unsigned char* value, double amount);
 void BcdAssignDouble(unsigned char* value, double amount);
 void BcdFromInt64(unsigned char* value, std::int64_t wholes);
@@ -68,14 +68,14 @@ public:
 
     constexpr CZ9BCD() noexcept : m_val{M, N} {}
     explicit CZ9BCD(SpecialConstructionMode) noexcept {} // NOLINT(*-member-init): the caller fills the bytes
-    /// Rounded to M digits, halves away from zero. NaN: code 2; too large, infinities included: code 14.
+    /// Rounds a number to M digits, halves away from zero. NaN: code 2; too large, infinities included: code 14.
     explicit CZ9BCD(double amount) : CZ9BCD() { detail::BcdFromDouble(m_val.data(), amount); }
     explicit CZ9BCD(std::int32_t wholes) : CZ9BCD(std::int64_t{wholes}) {}
     explicit CZ9BCD(std::int64_t wholes) : CZ9BCD() { detail::BcdFromInt64(m_val.data(), wholes); }
-    /// Plain decimal text, digits beyond M rounded away.
+    /// Reads plain decimal text; digits beyond M are rounded away.
     explicit CZ9BCD(const std::string& text) : CZ9BCD() { detail::BcdFromString(m_val.data(), text.c_str()); }
 
-    /// From the Size bytes of another value of this type.
+    /// Copies the Size bytes of another value of this type.
     [[nodiscard]] static CZ9BCD Create(const unsigned char* bytes) noexcept
     {
         CZ9BCD value;
@@ -83,7 +83,7 @@ public:
         return value;
     }
 
-    /// From a count of units of 10^-M. Code 14 when it does not fit.
+    /// The value of a count of units of 10^-M. Code 14 when it does not fit.
     [[nodiscard]] static CZ9BCD FromPlain(std::int64_t units)
     {
         CZ9BCD value;
@@ -116,22 +116,22 @@ public:
     [[nodiscard]] bool IsNeg() const noexcept { return !IsNAN() && Sign() < 0; }
     [[nodiscard]] bool IsPositive() const noexcept { return !IsNAN() && Sign() > 0; }
 
-    /// With `digits` fractional digits kept; M and more change nothing, a negative count rounds wholes. Code 14 when
-    /// the rounded value has no room.
+    /// The value rounded to `digits` fractional digits; M and more change nothing, a negative count rounds wholes. Code
+    /// 14 when the rounded value has no room.
     [[nodiscard]] CZ9BCD Round(int digits, roundstyle style = ROUND_NEAREST) const
     {
         CZ9BCD rounded(*this);
         detail::BcdRound(rounded.m_val.data(), digits, style);
         return rounded;
     }
-    /// Digit in front of 10^power: 0 the units, -1 the first behind the point; 0 where the type has none.
+    /// Digit at 10^power: 0 the units, -1 the first behind the point; 0 where the type has none.
     [[nodiscard]] int Digit(int power) const { return detail::BcdDigit(m_val.data(), power); }
     /// Plain decimal text with M digits behind the point, "nan" for a NaN.
     [[nodiscard]] std::string AsString() const { return detail::BcdAsString(m_val.data()); }
     [[nodiscard]] double AsDouble() const { return detail::BcdAsDouble(m_val.data()); }
-    /// Wholes, to the nearest.
+    /// The value as an integer, rounded to nearest.
     [[nodiscard]] std::int64_t AsInt64() const { return detail::BcdAsInt64(m_val.data(), 0, "AsInt64"); }
-    /// Units of 10^-fractionDigits: AsInt64Plain(5) of a price is the plain value of its t_bprice_int.
+    /// The value as units of 10^-fractionDigits: AsInt64Plain(5) of a price is the plain value of its t_bprice_int.
     [[nodiscard]] std::int64_t AsInt64Plain(int fractionDigits) const
     {
         return detail::BcdAsInt64(m_val.data(), fractionDigits, "AsInt64Plain");
@@ -139,12 +139,12 @@ public:
 
     void Set(const std::string& text) { detail::BcdFromString(m_val.data(), text.c_str()); }
     void Set(double amount) { *this = amount; }
-    /// Plain decimal text without blanks. Returns the code; the value changes on success only.
+    /// Reads plain decimal text without blanks. Returns the code; the value changes on success only.
     [[nodiscard]] Z9ERR StrictSet(const char* text) noexcept { return detail::BcdStrictSet(m_val.data(), text); }
     /// Changes the sign in place.
     void Neg() { detail::BcdNegate(m_val.data()); }
-    /// What is left of this value behind whole multiples of the divisor, with this value's sign. The divisor is taken
-    /// as a CZ9BCD<N, M>; 0 gives Z9ERR_COMMON_WRONG_ARGUMENTS.
+    /// Remainder of this value after whole multiples of the divisor, with this value's sign. The divisor is taken as a
+    /// CZ9BCD<N, M>; 0 gives Z9ERR_COMMON_WRONG_ARGUMENTS.
     [[nodiscard]] CZ9BCD Mod(double divisor) const
     {
         CZ9BCD rest(*this);
@@ -161,7 +161,7 @@ private:
 template <int N, int M>
 constinit const CZ9BCD<N, M> CZ9BCD<N, M>::Zero{};
 
-/// Exact; a result that does not fit N digits: code 14.
+/// The sum, exact. Code 14 when it does not fit N digits.
 template <int N, int M>
 [[nodiscard]] CZ9BCD<N, M> operator+(const CZ9BCD<N, M>& a, const CZ9BCD<N, M>& b)
 {
@@ -177,7 +177,7 @@ template <int N, int M>
     return result;
 }
 
-/// A NaN equals a NaN and is below every number.
+/// True for equal numbers. A NaN equals a NaN and is below every number.
 template <int N, int M>
 [[nodiscard]] bool operator==(const CZ9BCD<N, M>& a, const CZ9BCD<N, M>& b) noexcept
 {
@@ -197,12 +197,12 @@ using t_bround = kv7base::CZ9BCD<26, 2>; // margin-call amount
 static_assert(t_bprice::m_type == 4101 && sizeof(t_bprice) == 11 && sizeof(t_bround) == 15);
 static_assert(sizeof(kv7base::CZ9BCD<3, 2>) == 4 && std::is_trivially_copyable_v<t_bprice>);
 
-/// The price inside of a price at the boundary.
+/// A price of the boundary or of a record as the price used inside.
 [[nodiscard]] inline t_bprice_int ToPriceInt(const t_bprice& price)
 {
     return t_bprice_int::FromPlain(price.AsInt64Plain(5));
 }
-/// A weight that arrives as a double, by way of CZ9BCD<3, 2>: at or above 10 in magnitude code 14, NaN code 2.
+/// A weight that arrives as a double, through CZ9BCD<3, 2>: code 14 at or above 10 in magnitude, code 2 for NaN.
 [[nodiscard]] inline t_weight_int ToWeightInt(double weight)
 {
     return t_weight_int::FromPlain(kv7base::CZ9BCD<3, 2>(weight).AsInt64Plain(2));

@@ -13,7 +13,8 @@ public:
     Z9CustomLog& operator=(const Z9CustomLog&) = delete;
     ~Z9CustomLog() override;
 
-    /// An open log is closed first, and stays closed when the new one cannot be opened.
+    /// Opens the log from a section of the ini file. An open log is closed first, and stays closed when the new one
+    /// cannot be opened.
     void Open(const CZ9Ini& ini, const std::string& section) override;
     void Open(Z9INI_HANDLE ini, const std::string& section) override;
     [[nodiscard]] bool IsOpen() const override { return m_handle != nullptr; }

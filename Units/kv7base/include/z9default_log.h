@@ -1,4 +1,4 @@
-// The process's default log. Holds nothing: every object of the class speaks to the same log, by the null handle.
+// The process's default log. It holds nothing: every object of the class writes to one log, by the null handle.
 #pragma once
 
 #include "z9log.h"
@@ -8,7 +8,7 @@ namespace kv7base {
 class Z9DefaultLog : public CZ9Log
 {
 public:
-    /// A log that is open already is the platform's refusal, and throws.
+    /// Opens the default log. The platform refuses one that is open already, which throws.
     void Open(const CZ9Ini& ini, const std::string& section) override;
     void Open(Z9INI_HANDLE ini, const std::string& section) override;
     [[nodiscard]] bool IsOpen() const override;

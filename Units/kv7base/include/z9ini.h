@@ -14,8 +14,8 @@
 
 namespace kv7base {
 
-/// Owner of a raw handle that CloseFunction gives back. The empty handle is H{}. Copying is a transfer: the handle goes
-/// over, and the object copied from is left empty.
+/// Owner of a raw handle that CloseFunction gives back. The empty handle is H{}. A copy takes the handle over and
+/// leaves the object copied from empty.
 template <class H, auto CloseFunction>
 class CHandle
 {
@@ -43,7 +43,7 @@ public:
     }
     [[nodiscard]] H GetHandle() const noexcept { return m_h; }
     [[nodiscard]] bool IsInitialized() const noexcept { return m_h != H{}; }
-    /// Closes the handle held and takes this one over.
+    /// Closes the present handle and takes this one over.
     void Attach(H handle) noexcept
     {
         Release();
@@ -65,18 +65,20 @@ public:
     CZ9Ini& operator=(CZ9Ini&) = default;
     CZ9Ini& operator=(CZ9Ini&&) = default;
 
-    /// Opens a file; the one held before is closed only when that worked. The name is kept either way.
+    /// Opens a file; the present one is closed only when that worked. The name is kept either way.
     virtual void Open(const std::string& name);
     virtual void Close();
 
-    /// Write through to the file. Throw the platform's code.
+    /// Writes a number through to the file. Throws the platform's code.
     virtual void WriteInt(const std::string& section, const std::string& key, int value);
+    /// Writes a text through to the file. Throws the platform's code.
     virtual void WriteStr(const std::string& section, const std::string& key, const std::string& value);
 
-    /// "true" and "1", "false" and "0", to the letter; any other text throws, a missing key gives the default.
+    /// Reads a flag: "true" and "1", "false" and "0", to the letter. Any other text throws, a missing key gives the
+    /// default.
     [[nodiscard]] virtual bool ReadBool(const std::string& section, const std::string& key, bool defaultValue) const;
     [[nodiscard]] virtual int ReadInt(const std::string& section, const std::string& key, int defaultValue) const;
-    /// Throws for a key that is missing (or is no number).
+    /// Reads a number. Throws for a key that is missing or is no number.
     [[nodiscard]] virtual int ReadRequiredInt(const std::string& section, const std::string& key) const;
     [[nodiscard]] virtual std::string ReadStr(const std::string& section, const std::string& key,
                                               const std::string& defaultValue) const;
@@ -85,16 +87,17 @@ public:
     [[nodiscard]] const std::string& GetName() const noexcept { return m_name; }
     [[nodiscard]] bool IsOpen() const noexcept { return IsInitialized(); }
 
-    /// Append the names in file order; false when the platform's walk did not run to its end.
+    /// Appends the names of all sections in file order; false when the platform's walk did not run to its end.
     [[nodiscard]] bool EnumSections(std::vector<std::string>& sections) const;
+    /// Appends the names of a section's keys in file order; false when the platform's walk did not run to its end.
     [[nodiscard]] bool EnumSectionKeys(const std::string& section, std::vector<std::string>& keys) const;
 
 protected:
     std::string m_name; // file name as it was given
 };
 
-/// The process's default ini file, by its marker handle. The file belongs to the process: the end of this object
-/// leaves it open, only Close closes it.
+/// The process's default ini file, by its marker handle. The file belongs to the process: this object's destructor
+/// leaves it open, and only Close closes it.
 class CZ9DefaultIni : public CZ9Ini
 {
 public:

@@ -25,19 +25,19 @@ enum class LogSeverity : int
     Fatal = Z9LOG_FATAL,
 };
 
-/// A log of the platform. Writers format with the verbs of Z9Fmt.h. The form Ex takes a category first, the others
-/// write the empty one; WithCode takes a result code first of all and puts " (code N)" behind the text.
+/// A log of the platform. Writers format with the verbs of Z9Fmt.h. A form with Ex takes a category first, the others
+/// write the empty one; a form WithCode takes a result code before that and puts " (code N)" behind the text.
 class CZ9Log
 {
 public:
     virtual ~CZ9Log() = default;
 
-    /// Opens from a section of the ini file. Throws CZ9Error with the platform's code.
+    /// Opens the log from a section of the ini file. Throws CZ9Error with the platform's code.
     virtual void Open(const CZ9Ini& ini, const std::string& section) = 0;
     virtual void Open(Z9INI_HANDLE ini, const std::string& section) = 0;
     [[nodiscard]] virtual bool IsOpen() const = 0;
     virtual void Close() = 0;
-    /// Null for the default log.
+    /// Handle of the log; null for the default log.
     [[nodiscard]] virtual Z9LOG_HANDLE GetHandle() const = 0;
 
     void Log(const char* format, ...) const;
@@ -94,11 +94,11 @@ private:
     void WriteWithCode(LogSeverity severity, Z9ERR code, const char* category, const char* format, va_list args) const;
 };
 
-/// The process's default log; one, made at first use.
+/// The process's default log. There is one, made at first use.
 CZ9Log& GetDefaultLog();
-/// The library's own log; one, made at first use, safe from any thread.
+/// The library's own log. There is one, made at first use; safe from any thread.
 CZ9Log& GetCustomLog();
-/// The log that messages go to.
+/// The log that messages go to: the default log until UseCustomAppLog() is called.
 CZ9Log& GetAppLog();
 void UseCustomAppLog() noexcept;
 void UseDefaultAppLog() noexcept;
@@ -115,7 +115,7 @@ void UseDefaultAppLog() noexcept;
             (log).writer(__VA_ARGS__);                                                                                 \
     } while (false)
 
-// Behind the named arguments come the format and its values. The _0 forms are for call sites that are seldom on.
+// The format and its values come after the named arguments. The _0 forms are for call sites that are seldom on.
 #define KV7TRACE_INFO(...) KV7TRACE_GEN_(::kv7base::GetAppLog(), LogInfo, , likely, __VA_ARGS__)
 #define KV7TRACE_INFO_0(...) KV7TRACE_GEN_(::kv7base::GetAppLog(), LogInfo, 0, unlikely, __VA_ARGS__)
 #define KV7TRACE_INFO_EX(category, ...)                                                                                \

@@ -16,7 +16,7 @@
 #include "Z9Types.h"
 #include "kv7errors.h"
 
-/// Days of a month of a year. A month outside 1 to 12: CArgumentException, "vxl_MonthsDays: Invalid month (%d)".
+/// Number of days of a month. A month outside 1 to 12: CArgumentException, "vxl_MonthsDays: Invalid month (%d)".
 [[nodiscard]] int vxl_MonthDays(int month, int year);
 
 namespace kv7base {
@@ -35,7 +35,7 @@ struct fast_steady_clock
     [[nodiscard]] static time_point now() noexcept;
 };
 
-/// CLOCK_REALTIME, read the same way; counts from the Unix epoch.
+/// CLOCK_REALTIME, read without the standard clock's wrapper; counts from the Unix epoch.
 struct fast_system_clock
 {
     using duration = std::chrono::nanoseconds;
@@ -69,10 +69,10 @@ public:
     /// The count of milliseconds itself.
     [[nodiscard]] std::int64_t GetTotalFractions() const noexcept { return m_span; }
 
-    /// "%D.%H:%M:%S.%L", a minus in front of a negative span.
+    /// The span as "%D.%H:%M:%S.%L", with a minus in front of a negative span.
     [[nodiscard]] std::string ToString() const;
-    /// %D days, %H %M %S two digits, %L three digits of milliseconds, %- a minus when negative, %% a percent sign.
-    /// Anything else behind a percent sign: CArgumentException, "Unsupported format string.".
+    /// The span by a format: %D days, %H %M %S two digits, %L three digits of milliseconds, %- a minus when negative,
+    /// %% a percent sign. Anything else behind a percent sign: CArgumentException, "Unsupported format string.".
     [[nodiscard]] std::string ToString(std::string_view format) const;
 
     [[nodiscard]] friend bool operator==(const CZ9TimeSpan& a, const CZ9TimeSpan& b) noexcept
@@ -115,7 +115,7 @@ public:
     void SetMinute(unsigned value);      // at most 59, "min (%u)"
     void SetSecond(unsigned value);      // at most 59, "sec (%u)"
     void SetMillisecond(unsigned value); // at most 999, "msec (%u)"
-    /// Through the setters, month first; the fields in front of a refused one are set.
+    /// Sets all fields through the setters, month first; the fields before a refused one are set.
     void SetDateTime(unsigned year_, unsigned month_, unsigned day_, unsigned hour_, unsigned minute_, unsigned second_,
                      unsigned msec_);
     /// Copies hour, minute, second and millisecond.
@@ -126,24 +126,25 @@ public:
     /// True for midnight of 1 January 1970.
     [[nodiscard]] bool IsUnixEpoch() const noexcept;
 
-    /// The platform's test: Z9ERR_OK for a time that the calendar holds, the null time included.
+    /// Checks the time as the platform does: Z9ERR_OK for a time that the calendar holds, the null time included.
     [[nodiscard]] Z9ERR TimeCheck() const noexcept;
-    /// The platform's conversion of this local time; *this is unchanged.
+    /// Converts this local time to UTC as the platform does; *this is unchanged.
     [[nodiscard]] Z9ERR ConvertLocalTimeToUTC(CZ9Time& utc) const noexcept;
 
-    /// Local time with milliseconds. std::runtime_error, "could not convert calendar time to local time".
+    /// Present local time with milliseconds. Throws std::runtime_error, "could not convert calendar time to local
+    /// time".
     [[nodiscard]] static CZ9Time Now();
     void InitNow() { *this = Now(); }
 
-    /// -1, 0 or 1, field by field from the year down to the given precision.
+    /// Compares field by field from the year down to the given precision: -1, 0 or 1.
     [[nodiscard]] static int Compare(const Z9TIME& a, const Z9TIME& b, Precision precision = dtpMillisecond) noexcept;
 
-    /// amount units of the given precision onward (backward when negative), over month and year ends. Throws
-    /// CArgumentException for a month outside 1 to 12 (vxl_MonthDays) and "year (%d)" outside 0 to 32767.
+    /// Moves the time onward by `amount` units of the given precision (backward when negative), over month and year
+    /// ends. Throws CArgumentException for a month outside 1 to 12 (vxl_MonthDays) and "year (%d)" outside 0 to 32767.
     CZ9Time& Add(Precision precision, std::int64_t amount);
     CZ9Time& Add(const CZ9TimeSpan& span);
     CZ9Time& Subtract(const CZ9TimeSpan& span);
-    /// Days are counted by the calendar. Throws as Add does for a month outside 1 to 12.
+    /// Difference of two times, by the calendar. Throws CArgumentException for a month outside 1 to 12.
     [[nodiscard]] friend CZ9TimeSpan operator-(const CZ9Time& a, const CZ9Time& b) { return a.Since(b); }
 
     [[nodiscard]] friend bool operator==(const CZ9Time& a, const CZ9Time& b) noexcept { return Compare(a, b) == 0; }
@@ -158,21 +159,22 @@ public:
     void Parse(std::string_view text, std::string_view format);
     [[nodiscard]] static CZ9Time Create(std::string_view text, std::string_view format);
 
-    /// The verbs of Parse, and %A (weekday) and %B (month) in English. "Unsupported format string." for others.
+    /// Text by a format with the verbs of Parse, and %A (weekday) and %B (month) in English. "Unsupported format
+    /// string." for others.
     [[nodiscard]] std::string ToString(std::string_view format) const;
     [[nodiscard]] std::string ToShortDateString() const; // "2026-2-9"
     [[nodiscard]] std::string ToTimeString() const;      // "15:04:05.007"
-    [[nodiscard]] std::string ToDateTimeString() const;  // both, a blank between
+    [[nodiscard]] std::string ToDateTimeString() const;  // date and time, a blank between
     [[nodiscard]] std::string ToLongDateString() const;  // "Monday February 09, 2026"
 
-    /// "2026.02.09 15:04:05.000000007" in local time, cut to size.
+    /// Writes "2026.02.09 15:04:05.000000007", local time, cut to `size`.
     static void FromUnixNanosecondsToString(UnixNanosecondsTime time, char* buffer, std::size_t size);
-    /// In local time; what is below a millisecond is dropped. 0 is the epoch, not the null time.
+    /// Local time of a moment, cut to milliseconds. 0 is the epoch, not the null time.
     [[nodiscard]] static CZ9Time FromUnixNanosecondsTime(UnixNanosecondsTime time);
-    /// Of a local time. "arg %t cannot be represented as a time_t object" when the C library cannot, or when it does
-    /// not fit signed 64 bits.
+    /// Moment of a local time, its fields unchecked. Throws "arg %t cannot be represented as a time_t object" when the
+    /// C library cannot convert it, or when the moment does not fit signed 64 bits.
     [[nodiscard]] static UnixNanosecondsTime ToUnixNanosecondsTimeRaw(const Z9TIME& time);
-    /// The same behind checks of all fields, a year below 1900 first: "year (%u)".
+    /// Moment of a local time, after a check of all fields, a year below 1900 first: "year (%u)".
     [[nodiscard]] static UnixNanosecondsTime ToUnixNanosecondsTime(const Z9TIME& time);
     [[nodiscard]] static UnixNanosecondsTime NowUnixNanosecondsTime() noexcept;
 

@@ -42,12 +42,8 @@ std::string_view ToString(MSPType value) noexcept
 
 std::string_view ToString(OptionModel value) noexcept
 {
-    switch (value) {
-    case OptionModel::BlackScholes:
-        return "BlackScholes";
-    case OptionModel::Bachelier:
-        return "Bachelier";
-    }
+    for (const OptionModelRow& row : OptionModels)
+        if (row.value == value) return row.name;
     return unknown;
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t fieldWidth = 12;
 
-/// The digits that stand at `first` of the buffer, moved to the right end of a field of fieldWidth characters.
+/// Moves the digits at the start of the buffer to the right end of a field of fieldWidth characters.
 std::string_view PadToField(Formatter::NumberBuffer& buffer, std::size_t length) noexcept
 {
     if (length >= fieldWidth) return {buffer.data(), length};
@@ -34,10 +34,10 @@ std::string_view FormatInteger(Formatter::NumberBuffer& buffer, Integer value) n
     return {buffer.data(), static_cast<std::size_t>(end - buffer.data())};
 }
 
-/// Seconds out of whole nanoseconds, one rounding.
+/// Whole nanoseconds as seconds, with one rounding.
 double Seconds(std::chrono::nanoseconds duration) noexcept { return static_cast<double>(duration.count()) / 1e9; }
 
-/// While it lives, this thread formats in the "C" locale: the host's decimal comma is nothing to a trace.
+/// Lets this thread format in the "C" locale while the object lives: a host's decimal comma must not reach a trace.
 class ClassicLocale
 {
 public:

@@ -8,7 +8,7 @@
 
 namespace kv7base {
 
-/// What guards the making of a singleton.
+/// Guards the making of a singleton.
 class CSyncObj
 {
 public:
@@ -27,7 +27,7 @@ private:
     std::mutex m_mutex;
 };
 
-/// For objects that are made before a second thread could ask.
+/// Guard of objects that are made before a second thread could ask.
 class CNoLock final : public CSyncObj
 {
 public:

@@ -89,7 +89,7 @@ struct DecimalReader
         if (state == FractionDigits) TakeFractionDigit(c);
     }
 
-    /// Fills up the fraction digits that the text left out, then the code of the whole.
+    /// Adds the fraction digits that the text left out; returns the code of the whole reading.
     [[nodiscard]] Z9ERR Finish() noexcept
     {
         if (!anyDigit) return Z9ERR_COMMON_WRONG_ARGUMENTS;
@@ -107,7 +107,7 @@ struct DecimalReader
     }
 };
 
-/// The quotient moved as the style wants when something was left over.
+/// The quotient moved by the rounding style when there is a remainder.
 Wide Settle(Wide quotient, Wide remainder, Wide unit, roundstyle style) noexcept
 {
     if (remainder == 0) return quotient;

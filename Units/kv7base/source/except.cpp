@@ -70,7 +70,7 @@ template <std::size_t Size>
 void FixedString<Size>::capture_size(int written) noexcept
 {
     if (written > 0) m_ptr += std::min(static_cast<std::size_t>(written), available());
-    *m_ptr = '\0'; // whatever the formatter left behind its count is not ours
+    *m_ptr = '\0'; // ignores what the formatter left behind its count
 }
 
 template <std::size_t Size>
@@ -84,7 +84,7 @@ template class FixedString<1024>;
 
 namespace {
 
-/// Writes `text` with every "%" doubled into `buffer` and says whether there was one. The text stops where the next
+/// Copies `text` into `buffer` with every "%" doubled; true when there was one. The text stops where the next
 /// character, or both halves of the next pair, would not fit: half a pair would turn into a verb of the format.
 template <std::size_t Size>
 bool DoublePercents(const char* text, char (&buffer)[Size]) noexcept

@@ -14,12 +14,12 @@ namespace {
 
 using boost::multiprecision::cpp_int;
 
-// What a value may report and still be good: zero, negative, digits rounded away, a loose text.
+// Flags that a good value may report: zero, negative, digits rounded away, a loose text.
 constexpr std::uint32_t HarmlessFlags = 0x146;
 static_assert(HarmlessFlags ==
               (Z9BCDII_RESULT_ZERO | Z9BCDII_RESULT_NEGATIVE | Z9BCDII_RESULT_PREC | Z9BCDII_NOT_STRICT_FORMAT));
 
-/// A value of another's digits, zero.
+/// A zero with the digit counts of another value.
 struct Scratch
 {
     explicit Scratch(const unsigned char* like) noexcept : bytes{like[0], like[1]} {}
@@ -36,12 +36,12 @@ struct Scratch
 /// Fractional digits of a value.
 int Scale(const unsigned char* value) noexcept { return value[0]; }
 
-// Texts are read and written here, and the platform is left what its documented operations do: it takes and gives
+// Texts are read and written here; of the platform only its documented operations are used: it takes and gives
 // integers, adds, and prints a decimal by the %B of its formatter.
 
 cpp_int PowerOfTen(int n) { return boost::multiprecision::pow(cpp_int(10), static_cast<unsigned>(n)); }
 
-/// A number as the count of units of its last digit.
+/// A value as the count of units of its last digit.
 cpp_int Units(const unsigned char* value)
 {
     std::string text = BcdAsString(value);
@@ -53,7 +53,7 @@ cpp_int Units(const unsigned char* value)
     return negative ? cpp_int(-magnitude) : magnitude;
 }
 
-/// Adds to a value; gives the flags.
+/// Adds to a value; returns the flags.
 std::uint32_t Accumulate(Scratch& sum, const Scratch& addend) noexcept
 {
     Scratch result(sum);
@@ -62,7 +62,7 @@ std::uint32_t Accumulate(Scratch& sum, const Scratch& addend) noexcept
     return flags;
 }
 
-/// Ten times a value, which must have room for it; gives the flags.
+/// Multiplies a value, which must have room for it, by ten; returns the flags.
 std::uint32_t MultiplyByTen(Scratch& value) noexcept
 {
     const Scratch once = value;
@@ -72,8 +72,8 @@ std::uint32_t MultiplyByTen(Scratch& value) noexcept
     return flags;
 }
 
-/// The opposite of Units; gives the platform's flags, OVERFLOW for a count that does not fit the value's digits. On
-/// failure the value stays.
+/// Writes a count of units of the last digit into a value; the inverse of Units. Returns the platform's flags, OVERFLOW
+/// for a count that does not fit the value's digits. On failure the value stays.
 std::uint32_t PutUnits(unsigned char* value, const cpp_int& units)
 {
     if (abs(units) >= PowerOfTen(value[1])) return Z9BCDII_RESULT_OVERFLOW;
@@ -94,7 +94,7 @@ std::uint32_t PutUnits(unsigned char* value, const cpp_int& units)
     return flags;
 }
 
-/// As BcdAsString shows a number: at least one digit in front of the point.
+/// Text of a number as BcdAsString shows it: at least one digit before the point.
 std::string TextOf(const cpp_int& units, int scale)
 {
     std::string text = cpp_int(abs(units)).str();
@@ -117,9 +117,9 @@ std::string_view TakeDigits(std::string_view& text) noexcept
     return digits;
 }
 
-/// Reads plain decimal text, "-12.5", ".5" or "1.", into a value; digits that it has no room for behind the point are
-/// rounded away, halves away from zero. Gives flags as the platform's own conversions do: NOT_STRICT_FORMAT for blanks
-/// around the number, PREC for lost digits, OPERAND_BAD for what is no number.
+/// Reads plain decimal text, "-12.5", ".5" or "1.", into a value; digits behind the point that it has no room for are
+/// rounded away, halves away from zero. Returns flags as the platform's own conversions do: NOT_STRICT_FORMAT for
+/// blanks around the number, PREC for lost digits, OPERAND_BAD for text that is no number.
 std::uint32_t PutText(unsigned char* value, std::string_view text)
 {
     constexpr const char* blanks = " \t\n\v\f\r";
@@ -151,7 +151,7 @@ std::uint32_t PutText(unsigned char* value, std::string_view text)
     return strictness | (isLost ? Z9BCDII_RESULT_PREC : 0) | PutUnits(value, isNegative ? cpp_int(-units) : units);
 }
 
-/// The quotient moved as the style wants when something was left over.
+/// The quotient moved by the rounding style when there is a remainder.
 cpp_int Settle(const cpp_int& quotient, const cpp_int& remainder, const cpp_int& unit, roundstyle style)
 {
     if (remainder == 0) return quotient;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char* logCategory = "QuindalIM";
 
-// No exception may pass through the platform, which calls back from its own loops. A list that cannot be filled any
-// further ends the walk.
+// Collects a name. No exception may pass through the platform, which calls back from its own loops: a list that cannot
+// be filled any further ends the walk.
 int Collect(const char* name, void* names, const char* exceptionFormat, const char* unknownText) noexcept
 {
     try {
@@ -103,7 +103,7 @@ int CZ9Ini::ReadInt(const std::string& section, const std::string& key, int defa
 
 int CZ9Ini::ReadRequiredInt(const std::string& section, const std::string& key) const
 {
-    // Only a key that is there gives one answer to two defaults.
+    // Read twice with two defaults: only an existing key gives one answer.
     const int first = ReadInt(section, key, 1);
     const int second = ReadInt(section, key, 2);
     if (first != second) ThrowMissing(*this, section, key, KV7_CURRENT_LOCATION);
@@ -124,7 +124,7 @@ std::string CZ9Ini::ReadStr(const std::string& section, const std::string& key, 
 
 std::string CZ9Ini::ReadRequiredStr(const std::string& section, const std::string& key) const
 {
-    // Two defaults again; no text can equal both.
+    // Read twice with two defaults; no text can equal both.
     std::string first = ReadStr(section, key, "-1");
     const std::string second = ReadStr(section, key, "-2");
     if (first != second) ThrowMissing(*this, section, key, KV7_CURRENT_LOCATION);

@@ -145,7 +145,7 @@ void CheckField(const char* format, unsigned value, unsigned largest)
     throw CArgumentException(KV7_CURRENT_LOCATION).Fmt("Parameter mismatch (wrong format of input string).");
 }
 
-/// Walks a format: plain(character) for what stands for itself, verb(letter) for what follows a percent sign.
+/// Walks a format: calls plain(character) for an ordinary character, verb(letter) for the letter after a percent sign.
 template <class Plain, class Verb>
 void WalkFormat(std::string_view format, Plain plain, Verb verb)
 {
@@ -369,7 +369,7 @@ Z9ERR CZ9Time::TimeCheck() const noexcept
 Z9ERR CZ9Time::ConvertLocalTimeToUTC(CZ9Time& utc) const noexcept
 {
     if (TimeCheck() != Z9ERR_OK) return Z9ERR_COMMON_WRONG_ARGUMENTS;
-    if (IsNull()) { // no time is no time in every zone
+    if (IsNull()) { // the null time is no time in every zone
         utc.SetNull();
         return Z9ERR_OK;
     }

@@ -1,4 +1,4 @@
-// DenseDictionary: rows by their 32-bit id, in the dense hash map that lookups of each order want.
+// DenseDictionary: rows by their 32-bit id, in a dense hash map, since each order looks them up.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 #include <sparsehash/dense_hash_map>
 
-/// The allocator that dense maps come with ends the process when memory does; this one throws, as everything else here.
+/// Allocator of dense maps that throws when memory ends; the map's own one ends the process.
 template <class Value>
 struct DictionaryAllocator : std::allocator<Value>
 {
@@ -38,5 +38,5 @@ template <class Row>
 using DenseDictionary = google::dense_hash_map<std::int32_t, Row, std::hash<std::int32_t>, std::equal_to<>,
                                                DictionaryAllocator<std::pair<const std::int32_t, Row>>>;
 
-/// Marks a free place in a dense map, and is thus the id of no row.
+/// Marks a free place in a dense map, so no row has this id.
 inline constexpr std::int32_t NoDictionaryId = std::numeric_limits<std::int32_t>::min();

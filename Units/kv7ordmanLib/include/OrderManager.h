@@ -44,31 +44,32 @@ public:
     {
         t_id ordnum = 0;     // the exchange's number, 0 until confirmed
         t_code clientCode{}; // seven characters and a zero
-        t_id lsOrderID = 0;  // the local number of what waits for confirmation, the order or its move; else 0
+        t_id lsOrderID = 0;  // local number that waits for confirmation, of the order or of its move; else 0
         t_bprice_int price;
         t_bprice_int price1;   // second price of a two-legged order
         t_bprice_int newPrice; // while the order is being moved
         std::int32_t instrumentID = 0;
         Isin isinID = 0;
-        std::int64_t quantity = 0;    // left to trade; of an order being moved: if the move is rejected
-        std::int64_t curQuantity = 0; // standing at price
-        std::int64_t newQuantity = 0; // standing at newPrice
-        std::int64_t orgQuantity = 0; // as placed or since changed: what has traded and what is left
+        std::int64_t quantity = 0;    // contracts left to trade; while it is moved, if the move is rejected
+        std::int64_t curQuantity = 0; // contracts standing at price
+        std::int64_t newQuantity = 0; // contracts standing at newPrice
+        std::int64_t orgQuantity = 0; // contracts as placed or since changed: traded plus left
         bool isMoving = false;
         bool isSystem = false;
         bool isBuying = false;
         KeyPriceType::Type instrType = KeyPriceType::Type::Undefined;
         bool isReverse = false;         // a better price for a buyer is a higher one
-        std::int64_t movedQuantity = 0; // left to trade if the move is confirmed
+        std::int64_t movedQuantity = 0; // contracts left to trade if the move is confirmed
 
-        /// Whether another price costs the order's owner more: a buyer a higher one, a seller a lower one, the other
-        /// way round for `reverse`. The same price is not worse.
+        /// True when another price costs the order's owner more: a higher one for a buyer, a lower one for a seller,
+        /// the other way round with `reverse`. An equal price is not worse.
         [[nodiscard]] bool isPriceWorse(t_bprice_int otherPrice, bool reverse) const noexcept;
-        /// Adds a change of the order to the list: to the record of its price, kind and side if there is one, else as
-        /// a record of its own. Contracts, below 0 when they no longer stand. Z9ERR_CHECK_ORDER_WRONG_QUANTITY, and
-        /// nothing added, for a sum beyond 64 bits.
+        /// Adds a change of the order at a price to the list: to the record of this price, kind and side if there is
+        /// one, otherwise as a new record. deltaQuantity is below 0 for contracts that no longer stand.
+        /// Z9ERR_CHECK_ORDER_WRONG_QUANTITY, and nothing added, for a sum beyond 64 bits.
         [[nodiscard]] Z9ERR addDelta(t_bprice_int atPrice, std::int64_t deltaQuantity, DeltaOrderList& list) const;
-        /// The same at the order's own price.
+        /// Adds a change of the order at its own price to the list. Z9ERR_CHECK_ORDER_WRONG_QUANTITY for a sum beyond
+        /// 64 bits.
         [[nodiscard]] Z9ERR addDelta(std::int64_t deltaQuantity, DeltaOrderList& list) const;
     };
 
@@ -95,7 +96,7 @@ public:
         std::atomic<t_id> lsorderID{0}; // the last local number given
     };
 
-    /// A trading instrument as orders need it.
+    /// The properties of a trading instrument that orders need.
     struct SInstrument
     {
         std::int32_t InstrumentID = 0;
@@ -115,58 +116,63 @@ public:
     enum class OrderFlags : std::uint32_t
     {
         None = 0,
-        System = 1, // to the market at large; else to a counterparty by name
+        System = 1, // to the market at large; otherwise to a named counterparty
     };
 
     COrderManager() = default;
-    /// With room for so many buckets in the table of unconfirmed and of confirmed orders.
+    /// lsBuckets and nmBuckets: places in the tables of unconfirmed and of confirmed orders.
     COrderManager(std::size_t lsBuckets, std::size_t nmBuckets);
 
     // Dictionaries. A row with the id NoDictionaryId is refused with Z9ERR_COMMON_WRONG_ARGUMENTS.
 
-    /// Opens the dictionaries, without a row or with these. Once: while they are open it does nothing. With a code
-    /// other than 0 (a repeated id: Z9ERR_COMMON_DUPLICATE) they stay closed.
+    /// Opens the dictionaries without rows; does nothing while they are open. With a code other than 0 they stay
+    /// closed.
     [[nodiscard]] static Z9ERR Init();
+    /// Opens the dictionaries with these rows; does nothing while they are open. With a code other than 0 (a repeated
+    /// id: Z9ERR_COMMON_DUPLICATE) they stay closed.
     [[nodiscard]] static Z9ERR Init(const std::vector<SInstrument>& instrumentRows,
                                     const std::vector<STradeMode>& tradeModeRows);
-    /// Adds a row. Z9ERR_COMMON_NOT_INITIALIZED before Init, Z9ERR_COMMON_DUPLICATE for an id that is there.
+    /// Adds a trading instrument. Z9ERR_COMMON_NOT_INITIALIZED before Init, Z9ERR_COMMON_DUPLICATE for an id that is
+    /// there.
     [[nodiscard]] static Z9ERR InsertInstrument(const SInstrument& instrument);
     [[nodiscard]] static Z9ERR InsertTradeMode(const STradeMode& tradeMode);
-    /// Null when there is none.
+    /// The trading instrument of an id; null when there is none.
     [[nodiscard]] static const SInstrument* FindInstrument(std::int32_t instrumentID);
     [[nodiscard]] static const STradeMode* FindTradeMode(std::int32_t tradeModeID);
     [[nodiscard]] static bool AreDictionariesInited() noexcept { return dictionariesInited; }
-    /// Empties and closes the dictionaries; orders that stand keep what they have read.
+    /// Empties and closes the dictionaries; existing orders keep what they have read.
     static void ClearDictionaries() noexcept;
 
-    // Events. `state`, where it is wanted, is the order behind the event, or the untouched order that refused it; an
-    // order that is gone shows a quantity of 0. Where there is no such order it is left alone.
+    // Events. `state`, unless null, receives the order after the event, or the untouched order that refused it; an
+    // order that is gone shows a quantity of 0. Where there is no such order `state` is left alone.
 
-    /// Sends an order. Bought where signedQuantity, the contracts as placed, is above 0, and sold below; `quantity` of
-    /// them are left to trade. price1 is the second price of a two-legged order. clientCode: seven characters at most
-    /// are taken. Gives the order's local number. Z9ERR_INSTRUMENT_ABSENT, Z9ERR_CHECK_TRADEMODES_NOT_FOUND (nobody
-    /// knows the instrument's trade mode), Z9ERR_CHECK_ORDER_WRONG_QUANTITY for a quantity outside 1 to
-    /// |signedQuantity| or too large for the list, Z9ERR_COMMON_DUPLICATE while a restored order stands under 0.
+    /// Sends an order: a purchase when signedQuantity, the contracts as placed, is above 0, a sale when it is below;
+    /// `quantity` of them are left to trade. price1 is the second price of a two-legged order. Of clientCode at most
+    /// seven characters are taken. Gives the order's local number. Z9ERR_INSTRUMENT_ABSENT,
+    /// Z9ERR_CHECK_TRADEMODES_NOT_FOUND (the instrument's trade mode is unknown), Z9ERR_CHECK_ORDER_WRONG_QUANTITY for
+    /// a quantity outside 1 to
+    /// signedQuantity
+    /// or too large for the list, Z9ERR_COMMON_DUPLICATE while a restored order stands under 0.
     [[nodiscard]] Z9ERR AddOrder(std::int32_t instrumentID, t_bprice_int price, t_bprice_int price1,
                                  std::int64_t quantity, std::int64_t signedQuantity, t_id& lsOrderId,
                                  DeltaOrderList& deltas, std::string_view clientCode, OrderFlags flags);
-    /// The exchange refuses an order that was sent. Z9ERR_DEL_ORDER_NOT_EXIST.
+    /// Removes a sent order that the exchange refuses. Z9ERR_DEL_ORDER_NOT_EXIST.
     [[nodiscard]] Z9ERR RejectAdd(t_id lsOrderId, DeltaOrderList& deltas);
-    /// The exchange takes an order under its own number. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_COMMON_DUPLICATE for a number
+    /// Confirms an order under the exchange's number. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_COMMON_DUPLICATE for a number
     /// that another order has, Z9ERR_COMMON_WRONG_ARGUMENTS for the number 0.
     [[nodiscard]] Z9ERR ConfirmAdd(t_id lsOrderId, t_id ordNum);
-    /// Withdraws so many contracts, or what is left of them: a trade may have come first. Nothing left, the order is
-    /// gone, moving or not. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_CHECK_ORDER_WRONG_QUANTITY below 1.
+    /// Withdraws `quantity` contracts, or those that are left, since a trade may have come first. An order with nothing
+    /// left is gone, moving or not. Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_CHECK_ORDER_WRONG_QUANTITY below 1.
     [[nodiscard]] Z9ERR CancelOrder(t_id ordNum, std::int64_t quantity, DeltaOrderList& deltas,
                                     SOrder* state = nullptr);
-    /// So many contracts have traded. More than what stands is ignored: code 0, nothing changed. What trades while the
-    /// order moves is taken off its old and its new quantity both, from what stands at the old price first.
+    /// Takes off `quantity` traded contracts. More than stands is ignored: code 0, nothing changed. A trade while the
+    /// order moves lowers its old and its new quantity alike, contracts at the old price first.
     /// Z9ERR_DEL_ORDER_NOT_EXIST, Z9ERR_CHECK_ORDER_WRONG_QUANTITY below 1.
     [[nodiscard]] Z9ERR ExecOrder(t_id ordNum, std::int64_t quantity, DeltaOrderList& deltas, SOrder* state = nullptr);
     /// Asks the exchange for another price and, by the mode, another quantity:
-    ///   LeaveQuantities            what is left stays; newQuantity is not looked at
+    ///   LeaveQuantities            the quantity left stays; newQuantity is ignored
     ///   ChangeQuantities           newQuantity will be left
-    ///   CheckQuantities            the same, refused where less than that is left
+    ///   CheckQuantities            newQuantity will be left; refused where less than that is left
     ///   ChangeQuantitiesWOMatched  newQuantity less all that has traded will be left
     /// Gives the move's local number. Z9ERR_MOVE_ORDER_NOT_EXIST, Z9ERR_ORDER_IS_BEING_MOVED,
     /// Z9ERR_COMMON_WRONG_ARGUMENTS for another mode, Z9ERR_CHECK_ORDER_WRONG_QUANTITY where nothing would be left, or
@@ -174,33 +180,36 @@ public:
     [[nodiscard]] Z9ERR MoveOrder(t_id ordNum, Enums::MoveOrderMode mode, t_bprice_int newPrice,
                                   std::int64_t newQuantity, t_id& lsOrderId, DeltaOrderList& deltas,
                                   SOrder* state = nullptr);
-    /// The exchange refuses the move of that local number: the order is back at its old price with what is left of its
-    /// old quantity; gone, where all that has traded. Z9ERR_MOVE_ORDER_NOT_EXIST where there is no such move, a late
-    /// answer to one that is closed included.
+    /// Ends a move, given by its local number, that the exchange refuses: the order is back at its old price with the
+    /// rest of its old quantity; it is gone when all that has traded. Z9ERR_MOVE_ORDER_NOT_EXIST where there is no such
+    /// move, as for a late answer to a move that is over.
     [[nodiscard]] Z9ERR RejectMove(t_id ordNum, t_id lsOrderId, DeltaOrderList& deltas);
-    /// The exchange has made the move, and the order has another number of its from now on, or the same. Codes as
-    /// RejectMove, and for the number as ConfirmAdd.
+    /// Ends a move that the exchange has made; the order goes by newOrdNum from now on, which may be its old number.
+    /// Z9ERR_MOVE_ORDER_NOT_EXIST where there is no such move, Z9ERR_COMMON_DUPLICATE for a number that another order
+    /// has, Z9ERR_COMMON_WRONG_ARGUMENTS for the number 0.
     [[nodiscard]] Z9ERR ConfirmMove(t_id ordNum, t_id lsOrderId, t_id newOrdNum, DeltaOrderList& deltas);
 
-    /// Gives the order its local number: for 0 the next one, else the number itself, behind which the numbering then
-    /// goes on; it never goes back. From any thread.
+    /// Gives the order a local number: the next one for 0, otherwise `number` itself, after which the numbering goes
+    /// on; it never goes back. May be called from any thread.
     t_id nextLSOrderId(SOrder& order, t_id number) noexcept;
 
-    /// Deletes all orders; local numbers go on behind the one given, which below 0 counts as 0.
+    /// Deletes all orders; local numbers go on after the one given, which counts as 0 when it is below 0.
     void Clear(int lastLsOrderId = 0) noexcept;
 
-    /// Null when there is none.
+    /// The unconfirmed order of a local number; null when there is none.
     [[nodiscard]] const SOrder* findOrderByLS(t_id lsOrderId) const noexcept;
+    /// The confirmed order of an exchange's number; null when there is none.
     [[nodiscard]] const SOrder* findOrderByNm(t_id ordNum) const noexcept;
 
-    /// Copies, by ascending number.
+    /// Copies of the unconfirmed orders, by ascending number.
     [[nodiscard]] std::vector<SOrder> GetOrdersLsSnapshot() const;
+    /// Copies of the confirmed orders, by ascending number.
     [[nodiscard]] std::vector<SOrder> GetOrdersNmSnapshot() const;
     [[nodiscard]] t_id GetLsOrderIdSnapshot() const noexcept { return m_orders.lsorderID.load(); }
 
     [[nodiscard]] const SOrdersData& GetOrders() const noexcept { return m_orders; }
-    /// For orders that are restored: each under its number, which is not 0, whole, and the numbering behind them. Where
-    /// it is not, numbers that an order has are passed over.
+    /// Tables to restore orders into: each order whole, under its number, which is not 0, and with the numbering behind
+    /// all of them. Where the numbering is not, numbers that an order has are passed over.
     [[nodiscard]] SOrdersData& GetOrdersForUpdate() noexcept { return m_orders; }
 
 private:

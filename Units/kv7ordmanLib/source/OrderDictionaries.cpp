@@ -1,7 +1,8 @@
 // The dictionaries of the order manager: trading instruments and trade modes, one set for the process.
 #include "OrderManager.h"
 
-// They take memory from their first row on, so loading the library cannot fail by them, and give it back with it.
+// They take memory from their first row on, so that loading the library cannot fail by them, and give it back when they
+// close.
 DenseDictionary<COrderManager::SInstrument> COrderManager::instruments;
 DenseDictionary<COrderManager::STradeMode> COrderManager::trademodes;
 bool COrderManager::dictionariesInited = false;
@@ -19,8 +20,8 @@ Z9ERR Insert(DenseDictionary<Row>& dictionary, const Row& row)
     return dictionary.insert({IdOf(row), row}).second ? Z9ERR_OK : Z9ERR_COMMON_DUPLICATE;
 }
 
-// With its assertions on, the map compares the key with that of deleted rows, which it reads only where there is one;
-// gcc 12 does not see the condition.
+// With its assertions on, the map compares the key with that of deleted rows, which it reads only if there is one; gcc
+// 12 does not see the condition.
 #pragma GCC diagnostic push
 #ifndef __clang__ // it knows no warning of this name
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"

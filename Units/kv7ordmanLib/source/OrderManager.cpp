@@ -30,7 +30,7 @@ std::vector<SOrder> Snapshot(const COrderManager::COrderList& orders)
     return copies;
 }
 
-// An order that comes into the table after this needs no memory.
+// Makes room in the table, so that entering one more order needs no memory.
 void MakeRoomForOne(COrderManager::COrderList& orders)
 {
     if (orders.size() + 1 >= orders.bucket_count()) orders.reserve(2 * (orders.size() + 1));
@@ -65,7 +65,7 @@ bool Fits(const SOrder& order, t_bprice_int price, std::int64_t deltaQuantity, D
     return delta == nullptr || !__builtin_add_overflow(delta->orderInfo.deltaQuantity, deltaQuantity, &sum);
 }
 
-// The record of its own that a change has without one to be added to. An order in a spread names the spread.
+// The new record of a change that finds no record to be added to. An order in a spread names the spread.
 SClearingDeltaOrder MakeDelta(const SOrder& order, t_bprice_int price, std::int64_t deltaQuantity) noexcept
 {
     SClearingDeltaOrder delta;
@@ -79,13 +79,13 @@ SClearingDeltaOrder MakeDelta(const SOrder& order, t_bprice_int price, std::int6
     return delta;
 }
 
-// Room for both records of an event; grown as push_back would grow it.
+// Makes room for the two records of an event; grows as push_back would.
 void MakeRoomForTwo(DeltaOrderList& deltas)
 {
     if (deltas.capacity() - deltas.size() < 2) deltas.reserve(2 * deltas.size() + 2);
 }
 
-/// What an order has standing, or shall have: at its own price, and at the price that it moves to.
+/// Contracts that an order has standing, or shall have: at its own price, and at the price that it moves to.
 struct Standing
 {
     std::int64_t atPrice;
@@ -96,8 +96,8 @@ struct Standing
 
 Standing StandingOf(const SOrder& order) noexcept { return {order.curQuantity, order.newQuantity}; }
 
-// Until the exchange answers, an order that moves to a worse price is reserved there, and one that moves to a better
-// price where it is; what is to be more than before can only stand at the new price.
+// Reserve of an order that moves. Until the exchange answers, a move to a worse price is reserved there, a move to a
+// better one where the order is; contracts beyond the present ones can only stand at the new price.
 Standing ReserveOfMove(const SOrder& order, t_bprice_int newPrice, std::int64_t quantity,
                        std::int64_t movedQuantity) noexcept
 {
@@ -105,8 +105,8 @@ Standing ReserveOfMove(const SOrder& order, t_bprice_int newPrice, std::int64_t 
     return order.isPriceWorse(newPrice, order.isReverse) ? Standing{0, larger} : Standing{quantity, larger - quantity};
 }
 
-// Adds what the event changes at either price to the list; both or none. The quantities of a standing add up to 64
-// bits, so their changes do.
+// Adds the changes of an event at either price to the list; the two changes or none. The quantities of a standing add
+// up to 64 bits, so their changes do.
 Z9ERR AddDeltas(const SOrder& order, t_bprice_int newPrice, Standing after, DeltaOrderList& deltas)
 {
     const Standing before = StandingOf(order);
@@ -143,7 +143,7 @@ void EndMove(SOrder& order) noexcept
 
 std::int64_t TradedOf(const SOrder& order) noexcept { return order.orgQuantity - order.quantity; }
 
-/// What will be left of an order once its move is confirmed, or why it is refused.
+/// Contracts left of an order once its move is confirmed, or why the move is refused.
 struct MovedQuantity
 {
     Z9ERR code;
@@ -180,7 +180,8 @@ bool COrderManager::SOrder::isPriceWorse(t_bprice_int otherPrice, bool reverse) 
     return isBuying != reverse ? otherPrice > price : otherPrice < price;
 }
 
-// Whether an order stands in the market at large is not looked at: the margin does not tell such orders apart.
+// Adds a change at a price. Whether the order is one to the market at large is ignored: the margin does not tell such
+// orders apart.
 Z9ERR COrderManager::SOrder::addDelta(t_bprice_int atPrice, std::int64_t deltaQuantity, DeltaOrderList& list) const
 {
     if (deltaQuantity == 0) return Z9ERR_OK;
@@ -284,7 +285,7 @@ Z9ERR COrderManager::ExecOrder(t_id ordNum, std::int64_t quantity, DeltaOrderLis
     return TakeOff(entry, quantity, true, deltas, state);
 }
 
-// While an order moves, a contract that is gone is one less whatever the exchange will answer.
+// Takes contracts off an order. While it moves, a contract that is gone is one less whatever the exchange will answer.
 Z9ERR COrderManager::TakeOff(COrderList::iterator entry, std::int64_t taken, bool traded, DeltaOrderList& deltas,
                              SOrder* state)
 {
@@ -326,7 +327,8 @@ Z9ERR COrderManager::MoveOrder(t_id ordNum, Enums::MoveOrderMode mode, t_bprice_
     return Z9ERR_OK;
 }
 
-// An answer to a move that is over must not close the move under way: its local number tells them apart.
+// The order under that number with that move. An answer to a move that is over must not close the move under way: its
+// local number tells them apart.
 COrderManager::COrderList::iterator COrderManager::FindMove(t_id ordNum, t_id lsOrderId) noexcept
 {
     const auto entry = m_orders.orders_nm.find(SOrderKey{ordNum});

@@ -9,11 +9,13 @@
 
 #include "../kv7base/AllocationProbe.h"
 #include "CalcGOEx.h"
+#include "CalculatorSamples.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecMultileg.h"
 
+namespace test::CalcGOExMultilegsTest {
 namespace {
 
 using QuindalIM::CCalcGOEx;
@@ -26,10 +28,7 @@ class CalcGOExMultilegsTest : public testing::Test
 protected:
     CalcGOExMultilegsTest()
     {
-        const Z9ERR contract =
-            calculator.InsertBaseContractEx("BC", "", 3, Enums::MSPType::FixedPriceStep, 0, 0.1, 0.1, 0.2, 0.3, 0.1,
-                                            0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 1000, 5000, 2, 0.5,
-                                            Enums::OptionModel::BlackScholes, 0.0, Enums::AssetClass::Stock, 0.0);
+        const Z9ERR contract = calculator.InsertBaseContractEx(RoundContract("BC"));
         if (contract != Z9ERR_OK) throw std::runtime_error("no contract");
         InsertFutures("FUT-9", 900);
         InsertFutures("FUT-12", 912);
@@ -39,10 +38,10 @@ protected:
     void InsertFutures(const char* code, int serverIsin = 0, const char* tracked = "",
                        Enums::SpreadAspect spread = Enums::SpreadAspect::InSpread)
     {
-        const auto status = *tracked == '\0' ? Enums::InstrumentStatus::None : Enums::InstrumentStatus::TAS;
-        if (calculator.InsertFutures(code, "BC", 1000.0, spread, 1.0, 1000.0, 1.0, 1.0, 0.0, 0.0, 0.25, 1000.0, status,
-                                     0.0, 0.0, false, tracked) != Z9ERR_OK)
-            throw std::runtime_error("no futures");
+        FuturesSample futures = RoundFutures(code);
+        futures.SpreadAspect = spread;
+        if (*tracked != '\0') futures.Attribute = Enums::InstrumentStatus::TAS;
+        if (calculator.InsertFutures(futures, tracked) != Z9ERR_OK) throw std::runtime_error("no futures");
         if (serverIsin != 0) calculator.GetRealIsinStorage().SaveIsinCode(serverIsin, code);
     }
     static SMultilegDictionaryStruct Row(int multileg, int leg, int ratio, int order)
@@ -208,10 +207,7 @@ TEST_F(CalcGOExMultilegsTest, AFarLegThatIsRefusedLeavesTheRecordOpenAndARetryCl
 
 TEST_F(CalcGOExMultilegsTest, ABaseContractIsNoLeg)
 {
-    ASSERT_EQ(calculator.InsertBaseContractEx("P-A", "", 3, Enums::MSPType::FixedPriceStep, 0, 0.1, 0.1, 0.2, 0.3, 0.1,
-                                              0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 1000, 5000, 2, 0.5,
-                                              Enums::OptionModel::BlackScholes, 0.0, Enums::AssetClass::Stock, 0.0),
-              Z9ERR_OK);
+    ASSERT_EQ(calculator.InsertBaseContractEx(RoundContract("P-A")), Z9ERR_OK);
     EXPECT_EQ(calculator.InsertMultileg("P-A-A"), Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND);
     EXPECT_THAT(Listed(calculator), IsEmpty());
 }
@@ -455,3 +451,4 @@ TEST_F(CalcGOExMultilegsTest, ALegOutsideTheSpreadIsSeenInEitherForm)
 }
 
 } // namespace
+} // namespace test::CalcGOExMultilegsTest

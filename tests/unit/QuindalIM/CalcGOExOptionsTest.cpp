@@ -11,6 +11,7 @@
 
 #include "../kv7base/AllocationProbe.h"
 #include "CalcGOEx.h"
+#include "CalculatorSamples.h"
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "except.h"
@@ -19,6 +20,7 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
+namespace test::CalcGOExOptionsTest {
 namespace {
 
 using kv7im::AccessByStatus;
@@ -34,17 +36,15 @@ class CalcGOExOptionsTest : public testing::Test
 protected:
     CalcGOExOptionsTest()
     {
-        const Z9ERR contract =
-            calculator.InsertBaseContractEx("BC", "", 3, Enums::MSPType::FixedPriceStep, 0, 0.1, 0.1, 0.2, 0.3, 0.1,
-                                            0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 1000, 5000, 2, 0.5,
-                                            Enums::OptionModel::BlackScholes, 0.0, Enums::AssetClass::Stock, 0.0);
+        const Z9ERR contract = calculator.InsertBaseContractEx(RoundContract("BC"));
         if (contract != Z9ERR_OK || InsertFutures("FUT", 1.0) != Z9ERR_OK) throw std::runtime_error("no futures");
     }
 
     Z9ERR InsertFutures(const char* code, double minStep)
     {
-        return calculator.InsertFutures(code, "BC", 1000.0, Enums::SpreadAspect::InSpread, 1.0, 1000.0, minStep, 1.0,
-                                        0.0, 0.0, 0.25, 1000.0, Enums::InstrumentStatus::None, 0.0, 0.0, false, "");
+        FuturesSample futures = RoundFutures(code);
+        futures.MinStep = minStep;
+        return calculator.InsertFutures(futures, "");
     }
     /// A flat smile; every other parameter at its default. A lot coefficient of 0 is refused.
     static kv7im::OptionSeriesParameters Series(const char* code, const char* futures = "FUT",
@@ -365,3 +365,4 @@ TEST_F(CalcGOExOptionsTest, AnOptionThatTheRepositoryHasNoMemoryForLeavesBothSto
 }
 
 } // namespace
+} // namespace test::CalcGOExOptionsTest

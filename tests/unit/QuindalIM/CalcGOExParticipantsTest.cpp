@@ -1,6 +1,7 @@
 // The calculator's participants: what registration refuses, the five margins of a position and of an order, and clients
 // that are changed.
 #include "CalcGOEx.h"
+#include "CalculatorSamples.h"
 
 #include <array>
 #include <cmath>
@@ -17,6 +18,7 @@
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecOrderList.h"
 
+namespace test::CalcGOExParticipantsTest {
 namespace {
 
 using Enums::AccountHierarchyRecordType;
@@ -41,15 +43,15 @@ class CalcGOExParticipantsTest : public testing::Test
 protected:
     CalcGOExParticipantsTest()
     {
-        constexpr double rate = 0.1;
-        EXPECT_EQ(calculator.InsertBaseContractEx("BC", "", 3, Enums::MSPType::FixedPriceStep, 0, 0.0, rate, rate, rate,
-                                                  rate, rate, rate, rate, rate, rate, rate, rate, rate, rate, rate,
-                                                  rate, 1000000, 1000000, 1, 0.5, Enums::OptionModel::BlackScholes, 0.0,
-                                                  Enums::AssetClass::Stock, 0.0),
-                  Z9ERR_OK);
-        EXPECT_EQ(calculator.InsertFutures("FUT", "BC", 1000.0, Enums::SpreadAspect::NotInSpread, 1.0, 1000.0, 1.0, 1.0,
-                                           0.0, 0.0, 0.25, 1000.0, Enums::InstrumentStatus::None, 0.0, 0.0, false, ""),
-                  Z9ERR_OK);
+        BaseContractSample contract = RoundContract("BC");
+        contract.ShortOptionMinimumCharge = 0.0;
+        contract.MarketRisk1 = contract.MarketRisk2 = contract.MarketRisk;
+        contract.ConcentrationLimit1 = contract.ConcentrationLimit2 = 1000000;
+        contract.RiskPointsN = 1;
+        EXPECT_EQ(calculator.InsertBaseContractEx(contract), Z9ERR_OK);
+        FuturesSample futures = RoundFutures("FUT");
+        futures.SpreadAspect = Enums::SpreadAspect::NotInSpread;
+        EXPECT_EQ(calculator.InsertFutures(futures, ""), Z9ERR_OK);
     }
 
     Z9ERR Account(const char* id, MarginRule rule = MarginRule::Netting,
@@ -475,3 +477,4 @@ TEST_F(CalcGOExParticipantsTest, AChangeForWhichThereIsNoMemoryIsUnforeseenAndLe
 }
 
 } // namespace
+} // namespace test::CalcGOExParticipantsTest

@@ -1,5 +1,6 @@
 // The calculator's instruments: isins of codes, the order of the two stores, the cursors, what empties it.
 #include "CalcGOEx.h"
+#include "CalculatorSamples.h"
 
 #include <cmath>
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include "except.h"
 #include "instruments/InstrumentsRepository.h"
 
+namespace test::CalcGOExTest {
 namespace {
 
 using QuindalIM::CCalcGOEx;
@@ -27,25 +29,28 @@ protected:
     Z9ERR InsertBaseContract(const char* code, std::int64_t concentrationLimit1 = 1000,
                              Enums::MSPType mspType = Enums::MSPType::FixedPriceStep, std::int32_t currencyId = 0)
     {
-        return calculator.InsertBaseContractEx(code, "", 3, mspType, currencyId, 0.1, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1,
-                                               0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, concentrationLimit1, 5000, 2,
-                                               0.5, Enums::OptionModel::BlackScholes, 0.0, Enums::AssetClass::Stock,
-                                               0.0);
+        BaseContractSample contract = RoundContract(code);
+        contract.MSPType = mspType;
+        contract.CurrencyId = currencyId;
+        contract.ConcentrationLimit1 = concentrationLimit1;
+        return calculator.InsertBaseContractEx(contract);
     }
     Z9ERR InsertFutures(const char* code, const char* baseContract, const char* tracked = "", double price = 1000.0,
                         double minStep = 1.0)
     {
-        const auto status = *tracked == '\0' ? Enums::InstrumentStatus::None : Enums::InstrumentStatus::TAS;
-        return calculator.InsertFutures(code, baseContract, price, Enums::SpreadAspect::InSpread, 1.0, 1000.0, minStep,
-                                        1.0, 0.0, 0.0, 0.25, 1000.0, status, 0.0, 0.0, false, tracked);
+        FuturesSample futures = RoundFutures(code, baseContract);
+        futures.CalcFutPrice = price;
+        futures.MinStep = minStep;
+        if (*tracked != '\0') futures.Attribute = Enums::InstrumentStatus::TAS;
+        return calculator.InsertFutures(futures, tracked);
     }
     /// More scenarios than any machine has memory for; a base contract itself holds no grid.
     Z9ERR InsertBaseContractOfABillionScenarios(const char* code)
     {
-        return calculator.InsertBaseContractEx(code, "", 1'000'000'001, Enums::MSPType::FixedPriceStep, 0, 0.1, 0.1,
-                                               0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3, 0.1, 0.2, 0.3,
-                                               1000, 5000, 500, 0.5, Enums::OptionModel::BlackScholes, 0.0,
-                                               Enums::AssetClass::Stock, 0.0);
+        BaseContractSample contract = RoundContract(code);
+        contract.VolatNum = 1'000'000'001;
+        contract.RiskPointsN = 500;
+        return calculator.InsertBaseContractEx(contract);
     }
     template <class Call>
     static Z9ERR CodeThrownBy(Call call)
@@ -342,3 +347,4 @@ TEST_F(CalcGOExTest, CreateAndDestroyMakeOneAndTakeItBack)
 }
 
 } // namespace
+} // namespace test::CalcGOExTest

@@ -9,6 +9,7 @@
 
 #include "FacadeFixture.h"
 
+namespace test::ExportFrameTest {
 namespace {
 
 using kv7base::CZ9Error;
@@ -111,3 +112,4 @@ TEST_F(ExportFrameTest, TheDescriptionOfACodeComesFromTheCatalogueOrThePlatform)
 }
 
 } // namespace
+} // namespace test::ExportFrameTest

@@ -19,6 +19,7 @@
 #include "Z9Ini.h"
 #include "Z9Log.h"
 
+namespace test::ExportsBeforeInitTest {
 namespace {
 
 using testing::ElementsAre;
@@ -429,3 +430,4 @@ TEST(ExportsBeforeInit, EveryCodeIsDescribedToTheLetter)
 }
 
 } // namespace
+} // namespace test::ExportsBeforeInitTest

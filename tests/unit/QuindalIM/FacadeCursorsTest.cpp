@@ -10,6 +10,7 @@
 #include "ExportCalls.h"
 #include "FacadeFixture.h"
 
+namespace test::FacadeCursorsTest {
 namespace {
 
 using calls::BaseContractEntry;
@@ -270,3 +271,4 @@ TEST_F(FacadeCursorsTest, AfterClearAllCursorsWaitToBeSetOnFirst)
 }
 
 } // namespace
+} // namespace test::FacadeCursorsTest

@@ -9,6 +9,7 @@
 #include "QuindalIM.h"
 #include "Z9Ini.h"
 
+namespace test::FacadeLifecycleTest {
 namespace {
 
 using testing::ElementsAre;
@@ -360,3 +361,4 @@ TEST_F(StartedTest, AFuturesBeforeItsBaseContractIsLoggedWithBothCodes)
 }
 
 } // namespace
+} // namespace test::FacadeLifecycleTest

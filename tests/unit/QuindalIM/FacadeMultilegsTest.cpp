@@ -10,6 +10,7 @@
 #include "ExportCalls.h"
 #include "FacadeFixture.h"
 
+namespace test::FacadeMultilegsTest {
 namespace {
 
 using testing::ElementsAre;
@@ -212,3 +213,4 @@ TEST_F(FacadeMultilegsTest, NoPositionStandsInAMultileg)
 }
 
 } // namespace
+} // namespace test::FacadeMultilegsTest

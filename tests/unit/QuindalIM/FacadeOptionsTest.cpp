@@ -9,6 +9,7 @@
 #include "ExportCalls.h"
 #include "FacadeFixture.h"
 
+namespace test::FacadeOptionsTest {
 namespace {
 
 using calls::Margins;
@@ -495,3 +496,4 @@ TEST_F(OptionPositionsTest, WhatTheLastClearingLeftIsTheValueOfOptionsPaidUpFron
 }
 
 } // namespace
+} // namespace test::FacadeOptionsTest

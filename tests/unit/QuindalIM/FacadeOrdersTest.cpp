@@ -12,6 +12,7 @@
 #include "ParticipantRepository.h"
 #include "TradingCodes.h"
 
+namespace test::FacadeOrdersTest {
 namespace {
 
 using calls::Margins;
@@ -384,3 +385,4 @@ TEST_F(FacadeOrdersTest, TheLengthOfAClientsCodeIsLookedAtBeforeTheHandle)
 }
 
 } // namespace
+} // namespace test::FacadeOrdersTest

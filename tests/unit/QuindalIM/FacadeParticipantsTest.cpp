@@ -8,6 +8,7 @@
 #include "ExportCalls.h"
 #include "FacadeFixture.h"
 
+namespace test::FacadeParticipantsTest {
 namespace {
 
 using calls::Margins;
@@ -232,3 +233,4 @@ TEST_F(FacadeParticipantsTest, BrokerBaseContractRatiosScaleTheMarginOfTheFirmsC
 }
 
 } // namespace
+} // namespace test::FacadeParticipantsTest

@@ -11,6 +11,7 @@
 
 #include "FacadeFixture.h"
 
+namespace test::FacadeReadBackTest {
 namespace {
 
 using testing::ElementsAre;
@@ -163,3 +164,4 @@ TEST_F(FacadeReadBackTest, BothFormsOfTheFinalArraysGoByTheNameOfTheirBody)
 }
 
 } // namespace
+} // namespace test::FacadeReadBackTest

@@ -15,6 +15,7 @@
 #include "ParticipantRepository.h"
 #include "TradingCodes.h"
 
+namespace test::FacadeSpoiltBookTest {
 namespace {
 
 using calls::Margins;
@@ -134,3 +135,4 @@ TEST_F(FacadeSpoiltBookTest, OtherClientsAreNotTouched)
 }
 
 } // namespace
+} // namespace test::FacadeSpoiltBookTest

@@ -5,6 +5,7 @@
 #include "../kv7go/FailingAllocations.h"
 #include "FacadeFixture.h"
 
+namespace test::InsertionFailureTest {
 namespace {
 
 using testing_support::OneFailingAllocation;
@@ -49,3 +50,4 @@ TEST_F(CalculatorTest, ACurrencyThatMemoryEndedForIsNotInAndMayBeInsertedAgain)
 }
 
 } // namespace
+} // namespace test::InsertionFailureTest

@@ -18,6 +18,7 @@
 #include "DownloadFixture.h"
 #include "OnlineTimer.h"
 
+namespace test::InstrumentDownloadTest {
 namespace {
 
 using testing::AllOf;
@@ -821,3 +822,4 @@ TEST_F(InstrumentDownloadTest, PercentSignsOfTheServerAreNoFormats)
 }
 
 } // namespace
+} // namespace test::InstrumentDownloadTest

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+namespace test::MarginExplanationNodesTest {
 namespace {
 
 using namespace QuindalIM;
@@ -37,3 +38,4 @@ TEST(LossesOnlyNode, DoesNotChargeTheCentralScenarioForVolatilitiesThatMoveApart
 }
 
 } // namespace
+} // namespace test::MarginExplanationNodesTest

@@ -17,6 +17,7 @@
 #include "RandomMarket.h"
 #include "kv7errors.h"
 
+namespace test::MarginExplanationPropertyTest {
 namespace {
 
 using namespace QuindalIM;
@@ -230,3 +231,4 @@ TEST(MarginExplanationOfAwkwardBooks, SharesAddUp)
 }
 
 } // namespace
+} // namespace test::MarginExplanationPropertyTest

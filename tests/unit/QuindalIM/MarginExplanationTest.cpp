@@ -16,6 +16,7 @@
 #include "HandMarket.h"
 #include "HandOrders.h"
 
+namespace test::MarginExplanationTest {
 namespace {
 
 using namespace QuindalIM;
@@ -73,8 +74,8 @@ plain::Market OneFutures()
 
 void SetRates(BaseContractSample& contract, double rate1, double rate2)
 {
-    contract.MarketRisk1 = rate1;
-    contract.MarketRisk2 = rate2;
+    contract.MarketRisk1[Enums::ClientRiskLevel::Default] = rate1;
+    contract.MarketRisk2[Enums::ClientRiskLevel::Default] = rate2;
 }
 
 class Book
@@ -522,3 +523,4 @@ TEST(MarginExplanationOfClients, TakesTheFirmsWeightWhereTheClientHasNone)
 }
 
 } // namespace
+} // namespace test::MarginExplanationTest

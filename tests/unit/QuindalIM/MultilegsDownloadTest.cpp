@@ -10,6 +10,7 @@
 #include "except.h"
 #include "instruments/SpecMultileg.h"
 
+namespace test::MultilegsDownloadTest {
 namespace {
 
 using testing::Contains;
@@ -235,3 +236,4 @@ TEST_F(MultilegsDownloadTest, PercentSignsOfTheServerAreNoFormats)
 }
 
 } // namespace
+} // namespace test::MultilegsDownloadTest

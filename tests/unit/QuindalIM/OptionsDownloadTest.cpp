@@ -14,6 +14,7 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
+namespace test::OptionsDownloadTest {
 namespace {
 
 using kv7im::AccessByStatus;
@@ -360,3 +361,4 @@ TEST_F(OptionsDownloadTest, PercentSignsOfTheServerAreNoFormats)
 }
 
 } // namespace
+} // namespace test::OptionsDownloadTest

@@ -7,6 +7,7 @@
 
 #include "XmlDocument.h"
 
+namespace test::RequestDocumentTest {
 namespace {
 
 using QuindalIM::CreateDocument;
@@ -60,3 +61,4 @@ TEST(RequestDocument, TheReaderFindsEveryByteAgain)
 }
 
 } // namespace
+} // namespace test::RequestDocumentTest

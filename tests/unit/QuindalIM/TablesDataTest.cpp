@@ -15,6 +15,7 @@
 #include "except.h"
 #include "kv7errors.h"
 
+namespace test::TablesDataTest {
 namespace {
 
 using QuindalIM::AttributeList;
@@ -476,3 +477,4 @@ TEST(RealIsinStorage, LeavesTheCodeOfAnUnknownIsinAlone)
 }
 
 } // namespace
+} // namespace test::TablesDataTest

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+namespace test::XmlDocumentTest {
 namespace {
 
 using QuindalIM::LineAt;
@@ -333,3 +334,4 @@ TEST(XmlDocument, WhenMemoryEndsItSaysSoAndKeepsNothing)
 }
 
 } // namespace
+} // namespace test::XmlDocumentTest

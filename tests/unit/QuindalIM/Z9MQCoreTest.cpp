@@ -13,6 +13,7 @@
 #include "kv7errors.h"
 #include "z9time.h"
 
+namespace test::Z9MQCoreTest {
 namespace {
 
 using namespace std::chrono_literals;
@@ -750,3 +751,4 @@ TEST(SecretTextTest, HoldsItsPartsInOnePieceThatIsOverwrittenAtTheEnd)
 }
 
 } // namespace
+} // namespace test::Z9MQCoreTest

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+namespace test::Z9BCDIITest {
 namespace {
 
 using Integer = boost::multiprecision::cpp_int;
@@ -597,3 +598,4 @@ TEST(Z9BCDIITest, TheDoubleOfAnyValueIsTheOneItsTextReadsAs)
 }
 
 } // namespace
+} // namespace test::Z9BCDIITest

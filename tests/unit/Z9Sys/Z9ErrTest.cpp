@@ -11,6 +11,7 @@
 #include "Z9Ini.h"
 #include "Z9Log.h"
 
+namespace test::Z9ErrTest {
 namespace {
 
 // Codes of nobody's range, one block a test, since a registered text stays until the process ends.
@@ -113,3 +114,4 @@ TEST(Z9ErrTest, ThreadsThatRegisterTheSameCodesAgreeOnOneWinner)
 }
 
 } // namespace
+} // namespace test::Z9ErrTest

@@ -17,6 +17,7 @@
 #include "Z9BCDII.h"
 #include "Z9Err.h"
 
+namespace test::Z9FmtTest {
 namespace {
 
 // The formatted text; its length must be the count that came back.
@@ -315,3 +316,4 @@ TEST(Z9FmtTest, TheLocaleOfTheHostChangesNoCharacter)
 }
 
 } // namespace
+} // namespace test::Z9FmtTest

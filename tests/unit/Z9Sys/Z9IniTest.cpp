@@ -14,10 +14,11 @@
 
 #include "TempDir.h"
 
+namespace test::Z9IniTest {
+namespace {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 // An open file that closes itself.
 class Ini
@@ -504,3 +505,4 @@ TEST(Z9IniTest, ARelativePathStaysGoodWhenTheProcessMoves)
 }
 
 } // namespace
+} // namespace test::Z9IniTest

@@ -22,12 +22,13 @@
 #include "Z9Err.h"
 #include "Z9Ini.h"
 
+namespace test::Z9LogTest {
+namespace {
+
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-
-namespace {
 
 // Opens an ini file of the given text for one call and gives the code of that call.
 template <class Call>
@@ -670,3 +671,4 @@ TEST(Z9LogTest, LinesOfManyThreadsStayWholeWhileLevelsChangeAndLogsComeAndGo)
 }
 
 } // namespace
+} // namespace test::Z9LogTest

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+namespace test::Z9MQWireTest {
 namespace {
 
 using namespace z9::wire;
@@ -290,3 +291,4 @@ TEST(Secrets, OfALoginGoWithIt)
 }
 
 } // namespace
+} // namespace test::Z9MQWireTest

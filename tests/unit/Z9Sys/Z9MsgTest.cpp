@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+namespace test::Z9MsgTest {
 namespace {
 
 constexpr Z9ERR kOk = 0;
@@ -203,3 +204,4 @@ TEST_F(Message, NullPointersAreWrongArguments)
 }
 
 } // namespace
+} // namespace test::Z9MsgTest

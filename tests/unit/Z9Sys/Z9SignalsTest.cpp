@@ -4,6 +4,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
+namespace test::Z9SignalsTest {
 namespace {
 
 using z9::mq::SignalsBlocked;
@@ -83,3 +84,4 @@ TEST_F(HostWithHandler, HearsOtherSignalsWhileAWriteIsGuarded)
 }
 
 } // namespace
+} // namespace test::Z9SignalsTest

@@ -20,6 +20,7 @@ std::ostream& operator<<(std::ostream& out, const Z9TIME& t)
                << ':' << int{t.second} << '.' << t.msec;
 }
 
+namespace test::Z9TimeTest {
 namespace {
 
 Z9TIME Time(int year, int month, int day, int hour = 0, int minute = 0, int second = 0, int msec = 0)
@@ -228,3 +229,4 @@ TEST(Z9TimeTest, WhatTheCalendarOrTheRecordCannotHoldIsNotConverted)
 }
 
 } // namespace
+} // namespace test::Z9TimeTest

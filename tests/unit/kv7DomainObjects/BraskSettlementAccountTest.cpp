@@ -6,12 +6,13 @@
 
 #include "AccountTree.h"
 
+namespace test::BraskSettlementAccountTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-namespace {
 
 struct BraskSettlementAccountTest : testing::Test
 {
@@ -23,8 +24,6 @@ struct BraskSettlementAccountTest : testing::Test
         return {AccountRecord(id), rule, false, ownedBy, tree.instruments, tree.positionInstruments};
     }
 };
-
-} // namespace
 
 TEST_F(BraskSettlementAccountTest, TakesItsMoneyAndNettingFromTheRecord)
 {
@@ -182,3 +181,6 @@ TEST_F(BraskSettlementAccountTest, AnAccountThatItsRepositoryDropsLivesAsLongAsA
     firms.repository.Clear();
     EXPECT_TRUE(listed.expired());
 }
+
+} // namespace
+} // namespace test::BraskSettlementAccountTest

@@ -7,12 +7,13 @@
 #include "AccountTree.h"
 #include "LogCapture.h"
 
+namespace test::BrokerTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-namespace {
 
 struct FirmParameters
 {
@@ -35,8 +36,6 @@ struct BrokerTest : testing::Test
     AccountTree tree;
     LogCapture log;
 };
-
-} // namespace
 
 TEST_F(BrokerTest, GoodParametersStandWithoutAWord)
 {
@@ -233,3 +232,6 @@ TEST_F(BrokerTest, ADealMayMoveTheLimitAndIsCheckedUntilTheFlagsSayOtherwise)
     EXPECT_TRUE(firm.GetChangeLimit());
     EXPECT_FALSE(firm.GetCheckLimit());
 }
+
+} // namespace
+} // namespace test::BrokerTest

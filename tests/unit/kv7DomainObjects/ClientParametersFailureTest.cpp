@@ -12,10 +12,11 @@
 #include "MarginOrchestrator.h"
 #include "OptionTree.h"
 
+namespace test::ClientParametersFailureTest {
+namespace {
+
 using Enums::MarginRule;
 using margin_orchestrator::SetPositionClient;
-
-namespace {
 
 constexpr Isin MixedCalendar = 92;
 
@@ -111,8 +112,6 @@ long FailAtEveryAllocation(const Story& story)
     return count - 1;
 }
 
-} // namespace
-
 TEST(ClientParametersFailureTest, BookAndParametersChangeTogetherOrNotAtAll)
 {
     bool keptTheOld = false;
@@ -182,3 +181,6 @@ TEST(ClientParametersFailureTest, AClientThatCannotBeCopiedIsNotRegistered)
     });
     EXPECT_GT(failures, 10);
 }
+
+} // namespace
+} // namespace test::ClientParametersFailureTest

@@ -10,6 +10,9 @@
 #include "MarginOrchestrator.h"
 #include "OptionTree.h"
 
+namespace test::ClientParametersTest {
+namespace {
+
 using Enums::MarginRule;
 using Enums::SpreadMarginType;
 using margin_orchestrator::SetPositionClient;
@@ -17,8 +20,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -132,8 +133,6 @@ void AtEveryPairOfRules(const Story& story)
         }
     }
 }
-
-} // namespace
 
 // Bought at 750: -50, 50, 150. Without discount it is valued at the settlement price of 800: -100, 0, 100. An offer at
 // 830: 0, 0, -70; without discount at 800: 0, 0, -100. Together 50, and -100, 0, 0.
@@ -258,8 +257,6 @@ TEST(ClientParametersTest, OrdersInACalendarAreTakenAnewAsTheLegsOfIt)
     EXPECT_TRUE(tree.client.GetPortfolio().GetSpecPosition(FarFutures)->GetOrders().empty());
 }
 
-namespace {
-
 /// A client whose book would show it if it were taken anew: two premium-style calls at 750 bought at 60 count a value
 /// of 110 by the position that was set, and none after a refresh, since the accounting has no entry.
 ///   -120, -20, 180 with 5 per cent of what is at risk: the value and the result together are -10, 90, 290, which takes
@@ -274,8 +271,6 @@ struct Telltale : Tree
     static constexpr double AsItWasSet = 120.5;
     static constexpr double TakenAnew = 126.0;
 };
-
-} // namespace
 
 TEST(ClientParametersTest, TheNetOptionValueFollowsTheAccountingOnceTheBookIsTakenAnew)
 {
@@ -447,3 +442,6 @@ TEST(ClientParametersTest, ABookThatCannotBeTakenAnewLeavesTheClientAsItWas)
     EXPECT_NEAR(tree.account->GetInitialMargin(), 135.0, 1e-9);
     EXPECT_TRUE(tree.client.GetRiskParameters().autoUpdateLimit);
 }
+
+} // namespace
+} // namespace test::ClientParametersTest

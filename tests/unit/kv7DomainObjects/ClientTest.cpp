@@ -6,11 +6,12 @@
 #include "LogCapture.h"
 #include "Primitives.h"
 
+namespace test::ClientTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 struct ClientTest : testing::Test
 {
@@ -32,8 +33,6 @@ struct ClientTest : testing::Test
     BraskBroker& firm = tree.AddFirm("AA01", MarginRule::Netting, GetDummySettlementAccount(), 0.0, 0.25);
     LogCapture log;
 };
-
-} // namespace
 
 TEST_F(ClientTest, StandsAsRegistered)
 {
@@ -217,3 +216,6 @@ TEST_F(ClientTest, ItsCountsAndItsBlanknessGoWithACopy)
     EXPECT_EQ(copy.GetOrdersAndPositionsQuantitiesCounter().Get(FUT), (OrdersAndPositionsQuantities{3, 2, 1}));
     EXPECT_EQ(copy.GetQuantitiesCounter().Get(1).futuresValue, (QuantitiesValue{3, 0, 0}));
 }
+
+} // namespace
+} // namespace test::ClientTest

@@ -5,6 +5,9 @@
 #include "AccountTree.h"
 #include "MarginOrchestrator.h"
 
+namespace test::MarginOrchestratorTest {
+namespace {
+
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;
 using margin_orchestrator::SetPositionBroker;
@@ -12,8 +15,6 @@ using margin_orchestrator::SetPositionByRecordType;
 using margin_orchestrator::SetPositionClient;
 using margin_orchestrator::SetPositionSettlementAccount;
 using testing::HasSubstr;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -62,8 +63,6 @@ const RuleCase ruleCases[] = {
     {Gross, HalfNetting, 200, 200, 200, 200, 200, "the account asks for the losses, and the firm takes them too"},
     {Gross, Gross, 0, 0, 0, 0, 0, "nobody asks for the losses: both stay at 0"},
 };
-
-} // namespace
 
 TEST(MarginOrchestratorTest, EveryPairOfRulesMovesItsLevels)
 {
@@ -305,3 +304,6 @@ TEST(MarginOrchestratorTest, ACodeThatNamesNobodyIsRefusedAndChangesNothing)
     EXPECT_EQ(h.account->GetInitialMargin(), 0.0);
     EXPECT_TRUE(h.buyer.GetPortfolio().Empty());
 }
+
+} // namespace
+} // namespace test::MarginOrchestratorTest

@@ -12,10 +12,11 @@
 #include "AccountTree.h"
 #include "MarginOrchestrator.h"
 
+namespace test::MarginRoadTest {
+namespace {
+
 using Enums::MarginRule;
 using margin_orchestrator::SetPositionClient;
-
-namespace {
 
 using Cells = std::array<double, 3>; // result at 700, 800 and 900
 
@@ -118,8 +119,9 @@ void WalkAndCompare(MarginRule accountRule)
     }
 }
 
-} // namespace
-
 TEST(MarginRoadTest, AGrossAccountIsTheSumOfItsFirmsAtEveryStep) { WalkAndCompare(MarginRule::Gross); }
 
 TEST(MarginRoadTest, AHalfNettingAccountIsTheSumOfAllLossesAtEveryStep) { WalkAndCompare(MarginRule::HalfNetting); }
+
+} // namespace
+} // namespace test::MarginRoadTest

@@ -5,6 +5,7 @@
 #include "MarginOrchestrator.h"
 #include "Means.h"
 
+namespace test::MeansTest {
 namespace {
 
 t_bround_int Cents(std::int64_t cents) { return t_bround_int::FromPlain(cents); }
@@ -24,8 +25,6 @@ Domain::Means SampleMeans()
     means.m_premiumBlocked = Cents(50);
     return means;
 }
-
-} // namespace
 
 TEST(MeansTest, TheThreeSumsFollowFromTheInputs)
 {
@@ -172,3 +171,6 @@ TEST(MeansTest, UpdateParticipantMeansTakesTheGoOfTheMoment)
     EXPECT_EQ(firm.GetMeans().FreeMoney, Cents(99316)); // 100000 - 3334 + 2650
     EXPECT_EQ(firm.GetMeans().m_MTM, Cents(5));
 }
+
+} // namespace
+} // namespace test::MeansTest

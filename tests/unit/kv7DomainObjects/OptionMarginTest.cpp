@@ -9,6 +9,9 @@
 #include "OptionTree.h"
 #include "PlainWalk.h"
 
+namespace test::OptionMarginTest {
+namespace {
+
 using Enums::MarginRule;
 using Enums::OptionType;
 using margin_orchestrator::SetPositionBroker;
@@ -16,8 +19,6 @@ using margin_orchestrator::SetPositionClient;
 using margin_orchestrator::SetPositionSettlementAccount;
 using plain_walk::AtEveryPairOfRules;
 using plain_walk::Walk;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -38,8 +39,6 @@ struct Hierarchy : OptionTree
     BraskClient& first;
     BraskClient& second;
 };
-
-} // namespace
 
 TEST(DeliveryRiskTest, AccountsAndFirmsLookAtSeriesThatHaveClearingsForThem)
 {
@@ -237,8 +236,6 @@ TEST(OptionMarginTest, ACopyOfAClientCarriesItsOptions)
     EXPECT_NEAR(copy.GetInitialMargin(), 90.0, 1e-9);
 }
 
-namespace {
-
 struct RuleCase
 {
     MarginRule firmRule;
@@ -264,8 +261,6 @@ const RuleCase ruleCases[] = {
     {Gross, HalfNetting, 155, 155, 155, 155, "the account asks for the losses, and the firm takes them too"},
     {Gross, Gross, 0, 0, 0, 0, "nobody asks for the losses: both stay at 0"},
 };
-
-} // namespace
 
 TEST(OptionMarginTest, EveryPairOfRulesMovesItsLevels)
 {
@@ -312,3 +307,6 @@ TEST(OptionMarginTest, OptionsThatAreClosedLeaveNothingBehindAtAnyLevel)
         EXPECT_EQ(walk.account->GetInitialMargin(), 0.0);
     });
 }
+
+} // namespace
+} // namespace test::OptionMarginTest

@@ -11,14 +11,15 @@
 #include "PlainWalk.h"
 #include "book/Portfolio.h"
 
+namespace test::OrderRoadTest {
+namespace {
+
 using Enums::MarginRule;
 using Enums::SpreadMarginType;
 using margin_orchestrator::ChangeOrder;
 using margin_orchestrator::SetPositionBroker;
 using margin_orchestrator::SetPositionClient;
 using margin_orchestrator::SetPositionSettlementAccount;
-
-namespace {
 
 constexpr MarginRule Gross = MarginRule::Gross;
 constexpr MarginRule HalfNetting = MarginRule::HalfNetting;
@@ -72,8 +73,6 @@ struct RuleCase
     double firm2, account2;
     const char* why;
 };
-
-} // namespace
 
 // The first client holds one futures bought at 800: -100, 0, 100 over the three prices. It offers one at 800, of which
 // only the loss counts: 0, 0, -100. Together -100, 0, 0: a margin of 100. The second offers two at 800: 0, 0, -200.
@@ -249,8 +248,6 @@ TEST(OrderRoadTest, AnUnknownInstrumentGivesItsCodeAndChangesNothing)
     }
 }
 
-namespace {
-
 struct OtherMarket
 {
     kv7im::InstrumentsRepository itsInstruments;
@@ -271,8 +268,6 @@ struct StrangerAbove : OtherMarket, AccountTree
     BraskBroker& firm;
     BraskClient& client;
 };
-
-} // namespace
 
 // What the last level under Netting says is what the caller hears, good or bad.
 TEST(OrderRoadTest, TheCodeOfTheLastNettingLevelTakesThePlaceOfTheClients)
@@ -376,8 +371,6 @@ TEST(OrderRoadTest, AnOrderNeverLowersTheMarginOfTheClient)
     });
 }
 
-namespace {
-
 /// The first client leaves premium-style options out, under a market that has some on a currency contract.
 struct PremiumHierarchy : Hierarchy
 {
@@ -401,8 +394,6 @@ struct PremiumHierarchy : Hierarchy
         return first.GetPremiumReservesCalculator().GetPremiumBlocked().AsPlain();
     }
 };
-
-} // namespace
 
 // A bid of 60.00001 for three: 180.00003; with the radius of the currency 180.00003 x 1.05 = 189.0000315.
 TEST(OrderReserveTest, BidsForPremiumStyleOptionsReserveTheirPremium)
@@ -568,3 +559,6 @@ TEST(OrderRoadTest, ACopyOfAClientCarriesItsOrders)
     EXPECT_NEAR(copy.GetPortfolio().GetVolatilityInitialMargin(), 0.0, 1e-9);
     EXPECT_EQ(copy.GetPremiumBlocked().AsPlain(), 0);
 }
+
+} // namespace
+} // namespace test::OrderRoadTest

@@ -5,6 +5,9 @@
 #include "AccountTree.h"
 #include "MarginOrchestrator.h"
 
+namespace test::ParticipantRegistrarTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -174,3 +177,6 @@ TEST(ParticipantRegistrarTest, ClearingAFirmTakesItsClientsOutOfTheCount)
     EXPECT_EQ(first.GetClientCount(), 0U);
     EXPECT_EQ(tree.repository.GetBrokerCount(), 2U); // the firm stays
 }
+
+} // namespace
+} // namespace test::ParticipantRegistrarTest

@@ -6,6 +6,9 @@
 
 #include "AccountTree.h"
 
+namespace test::ParticipantRepositoryTest {
+namespace {
+
 using Enums::MarginRule;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -184,3 +187,6 @@ TEST(ParticipantRepositoryTest, ClearEmptiesAllTablesAndTheCounter)
     tree.AddClient(tree.AddFirm("AA01", MarginRule::Netting, GetDummySettlementAccount()), "AA01001");
     EXPECT_EQ(tree.repository.GetClientCount(), 1U);
 }
+
+} // namespace
+} // namespace test::ParticipantRepositoryTest

@@ -11,14 +11,15 @@
 #include "OneClientTree.h"
 #include "kv7errors.h"
 
+namespace test::PositionsOnlyRoadTest {
+namespace {
+
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;
 using margin_orchestrator::SetPositionBroker_PositionsOnly;
 using margin_orchestrator::SetPositionByRecordType_PositionsOnly;
 using margin_orchestrator::SetPositionClient_PositionsOnly;
 using margin_orchestrator::SetPositionSettlementAccount_PositionsOnly;
-
-namespace {
 
 constexpr MarginRule AllRules[] = {MarginRule::Gross, MarginRule::HalfNetting, MarginRule::Netting};
 
@@ -34,8 +35,6 @@ void AtEveryPairOfRules(const Story& story)
         }
     }
 }
-
-} // namespace
 
 TEST(PositionsOnlyRoad, AClientsPositionStaysWithTheClient)
 {
@@ -109,3 +108,6 @@ TEST(PositionsOnlyRoad, TheBookWithoutPremiumStyleOptionsFollows)
     EXPECT_EQ(sideBook.GetSpecPosition(FUT)->GetMarketPrice(), 780.0);
     tree.ExpectGO(80.0, 0.0, 0.0);
 }
+
+} // namespace
+} // namespace test::PositionsOnlyRoadTest

@@ -6,6 +6,7 @@
 
 #include "PremiumReserves.h"
 
+namespace test::PremiumReservesTest {
 namespace {
 
 constexpr Isin One = 1;
@@ -27,8 +28,6 @@ struct PremiumReservesTest : testing::Test
 
     PremiumReservesCalculator calculator;
 };
-
-} // namespace
 
 // Amounts in units of 0.00001.
 TEST(BlockedForIsinTest, RaisesAPositiveReserveAndShrinksANegativeOne)
@@ -172,3 +171,6 @@ TEST_F(PremiumReservesTest, APriceBelowZeroReservesLess)
     Order(One, -2.0, 5, 1.0, 0.05);
     EXPECT_EQ(calculator.GetPremiumBlocked(), t_bprice_int(-9.5));
 }
+
+} // namespace
+} // namespace test::PremiumReservesTest

@@ -5,6 +5,9 @@
 #include "AccountTree.h"
 #include "Primitives.h"
 
+namespace test::PrimitivesTest {
+namespace {
+
 using testing::HasSubstr;
 
 TEST(CounterTest, CountsUpAndDownAndBackToZero)
@@ -70,3 +73,6 @@ TEST(InitialMarginArithmeticTest, ChargesACentMoreWhereTheProductByAHundredLands
     // doubles at 110 (1.42e-14): the product becomes the double above 110, and the ceiling 111.
     EXPECT_EQ(Domain::RoundInitialMargin(1.1), 1.11);
 }
+
+} // namespace
+} // namespace test::PrimitivesTest

@@ -15,6 +15,7 @@
 #include "RecalculationTree.h"
 #include "kv7errors.h"
 
+namespace test::RecalculationFailureTest {
 namespace {
 
 using namespace recalculation;
@@ -161,8 +162,6 @@ constexpr std::pair<MarginRule, MarginRule> SomeRules[] = {{MarginRule::HalfNett
                                                            {MarginRule::Netting, MarginRule::Netting},
                                                            {MarginRule::Netting, MarginRule::HalfNetting}};
 
-} // namespace
-
 TEST(RecalculationFailure, ASecondTryMakesUpForOneFailedAllocation)
 {
     for (const auto& [firm, account] : SomeRules)
@@ -255,3 +254,6 @@ TEST(RecalculationFailure, AnAccountWithoutFirmsIsTakenAnewToo)
     EXPECT_FALSE(margin_orchestrator::HasBooksToRecalculate(tree.participants));
     EXPECT_EQ(lone->GetInitialMargin(), 180.0); // the grid has gone up by 10
 }
+
+} // namespace
+} // namespace test::RecalculationFailureTest

@@ -13,6 +13,7 @@
 #include "RecalculationTree.h"
 #include "kv7errors.h"
 
+namespace test::RecalculationTest {
 namespace {
 
 using namespace recalculation;
@@ -72,8 +73,6 @@ void PutInSpread(plain::Market& market, bool inSpread)
 {
     market.futures[0].SpreadAspect = inSpread ? SpreadAspect::InSpread : SpreadAspect::NotInSpread;
 }
-
-} // namespace
 
 // FUT bought is -100, 0, 100, two of NEXT sold 200, 0, -200: 100 together. Apart they are 100 and 200. Day by day FUT
 // leaves the spread, comes back and leaves it again.
@@ -360,3 +359,6 @@ TEST(Recalculation, APassWithoutChangesLeavesEverything)
     EXPECT_EQ(desk.repository->GetFutures(FUT), futures);
     desk.ExpectMargins(100.0, 100.0, 100.0);
 }
+
+} // namespace
+} // namespace test::RecalculationTest

@@ -10,6 +10,7 @@
 #include "RandomMarket.h"
 #include "RecalculationTree.h"
 
+namespace test::RecalculationWalkTest {
 namespace {
 
 using namespace recalculation;
@@ -99,3 +100,4 @@ RC_GTEST_PROP(RecalculationWalk, LeavesEveryLevelAsATreeBuiltOnTheChangedInstrum
 }
 
 } // namespace
+} // namespace test::RecalculationWalkTest

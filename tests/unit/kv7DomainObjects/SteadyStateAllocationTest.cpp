@@ -13,13 +13,14 @@
 #include "MarginOrchestrator.h"
 #include "grids/LazyMemoryPool.h"
 
+namespace test::SteadyStateAllocationTest {
+namespace {
+
 using Enums::AccountHierarchyRecordType;
 using Enums::MarginRule;
 using Enums::OptionType;
 using kv7im::auxiliary::LazyMemoryPool;
 using margin_orchestrator::SetPositionByRecordType;
-
-namespace {
 
 /// FUT alone, two futures in spread, spreads of two kinds, and options of every road: of a series alone, in spread,
 /// with deliveries, with sub-points, by its losses only, and premium-style.
@@ -141,8 +142,6 @@ void AtEveryPairOfRules(const Expectation& expectation)
     }
 }
 
-} // namespace
-
 TEST(SteadyStateAllocationTest, APositionChangeAllocatesNothingAfterTheFirstOnes)
 {
     AtEveryPairOfRules(ExpectNoAllocation);
@@ -181,3 +180,6 @@ TEST(SteadyStateAllocationTest, AnOrderThatIsCancelledOnAnotherThreadAllocatesNo
     }
     EXPECT_EQ(LazyMemoryPool::SystemAllocations(), asked);
 }
+
+} // namespace
+} // namespace test::SteadyStateAllocationTest

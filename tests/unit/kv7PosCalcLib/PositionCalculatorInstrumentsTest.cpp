@@ -4,6 +4,7 @@
 
 #include "AccountingMarket.h"
 
+namespace test::PositionCalculatorInstrumentsTest {
 namespace {
 
 using accounting::Failure;
@@ -377,3 +378,4 @@ TEST_F(Instruments, StayAtTheirAddressesWhileOthersAreInserted)
 }
 
 } // namespace
+} // namespace test::PositionCalculatorInstrumentsTest

@@ -4,6 +4,7 @@
 #include "PositionCalculator.h"
 #include "except.h"
 
+namespace test::PositionCalculatorTest {
 namespace {
 
 using testing::ElementsAre;
@@ -200,3 +201,4 @@ TEST_F(Calculator, ADumpListsPositionsByIsin)
 }
 
 } // namespace
+} // namespace test::PositionCalculatorTest

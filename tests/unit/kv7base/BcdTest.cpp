@@ -9,6 +9,7 @@
 #include "except.h"
 #include "z9bcd.h"
 
+namespace test::BcdTest {
 namespace {
 
 using kv7base::CZ9BCD;
@@ -344,3 +345,4 @@ TEST(Bcd, BytesThatMakeNoDecimalHaveNoText)
 }
 
 } // namespace
+} // namespace test::BcdTest

@@ -8,6 +8,7 @@
 #include "currencytype.h"
 #include "except.h"
 
+namespace test::CurrencyTest {
 namespace {
 
 using testing::HasSubstr;
@@ -378,3 +379,4 @@ TEST(PowerOfTen, IndexZeroHoldsZeroAndNotOne)
 }
 
 } // namespace
+} // namespace test::CurrencyTest

@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+namespace test::EnumsTest {
 namespace {
 
 using namespace Enums;
@@ -51,6 +52,25 @@ TEST(Enums, ALoopOverRiskLevelsRunsFromDefaultToExceptional)
         EXPECT_EQ(static_cast<std::size_t>(PossibleClientRiskLevelValues[i]), i);
 }
 
+TEST(Enums, TheColumnsOfARiskLevelEndInItsNameAndThoseOfTheDefaultInNothing)
+{
+    const std::array<std::string_view, 5> names{"Default", "Low", "Medium", "High", "Exceptional"};
+    ASSERT_EQ(ClientRiskLevels.size(), names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(ClientRiskLevels[i].value, PossibleClientRiskLevelValues[i]);
+        EXPECT_EQ(ClientRiskLevels[i].name, names[i]);
+        EXPECT_EQ(ClientRiskLevels[i].columnSuffix, i == 0 ? "" : names[i]);
+    }
+}
+
+TEST(Enums, ThePricingModelsAreThoseOfTheirTable)
+{
+    ASSERT_EQ(OptionModels.size(), 2u);
+    EXPECT_EQ(PossibleOptionModelValues, (std::array{OptionModel::BlackScholes, OptionModel::Bachelier}));
+    for (const OptionModelRow& row : OptionModels)
+        EXPECT_EQ(ToString(row.value), row.name);
+}
+
 TEST(Enums, AStatusIsSetWhenAllItsBitsAre)
 {
     const auto collateralSpot = static_cast<InstrumentStatus>(8388608 + 1); // bit 23 and bit 0
@@ -74,3 +94,4 @@ TEST(Enums, WidthsAreThoseOfTheExchangeRecords)
 }
 
 } // namespace
+} // namespace test::EnumsTest

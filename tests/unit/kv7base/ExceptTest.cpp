@@ -9,6 +9,7 @@
 #include "AllocationProbe.h"
 #include "Z9Err.h"
 
+namespace test::ExceptTest {
 namespace {
 
 using namespace kv7base;
@@ -251,3 +252,4 @@ TEST(ArgumentException, IsCaughtAsACodeCarrier)
 }
 
 } // namespace
+} // namespace test::ExceptTest

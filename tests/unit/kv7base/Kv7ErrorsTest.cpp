@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+namespace test::Kv7ErrorsTest {
 namespace {
 
 struct Row
@@ -133,3 +134,4 @@ TEST(ErrorCodes, NamesStandForTheirNumbers)
 }
 
 } // namespace
+} // namespace test::Kv7ErrorsTest

@@ -12,6 +12,7 @@
 #include "except.h"
 #include "z9log.h"
 
+namespace test::Kv7IniTest {
 namespace {
 
 using namespace kv7base;
@@ -290,3 +291,4 @@ TEST_F(Ini, ADefaultIniThatCannotBeOpenedTellsItsName)
 }
 
 } // namespace
+} // namespace test::Kv7IniTest

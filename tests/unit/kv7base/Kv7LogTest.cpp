@@ -13,6 +13,7 @@
 #include "z9ini.h"
 #include "z9log.h"
 
+namespace test::Kv7LogTest {
 namespace {
 
 using namespace kv7base;
@@ -309,3 +310,4 @@ TEST(LogSingletons, EveryThreadFindsTheSameCustomLog)
 }
 
 } // namespace
+} // namespace test::Kv7LogTest

@@ -10,6 +10,7 @@
 #include "z9ini.h"
 #include "z9log.h"
 
+namespace test::OnlineTimerTest {
 namespace {
 
 using testing::ContainsRegex;
@@ -103,3 +104,4 @@ TEST(OnlineTimer, EachTimerIsLoggedInSeconds)
 }
 
 } // namespace
+} // namespace test::OnlineTimerTest

@@ -21,6 +21,7 @@
 #include "except.h"
 #include "z9ini.h"
 
+namespace test::QLTracerTest {
 namespace {
 
 using namespace kv7base;
@@ -549,3 +550,4 @@ TEST_F(Tracer, ThePathOfTheTracesIsKept)
 }
 
 } // namespace
+} // namespace test::QLTracerTest

@@ -6,6 +6,7 @@
 
 #include "TableRecords.h"
 
+namespace test::TableRecordsTest {
 namespace {
 
 TEST(TableRecords, ArePackedRows)
@@ -100,3 +101,4 @@ TEST(TableRecords, CodesOfUpTo25CharactersFitTheirField)
 }
 
 } // namespace
+} // namespace test::TableRecordsTest

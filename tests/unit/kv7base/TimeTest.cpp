@@ -12,6 +12,7 @@
 #include "except.h"
 #include "z9time.h"
 
+namespace test::TimeTest {
 namespace {
 
 using kv7base::CZ9Time;
@@ -353,3 +354,4 @@ TEST(Clocks, RunForwardAndAgreeWithTheSystem)
 }
 
 } // namespace
+} // namespace test::TimeTest

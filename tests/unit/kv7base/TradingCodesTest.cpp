@@ -7,6 +7,7 @@
 #include "TradingCodes.h"
 #include "except.h"
 
+namespace test::TradingCodesTest {
 namespace {
 
 using testing::EndsWith;
@@ -189,3 +190,4 @@ TEST(TradingCodes, WithinAFirmOnlyTheClientsOwnPartCounts)
 }
 
 } // namespace
+} // namespace test::TradingCodesTest

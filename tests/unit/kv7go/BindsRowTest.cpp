@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+namespace test::BindsRowTest {
 namespace {
 
 using kv7im::BindsRow;
@@ -104,3 +105,4 @@ TEST(BindsRow, AnAlignedTableCanBeResizedAgain)
 }
 
 } // namespace
+} // namespace test::BindsRowTest

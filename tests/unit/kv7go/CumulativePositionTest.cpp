@@ -16,6 +16,7 @@
 #include "OptionFamily.h"
 #include "Road.h"
 
+namespace test::CumulativePositionTest {
 namespace {
 
 using Enums::SpreadAspect;
@@ -438,3 +439,4 @@ TEST(CumulativePosition, EveryChangeOnAFuturesOutOfSpreadHasTheBitsOfThePlainSeq
 }
 
 } // namespace
+} // namespace test::CumulativePositionTest

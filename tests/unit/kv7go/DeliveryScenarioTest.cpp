@@ -11,6 +11,7 @@
 #include "instruments/SpecOption.h"
 #include "valuation/OptionCalculators.h"
 
+namespace test::DeliveryScenarioTest {
 namespace {
 
 using namespace kv7im;
@@ -133,3 +134,4 @@ TEST(ExpirationScenarioRange, IsWidenedByTheFifthPowerOfATenth)
 }
 
 } // namespace
+} // namespace test::DeliveryScenarioTest

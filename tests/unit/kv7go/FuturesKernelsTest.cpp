@@ -11,6 +11,7 @@
 #include "InstrumentSamples.h"
 #include "nodes/RiskNode.h"
 
+namespace test::FuturesKernelsTest {
 namespace {
 
 using kv7im::PositionTransform;
@@ -262,3 +263,4 @@ TEST(FuturesKernels, AContributionGivenUnderOneRuleComesOutUnderTheOther)
 }
 
 } // namespace
+} // namespace test::FuturesKernelsTest

@@ -6,6 +6,7 @@
 #include "FailingAllocations.h"
 #include "InstrumentSamples.h"
 
+namespace test::InsertionFailureTest {
 namespace {
 
 using namespace kv7im;
@@ -17,8 +18,13 @@ class InsertionFailure : public testing::Test
 protected:
     InsertionFailure()
     {
-        EXPECT_EQ((BaseContractSample{.AssetClass = Enums::AssetClass::Bond}.InsertInto(m_repository)), Z9ERR_OK);
-        EXPECT_EQ((FuturesSample{.Attribute = Enums::InstrumentStatus::Collateral}.InsertInto(m_repository)), Z9ERR_OK);
+        EXPECT_EQ(
+            (BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; }).InsertInto(m_repository)),
+            Z9ERR_OK);
+        EXPECT_EQ((FuturesSample([](auto& f) {
+                       f.Attribute = Enums::InstrumentStatus::Collateral;
+                   }).InsertInto(m_repository)),
+                  Z9ERR_OK);
     }
     [[nodiscard]] const FuturesNode& Node() const { return *m_repository.RangeFuturesByCode().begin(); }
 
@@ -68,7 +74,7 @@ TEST_F(InsertionFailure, LeavesNoOptionInAnyIndex)
 
 TEST_F(InsertionFailure, LeavesNoMultilegAndCompletesOneWithoutMemory)
 {
-    ASSERT_EQ((FuturesSample{.Code = "FUT2", .Isin = 2}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample("FUT2", 2).InsertInto(m_repository)), Z9ERR_OK);
     const long failures = FailAtEachAllocation([&] { return m_repository.InsertMultileg(201, 1, -1, 1); },
                                                [&] {
                                                    EXPECT_EQ(m_repository.CountMultilegs(), 0u);
@@ -87,7 +93,7 @@ TEST_F(InsertionFailure, LeavesNoCopyOfAFamilyHalfMade)
 {
     ASSERT_EQ(OptionSeriesSample{}.InsertInto(m_repository), Z9ERR_OK);
     CSpecBaseContract& contract = *Node().GetCurrent()->BaseContract;
-    FuturesNode node(FuturesSample{.Isin = 5}.Make(contract));
+    FuturesNode node(FuturesSample("FUT", 5).Make(contract));
     VirtualFuturesNode series(OptionSeriesSample{}.Make(*node.GetCurrent()));
     series.storage().insert(OptionSample{}.Make(*series.get()));
     node.InsertVirtualFuturesNode(series);
@@ -107,3 +113,4 @@ TEST_F(InsertionFailure, LeavesNoCopyOfAFamilyHalfMade)
 }
 
 } // namespace
+} // namespace test::InsertionFailureTest

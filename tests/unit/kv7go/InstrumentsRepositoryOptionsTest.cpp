@@ -24,6 +24,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsRepositoryOptionsTest {
 namespace {
 
 using namespace kv7im;
@@ -335,7 +336,8 @@ TEST_F(Corrections, OfTheRestComeWithAWarningAndAnAlert)
 
 TEST_F(OptionsRepository, ChecksOfASeriesRunFromTopToBottom)
 {
-    InsertParents({.AssetClass = Enums::AssetClass::Bond}, {.Attribute = Collateral});
+    InsertParents(BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; }),
+                  FuturesSample([](auto& f) { f.Attribute = Collateral; }));
     OptionSeriesSample sample;
     sample.MinStep = 1.0;
     sample.StrikeStep = 0.5;
@@ -381,7 +383,8 @@ TEST_F(OptionsRepository, ChecksOfASeriesRunFromTopToBottom)
 
 TEST_F(OptionsRepository, CorrectionsBeforeARefusalAreLoggedAndThoseBehindItNotReached)
 {
-    InsertParents({.AssetClass = Enums::AssetClass::Bond}, {.Attribute = Collateral});
+    InsertParents(BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; }),
+                  FuturesSample([](auto& f) { f.Attribute = Collateral; }));
     OptionSeriesSample sample;
     sample.StrikeStep = 0.0;
     sample.A = -1.0;
@@ -408,7 +411,8 @@ TEST_F(OptionsRepository, ParametersThatNobodyAsksForPassAsTheyAre)
 
 TEST_F(OptionsRepository, TheFirstSeriesOfACollateralBondMakesAStockOfItsContract)
 {
-    InsertParents({.AssetClass = Enums::AssetClass::Bond}, {.Attribute = Collateral});
+    InsertParents(BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; }),
+                  FuturesSample([](auto& f) { f.Attribute = Collateral; }));
     OptionSeriesSample sample;
     sample.marginStyle = Enums::MarginStyle::Equity;
     ASSERT_EQ(sample.InsertInto(m_repository), Z9ERR_OK);
@@ -449,8 +453,16 @@ TEST_F(OptionsRepository, WhatASeriesMakesOfTheAssetClassDependsOnTheClassAndThe
     Isin isin = 0;
     for (const auto& row : rows) {
         const std::string number = std::to_string(++isin);
-        InsertParents({.Code = "BC" + number, .AssetClass = row.given},
-                      {.Code = "FUT" + number, .CodeBC = "BC" + number, .Isin = isin, .Attribute = row.attribute});
+        InsertParents(BaseContractSample([&](auto& c) {
+                          c.Code = "BC" + number;
+                          c.AssetClass = row.given;
+                      }),
+                      FuturesSample([&](auto& f) {
+                          f.Code = "FUT" + number;
+                          f.CodeBC = "BC" + number;
+                          f.Isin = isin;
+                          f.Attribute = row.attribute;
+                      }));
         OptionSeriesSample sample("SER" + number, "FUT" + number);
         ASSERT_EQ(sample.InsertInto(m_repository), Z9ERR_OK);
         EXPECT_EQ(BC("BC" + number).assetClass, row.taken) << number;
@@ -480,7 +492,12 @@ TEST_F(OptionsRepository, ASeriesIsRefusedInSilenceForWhatTheLookupsSay)
     EXPECT_EQ(wrong.InsertInto(m_repository), Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND);
     wrong.CodeRF = "FUT";
     EXPECT_EQ(wrong.InsertInto(m_repository), Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_ALREADY_EXIST);
-    ASSERT_EQ((FuturesSample{.Code = "FUT2", .Isin = 2, .TimeToExpiration = 1.0}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample([](auto& f) {
+                   f.Code = "FUT2";
+                   f.Isin = 2;
+                   f.TimeToExpiration = 1.0;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     wrong.CodeRF = "FUT2";
     EXPECT_EQ(wrong.InsertInto(m_repository), Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_ALREADY_EXIST);
     EXPECT_THAT(m_log.Take(), IsEmpty());
@@ -508,7 +525,7 @@ TEST_F(OptionsRepository, AnInsertedSeriesHasItsGrid)
 
 TEST_F(OptionsRepository, ASeriesComesFromARecordToo)
 {
-    InsertParents({}, {.MinStep = 0.5});
+    InsertParents({}, FuturesSample([](auto& f) { f.MinStep = 0.5; }));
     SVirtFuturesStruct record;
     ASSERT_TRUE(SetInstr(record.Code, "0123456789012345678901234")); // the longest one a record holds
     ASSERT_TRUE(SetInstr(record.CodeRF, "FUT"));
@@ -714,7 +731,12 @@ TEST_F(OptionsRepository, TheViewOfAPassKnowsOptions)
 TEST_F(OptionsRepository, SeriesAndOptionsAreCountedAndListedOverAllFutures)
 {
     InsertFamily();
-    ASSERT_EQ((FuturesSample{.Code = "FUT2", .Isin = 2, .TimeToExpiration = 1.0}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample([](auto& f) {
+                   f.Code = "FUT2";
+                   f.Isin = 2;
+                   f.TimeToExpiration = 1.0;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     ASSERT_EQ((OptionSeriesSample("SER2", "FUT2").InsertInto(m_repository)), Z9ERR_OK);
     ASSERT_EQ((OptionSample{.Code = "OPT2", .CodeVF = "SER2", .Isin = 102}.InsertInto(m_repository)), Z9ERR_OK);
     ASSERT_EQ((OptionSample{.Code = "OPT3", .CodeVF = "SER2", .Isin = 103}.InsertInto(m_repository)), Z9ERR_OK);
@@ -796,7 +818,12 @@ TEST_F(OptionsRepository, ANewNearestFuturesRecomputesOptionsOfItsFamily)
     InsertFamily();
     EXPECT_EQ(ChargeOf(Option()), ChargeWithoutShift);
     const auto before = BitsOf(Option());
-    const FuturesSample nearest{.Code = "NEAR", .CalcFutPrice = 1064.0, .Isin = 2, .TimeToExpiration = 0.1};
+    const FuturesSample nearest([](auto& f) {
+        f.Code = "NEAR";
+        f.CalcFutPrice = 1064.0;
+        f.Isin = 2;
+        f.TimeToExpiration = 0.1;
+    });
     ASSERT_EQ(nearest.InsertInto(m_repository), Z9ERR_OK);
     EXPECT_EQ(BC().ShiftCoefficient, 0.0625);
     EXPECT_EQ(ChargeOf(Option()), ChargeWithShift);
@@ -811,7 +838,10 @@ TEST_F(OptionsRepository, ANewNearestFuturesRecomputesSeriesOfItsFamily)
 {
     // 201 sub-points are one too many and stay so, and each recomputation says so. The grid ends at whole units: 800 to
     // 1200 for a rate of 0.25.
-    InsertParents({}, {.MinStep = 1.0, .NormalizedSpot = 800.0});
+    InsertParents({}, FuturesSample([](auto& f) {
+                      f.MinStep = 1.0;
+                      f.NormalizedSpot = 800.0;
+                  }));
     OptionSeriesSample series;
     series.SubRisk = true;
     series.MinStep = 1.0;
@@ -819,10 +849,20 @@ TEST_F(OptionsRepository, ANewNearestFuturesRecomputesSeriesOfItsFamily)
     ASSERT_EQ(series.InsertInto(m_repository), Z9ERR_OK);
     const auto ofDefault = testing::HasSubstr("max count 200, forcibly set to 201, AdjustedSubRiskStep[0](2.000000)");
     EXPECT_THAT(m_log.Take(), testing::Contains(ofDefault));
-    const FuturesSample nearest{.Code = "NEAR", .CalcFutPrice = 1050.0, .Isin = 2, .TimeToExpiration = 0.1};
+    const FuturesSample nearest([](auto& f) {
+        f.Code = "NEAR";
+        f.CalcFutPrice = 1050.0;
+        f.Isin = 2;
+        f.TimeToExpiration = 0.1;
+    });
     ASSERT_EQ(nearest.InsertInto(m_repository), Z9ERR_OK);
     EXPECT_THAT(m_log.Take(), testing::Contains(ofDefault));
-    const FuturesSample far{.Code = "FAR", .CalcFutPrice = 1050.0, .Isin = 3, .TimeToExpiration = 1.0};
+    const FuturesSample far([](auto& f) {
+        f.Code = "FAR";
+        f.CalcFutPrice = 1050.0;
+        f.Isin = 3;
+        f.TimeToExpiration = 1.0;
+    });
     ASSERT_EQ(far.InsertInto(m_repository), Z9ERR_OK);
     EXPECT_THAT(m_log.Take(), IsEmpty()) << "which moves nothing";
 }
@@ -836,23 +876,33 @@ protected:
     void InsertTas(InstrumentsRepository& repository) const
     {
         ASSERT_EQ(BaseContractSample{}.InsertInto(repository), Z9ERR_OK);
-        ASSERT_EQ(BaseContractSample{.Code = "TASBC"}.InsertInto(repository), Z9ERR_OK);
+        ASSERT_EQ(BaseContractSample("TASBC").InsertInto(repository), Z9ERR_OK);
         ASSERT_EQ(TasFutures("TAS", 2, Tracked).InsertInto(repository), Z9ERR_OK);
         ASSERT_EQ(Skewed("SER", "TAS").InsertInto(repository), Z9ERR_OK);
         ASSERT_EQ((OptionSample{.Strike = 950.0}.InsertInto(repository)), Z9ERR_OK);
     }
     static FuturesSample TasFutures(const std::string& code, Isin isin, Isin tracked)
     {
-        return {.Code = code,
-                .CodeBC = "TASBC",
-                .CalcFutPrice = 1000.0,
-                .RealCalcPrice = 900.0,
-                .Isin = isin,
-                .Attribute = Enums::InstrumentStatus::TAS,
-                .TASBaseFutIsinID = tracked};
+        FuturesSample futures;
+        futures.Code = code;
+        futures.CodeBC = "TASBC";
+        futures.CalcFutPrice = 1000.0;
+        futures.RealCalcPrice = 900.0;
+        futures.Isin = isin;
+        futures.Attribute = Enums::InstrumentStatus::TAS;
+        futures.TASBaseFutIsinID = tracked;
+        return futures;
     }
-    FuturesSample m_near{.Code = "NEAR", .CalcFutPrice = 1064.0, .Isin = 3, .TimeToExpiration = 0.1};
-    FuturesSample m_tracked{.CalcFutPrice = 1064.0, .Isin = Tracked};
+    FuturesSample m_near{[](auto& f) {
+        f.Code = "NEAR";
+        f.CalcFutPrice = 1064.0;
+        f.Isin = 3;
+        f.TimeToExpiration = 0.1;
+    }};
+    FuturesSample m_tracked{[](auto& f) {
+        f.CalcFutPrice = 1064.0;
+        f.Isin = Tracked;
+    }};
 };
 
 TEST_F(TasOptions, KeepTheirValuesWhenOnlyTheirFuturesFollowsTheTrackedOne)
@@ -925,3 +975,4 @@ TEST_F(OptionsRepository, AnOptionThatNobodyHasLookedAtIsValuedAsItStoodAtItsIns
 }
 
 } // namespace
+} // namespace test::InstrumentsRepositoryOptionsTest

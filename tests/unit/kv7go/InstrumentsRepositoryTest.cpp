@@ -20,6 +20,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsRepositoryTest {
 namespace {
 
 using namespace kv7im;
@@ -69,31 +70,31 @@ TEST_F(Repository, EveryRateOfABaseContractHasToBePositive)
     const struct
     {
         const char* name;
-        double BaseContractSample::*field;
+        kv7im::LevelOf<double, kv7im::BaseContractParameters> rate;
         Z9ERR code;
     } rows[] = {
-        {"MarketRisk", &BaseContractSample::MarketRisk, 94757},
-        {"MarketRisk1", &BaseContractSample::MarketRisk1, 94758},
-        {"MarketRisk2", &BaseContractSample::MarketRisk2, 94759},
-        {"MarketRiskLow", &BaseContractSample::MarketRiskLow, 94793},
-        {"MarketRisk1Low", &BaseContractSample::MarketRisk1Low, 94794},
-        {"MarketRisk2Low", &BaseContractSample::MarketRisk2Low, 94795},
-        {"MarketRiskMedium", &BaseContractSample::MarketRiskMedium, 94796},
-        {"MarketRisk1Medium", &BaseContractSample::MarketRisk1Medium, 94797},
-        {"MarketRisk2Medium", &BaseContractSample::MarketRisk2Medium, 94798},
-        {"MarketRiskHigh", &BaseContractSample::MarketRiskHigh, 94799},
-        {"MarketRisk1High", &BaseContractSample::MarketRisk1High, 94800},
-        {"MarketRisk2High", &BaseContractSample::MarketRisk2High, 94801},
-        {"MarketRiskExceptional", &BaseContractSample::MarketRiskExceptional, 94802},
-        {"MarketRisk1Exceptional", &BaseContractSample::MarketRisk1Exceptional, 94803},
-        {"MarketRisk2Exceptional", &BaseContractSample::MarketRisk2Exceptional, 94804},
+        {"MarketRisk", {&BaseContractSample::MarketRisk, Level::Default}, 94757},
+        {"MarketRisk1", {&BaseContractSample::MarketRisk1, Level::Default}, 94758},
+        {"MarketRisk2", {&BaseContractSample::MarketRisk2, Level::Default}, 94759},
+        {"MarketRiskLow", {&BaseContractSample::MarketRisk, Level::Low}, 94793},
+        {"MarketRisk1Low", {&BaseContractSample::MarketRisk1, Level::Low}, 94794},
+        {"MarketRisk2Low", {&BaseContractSample::MarketRisk2, Level::Low}, 94795},
+        {"MarketRiskMedium", {&BaseContractSample::MarketRisk, Level::Medium}, 94796},
+        {"MarketRisk1Medium", {&BaseContractSample::MarketRisk1, Level::Medium}, 94797},
+        {"MarketRisk2Medium", {&BaseContractSample::MarketRisk2, Level::Medium}, 94798},
+        {"MarketRiskHigh", {&BaseContractSample::MarketRisk, Level::High}, 94799},
+        {"MarketRisk1High", {&BaseContractSample::MarketRisk1, Level::High}, 94800},
+        {"MarketRisk2High", {&BaseContractSample::MarketRisk2, Level::High}, 94801},
+        {"MarketRiskExceptional", {&BaseContractSample::MarketRisk, Level::Exceptional}, 94802},
+        {"MarketRisk1Exceptional", {&BaseContractSample::MarketRisk1, Level::Exceptional}, 94803},
+        {"MarketRisk2Exceptional", {&BaseContractSample::MarketRisk2, Level::Exceptional}, 94804},
     };
     // Each refused row also has every later rate wrong: the first in the order of the table speaks.
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         for (const auto& [value, text] : {std::pair{0.0, "0.000000"}, {-1.5, "-1.500000"}, {NaN, "nan"}}) {
             BaseContractSample sample;
             for (std::size_t later = i; later < std::size(rows); ++later)
-                sample.*rows[later].field = value;
+                rows[later].rate(sample) = value;
             EXPECT_EQ(sample.InsertInto(m_repository), rows[i].code) << rows[i].name;
             const std::string name = rows[i].name;
             EXPECT_THAT(m_log.Take(),
@@ -153,7 +154,11 @@ TEST_F(Repository, ABaseContractIsRefusedInSilenceForWhatTheLookupsSay)
 {
     InsertFamily();
     EXPECT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_CALCGO_API_ERROR_BC_ALREADY_EXIST);
-    BaseContractSample currency{.Code = "SI", .MSPType = Enums::MSPType::CurrencyIndicatorPriceStep, .CurrencyId = 5};
+    BaseContractSample currency([](auto& c) {
+        c.Code = "SI";
+        c.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
+        c.CurrencyId = 5;
+    });
     EXPECT_EQ(currency.InsertInto(m_repository), Z9ERR_CALCGO_API_ERROR_CURRENCY_NOT_FOUND);
     EXPECT_EQ(m_repository.InsertCurrency(5, 0.25), Z9ERR_OK);
     EXPECT_EQ(currency.InsertInto(m_repository), Z9ERR_OK);
@@ -331,7 +336,12 @@ TEST_F(Repository, WithoutACollectorACorrectionIsLoggedAllTheSame)
 TEST_F(Repository, ContractsOfOneGroupShareTheirGrid)
 {
     const auto insert = [this](const char* code, const char* mcs, std::int32_t points) {
-        return BaseContractSample{.Code = code, .CodeMCS = mcs, .RiskPointsN = points}.InsertInto(m_repository);
+        return BaseContractSample([&](auto& c) {
+                   c.Code = code;
+                   c.CodeMCS = mcs;
+                   c.RiskPointsN = points;
+               })
+            .InsertInto(m_repository);
     };
     EXPECT_EQ(insert("A", "G", 10), Z9ERR_OK);
     EXPECT_EQ(insert("B", "G", 11), Z9ERR_CALCGO_API_ERROR_RISKPOINTSN_IN_MCS_NOT_EQUAL);
@@ -349,9 +359,17 @@ TEST_F(Repository, ContractsOfOneGroupShareTheirGrid)
 TEST_F(Repository, AFixedStepContractWithAnUnknownCurrencyHasNoRadius)
 {
     EXPECT_EQ(m_repository.InsertCurrency(1, 0.5), Z9ERR_OK);
-    EXPECT_EQ((BaseContractSample{.Code = "U", .CurrencyId = 99}.InsertInto(m_repository)), Z9ERR_OK);
+    EXPECT_EQ((BaseContractSample([](auto& c) {
+                   c.Code = "U";
+                   c.CurrencyId = 99;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     EXPECT_EQ(BC("U").curvatureRadius, 0.0);
-    EXPECT_EQ((BaseContractSample{.Code = "K", .CurrencyId = 1}.InsertInto(m_repository)), Z9ERR_OK);
+    EXPECT_EQ((BaseContractSample([](auto& c) {
+                   c.Code = "K";
+                   c.CurrencyId = 1;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     EXPECT_EQ(BC("K").curvatureRadius, 0.5);
     EXPECT_EQ(BC("K").CalculateRiskCoefficient(), 0.0);
 }
@@ -447,7 +465,7 @@ TEST_F(Repository, AFuturesIsRefusedWithItsCodeAndItsLine)
     {
         const char* assertion;
         const char* name;
-        double FuturesSample::*field;
+        double kv7im::FuturesParameters::*field;
         std::vector<std::pair<double, std::string>> values;
         Z9ERR code;
     } rows[] = {
@@ -499,9 +517,12 @@ TEST_F(Repository, AFuturesIsRefusedWithItsCodeAndItsLine)
 TEST_F(Repository, AFuturesIsRefusedInSilenceForWhatTheLookupsSay)
 {
     InsertFamily();
-    EXPECT_EQ((FuturesSample{.CodeBC = "NONE"}.InsertInto(m_repository)), Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND);
-    EXPECT_EQ((FuturesSample{.Isin = 2}.InsertInto(m_repository)), Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST);
-    EXPECT_EQ((FuturesSample{.Code = "F2"}.InsertInto(m_repository)), Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST);
+    EXPECT_EQ((FuturesSample([](auto& f) { f.CodeBC = "NONE"; }).InsertInto(m_repository)),
+              Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND);
+    EXPECT_EQ((FuturesSample([](auto& f) { f.Isin = 2; }).InsertInto(m_repository)),
+              Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST);
+    EXPECT_EQ((FuturesSample([](auto& f) { f.Code = "F2"; }).InsertInto(m_repository)),
+              Z9ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST);
     EXPECT_THAT(m_log.Take(), IsEmpty());
     EXPECT_EQ(m_repository.CountFutures(), 1u);
 }
@@ -509,7 +530,7 @@ TEST_F(Repository, AFuturesIsRefusedInSilenceForWhatTheLookupsSay)
 TEST_F(Repository, ANegativeSpotOfAFuturesLosesItsSign)
 {
     ASSERT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
-    EXPECT_EQ((FuturesSample{.NormalizedSpot = -1024.0}.InsertInto(m_repository)), Z9ERR_OK);
+    EXPECT_EQ((FuturesSample([](auto& f) { f.NormalizedSpot = -1024.0; }).InsertInto(m_repository)), Z9ERR_OK);
     EXPECT_EQ(m_repository.GetFutures("FUT")->NormalizedSpot, 1024.0);
     EXPECT_THAT(m_log.Take(),
                 ElementsAre(WarningLine("While InsertFutures Code(FUT) assertion (NormalizedSpot>0.0) failed. "
@@ -520,7 +541,7 @@ TEST_F(Repository, ANegativeSpotOfAFuturesLosesItsSign)
 TEST_F(Repository, ANegativeLotPasses)
 {
     ASSERT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
-    EXPECT_EQ((FuturesSample{.XLot = -100.0}.InsertInto(m_repository)), Z9ERR_OK);
+    EXPECT_EQ((FuturesSample([](auto& f) { f.XLot = -100.0; }).InsertInto(m_repository)), Z9ERR_OK);
     EXPECT_EQ(m_repository.GetFutures("FUT")->XLot, -100.0);
     EXPECT_THAT(m_log.Take(), IsEmpty());
 }
@@ -529,7 +550,7 @@ TEST_F(Repository, AnySpreadAspectButZeroPutsANewFuturesInSpread)
 {
     ASSERT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
     for (const int aspect : {0, 1, 2, 3, -1}) {
-        FuturesSample sample{.Code = "F" + std::to_string(aspect), .Isin = aspect + 10};
+        FuturesSample sample("F" + std::to_string(aspect), aspect + 10);
         sample.SpreadAspect = static_cast<Enums::SpreadAspect>(aspect);
         ASSERT_EQ(sample.InsertInto(m_repository), Z9ERR_OK);
         EXPECT_EQ(m_repository.GetFutures(sample.Isin)->IsInSpread, aspect != 0) << aspect;
@@ -539,7 +560,12 @@ TEST_F(Repository, AnySpreadAspectButZeroPutsANewFuturesInSpread)
 TEST_F(Repository, AnInsertedFuturesIsComputedEvenWhenItMovesNothing)
 {
     InsertFamily();
-    FuturesSample far{.Code = "FAR", .CalcFutPrice = 2000.0, .Isin = 2, .TimeToExpiration = 1.0};
+    FuturesSample far([](auto& f) {
+        f.Code = "FAR";
+        f.CalcFutPrice = 2000.0;
+        f.Isin = 2;
+        f.TimeToExpiration = 1.0;
+    });
     ASSERT_EQ(far.InsertInto(m_repository), Z9ERR_OK);
     const CSpecFutures& futures = *m_repository.GetFutures("FAR");
     EXPECT_EQ(futures.GetProfile(Level::Default).GetCentralRowOfVolatilityMatrix()[2], 2000.0);
@@ -550,7 +576,12 @@ TEST_F(Repository, ANewNearestFuturesRecomputesItsWholeFamily)
 {
     InsertFamily();
     EXPECT_EQ(m_repository.GetFutures("FUT")->GetMR2U(Level::Default), 1384.0); // 1000 + 0.375 x 1024
-    FuturesSample near{.Code = "NEAR", .CalcFutPrice = 1064.0, .Isin = 2, .TimeToExpiration = 0.1};
+    FuturesSample near([](auto& f) {
+        f.Code = "NEAR";
+        f.CalcFutPrice = 1064.0;
+        f.Isin = 2;
+        f.TimeToExpiration = 0.1;
+    });
     ASSERT_EQ(near.InsertInto(m_repository), Z9ERR_OK);
     EXPECT_EQ(BC().ShiftCoefficient, 0.0625);
     EXPECT_EQ(m_repository.GetFutures("FUT")->GetMR2U(Level::Default), 1448.0); // 1000 + 0.4375 x 1024
@@ -607,10 +638,10 @@ TEST_F(Repository, AFuturesComesFromARecordToo)
 
 TEST_F(Repository, ANullCodeThrowsAndNothingEnters)
 {
-    EXPECT_THROW(static_cast<void>(m_repository.InsertFutures(nullptr, "BC", 1000.0, Enums::SpreadAspect::InSpread,
-                                                              10.0, 1000.0, 5.0, 100.0, 1, 0.0, 0.0, 0.0, 1024.0,
-                                                              Enums::InstrumentStatus::None, 0.0, 0.0, false, 0)),
-                 kv7base::CArgumentException);
+    const char* const none = nullptr;
+    EXPECT_THROW(static_cast<void>(m_repository.InsertFutures(FuturesParameters{.Code = none, .CodeBC = "BC"})),
+                 std::logic_error)
+        << "a record holds no null";
     EXPECT_EQ(m_repository.CountFutures(), 0u);
 }
 
@@ -648,16 +679,22 @@ protected:
     TasPair()
     {
         EXPECT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
-        EXPECT_EQ(BaseContractSample{.Code = "TASBC"}.InsertInto(m_repository), Z9ERR_OK);
+        EXPECT_EQ(BaseContractSample("TASBC").InsertInto(m_repository), Z9ERR_OK);
     }
-    FuturesSample m_tracked{.CalcFutPrice = 1064.0, .RealCalcPrice = 1000.0, .Isin = 1};
-    FuturesSample m_tas{.Code = "TAS",
-                        .CodeBC = "TASBC",
-                        .CalcFutPrice = 1064.0,
-                        .RealCalcPrice = 7.0,
-                        .Isin = 2,
-                        .Attribute = Enums::InstrumentStatus::TAS,
-                        .TASBaseFutIsinID = 1};
+    FuturesSample m_tracked{[](auto& f) {
+        f.CalcFutPrice = 1064.0;
+        f.RealCalcPrice = 1000.0;
+        f.Isin = 1;
+    }};
+    FuturesSample m_tas{[](auto& f) {
+        f.Code = "TAS";
+        f.CodeBC = "TASBC";
+        f.CalcFutPrice = 1064.0;
+        f.RealCalcPrice = 7.0;
+        f.Isin = 2;
+        f.Attribute = Enums::InstrumentStatus::TAS;
+        f.TASBaseFutIsinID = 1;
+    }};
 
     void ExpectLinked() const
     {
@@ -695,7 +732,12 @@ TEST_F(TasPair, ALaterReferenceOfTheTrackedContractReachesTheTasFamily)
 {
     ASSERT_EQ(m_tracked.InsertInto(m_repository), Z9ERR_OK);
     ASSERT_EQ(m_tas.InsertInto(m_repository), Z9ERR_OK);
-    FuturesSample nearest{.Code = "NEAR", .CalcFutPrice = 1128.0, .Isin = 3, .TimeToExpiration = 0.1};
+    FuturesSample nearest([](auto& f) {
+        f.Code = "NEAR";
+        f.CalcFutPrice = 1128.0;
+        f.Isin = 3;
+        f.TimeToExpiration = 0.1;
+    });
     ASSERT_EQ(nearest.InsertInto(m_repository), Z9ERR_OK);
     EXPECT_EQ(BC().ShiftCoefficient, 0.125);
     EXPECT_EQ(BC("TASBC").ShiftCoefficient, 0.125);
@@ -744,7 +786,12 @@ TEST_F(Repository, TheEdgeCoefficientReachesFuturesInsertedAfterwards)
     EXPECT_EQ(m_repository.GetEdgeCoeff(), 0.75);
     InsertFamily();
     EXPECT_EQ(m_repository.SetEdgeCoeff(0.5), Z9ERR_OK);
-    EXPECT_EQ((FuturesSample{.Code = "F2", .Isin = 2, .TimeToExpiration = 2.0}.InsertInto(m_repository)), Z9ERR_OK);
+    EXPECT_EQ((FuturesSample([](auto& f) {
+                   f.Code = "F2";
+                   f.Isin = 2;
+                   f.TimeToExpiration = 2.0;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     EXPECT_EQ(m_repository.GetFutures("FUT")->edgeCoeff, 0.75);
     EXPECT_EQ(m_repository.GetFutures("F2")->edgeCoeff, 0.5);
     EXPECT_EQ(m_repository.SetEdgeCoeff(0.0), Z9ERR_OK);
@@ -784,7 +831,11 @@ TEST_F(Repository, ClearEmptiesEverythingButTheCollector)
 TEST_F(Repository, ClearForgetsWhoTracksWhom)
 {
     ASSERT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
-    const FuturesSample tas{.Isin = 2, .Attribute = Enums::InstrumentStatus::TAS, .TASBaseFutIsinID = 1};
+    const FuturesSample tas([](auto& f) {
+        f.Isin = 2;
+        f.Attribute = Enums::InstrumentStatus::TAS;
+        f.TASBaseFutIsinID = 1;
+    });
     ASSERT_EQ(tas.InsertInto(m_repository), Z9ERR_OK);
     m_repository.Clear();
     InsertFamily(); // FUTURES_NOT_FOUND, were the link still there
@@ -794,10 +845,15 @@ TEST_F(Repository, GroupsAreCountedOnceAndEmptyOnesNotAtAll)
 {
     EXPECT_EQ(m_repository.CountMMS(), 0u);
     for (const char* code : {"A", "B", "C"})
-        ASSERT_EQ((BaseContractSample{.Code = code, .CodeMCS = *code == 'C' ? "" : "G"}.InsertInto(m_repository)),
-                  Z9ERR_OK);
+        ASSERT_EQ((BaseContractSample(code, *code == 'C' ? "" : "G").InsertInto(m_repository)), Z9ERR_OK);
     const auto insert = [this](const char* code, const char* bc, Isin isin, Enums::SpreadAspect aspect) {
-        return FuturesSample{.Code = code, .CodeBC = bc, .SpreadAspect = aspect, .Isin = isin}.InsertInto(m_repository);
+        return FuturesSample([&](auto& f) {
+                   f.Code = code;
+                   f.CodeBC = bc;
+                   f.SpreadAspect = aspect;
+                   f.Isin = isin;
+               })
+            .InsertInto(m_repository);
     };
     ASSERT_EQ(insert("A1", "A", 1, Enums::SpreadAspect::InSpread), Z9ERR_OK);
     ASSERT_EQ(insert("A2", "A", 2, Enums::SpreadAspect::InSpread), Z9ERR_OK);
@@ -904,3 +960,4 @@ TEST(TelemetryAlerts, EveryAlertHasItsOwnCounterAndName)
 }
 
 } // namespace
+} // namespace test::InstrumentsRepositoryTest

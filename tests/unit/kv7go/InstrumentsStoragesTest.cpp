@@ -13,6 +13,7 @@
 
 #include "InstrumentSamples.h"
 
+namespace test::InstrumentsStoragesTest {
 namespace {
 
 using namespace kv7im;
@@ -24,7 +25,7 @@ using testing::UnorderedElementsAre;
 class Family : public testing::Test
 {
 protected:
-    std::shared_ptr<CSpecBaseContract> m_bc = BaseContractSample{.CodeMCS = "GROUP"}.Make();
+    std::shared_ptr<CSpecBaseContract> m_bc = BaseContractSample([](auto& c) { c.CodeMCS = "GROUP"; }).Make();
     FuturesNode NodeOf(const FuturesSample& futures) { return FuturesNode(futures.Make(*m_bc)); }
 };
 
@@ -61,7 +62,7 @@ TEST_F(Family, TheGroupCodesOfAFuturesFollowItsSpreadFlag)
     EXPECT_EQ(inSpread.GetMMS(), "BC");
     EXPECT_EQ(inSpread.GetMCS(), "GROUP");
 
-    const FuturesNode alone = NodeOf({.SpreadAspect = Enums::SpreadAspect::NotInSpread});
+    const FuturesNode alone = NodeOf(FuturesSample([](auto& f) { f.SpreadAspect = Enums::SpreadAspect::NotInSpread; }));
     EXPECT_EQ(alone.GetMMS(), "");
     EXPECT_EQ(alone.GetMCS(), "");
 
@@ -141,9 +142,13 @@ TEST_F(Family, ACommitOfAFuturesTakesItsChangedSpreadFlagIntoTheGroupCodes)
 TEST_F(Family, FuturesAreFoundByEveryIndex)
 {
     StorageFutures storage;
-    storage.insert(NodeOf({.Code = "F1", .Isin = 1}));
-    storage.insert(NodeOf({.Code = "F2", .Isin = 2}));
-    storage.insert(NodeOf({.Code = "F3", .SpreadAspect = Enums::SpreadAspect::NotInSpread, .Isin = 3}));
+    storage.insert(NodeOf({"F1", 1}));
+    storage.insert(NodeOf({"F2", 2}));
+    storage.insert(NodeOf(FuturesSample([](auto& f) {
+        f.Code = "F3";
+        f.SpreadAspect = Enums::SpreadAspect::NotInSpread;
+        f.Isin = 3;
+    })));
     using namespace std::string_view_literals;
 
     EXPECT_EQ(storage.get<ByCode>().find("F2"sv)->GetIsin(), 2);
@@ -158,9 +163,9 @@ TEST_F(Family, FuturesAreFoundByEveryIndex)
 TEST_F(Family, ACodeOrAnIsinEntersOnce)
 {
     StorageFutures storage;
-    EXPECT_TRUE(storage.insert(NodeOf({.Code = "F1", .Isin = 1})).second);
-    EXPECT_FALSE(storage.insert(NodeOf({.Code = "F1", .Isin = 2})).second);
-    EXPECT_FALSE(storage.insert(NodeOf({.Code = "F2", .Isin = 1})).second);
+    EXPECT_TRUE(storage.insert(NodeOf({"F1", 1})).second);
+    EXPECT_FALSE(storage.insert(NodeOf({"F1", 2})).second);
+    EXPECT_FALSE(storage.insert(NodeOf({"F2", 1})).second);
     StorageBaseContract contracts;
     EXPECT_TRUE(contracts.insert(BaseContractNode(m_bc)).second);
     EXPECT_FALSE(contracts.insert(BaseContractNode(m_bc)).second);
@@ -169,8 +174,8 @@ TEST_F(Family, ACodeOrAnIsinEntersOnce)
 TEST_F(Family, AStatusChangesInsideTheContainer)
 {
     StorageFutures storage;
-    storage.insert(NodeOf({.Code = "F1", .Isin = 1}));
-    storage.insert(NodeOf({.Code = "F2", .Isin = 2}));
+    storage.insert(NodeOf({"F1", 1}));
+    storage.insert(NodeOf({"F2", 2}));
     auto& byIsin = storage.get<ByIsin>();
     EXPECT_TRUE(byIsin.modify(byIsin.find(2), StatusChange<FuturesNode>(Status::WasChanged)));
     EXPECT_EQ(storage.get<ByStatus>().count(Status::WasChanged), 1u);
@@ -442,3 +447,4 @@ TEST_F(FamilyWithOptions, OptionsThatNobodyHasLookedAtAreValuedOnDemandAllAtOnce
 }
 
 } // namespace
+} // namespace test::InstrumentsStoragesTest

@@ -10,6 +10,7 @@
 
 #include "ChangingRepository.h"
 
+namespace test::InstrumentsTransactionChecksTest {
 namespace {
 
 using namespace kv7im;
@@ -150,7 +151,10 @@ TEST_F(TransactionChecks, RatesLimitsModelAndExtraRateOfABaseContract)
 
 TEST_F(TransactionChecks, ASpotPriceLosesItsSignInAContractInPerCentOnly)
 {
-    BaseContractSample percentage{.Code = "PC", .AssetClass = Enums::AssetClass::Percentage};
+    BaseContractSample percentage([](auto& c) {
+        c.Code = "PC";
+        c.AssetClass = Enums::AssetClass::Percentage;
+    });
     ASSERT_EQ(percentage.InsertInto(m_repository), Z9ERR_OK);
     percentage.SpotPrice = -80.0;
     EXPECT_EQ(m_repository.UpdateBaseContract(market_changes::Of(percentage)), Z9ERR_OK);
@@ -170,7 +174,10 @@ TEST_F(TransactionChecks, ASpotPriceLosesItsSignInAContractInPerCentOnly)
 
 TEST_F(TransactionChecks, TheSpotIsCorrectedBeforeTheModelIsRefusedAndTheExtraRateIsNotReached)
 {
-    BaseContractSample percentage{.Code = "PC", .AssetClass = Enums::AssetClass::Percentage};
+    BaseContractSample percentage([](auto& c) {
+        c.Code = "PC";
+        c.AssetClass = Enums::AssetClass::Percentage;
+    });
     ASSERT_EQ(percentage.InsertInto(m_repository), Z9ERR_OK);
     percentage.SpotPrice = -80.0;
     percentage.OptionModel = static_cast<Enums::OptionModel>(7);
@@ -330,8 +337,11 @@ TEST_F(TransactionChecks, TheStepBetweenSubPointsIsAtLeastThatOfTheFutures)
 
 TEST_F(TransactionChecks, ASeriesOfACollateralInstrumentSaysSo)
 {
-    ASSERT_EQ((FuturesSample{.Code = "SPOT", .Isin = 2, .Attribute = Enums::InstrumentStatus::Collateral}.InsertInto(
-                  m_repository)),
+    ASSERT_EQ((FuturesSample([](auto& f) {
+                   f.Code = "SPOT";
+                   f.Isin = 2;
+                   f.Attribute = Enums::InstrumentStatus::Collateral;
+               }).InsertInto(m_repository)),
               Z9ERR_OK);
     OptionSeriesSample series("ONSPOT", "SPOT");
     series.marginStyle = Enums::MarginStyle::Equity;
@@ -348,7 +358,7 @@ TEST_F(TransactionChecks, ASeriesOfACollateralInstrumentSaysSo)
 
 TEST_F(TransactionChecks, ARefusedContractOrFuturesOpensNothing)
 {
-    m_contract.MarketRisk = 0.0;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.0;
     EXPECT_EQ(m_repository.UpdateBaseContract(market_changes::Of(m_contract)), 94757);
     m_futures.MinStepPrice = 0.0;
     EXPECT_EQ(m_repository.UpdateFutures(market_changes::Of(m_futures)), 94723);
@@ -370,9 +380,9 @@ TEST_F(TransactionChecks, ARefusedSeriesLeavesItsFamilyOpenAndUnchanged)
 
 TEST_F(TransactionChecks, WhatIsNotThereIsRefusedInSilence)
 {
-    BaseContractSample contract{.Code = "NONE"};
+    BaseContractSample contract("NONE");
     EXPECT_EQ(m_repository.UpdateBaseContract(market_changes::Of(contract)), Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND);
-    FuturesSample futures{.Isin = 99};
+    FuturesSample futures([](auto& f) { f.Isin = 99; });
     EXPECT_EQ(m_repository.UpdateFutures(market_changes::Of(futures)), Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND);
     const OptionSeriesSample series("NONE", "FUT");
     EXPECT_EQ(m_repository.UpdateVirtFutures(market_changes::Of(series)), Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND);
@@ -392,3 +402,4 @@ TEST_F(TransactionChecks, ACorrectionIsNotWrittenIntoTheCallersRecord)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionChecksTest

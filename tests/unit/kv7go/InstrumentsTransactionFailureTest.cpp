@@ -12,6 +12,7 @@
 #include "MarketChanges.h"
 #include "SameModel.h"
 
+namespace test::InstrumentsTransactionFailureTest {
 namespace {
 
 using namespace kv7im;
@@ -192,3 +193,4 @@ TEST_F(TransactionFailure, KeepsTheOldValuesOfWhatIsReleasedWithoutBeingRecomput
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionFailureTest

@@ -11,6 +11,7 @@
 #include "SameModel.h"
 #include "kv7errors.h"
 
+namespace test::InstrumentsTransactionNewcomersTest {
 namespace {
 
 using namespace kv7im;
@@ -34,7 +35,7 @@ plain::Market Today()
 
 FuturesSample Month(const std::string& code, Isin isin, double timeToExpiration)
 {
-    FuturesSample futures{.Code = code, .Isin = isin};
+    FuturesSample futures(code, isin);
     futures.TimeToExpiration = timeToExpiration;
     return futures;
 }
@@ -190,7 +191,7 @@ TEST_F(Newcomers, DoNotBorrowFromAFamilyThatAnInsertionHasRecomputed)
 
 TEST_F(Newcomers, OfEveryKindAreRecomputedWithTheFamilyThatTheyComeTo)
 {
-    m_market.baseContracts[0].MarketRisk = 0.5;
+    m_market.baseContracts[0].MarketRisk[Enums::ClientRiskLevel::Default] = 0.5;
     Update(m_market.baseContracts[0]);
     m_market.futures[0].CalcFutPrice = 1064.0; // 64 above its settlement: a shift
     ChangeWidth(512.0);
@@ -215,12 +216,12 @@ TEST_F(Newcomers, OfEveryKindAreRecomputedWithTheFamilyThatTheyComeTo)
 
 TEST_F(Newcomers, ComeToAContractThatHadNoFuturesWhenItWasCompleted)
 {
-    m_market.baseContracts.push_back(BaseContractSample{.Code = "EMPTY"});
+    m_market.baseContracts.push_back(BaseContractSample("EMPTY"));
     ASSERT_EQ(m_market.baseContracts[1].InsertInto(*m_repository), Z9ERR_OK);
-    m_market.baseContracts[1].MarketRisk = 0.5;
+    m_market.baseContracts[1].MarketRisk[Enums::ClientRiskLevel::Default] = 0.5;
     Update(m_market.baseContracts[1]);
     Complete();
-    FuturesSample first{.Code = "FIRST", .CodeBC = "EMPTY", .Isin = 9};
+    FuturesSample first("FIRST", 9, "EMPTY");
     ASSERT_EQ(first.InsertInto(*m_repository), Z9ERR_OK);
     m_repository->ReleaseChanged();
     EXPECT_EQ(m_repository->GetFutures(9)->BaseContract, m_repository->GetBaseContract(eCurrent, "EMPTY"));
@@ -229,13 +230,13 @@ TEST_F(Newcomers, ComeToAContractThatHadNoFuturesWhenItWasCompleted)
 
 TEST_F(Newcomers, ThatTradeAtSettlementFollowTheChangedFutures)
 {
-    ASSERT_EQ((BaseContractSample{.Code = "TBC"}.InsertInto(*m_repository)), Z9ERR_OK);
-    m_market.baseContracts.push_back(BaseContractSample{.Code = "TBC"});
+    ASSERT_EQ((BaseContractSample("TBC").InsertInto(*m_repository)), Z9ERR_OK);
+    m_market.baseContracts.push_back(BaseContractSample("TBC"));
     Update(m_market.baseContracts[1]);
     m_market.futures[0].RealCalcPrice = 936.0; // 64 of 1024 below the centre
     Update(m_market.futures[0]);
     Complete();
-    FuturesSample tas{.Code = "TAS", .CodeBC = "TBC", .Isin = 4};
+    FuturesSample tas("TAS", 4, "TBC");
     tas.Attribute = Enums::InstrumentStatus::TAS;
     tas.TASBaseFutIsinID = 1;
     Insert(tas);
@@ -249,10 +250,10 @@ TEST_F(Newcomers, ThatTradeAtSettlementFollowTheChangedFutures)
 // One that tracks what has not come yet is recomputed as it is.
 TEST_F(Newcomers, ThatTradeAtSettlementMayWaitForTheTrackedFutures)
 {
-    m_market.baseContracts[0].MarketRisk = 0.5;
+    m_market.baseContracts[0].MarketRisk[Enums::ClientRiskLevel::Default] = 0.5;
     Update(m_market.baseContracts[0]);
     Complete();
-    FuturesSample lost{.Code = "LOST", .Isin = 8};
+    FuturesSample lost("LOST", 8);
     lost.Attribute = Enums::InstrumentStatus::TAS;
     lost.TASBaseFutIsinID = 77;
     Insert(lost);
@@ -333,3 +334,4 @@ TEST_F(NearerNewcomer, OfAChangedContractHasToBeTheNearest)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionNewcomersTest

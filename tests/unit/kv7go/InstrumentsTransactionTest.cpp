@@ -13,6 +13,7 @@
 #include "SameModel.h"
 #include "except.h"
 
+namespace test::InstrumentsTransactionTest {
 namespace {
 
 using namespace kv7im;
@@ -29,9 +30,9 @@ using Level = Enums::ClientRiskLevel;
 plain::Market NextDay(plain::Market market)
 {
     for (BaseContractSample& contract : market.baseContracts) {
-        contract.MarketRisk *= 1.3;
-        contract.MarketRisk1High *= 0.9;
-        contract.MarketRisk2Exceptional *= 1.1;
+        contract.MarketRisk[Enums::ClientRiskLevel::Default] *= 1.3;
+        contract.MarketRisk1[Enums::ClientRiskLevel::High] *= 0.9;
+        contract.MarketRisk2[Enums::ClientRiskLevel::Exceptional] *= 1.1;
         contract.ConcentrationLimit1 += 7;
         contract.SpotPrice += 3.25;
         contract.CFRisk += 0.125;
@@ -242,8 +243,8 @@ TEST_F(Transaction, ASecondChangeInATransactionCopiesNothing)
 
 TEST_F(Transaction, AnotherFamilyIsNotTouched)
 {
-    BaseContractSample other{.Code = "OTHER"};
-    FuturesSample otherFutures{.Code = "OF", .CodeBC = "OTHER", .Isin = 7};
+    BaseContractSample other("OTHER");
+    FuturesSample otherFutures("OF", 7, "OTHER");
     ASSERT_EQ(other.InsertInto(m_repository), Z9ERR_OK);
     ASSERT_EQ(otherFutures.InsertInto(m_repository), Z9ERR_OK);
     const auto* const current = &Futures(eCurrent, 7);
@@ -306,7 +307,11 @@ TEST_F(Transaction, AMultilegFollowsItsLegsBeforeTheCommit)
 // Any value but 0 puts a futures in spread at insertion; a change is stricter, and so it is for a series both times.
 TEST_F(Transaction, OnlyTheNamedValueKeepsAChangedFuturesInSpread)
 {
-    FuturesSample odd{.Code = "ODD", .SpreadAspect = static_cast<Enums::SpreadAspect>(1), .Isin = 9};
+    FuturesSample odd([](auto& f) {
+        f.Code = "ODD";
+        f.SpreadAspect = static_cast<Enums::SpreadAspect>(1);
+        f.Isin = 9;
+    });
     ASSERT_EQ(odd.InsertInto(m_repository), Z9ERR_OK);
     ASSERT_TRUE(Futures(eCurrent, 9).IsInSpread);
     ASSERT_EQ(Update(odd), Z9ERR_OK);
@@ -483,7 +488,11 @@ TEST_F(Transaction, DeliveryScenariosComeAndGoWithTheClearingsThatLookAtThem)
 // enough for 1 again, until the series itself is changed.
 TEST_F(Transaction, AWidenedStepStaysUntilTheSeriesIsChanged)
 {
-    FuturesSample fine{.Code = "FINE", .MinStep = 1.0, .Isin = 5};
+    FuturesSample fine([](auto& f) {
+        f.Code = "FINE";
+        f.MinStep = 1.0;
+        f.Isin = 5;
+    });
     ASSERT_EQ(fine.InsertInto(m_repository), Z9ERR_OK);
     OptionSeriesSample series("NARROW", "FINE");
     series.StrikeStep = series.MinStep = 1.0;
@@ -524,7 +533,7 @@ TEST_F(Transaction, AnOptionThatCannotBeRecomputedHasNoValuesOfFormerColumns)
 TEST_F(Transaction, WhatIsInsertedIntoAnOpenFamilyIsThereAfterTheCommit)
 {
     ASSERT_EQ(Update(m_futures), Z9ERR_OK);
-    FuturesSample newFutures{.Code = "NEWF", .Isin = 3};
+    FuturesSample newFutures("NEWF", 3);
     newFutures.TimeToExpiration = 2.0;
     ASSERT_EQ(newFutures.InsertInto(m_repository), Z9ERR_OK);
     const OptionSeriesSample newSeries("NEWS", "FUT");
@@ -536,7 +545,7 @@ TEST_F(Transaction, WhatIsInsertedIntoAnOpenFamilyIsThereAfterTheCommit)
     EXPECT_EQ(m_repository.UpdateOption(111, 1.0), Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND);
     EXPECT_EQ(m_repository.UpdateOption(112, 1.0), Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND);
 
-    m_contract.MarketRisk = 0.5;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.5;
     ASSERT_EQ(Update(m_contract), Z9ERR_OK);
     Commit();
     EXPECT_EQ(Futures(eCurrent, 3).BaseContract, &BC(eCurrent));
@@ -550,9 +559,9 @@ TEST_F(Transaction, WhatIsInsertedIntoAnOpenFamilyIsThereAfterTheCommit)
 // A release without recomputation takes them along too, with the profiles that they came with.
 TEST_F(Transaction, ANewFuturesOfAnOpenFamilyStandsUnderTheReleasedContract)
 {
-    m_contract.MarketRisk = 0.5;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.5;
     ASSERT_EQ(Update(m_contract), Z9ERR_OK);
-    ASSERT_EQ((FuturesSample{.Code = "NEWF", .Isin = 3}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample("NEWF", 3).InsertInto(m_repository)), Z9ERR_OK);
     m_repository.ReleaseChanged();
     EXPECT_EQ(Futures(eCurrent, 3).BaseContract, &BC(eCurrent));
     EXPECT_EQ(Futures(eCurrent, 3).Limit[Level::Default], 128.0);
@@ -566,7 +575,7 @@ TEST_F(Transaction, AnInsertionThatRecomputesAFamilyDoesNotReachItsCopies)
     const auto charge = [&](AccessByStatus access) {
         return Option(access).GetProfile(Level::Default).GetSpecialRiskPoints().GetUpRisk();
     };
-    FuturesSample nearest{.Code = "NEAR", .Isin = 3};
+    FuturesSample nearest("NEAR", 3);
     nearest.TimeToExpiration = 0.25;
     nearest.RealCalcPrice = 936.0;
     ASSERT_EQ(nearest.InsertInto(m_repository), Z9ERR_OK);
@@ -576,8 +585,11 @@ TEST_F(Transaction, AnInsertionThatRecomputesAFamilyDoesNotReachItsCopies)
 
 TEST_F(Transaction, ASeriesThatRewritesItsContractDoesSoForTheOpenOneToo)
 {
-    BaseContractSample bond{.Code = "BOND", .AssetClass = Enums::AssetClass::Bond};
-    FuturesSample spot{.Code = "SPOT", .CodeBC = "BOND", .Isin = 6};
+    BaseContractSample bond([](auto& c) {
+        c.Code = "BOND";
+        c.AssetClass = Enums::AssetClass::Bond;
+    });
+    FuturesSample spot("SPOT", 6, "BOND");
     spot.Attribute = Enums::InstrumentStatus::Collateral;
     ASSERT_EQ(bond.InsertInto(m_repository), Z9ERR_OK);
     ASSERT_EQ(spot.InsertInto(m_repository), Z9ERR_OK);
@@ -597,7 +609,7 @@ class TradeAtSettlement : public Transaction
 protected:
     TradeAtSettlement()
     {
-        EXPECT_EQ((BaseContractSample{.Code = "TBC"}.InsertInto(m_repository)), Z9ERR_OK);
+        EXPECT_EQ((BaseContractSample("TBC").InsertInto(m_repository)), Z9ERR_OK);
         m_tas.Code = "TAS";
         m_tas.CodeBC = "TBC";
         m_tas.Isin = 4;
@@ -643,7 +655,7 @@ TEST_F(TradeAtSettlement, StaysAsItIsWhenOnlyTheOtherIsChanged)
 
 TEST_F(TradeAtSettlement, HasToFindTheOtherToBeRecomputed)
 {
-    FuturesSample lost{.Code = "LOST", .Isin = 8};
+    FuturesSample lost("LOST", 8);
     lost.Attribute = Enums::InstrumentStatus::TAS;
     lost.TASBaseFutIsinID = 77;
     ASSERT_EQ(lost.InsertInto(m_repository), Z9ERR_OK);
@@ -653,7 +665,12 @@ TEST_F(TradeAtSettlement, HasToFindTheOtherToBeRecomputed)
     EXPECT_EQ(CountOpenFutures(), 0u);
 
     // Its base may come later; the next transaction finds it.
-    ASSERT_EQ((FuturesSample{.Code = "BASE", .RealCalcPrice = 777.0, .Isin = 77}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample([](auto& f) {
+                   f.Code = "BASE";
+                   f.RealCalcPrice = 777.0;
+                   f.Isin = 77;
+               }).InsertInto(m_repository)),
+              Z9ERR_OK);
     ASSERT_EQ(Update(lost), Z9ERR_OK);
     EXPECT_EQ(m_repository.UpdateComplete(), Z9ERR_OK);
     EXPECT_EQ(Futures(eNew, 8).RealCalcPrice, 777.0);
@@ -664,11 +681,11 @@ TEST_F(TradeAtSettlement, HasToFindTheOtherToBeRecomputed)
 // futures has.
 TEST_F(TradeAtSettlement, AnOptionBesideItHasTheChargeOfItsOwnFutures)
 {
-    ASSERT_EQ((BaseContractSample{.Code = "UBC"}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((BaseContractSample("UBC").InsertInto(m_repository)), Z9ERR_OK);
     const std::set<Isin> beside = {31, 32, 33, 34};
     for (const Isin isin : beside) {
         const std::string code = "X" + std::to_string(isin);
-        FuturesSample futures{.Code = code, .CodeBC = "UBC", .Isin = isin};
+        FuturesSample futures(code, isin, "UBC");
         futures.TimeToExpiration = 0.01 * isin;
         ASSERT_EQ(futures.InsertInto(m_repository), Z9ERR_OK);
         ASSERT_EQ(OptionSeriesSample("S" + code, code).InsertInto(m_repository), Z9ERR_OK);
@@ -695,3 +712,4 @@ TEST_F(TradeAtSettlement, AnOptionBesideItHasTheChargeOfItsOwnFutures)
 }
 
 } // namespace
+} // namespace test::InstrumentsTransactionTest

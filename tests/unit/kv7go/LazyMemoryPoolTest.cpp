@@ -21,6 +21,7 @@
 #include "grids/RiskMatrix.h"
 #include "grids/RiskRow.h"
 
+namespace test::LazyMemoryPoolTest {
 namespace {
 
 using kv7im::auxiliary::LazyMemoryPool;
@@ -310,3 +311,4 @@ TEST(LazyMemoryPool, TheSteadyStateAsksTheSystemForNothing)
 }
 
 } // namespace
+} // namespace test::LazyMemoryPoolTest

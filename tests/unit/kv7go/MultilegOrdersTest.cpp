@@ -16,6 +16,7 @@
 #include "instruments/SpecMultileg.h"
 #include "kv7errors.h"
 
+namespace test::MultilegOrdersTest {
 namespace {
 
 using namespace kv7im;
@@ -423,3 +424,4 @@ TEST(MultilegOrders, OfTwoSpreadsWithALegInCommonAreOneOrderThere)
 }
 
 } // namespace
+} // namespace test::MultilegOrdersTest

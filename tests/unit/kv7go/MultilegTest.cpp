@@ -12,6 +12,7 @@
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "kv7errors.h"
 
+namespace test::MultilegTest {
 namespace {
 
 using namespace kv7im;
@@ -45,11 +46,13 @@ protected:
     {
         EXPECT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
         for (const Isin isin : {1, 2, 3})
-            EXPECT_EQ((FuturesSample{.Code = Code(isin), .Isin = isin}.InsertInto(m_repository)), Z9ERR_OK);
-        EXPECT_EQ(
-            (FuturesSample{.Code = Code(4), .SpreadAspect = Enums::SpreadAspect::NotInSpread, .Isin = 4}.InsertInto(
-                m_repository)),
-            Z9ERR_OK);
+            EXPECT_EQ((FuturesSample(Code(isin), isin).InsertInto(m_repository)), Z9ERR_OK);
+        EXPECT_EQ((FuturesSample([&](auto& f) {
+                       f.Code = Code(4);
+                       f.SpreadAspect = Enums::SpreadAspect::NotInSpread;
+                       f.Isin = 4;
+                   }).InsertInto(m_repository)),
+                  Z9ERR_OK);
         static_cast<void>(m_log.Take());
     }
 
@@ -346,7 +349,7 @@ TEST_F(Multilegs, ClearEmptiesThemAndTheIsinMayComeAgain)
     EXPECT_EQ(m_repository.CountMultilegs(), 0u);
     EXPECT_EQ(m_repository.GetMultileg(201), nullptr);
     ASSERT_EQ(BaseContractSample{}.InsertInto(m_repository), Z9ERR_OK);
-    ASSERT_EQ((FuturesSample{.Code = Code(7), .Isin = 7}.InsertInto(m_repository)), Z9ERR_OK);
+    ASSERT_EQ((FuturesSample(Code(7), 7).InsertInto(m_repository)), Z9ERR_OK);
     EXPECT_EQ(Insert(201, 7, 1, 2), Z9ERR_OK);
     EXPECT_EQ(Get(201), (Record{201, 7, 7, 1, 1, 2, 2, false, false}));
 }
@@ -366,3 +369,4 @@ TEST_F(Multilegs, ThousandsOfThemAreFoundByEachKey)
 }
 
 } // namespace
+} // namespace test::MultilegTest

@@ -13,6 +13,7 @@
 #include "PlainSeries.h"
 #include "SeriesKinds.h"
 
+namespace test::OptionKernelsTest {
 namespace {
 
 using kv7im::Risk;
@@ -423,3 +424,4 @@ TEST(OptionKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns
 }
 
 } // namespace
+} // namespace test::OptionKernelsTest

@@ -14,6 +14,7 @@
 
 #include "PricedSeries.h"
 
+namespace test::OptionQuantLibTest {
 namespace {
 
 using namespace kv7im;
@@ -26,7 +27,7 @@ constexpr double Volatilities[] = {0.02, 0.1, 0.3, 0.8, 2.0};
 constexpr double Strikes[] = {400.0, 800.0, 950.0, 1000.0, 1050.0, 1300.0, 2500.0};
 constexpr double Points[] = {300.0, 900.0, 1000.0, 1001.0, 1400.0};
 
-PricedSeries Flat(SeriesKind kind, Enums::OptionModel model, double volatility, double time)
+PricedSeries Flat(UnderlyingKind kind, Enums::OptionModel model, double volatility, double time)
 {
     PricedSeries priced;
     priced.SetKind(kind);
@@ -57,7 +58,7 @@ TEST(OptionsAgainstQuantLib, BlackAndScholesOverStrikesTermsVolatilitiesAndRates
     for (const double time : Times)
         for (const double volatility : Volatilities) {
             const PricedSeries priced =
-                Flat(SeriesKind::CurrencyOrIndex, Enums::OptionModel::BlackScholes, volatility, time);
+                Flat(UnderlyingKind::CurrencyOrIndex, Enums::OptionModel::BlackScholes, volatility, time);
             for (const double strike : Strikes)
                 for (const bool put : {false, true}) {
                     const CSpecOption option = priced.Option(strike, put);
@@ -81,7 +82,7 @@ TEST(OptionsAgainstQuantLib, BachelierOverStrikesTermsAndVolatilities)
 {
     for (const double time : Times)
         for (const double volatility : Volatilities) {
-            const PricedSeries priced = Flat(SeriesKind::Futures, Enums::OptionModel::Bachelier, volatility, time);
+            const PricedSeries priced = Flat(UnderlyingKind::Futures, Enums::OptionModel::Bachelier, volatility, time);
             for (const double strike : Strikes)
                 for (const bool put : {false, true}) {
                     const CSpecOption option = priced.Option(strike, put);
@@ -100,7 +101,8 @@ TEST(OptionsAgainstQuantLib, BachelierOfACommodityIsTheDiscountedOneAtOneRate)
 {
     for (const double time : Times)
         for (const double volatility : Volatilities) {
-            const PricedSeries priced = Flat(SeriesKind::Commodity, Enums::OptionModel::Bachelier, volatility, time);
+            const PricedSeries priced =
+                Flat(UnderlyingKind::Commodity, Enums::OptionModel::Bachelier, volatility, time);
             for (const double strike : Strikes)
                 for (const bool put : {false, true}) {
                     const CSpecOption option = priced.Option(strike, put);
@@ -121,7 +123,7 @@ TEST(OptionsAgainstQuantLib, BachelierOfACommodityIsTheDiscountedOneAtOneRate)
 TEST(OptionsAgainstQuantLib, WholeGridsAtEveryScenarioAndLevel)
 {
     // A flat smile moves as a whole: the volatility of a scenario is the multiplier times the level.
-    for (const SeriesKind kind : SeriesKinds) {
+    for (const UnderlyingKind kind : UnderlyingKinds) {
         const PricedSeries priced = Flat(kind, Enums::OptionModel::BlackScholes, 0.3, 0.5);
         for (const double strike : Strikes)
             for (const bool put : {false, true}) {
@@ -148,3 +150,4 @@ TEST(OptionsAgainstQuantLib, WholeGridsAtEveryScenarioAndLevel)
 }
 
 } // namespace
+} // namespace test::OptionQuantLibTest

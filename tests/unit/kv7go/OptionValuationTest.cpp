@@ -20,6 +20,7 @@
 #include "valuation/InterestRateRiskCalculator.h"
 #include "valuation/OptionColumns.h"
 
+namespace test::OptionValuationTest {
 namespace {
 
 using namespace kv7im;
@@ -64,7 +65,7 @@ const Variation Variations[] = {
     {"smile no number", [](PricedSeries& p) { p.series.A = p.series.A_Bach = NaN; }},
 };
 
-class OverAllKinds : public testing::TestWithParam<std::tuple<SeriesKind, OptionModel>>
+class OverAllKinds : public testing::TestWithParam<std::tuple<UnderlyingKind, OptionModel>>
 {
 protected:
     [[nodiscard]] PricedSeries Build(const Variation& variation, std::int32_t riskPointsN = 2, bool subRisk = false)
@@ -80,14 +81,14 @@ protected:
     }
 };
 
-std::string NameOf(const testing::TestParamInfo<std::tuple<SeriesKind, OptionModel>>& info)
+std::string NameOf(const testing::TestParamInfo<std::tuple<UnderlyingKind, OptionModel>>& info)
 {
     const char* const kinds[] = {"Futures", "Stock", "CurrencyOrIndex", "Commodity"};
     return std::string(kinds[static_cast<std::size_t>(std::get<0>(info.param))]) +
            (std::get<1>(info.param) == OptionModel::BlackScholes ? "BlackScholes" : "Bachelier");
 }
 INSTANTIATE_TEST_SUITE_P(Market, OverAllKinds,
-                         testing::Combine(testing::ValuesIn(SeriesKinds),
+                         testing::Combine(testing::ValuesIn(UnderlyingKinds),
                                           testing::Values(OptionModel::BlackScholes, OptionModel::Bachelier)),
                          NameOf);
 
@@ -243,7 +244,7 @@ double Uniform(std::mt19937_64& random, double low, double high)
 }
 
 /// A market of moderate numbers: maturities from the shortest to four years, rates of either sign, all smiles.
-PricedSeries RandomSeries(std::mt19937_64& random, SeriesKind kind, OptionModel model)
+PricedSeries RandomSeries(std::mt19937_64& random, UnderlyingKind kind, OptionModel model)
 {
     PricedSeries p;
     p.SetKind(kind);
@@ -568,16 +569,16 @@ TEST(OptionValuation, ACalculatorIsThatOfTheKindAtConstruction)
     };
     for (std::size_t kind = 0; kind < 4; ++kind) {
         PricedSeries priced;
-        priced.SetKind(SeriesKinds[kind]);
+        priced.SetKind(UnderlyingKinds[kind]);
         priced.Build();
-        EXPECT_EQ(&priced.Option(1000.0, true).interestRateRiskCalculator, calculators[kind]) << SeriesKinds[kind];
+        EXPECT_EQ(&priced.Option(1000.0, true).interestRateRiskCalculator, calculators[kind]) << UnderlyingKinds[kind];
     }
 }
 
 TEST(OptionValuation, AnOptionWhoseSeriesHasChangedItsKindKeepsItsRateStress)
 {
     PricedSeries priced;
-    priced.SetKind(SeriesKind::CurrencyOrIndex);
+    priced.SetKind(UnderlyingKind::CurrencyOrIndex);
     priced.Build();
     const CSpecOption option = priced.Option(1000.0, false);
     priced.Contract().assetClass = Enums::AssetClass::Stock;
@@ -742,16 +743,16 @@ TEST(OptionValuation, OnlyPlainBachelierForgetsTheDiscountOfAnIntrinsicValue)
     PricedSeries priced;
     priced.series.UseNullVolat = true;
     priced.series.TimeToExpiration = 1.0;
-    const auto valueOf = [&](SeriesKind kind, OptionModel model) {
+    const auto valueOf = [&](UnderlyingKind kind, OptionModel model) {
         priced.SetKind(kind);
         priced.contract.OptionModel = model;
         priced.Build();
         return priced.Option(1000.0, true).CalculatePoint(0, 900.0, 0.05, 0.1, 950.0, std::nullopt);
     };
-    EXPECT_EQ(valueOf(SeriesKind::Futures, OptionModel::Bachelier), 100.0);
-    EXPECT_EQ(valueOf(SeriesKind::Stock, OptionModel::Bachelier), 100.0);
-    EXPECT_DOUBLE_EQ(valueOf(SeriesKind::Commodity, OptionModel::Bachelier), 950.0 - 900.0 * std::exp(-0.1));
-    EXPECT_DOUBLE_EQ(valueOf(SeriesKind::Stock, OptionModel::BlackScholes), 950.0 - 900.0 * std::exp(-0.1));
+    EXPECT_EQ(valueOf(UnderlyingKind::Futures, OptionModel::Bachelier), 100.0);
+    EXPECT_EQ(valueOf(UnderlyingKind::Stock, OptionModel::Bachelier), 100.0);
+    EXPECT_DOUBLE_EQ(valueOf(UnderlyingKind::Commodity, OptionModel::Bachelier), 950.0 - 900.0 * std::exp(-0.1));
+    EXPECT_DOUBLE_EQ(valueOf(UnderlyingKind::Stock, OptionModel::BlackScholes), 950.0 - 900.0 * std::exp(-0.1));
 }
 
 TEST(OptionValuation, APriceBelowOneStepIsIntrinsicUnderBlackScholesAtEveryScenario)
@@ -786,7 +787,7 @@ TEST(OptionValuation, AVarianceThatIsNoNumberStaysNone)
 {
     // A stock whose settlement price less the discounts is below 0: the log moneyness of the strike is not a number.
     PricedSeries priced;
-    priced.SetKind(SeriesKind::Stock);
+    priced.SetKind(UnderlyingKind::Stock);
     priced.futures.RealCalcPrice = 5.0;
     priced.Build();
     const CSpecOption call = priced.Option(1000.0, false);
@@ -798,7 +799,7 @@ TEST(OptionValuation, AVarianceThatIsNoNumberStaysNone)
 
 TEST(OptionValuation, ARateStressCountsOnItsSideOfTheCentreOnly)
 {
-    for (const SeriesKind kind : SeriesKinds) {
+    for (const UnderlyingKind kind : UnderlyingKinds) {
         PricedSeries priced;
         priced.SetKind(kind);
         priced.Build();
@@ -819,7 +820,7 @@ TEST(OptionValuation, ARateStressCountsOnItsSideOfTheCentreOnly)
 TEST(OptionValuation, ACommodityTakesItsFirstRateTwiceInTheRateStressAndNotInTheGrid)
 {
     PricedSeries priced;
-    priced.SetKind(SeriesKind::Commodity);
+    priced.SetKind(UnderlyingKind::Commodity);
     priced.series.R2 = 0.03;
     priced.Build();
     const CSpecOption first = priced.Option(1000.0, true);
@@ -900,3 +901,4 @@ TEST(NormalDistribution, StepsAtZeroWhereItsTwoSidesDoNotMeet)
 }
 
 } // namespace
+} // namespace test::OptionValuationTest

@@ -15,6 +15,7 @@
 #include "EngineBook.h"
 #include "FailingAllocations.h"
 
+namespace test::OrderFailureTest {
 namespace {
 
 using namespace kv7im;
@@ -212,3 +213,4 @@ TEST(OrderFailure, LeavesTheOneFuturesOfASpreadAsItWas)
 }
 
 } // namespace
+} // namespace test::OrderFailureTest

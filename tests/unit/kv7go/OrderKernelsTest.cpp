@@ -14,6 +14,7 @@
 #include "SeriesKinds.h"
 #include "grids/LazyMemoryPool.h"
 
+namespace test::OrderKernelsTest {
 namespace {
 
 using kv7im::Risk;
@@ -487,3 +488,4 @@ TEST(OrderKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns)
 }
 
 } // namespace
+} // namespace test::OrderKernelsTest

@@ -11,6 +11,7 @@
 
 #include "Road.h"
 
+namespace test::OrderRoadTest {
 namespace {
 
 using Enums::SpreadAspect;
@@ -201,3 +202,4 @@ TEST(OrderRoad, OrdersInASpreadHaveTheBitsOfThePlainSequenceOnBothLegs)
 }
 
 } // namespace
+} // namespace test::OrderRoadTest

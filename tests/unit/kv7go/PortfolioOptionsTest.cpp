@@ -12,6 +12,7 @@
 #include "LogCapture.h"
 #include "kv7errors.h"
 
+namespace test::PortfolioOptionsTest {
 namespace {
 
 using Enums::OptionType;
@@ -597,3 +598,4 @@ TEST(PortfolioOptions, LossesOfTwoBooksInOneSeriesAddUp)
 }
 
 } // namespace
+} // namespace test::PortfolioOptionsTest

@@ -16,6 +16,7 @@
 #include "HandOrders.h"
 #include "kv7errors.h"
 
+namespace test::PortfolioOrdersTest {
 namespace {
 
 using namespace kv7im;
@@ -453,3 +454,4 @@ TEST(AnyBookWithOrders, HasTheSameFiguresInWhateverOrderItsOrdersCame)
 }
 
 } // namespace
+} // namespace test::PortfolioOrdersTest

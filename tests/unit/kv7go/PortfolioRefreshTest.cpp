@@ -18,6 +18,7 @@
 #include "HandOrders.h"
 #include "kv7errors.h"
 
+namespace test::PortfolioRefreshTest {
 namespace {
 
 using namespace kv7im;
@@ -564,3 +565,4 @@ TEST(FuturesTakenAnew, OrdersOfOtherKindsNeedNoMultileg)
 }
 
 } // namespace
+} // namespace test::PortfolioRefreshTest

@@ -14,6 +14,7 @@
 #include "EngineBook.h"
 #include "kv7errors.h"
 
+namespace test::PortfolioTest {
 namespace {
 
 using testing::DoubleNear;
@@ -28,9 +29,9 @@ BaseContractSample Contract(const std::string& code)
     contract.Code = code;
     contract.RiskPointsN = 1;
     contract.ShortOptionMinimumCharge = 0.1;
-    contract.MarketRisk = 0.1;
-    contract.MarketRisk1 = 0.15;
-    contract.MarketRisk2 = 0.2;
+    contract.MarketRisk[Enums::ClientRiskLevel::Default] = 0.1;
+    contract.MarketRisk1[Enums::ClientRiskLevel::Default] = 0.15;
+    contract.MarketRisk2[Enums::ClientRiskLevel::Default] = 0.2;
     contract.ConcentrationLimit1 = 1'000'000'000;
     contract.ConcentrationLimit2 = 2'000'000'000;
     contract.WindowSizePercentage = 0.0;
@@ -466,3 +467,4 @@ TEST(Portfolio, LossesOfTwoClientsInOneGroupAddUpPointByPoint)
 }
 
 } // namespace
+} // namespace test::PortfolioTest

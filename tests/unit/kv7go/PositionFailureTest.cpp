@@ -11,6 +11,7 @@
 #include "FailingAllocations.h"
 #include "HandMarket.h"
 
+namespace test::PositionFailureTest {
 namespace {
 
 using namespace kv7im;
@@ -187,3 +188,4 @@ TEST(PositionFailure, LeavesABookOfPositionsAloneAsItWasOrAsItShallBe)
 }
 
 } // namespace
+} // namespace test::PositionFailureTest

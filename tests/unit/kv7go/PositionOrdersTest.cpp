@@ -12,6 +12,7 @@
 #include "HandOrders.h"
 #include "kv7errors.h"
 
+namespace test::PositionOrdersTest {
 namespace {
 
 using namespace kv7im;
@@ -123,6 +124,31 @@ SClearingDeltaOrder LegRecord(double price, std::int64_t quantity, double settle
     record.orderInfo.riskCenterSecondLeg = settlement + 3.0;
     record.orderInfo.participantCalSpreadMarginType = netting;
     return record;
+}
+
+TEST(OrderRecords, OpenOrdersBecomeTheRecordsThatMakeThem)
+{
+    const KeyPriceType buy = Buy(800.0);
+    const KeyPriceType farLeg = KeyOf(Direction::Sell, 25.0, Type::SecondLeg);
+    SOrderInfo leg(SOrderInfo::InitializationType::FullFill, 201, 3);
+    leg.realCalcPriceSecondLeg = 821.0;
+    leg.participantCalSpreadMarginType = Enums::SpreadMarginType::HalfNetting;
+    const OrdersMap open{{buy, SOrderInfo(SOrderInfo::InitializationType::OnlyDeltaQuantity, 0, 2)}, {farLeg, leg}};
+
+    const std::vector<SClearingDeltaOrder> records = OrderRecordsOf(FUT, open);
+    ASSERT_EQ(records.size(), 2U);
+    auto entry = open.begin();
+    for (const SClearingDeltaOrder& record : records) {
+        EXPECT_EQ(record.CalculatedPrice, entry->first) << "records come in the order of the orders";
+        EXPECT_EQ(record.isin, FUT);
+        EXPECT_EQ(record.isBuying, record.CalculatedPrice == buy);
+        EXPECT_EQ(record.orderInfo.deltaQuantity, record.isBuying ? 2 : 3);
+        EXPECT_EQ(record.orderInfo.multilegIsin, record.isBuying ? 0 : 201);
+        EXPECT_EQ(record.orderInfo.initializationType, entry->second.initializationType);
+        EXPECT_EQ(record.orderInfo.realCalcPriceSecondLeg, record.isBuying ? 0.0 : 821.0);
+        EXPECT_EQ(record.orderInfo.participantCalSpreadMarginType, entry->second.participantCalSpreadMarginType);
+        ++entry;
+    }
 }
 
 // The first change is valued at 800 (100 a contract), the second at 820 (120): each as it came. The entry has the
@@ -261,7 +287,8 @@ TEST(PositionOrders, OrdersAreValuedAtTheLevelOfTheParticipant)
 {
     plain::Market market = MarketOf();
     BaseContractSample& contract = market.baseContracts[0];
-    contract.MarketRiskLow = contract.MarketRisk1Low = contract.MarketRisk2Low = 0.0625;
+    contract.MarketRisk[Enums::ClientRiskLevel::Low] = contract.MarketRisk1[Enums::ClientRiskLevel::Low] =
+        contract.MarketRisk2[Enums::ClientRiskLevel::Low] = 0.0625;
     plain::Rules rules;
     rules.level = Enums::ClientRiskLevel::Low;
     Desk desk(market, rules);
@@ -354,3 +381,4 @@ TEST(PositionOrders, AnOrderInAnOptionMakesItsPositionAndItsSeries)
 }
 
 } // namespace
+} // namespace test::PositionOrdersTest

@@ -11,6 +11,7 @@
 
 #include "InstrumentSamples.h"
 
+namespace test::PositionsOnlyNodesTest {
 namespace {
 
 using kv7im::Parameters;
@@ -75,7 +76,8 @@ std::shared_ptr<kv7im::CSpecBaseContract> ContractOf(double radius)
 {
     BaseContractSample sample;
     if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
-    sample.MarketRisk1 = sample.MarketRisk2 = sample.MarketRisk;
+    sample.MarketRisk1[Enums::ClientRiskLevel::Default] = sample.MarketRisk2[Enums::ClientRiskLevel::Default] =
+        sample.MarketRisk[Enums::ClientRiskLevel::Default];
     std::shared_ptr<kv7im::CSpecBaseContract> contract = sample.Make(radius);
     contract->Init();
     return contract;
@@ -347,3 +349,4 @@ TEST(PositionsOnlyMonths, ReplaceAContributionOfEitherMode)
 }
 
 } // namespace
+} // namespace test::PositionsOnlyNodesTest

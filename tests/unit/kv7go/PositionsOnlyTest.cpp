@@ -17,6 +17,7 @@
 #include "Road.h"
 #include "kv7errors.h"
 
+namespace test::PositionsOnlyTest {
 namespace {
 
 using Enums::OptionType;
@@ -512,3 +513,4 @@ TEST(PositionsOnlyBook, EmptiedItIsAsGoodForThePlainModeAsANewOne)
 }
 
 } // namespace
+} // namespace test::PositionsOnlyTest

@@ -2,29 +2,27 @@
 // options beside the engine's.
 #pragma once
 
-#include <bit>
-#include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <vector>
 
 #include "InstrumentSamples.h"
 #include "PlainOption.h"
+#include "SameBits.h"
 
 /// What decides how options are seen: the margin style, the collateral flag and the asset class.
-enum class SeriesKind
+enum class UnderlyingKind
 {
     Futures,
     Stock,
     CurrencyOrIndex,
     Commodity,
 };
-inline constexpr SeriesKind SeriesKinds[] = {SeriesKind::Futures, SeriesKind::Stock, SeriesKind::CurrencyOrIndex,
-                                             SeriesKind::Commodity};
+inline constexpr UnderlyingKind UnderlyingKinds[] = {UnderlyingKind::Futures, UnderlyingKind::Stock,
+                                                     UnderlyingKind::CurrencyOrIndex, UnderlyingKind::Commodity};
 
-inline std::ostream& operator<<(std::ostream& out, SeriesKind kind)
+inline std::ostream& operator<<(std::ostream& out, UnderlyingKind kind)
 {
     const char* const names[] = {"futures", "stock", "currency or index", "commodity"};
     return out << names[static_cast<std::size_t>(kind)];
@@ -71,12 +69,13 @@ public:
         series.LotCoeff = 1;
     }
 
-    void SetKind(SeriesKind kind)
+    void SetKind(UnderlyingKind kind)
     {
-        series.marginStyle = kind == SeriesKind::Futures ? Enums::MarginStyle::Futures : Enums::MarginStyle::Equity;
-        const bool collateral = kind == SeriesKind::Stock || kind == SeriesKind::CurrencyOrIndex;
+        series.marginStyle = kind == UnderlyingKind::Futures ? Enums::MarginStyle::Futures : Enums::MarginStyle::Equity;
+        const bool collateral = kind == UnderlyingKind::Stock || kind == UnderlyingKind::CurrencyOrIndex;
         futures.Attribute = collateral ? Enums::InstrumentStatus::Collateral : Enums::InstrumentStatus::None;
-        contract.AssetClass = kind == SeriesKind::CurrencyOrIndex ? Enums::AssetClass::Index : Enums::AssetClass::Stock;
+        contract.AssetClass =
+            kind == UnderlyingKind::CurrencyOrIndex ? Enums::AssetClass::Index : Enums::AssetClass::Stock;
     }
 
     /// Makes the instruments anew from the samples. Options made earlier are no longer valid.
@@ -134,9 +133,3 @@ private:
     std::shared_ptr<kv7im::CSpecFutures> m_futures;
     std::unique_ptr<kv7im::CSpecVirtFutures> m_series;
 };
-
-/// The same bits, or both not a number.
-inline bool SameBits(double a, double b)
-{
-    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (std::isnan(a) && std::isnan(b));
-}

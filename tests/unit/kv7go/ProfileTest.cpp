@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+namespace test::ProfileTest {
 namespace {
 
 using kv7im::BaseProfile;
@@ -247,3 +248,4 @@ TEST(BaseProfile, RecalculationIsReachedThroughTheBase)
 }
 
 } // namespace
+} // namespace test::ProfileTest

@@ -14,6 +14,7 @@
 
 #include "grids/LazyMemoryPool.h"
 
+namespace test::RiskMatrixTest {
 namespace {
 
 using kv7im::avxarray;
@@ -652,3 +653,4 @@ TEST(RiskMatrix, StorageReturnsToThePool)
 }
 
 } // namespace
+} // namespace test::RiskMatrixTest

@@ -11,6 +11,7 @@
 
 #include "InstrumentSamples.h"
 
+namespace test::RiskNodeTest {
 namespace {
 
 using kv7im::Parameters;
@@ -353,3 +354,4 @@ TEST(RolledUpRiskNode, ZeroKeepsThePaddingOutOfTheMargin)
 }
 
 } // namespace
+} // namespace test::RiskNodeTest

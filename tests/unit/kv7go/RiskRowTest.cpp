@@ -14,6 +14,7 @@
 
 #include "grids/LazyMemoryPool.h"
 
+namespace test::RiskRowTest {
 namespace {
 
 using kv7im::avxarray;
@@ -505,3 +506,4 @@ TEST(RiskItem, TheScalarReducersPreferANumberToANaN)
 }
 
 } // namespace
+} // namespace test::RiskRowTest

@@ -14,6 +14,7 @@
 
 #include "grids/LazyMemoryPool.h"
 
+namespace test::RiskTest {
 namespace {
 
 using kv7im::BindsRow;
@@ -562,3 +563,4 @@ TEST(RiskRollup, WithoutSubPointsARiskIsOnRealPointsAsItStands)
 }
 
 } // namespace
+} // namespace test::RiskTest

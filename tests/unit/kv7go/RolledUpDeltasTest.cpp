@@ -16,6 +16,7 @@
 #include "except.h"
 #include "kv7errors.h"
 
+namespace test::RolledUpDeltasTest {
 namespace {
 
 using namespace kv7im;
@@ -453,3 +454,4 @@ TEST(RolledUpDeltas, OrdersFollowTheirFuturesOutOfTheSpread)
 }
 
 } // namespace
+} // namespace test::RolledUpDeltasTest

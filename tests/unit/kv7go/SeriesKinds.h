@@ -1,22 +1,12 @@
-// Series of every kind that a kernel tells apart, and how the bits of two results are compared.
+// Series of every kind that a kernel tells apart.
 #pragma once
 
-#include <bit>
-#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "OptionFamily.h"
-
-inline testing::AssertionResult SameBits(double a, double b)
-{
-    if (std::isnan(a) && std::isnan(b)) return testing::AssertionSuccess(); // one NaN is as good as another
-    if (std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << a << " and " << b;
-}
+#include "SameBits.h"
 
 // A way for a series to be.
 struct SeriesKind

@@ -25,6 +25,7 @@
 #include "InstrumentSamples.h"
 #include "grids/LazyMemoryPool.h"
 
+namespace test::SeriesNodeTest {
 namespace {
 
 using kv7im::BindsRow;
@@ -341,3 +342,4 @@ TEST(RiskNodeOptionSeries, APricePointOutOfAllDeliveriesCountsAsNoLoss)
 }
 
 } // namespace
+} // namespace test::SeriesNodeTest

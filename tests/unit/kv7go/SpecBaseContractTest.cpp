@@ -2,6 +2,7 @@
 #include "instruments/SpecBaseContract.h"
 
 #include <limits>
+#include <stdexcept>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include "except.h"
 #include "instruments/SpecFutures.h"
 
+namespace test::SpecBaseContractTest {
 namespace {
 
 using kv7im::CSpecBaseContract;
@@ -87,13 +89,11 @@ TEST(SpecBaseContract, TheWindowIsRoundedToTheNearestPointHalvesUp)
 TEST(SpecBaseContract, ANullCodeThrows)
 {
     const auto make = [](const char* code, const char* mcs) {
-        const CSpecBaseContract bc(code, mcs, 3, Enums::MSPType::FixedPriceStep, 0.1, 0, 0.0, 1.0, 1, 1, 1, 1, 1, 1, 1,
-                                   1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 0, 0.0, Enums::OptionModel::Bachelier,
-                                   Enums::AssetClass::Stock, 0.0, Enums::BaseContractSigns::None);
+        return CSpecBaseContract({.Code = code, .CodeMCS = mcs, .VolatNum = 3, .RiskPointsN = 1}, 0.0).Code;
     };
-    EXPECT_NO_THROW(make("A", ""));
-    EXPECT_THROW(make(nullptr, ""), kv7base::CArgumentException);
-    EXPECT_THROW(make("A", nullptr), kv7base::CArgumentException);
+    EXPECT_EQ(make("A", ""), "A");
+    EXPECT_THROW(make(nullptr, ""), std::logic_error) << "a record holds no null";
+    EXPECT_THROW(make("A", nullptr), std::logic_error);
 }
 
 TEST(SpecBaseContract, TheRiskCoefficientIsTheRadiusOfACurrencyContractOnly)
@@ -273,8 +273,8 @@ TEST(SpecBaseContract, ChangedParametersForgetTheReferenceFuturesAndKeepTheShift
 
     BaseContractSample changed;
     changed.Code = "OTHER";
-    changed.MarketRisk = 1.0;
-    changed.MarketRisk2Exceptional = 2.0;
+    changed.MarketRisk[Enums::ClientRiskLevel::Default] = 1.0;
+    changed.MarketRisk2[Enums::ClientRiskLevel::Exceptional] = 2.0;
     changed.ConcentrationLimit1 = 1;
     changed.ConcentrationLimit2 = 2;
     changed.OptionModel = Enums::OptionModel::Bachelier;
@@ -309,3 +309,4 @@ TEST(SpecBaseContract, TheCodeOfAChangeRecordIsCutOffAtTwentyFiveCharacters)
 }
 
 } // namespace
+} // namespace test::SpecBaseContractTest

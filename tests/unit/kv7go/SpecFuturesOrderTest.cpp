@@ -11,6 +11,7 @@
 #include "InstrumentSamples.h"
 #include "instruments/SpecFutures.h"
 
+namespace test::SpecFuturesOrderTest {
 namespace {
 
 using namespace kv7im;
@@ -142,14 +143,16 @@ protected:
     Orders() { Build(Enums::InstrumentStatus::None); }
     void Build(Enums::InstrumentStatus attribute)
     {
-        const FuturesSample sample{.CalcFutPrice = 1064.0,
-                                   .RealCalcPrice = 1000.0,
-                                   .InterestRateRiskUp = 0.25,
-                                   .InterestRateRiskDown = 0.125,
-                                   .NormalizedSpot = 1024.0,
-                                   .Attribute = attribute,
-                                   .MRAddOnUp = 0.03125,
-                                   .MRAddOnDown = 0.0625};
+        const FuturesSample sample([&](auto& f) {
+            f.CalcFutPrice = 1064.0;
+            f.RealCalcPrice = 1000.0;
+            f.InterestRateRiskUp = 0.25;
+            f.InterestRateRiskDown = 0.125;
+            f.NormalizedSpot = 1024.0;
+            f.Attribute = attribute;
+            f.MRAddOnUp = 0.03125;
+            f.MRAddOnDown = 0.0625;
+        });
         m_futures = sample.Make(*m_bc);
         m_futures->RecalcInvariants();
     }
@@ -525,12 +528,13 @@ class OrderClasses : public Orders, public testing::WithParamInterface<ClassCase
 protected:
     OrderClasses()
     {
-        m_futures = FuturesSample{.CalcFutPrice = 1064.0,
-                                  .RealCalcPrice = 1000.0,
-                                  .NormalizedSpot = 1024.0,
-                                  .MRAddOnUp = 0.03125,
-                                  .MRAddOnDown = 0.0625}
-                        .Make(*m_bc);
+        m_futures = FuturesSample([](auto& f) {
+                        f.CalcFutPrice = 1064.0;
+                        f.RealCalcPrice = 1000.0;
+                        f.NormalizedSpot = 1024.0;
+                        f.MRAddOnUp = 0.03125;
+                        f.MRAddOnDown = 0.0625;
+                    }).Make(*m_bc);
         m_futures->RecalcInvariants();
     }
     [[nodiscard]] static OrdersMap TwoOf(const ClassCase& order)
@@ -647,3 +651,4 @@ TEST_F(Orders, KeysAreTheSameOrderOnlyWhenPriceSideAndKindAgree)
 }
 
 } // namespace
+} // namespace test::SpecFuturesOrderTest

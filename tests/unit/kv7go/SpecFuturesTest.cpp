@@ -12,6 +12,7 @@
 #include "InstrumentSamples.h"
 #include "LogCapture.h"
 
+namespace test::SpecFuturesTest {
 namespace {
 
 using namespace kv7im;
@@ -25,17 +26,18 @@ class Computed : public testing::Test
 {
 protected:
     explicit Computed(BaseContractSample bc = {})
-        : m_bc(bc.Make()),
-          m_sample{.CalcFutPrice = 1064.0,
-                   .MinStepPrice = 10.0,
-                   .RealCalcPrice = 1000.0,
-                   .MinStep = 5.0,
-                   .InterestRateRiskUp = 0.25,
-                   .InterestRateRiskDown = 0.125,
-                   .TimeToExpiration = 0.5,
-                   .NormalizedSpot = 1024.0,
-                   .MRAddOnUp = 0.03125,
-                   .MRAddOnDown = 0.0625}
+        : m_bc(bc.Make()), m_sample([](auto& f) {
+              f.CalcFutPrice = 1064.0;
+              f.MinStepPrice = 10.0;
+              f.RealCalcPrice = 1000.0;
+              f.MinStep = 5.0;
+              f.InterestRateRiskUp = 0.25;
+              f.InterestRateRiskDown = 0.125;
+              f.TimeToExpiration = 0.5;
+              f.NormalizedSpot = 1024.0;
+              f.MRAddOnUp = 0.03125;
+              f.MRAddOnDown = 0.0625;
+          })
     {
         Build();
     }
@@ -55,7 +57,8 @@ protected:
 
 struct ComputedPercentage : Computed
 {
-    ComputedPercentage() : Computed(BaseContractSample{.AssetClass = Enums::AssetClass::Percentage}) {}
+    ComputedPercentage() : Computed(BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Percentage; }))
+    {}
 };
 
 double CellAt(const RiskMatrix& matrix, std::size_t row, std::size_t column)
@@ -167,7 +170,7 @@ TEST_F(Computed, ACoverFactorNeverExceedsTheEdgeCoefficient)
     // Down rate 2.5: (3 - 7.5 + 6.25) x 2.5 = 4.375, so the share would be 2.5 / 4.375. With 1.5 it is
     // (3 - 4.5 + 2.25) x 1.5 = 1.125 and the share 1.5 / 1.125 is above 1.
     BaseContractSample wide;
-    wide.MarketRisk = 1.5;
+    wide.MarketRisk[Enums::ClientRiskLevel::Default] = 1.5;
     m_bc = wide.Make();
     m_sample.CalcFutPrice = m_sample.RealCalcPrice;
     Build();
@@ -235,8 +238,18 @@ TEST_F(Computed, ChangedParametersLeaveTheAttributeAndTheTasFlag)
     m_sample.Attribute = Enums::InstrumentStatus::TAS;
     const auto futures = m_sample.Make(*m_bc);
     EXPECT_TRUE(futures->IsTAS);
-    futures->ChangeParams(SFuturesChanges(1, t_bprice_int::FromPlain(12345678), t_bprice_int::FromPlain(-50000), 3.0,
-                                          0.5, 0.75, 2.0, 4096.0, 0.25, 0.375, true, Enums::SpreadAspect::InSpread));
+    futures->ChangeParams({.CalcFutPrice = t_bprice_int::FromPlain(12345678),
+                           .RealCalcPrice = t_bprice_int::FromPlain(-50000),
+                           .MinStepPrice = 3.0,
+                           .InterestRateRiskUp = 0.5,
+                           .InterestRateRiskDown = 0.75,
+                           .TimeToExpiration = 2.0,
+                           .NormalizedSpot = 4096.0,
+                           .MRAddOnUp = 0.25,
+                           .MRAddOnDown = 0.375,
+                           .Isin = 1,
+                           .EnforceIMSHalfNetting = true,
+                           .SpreadAspect = Enums::SpreadAspect::InSpread});
     EXPECT_EQ(futures->CalcFutPrice, 12345678.0 / 100000.0);
     EXPECT_EQ(futures->RealCalcPrice, -0.5);
     EXPECT_EQ(futures->MinStepPrice, 3.0);
@@ -259,8 +272,12 @@ TEST_F(Computed, ChangedParametersLeaveTheAttributeAndTheTasFlag)
 TEST_F(Computed, OnlyTheValueTwoPutsAChangedFuturesInSpread)
 {
     const auto changed = [this](std::int8_t aspect) {
-        m_futures->ChangeParams(SFuturesChanges(1, {}, {}, 1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, false,
-                                                static_cast<Enums::SpreadAspect>(aspect)));
+        m_futures->ChangeParams({.CalcFutPrice = {},
+                                 .RealCalcPrice = {},
+                                 .MinStepPrice = 1.0,
+                                 .NormalizedSpot = 1.0,
+                                 .Isin = 1,
+                                 .SpreadAspect = static_cast<Enums::SpreadAspect>(aspect)});
         return m_futures->IsInSpread;
     };
     EXPECT_TRUE(changed(2));
@@ -362,3 +379,4 @@ TEST_F(Computed, ADescribedPositionSaysWhatTheTransformDoes)
 }
 
 } // namespace
+} // namespace test::SpecFuturesTest

@@ -14,6 +14,7 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
+namespace test::SpecOptionOrderTest {
 namespace {
 
 using namespace kv7im;
@@ -255,3 +256,4 @@ TEST(SpecOptionOrder, ACancellationIsTheOppositeOfItsOrder)
 }
 
 } // namespace
+} // namespace test::SpecOptionOrderTest

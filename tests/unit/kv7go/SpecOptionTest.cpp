@@ -14,6 +14,7 @@
 
 #include "PricedSeries.h"
 
+namespace test::SpecOptionTest {
 namespace {
 
 using namespace kv7im;
@@ -132,7 +133,7 @@ TEST(SpecOption, ShortSellingValuesAreSharesOfTheSpotTimesTheLot)
 
 TEST(SpecOption, SpecialPointsAreValuesAtThePointsOfTheFuturesInTheCentralScenario)
 {
-    for (const SeriesKind kind : SeriesKinds)
+    for (const UnderlyingKind kind : UnderlyingKinds)
         for (const Enums::OptionModel model : Enums::PossibleOptionModelValues) {
             PricedSeries priced;
             priced.SetKind(kind);
@@ -323,7 +324,7 @@ TEST(SpecOption, ALongPositionLosesItsPremiumAtMost)
 PricedSeries NegativePut()
 {
     PricedSeries priced;
-    priced.SetKind(SeriesKind::Commodity);
+    priced.SetKind(UnderlyingKind::Commodity);
     priced.contract.OptionModel = Enums::OptionModel::Bachelier;
     priced.series.R = 0.0;
     priced.series.R2 = -0.5;
@@ -548,3 +549,4 @@ TEST(SpecOption, FarPointsOfOrdersCountByTheirCover)
 }
 
 } // namespace
+} // namespace test::SpecOptionTest

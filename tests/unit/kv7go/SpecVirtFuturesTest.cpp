@@ -21,6 +21,7 @@
 #include "grids/Constants.h"
 #include "valuation/OptionColumns.h"
 
+namespace test::SpecVirtFuturesTest {
 namespace {
 
 using namespace kv7im;
@@ -635,7 +636,8 @@ TEST_F(Series, ExactlyTwoHundredSubPointsAreNotTooMany)
     m_sample.CalcFutPrice = 1000.5;
     m_sample.NormalizedSpot = 400.0;
     m_parameters.StrikeStep = 1.0;
-    m_contract.MarketRiskMedium = m_contract.MarketRiskHigh = m_contract.MarketRiskExceptional = 0.25;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Medium] = m_contract.MarketRisk[Enums::ClientRiskLevel::High] =
+        m_contract.MarketRisk[Enums::ClientRiskLevel::Exceptional] = 0.25;
     Compute();
     EXPECT_EQ(m_series->GetSubPointsNum(Level::Default), 200);
     EXPECT_EQ(m_series->AdjustedSubRiskStep[Level::Default], 1.0);
@@ -648,7 +650,8 @@ TEST_F(Series, TwoHundredAndOneSubPointsRemainWhenBothEndsAreMultiplesAndTheWarn
     // ceil(400 / (2 x 200)) = 1: the step stays, and so do 201. Low: 900 to 1100 holds 201 from the start.
     m_sample.NormalizedSpot = 800.0;
     m_parameters.StrikeStep = 1.0;
-    m_contract.MarketRiskMedium = m_contract.MarketRiskHigh = m_contract.MarketRiskExceptional = 0.0625;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Medium] = m_contract.MarketRisk[Enums::ClientRiskLevel::High] =
+        m_contract.MarketRisk[Enums::ClientRiskLevel::Exceptional] = 0.0625;
     LogCapture log;
     Compute();
     EXPECT_THAT(log.Take(), ElementsAre(CapLine("401 more than max count 200, forcibly set to 201", 0, "2.000000"),
@@ -831,7 +834,8 @@ TEST_F(Deliverable, TheLinesOfALevelStandTogether)
 {
     m_parameters.SubRisk = true;
     m_parameters.StrikeStep = 2.5;
-    m_contract.MarketRiskMedium = m_contract.MarketRiskHigh = m_contract.MarketRiskExceptional = 0.0078125;
+    m_contract.MarketRisk[Enums::ClientRiskLevel::Medium] = m_contract.MarketRisk[Enums::ClientRiskLevel::High] =
+        m_contract.MarketRisk[Enums::ClientRiskLevel::Exceptional] = 0.0078125;
     LogCapture log;
     Compute();
     // Default: 744 / 2.5 = 297.6 to 502.4 holds 205, factor ceil(512 / 500) = 2; 128 / 2.5 = 51 steps in the limit.
@@ -1059,3 +1063,4 @@ TEST_F(Series, ACopyMakesItsOwnSharedColumns)
 }
 
 } // namespace
+} // namespace test::SpecVirtFuturesTest

@@ -11,6 +11,7 @@
 
 #include "instruments/SpecBaseContract.h"
 
+namespace test::SpecialRiskPointsTest {
 namespace {
 
 using kv7im::RiskRow;
@@ -113,6 +114,38 @@ TEST(SpecialRiskPoints, ProductsAndSumsTakeAllEight)
     ExpectPoints(points, {-1, -3, -5, -7, -8, -10, -12, -14}, "+=");
     points -= PointsOf({-1, -3, -5, -7, -8, -10, -12, -14});
     ExpectPoints(points, {0, 0, 0, 0, 0, 0, 0, 0}, "-=");
+}
+
+TEST(SpecialRiskPoints, AShiftOfAllTakesTheChargesToo)
+{
+    SpecialRiskPoints points = PointsOf({1, 2, 3, 4, 5, 6, 7, 8});
+    points.ShiftAll(0.5);
+    ExpectPoints(points, {1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 7.5, 8.5}, "shift");
+}
+
+TEST(StressPoints, TheTableHasThemFromTheLowestPriceToTheHighest)
+{
+    using kv7im::stress::Kind;
+    using kv7im::stress::Side;
+    const std::array<kv7im::stress::Point, 8> expected{{
+        {SpecialRiskPoints::DownRisk, "DownRisk", Side::Below, Kind::Charge},
+        {SpecialRiskPoints::ZL, "ZL", Side::Below, Kind::Tail},
+        {SpecialRiskPoints::PnL3D, "PnL3D", Side::Below, Kind::Step},
+        {SpecialRiskPoints::PnL2D, "PnL2D", Side::Below, Kind::Step},
+        {SpecialRiskPoints::PnL2U, "PnL2U", Side::Above, Kind::Step},
+        {SpecialRiskPoints::PnL3U, "PnL3U", Side::Above, Kind::Step},
+        {SpecialRiskPoints::ZR, "ZR", Side::Above, Kind::Tail},
+        {SpecialRiskPoints::UpRisk, "UpRisk", Side::Above, Kind::Charge},
+    }};
+    ASSERT_EQ(kv7im::stress::Points.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const kv7im::stress::Point& row = kv7im::stress::Points[i];
+        EXPECT_EQ(row.name, expected[i].name);
+        EXPECT_EQ(row.point, i) << row.name;
+        EXPECT_EQ(row.side, expected[i].side) << row.name;
+        EXPECT_EQ(row.kind, expected[i].kind) << row.name;
+        EXPECT_EQ(row.IsPrice(), i != 0 && i != 7) << row.name << ": a charge is no price";
+    }
 }
 
 TEST(SpecialRiskPoints, BoundsReplaceANaNByTheBound)
@@ -306,3 +339,4 @@ TEST(SpecialRiskPointsCurvature, TheAdditionsOfThePositionsOnlyFormRunFromLeftTo
 }
 
 } // namespace
+} // namespace test::SpecialRiskPointsTest

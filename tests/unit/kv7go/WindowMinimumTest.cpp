@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+namespace test::WindowMinimumTest {
 namespace {
 
 using kv7im::RiskRow;
@@ -78,3 +79,4 @@ TEST(WindowMinimum, EqualsThePlainWindowForEveryLengthAndDistance)
 }
 
 } // namespace
+} // namespace test::WindowMinimumTest

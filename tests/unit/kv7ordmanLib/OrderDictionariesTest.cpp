@@ -5,6 +5,7 @@
 
 #include "OrderDesk.h"
 
+namespace test::OrderDictionariesTest {
 namespace {
 
 using SInstrument = COrderManager::SInstrument;
@@ -18,8 +19,6 @@ struct OrderDictionaries : testing::Test
 };
 
 SInstrument Instrument(std::int32_t id, Isin isin) { return {id, isin, 1, false, KeyPriceType::Type::Ordinal}; }
-
-} // namespace
 
 TEST_F(OrderDictionaries, AreClosedUntilInit)
 {
@@ -95,3 +94,6 @@ TEST_F(OrderDictionaries, RefuseARepeatedIdAndTheIdThatIsNobodys)
               Z9ERR_COMMON_WRONG_ARGUMENTS);
     EXPECT_EQ(COrderManager::FindInstrument(NobodysId), nullptr);
 }
+
+} // namespace
+} // namespace test::OrderDictionariesTest

@@ -10,6 +10,7 @@
 
 #include "OrderDesk.h"
 
+namespace test::OrderEventsTest {
 namespace {
 
 using namespace desk;
@@ -61,8 +62,6 @@ struct OrderEvents : testing::Test
 
     Dictionaries dictionaries;
 };
-
-} // namespace
 
 TEST_F(OrderEvents, AnOrderIsSentTakenTradedAndGone)
 {
@@ -633,3 +632,6 @@ TEST_F(OrderEvents, ZeroIsNobodysNumber)
     EXPECT_EQ(desk.ls, 1);
     EXPECT_NE(desk.manager.findOrderByLS(1), nullptr);
 }
+
+} // namespace
+} // namespace test::OrderEventsTest

@@ -10,6 +10,7 @@
 #include "FailingAllocations.h"
 #include "OrderDesk.h"
 
+namespace test::OrderFailureTest {
 namespace {
 
 using namespace desk;
@@ -41,8 +42,6 @@ bool TellWhileMemoryEnds(OrderDesk& desk, const std::string& event, DeltaOrderLi
         if (room > 50) throw std::runtime_error(event + " never came through");
     }
 }
-
-} // namespace
 
 TEST(OrderFailure, WhicheverAllocationFailsAnEventChangesNothing)
 {
@@ -89,3 +88,6 @@ TEST(OrderFailure, DictionariesThatCannotBeFilledStayClosed)
     }
     FAIL() << "they were never filled";
 }
+
+} // namespace
+} // namespace test::OrderFailureTest

@@ -10,6 +10,7 @@
 
 #include "OrderDesk.h"
 
+namespace test::OrderLivesTest {
 namespace {
 
 using namespace desk;
@@ -223,8 +224,6 @@ private:
     t_id m_lastNumber = 7000;
 };
 
-} // namespace
-
 TEST(OrderLives, DeltasAddUpToWhatStandsAndToNothingInTheEnd)
 {
     const Dictionaries dictionaries;
@@ -241,3 +240,6 @@ TEST(OrderLives, DeltasAddUpToWhatStandsAndToNothingInTheEnd)
             walk.Check();
         }
 }
+
+} // namespace
+} // namespace test::OrderLivesTest

@@ -6,6 +6,7 @@
 
 #include "OrderManager.h"
 
+namespace test::OrderManagerTest {
 namespace {
 
 void Put(COrderManager::COrderList& orders, t_id number, std::int64_t quantity)
@@ -90,3 +91,4 @@ TEST(OrderManager, ALocalNumberBelowZeroCountsAsZero)
 }
 
 } // namespace
+} // namespace test::OrderManagerTest

@@ -9,6 +9,7 @@
 
 #include "OrderManager.h"
 
+namespace test::OrderNumbersTest {
 namespace {
 
 using SOrder = COrderManager::SOrder;
@@ -24,8 +25,6 @@ void InThreads(const Work& work)
     for (std::thread& thread : threads)
         thread.join();
 }
-
-} // namespace
 
 TEST(OrderNumbers, AreGivenOneByOne)
 {
@@ -83,3 +82,6 @@ TEST(OrderNumbers, EndAtTheLargestThatAnyThreadGave)
     });
     EXPECT_EQ(manager.GetLsOrderIdSnapshot(), static_cast<t_id>(count * ThreadCount + ThreadCount - 1));
 }
+
+} // namespace
+} // namespace test::OrderNumbersTest

@@ -7,6 +7,7 @@
 #include "BookCheck.h"
 #include "WrittenFiles.h"
 
+namespace test::BookCheckTest {
 namespace {
 
 using namespace quindal;
@@ -192,3 +193,4 @@ TEST(MarketCodes, TakeACodeOfTwoKindsForTheOneThatCanBeHeld)
 }
 
 } // namespace
+} // namespace test::BookCheckTest

@@ -5,6 +5,7 @@
 #include "CsvTable.h"
 #include "WrittenFiles.h"
 
+namespace test::CsvTableTest {
 namespace {
 
 using namespace quindal;
@@ -92,3 +93,4 @@ TEST(CsvTable, SaysWhatIsNoTable)
 }
 
 } // namespace
+} // namespace test::CsvTableTest

@@ -9,6 +9,7 @@
 #include "DerivedLevels.h"
 #include "WrittenFiles.h"
 
+namespace test::DerivedLevelsTest {
 namespace {
 
 using namespace quindal;
@@ -126,3 +127,4 @@ TEST(DerivedRecords, HaveAPriceThatIsNotTakenForNone)
 }
 
 } // namespace
+} // namespace test::DerivedLevelsTest

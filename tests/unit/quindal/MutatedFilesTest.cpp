@@ -10,6 +10,7 @@
 
 #include "AcceptedOrRefused.h"
 
+namespace test::MutatedFilesTest {
 namespace {
 
 using namespace quindal::test;
@@ -103,3 +104,4 @@ TEST(MutatedFiles, AreCountedWholeOrRefusedWithFileLineAndReason)
 }
 
 } // namespace
+} // namespace test::MutatedFilesTest

@@ -3,6 +3,7 @@
 
 #include "Printable.h"
 
+namespace test::PrintableTest {
 namespace {
 
 using quindal::IsPlainText;
@@ -49,3 +50,4 @@ TEST(Printable, WritesOutBytesThatAreNoUtf8)
 }
 
 } // namespace
+} // namespace test::PrintableTest

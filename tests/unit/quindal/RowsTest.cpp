@@ -7,6 +7,7 @@
 
 #include "WrittenFiles.h"
 
+namespace test::RowsTest {
 namespace {
 
 using namespace quindal;
@@ -315,3 +316,4 @@ TEST(Problems, ShowValuesWithoutTheirControlCharactersAndCutLongOnes)
 }
 
 } // namespace
+} // namespace test::RowsTest

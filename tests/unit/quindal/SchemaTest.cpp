@@ -9,6 +9,7 @@
 #include "Schema.h"
 #include "WrittenFiles.h"
 
+namespace test::SchemaTest {
 namespace {
 
 using namespace quindal;
@@ -64,3 +65,4 @@ TEST(Schema, TakesTheExamples)
 }
 
 } // namespace
+} // namespace test::SchemaTest

@@ -5,6 +5,7 @@
 
 #include "Suggestion.h"
 
+namespace test::SuggestionTest {
 namespace {
 
 using quindal::Distance;
@@ -51,3 +52,4 @@ TEST(Suggestion, IsTheClosestNameWhenOneIsClose)
 }
 
 } // namespace
+} // namespace test::SuggestionTest

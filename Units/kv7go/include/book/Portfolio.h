@@ -31,9 +31,10 @@ class CSpecOption;
 class CSpecVirtFutures;
 class RiskParticipant;
 
-/// Changes that one participant hands to the one above: the isin in whose name, and the rolled-up change.
-/// One change of a client makes one or two of them, which stand in place, so that no heap is touched; a refresh makes
-/// many. The standard allocator, since the nodes want more alignment than the vector's own would give.
+/// Changes that a participant hands to the participant above it. Each entry pairs an isin with the change of the
+/// rolled-up risk that goes up under it. One change of a client makes one or two entries, which are stored in place
+/// without touching the heap; a refresh makes many. The standard allocator is named because the nodes need more
+/// alignment than the vector's own allocator gives.
 using RolledUpRisksVector = boost::container::small_vector<std::pair<Isin, RolledUpRiskNode>, 2,
                                                            std::allocator<std::pair<Isin, RolledUpRiskNode>>>;
 
@@ -48,8 +49,8 @@ public:
     using RisksMap = std::unordered_map<TInitialMarginEntityCode, std::shared_ptr<Node>>;
     using MapRolledUpRiskNode = std::unordered_map<TInitialMarginEntityCode, RolledUpRiskNode>;
 
-    /// What an isin resolves to: the instrument, and the position on its futures; of a multileg that on its first leg,
-    /// and that on its second.
+    /// What an isin resolves to: the instrument and the position on its futures. A multileg resolves to two positions,
+    /// one on the futures of each leg.
     class SearchResult
     {
     public:
@@ -88,7 +89,7 @@ public:
         {
             return positionSecondLegPtr;
         }
-        /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, else 0.
+        /// Z9ERR_INSTRUMENT_ABSENT when nothing was found, otherwise 0.
         [[nodiscard]] Z9ERR ErrorToZ9ErrorCode() const noexcept;
 
     private:
@@ -104,46 +105,41 @@ public:
     Portfolio(const Portfolio&) = delete;
     Portfolio& operator=(const Portfolio&) = delete;
 
-    /// Sets a position in a futures or an option and carries the change to both margins. novQuantity is the quantity
-    /// that the net option value of a premium-style option counts. Z9ERR_INSTRUMENT_ABSENT for an isin that names
-    /// nothing a position can stand in; nothing changes then.
+    /// Sets a position in a futures or an option and carries the change to both margins. The net option value of a
+    /// premium-style option counts novQuantity contracts. Returns Z9ERR_INSTRUMENT_ABSENT, and changes nothing, when
+    /// the isin names neither a futures nor an option.
     [[nodiscard]] Z9ERR SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
 
-    /// The same in the mode that values a position by its cost basis and a market price, the paper loss apart. A book
-    /// runs in one mode or the other.
+    /// Sets a position in a futures or an option in the mode of positions alone, which values it by its cost basis and
+    /// a market price and keeps the paper loss apart. Returns what SetPosition returns. A book runs in one mode or the
+    /// other.
     [[nodiscard]] Z9ERR SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,
                                                   std::int64_t novQuantity);
 
-    /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. The same
-    /// codes as SetPosition; 0 without effect for a multileg, whose orders come with the records below.
-    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
-    /// Adds changes to the orders in a futures, an option or a multileg, whose legs each take their share. The same
-    /// codes; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
+    /// Adds changes to the orders in a futures, an option or a multileg, whose legs each take their share. Codes as of
+    /// SetPosition; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
-    /// Takes the position on a futures, its options and their orders anew, on the instruments as they stand now.
-    /// useRealCalcPrice: the settlement prices take the place of the average ones.
-    /// Z9ERR_CALCGO_API_POSITION_NOT_FOUND without a position; otherwise the first code from what is taken anew, at
-    /// which it stops: what was taken until then stays, on the new instruments. When it throws the position is as it
-    /// was, on the old instruments, and so are its groups and both margins.
+    /// Rebuilds the position on a futures, with its options and their orders, on the present instruments. With
+    /// useRealCalcPrice the settlement prices replace the average prices. Returns Z9ERR_CALCGO_API_POSITION_NOT_FOUND
+    /// without a position. Otherwise it stops at the first code that a rebuilt part returns; the parts rebuilt until
+    /// then stay, on the new instruments. When it throws, the position stands on the old instruments as before, and so
+    /// do its groups and both margins.
     [[nodiscard]] Z9ERR RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice);
-    /// True while some position stands on an instrument that the release of the open changes would destroy.
+    /// True while a position stands on an instrument that the release of the open changes would destroy.
     [[nodiscard]] bool StandsOnChangedInstruments() const;
-    /// Takes the whole book anew, for parameters of the participant that have changed. A position whose instrument is
-    /// gone drops out; always 0. When it throws the book is as it was.
+    /// Rebuilds the whole book after the participant's parameters have changed. A position whose instrument is gone
+    /// drops out. Always returns 0. When it throws, the book is as it was.
     Z9ERR Refresh();
 
     /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
     void Clear();
 
     [[nodiscard]] const MapCumulativeFuturesPosition& RangePositions() const noexcept { return positions; }
-    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
     /// Null when there is no position on this futures.
     [[nodiscard]] const CumulativePositionByFutures* GetFuturesPositionByIsin(Isin isin) const;
     [[nodiscard]] std::size_t GetPositionCount() const noexcept { return positions.size(); }
     [[nodiscard]] bool Empty() const noexcept { return positions.empty(); }
-    /// The position in a futures or in an option, without creating anything; null when there is none.
-    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
 
     [[nodiscard]] double GetVolatilityInitialMargin() const noexcept { return VolatilityInitialMargin_; }
     [[nodiscard]] double GetDeliveryVolatilityInitialMargin() const noexcept
@@ -155,7 +151,7 @@ public:
     {
         DeliveryVolatilityInitialMargin_ += change;
     }
-    /// Sum of the GO changes of the firms below, for a settlement account under Gross.
+    /// Adds a change of the GO of a firm below, money; used by a settlement account under Gross.
     void IncreaseGrossInitialMargin(double change) noexcept { grossInitialMargin_ += change; }
     [[nodiscard]] double GetGrossInitialMargin() const noexcept { return grossInitialMargin_; }
 
@@ -164,21 +160,32 @@ public:
     [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
     [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
 
-    /// Appends what the last change of this isin did to the negative part of its top node's rolled-up risk. An option
-    /// of a series standing alone speaks for its series, any other for its futures, under whose isin its change goes
-    /// then. A multileg speaks for both legs while its legs are not both in spread, otherwise for the first. Pushes
-    /// nothing for an isin that names nothing.
+    /// Appends the change since the last call of the losses in the rolled-up risk of this isin's top node. An option of
+    /// a series standing alone reports its series; any other option reports its futures, under the isin of the futures.
+    /// A multileg reports its first leg, and its second leg as well while the legs are not both in spread. An unknown
+    /// isin appends nothing.
     void GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas);
-    /// The same for all that is held on one futures, after instruments or parameters have changed: the futures and each
-    /// series standing alone, and what a futures or a series that has entered or left the spread leaves behind.
+    /// Appends the changes of everything held on one futures after instruments or parameters have changed: the futures,
+    /// each series standing alone, and what is left behind by a futures or a series that has entered or left the
+    /// spread.
     void GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionByFutures& position,
                                                RolledUpRisksVector& deltas);
-    /// Applies changes from below, in order.
+    /// Applies the changes of the participants below, in their order.
     void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
-    /// Applies one change. In the name of an option of a series in spread there is none to apply: its futures has it.
+    /// Applies one change. Under the isin of an option of a series in spread there is nothing to apply: its futures has
+    /// it.
     void AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node);
-    /// The entry of a base contract, an MCS, or a futures or series standing alone; null when absent.
+    /// The rolled-up entry of a base contract, an MCS, or a futures or series standing alone; null when absent.
     [[nodiscard]] const RolledUpRiskNode* GetHalfNettingRisksByCode(const std::string& code) const;
+
+    // Replica: positions and orders by isin, without the records of an exchange.
+
+    [[nodiscard]] std::vector<Isin> GetFuturesIsins() const;
+    /// The position in a futures or in an option, without creating anything; null when there is none.
+    [[nodiscard]] const CSpecPosition* GetSpecPosition(Isin isin) const;
+    /// Adds a change to the orders in a futures or an option: deltaQuantity contracts, below 0 to cancel. Codes as
+    /// of SetPosition; 0 without effect for a multileg, whose orders come with records only.
+    [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
 
 private:
     [[nodiscard]] SearchResult FindByIsin(Isin isin);

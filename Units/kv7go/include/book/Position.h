@@ -1,5 +1,5 @@
-// CumulativePositionByFutures: everything that one participant holds on one futures, and the road of a change from it
-// to the margin.
+// CumulativePositionByFutures: everything that one participant holds on one futures, and how a change of it reaches the
+// margin.
 //
 // Always true:  m_previousFuturesGroupRisks is exactly what this futures contributes to its MMS node at this moment.
 //               the node of a series in spread is contained in the node of the futures; a series standing alone reaches
@@ -36,36 +36,42 @@ public:
 
     /// Sets the futures position and carries the change up to the portfolio's margins.
     void ChangeFuturesPosition(std::int64_t quantity, double price);
-    /// Sets a position in an option of this futures and carries the change up. novQuantity is the quantity that the net
-    /// option value counts.
+    /// Sets a position in an option of this futures and carries the change up to the portfolio's margins. The net
+    /// option value counts novQuantity contracts.
     void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
 
-    /// Both in the mode that values a position by its cost basis and a market price, the paper loss apart. A book runs
-    /// in one mode or the other. When one throws the position and the nodes are as they were.
+    /// Sets the futures position in the mode of positions alone, which values it by its cost basis and a market price
+    /// and keeps the paper loss apart. A book runs in one mode or the other. When it throws, position and nodes are as
+    /// they were.
     void ChangeFuturesPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice);
+    /// Sets the position in an option in the mode of positions alone. The net option value counts novQuantity
+    /// contracts. When it throws, position and nodes are as they were.
     void ChangeOptionPosition_PositionsOnly(const CSpecOption& option, std::int64_t quantity, double price,
                                             double marketPrice, std::int64_t novQuantity);
 
-    /// Adds changes to the orders in the futures and carries them up to the portfolio's margins. When one throws
-    /// nothing has changed.
+    /// Adds the records to the orders in the futures and carries the change up to the portfolio's margins. When it
+    /// throws, nothing has changed.
     void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
-    /// One change as the quantity, the leg prices and the netting of `info` have it.
+    /// Adds one change of the futures' orders with the quantity, the leg prices and the netting type of `info`.
     void ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
-    /// A change of the orders in the futures that is prepared and not yet made: see CSpecPosition::OrderChange.
+    /// Prepares a change of the orders in the futures without making it: see CSpecPosition::OrderChange.
     [[nodiscard]] CSpecPosition::OrderChange PrepareFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
-    /// Makes the prepared change, which cannot fail, and carries it up.
+    /// Makes a prepared change of the futures' orders, which cannot fail, and carries it up to the portfolio's margins.
     void ChangeFuturesOrders(CSpecPosition::OrderChange& prepared);
-    /// The same for an option of this futures.
+    /// Adds the records to the orders in an option of this futures and carries the change up. When it throws, nothing
+    /// has changed.
     void ChangeOptionOrders(const CSpecOption& option, std::size_t count, const SClearingDeltaOrder* orders);
+    /// Adds one change of an option's orders with the quantity, the leg prices and the netting type of `info`.
     void ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
 
-    /// The position in an option of this futures; a new one is flat. The node of its series is found or made with it.
+    /// The position in an option of this futures. A missing one is made flat, together with the node of its series.
     CSpecPositionOptionsBase& FindOrCreateOptionPosition(const CSpecOption& option);
-    /// The same, and the next margin calculation is that of the series where it stands alone.
+    /// Finds or makes the position in an option and, where its series stands alone, marks the series' node as the one
+    /// that the next margin calculation is for.
     CSpecPositionOptionsBase& FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option);
-    /// The position under an option's isin, made where there is none yet; null when no option has that isin.
+    /// The position under an option's isin, made where there is none yet; null when no option has this isin.
     CSpecPositionOptionsBase* GetOptionPositionSpec(Isin isin);
-    /// The same without making one: null when there is none.
+    /// The position under an option's isin; null when there is none. Creates nothing.
     [[nodiscard]] const CSpecPositionOptionsBase* FindOptionPosition(Isin isin) const;
     /// The node of a series, null when no position stands in it.
     [[nodiscard]] const RiskNodeOptionSeries* GetRiskNodeOptionSeriesByVFCode(const std::string& code) const;
@@ -73,8 +79,9 @@ public:
     [[nodiscard]] const OptionsMap& RangeOptions() const noexcept { return m_optionsMap; }
     [[nodiscard]] std::size_t GetOptionPositionCount() const noexcept { return m_optionsMap.size(); }
 
-    /// Margins of the series standing alone plus that of the top node, money.
+    /// Volatility margin, money: the margins of the series standing alone plus that of the top node.
     [[nodiscard]] double GetTotalVolatilityInitialMargin() const noexcept;
+    /// Delivery margin, money: the margins of the series standing alone plus that of the top node.
     [[nodiscard]] double GetTotalDeliveryVolatilityInitialMargin() const noexcept;
     /// Forgets the margins of the futures' node, of its series and of the series standing alone; the nodes above keep
     /// theirs.
@@ -96,7 +103,7 @@ public:
         return m_previousFuturesGroupRisks;
     }
     [[nodiscard]] RiskNodeMMS::PropertiesForICS GetPropertiesForICS() const;
-    /// Whether only the losses of this futures reach its group, so that its gains relieve no other month.
+    /// True when only the losses of this futures reach its group, so that its gains relieve no other month.
     [[nodiscard]] bool GivesLossesOnly() const;
 
 private:
@@ -106,7 +113,7 @@ private:
     void SetSpecPositionPrivate_PositionsOnly(CSpecPosition& position, std::int64_t quantity, double price,
                                               double marketPrice, std::int64_t novQuantity);
     void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
-    // The mark of a series standing alone belongs to one call: it goes with a step that throws.
+    // The mark of a series standing alone belongs to one call: a step that throws takes it along.
     template <class Step>
     void WithMarkOfThisCall(const Step& step);
     void InitialMarginCalculation();
@@ -130,7 +137,7 @@ private:
     OptionsMap m_optionsMap;                                          // by option isin
     double m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0; // money, sum over the series standing alone
     double m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
-    RiskNodeOptionSeries* m_changedOptionSeriesNodeWithoutSpread = nullptr; // of the call under way
+    RiskNodeOptionSeries* m_changedOptionSeriesNodeWithoutSpread = nullptr; // marked by this call
 };
 
 template <class Step>

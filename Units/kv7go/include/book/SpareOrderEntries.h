@@ -21,7 +21,7 @@ class SpareOrderEntries
 public:
     static constexpr std::size_t MostEntries = 8;
 
-    /// The entry of a key, made when there is none: of nothing yet. When it throws the map is as it was.
+    /// The entry of a key; a missing one is made without a quantity. When it throws, the map is as it was.
     SOrderInfo& FindOrMake(OrdersMap& map, const KeyPriceType& key)
     {
         if (const auto found = map.find(key); found != map.end()) return found->second;

@@ -24,7 +24,7 @@ class RiskNodeFutures;
 class RiskNodeOptionSeries;
 class RiskParticipant;
 
-/// Level at which an instrument is netted.
+/// Level at which an instrument nets.
 enum RiskObjectLevel
 {
     eRiskLevelFutures = 0, // alone: the futures is not in a spread
@@ -33,7 +33,7 @@ enum RiskObjectLevel
     eRiskLevelMaxSize = 3,
 };
 
-/// The level at which this futures is netted.
+/// The level at which this futures nets.
 [[nodiscard]] RiskObjectLevel NettingLevelOf(const CSpecFutures& futures);
 
 class CSpecPosition
@@ -48,44 +48,47 @@ public:
     [[nodiscard]] virtual const BaseProfile& GetProfile() const = 0;
 
     /// Stores the new state and moves the difference of its risk into the node. quantity is signed, short below 0;
-    /// price is the weighted average price; novQuantity is the quantity that the net option value counts. When it
-    /// throws the position and the nodes are as they were.
+    /// price is the weighted average price; the net option value counts novQuantity contracts. When it throws, the
+    /// position and the nodes are as they were.
     void UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity);
 
-    /// The same in the mode that values a position by its cost basis and a market price, both quoted alike: one that
-    /// has lost is valued from the market price, and its paper loss goes to the nodes apart.
+    /// Stores the new state and moves the difference of its risk into the node, in the mode of positions alone. price
+    /// is the cost basis; it and marketPrice are quoted in the same way. A position that has lost is valued from the
+    /// market price, and its paper loss goes to the nodes apart. When it throws, the position and the nodes are as they
+    /// were.
     void UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice,
                                                         std::int64_t novQuantity);
 
-    /// A change of the orders in two steps, so that the legs of a spread change together or not at all: all that may
-    /// run out of memory happens first. The position outlives the change and has one at a time.
+    /// A change of orders in two steps, so that the legs of a spread change together or not at all: the constructor
+    /// does everything that may run out of memory, Apply the rest. A position has one such change at a time and
+    /// outlives it.
     class OrderChange
     {
     public:
-        /// Takes the records in: those with a quantity, in the given order, each on top of its entry.
+        /// Collects the records that have a quantity, in the given order, each added to the entry of its key.
         OrderChange(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
         /// A change that was not applied leaves nothing behind.
         ~OrderChange();
         OrderChange(const OrderChange&) = delete;
         OrderChange& operator=(const OrderChange&) = delete;
 
-        /// Adds the change to the nodes and to the orders of the position. When it throws, which that of a futures
-        /// never does, both are as they were.
+        /// Adds the change to the nodes and to the orders of the position. It never throws for a futures; when it
+        /// throws for an option, nodes and orders are as they were.
         void Apply();
 
     private:
         CSpecPosition& m_position;
     };
 
-    /// Adds a change of the orders: records with a quantity of 0 are passed over, an entry that comes to 0 goes. When
-    /// it throws the orders and the nodes are as they were.
+    /// Adds the records to the orders. Records with a quantity of 0 are passed over, and an entry that comes to 0 is
+    /// dropped. When it throws, the orders and the nodes are as they were.
     void UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders);
 
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
     [[nodiscard]] double GetWAPrice() const noexcept { return m_WAPrice; }
     /// Net option value, money; 0 for anything but a premium-style option.
     [[nodiscard]] double GetNOVi() const noexcept { return m_NOVi; }
-    /// The last one that the mode of positions alone has given; 0 in a position that has never been in it.
+    /// Market price given last in the mode of positions alone; 0 for a position that was never in that mode.
     [[nodiscard]] double GetMarketPrice() const noexcept { return m_marketPrice; }
     /// Open orders, one entry for each price, side and kind.
     [[nodiscard]] const OrdersMap& GetOrders() const noexcept { return m_orders; }
@@ -94,18 +97,19 @@ public:
     [[nodiscard]] RiskObjectLevel GetRiskLevel() const noexcept { return m_positionInstrumentRiskLevel; }
 
 protected:
-    /// Takes the old state's risk out of the node and puts the present state's in.
+    /// Takes the risk of the old state out of the node and puts the risk of the present state in.
     virtual void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) = 0;
-    /// The same in the mode of positions alone. When it throws the nodes are as they were.
+    /// Takes the old state's risk out of the node and puts the present state's in, in the mode of positions alone. When
+    /// it throws, the nodes are as they were.
     virtual void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
                                                 double oldCumulativePerformance, double oldMarketPrice) = 0;
     /// Adds the risk of m_deltaOrders to the node. When it throws the nodes are as they were.
     virtual void UpdateRisksByOrderChanges() = 0;
     /// Net option value of the position, money; 0 for anything that is not an option.
     [[nodiscard]] virtual double CalculateNOVi(std::int64_t quantity) const;
-    /// Paper loss of the position at a price against its cost basis, money; never below 0.
+    /// Paper loss of the position at a price against its cost basis, money, 0 or more.
     [[nodiscard]] virtual double CalculateCumulativePerformance(double price) const = 0;
-    /// What the position's share of a node's sum has changed by: a flat position has none there.
+    /// Change of the position's share in a node's sum, money. A flat position has no share there.
     [[nodiscard]] double ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept;
     [[nodiscard]] double PaperLoss(double price, double moneyCoef) const noexcept;
 
@@ -113,20 +117,20 @@ protected:
     Isin m_futIsin;
     std::int64_t m_quantity = 0; // short below 0
     std::string m_code;
-    double m_WAPrice = 0.0;     // cost basis
-    double m_marketPrice = 0.0; // of the mode of positions alone; 0 in the plain one
+    double m_WAPrice = 0.0;     // price units, cost basis
+    double m_marketPrice = 0.0; // price units, last one of the mode of positions alone; 0 in the plain mode
     RiskObjectLevel m_positionInstrumentRiskLevel;
     OrdersMap m_orders;      // open orders; no entry has a quantity of 0
     OrdersMap m_deltaOrders; // the changes of the call under way
     double m_NOVi = 0.0;
-    double m_cumulativePerformance = 0.0; // money, paper loss of the mode of positions alone; 0 in the plain one
+    double m_cumulativePerformance = 0.0; // money, paper loss in the mode of positions alone; 0 in the plain mode
 
 private:
     void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
     void UpdateOrders() noexcept;
     void ForgetDeltaOrders() noexcept;
 
-    SpareOrderEntries m_spareEntries; // of both maps
+    SpareOrderEntries m_spareEntries; // shared by m_orders and m_deltaOrders
 };
 
 class CSpecPositionFutures final : public CSpecPosition
@@ -139,8 +143,8 @@ public:
     /// Price that values a position: a TAS price is an offset from CalcFutPrice; without discount the price is never
     /// better for the holder than RealCalcPrice.
     [[nodiscard]] double UsableWAPrice(std::int64_t quantity, double price) const;
-    /// The price that values a position in the mode of positions alone: UsableWAPrice, but no higher than the market
-    /// price for a purchase and no lower for a sale. What the holder has lost by then is the paper loss.
+    /// Price that values a position in the mode of positions alone: UsableWAPrice, but no higher than the market price
+    /// for a purchase and no lower for a sale. The loss between the two prices is the paper loss.
     [[nodiscard]] double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price, double marketPrice) const;
 
 protected:
@@ -152,7 +156,7 @@ protected:
 
 private:
     void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
-    [[nodiscard]] double WithOffset(double price) const noexcept; // of a TAS futures from its settlement price
+    [[nodiscard]] double WithOffset(double price) const noexcept; // a TAS price is an offset from CalcFutPrice
 
     const CSpecFutures& m_futures;
     RiskNodeFutures& m_futuresRisk;
@@ -172,27 +176,27 @@ public:
     [[nodiscard]] RiskNodeOptionSeries& GetOptionSeriesRisk() noexcept { return m_optionSeriesRisk; }
     /// Whether the series nets with its futures.
     [[nodiscard]] bool IsInSpread() const noexcept;
-    /// The price that values a position in the mode of positions alone: the higher of both for a short position, the
-    /// lower for any other. What the holder has lost by then is the paper loss.
+    /// Price that values a position in the mode of positions alone: the higher of the two prices for a short position,
+    /// otherwise the lower one. The loss between the two prices is the paper loss.
     [[nodiscard]] static double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price,
                                                             double marketPrice) noexcept;
 
 protected:
-    /// Premium-style options only: quantity times settlement price, in money; 0 for any other. A position with a paper
-    /// loss takes the market price instead where its value is higher by it.
+    /// Net option value, money: quantity times settlement price for a premium-style option, 0 for any other. A position
+    /// with a paper loss takes the market price instead where its value is higher by it.
     [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
     [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
-    /// Moves the change of this position's net option value into the node of the series. A flat position has none
+    /// Moves the change of this position's net option value into the node of the series. A flat position has no share
     /// there.
     void UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept;
-    /// The same of its paper loss.
+    /// Moves the change of this position's paper loss into the node of the series. A flat position has no share there.
     void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
-    /// Takes the old state's risk out of the node of the series and puts the present state's in, with the net option
-    /// value and the paper loss.
+    /// Takes the old state's risk, net option value and paper loss out of the node of the series and puts the present
+    /// state's in.
     void ReplaceInSeries_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
                                        double oldCumulativePerformance, double oldMarketPrice);
     [[nodiscard]] OptionTransform Describe(std::int64_t quantity, double price) const;
-    [[nodiscard]] double PriceOfPaperLoss() const noexcept; // that its net option value counts
+    [[nodiscard]] double PriceOfPaperLoss() const noexcept; // price that the net option value counts at a paper loss
 
     Isin m_optIsin;
     const CSpecOption& m_options;

@@ -11,7 +11,7 @@ inline constexpr double PercentageZPointFixedValue = 100000.0;
 // Price points between the grid's own, and delivery prices, of an option series.
 inline constexpr std::int32_t MaximumValueSubPointCount = 200;
 inline constexpr std::int32_t MaxDeliveryScenariosCountInOneLimit = 24;
-inline constexpr double MinimumSqrtTValue = 0.007555; // root of the time below in years
+inline constexpr double MinimumSqrtTValue = 0.007555; // root of MinimumTimeToExpirationForVF, in years
 
 // Half width of the price grid, in points.
 inline constexpr std::int32_t MinimalPointsNumberConst = 1;

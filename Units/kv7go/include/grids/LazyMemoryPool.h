@@ -48,10 +48,11 @@ public:
     /// Throws kv7base::CZ9Error with code 1 when the system has no memory left.
     [[nodiscard]] static void* Allocate(std::size_t bytes);
 
-    /// The same without the zeros, for a caller that writes every byte itself.
+    /// A block of at least `bytes` bytes with undefined content, for a caller that writes every byte. Throws
+    /// kv7base::CZ9Error with code 1 when the system has no memory left.
     [[nodiscard]] static void* AllocateUnfilled(std::size_t bytes);
 
-    /// Takes back what Allocate gave, on whichever thread. Null is allowed.
+    /// Takes back a block of Allocate or AllocateUnfilled, on any thread. Null is allowed.
     static void Release(void* data) noexcept;
 
     /// Bytes of `items` vectors. Throws std::bad_array_new_length from 2^58 items on.

@@ -88,16 +88,17 @@ struct Profile
     [[nodiscard]] SpecialRiskPoints& GetSpecialRiskPoints() noexcept { return specialRiskPoints; }
     [[nodiscard]] const SpecialRiskPoints& GetSpecialRiskPoints() const noexcept { return specialRiskPoints; }
 
-    /// Gives all four matrices that many sub-points and the binding of the option series, which must outlive the
+    /// Sets the number of sub-points in all four matrices, and the binding of the option series, which must outlive the
     /// profile. A matrix whose width changes is zeroed; the binding is set in any case.
     void ExpandSubPoints(std::size_t count, const BindsRow* binding);
-    /// That many delivery scenarios, on the present columns of the expiration matrix. A change zeroes the matrix.
+    /// Sets the number of delivery scenarios, on the present columns of the expiration matrix. A change zeroes the
+    /// matrix.
     void ExpandExpirationMatrix(std::size_t count);
     /// No delivery scenarios: the expiration matrix loses its rows and its columns.
     void ExcludeExpiration();
 
-    /// Same volatility, interest rate and mismatch matrices and the same special points. The expiration matrix is meant
-    /// to take no part.
+    /// True when the volatility, interest rate and mismatch matrices and the special points are equal. The expiration
+    /// matrix is meant to take no part.
     [[nodiscard]] bool operator==(const Profile& other) const noexcept;
     [[nodiscard]] bool operator!=(const Profile& other) const noexcept { return !(*this == other); }
 
@@ -122,6 +123,7 @@ public:
     /// The eight special points of a level: prices, but the two charges are differences.
     [[nodiscard]] virtual const SpecialRiskPoints& GetPoints(Enums::ClientRiskLevel level) const = 0;
 
+    static_assert(stress::Points.size() == 8, "each stress point of an instrument can be asked for");
     [[nodiscard]] double GetZL(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZL(); }
     [[nodiscard]] double GetZR(Enums::ClientRiskLevel level) const { return GetPoints(level).GetZR(); }
     [[nodiscard]] double GetUpRisk(Enums::ClientRiskLevel level) const { return GetPoints(level).GetUpRisk(); }

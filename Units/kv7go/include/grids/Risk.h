@@ -17,12 +17,12 @@ namespace kv7im {
 class Risk
 {
 public:
-    /// What of the worst results a collapsed row keeps.
+    /// Which of the worst results a collapsed row keeps.
     enum class CollapseProperty : std::int32_t
     {
         NegativeAndPositive = 0,
         Negative = 1,
-        CumulativePerformance = 2, // as Negative; the callers tell the two apart
+        CumulativePerformance = 2, // same values as Negative; the callers tell the two apart
     };
 
     Risk() : Risk(Parameters{}) {} ///< No rows, no columns.
@@ -47,15 +47,16 @@ public:
     Risk& operator+=(const Risk& other) noexcept;
     Risk& operator-=(const Risk& other) noexcept;
 
-    /// The row goes into (out of) every row of the volatility, interest rate and mismatch matrices.
+    /// Adds the row to every row of the volatility, interest rate and mismatch matrices.
     Risk& operator+=(const RiskRowWrapper& row) noexcept;
     Risk& operator-=(const RiskRowWrapper& row) noexcept;
 
-    /// As the comparison of profiles: the delivery rows take no part.
+    /// Equal volatility, interest rate and mismatch matrices and special points; the delivery rows take no part.
     [[nodiscard]] bool operator==(const Risk& other) const noexcept { return risks == other.risks; }
     [[nodiscard]] bool operator!=(const Risk& other) const noexcept { return !(*this == other); }
 
-    /// All four matrices, where NaN stays NaN, and all eight special points, where NaN becomes the bound.
+    /// Raises lower values to the bound: in all four matrices, where NaN stays NaN, and in all eight special points,
+    /// where NaN becomes the bound.
     void BoundValuesFromBelow(double bound) noexcept;
     void BoundValuesFromAbove(double bound) noexcept;
 
@@ -63,27 +64,29 @@ public:
     /// alone, NaN counting as 0. Sub-points are folded first. Unless `property` is NegativeAndPositive a net profit
     /// counts as 0.
     [[nodiscard]] RiskRow CollapseToRiskRow(CollapseProperty property) const;
-    /// The same into a row, which needs no memory when it has that length and there are no sub-points.
+    /// Writes the collapsed result into `row`, which needs no memory when it has that length and there are no
+    /// sub-points.
     void CollapseToRiskRow(CollapseProperty property, RiskRow& row) const;
 
     /// Keeps losses only, with both stresses folded into the volatility rows (the central one without the mismatch): a
     /// profit here can no longer relieve a loss elsewhere, while losses still add up cell by cell. The expiration
     /// matrix stays.
     void TransformMatrixByHalfNetting() noexcept { HalfNetting(0.0); }
-    /// The same with `bound`, the paper loss of the node, as the ceiling in the place of 0.
+    /// Keeps losses as TransformMatrixByHalfNetting does, but with `bound`, the paper loss of the node, as the ceiling
+    /// instead of 0.
     void TransformMatrixByHalfNetting_PositionsOnly(double bound) noexcept { HalfNetting(bound); }
 
-    /// Both stresses folded into the volatility rows as half netting folds them, gains kept: what stands above 0
+    /// Folds both stresses into the volatility rows as half netting does, but keeps the gains: what stands above 0
     /// afterwards is what half netting cuts.
     void FoldStressesIntoVolatility() noexcept { HalfNetting(LargestFinite); }
 
-    /// Replaces every volatility row by the worst delivery outcome per price point, drops the stresses and the delivery
-    /// rows. A price point out of all scenarios gets the largest finite double: no loss there. Nothing without delivery
-    /// rows, so a second call does nothing.
+    /// Replaces every volatility row by the worst delivery outcome per price point and drops the stresses and the
+    /// delivery rows. A price point outside every scenario gets the largest finite double: no loss there. Does nothing
+    /// without delivery rows, and so nothing when called again.
     void MixinExpirationRiskOnVolatility();
 
-    /// Writes the matrices folded onto real price points, and the special points, into `target`, whose parameters stay:
-    /// they are meant to have no sub-points.
+    /// Writes the matrices, folded onto real price points, and the special points into `target`. The dimensions of
+    /// `target` stay; they are meant to have no sub-points.
     void GetRollupedRisk(Risk& target) const;
     /// A copy on real price points only.
     [[nodiscard]] Risk OnRealPoints() const;

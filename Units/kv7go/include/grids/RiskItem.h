@@ -61,7 +61,7 @@ inline constexpr double SmallestPositive = std::numeric_limits<double>::min();
 /// Lane-wise a > b ? a : b, so b when either is NaN.
 [[nodiscard]] inline RiskItem Max(RiskItem a, RiskItem b) noexcept { return _mm256_max_pd(a.value, b.value); }
 
-/// The scalar twins of Min and Max, with the same answer for NaN and for the two zeros.
+/// Scalar a < b ? a : b, so b when either is NaN, and b between +0.0 and -0.0.
 [[nodiscard]] constexpr double Min(double a, double b) noexcept { return a < b ? a : b; }
 [[nodiscard]] constexpr double Max(double a, double b) noexcept { return a > b ? a : b; }
 

@@ -22,12 +22,12 @@ public:
     /// Five default values; zeros for numbers.
     RiskLevelIndexedArray() : m_values{} {}
 
-    /// The same value at every level.
+    /// Every level holds `everyLevel`.
     explicit RiskLevelIndexedArray(const T& everyLevel)
         : m_values{everyLevel, everyLevel, everyLevel, everyLevel, everyLevel}
     {}
 
-    /// The values in the order of the levels.
+    /// One value a level, in the order of the levels.
     RiskLevelIndexedArray(T levelDefault, T levelLow, T levelMedium, T levelHigh, T levelExceptional)
         : m_values{std::move(levelDefault), std::move(levelLow), std::move(levelMedium), std::move(levelHigh),
                    std::move(levelExceptional)}
@@ -43,7 +43,22 @@ public:
     }
 
 private:
+    static_assert(NumberOfClientRiskLevels == 5, "the constructors name each level");
+
     std::array<T, NumberOfClientRiskLevels> m_values;
 };
+
+/// One level of an array that an entry holds; std::invoke takes it for a member of the entry.
+template <class T, class Entry>
+struct LevelOf
+{
+    RiskLevelIndexedArray<T> Entry::*values;
+    Enums::ClientRiskLevel level;
+
+    [[nodiscard]] T& operator()(Entry& entry) const noexcept { return (entry.*values)[level]; }
+    [[nodiscard]] const T& operator()(const Entry& entry) const noexcept { return (entry.*values)[level]; }
+};
+template <class T, class Entry>
+LevelOf(RiskLevelIndexedArray<T> Entry::*, Enums::ClientRiskLevel) -> LevelOf<T, Entry>;
 
 } // namespace kv7im

@@ -58,13 +58,13 @@ public:
     RiskMatrix& operator=(double value) noexcept;
     void swap(RiskMatrix& other) noexcept;
 
-    /// One row as a view. The index is not checked.
+    /// A view of one row. The index is not checked.
     [[nodiscard]] RiskRowWrapper operator[](std::size_t row) noexcept { return RowAt(row); }
     [[nodiscard]] const RiskRowWrapper operator[](std::size_t row) const noexcept { return RowAt(row); }
     /// The row of the unshifted scenario.
     [[nodiscard]] RiskRowWrapper Median() noexcept { return RowAt(medianLineNumber); }
     [[nodiscard]] const RiskRowWrapper Median() const noexcept { return RowAt(medianLineNumber); }
-    /// Index of the central scenario: 1 of 3 rows, 1 of 4, 0 of 2, 0 of 1; of no rows the all-ones value.
+    /// Index of the central scenario: 1 of 3 rows, 1 of 4, 0 of 2, 0 of 1; without rows the all-ones value.
     [[nodiscard]] std::size_t MedianLineNumber() const noexcept { return medianLineNumber; }
 
     [[nodiscard]] std::size_t ColsCount() const noexcept { return cols; }
@@ -85,11 +85,11 @@ public:
     RiskMatrix& operator-=(double value) noexcept;
     RiskMatrix& operator*=(double value) noexcept;
 
-    /// Cell by cell. Nothing if either matrix has no columns; the rows are not compared.
+    /// Adds `other` cell by cell. Does nothing if either matrix has no columns; the rows are not compared.
     RiskMatrix& operator+=(const RiskMatrix& other) noexcept;
     RiskMatrix& operator-=(const RiskMatrix& other) noexcept;
 
-    /// The row goes into (out of) every row. Nothing without rows or where the widths differ.
+    /// Adds the row to every row. Does nothing without rows or where the widths differ.
     RiskMatrix& operator+=(const avxarray& row) noexcept;
     RiskMatrix& operator+=(const RiskRowWrapper& row) noexcept;
     RiskMatrix& operator-=(const RiskRowWrapper& row) noexcept;
@@ -123,11 +123,11 @@ public:
     [[nodiscard]] bool operator==(const RiskMatrix& other) const noexcept;
     [[nodiscard]] bool operator!=(const RiskMatrix& other) const noexcept { return !(*this == other); }
 
-    /// Nothing when the dimensions are the same; otherwise new storage, all cells 0.0. The binding stays.
+    /// Gives the matrix these dimensions, all cells 0.0; does nothing when it has them already. The binding stays.
     void resize(std::size_t scenarios, std::size_t columns);
-    /// New number of rows. With 0 the columns go as well.
+    /// Sets the number of rows. With 0 rows the columns go as well.
     void ResizeRows(std::size_t scenarios);
-    /// New number of columns and a new binding.
+    /// Sets the number of columns and the binding.
     void ResizePoint(std::size_t columns, const BindsRow* binding);
 
 private:

@@ -27,7 +27,7 @@ public:
     avxarray(avxarray&& other) noexcept; ///< Leaves the source empty: no storage, length 0.
     ~avxarray();
 
-    /// An array whose cells and padding the caller will write, every RiskItem of it.
+    /// An array with undefined content: the caller writes every RiskItem of it, cells and padding.
     [[nodiscard]] static avxarray Unfilled(std::size_t size);
 
     avxarray& operator=(const avxarray& other);
@@ -35,7 +35,7 @@ public:
     /// All cells get the value, the padding gets NaN.
     avxarray& operator=(double value) noexcept;
 
-    /// Nothing when the length is the same; otherwise new storage, all cells 0.0.
+    /// Gives the array this length, all cells 0.0; does nothing when it has that length already.
     void resize(std::size_t size);
 
     avxarray& operator+=(double value) noexcept;
@@ -102,7 +102,8 @@ using RiskRow = avxarray;
 
 void swap(avxarray& a, avxarray& b) noexcept;
 
-/// Same length and the same bytes, padding included: +0.0 differs from -0.0, and a NaN equals a NaN of the same bits.
+/// True for equal length and equal bytes, padding included: +0.0 differs from -0.0, a NaN equals a NaN of the same
+/// bits.
 [[nodiscard]] bool operator==(const avxarray& a, const avxarray& b) noexcept;
 [[nodiscard]] bool operator!=(const avxarray& a, const avxarray& b) noexcept;
 

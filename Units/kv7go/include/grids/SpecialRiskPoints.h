@@ -1,7 +1,7 @@
 // SpecialRiskPoints: the eight results that speak for moves far beyond the price grid.
 //
 // Points:       two stress steps below the market (PnL2D, PnL3D) and above it (PnL2U, PnL3U), the extreme tails
-//               ZL and ZR, and the minimum charges of short options, DownRisk and UpRisk.
+//               ZL and ZR, and the minimum charges of short options, DownRisk and UpRisk (the table in StressPoints.h).
 // Numbers:      in a profile points 1 to 6 are prices and the two charges are already differences; in a Risk all
 //               eight are money, a loss is negative.
 // Always true:  a shift of the price (+=, -= with a number) moves points 1 to 6 and leaves the charges alone.
@@ -15,6 +15,7 @@
 #include "Enums.h"
 #include "grids/RiskItem.h"
 #include "grids/RiskRow.h"
+#include "grids/StressPoints.h"
 
 namespace kv7im {
 
@@ -28,7 +29,8 @@ class CSpecBaseContract;
     return value + Min(bend, -bend);
 }
 
-/// The same for positions without orders: the positive part of shift + value, at most `cap`, is given back twice.
+/// Result `value` after the curvature of the mode of positions alone: Curved, with the positive part of shift + value,
+/// at most `cap`, given back twice.
 [[nodiscard]] constexpr double Curved_PositionsOnly(double value, double shift, double radius, double cap) noexcept
 {
     const double bend = (shift + value) * (-radius);
@@ -39,19 +41,10 @@ class CSpecBaseContract;
 class SpecialRiskPoints
 {
 public:
-    enum MappingPoint : std::size_t
-    {
-        DownRisk = 0,
-        ZL = 1,
-        PnL3D = 2,
-        PnL2D = 3,
-        PnL2U = 4,
-        PnL3U = 5,
-        ZR = 6,
-        UpRisk = 7,
-        MappingSize = 8,
-    };
+    using MappingPoint = stress::MappingPoint;
+    using enum stress::MappingPoint; // a template of gcc 12 finds them in stress only
 
+    static_assert(stress::Points.size() == 8, "each stress point has its getter and its setter");
     [[nodiscard]] double GetZL() const noexcept { return points[ZL]; }
     [[nodiscard]] double GetZR() const noexcept { return points[ZR]; }
     [[nodiscard]] double GetUpRisk() const noexcept { return points[UpRisk]; }
@@ -70,6 +63,9 @@ public:
     void SetPnL3U(double value) noexcept { points[PnL3U] = value; }
     void SetPnL2U(double value) noexcept { points[PnL2U] = value; }
 
+    [[nodiscard]] double& operator[](MappingPoint point) noexcept { return points[point]; }
+    [[nodiscard]] double operator[](MappingPoint point) const noexcept { return points[point]; }
+
     [[nodiscard]] static constexpr std::size_t size() noexcept { return MappingSize; }
     /// The eight points in the order of MappingPoint.
     [[nodiscard]] double* pData() noexcept { return points.data(); }
@@ -81,18 +77,21 @@ public:
     SpecialRiskPoints& operator+=(double value) noexcept; ///< Points 1 to 6 only.
     SpecialRiskPoints& operator-=(double value) noexcept; ///< Points 1 to 6 only.
     SpecialRiskPoints& operator*=(double value) noexcept; ///< All eight.
+    void ShiftAll(double shift) noexcept;                 ///< All eight, the charges included.
     SpecialRiskPoints& operator+=(const SpecialRiskPoints& other) noexcept;
     SpecialRiskPoints& operator-=(const SpecialRiskPoints& other) noexcept;
 
     /// Lets the far points count by a share only: ZL and ZR times these factors.
     void CoverFarPoints(double coverZL, double coverZR) noexcept
     {
+        static_assert(stress::CountOf(stress::Kind::Tail) == 2, "each tail has its cover factor");
         points[ZL] *= coverZL;
         points[ZR] *= coverZR;
     }
     /// DownRisk and UpRisk times the participant's ratio.
     void ScaleCharges(double chargeRatio) noexcept
     {
+        static_assert(stress::CountOf(stress::Kind::Charge) == 2, "each charge is scaled");
         points[DownRisk] *= chargeRatio;
         points[UpRisk] *= chargeRatio;
     }
@@ -127,6 +126,12 @@ inline SpecialRiskPoints& SpecialRiskPoints::operator*=(double value) noexcept
     for (double& point : points)
         point *= value;
     return *this;
+}
+
+inline void SpecialRiskPoints::ShiftAll(double shift) noexcept
+{
+    for (double& point : points)
+        point += shift;
 }
 
 inline SpecialRiskPoints& SpecialRiskPoints::operator+=(const SpecialRiskPoints& other) noexcept

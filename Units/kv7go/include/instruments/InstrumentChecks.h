@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,7 +32,7 @@ class Context
 public:
     Context(TelemetryAlertsCollectorPtr telemetry, std::string action, std::string code);
 
-    /// What stands behind the message; empty for a base contract.
+    /// Text that stands behind the message; empty for a base contract.
     [[nodiscard]] virtual std::string str() const;
     virtual ~Context() = default;
 
@@ -54,7 +55,7 @@ class FuturesContext final : public Context
 public:
     FuturesContext(TelemetryAlertsCollectorPtr telemetry, std::string action, std::string code, std::string codeBC);
 
-    /// "CodeBC(<code of the base contract>)"
+    /// Text behind the message: "CodeBC(<code of the base contract>)".
     [[nodiscard]] std::string str() const override;
 
 private:
@@ -67,8 +68,8 @@ public:
     VirtFuturesContext(TelemetryAlertsCollectorPtr telemetry, std::string action, std::string code, std::string codeRF,
                        std::string codeBC, bool isCollateral);
 
-    /// "CodeRF(<code of the futures>) CodeBC(<code of the base contract>) Collateral"; otherwise "Non Collateral",
-    /// which has no blank before it.
+    /// Text behind the message: "CodeRF(<code of the futures>) CodeBC(<code of the base contract>) Collateral", or with
+    /// "Non Collateral", which has no blank before it.
     [[nodiscard]] std::string str() const override;
 
 private:
@@ -77,17 +78,18 @@ private:
     bool isCollateral_;
 };
 
-/// "While <action> Code(<code>) assertion (<assertion>) failed. <name>(<value>). <context>" as an error with that code.
+/// Logs "While <action> Code(<code>) assertion (<assertion>) failed. <name>(<value>). <context>" as an error with that
+/// code.
 void logAssertFail(Z9ERR code, const std::string& assertion, const Context& context, const std::string& name,
                    const std::string& value);
-/// "While <action> Code(<code>) assertion (<assertion>) failed. <name>(<value>) forcibly set to (<default>). <context>"
-/// as a warning.
+/// Logs "While <action> Code(<code>) assertion (<assertion>) failed. <name>(<value>) forcibly set to (<default>).
+/// <context>" as a warning.
 void logExpectFail(const std::string& assertion, const Context& context, const std::string& name,
                    const std::string& value, const std::string& defaultValue);
 
-/// "1(Stock)" as it stands in a list of possible values.
+/// A value of an enumeration as a list of possible values shows it: "1(Stock)".
 [[nodiscard]] std::string NumberedName(std::int64_t value, std::string_view name);
-/// "MSPType in [0(FixedPriceStep),1(CurrencyIndicatorPriceStep)]"
+/// Text of the possible values: "MSPType in [0(FixedPriceStep),1(CurrencyIndicatorPriceStep)]".
 template <class Enum>
 [[nodiscard]] std::string ListOfPossibleValues(std::span<const Enum> possibleValues, const std::string& name)
 {
@@ -121,7 +123,7 @@ template <class Enum>
     return false;
 }
 
-/// What is wanted of a value. Each is false for a value that is not a number.
+/// Relation that a check asks for. Every relation is false for a value that is not a number.
 enum class Relation
 {
     Above,            // value > bound
@@ -131,7 +133,7 @@ enum class Relation
     MagnitudeAtLeast, // |value| >= bound; the message shows the magnitude
 };
 
-/// What becomes of a value that is not as wanted.
+/// Treatment of a value that fails its check.
 enum class Remedy
 {
     Refuse,
@@ -157,25 +159,18 @@ private:
     double Parameters::*field_ = nullptr;
 };
 
-/// Whether a row is read at all; null: always.
+/// Decides whether a row is read at all; null: always.
 template <class Parameters>
 using Condition = bool (*)(const Parameters&);
 
-/// The rate of one level among the parameters.
-template <class Parameters>
-struct LevelRate
-{
-    RiskLevelIndexedArray<double> Parameters::*rates;
-    Enums::ClientRiskLevel level;
-};
-
-/// A row on a number.
+/// A check of a number.
 template <class Parameters>
 struct Check
 {
     const char* assertion; // as it stands in the log
     const char* name;      // of the parameter, as it stands in the log
-    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*, LevelRate<Parameters>>
+    std::variant<double Parameters::*, std::int32_t Parameters::*, std::int64_t Parameters::*,
+                 LevelOf<double, Parameters>>
         field;
     Relation relation;
     Amount<Parameters> bound;
@@ -186,7 +181,7 @@ struct Check
     Condition<Parameters> applies = nullptr;
 };
 
-/// A row on an enumeration.
+/// A check of an enumeration.
 template <class Parameters, class Enum>
 struct Membership
 {
@@ -201,14 +196,14 @@ struct Membership
     Condition<Parameters> applies = nullptr;
 };
 
-/// A row of a table that asks after both.
+/// A row of a table that mixes checks of numbers and of enumerations.
 template <class Parameters>
 using AnyCheck =
     std::variant<Check<Parameters>, Membership<Parameters, Enums::MarginStyle>,
                  Membership<Parameters, Enums::SettlementType>, Membership<Parameters, Enums::ExerciseStyle>,
                  Membership<Parameters, Enums::AssetClass>, Membership<Parameters, Enums::OptionModel>>;
 
-// The words that tables are written in. `Parameters` is named at each, since a field may be one of its base's.
+// The words that tables are written in. Each takes `Parameters` explicitly, since a field may belong to its base class.
 
 template <class Parameters, class Owner, class Field>
 [[nodiscard]] constexpr Check<Parameters> RefuseUnless(const char* assertion, const char* name, Field Owner::*field,
@@ -241,7 +236,7 @@ template <class Parameters, class Owner, class Field>
             .alert = alert};
 }
 
-/// A rate of market risk has to be above 0.0.
+/// A check that refuses a rate of market risk unless it is above 0.0.
 template <class Parameters, class Owner>
 [[nodiscard]] constexpr Check<Parameters> RefuseUnlessPositive(const char* assertion, const char* name,
                                                                RiskLevelIndexedArray<double> Owner::*rates,
@@ -249,7 +244,7 @@ template <class Parameters, class Owner>
 {
     return {.assertion = assertion,
             .name = name,
-            .field = LevelRate<Parameters>{rates, level},
+            .field = LevelOf<double, Parameters>{rates, level},
             .relation = Relation::Above,
             .bound = 0.0,
             .remedy = Remedy::Refuse,
@@ -258,7 +253,7 @@ template <class Parameters, class Owner>
             .alert = Alert::UnspecifiedParam};
 }
 
-/// A value that should be above 0.0 loses its sign.
+/// A check that drops the sign of a value that should be above 0.0.
 template <class Parameters, class Owner>
 [[nodiscard]] constexpr Check<Parameters> DropSignUnlessPositive(const char* assertion, const char* name,
                                                                  double Owner::*field, Alert alert,
@@ -288,7 +283,7 @@ template <class Parameters, class Owner, class Enum, std::size_t Size>
             .refusal = refusal};
 }
 
-/// A null assertion is made of the list.
+/// A check that sets a value outside the list to its default; a null assertion is made from the list.
 template <class Parameters, class Owner, class Enum, std::size_t Size>
 [[nodiscard]] constexpr Membership<Parameters, Enum>
 CorrectUnlessIn(const std::array<Enum, Size>& possibleValues, const char* assertion, const char* name,
@@ -306,30 +301,19 @@ CorrectUnlessIn(const std::array<Enum, Size>& possibleValues, const char* assert
 }
 
 [[nodiscard]] bool Holds(Relation relation, double value, double bound) noexcept;
-/// "%f"
+/// Text of a number as "%f" prints it.
 [[nodiscard]] std::string TextOf(double value);
 [[nodiscard]] std::string TextOf(std::int64_t value);
 inline std::string TextOf(std::int32_t value) { return TextOf(std::int64_t{value}); }
 
 namespace check_detail {
 
-/// Without its sign; only doubles are ever corrected in this way.
+/// The value without its sign; only doubles are ever corrected in this way.
 [[nodiscard]] inline double Magnitude(double value) noexcept { return std::abs(value); }
 template <class Integer>
 [[nodiscard]] Integer Magnitude(Integer value) noexcept
 {
     return value;
-}
-
-template <class Parameters, class Field>
-[[nodiscard]] Field& ValueOf(Field Parameters::*field, Parameters& parameters) noexcept
-{
-    return parameters.*field;
-}
-template <class Parameters>
-[[nodiscard]] double& ValueOf(LevelRate<Parameters> rate, Parameters& parameters) noexcept
-{
-    return (parameters.*rate.rates)[rate.level];
 }
 
 template <class Parameters, class Field>
@@ -354,7 +338,7 @@ template <class Parameters>
 [[nodiscard]] Z9ERR RunOne(const Check<Parameters>& check, const Context& context, Parameters& parameters)
 {
     if (check.applies != nullptr && !check.applies(parameters)) return Z9ERR_OK;
-    return std::visit([&](auto field) { return RunOn(ValueOf(field, parameters), check, context, parameters); },
+    return std::visit([&](auto field) { return RunOn(std::invoke(field, parameters), check, context, parameters); },
                       check.field);
 }
 

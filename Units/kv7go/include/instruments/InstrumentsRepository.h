@@ -21,6 +21,8 @@
 #include "TableRecords.h"
 #include "Z9Types.h"
 #include "grids/Constants.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentsStorages.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "instruments/SpecMultileg.h"
@@ -28,8 +30,6 @@
 
 namespace kv7im {
 
-struct BaseContractParameters;
-struct FuturesParameters;
 struct OptionParameters;
 struct VirtFuturesParameters;
 
@@ -51,33 +51,18 @@ public:
     [[nodiscard]] Z9ERR InsertCurrency(std::int32_t currencyId, double radius);
     [[nodiscard]] Z9ERR InsertCurrency(const SCurrencyStruct& record);
 
-    /// Adds a base contract. Rates level by level, each level in the order MarketRisk, MarketRisk1, MarketRisk2.
-    /// Refuses non-positive rates, negative limits, a window outside 0 to 1, a known code, values outside their
-    /// enumerations, the currency step without its currency, and a grid that differs from its inter-contract group's.
-    /// Corrects the rest. Throws CArgumentException for a null code.
-    [[nodiscard]] Z9ERR
-    InsertBaseContract(const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType,
-                       std::int32_t currencyId, double shortOptionMinimumCharge, double spotPrice, double marketRisk,
-                       double marketRisk1, double marketRisk2, double marketRiskLow, double marketRisk1Low,
-                       double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium,
-                       double marketRisk2Medium, double marketRiskHigh, double marketRisk1High, double marketRisk2High,
-                       double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional,
-                       std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, std::int32_t riskPointsN,
-                       std::int32_t isinVCB, double windowSizePercentage, Enums::OptionModel optionModel,
-                       Enums::AssetClass assetClass, double cfRisk, Enums::BaseContractSigns signs);
+    /// Adds a base contract. Refuses non-positive rates, negative limits, a window outside 0 to 1, a known code, values
+    /// outside their enumerations, the currency step without its currency, and a grid that differs from its
+    /// inter-contract group's. Corrects the rest.
+    [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
     [[nodiscard]] Z9ERR InsertBaseContract(const SBaseContractStruct& record);
 
     /// Adds a futures under its base contract, lets it move the contract's shift and limits, and computes its profile,
     /// or that of the whole family when they moved. FUTURES_NOT_FOUND from the trade-at-settlement link and
-    /// BC_NOT_FOUND from its family's recomputation leave the futures in. Throws CArgumentException for a null code,
-    /// and what the allocation of the grid throws; the futures is not in then.
-    [[nodiscard]] Z9ERR InsertFutures(const char* code, const char* codeBC, double calcFutPrice,
-                                      Enums::SpreadAspect spreadAspect, double minStepPrice, double realCalcPrice,
-                                      double minStep, double xLot, Isin isin, double interestRateRiskUp,
-                                      double interestRateRiskDown, double timeToExpiration, double normalizedSpot,
-                                      Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                                      bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
-    /// A price that is not a number raises CZ9Error from its conversion.
+    /// BC_NOT_FOUND from its family's recomputation leave the futures in. Throws what the allocation of the grid
+    /// throws; the futures is not in then.
+    [[nodiscard]] Z9ERR InsertFutures(FuturesParameters parameters);
+    /// Adds a futures from a record of a table. A price that is not a number raises CZ9Error from its conversion.
     [[nodiscard]] Z9ERR InsertFutures(const SFuturesStruct& record);
 
     /// Adds an option series under its futures and computes its grid. Refuses an unknown futures, a known code, and
@@ -92,7 +77,7 @@ public:
     /// what an allocation throws; everything is as it was then.
     [[nodiscard]] Z9ERR InsertOption(const char* code, const char* codeVF, double strike, Enums::OptionType optionType,
                                      double calcOptPrice, Isin isin);
-    /// A strike or a price that is not a number raises CZ9Error from its conversion.
+    /// Adds an option from a record. A strike or a price that is not a number raises CZ9Error from its conversion.
     [[nodiscard]] Z9ERR InsertOption(const SOptionStruct& record);
 
     /// Adds a leg to a multileg: the first row makes the record, the second completes it, and the leg with the lower
@@ -101,37 +86,39 @@ public:
     /// closed by that all the same, with the first leg in both slots. quantityRatio: contracts of the leg for one
     /// multileg, below 0 when the leg is sold.
     [[nodiscard]] Z9ERR InsertMultileg(Isin multilegIsin, Isin legIsin, int quantityRatio, unsigned char legOrderNum);
-    /// Z9ERR_COMMON_OVERFLOW, with a line in the log, for a negative order number.
+    /// Adds a leg from a record of the dictionary. Z9ERR_COMMON_OVERFLOW, with a line in the log, for a negative order
+    /// number.
     [[nodiscard]] Z9ERR InsertMultileg(const SMultilegDictionaryStruct& record);
-    /// After a change of a futures: every multileg with it as a leg is complete when both legs are in spread, as the
-    /// open transaction has them.
+    /// Makes every multileg with this leg complete when both of its legs are in spread, as the open transaction has
+    /// them; otherwise incomplete. Called after a change of the futures.
     void CorrectMultilegSpreadAspectPropertyByFutures(const CSpecFutures* futures);
 
     // Changes during the day: a transaction on copies. The Update operations open it for the whole family of a base
     // contract and write into the copies; UpdateComplete recomputes what has changed; ReleaseChanged makes it current.
-    // Readers of the current objects see nothing of it until then. Each gives Z9ERR_OK or the code of the refusal,
-    // which leaves the committed objects as they were; a family that is open stays open.
-    // What an Update or UpdateComplete throws, for memory that has ended, leaves the committed objects as they were
-    // too, and a family is opened as a whole or not at all. ReleaseChanged throws before anything of a family is
-    // released, and may be called again.
-    // A new option that is read before UpdateComplete reads through its current one: such a reader counts as a reader
-    // of the current objects. UpdateComplete and the Updates before it touch none of these.
+    // Readers of the current objects see nothing of it until then. Each operation returns Z9ERR_OK or the code of a
+    // refusal; a refusal leaves the committed objects as they were and an open family open.
+    // When an Update or UpdateComplete throws for lack of memory, the committed objects are as they were too, and a
+    // family is opened as a whole or not at all. ReleaseChanged throws before anything of a family is released, and may
+    // be called again.
+    // A new option that is read before UpdateComplete reads its values through the current option, so such a reader
+    // counts as a reader of the current objects. UpdateComplete and the Updates before it touch none of these.
 
-    /// Checks as InsertBaseContract does; BC_NOT_FOUND for an unknown code.
+    /// Changes a base contract, with the checks of InsertBaseContract; BC_NOT_FOUND for an unknown code.
     [[nodiscard]] Z9ERR UpdateBaseContract(const SBaseContractChanges& changes);
-    /// FUTURES_NOT_FOUND for an unknown isin. The spread property of its multilegs changes at once.
+    /// Changes a futures, and at once the spread property of its multilegs. FUTURES_NOT_FOUND for an unknown isin.
     [[nodiscard]] Z9ERR UpdateFutures(const SFuturesChanges& changes);
-    /// FUTURES_NOT_FOUND for a series that no futures has. What is refused behind that leaves the family open.
+    /// Changes a series. FUTURES_NOT_FOUND for a series that no futures has. A later refusal leaves the family open.
     [[nodiscard]] Z9ERR UpdateVirtFutures(const SVirtFuturesChanges& changes);
     [[nodiscard]] Z9ERR UpdateOptionSeries(const SOptionSeriesChanges& changes);
-    /// Settlement price of an option. FUTURES_NOT_FOUND for an isin that no option has.
+    /// Changes the settlement price of an option. FUTURES_NOT_FOUND for an isin that no option has.
     [[nodiscard]] Z9ERR UpdateOption(Isin isin, double CalcOptPrice);
     /// Recomputes every family that is open: futures, their series, their options. FUTURES_NOT_FOUND for a
     /// trade-at-settlement futures without the futures that it tracks.
     [[nodiscard]] Z9ERR UpdateComplete();
-    /// Instruments inserted into an open family come to its new objects. UpdateComplete and ReleaseChanged do it too; a
-    /// host that takes books anew between the two calls it first. In a family that is recomputed already they are
-    /// recomputed, and nothing else: a nearer futures sets shift and limits with the next UpdateComplete.
+    /// Copies the instruments that were inserted into an open family into its new objects. UpdateComplete and
+    /// ReleaseChanged do so too; a host that rebuilds books between those two calls this first. In a family that is
+    /// recomputed already only the newcomers are recomputed: a nearer futures sets shift and limits with the next
+    /// UpdateComplete.
     void AdoptNewcomers();
     /// Makes the copies current and ends the transaction.
     void ReleaseChanged();
@@ -169,10 +156,10 @@ public:
     [[nodiscard]] bool IsEquityOption(Isin isin) const;
 
     [[nodiscard]] std::size_t CountBaseContract() const noexcept { return storageBaseContracts.size(); }
-    /// Different inter-contract groups that base contracts belong to.
+    /// Number of inter-contract groups (MCS) that base contracts belong to.
     [[nodiscard]] std::size_t CountMCS() const;
     [[nodiscard]] std::size_t CountFutures() const noexcept { return storageFutures.size(); }
-    /// Different inter-month groups, that is base contracts with a futures in spread.
+    /// Number of inter-month groups (MMS), that is of base contracts with a futures in spread.
     [[nodiscard]] std::size_t CountMMS() const;
     [[nodiscard]] std::size_t CountVirtualFutures() const noexcept
     {
@@ -182,8 +169,8 @@ public:
     [[nodiscard]] std::size_t CountMultilegs() const noexcept { return storageMultilegs.size(); }
     [[nodiscard]] std::size_t CountCurrency() const noexcept { return curvatureRadiusMap.size(); }
 
-    // Nodes by index: the whole index where the key is unique, otherwise the nodes of one key. No order is promised but
-    // in the ordered ones. Iterators survive insertions.
+    // Nodes by index: the whole index where the key is unique, otherwise the nodes of one key. Only the ordered indices
+    // promise an order. Iterators survive insertions.
     [[nodiscard]] Range<StorageBaseContract, ByCode> RangeBaseContractByCode() const;
     [[nodiscard]] Range<StorageBaseContract, ByMCS> RangeBaseContractByMCS(std::string_view codeMCS) const;
     [[nodiscard]] Range<StorageBaseContract, ByStatus> RangeBaseContractByStatus(Status status) const;
@@ -204,10 +191,8 @@ public:
     [[nodiscard]] Range<StorageMultileg, ByCompleted> RangeMultilegCompleted() const;
 
 private:
-    [[nodiscard]] Z9ERR InsertBaseContract(BaseContractParameters parameters);
     [[nodiscard]] Z9ERR CheckBaseContract(BaseContractParameters& parameters) const;
     [[nodiscard]] bool SharesGridWithMCS(const CSpecBaseContract& baseContract) const;
-    [[nodiscard]] Z9ERR InsertFutures(FuturesParameters parameters);
     [[nodiscard]] Z9ERR CheckFutures(FuturesParameters& parameters) const;
     [[nodiscard]] Z9ERR SettleInsertedFutures(CSpecFutures& futures);
     void RemoveInsertedFutures(const CSpecFutures& futures);

@@ -61,13 +61,13 @@ public:
         return IsRecalculated(isin) || IsOptionOfRecalculated(isin) ? AccessByStatus::eNew : AccessByStatus::eCurrent;
     }
 
-    /// Whether this very isin is marked.
+    /// True when this very isin is marked; an option is marked through its futures only.
     [[nodiscard]] bool IsRecalculated(Isin isin) const { return isinRecalculatedVector.contains(isin); }
-    /// Marks a futures, and with it its options. True when it was not marked before.
+    /// Marks a futures and with it its options. Returns true when the futures was not marked before.
     bool SetRecalculated(Isin isin) { return isinRecalculatedVector.insert(isin).second; }
-    /// Takes one mark back, of a futures that could not be recalculated.
+    /// Removes the mark of a futures that could not be recalculated.
     void ResetRecalculated(Isin isin) { isinRecalculatedVector.erase(isin); }
-    /// Ends the pass.
+    /// Ends the pass: removes every mark.
     void ResetRecalculated() noexcept { isinRecalculatedVector.clear(); }
     [[nodiscard]] std::size_t CountRecalculatedIsins() const noexcept { return isinRecalculatedVector.size(); }
 

@@ -30,20 +30,15 @@
 #include <boost/multi_index_container.hpp>
 #include <boost/range/iterator_range.hpp>
 
+#include "CodeMap.h"
 #include "Enums.h"
+#include "instruments/FuturesTransactionState.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 
 namespace kv7im {
-
-enum class Status : std::int32_t
-{
-    NotChanged = 0,
-    WasChanged = 1,
-    Undefined = 2,
-};
 
 /// Which objects a reader wants.
 enum class AccessByStatus : std::int32_t
@@ -52,19 +47,7 @@ enum class AccessByStatus : std::int32_t
     eNew = 1,     // of the open transaction
 };
 
-/// Codes are looked up by any text, without building a string.
-struct CodeHash
-{
-    using is_transparent = void;
-
-    [[nodiscard]] std::size_t operator()(std::string_view code) const noexcept
-    {
-        return std::hash<std::string_view>{}(code);
-    }
-};
-
-template <class Value>
-using CodeMap = std::unordered_map<std::string, Value, CodeHash, std::equal_to<>>;
+using kv7base::CodeMap;
 
 // Names of the indices.
 struct ByCode;
@@ -84,9 +67,11 @@ template <class Node, const std::string& (Node::*Key)() const noexcept>
 using TextKey =
     bmi::const_mem_fun_explicit<Node, const std::string&, const std::string& (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using UniqueCode = bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using UniqueCode =
+    bmi::hashed_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, class Tag, const std::string& (Node::*Key)() const noexcept>
-using SharedCode = bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, CodeHash, std::equal_to<std::string_view>>;
+using SharedCode =
+    bmi::hashed_non_unique<bmi::tag<Tag>, TextKey<Node, Key>, kv7base::CodeHash, std::equal_to<std::string_view>>;
 template <class Node, Isin (Node::*Key)() const noexcept>
 using IsinKey = bmi::const_mem_fun_explicit<Node, Isin, Isin (Node::*)() const noexcept, Key>;
 template <class Node, class Tag, Isin (Node::*Key)() const noexcept>
@@ -96,8 +81,8 @@ using NodeStatus = bmi::const_mem_fun_explicit<Node, Status, Status (Node::*)() 
 
 } // namespace index_of
 
-/// Lets `change`, which leaves the keys alone, work on an element inside its container. What it throws passes on and
-/// the element stays where it is; the container's own modify would drop it.
+/// Lets `change`, which leaves the keys alone, work on an element inside its container. An exception of `change` passes
+/// on and the element stays; the container's own modify would drop it.
 template <class Storage, class Iterator, class Change>
 void ChangeInside(Storage& storage, Iterator element, Change change)
 {
@@ -157,14 +142,15 @@ public:
 
     /// Recomputes the series, then its options. Its futures has been recomputed before.
     void RecalcInvariants();
-    /// Values of all options at all levels that nobody has asked for yet.
+    /// Values every option at every level that nobody has asked for yet.
     void ValueAllOptions() const;
-    /// Series and options under another futures. The options borrow their values from ours.
+    /// A copy of the series and its options under another futures. The copied options borrow their values from ours.
     [[nodiscard]] VirtualFuturesNode CopyUnder(CSpecFutures& futures) const;
-    /// Copies of those options of `other`, our original, that are not here yet. They borrow their values as well, or
-    /// are valued by us when they are first asked for: where we have been recomputed, or have other columns.
+    /// Adds copies of the options of `other`, the node that this one was copied from, that are missing here. They
+    /// borrow their values; where this node has been recomputed, or has other columns, they are valued here at their
+    /// first use.
     void AdoptOptions(const VirtualFuturesNode& other, bool isRecomputed);
-    /// Lets go of the options that ours have borrowed their values from.
+    /// Ends the borrowing of our options: they let go of the options that they read their values through.
     void StopBorrowing() noexcept;
 
 private:
@@ -197,11 +183,11 @@ public:
     [[nodiscard]] const std::string& GetCode() const noexcept { return Code; }
     [[nodiscard]] const std::string& GetMCS() const noexcept { return CodeMCS; }
 
-    /// Fills `changed` with a copy of `current`.
+    /// Opens the change of the base contract: `changed` becomes a copy of `current`.
     void InitializeChangedInstrument();
-    /// Takes that copy back.
+    /// Drops the copy of an opened change.
     void DropChangedInstrument() noexcept;
-    /// What comes to the family from now on has to be recomputed: all that is there has been.
+    /// Marks the changed objects of the family as recomputed; what enters the family afterwards has to be recomputed.
     void SetRecomputed() noexcept { isRecomputed = true; }
     [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
     /// Makes the changed object current and releases the old one. Does nothing unless the status is WasChanged; the
@@ -214,7 +200,7 @@ private:
     std::string Code; // keys of their own, which outlive a swap
     std::string CodeMCS;
     Status status = Status::NotChanged;
-    bool isRecomputed = false; // the changed objects of the family, once at least
+    bool isRecomputed = false; // the changed objects of the family were recomputed at least once
 };
 
 class FuturesNode
@@ -230,17 +216,18 @@ public:
     [[nodiscard]] CSpecFutures* GetCurrent() const noexcept { return current.get(); }
     [[nodiscard]] CSpecFutures* GetChanged() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? changed.get() : current.get();
+        return state.ShowsCopies() ? changed.get() : current.get();
     }
     [[nodiscard]] CSpecFutures* Get(AccessByStatus access) const noexcept
     {
         return access == AccessByStatus::eNew ? GetChanged() : GetCurrent();
     }
-    [[nodiscard]] Status GetStatus() const noexcept { return status; }
-    void SetStatus(Status value) noexcept { status = value; }
-    /// Has come to a family that was open, and has not been asked for its shift yet.
-    [[nodiscard]] bool IsNewcomer() const noexcept { return isNewcomer; }
-    void SetNewcomer(bool value) noexcept { isNewcomer = value; }
+    [[nodiscard]] Status GetStatus() const noexcept { return state.GetStatus(); }
+    void SetStatus(Status value) noexcept { state.SetStatus(value); }
+    /// True for a futures that has entered an open family and was not counted in its shift and limits yet.
+    [[nodiscard]] bool IsNewcomer() const noexcept { return state.IsNewcomer(); }
+    void ComesToOpenFamily() noexcept { state.ComesToOpenFamily(); }
+    void IsSettledInFamily() noexcept { state.IsSettledInFamily(); }
     [[nodiscard]] const std::string& GetCode() const noexcept { return code; }
     [[nodiscard]] Isin GetIsin() const noexcept { return isin; }
     [[nodiscard]] const std::string& GetBC() const noexcept { return codeBaseContract; }
@@ -248,7 +235,7 @@ public:
     [[nodiscard]] const std::string& GetMMS() const noexcept { return isInSpread ? codeBaseContract : NoGroup; }
     /// Inter-contract group: the base contract's for a futures in spread, otherwise empty.
     [[nodiscard]] const std::string& GetMCS() const noexcept { return isInSpread ? mcsCode : NoGroup; }
-    /// Settlement price of the newest object.
+    /// Settlement price of the futures, from its newest object.
     [[nodiscard]] double GetRealCalcPrice() const noexcept { return GetChanged()->RealCalcPrice; }
     /// Settlement price of an option of this futures, as the newest object has it; 0.0 for one that is not registered.
     [[nodiscard]] double GetRealCalcPriceOption(Isin optionIsin) const;
@@ -257,14 +244,14 @@ public:
 
     [[nodiscard]] const StorageVirtualFutures& GetCurrentStorage() const noexcept { return storageCurrent; }
     [[nodiscard]] StorageVirtualFutures& GetCurrentStorage() noexcept { return storageCurrent; }
-    /// The current ones outside a transaction.
+    /// Series of the open change; outside a transaction the current ones.
     [[nodiscard]] const StorageVirtualFutures& GetChangedStorage() const noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] StorageVirtualFutures& GetChangedStorage() noexcept
     {
-        return status == Status::WasChanged && changed != nullptr ? storageChanged : storageCurrent;
+        return state.ShowsCopies() ? storageChanged : storageCurrent;
     }
     [[nodiscard]] const StorageVirtualFutures& Storage(AccessByStatus access) const noexcept
     {
@@ -309,7 +296,7 @@ public:
     }
     /// Enters an option in both option indices, or in none when it throws. A known key keeps its entry.
     void RegistrateOptionOnVirtualFutures(Isin optionIsin, std::string_view optionCode, std::string_view seriesCode);
-    /// Takes an option out of both.
+    /// Takes an option out of both option indices.
     void ForgetOption(Isin optionIsin, std::string_view optionCode) noexcept;
 
     // Transaction.
@@ -317,24 +304,24 @@ public:
     /// Fills `changed` with a deep copy of `current` under the changed base contract, and with it the series and their
     /// options, which borrow their values from the current ones. A throw leaves everything as it was.
     void InitializeChangedInstrument(CSpecBaseContract* changedBaseContract);
-    /// Takes those copies back.
+    /// Drops the copies of an opened change.
     void DropChangedInstrument() noexcept;
-    /// Copies what has been inserted since: series and options that the current storage has and the changed one lacks.
-    /// Under a futures that has been recomputed they are recomputed as well.
+    /// Copies the series and options that were inserted since the change was opened: those that the current storage has
+    /// and the changed one lacks. Under a futures that has been recomputed they are recomputed as well.
     void AdoptNewcomers();
     /// Recomputes the changed futures, then its series, then their options: parents before children.
     void RecalcChanged();
-    /// RecalcChanged has come to its end since the copies were made.
-    [[nodiscard]] bool IsRecomputed() const noexcept { return isRecomputed; }
-    /// Gives the changed options values of their own that they have borrowed so far: to be called before the current
-    /// instruments are recomputed, or go.
+    /// True when RecalcChanged has finished since the copies were made.
+    [[nodiscard]] bool IsRecomputed() const noexcept { return state.IsRecomputed(); }
+    /// Gives the changed options values of their own in place of the borrowed ones; to be called before the current
+    /// instruments are recomputed or destroyed.
     void KeepBorrowedValues();
-    /// Values the changed options that were recomputed and not asked for since: to be called before what they are
-    /// valued by changes once more.
+    /// Values the changed options that were recomputed and not asked for since; to be called before the instruments
+    /// that they are valued from change once more.
     void KeepRecomputedValues();
     /// Makes the changed objects current and releases the old ones; the group codes follow. Values still borrowed are
-    /// let go, so KeepBorrowedValues comes first. Does nothing unless the status is WasChanged; the status itself
-    /// stays, since it is an index key.
+    /// lost, so KeepBorrowedValues comes first. Does nothing unless the status is WasChanged; the status itself stays,
+    /// since it is an index key.
     void SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept;
 
 private:
@@ -344,20 +331,15 @@ private:
     StorageVirtualFutures storageCurrent;
     std::shared_ptr<CSpecFutures> changed;
     StorageVirtualFutures storageChanged;
-    // Of both views: the options do not come or go in a transaction, only their values change.
+    // Shared by both storages: options do not come or go in a transaction, only their values change.
     std::unordered_map<Isin, std::string> storageIndexVirtualFuturesCodeByOptionIsin;
     CodeMap<std::string> storageIndexVirtualFuturesCodeByOptionCode;
-    Status status = Status::NotChanged;
+    FuturesTransactionState state;
     Isin isin;
     std::string code;
-    std::string codeBaseContract; // the inter-month group too, while in spread
+    std::string codeBaseContract; // also the inter-month group while in spread
     std::string mcsCode;          // inter-contract group while in spread
-    bool isInSpread;              // of `current`: its swap has to allocate nothing
-    bool borrowsValues = false;   // some changed option may still read values through a current one
-    bool wasRecomputed = false;   // some changed option may have been recomputed and not valued since
-    bool hasNewColumns = false;   // RecalcChanged has begun: a series may stand on other columns than its original
-    bool isRecomputed = false;    // and it has come to its end, once at least
-    bool isNewcomer = false;
+    bool isInSpread;              // state of `current`, kept here so that its swap allocates nothing
 
     static inline const std::string NoGroup;
 };
@@ -394,8 +376,7 @@ using StorageFutures = boost::multi_index_container<
                      index_of::SharedCode<FuturesNode, ByMMS, &FuturesNode::GetMMS>,
                      index_of::SharedCode<FuturesNode, ByMCS, &FuturesNode::GetMCS>>>;
 
-/// Series code to the futures that has it, and an option to the futures of its series: a position reaches its futures
-/// in one lookup.
+/// The futures of a series by series code, or of an option by its key: a position reaches its futures in one lookup.
 using StorageIndexVirtualFuturesToFutures = CodeMap<StorageFutures::iterator>;
 using StorageIndexOptionToFuturesByIsin = std::unordered_map<Isin, StorageFutures::iterator>;
 using StorageIndexOptionToFuturesByCode = CodeMap<StorageFutures::iterator>;

@@ -8,6 +8,7 @@
 
 namespace kv7im {
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile among the parameters of a series");
 struct OptionSeriesParameters
 {
     std::string Code;   // of the series

@@ -17,6 +17,7 @@
 #include "Enums.h"
 #include "TableRecords.h"
 #include "grids/RiskLevelIndexedArray.h"
+#include "instruments/BaseContractParameters.h"
 
 namespace kv7im {
 
@@ -25,50 +26,34 @@ class CSpecFutures;
 /// New parameters of a base contract. The code finds the contract and is not itself a parameter.
 struct SBaseContractChanges
 {
-    /// Rates level by level, each level in the order MarketRisk, MarketRisk1, MarketRisk2. A code longer than 25
-    /// characters is cut off.
-    SBaseContractChanges(std::string_view code, double marketRisk, double marketRisk1, double marketRisk2,
-                         double marketRiskLow, double marketRisk1Low, double marketRisk2Low, double marketRiskMedium,
-                         double marketRisk1Medium, double marketRisk2Medium, double marketRiskHigh,
-                         double marketRisk1High, double marketRisk2High, double marketRiskExceptional,
-                         double marketRisk1Exceptional, double marketRisk2Exceptional, double spotPrice,
-                         std::int64_t concentrationLimit1, std::int64_t concentrationLimit2,
-                         Enums::OptionModel optionModel, double cfRisk);
+    /// A code longer than 25 characters is cut off.
+    explicit SBaseContractChanges(std::string_view code);
 
     t_instr Code{};
     RiskLevelIndexedArray<double> MarketRisk;
     RiskLevelIndexedArray<double> MarketRisk1;
     RiskLevelIndexedArray<double> MarketRisk2;
-    double SpotPrice;
-    std::int64_t ConcentrationLimit1;
-    std::int64_t ConcentrationLimit2;
-    Enums::OptionModel OptionModel;
-    double CFRisk;
+    double SpotPrice = 0.0;
+    std::int64_t ConcentrationLimit1 = 0;
+    std::int64_t ConcentrationLimit2 = 0;
+    Enums::OptionModel OptionModel = Enums::OptionModel::BlackScholes;
+    double CFRisk = 0.0;
 };
 
 class CSpecBaseContract
 {
 public:
-    /// Rates level by level, each level in the order MarketRisk, MarketRisk1, MarketRisk2. The values are taken as they
-    /// are: the repository has checked them. Throws CArgumentException for a null code.
-    CSpecBaseContract(const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType,
-                      double shortOptionMinimumCharge, std::int32_t indicatorID, double curvatureRadius_,
-                      double spotPrice, double marketRisk, double marketRisk1, double marketRisk2, double marketRiskLow,
-                      double marketRisk1Low, double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium,
-                      double marketRisk2Medium, double marketRiskHigh, double marketRisk1High, double marketRisk2High,
-                      double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional,
-                      std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, std::int32_t riskPointsN,
-                      std::int32_t isinVCB, double windowSizePercentage, Enums::OptionModel optionModel_,
-                      Enums::AssetClass assetClass_, double cfRisk, Enums::BaseContractSigns signs);
+    /// Takes the values as they are: the repository has checked them. curvatureRadius: of the contract's currency.
+    CSpecBaseContract(const BaseContractParameters& parameters, double curvatureRadius);
 
-    /// Forgets the reference futures and renews what is computed. ShiftCoefficient keeps its value until the next
+    /// Forgets the reference futures and recomputes the derived values. ShiftCoefficient keeps its value until the next
     /// futures is seen.
     void Init();
-    /// Takes new parameters, then Init.
+    /// Takes new parameters, then does what Init does.
     void ChangeParams(const SBaseContractChanges& changes);
 
-    /// Lets a futures that has come or changed move the concentration limits and the shift. True when either moved:
-    /// every instrument of the contract has to be recomputed then.
+    /// Lets a futures that has come or changed move the concentration limits and the shift. Returns true when either
+    /// moved: every instrument of the contract has to be recomputed then.
     bool CorrectShiftParamsByFutures(const CSpecFutures* futures);
     bool CorrectConcentrationLimitByFutures(const CSpecFutures* futures);
     bool CorrectShiftingMarketRiskByFutures(const CSpecFutures* futures);
@@ -78,7 +63,7 @@ public:
                                                                               double currentMinimalTime,
                                                                               bool currentIsCollateral,
                                                                               Isin currentIsin);
-    /// Renews the six Up and Down arrays.
+    /// Recomputes the six arrays of Up and Down rates.
     void RecalcShiftingMarketRisk() noexcept;
 
     [[nodiscard]] bool HasMCS() const noexcept { return !CodeMCS.empty(); }
@@ -133,7 +118,7 @@ public:
     Enums::OptionModel optionModel;
     Enums::AssetClass assetClass;
     double CFRisk;
-    std::string TASBaseContractCode; // contract of the trade-at-settlement futures that track ours, empty for none
+    std::string TASBaseContractCode; // base contract of the trade-at-settlement futures that track ours, empty for none
     Enums::BaseContractSigns Signs;
 };
 

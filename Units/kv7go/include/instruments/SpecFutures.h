@@ -17,49 +17,32 @@
 #include "grids/Profile.h"
 #include "grids/Risk.h"
 #include "grids/RiskLevelIndexedArray.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/SpecOrderList.h"
 
 namespace kv7im {
 
 class CSpecBaseContract;
 
-/// New parameters of a futures; prices with five decimals.
+/// New parameters of a futures; prices with five decimals. The isin finds the futures and is not itself a parameter.
 struct SFuturesChanges
 {
-    SFuturesChanges(::Isin isin, t_bprice_int calcFutPrice, t_bprice_int realCalcPrice, double minStepPrice,
-                    double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration,
-                    double normalizedSpot, double mrAddOnUp, double mrAddOnDown, bool enforceIMSHalfNetting,
-                    Enums::SpreadAspect spreadAspect)
-        : CalcFutPrice(calcFutPrice),
-          RealCalcPrice(realCalcPrice),
-          MinStepPrice(minStepPrice),
-          InterestRateRiskUp(interestRateRiskUp),
-          InterestRateRiskDown(interestRateRiskDown),
-          TimeToExpiration(timeToExpiration),
-          NormalizedSpot(normalizedSpot),
-          MRAddOnUp(mrAddOnUp),
-          MRAddOnDown(mrAddOnDown),
-          Isin(isin),
-          EnforceIMSHalfNetting(enforceIMSHalfNetting),
-          SpreadAspect(spreadAspect)
-    {}
-
     t_bprice_int CalcFutPrice;
     t_bprice_int RealCalcPrice;
-    double MinStepPrice;
-    double InterestRateRiskUp;
-    double InterestRateRiskDown;
-    double TimeToExpiration;
-    double NormalizedSpot;
-    double MRAddOnUp;
-    double MRAddOnDown;
-    ::Isin Isin;
-    bool EnforceIMSHalfNetting;
-    Enums::SpreadAspect SpreadAspect;
+    double MinStepPrice = 0.0;
+    double InterestRateRiskUp = 0.0;
+    double InterestRateRiskDown = 0.0;
+    double TimeToExpiration = 0.0;
+    double NormalizedSpot = 0.0;
+    double MRAddOnUp = 0.0;
+    double MRAddOnDown = 0.0;
+    ::Isin Isin = 0;
+    bool EnforceIMSHalfNetting = false;
+    Enums::SpreadAspect SpreadAspect = Enums::SpreadAspect::NotInSpread;
 };
 
-/// A position's risk before it is worked out: what has to be done to a profile, in the order of the members. A node
-/// that can add it cell by cell needs no Risk of its own for it.
+/// The steps that turn the profile of a futures into the risk of a position, in the order of the members. A node
+/// applies them cell by cell without building a Risk.
 struct PositionTransform
 {
     const Profile* profile; // of the futures at the level; lives as long as the futures
@@ -78,11 +61,7 @@ public:
 
     /// Takes the values as they are: the repository has checked them. The profile is allocated and zero; it is computed
     /// by RecalcInvariants. Throws when the grid cannot be allocated.
-    CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_, double calcFutPrice,
-                 bool isInSpread, double minStepPrice, double realCalcPrice, double minStep, double xLot,
-                 double interestRateRiskUp, double interestRateRiskDown, double timeToExpiration, double edgeCoeff_,
-                 double normalizedSpot, Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                 bool enforceIMSHalfNetting, Isin tasBaseFutIsinID);
+    CSpecFutures(CSpecBaseContract* baseContract, const FuturesParameters& parameters, double edgeCoeff);
     /// A deep copy under another parent.
     CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseContract);
 
@@ -93,10 +72,12 @@ public:
 
     /// Result of a position, money: quantity in contracts, short below 0; price is its average price.
     [[nodiscard]] Risk TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const;
-    /// The same, not yet worked out.
+    /// Describes the risk of a position as steps that a node applies itself; their result is that of
+    /// TransformToPosition.
     [[nodiscard]] PositionTransform DescribePosition(std::int64_t quantity, double price,
                                                      Enums::ClientRiskLevel level) const noexcept;
-    /// As TransformToPosition, with a price of its own for the special points and, at the end, a shift of all eight.
+    /// Result of a position, money, in the mode of positions alone: `price` is taken from the grid, specialPointsPrice
+    /// from the special points, and `shift` is added to all eight special points at the end.
     [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
                                                          Enums::ClientRiskLevel level, double shift) const;
     /// Loss of all orders of the futures, money. Orders only ever add loss: every contribution is capped at 0.
@@ -122,11 +103,13 @@ public:
     [[nodiscard]] double CalculateInterestRate(double rate, double timeCoefficient, std::size_t column,
                                                FuncCheckRange check, double addOn,
                                                Enums::ClientRiskLevel level) const noexcept;
-    /// Price of the far left and of the far right stress: the rate compounded over three steps.
+    /// Price of the far left stress, ZL: the rate compounded over three steps.
     [[nodiscard]] double CalculateZL(Enums::ClientRiskLevel level) const noexcept;
+    /// Price of the far right stress, ZR: the rate compounded over three steps.
     [[nodiscard]] double CalculateZR(Enums::ClientRiskLevel level) const noexcept;
-    /// Share of the far stress result that counts; read the ZL and ZR points of the profile.
+    /// Share of the far left stress result that counts; reads the ZL point of the profile.
     [[nodiscard]] double CalculateCoverZL(Enums::ClientRiskLevel level) const;
+    /// Share of the far right stress result that counts; reads the ZR point of the profile.
     [[nodiscard]] double CalculateCoverZR(Enums::ClientRiskLevel level) const;
 
     CSpecBaseContract* BaseContract; // parent, not owned

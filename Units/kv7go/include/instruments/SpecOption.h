@@ -37,8 +37,8 @@ enum class OptionType : std::int32_t
 
 class CSpecOption;
 
-/// A position's risk before it is worked out: what has to be done to a grid, in the order of the members. A node that
-/// can add it cell by cell needs no Risk of its own for it.
+/// The steps that turn the grid of an option into the risk of a position, in the order of the members. A node applies
+/// them cell by cell without building a Risk.
 struct OptionTransform
 {
     const CSpecOption* option;
@@ -58,24 +58,24 @@ public:
                 double calcOptPrice);
     /// A deep copy under another series.
     CSpecOption(const CSpecOption& other, CSpecVirtFutures* series);
-    /// The same without any values of its own: those of the original are read through it, which has to live and to
-    /// stand as it is until RecalcInvariants, ValueAllLevels or StopBorrowing.
+    /// A copy under another series without values of its own: it reads the values of the original, which has to live
+    /// unchanged until RecalcInvariants, ValueAllLevels or StopBorrowing of the copy.
     [[nodiscard]] static CSpecOption BorrowingCopy(const CSpecOption& original, CSpecVirtFutures* series);
     CSpecOption(const CSpecOption& other);
     CSpecOption(CSpecOption&& other) noexcept;
     CSpecOption& operator=(const CSpecOption&) = delete;
 
-    /// Forgets the values of all levels: they are those of the present parameters from now on. Throws CZ9Error with
+    /// Forgets the values of all levels; from now on they follow the present parameters. Throws CZ9Error with
     /// Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS for a base contract of an unknown option model.
     void RecalcInvariants() override;
-    /// Values the levels that nobody has asked for yet, and makes what is borrowed its own; to be called before
-    /// something that they depend on changes while they shall stay.
+    /// Values the levels that nobody has asked for yet and copies borrowed values. To be called before a parameter that
+    /// the values depend on changes while the values shall stay.
     void ValueAllLevels() const;
-    /// Lets go of the original: values are of the present parameters from now on.
+    /// Ends the borrowing: from now on the values follow the present parameters.
     void StopBorrowing() noexcept { m_original = nullptr; }
-    /// Lets go of all values, own and borrowed.
+    /// Drops all values, own and borrowed.
     void ForgetValues() noexcept;
-    /// Takes a new settlement price; null takes none.
+    /// Sets a new settlement price; null changes nothing.
     void ChangeOptionParams(const double* price) noexcept;
 
     /// Theoretical value at a volatility scenario. futuresPoint is the price of the underlying after MakeDiscountPoint,
@@ -86,8 +86,8 @@ public:
 
     /// Dimensions of the profile; does not value anything.
     [[nodiscard]] Parameters GetParameters(Enums::ClientRiskLevel level) const noexcept;
-    /// The values of a level. The reference is good until the next RecalcInvariants, of the original too where they
-    /// are borrowed.
+    /// The values of a level. The reference is valid until the next RecalcInvariants, that of the original included
+    /// where the values are borrowed.
     [[nodiscard]] const OptionGrid& GetGrid(Enums::ClientRiskLevel level) const;
     [[nodiscard]] Profile CopyProfile(Enums::ClientRiskLevel level) const override;
     [[nodiscard]] Profile GetProfile(Enums::ClientRiskLevel level) const { return CopyProfile(level); }
@@ -98,10 +98,12 @@ public:
 
     /// Result of a position, money: quantity in contracts, short below 0; price is its average price.
     [[nodiscard]] Risk TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const;
-    /// The same, not yet worked out.
+    /// Describes the risk of a position as steps that a node applies itself; their result is that of
+    /// TransformToPosition.
     [[nodiscard]] OptionTransform DescribePosition(std::int64_t quantity, double price,
                                                    Enums::ClientRiskLevel level) const;
-    /// As TransformToPosition, with a price of its own for the special points and, at the end, a shift of all eight.
+    /// Result of a position, money, in the mode of positions alone: `price` is taken from the grid, specialPointsPrice
+    /// from the special points, and `shift` is added to all eight special points at the end.
     [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,
                                                          Enums::ClientRiskLevel level, double shift) const;
     /// Loss of all orders of the option, money. Orders only ever add loss: every contribution is capped at 0.
@@ -109,7 +111,7 @@ public:
 
     /// Charge of a short call, price units: share of the spot at the upper rate, times the lot.
     [[nodiscard]] double GetShortSellingValueUp(Enums::ClientRiskLevel level) const noexcept;
-    /// Charge of a short put.
+    /// Charge of a short put, price units: share of the spot at the lower rate, times the lot.
     [[nodiscard]] double GetShortSellingValueDown(Enums::ClientRiskLevel level) const noexcept;
     [[nodiscard]] static std::size_t GetDownScenarioVolatility() noexcept { return 0; }
     [[nodiscard]] std::size_t GetUpScenarioVolatility(Enums::ClientRiskLevel level) const noexcept;
@@ -130,7 +132,7 @@ public:
     std::string CodeVF;
     Isin isin;
     Isin futuresIsin;
-    const InterestRateRiskCalculator& interestRateRiskCalculator; // of the kind that the series had at construction
+    const InterestRateRiskCalculator& interestRateRiskCalculator; // chosen by the kind of the series at construction
 
 private:
     struct WithoutValues
@@ -143,22 +145,22 @@ private:
                                                    double strike, std::optional<double> mismatch) const;
 
     mutable RiskLevelIndexedArray<std::unique_ptr<const OptionGrid>> grids; // null: not asked for yet
-    mutable const CSpecOption* m_original = nullptr;                        // whose values are borrowed, null for none
+    mutable const CSpecOption* m_original = nullptr; // option whose values are borrowed, null for none
 };
 
 /// Outcome of holding an option until a delivery at one price, over the columns of its series.
 class DeliveryScenario
 {
 public:
-    /// deliveryPrice is one of the series' delivery prices, limit the futures' Limit of the level. An option that the
-    /// delivery price just meets is not exercised.
+    /// deliveryPrice is one of the series' delivery prices, limit the futures' Limit of the level. An option whose
+    /// strike equals the delivery price is not exercised.
     DeliveryScenario(const CSpecOption& option, double deliveryPrice, double limit) noexcept;
 
-    /// Gain of four columns by their prices: NaN where a price is not part of the scenario, 0 where the option is not
+    /// Gain at the prices of four columns: NaN where a price is not part of the scenario, 0 where the option is not
     /// exercised.
     [[nodiscard]] RiskItem Outcome(RiskItem prices) const noexcept { return InScope(Gain(prices), prices); }
 
-    // The two halves of it. All scenarios of an option in which it is exercised have the same gain.
+    // Outcome in two steps: exercise and gain, then scope. All scenarios in which an option is exercised have one gain.
     [[nodiscard]] bool IsExercised() const noexcept { return exercise != Exercise::None; }
     [[nodiscard]] RiskItem Gain(RiskItem prices) const noexcept
     {
@@ -167,7 +169,7 @@ public:
                : exercise == Exercise::Put ? Sub(strike, prices)
                                            : RiskItem(0.0);
     }
-    /// The cell, and NaN where the price is not part of the scenario.
+    /// Keeps the cell where the price is part of the scenario; NaN elsewhere.
     [[nodiscard]] RiskItem InScope(RiskItem cell, RiskItem prices) const noexcept
     {
         return NaNUnlessBetween(cell, prices, lowest, highest);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
+#include <vector>
 
 #include "Enums.h"
 #include "currencytype.h"
@@ -104,3 +105,25 @@ struct SClearingDeltaOrder
 
 /// Open orders of an instrument, or the changes of one call.
 using OrdersMap = std::unordered_map<KeyPriceType, SOrderInfo, KeyPriceTypeHasher>;
+
+/// The record that makes one open order: side as its key says it, quantity and prices as they are kept.
+[[nodiscard]] inline SClearingDeltaOrder OrderRecordOf(Isin isin, const KeyPriceType& key,
+                                                       const SOrderInfo& info) noexcept
+{
+    SClearingDeltaOrder record;
+    record.CalculatedPrice = key;
+    record.isin = isin;
+    record.isBuying = key.direction == KeyPriceType::Direction::Buy;
+    record.orderInfo = info;
+    return record;
+}
+
+/// The records that make all these open orders of an instrument, in the order of the map.
+[[nodiscard]] inline std::vector<SClearingDeltaOrder> OrderRecordsOf(Isin isin, const OrdersMap& orders)
+{
+    std::vector<SClearingDeltaOrder> records;
+    records.reserve(orders.size());
+    for (const auto& [key, info] : orders)
+        records.push_back(OrderRecordOf(isin, key, info));
+    return records;
+}

@@ -30,6 +30,8 @@ namespace kv7im {
 class CSpecFutures;
 class OptionColumns;
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile in a series and among its changes");
+
 /// New parameters of a series. The code finds the series and is not itself a parameter.
 struct SVirtFuturesChanges
 {
@@ -114,11 +116,11 @@ public:
 
     // The kind of the series. A series without premium up front is of none of the three.
 
-    /// Premium-style on a collateral instrument that is a stock, a commodity or a metal.
+    /// Premium-style series on a collateral instrument that is a stock, a commodity or a metal.
     [[nodiscard]] bool IsOptionsSeriesForStock() const noexcept;
-    /// Premium-style on a collateral instrument that is a currency or an index.
+    /// Premium-style series on a collateral instrument that is a currency or an index.
     [[nodiscard]] bool IsOptionsSeriesForCurrencyOrIndex() const noexcept;
-    /// Premium-style on anything that is not collateral; whether it is a commodity is not asked.
+    /// Premium-style series on a futures that is not collateral; whether it is a commodity is not asked.
     [[nodiscard]] bool IsOptionsSeriesForCommodity() const noexcept;
 
     /// Price of the underlying as its options see it: less the discounts for a stock, times the lot for all three
@@ -128,7 +130,7 @@ public:
     [[nodiscard]] double GetCorrectedFuturesPoint(std::size_t index, Enums::ClientRiskLevel level) const noexcept;
     /// MakeDiscountPoint of the settlement price of the futures.
     [[nodiscard]] double GetCorrectedFuturesPrice() const noexcept;
-    /// The strike discounted by R, for the three kinds.
+    /// The strike, discounted by R for the three kinds.
     [[nodiscard]] double MakeCorrectStrikeByType(double strike) const;
     [[nodiscard]] double GetUsableR() const noexcept;  ///< R for the three kinds, else 0.
     [[nodiscard]] double GetUsableR2() const noexcept; ///< R2 for currency, index and commodity, else 0.
@@ -142,15 +144,18 @@ public:
     /// What the options of the series share in their valuation over the columns of a level; made at first use.
     [[nodiscard]] const OptionColumns& GetOptionColumns(Enums::ClientRiskLevel level) const;
 
-    /// First and one past the last multiple of SubRiskStep inside the grid Spot * MarketRisk around CenterRisk; both 0
-    /// for a step of exactly 0.0. An edge that is no finite number is 0 too; beyond what an int32 holds it is the
-    /// nearest int32.
+    /// Multiplier of the first multiple of SubRiskStep inside the grid Spot * MarketRisk around CenterRisk; 0 for a
+    /// step of exactly 0.0 and for an edge that is no finite number; beyond what an int32 holds the nearest int32.
     [[nodiscard]] static std::int32_t SubPointLeftEdge(double CenterRisk, double Spot, double MarketRisk,
                                                        double SubRiskStep) noexcept;
+    /// Multiplier one past that of the last multiple of SubRiskStep inside the grid Spot * MarketRisk around
+    /// CenterRisk; 0 for a step of exactly 0.0 and for an edge that is no finite number; beyond what an int32 holds the
+    /// nearest int32.
     [[nodiscard]] static std::int32_t SubPointRightEdge(double CenterRisk, double Spot, double MarketRisk,
                                                         double SubRiskStep) noexcept;
     [[nodiscard]] static double CalculateAdjustedSubRiskStep(double StrikeStep, std::int32_t LotCoeff) noexcept;
-    /// Column of an ascending row whose value is nearest, the lower one of two as near; 0 for an empty row.
+    /// Column of an ascending row whose value is nearest to `value`, the lower one of two equally near; 0 for an empty
+    /// row.
     [[nodiscard]] static std::size_t NearestPoint(const RiskRowWrapper& mainPoint, double value) noexcept;
 
     const std::string Code;
@@ -196,7 +201,7 @@ public:
     double R2;
     double InterestRate2RiskUp;
     double InterestRate2RiskDown;
-    // Prices of the underlying, without NaN; left as they were while WeHaveToPrecalcDeliveryRisks says no.
+    // Prices of the underlying, without NaN; they stay as they were while WeHaveToPrecalcDeliveryRisks is false.
     RiskLevelIndexedArray<std::set<double>> PointsForDeliveryRisksCalculation;
     CSpecFutures* Futures;                              // parent, not owned
     RiskLevelIndexedArray<RiskMatrix> volatilityMatrix; // 1 x GetTotalPointsNum
@@ -206,8 +211,8 @@ public:
 private:
     struct LevelGrid;
 
-    /// Columns that the options share, per level; null: not asked for yet. They belong to one series: a copy begins
-    /// without any.
+    /// Columns that the options share, per level; null when not asked for yet. A copy of the series starts without
+    /// them.
     struct SharedColumns
     {
         SharedColumns();

@@ -1,10 +1,10 @@
 // Risk nodes: the tree along which one participant's risks net upward and from which the margin is read.
 //
-//   RiskNodeOptionSeries  one option series:        matrices, sub-points and delivery rows included
-//   RiskNodeFutures   one futures and its series in spread: matrices, real price points only
-//   RiskNodeMMS       one base contract (MMS):      matrices; calendar spreads net cell by cell
-//   RiskNodeMCS       a group of base contracts:    rows; inter-contract spreads net point by point
-//   RolledUpRiskNode  a detached, collapsed copy:   rows; sums a firm's clients, carries deltas upward
+//   RiskNodeOptionSeries  one option series:              matrices, sub-points and delivery rows included
+//   RiskNodeFutures       one futures, series in spread:  matrices, real price points only
+//   RiskNodeMMS           one base contract (MMS):        matrices; calendar spreads net cell by cell
+//   RiskNodeMCS           a group of base contracts:      rows; inter-contract spreads net point by point
+//   RolledUpRiskNode      a detached, collapsed copy:     rows; sums a firm's clients, carries changes upward
 //
 // Always true:  a node equals the sum of what was added to it; it is never rebuilt, a change subtracts exactly what
 //               was added earlier.
@@ -41,8 +41,8 @@ class RiskNodeMCS;
 class RiskNodeBase
 {
 public:
-    /// ratio multiplies the margin; riskLevel picks the market-risk rates of the stress points; pointsNum is the length
-    /// of the node collapsed, so that a margin calculation needs no memory of its own.
+    /// ratio multiplies the margin; riskLevel selects the market-risk rates of the stress points; pointsNum is the
+    /// length of the collapsed rows, which are allocated here so that a margin calculation needs no memory.
     RiskNodeBase(double ratio, Enums::ClientRiskLevel riskLevel, std::size_t pointsNum)
         : brokerBaseContractGORatio(ratio), level(riskLevel), rows{RiskRow(pointsNum), RiskRow(pointsNum)}
     {}
@@ -50,11 +50,12 @@ public:
 
     /// Recomputes the volatility margin, stores it and returns its change.
     virtual double UpdateInitialMarginValue(const CSpecBaseContract& baseContract);
-    /// The same for the delivery margin.
+    /// Recomputes the delivery margin, stores it and returns its change.
     virtual double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract);
-    /// Both in the mode of positions alone: a price point with a profit counts as 0, and the curvature gives back what
-    /// the paper loss covers.
+    /// Recomputes the volatility margin in the mode of positions alone, stores it and returns its change: a price point
+    /// with a profit counts as 0, and the curvature gives back what the paper loss covers.
     virtual double UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract& baseContract);
+    /// Recomputes the delivery margin in the mode of positions alone, stores it and returns its change.
     virtual double UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract);
     /// Results over the price grid; the base answers with one empty Risk of no columns.
     [[nodiscard]] virtual const Risk& Volatility() const;
@@ -68,42 +69,43 @@ public:
     [[nodiscard]] double GetBrokerBaseContractGORatio() const noexcept { return brokerBaseContractGORatio; }
     [[nodiscard]] Enums::ClientRiskLevel GetLevel() const noexcept { return level; }
 
-    void ZeroMarginValue() noexcept; ///< Both margins to 0; the risks stay.
+    void ZeroMarginValue() noexcept; ///< Volatility and delivery margin to 0; the risks stay.
     void AddNOVi(double value) noexcept { NOVj += value; }
     void AddCumulativePerformance(double value) noexcept { m_totalCumulativePerformance += value; }
 
     /// A detached copy collapsed to rows; margins 0. The delivery row is the worse of both rows at each point.
     [[nodiscard]] RolledUpRiskNode GetRolledUpRiskNode(Risk::CollapseProperty property) const;
 
-    /// The heart of the margin: |worst of 0, the row and the corrected stress points| times the ratio. row has one
-    /// value a price point and is risk collapsed; curvature applies where the contract is priced through a currency.
+    /// Composes a margin from `risk` and `row`, its collapsed row of one value a price point: the absolute value of the
+    /// worst of 0, the row and the corrected stress points, times the ratio. Curvature applies where the contract is
+    /// priced through a currency.
     [[nodiscard]] double ComposeInitialMarginByRisk(const Risk& risk, const RiskRow& row,
                                                     const CSpecBaseContract& baseContract) const;
-    /// The same with the curvature of positions alone; row is risk collapsed by its paper losses
+    /// Composes a margin with the curvature of positions alone. `row` is `risk` collapsed by its paper losses
     /// (Risk::CollapseProperty::CumulativePerformance).
     [[nodiscard]] double ComposeInitialMarginByRisk_PositionsOnly(const Risk& risk, const RiskRow& row,
                                                                   const CSpecBaseContract& baseContract) const;
-    /// Collapses the node now, so that the next margins need no memory for it.
+    /// Collapses the node now, so that the next margin calculations need no memory for it.
     void CollapseAhead() const { static_cast<void>(Collapsed()); }
 
 protected:
     friend class RiskNodeMCS; // reads the rows of the groups that it adds
-    friend class RiskNodeMMS; // keeps what its futures gave
+    friend class RiskNodeMMS; // keeps the last contribution of each futures
 
     RiskNodeBase(const RiskNodeBase&) = default;
     RiskNodeBase(RiskNodeBase&&) = default;
     RiskNodeBase& operator=(const RiskNodeBase&) = default;
     RiskNodeBase& operator=(RiskNodeBase&&) = default;
 
-    /// The node collapsed over the price grid, kept until its risk changes: both margins, the group above and the
-    /// rolled-up copy read the same rows.
+    /// The node collapsed over the price grid, kept until its risk changes: two margins, the group above and the
+    /// rolled-up copy read these rows.
     struct CollapsedRows
     {
         enum class Content
         {
             OutOfDate,
             Results,
-            Losses, // the results, nothing above 0
+            Losses, // Results with every profit set to 0
         };
 
         RiskRow volatility;
@@ -111,15 +113,15 @@ protected:
         Content content = Content::OutOfDate;
     };
     [[nodiscard]] const CollapsedRows& Collapsed() const;
-    /// The rows as the mode of positions alone reads them: a profit counts as 0.
+    /// The collapsed rows in the mode of positions alone: a profit counts as 0.
     [[nodiscard]] const CollapsedRows& CollapsedLosses() const;
     void RiskHasChanged() noexcept { rows.content = CollapsedRows::Content::OutOfDate; }
-    /// Under the curvature of either mode: see Curvature.h.
+    /// Composes a margin under the curvature of either mode: see Curvature.h.
     template <class AnyCurvature>
     [[nodiscard]] double ComposeInitialMargin(const SpecialRiskPoints& uncorrected, const RiskRow& row,
                                               const CSpecBaseContract& baseContract,
                                               const AnyCurvature& curvature) const;
-    /// Special points of Expiration(), without making it where it is made on demand.
+    /// Special points of Expiration(). Does not build that risk where it is built on demand.
     [[nodiscard]] virtual const SpecialRiskPoints& PointsOfExpiration() const;
     void CopyFigures(const RiskNodeBase& other) noexcept; // everything but the rows
 
@@ -137,46 +139,52 @@ protected:
 
 /// One option series of one participant: the sum of its positions over the columns of the series, sub-points included.
 ///
-/// A series in spread gives itself to its futures, as its view: the cells folded onto real price points and, where the
-/// series enforces half netting, its losses only. A series standing alone is margined by itself.
+/// A series in spread contributes its view to its futures: the cells folded onto real price points and, where the
+/// series enforces half netting, only their losses. A series standing alone is margined by itself.
 class RiskNodeOptionSeries final : public RiskNodeBase
 {
 public:
-    /// parameters: the dimensions of the options' profile; no delivery rows where the participant does not count
-    /// deliveries. The second form is for a series with sub-points, whose binding must outlive the node.
+    /// parameters: dimensions of the options' profile, without delivery rows where the participant does not count
+    /// deliveries.
     RiskNodeOptionSeries(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel);
+    /// parameters: dimensions of the options' profile. For a series with sub-points, whose binding must outlive the
+    /// node.
     RiskNodeOptionSeries(const Parameters& parameters, const BindsRow& binding, double ratio,
                          Enums::ClientRiskLevel riskLevel);
 
     [[nodiscard]] const Risk& Volatility() const override { return optionSeriesRisk; }
-    /// Made on demand: every row the worst delivery outcome per price point. Without delivery rows the volatility side.
+    /// Risk with every row replaced by the worst delivery outcome per price point, built on demand; without delivery
+    /// rows the volatility side.
     [[nodiscard]] const Risk& Expiration() const override;
 
     RiskNodeOptionSeries& operator+=(const Risk& risk);
     RiskNodeOptionSeries& operator-=(const Risk& risk);
 
-    /// A detached copy on real price points that holds losses only: no cell above 0, rate and mismatch stress folded
-    /// into the cells, of the delivery outcomes the losses.
+    /// A detached copy on real price points that holds losses only: no cell is above 0, the rate and mismatch stresses
+    /// are folded into the cells, and the delivery outcomes are cut to their losses.
     [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk() const { return Transformed(0.0); }
-    /// The same with the paper loss of the node in the place of 0.
+    /// A detached copy on real price points that holds losses, with the paper loss of the node, money, as the ceiling
+    /// instead of 0.
     [[nodiscard]] RiskNodeOptionSeries GetTransformedRisk_PositionsOnly() const
     {
         return Transformed(m_totalCumulativePerformance);
     }
 
-    /// Moves a position in one option from one state to another, in one pass over the cells and with the bits of
-    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both. The rows come out on
-    /// the way.
+    /// Moves a position in one option from one state to another in one pass over the cells, with the bits of
+    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of each state. The pass also
+    /// yields the collapsed rows.
     void ReplacePosition(const OptionTransform& before, const OptionTransform& after, double chargeRatio);
-    /// The same for a series in spread, with the bits of futures -= view before it and futures += view after it; the
-    /// net option values are left to the caller. lossesOnly: the view is that of GetTransformedRisk().
+    /// Moves a position in one option of a series in spread and replaces the series' view in its futures, with the bits
+    /// of futures -= old view, futures += new view; the caller moves the net option values. lossesOnly: the view is
+    /// that of GetTransformedRisk().
     void ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after, double chargeRatio,
                                  RiskNodeFutures& futures, bool lossesOnly);
 
-    /// Adds the orders of one option, in one pass over the cells and with the bits of node += TransformToOrder(orders)
-    /// at the level of the node. chargeRatio multiplies the two charges. When it throws the node is as it was.
+    /// Adds the orders of one option in one pass over the cells, with the bits of node += TransformToOrder(orders) at
+    /// the level of the node. chargeRatio multiplies the two charges. When it throws, the node is as it was.
     void AddOrders(const CSpecOption& option, const OrdersMap& orders, double chargeRatio);
-    /// The same for a series in spread, as ReplacePositionInSpread does it. When it throws both nodes are as they were.
+    /// Adds the orders of one option of a series in spread and replaces the series' view in its futures, as
+    /// ReplacePositionInSpread does. When it throws, series and futures are as they were.
     void AddOrdersInSpread(const CSpecOption& option, const OrdersMap& orders, double chargeRatio,
                            RiskNodeFutures& futures, bool lossesOnly);
 
@@ -184,7 +192,7 @@ protected:
     [[nodiscard]] const SpecialRiskPoints& PointsOfExpiration() const override;
 
 private:
-    /// What the futures holds of this series: nothing known, its cells folded, or its folded losses.
+    /// What the futures holds of this series: nothing known, its folded cells, or its folded losses.
     enum class ViewKind
     {
         Unknown,
@@ -210,8 +218,8 @@ private:
     Risk optionSeriesRisk;
     mutable Risk optionSeriesExpirationRisk; // of no columns until it is asked for
     mutable bool needToRecalcExpirationRisk = true;
-    // The view of the present cells where it takes work to make one, so that a change takes the old one out of the
-    // futures as it stands here and works out the new one only.
+    // View of the present cells, kept where it differs from the cells. A change takes the kept view out of the
+    // futures and has to compute only the new one.
     ViewKind viewKind = ViewKind::Unknown;
     RiskRow view{0};         // see OptionKernels.h; empty where the cells themselves are the view
     RiskRow deliveryView{0}; // empty without delivery rows
@@ -221,43 +229,46 @@ private:
 class RiskNodeFutures final : public RiskNodeBase
 {
 public:
-    /// parameters: the dimensions of the futures' profile.
+    /// parameters: dimensions of the futures' profile.
     RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel, bool collateral);
 
     [[nodiscard]] const Risk& Volatility() const override { return riskFutures; }
     [[nodiscard]] const Risk& Expiration() const override { return riskFuturesExpiration; }
 
-    /// Moves a position's risk into or out of both risks. A collateral instrument takes only the losses of the rate
-    /// stress; the mismatch stress counts by its losses everywhere.
+    /// Adds a position's risk to the volatility and to the delivery side. A collateral instrument takes only the losses
+    /// of the rate stress; the mismatch stress counts by its losses everywhere.
     RiskNodeFutures& operator+=(const Risk& risk);
+    /// Subtracts a position's risk by the rules of operator+=.
     RiskNodeFutures& operator-=(const Risk& risk);
-    /// Moves a series in or out: its volatility side to ours, its delivery side to ours, sub-points folded onto real
-    /// price points; the net option value goes with them.
+    /// Adds a series: its volatility side to ours, its delivery side to ours, sub-points folded onto real price points,
+    /// and its net option value.
     RiskNodeFutures& operator+=(const RiskNodeOptionSeries& series);
+    /// Subtracts a series by the rules of operator+=.
     RiskNodeFutures& operator-=(const RiskNodeOptionSeries& series);
     RiskNodeFutures& operator+=(const RiskNodeFutures& other);
     RiskNodeFutures& operator-=(const RiskNodeFutures& other);
 
-    /// Moves the futures position from one state to another, in one pass over the cells and with the bits of
-    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of both.
+    /// Moves the futures position from one state to another in one pass over the cells, with the bits of
+    /// node -= risk(before), node += risk(after). chargeRatio multiplies the two charges of each state.
     void ReplacePosition(const PositionTransform& before, const PositionTransform& after, double chargeRatio);
 
-    /// Adds the orders of the futures, in one pass over the cells and with the bits of
+    /// Adds the orders of the futures in one pass over the cells, with the bits of
     /// node += TransformToOrder(orders, discount) at the level of the node. chargeRatio multiplies the two charges.
     /// Needs no memory, whatever the number of orders.
     void AddOrders(const CSpecFutures& instrument, const OrdersMap& orders, kv7type::Discount discount,
                    double chargeRatio) noexcept;
 
-    /// A detached copy that holds losses only: no cell above 0, rate and mismatch stress folded into the cells.
+    /// A detached copy that holds losses only: no cell is above 0, the rate and mismatch stresses are folded into the
+    /// cells.
     [[nodiscard]] RiskNodeFutures GetTransformedRisk() const;
-    /// The same with the paper loss of the node in the place of 0.
+    /// A detached copy that holds losses, with the paper loss of the node, money, as the ceiling instead of 0.
     [[nodiscard]] RiskNodeFutures GetTransformedRisk_PositionsOnly() const;
 
     RiskNodeMMS* parent = nullptr; // the group of the base contract; null when the futures is not in a spread
 
 private:
     friend class RiskNodeMMS;
-    friend class RiskNodeOptionSeries; // moves its view within the cells
+    friend class RiskNodeOptionSeries; // replaces its view within the cells
 
     void KeepWhatIsBelow(double ceiling) noexcept;
 
@@ -266,10 +277,10 @@ private:
     bool isCollateral;
 };
 
-/// What an MMS node has added to its MCS the last time, and in whose name.
+/// The last contribution of an MMS node to its MCS, and the futures under which it was made.
 struct LastAdditionToMCS
 {
-    const CSpecFutures* futures = nullptr; // in whose name the change is made; gives the base contract
+    const CSpecFutures* futures = nullptr; // the change is made under its isin; it also gives the base contract
     RiskRow cachedCollapsedRiskRowVolatilityMMS;
     RiskRow cachedCollapsedRiskRowExpirationMMS;
     SpecialRiskPoints cachedLastAdditionVolatility;
@@ -277,11 +288,11 @@ struct LastAdditionToMCS
     std::optional<unsigned int> nettingPropertiesICS; // window in price points; empty: losses only
 };
 
-/// Adapter of one MMS node towards its MCS: remembers what was added last, so that exactly that can be subtracted.
+/// Adapter of one MMS node towards its MCS: remembers the last contribution, so that exactly that can be subtracted.
 class RiskNodeMMSToMCSProxy : public LastAdditionToMCS
 {
 public:
-    /// Nothing was added yet: rows of pointsNum zeros.
+    /// Starts without a contribution: rows of pointsNum zeros.
     RiskNodeMMSToMCSProxy(RiskNodeMMS& node, std::size_t pointsNum);
     RiskNodeMMSToMCSProxy(const RiskNodeMMSToMCSProxy&) = delete;
     RiskNodeMMSToMCSProxy& operator=(const RiskNodeMMSToMCSProxy&) = delete;
@@ -299,14 +310,14 @@ public:
 class RiskNodeMMS final : public RiskNodeBase
 {
 public:
-    /// How the group meets other groups: the participant's type, and the futures in whose name the change is made.
+    /// How the group nets with other groups: the participant's type, and the futures under which the change is made.
     struct PropertiesForICS
     {
         Enums::SpreadMarginType interContractSpreadMarginType;
         const CSpecFutures* futures;
     };
 
-    /// Matrices of PointsNum columns and VolatNum rows.
+    /// Zero matrices of VolatNum rows x PointsNum columns.
     RiskNodeMMS(const CSpecBaseContract& baseContract, double ratio, Enums::ClientRiskLevel riskLevel);
     RiskNodeMMS(const RiskNodeMMS&) = delete;
     RiskNodeMMS& operator=(const RiskNodeMMS&) = delete;
@@ -316,26 +327,31 @@ public:
 
     RiskNodeMMS& operator+=(const RiskNodeFutures& futures);
     RiskNodeMMS& operator-=(const RiskNodeFutures& futures);
-    RiskNodeMMS& operator+=(const RiskNodeMMS& other);
-    RiskNodeMMS& operator-=(const RiskNodeMMS& other);
 
-    /// Replaces what a futures gives to the group and remembers it in `previous`: the node as it is, or, with
+    /// Replaces the contribution of a futures to the group and remembers it in `previous`: the node as it is or, with
     /// lossesOnly, its transformed copy. One pass over the cells, with the bits of
-    /// mms -= previous, previous = node or node.GetTransformedRisk(), mms += previous; the rows come out on the way.
+    /// mms -= previous, previous = node or node.GetTransformedRisk(), mms += previous; it also yields the rows.
     void ReplaceContribution(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly);
-    /// The same step by step, with node.GetTransformedRisk_PositionsOnly() for the losses. Needs no memory where both
-    /// nodes are of the same size.
+    /// Replaces the contribution of a futures to the group step by step: subtracts `previous`, sets it to the node or,
+    /// with lossesOnly, to node.GetTransformedRisk_PositionsOnly(), and adds it. Needs no memory where both nodes have
+    /// one size.
     void ReplaceContribution_PositionsOnly(RiskNodeFutures& previous, const RiskNodeFutures& node, bool lossesOnly);
 
-    /// The node under those properties: under Netting the window of the base contract holds, otherwise none.
+    /// The adapter of this node towards its MCS: under Netting with the window of the base contract, otherwise without
+    /// one.
     RiskNodeMMSToMCSProxy& operator|(const PropertiesForICS& properties);
 
-    /// All that the changes of its futures act on, to be given back when one of them fails.
+    /// A copy of everything that changes of its futures act on, to be given back when one of them fails.
     class Kept;
     [[nodiscard]] Kept Keep() const;
     void GiveBack(Kept&& kept) noexcept;
 
     RiskNodeMCS* parent = nullptr; // null when the base contract belongs to no MCS
+
+    // Replica: the group of another participant on top.
+
+    RiskNodeMMS& operator+=(const RiskNodeMMS& other);
+    RiskNodeMMS& operator-=(const RiskNodeMMS& other);
 
 private:
     Risk volatilityRisk;
@@ -353,38 +369,44 @@ class RiskNodeMMS::Kept final : private RiskNodeBase
     LastAdditionToMCS lastAddition;
 };
 
-/// The margin group across base contracts: rows over the common grid, and stress points.
+/// The margin group across base contracts (MCS): rows over the common grid, and stress points.
 class RiskNodeMCS final : public RiskNodeBase
 {
 public:
     /// pointsNum: length of both rows.
     RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel);
 
-    /// No correction and no curvature here: both were applied on the way in.
+    /// Recomputes the volatility margin without correction and curvature: a group is corrected and curved when it is
+    /// added.
     double UpdateInitialMarginValue(const CSpecBaseContract& baseContract) override;
-    /// The stress points of the volatility side go with the delivery row; that mixed pair is meant.
+    /// Recomputes the delivery margin from the delivery row and the stress points of the volatility side; this mixed
+    /// pair is meant.
     double UpdateInitialMarginDeliveryValue(const CSpecBaseContract& baseContract) override;
-    /// A row above 0 everywhere, which paper losses can make, counts as 0.
+    /// Recomputes the volatility margin in the mode of positions alone. A row above 0 everywhere, which paper losses
+    /// can make, counts as 0.
     double UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract& baseContract) override;
-    /// The delivery margin of both modes is the same.
+    /// Recomputes the delivery margin in the mode of positions alone; it is the delivery margin of the plain mode.
     double UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract) override;
 
-    /// Collapses, corrects and adds a group. Under a window a nearby worse point of the group counts as well and the
-    /// stress points fold into the row's ends; without one only losses are taken.
+    /// Collapses, corrects and adds a group. Under a window a worse price point of the group nearby counts as well, and
+    /// the stress points fold into the row's ends; without a window only losses are added.
     RiskNodeMCS& operator+=(RiskNodeMMSToMCSProxy& proxy);
-    /// The same in the mode of positions alone: the group's losses with the curvature of that mode; what stands above
-    /// (c + 1) times the paper loss of the group is cut there, c the curvature radius.
+    /// Adds a group in the mode of positions alone: its losses with the curvature of that mode, cut at (c + 1) times
+    /// the paper loss of the group, c the curvature radius.
     RiskNodeMCS& AdditionAssignment_PositionsOnly(RiskNodeMMSToMCSProxy& proxy);
-    /// Subtracts exactly what was added last; to be called before the group changes.
+    /// Subtracts exactly what was added last for this group; to be called before the group changes.
     RiskNodeMCS& operator-=(const RiskNodeMMSToMCSProxy& proxy);
-    RiskNodeMCS& operator+=(const RiskNodeMCS& other);
-    RiskNodeMCS& operator-=(const RiskNodeMCS& other);
-    [[nodiscard]] bool operator==(const RiskNodeMCS& other) const;
 
     [[nodiscard]] const RiskRow& VolatilityRow() const noexcept { return volatilityRiskRow; }
     [[nodiscard]] const RiskRow& ExpirationRow() const noexcept { return expirationRiskRow; }
     [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept { return volatilitySpecialRiskPoints; }
     [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return expirationSpecialRiskPoints; }
+
+    // Replica: the group of another participant on top.
+
+    RiskNodeMCS& operator+=(const RiskNodeMCS& other);
+    RiskNodeMCS& operator-=(const RiskNodeMCS& other);
+    [[nodiscard]] bool operator==(const RiskNodeMCS& other) const;
 
 private:
     template <class AnyCurvature>
@@ -395,7 +417,7 @@ private:
     RiskRow expirationRiskRow;
     SpecialRiskPoints volatilitySpecialRiskPoints;
     SpecialRiskPoints expirationSpecialRiskPoints;
-    WindowMinimum windowMinimum; // scratch space, kept to save an allocation a change
+    WindowMinimum windowMinimum; // scratch space, kept so that a change needs no memory
 };
 
 /// A node collapsed to rows and cut loose from the tree.
@@ -407,21 +429,25 @@ public:
     RolledUpRiskNode(const RolledUpRiskNode&) = default;
     RolledUpRiskNode(RolledUpRiskNode&&) = default;
     ~RolledUpRiskNode() = default;
-    /// Takes rows, points, sums and level; the margins and the flag of the target stay.
+    /// Copies rows, points, sums and level; the margins and the flag of the target stay.
     RolledUpRiskNode& operator=(const RolledUpRiskNode& other);
 
     RolledUpRiskNode& operator+=(const RolledUpRiskNode& other);
     RolledUpRiskNode& operator-=(const RolledUpRiskNode& other);
     void Zero(); ///< Rows, points and sums to 0; padding lanes stay NaN.
 
-    /// |worst cell|, without a ratio; stores it and returns its change.
+    /// Recomputes the volatility margin, the absolute value of the worst cell without a ratio; stores it and returns
+    /// its change.
     double UpdateInitialMarginValue();
+    /// Recomputes the delivery margin, the absolute value of the worst cell without a ratio; stores it and returns its
+    /// change.
     double UpdateInitialMarginDeliveryValue();
 
     void BoundValuesFromAbove(double bound);
     /// Corrects the stress points by the rows and applies the curvature of a contract priced through a currency.
     void ApplyCorrection(const CSpecBaseContract& baseContract);
-    /// The same with the curvature of positions alone, which gives back what the paper loss covers.
+    /// Corrects the stress points by the rows and applies the curvature of positions alone, which gives back what the
+    /// paper loss covers.
     void ApplyCorrection_PositionsOnly(const CSpecBaseContract& baseContract);
 
     [[nodiscard]] std::size_t PointsNum() const noexcept { return volatilityRiskRow.size(); }

@@ -17,7 +17,7 @@ namespace kv7im {
 class CSpecOption;
 class CSpecVirtFutures;
 
-/// What one option valuation is asked for. The strike is given as a factor, since it alone differs between the options
+/// Inputs of one option valuation. The strike is given as a factor, since the strike alone differs between the options
 /// of a series.
 struct PricingInputs
 {
@@ -32,15 +32,16 @@ class InterestRateRiskCalculator
 public:
     virtual ~InterestRateRiskCalculator() = default;
 
-    /// Change of the option's value at a column of the series' grid, rates up or down. Whether the column stands on the
-    /// side of the centre that this row counts for is the caller's to look at.
+    /// Change of the option's value at a column of the series' grid, price units, for rates up or down. The caller
+    /// looks whether the column stands on the side of the centre that this row counts for.
     [[nodiscard]] virtual double CalculatePointInterestRate(std::size_t column, InterestRateRow row,
                                                             const CSpecOption& option,
                                                             Enums::ClientRiskLevel level) const;
-    /// The two valuations whose difference that is, for any option of the series.
+    /// Inputs of the stressed valuation at a column, for any option of the series.
     [[nodiscard]] virtual PricingInputs Stressed(std::size_t column, InterestRateRow row,
                                                  const CSpecVirtFutures& series,
                                                  Enums::ClientRiskLevel level) const = 0;
+    /// Inputs of the unstressed valuation at a column, for any option of the series.
     [[nodiscard]] virtual PricingInputs Unstressed(std::size_t column, const CSpecVirtFutures& series,
                                                    Enums::ClientRiskLevel level) const = 0;
 
@@ -62,7 +63,7 @@ public:
     }
 };
 
-/// The price grows with the rate shock of the futures; nothing is discounted.
+/// Options on a futures: the price grows with the rate shock of the futures; nothing is discounted.
 class InterestRateRiskCalculatorOptionForFutures final
     : public SharedCalculator<InterestRateRiskCalculatorOptionForFutures>
 {
@@ -73,7 +74,7 @@ public:
                                            Enums::ClientRiskLevel level) const override;
 };
 
-/// The projected part of the spot's discount moves, and the rate.
+/// Options on a stock: the projected part of the spot's discount moves, and the rate.
 class InterestRateRiskCalculatorOptionForStock final : public SharedCalculator<InterestRateRiskCalculatorOptionForStock>
 {
 public:
@@ -83,7 +84,7 @@ public:
                                            Enums::ClientRiskLevel level) const override;
 };
 
-/// Both rates move, the second one against the first.
+/// Options on a currency or an index: both rates move, the second one against the first.
 class InterestRateRiskCalculatorOptionForCurrencyOrIndex final
     : public SharedCalculator<InterestRateRiskCalculatorOptionForCurrencyOrIndex>
 {
@@ -94,8 +95,9 @@ public:
                                            Enums::ClientRiskLevel level) const override;
 };
 
-/// The price grows with the rate shock of the futures, and the first rate moves. It stands for both rates, stressed and
-/// unstressed, so that the forward is the price itself; the second rate of the series is meant to play no part.
+/// Options on a commodity: the price grows with the rate shock of the futures, and the first rate moves. The first rate
+/// stands in for the second one, stressed and unstressed, so that the forward is the price itself; the second rate of
+/// the series is meant to play no part.
 class InterestRateRiskCalculatorOptionForCommodity final
     : public SharedCalculator<InterestRateRiskCalculatorOptionForCommodity>
 {
@@ -106,7 +108,7 @@ public:
                                            Enums::ClientRiskLevel level) const override;
 };
 
-/// The calculator of the series' kind: stock, currency or index, commodity, else futures.
+/// The calculator for the series' kind: stock, currency or index, commodity, otherwise futures.
 [[nodiscard]] const InterestRateRiskCalculator& GetInterestRateRiskCalculator(const CSpecVirtFutures& series);
 
 } // namespace kv7im

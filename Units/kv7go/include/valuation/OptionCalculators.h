@@ -11,6 +11,8 @@
 
 #include <cmath>
 
+#include "Enums.h"
+
 namespace kv7im {
 
 class CSpecVirtFutures;
@@ -47,7 +49,7 @@ inline constexpr double K1 = 0.3193815;
 }
 [[nodiscard]] inline double NormalDistribution(double d) noexcept { return NormalDistribution(d, NormalDensity(d)); }
 
-/// What a theoretical value takes from the contract: the same at every scenario and price.
+/// What a theoretical value takes from the contract; it does not depend on scenario and price.
 struct OptionTerms
 {
     double strike; // as listed
@@ -59,7 +61,7 @@ struct OptionTerms
     double time;     // to expiration, as given
 };
 
-/// The volatility of one scenario, and what can be had from it once.
+/// The volatility of one scenario, and the values that follow from it alone.
 struct ScenarioVolatility
 {
     double width;        // volatility times root of time
@@ -69,7 +71,7 @@ struct ScenarioVolatility
     [[nodiscard]] friend bool operator==(const ScenarioVolatility&, const ScenarioVolatility&) = default;
 };
 
-/// Where an option is valued.
+/// Market point at which an option is valued.
 struct MarketPoint
 {
     double futuresPoint; // price of the underlying, after MakeDiscountPoint
@@ -79,14 +81,16 @@ struct MarketPoint
     double discount;     // exp(-r time)
 };
 
-/// What exercise would bring, never below 0.
+/// Value of an immediate exercise, never below 0.
 [[nodiscard]] inline double IntrinsicValue(double price, double strike, bool put) noexcept
 {
     if (put) return strike > price ? strike - price : 0.0;
     return price > strike ? price - strike : 0.0;
 }
 
-/// Lognormal prices. The smile is a function of the log moneyness.
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its calculators");
+
+/// Black-Scholes model: lognormal prices. The smile is a function of the log moneyness.
 struct BlackScholesCalculator
 {
     /// Position of a strike on the smile; the price of the underlying is after MakeDiscountPoint.
@@ -112,7 +116,7 @@ struct BlackScholesCalculator
                                                  const MarketPoint& at) noexcept;
 };
 
-/// Normally distributed prices, no discounting.
+/// Bachelier model: normally distributed prices, no discounting.
 struct BachelierCalculator
 {
     [[nodiscard]] static double Moneyness(const CSpecVirtFutures& series, double strike, double price) noexcept;
@@ -125,7 +129,7 @@ struct BachelierCalculator
                                                  const MarketPoint& at) noexcept;
 };
 
-/// Normally distributed prices, the outcome discounted.
+/// Bachelier model of a commodity: normally distributed prices, the outcome discounted.
 struct BachelierCalculatorForCommodity : BachelierCalculator
 {
     [[nodiscard]] static double TheoreticalPrice(const OptionTerms& terms, const ScenarioVolatility& volatility,
@@ -136,8 +140,8 @@ struct BachelierCalculatorForCommodity : BachelierCalculator
 
 namespace auxiliary {
 
-/// Prices that a delivery scenario speaks for, both ends rounded to `Digits` decimals; one unit of the last decimal
-/// outside still belongs to it.
+/// Prices that belong to a delivery scenario, both ends rounded to `Digits` decimals; a price one unit of the last
+/// decimal outside still belongs to it.
 template <int Digits>
 class ExpirationScenarioRange
 {
@@ -150,11 +154,13 @@ public:
 
     [[nodiscard]] static double round(double x) noexcept { return std::floor(x * Scale + 0.5) / Scale; }
 
-    /// 0.1 to the power, 1.0000000000000003e-05 for five digits: not the nearest double to one hundred-thousandth.
+    /// 0.1 to the power of Digits; 1.0000000000000003e-05 for five digits, not the nearest double to one
+    /// hundred-thousandth.
     static inline const double epsilon = std::pow(0.1, Digits);
 
-    /// The smallest and the largest number in range.
+    /// The smallest price in range.
     [[nodiscard]] double Lowest() const noexcept { return minimum_ - epsilon; }
+    /// The largest price in range.
     [[nodiscard]] double Highest() const noexcept { return maximum_ + epsilon; }
 
 private:

@@ -1,8 +1,8 @@
 // OptionColumns: what the options of one series share in their valuation over the price columns of one risk level.
 //
-// Of all that a theoretical value is made from only the strike and the volatility differ between the options of a
-// series. The underlying's price at a column, its discounted form and the stressed inputs of the rate rows are worked
-// out once, at the first valuation of any option, and read by all others.
+// Only two inputs of a theoretical value differ between the options of a series: the strike and the volatility. The
+// underlying's price at a column, its discounted form and the stressed inputs of the rate rows are worked out once, at
+// the first valuation of any option, and read by all others.
 //
 // Columns:   blocks of four, in the order of the series' grid. Lanes past the last column hold NaN.
 // Numbers:   prices after MakeDiscountPoint; rates are shares per year. Everything here has the bits that the formulas
@@ -28,7 +28,7 @@ public:
     {
         RiskItem point;      // price of the underlying
         RiskItem discounted; // point discounted by the second rate
-        // Rates up above the centre of the price axis, rates down below it.
+        // Inputs under the rate stress: rates up above the centre of the price axis, rates down below it.
         RiskItem stressedPoint;
         RiskItem stressedDiscounted;
         RiskItem stressedCarry;        // first rate less the second
@@ -42,30 +42,31 @@ public:
     OptionColumns(const OptionColumns&) = delete;
     OptionColumns& operator=(const OptionColumns&) = delete;
 
-    /// No two have the same; never 0.
+    /// Identifies these columns: no two objects have one number; never 0.
     [[nodiscard]] std::uint64_t Number() const noexcept { return number; }
     [[nodiscard]] std::size_t ColsCount() const noexcept { return cols; }
     [[nodiscard]] std::size_t GetColsRegister() const noexcept { return blocks.size(); }
     [[nodiscard]] const Block& operator[](std::size_t block) const noexcept { return blocks[block]; }
 
-    /// First rate less the second one, and exp(that times time), the same at every column.
+    /// First rate less the second one, the same at every column.
     [[nodiscard]] double Carry() const noexcept { return carry; }
+    /// exp(Carry() times time), the same at every column.
     [[nodiscard]] double Growth() const noexcept { return growth; }
     /// Discount factor of the first rate.
     [[nodiscard]] double Discount() const noexcept { return discount; }
 
-    /// The unstressed side of the rate rows is valued with the inputs of the grid itself. Otherwise (a commodity, which
-    /// takes its first rate twice) there is a second discounted price for it, and no carry.
+    /// True when the unstressed side of the rate rows takes the inputs of the grid itself. Otherwise (a commodity,
+    /// which takes its first rate twice) that side has a discounted price of its own and no carry.
     [[nodiscard]] bool UnstressedIsTheGrid() const noexcept { return unstressedDiscounted.empty(); }
     [[nodiscard]] RiskItem UnstressedDiscounted(std::size_t block) const noexcept
     {
         return unstressedDiscounted[block];
     }
 
-    /// All numbers are ordinary: finite and far from the limits of a double. Only then can four columns be valued at
-    /// once; other grids are worked out cell by cell.
+    /// True when all numbers are ordinary: finite and far from the limits of a double. Only then can four columns be
+    /// valued at once; other grids are valued cell by cell.
     [[nodiscard]] bool AreOrdinary() const noexcept { return ordinary; }
-    /// The rate rows are those of this calculator.
+    /// True when the rate rows were made for this calculator.
     [[nodiscard]] bool AreOf(const InterestRateRiskCalculator& calculator) const noexcept
     {
         return &calculator == rateCalculator;

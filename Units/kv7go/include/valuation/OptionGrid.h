@@ -43,7 +43,7 @@ public:
 private:
     std::size_t cols;
     std::size_t rows; // volatility scenarios
-    // A lane of slack instead of an aligned allocation, which would leave a hole of its own behind every grid.
+    // One lane of slack is cheaper than an aligned allocation, which would leave a hole behind every grid.
     std::unique_ptr<std::byte[]> storage;
     RiskItem* cells; // in the storage
 };

@@ -1,5 +1,5 @@
-// What a portfolio holds, and the road of a position into it. Orders, refreshes and what goes up to the levels above
-// stand in files of their own.
+// What a portfolio holds, and how a position enters it. Orders, refreshes and the changes that go up to other
+// participants stand in files of their own.
 #include "book/Portfolio.h"
 
 #include "book/RiskParticipant.h"
@@ -14,6 +14,7 @@ namespace kv7im {
 
 namespace {
 
+/// Curvature of positions alone for a node, for its adapter or for its rolled-up copy.
 template <class Node>
 const Node* FindNode(const Portfolio::RisksMap<Node>& map, const std::string& code)
 {
@@ -57,7 +58,7 @@ CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(co
     if (!isNew) return entry->second;
     try {
         participant_->NewPositionAddedToPortfolio(entry->second);
-    } catch (...) { // or the participant would never be told
+    } catch (...) { // otherwise the participant would never be told
         positions.erase(entry);
         throw;
     }
@@ -83,29 +84,10 @@ void Portfolio::Clear()
     DeliveryVolatilityInitialMargin_ = 0.0;
 }
 
-std::vector<Isin> Portfolio::GetFuturesIsins() const
-{
-    std::vector<Isin> isins;
-    isins.reserve(positions.size());
-    for (const auto& [isin, position] : positions)
-        isins.push_back(isin);
-    return isins;
-}
-
 const CumulativePositionByFutures* Portfolio::GetFuturesPositionByIsin(Isin isin) const
 {
     const auto found = positions.find(isin);
     return found == positions.end() ? nullptr : &found->second;
-}
-
-const CSpecPosition* Portfolio::GetSpecPosition(Isin isin) const
-{
-    const CumulativePositionByFutures* const position = GetFuturesPositionByIsin(isin);
-    if (position != nullptr) return &position->GetFuturesPositionSpec();
-    const CSpecOption* const option = participant_->GetInstruments().GetOption(isin);
-    if (option == nullptr) return nullptr;
-    const CumulativePositionByFutures* const onItsFutures = GetFuturesPositionByIsin(option->GetFuturesIsin());
-    return onItsFutures == nullptr ? nullptr : onItsFutures->FindOptionPosition(isin);
 }
 
 const RiskNodeMMS* Portfolio::GetRisksNodeOfLevelMMS(const std::string& code) const

@@ -1,4 +1,4 @@
-// The road of orders into a portfolio: in a futures, in an option, and in a spread, whose legs take their share each.
+// How orders enter a portfolio: in a futures, in an option, and in a spread, each leg of which takes its share.
 #include "book/Portfolio.h"
 
 #include <cstdlib>
@@ -6,8 +6,8 @@
 
 #include <boost/container/small_vector.hpp>
 
+#include "WrappingArithmetic.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecMultileg.h"
@@ -21,7 +21,7 @@ namespace {
 /// Records of one leg; those of one call are few.
 using LegOrders = boost::container::small_vector<SClearingDeltaOrder, 2>;
 
-// What a leg order remembers of both legs: where they are settled, and where their grids have their centres.
+// Writes the prices of both legs into a leg order: their settlement prices and the centres of their grids.
 void SetLegPrices(SOrderInfo& info, const CSpecFutures& first, const CSpecFutures& second) noexcept
 {
     info.realCalcPriceFirstLeg = first.RealCalcPrice;
@@ -37,10 +37,10 @@ bool EnforcesHalfNetting(const CSpecFutures& first, const CSpecFutures& second) 
 
 std::int64_t TimesRatio(std::int64_t quantity, std::int32_t ratio) noexcept
 {
-    return kv7base::detail::WrappingMul(quantity, std::llabs(ratio));
+    return kv7base::WrappingMul(quantity, std::llabs(ratio));
 }
 
-// A leg that the spread sells is traded the other way round.
+// Turns an order round: a leg that the spread sells is traded the other way.
 void Reverse(SClearingDeltaOrder& order) noexcept
 {
     order.CalculatedPrice.direction = order.isBuying ? KeyPriceType::Direction::Sell : KeyPriceType::Direction::Buy;
@@ -64,23 +64,6 @@ LegOrders OrdersOfLeg(std::span<const SClearingDeltaOrder> orders, KeyPriceType:
 }
 
 } // namespace
-
-Z9ERR Portfolio::ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity)
-{
-    const SOrderInfo info(SOrderInfo::InitializationType::OnlyDeltaQuantity, 0, deltaQuantity);
-    return ChangeOrderBySOrderInfoPrivate(isin, key.direction == KeyPriceType::Direction::Buy, key, info);
-}
-
-Z9ERR Portfolio::ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
-                                                const SOrderInfo& info)
-{
-    const SearchResult found = FindByIsin(isin);
-    if (found.FuturesFound())
-        found.GetPositionPtr()->ChangeFuturesOrders(isBuying, key, info);
-    else if (found.OptionFound())
-        found.GetPositionPtr()->ChangeOptionOrders(*found.GetOptionPtr(), isBuying, key, info);
-    return found.ErrorToZ9ErrorCode();
-}
 
 Z9ERR Portfolio::ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
 {
@@ -106,7 +89,7 @@ Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t 
     const CSpecFutures& first = *firstLeg.GetFuturesPtr();
     const CSpecFutures& second = *secondLeg.GetFuturesPtr();
 
-    // What their orders have in common.
+    // The part that the orders of both legs share.
     SOrderInfo leg;
     SetLegPrices(leg, first, second);
     leg.participantCalSpreadMarginType = forceHalfNetting || EnforcesHalfNetting(first, second)
@@ -116,7 +99,8 @@ Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t 
     const LegOrders ofFirst = OrdersOfLeg(sent, KeyPriceType::Type::FirstLeg, multileg.qtyRatio1, leg);
     const LegOrders ofSecond = OrdersOfLeg(sent, KeyPriceType::Type::SecondLeg, multileg.qtyRatio2, leg);
 
-    // Both legs or none. A record with one leg in both slots takes them in one change: their kinds keep them apart.
+    // Both legs change or none. A record with one leg in both slots takes them in one change: their kinds keep them
+    // apart.
     CumulativePositionByFutures& firstPosition = *firstLeg.GetPositionPtr();
     CumulativePositionByFutures& secondPosition = *secondLeg.GetPositionPtr();
     if (&firstPosition == &secondPosition) {
@@ -132,8 +116,9 @@ Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t 
     return Z9ERR_OK;
 }
 
-// The prices of a leg order are those of the day on which its book is taken anew. Both legs are read as the one that is
-// taken anew: its order remembers the other leg's prices as well, which may have their turn later.
+// Sets the prices of a leg order to those of the day on which its book is rebuilt. Both legs are read from the objects
+// of the leg that is being rebuilt, since its order remembers the other leg's prices too, and that leg may be rebuilt
+// later.
 Z9ERR Portfolio::RefreshLegPrices(SOrderInfo& info, Isin isin)
 {
     const SearchResult found = FindByIsin(info.multilegIsin);
@@ -151,16 +136,13 @@ Z9ERR Portfolio::RefreshLegPrices(SOrderInfo& info, Isin isin)
     return Z9ERR_OK;
 }
 
-// A leg order keeps the name of its spread, so that the next refresh finds it again.
+// Enters the orders of an instrument again. A leg order keeps the name of its spread, so that the next refresh finds
+// it.
 Z9ERR Portfolio::resetOrders(const OrdersMap& orders, Isin isin)
 {
     for (const auto& [key, saved] : orders) {
         if (saved.deltaQuantity == 0) continue;
-        SClearingDeltaOrder order;
-        order.CalculatedPrice = key;
-        order.isin = isin;
-        order.isBuying = key.direction == KeyPriceType::Direction::Buy;
-        order.orderInfo = saved;
+        SClearingDeltaOrder order = OrderRecordOf(isin, key, saved);
         if (key.type == KeyPriceType::Type::FirstLeg || key.type == KeyPriceType::Type::SecondLeg)
             if (const Z9ERR code = RefreshLegPrices(order.orderInfo, isin); code != Z9ERR_OK) return code;
         if (const Z9ERR code = ChangeOrder(isin, 1, &order); code != Z9ERR_OK) return code;

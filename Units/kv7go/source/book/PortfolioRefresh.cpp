@@ -1,34 +1,13 @@
-// Taking positions and orders anew: one futures after its instruments have changed, or the whole book after its
-// participant's parameters have.
+// A book taken anew after its participant's parameters have changed: positions and orders, one by one.
 #include "book/Portfolio.h"
-
-#include <algorithm>
-#include <optional>
-#include <utility>
 
 #include "book/RiskParticipant.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
-#include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "kv7errors.h"
 
 namespace kv7im {
-
-// The nodes of a base contract as they stand; null for those that it has not.
-struct Portfolio::KeptGroups
-{
-    void GiveBack() noexcept
-    {
-        if (mms != nullptr) mms->GiveBack(std::move(*keptMMS));
-        if (mcs != nullptr) *mcs = std::move(*keptMCS);
-    }
-
-    RiskNodeMMS* mms = nullptr;
-    RiskNodeMCS* mcs = nullptr;
-    std::optional<RiskNodeMMS::Kept> keptMMS;
-    std::optional<RiskNodeMCS> keptMCS;
-};
 
 Z9ERR Portfolio::InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice)
 {
@@ -58,91 +37,10 @@ Z9ERR Portfolio::InsertOptionPosition(const CSpecPositionOptionsBase& position, 
     return resetOrders(position.GetOrders(), isin);
 }
 
-// Takes a futures out of its groups. What it gave is subtracted exactly; their margins are forgotten, so that the next
-// one is reported whole. The groups speak by the new instrument from now on: it may be the last one to be taken anew.
-// The margins of the position itself go with it.
-void Portfolio::ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker)
-{
-    RiskNodeMMS* const mms = position.GetOwnerRiskNode().parent;
-    if (mms == nullptr) return;
-    const RiskNodeMMS::PropertiesForICS properties{participant_->GetInterContractSpreadMarginType(), &speaker};
-    RiskNodeMCS* const mcs = position.HasLevelMCS() ? mms->parent : nullptr;
-    if (mcs != nullptr) {
-        *mcs -= (*mms | properties);
-        mcs->ZeroMarginValue();
-    }
-    *mms -= position.GetPreviousFuturesRiskNodeConsideredInMMS();
-    mms->ZeroMarginValue();
-    if (mcs != nullptr) *mcs += (*mms | properties);
-}
-
-Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice)
-{
-    const auto found = positions.find(isin);
-    if (found == positions.end()) return Z9ERR_CALCGO_API_POSITION_NOT_FOUND;
-    const CSpecFutures* const now = participant_->GetInstruments().GetFutures(isin);
-    const CSpecFutures& speaker = now != nullptr ? *now : *found->second.GetFutures();
-
-    // What there is to go back to. The groups of both shapes of the futures are the same, and stand from here on.
-    const CumulativePositionByFutures inItsNewShape(participant_, *this, speaker);
-    KeptGroups groups = KeepGroups(*speaker.BaseContract);
-    const double volatilityMargin = VolatilityInitialMargin_;
-    const double deliveryMargin = DeliveryVolatilityInitialMargin_;
-
-    const double ownVolatility = found->second.GetTotalVolatilityInitialMargin();
-    const double ownDelivery = found->second.GetTotalDeliveryVolatilityInitialMargin();
-    auto old = positions.extract(found);
-    try {
-        ZeroingRiskByFutures(old.mapped(), speaker);
-        VolatilityInitialMargin_ -= ownVolatility;
-        DeliveryVolatilityInitialMargin_ -= ownDelivery;
-        AddMarginOfGroupThatWasLeft(old.mapped(), now);
-        return InsertFuturesPosition(old.mapped(), useRealCalcPrice);
-    } catch (...) {
-        positions.erase(isin);
-        positions.insert(std::move(old)); // there was room for as many before
-        groups.GiveBack();
-        VolatilityInitialMargin_ = volatilityMargin;
-        DeliveryVolatilityInitialMargin_ = deliveryMargin;
-        throw;
-    }
-}
-
-// A futures that has left the spread does not come back to its group, which reports its margin without it here.
-void Portfolio::AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now)
-{
-    RiskNodeMMS* const mms = old.GetOwnerRiskNode().parent;
-    if (mms == nullptr || (now != nullptr && now->IsInSpread)) return;
-    RiskNodeBase& group = old.HasLevelMCS() ? static_cast<RiskNodeBase&>(*mms->parent) : *mms;
-    const CSpecBaseContract& baseContract = now != nullptr ? *now->BaseContract : *old.GetFutures()->BaseContract;
-    VolatilityInitialMargin_ += group.UpdateInitialMarginValue(baseContract);
-    DeliveryVolatilityInitialMargin_ += group.UpdateInitialMarginDeliveryValue(baseContract);
-}
-
-Portfolio::KeptGroups Portfolio::KeepGroups(const CSpecBaseContract& baseContract) const
-{
-    KeptGroups groups;
-    const auto mms = initialMarginRisksMapMMS_.find(baseContract.Code);
-    if (mms == initialMarginRisksMapMMS_.end() || mms->second == nullptr) return groups; // memory has ended there once
-    groups.mms = mms->second.get();
-    groups.mcs = groups.mms->parent;
-    groups.keptMMS = groups.mms->Keep();
-    if (groups.mcs != nullptr) groups.keptMCS = *groups.mcs;
-    return groups;
-}
-
-bool Portfolio::StandsOnChangedInstruments() const
-{
-    const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
-    return std::any_of(positions.begin(), positions.end(), [&](const auto& entry) {
-        return entry.second.GetFutures() != repository.GetFutures(AccessByStatus::eNew, entry.first);
-    });
-}
-
 Z9ERR Portfolio::Refresh()
 {
     MapCumulativeFuturesPosition oldPositions;
-    RisksMap<RiskNodeMMS> oldMMS; // old positions point into both until they are gone
+    RisksMap<RiskNodeMMS> oldMMS; // old positions point into these maps until they are gone
     RisksMap<RiskNodeMCS> oldMCS;
     const double volatilityBefore = VolatilityInitialMargin_;
     const double deliveryBefore = DeliveryVolatilityInitialMargin_;
@@ -156,7 +54,7 @@ Z9ERR Portfolio::Refresh()
     Clear();
     try {
         for (const auto& [isin, position] : oldPositions)
-            static_cast<void>(InsertFuturesPosition(position, false)); // whose instrument is gone drops out
+            static_cast<void>(InsertFuturesPosition(position, false)); // a position whose instrument is gone drops out
     } catch (...) {
         exchange();
         VolatilityInitialMargin_ = volatilityBefore;

@@ -1,4 +1,4 @@
-// What goes up from one participant to the next: the changes of its losses, entity by entity, and their sum above.
+// The changes that a participant hands to the participant above it, entity by entity, and how they are summed there.
 #include "book/Portfolio.h"
 
 #include <set>
@@ -26,26 +26,21 @@ std::size_t PointsNumOf(const Instrument& instrument)
     return static_cast<std::size_t>(instrument.GetPointsNum());
 }
 
-// Futures in a spread speak for their base contract, others for themselves.
+// Code that a futures rolls up under: in a spread that of its base contract, otherwise its own.
 const std::string& RolledUpCodeOf(const CSpecFutures& futures)
 {
     return futures.IsInSpread ? futures.CodeBC : futures.Code;
 }
 
-// The node of the series of an option, where the series is margined by itself and was ever held; otherwise null.
+// The node of an option's series where the series is margined by itself and was held at some time; otherwise null.
 const RiskNodeOptionSeries* SeriesStandingAlone(const Portfolio::SearchResult& found)
 {
     if (!found.OptionFound() || found.GetOptionPtr()->VirtFutures->IsInSpread) return nullptr;
     return found.GetPositionPtr()->GetRiskNodeOptionSeriesByVFCode(found.GetOptionPtr()->CodeVF);
 }
 
-const RolledUpRiskNode* FindEntry(const Portfolio::MapRolledUpRiskNode& entries, const std::string& code)
-{
-    const auto found = entries.find(code);
-    return found == entries.end() ? nullptr : &found->second;
-}
-
-// To be called before an entry is asked for its change: it remembers what it has told, which must not get lost then.
+// Makes room for one more change. Called before an entry is asked for its change: the entry then counts it as reported,
+// so it must not get lost.
 void MakeRoomForOne(RolledUpRisksVector& deltas)
 {
     if (deltas.size() == deltas.capacity()) deltas.reserve(2 * deltas.size());
@@ -58,11 +53,6 @@ void PushOfSpreadAspectChange(Isin isin, RolledUpRiskNode delta, RolledUpRisksVe
 }
 
 } // namespace
-
-const RolledUpRiskNode* Portfolio::GetHalfNettingRisksByCode(const std::string& code) const
-{
-    return FindEntry(halfNettingRisksCorrected_, code);
-}
 
 RolledUpRiskNode& Portfolio::TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum)
 {
@@ -84,7 +74,7 @@ RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFuture
                                baseContract);
 }
 
-// The change of the losses since the last call under this code; profits are cut off on both sides.
+// The change of the losses under this code since the last call; profits are cut off before and after.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current)
 {
     RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, current.PointsNum());
@@ -96,8 +86,8 @@ RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, Ro
     return current;
 }
 
-// Takes away all that went up under this code. The entry stays, with nothing in it: what it stood for may come back one
-// day, and then begins anew.
+// Takes away everything that went up under this code. The entry stays and is empty, since the futures or series that it
+// stood for may come back and then starts anew.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeFromZero(const std::string& code, std::size_t pointsNum)
 {
     RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, pointsNum);
@@ -144,7 +134,7 @@ void Portfolio::GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionBy
     PushDeltaOfSpreadAspect(position, deltas);
 }
 
-// Each series once: standing alone it speaks for itself; having just entered the spread it takes back what it said.
+// Each series once: one standing alone reports itself, one that has just entered the spread takes back its last report.
 void Portfolio::PushDeltasOfSeries(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas)
 {
     const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
@@ -163,8 +153,8 @@ void Portfolio::PushDeltasOfSeries(const CumulativePositionByFutures& position, 
     }
 }
 
-// A futures that has left the spread leaves its base contract without it; one that has entered no longer stands for
-// itself.
+// Reports what a change of the spread leaves behind: a base contract without the futures that left it, or a futures
+// that no longer stands for itself.
 void Portfolio::PushDeltaOfSpreadAspect(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas)
 {
     const CSpecFutures& now = *position.GetFutures();
@@ -178,7 +168,7 @@ void Portfolio::PushDeltaOfSpreadAspect(const CumulativePositionByFutures& posit
         PushOfSpreadAspectChange(now.isin, GetDeltaRolledUpRiskNodeFromZero(now.Code, PointsNumOf(now)), deltas);
 }
 
-// Where no futures of the base contract is left in the spread its node may be gone: it holds nothing any more.
+// The change of a base contract. Its node may be gone when no futures of it is left in the spread; it is empty then.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeMMS(const CSpecFutures& futures)
 {
     const RiskNodeMMS* const node = GetRisksNodeOfLevelMMS(futures.CodeBC);
@@ -195,7 +185,7 @@ void Portfolio::AddRolledUpRiskNodes(const RolledUpRisksVector& deltas)
 
 void Portfolio::AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node)
 {
-    // A change of the spread speaks of the shape before it.
+    // After a change of the spread the isin is read in the shape before it.
     const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
     const AccessByStatus access =
         node.GetIsFromSpreadAspectChange() ? AccessByStatus::eCurrent : instruments.GetStatus(isin);
@@ -223,7 +213,8 @@ void Portfolio::AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpR
     AddMarginChangesOf(entryOfMCS);
 }
 
-// A series standing alone belongs to no group. Its row has the real price points only: sub-points were folded below.
+// Applies a change of a series standing alone, which belongs to no group. The row has real price points only:
+// sub-points were folded below.
 void Portfolio::AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node)
 {
     RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(series.Code, static_cast<std::size_t>(series.GetPointsNum()));
@@ -231,13 +222,13 @@ void Portfolio::AddRolledUpRiskNode(const CSpecVirtFutures& series, const Rolled
     AddMarginChangesOf(entry);
 }
 
-// The sum of an MCS is made anew from the entries of its base contracts, not updated.
+// Builds the sum of an MCS anew from the entries of its base contracts instead of updating it.
 void Portfolio::RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS)
 {
     entryOfMCS.Zero();
     const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
     for (const BaseContractNode& member : repository.RangeBaseContractByMCS(baseContract.CodeMCS)) {
-        const RolledUpRiskNode* const entry = FindEntry(halfNettingRisksCorrected_, member.GetCode());
+        const RolledUpRiskNode* const entry = GetHalfNettingRisksByCode(member.GetCode());
         if (entry != nullptr) entryOfMCS += *entry;
     }
 }
@@ -246,6 +237,12 @@ void Portfolio::AddMarginChangesOf(RolledUpRiskNode& entry)
 {
     VolatilityInitialMargin_ += entry.UpdateInitialMarginValue();
     DeliveryVolatilityInitialMargin_ += entry.UpdateInitialMarginDeliveryValue();
+}
+
+const RolledUpRiskNode* Portfolio::GetHalfNettingRisksByCode(const std::string& code) const
+{
+    const auto found = halfNettingRisksCorrected_.find(code);
+    return found == halfNettingRisksCorrected_.end() ? nullptr : &found->second;
 }
 
 } // namespace kv7im

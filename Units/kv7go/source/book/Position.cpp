@@ -21,19 +21,6 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
                            participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
 }
 
-// An order that comes alone: only one in a spread as it was sent names the spread.
-SClearingDeltaOrder MakeOrder(Isin isin, bool isBuying, const KeyPriceType& key, const SOrderInfo& info) noexcept
-{
-    SClearingDeltaOrder order;
-    order.CalculatedPrice = key;
-    order.isin = isin;
-    order.isBuying = isBuying;
-    order.orderInfo = info;
-    order.orderInfo.initializationType = SOrderInfo::InitializationType::FullFill;
-    order.orderInfo.multilegIsin = key.type == KeyPriceType::Type::MultiLeg ? isin : 0;
-    return order;
-}
-
 } // namespace
 
 CumulativePositionByFutures::CumulativePositionByFutures(RiskParticipant* participant, Portfolio& portfolio,
@@ -117,12 +104,6 @@ void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const S
     ChangeSpecOrderPrivate(m_position, count, orders);
 }
 
-void CumulativePositionByFutures::ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info)
-{
-    const SClearingDeltaOrder order = MakeOrder(m_isin, isBuying, key, info);
-    ChangeFuturesOrders(1, &order);
-}
-
 CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
                                                                              const SClearingDeltaOrder* orders)
 {
@@ -139,13 +120,6 @@ void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, 
                                                      const SClearingDeltaOrder* orders)
 {
     ChangeSpecOrderPrivate(FindOrCreateOptionPositionAndMarkChanged(option), count, orders);
-}
-
-void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, bool isBuying, const KeyPriceType& key,
-                                                     const SOrderInfo& info)
-{
-    const SClearingDeltaOrder order = MakeOrder(option.isin, isBuying, key, info);
-    ChangeOptionOrders(option, 1, &order);
 }
 
 void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
@@ -175,7 +149,7 @@ CumulativePositionByFutures::FindOrCreateOptionPositionAndMarkChanged(const CSpe
     return position;
 }
 
-// Where the participant does not count deliveries of the series its node has no rows for them.
+// The node of a series; it has no delivery rows where the participant does not count deliveries of the series.
 RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(const CSpecOption& option)
 {
     if (const auto found = m_optionSeriesRiskMap.find(option.CodeVF); found != m_optionSeriesRiskMap.end())
@@ -188,19 +162,6 @@ RiskNodeOptionSeries& CumulativePositionByFutures::InitializeOptionSeriesRisk(co
                                                 parameters, option.VirtFutures->GetBindingArray(level), ratio, level)
                                           : std::make_shared<RiskNodeOptionSeries>(parameters, ratio, level);
     return *m_optionSeriesRiskMap.emplace(option.CodeVF, std::move(node)).first->second;
-}
-
-CSpecPositionOptionsBase* CumulativePositionByFutures::GetOptionPositionSpec(Isin isin)
-{
-    if (const auto found = m_optionsMap.find(isin); found != m_optionsMap.end()) return found->second.get();
-    const CSpecOption* const option = m_participant->GetInstruments().GetOption(isin);
-    return option == nullptr ? nullptr : &FindOrCreateOptionPosition(*option);
-}
-
-const CSpecPositionOptionsBase* CumulativePositionByFutures::FindOptionPosition(Isin isin) const
-{
-    const auto found = m_optionsMap.find(isin);
-    return found == m_optionsMap.end() ? nullptr : found->second.get();
 }
 
 const RiskNodeOptionSeries* CumulativePositionByFutures::GetRiskNodeOptionSeriesByVFCode(const std::string& code) const
@@ -228,20 +189,20 @@ void CumulativePositionByFutures::ZeroMarginValue() noexcept
     m_deliveryInitialMarginOptionSeriesSWithoutSpread = 0.0;
 }
 
-// What this futures gives to its group: the signed cells where futures of a contract net against each other, only the
-// losses where each of them stands for itself.
+// Whether this futures contributes only its losses to its group: so where each futures of a contract stands for itself;
+// signed cells where they net against each other.
 bool CumulativePositionByFutures::GivesLossesOnly() const
 {
     return m_participant->GetCalSpreadMarginType() == Enums::SpreadMarginType::HalfNetting ||
            m_futures->EnforceIMSHalfNetting;
 }
 
-// Takes the change of this futures up through its groups.
+// Carries the change of this futures up through its groups.
 void CumulativePositionByFutures::CarryToGroups()
 {
     if (!HasLevelMMS()) return;
     RiskNodeMMS& mms = *m_ownerRisk.parent;
-    // Before the group changes: exactly what it gave the last time.
+    // Subtracted before the group changes: exactly what it contributed last.
     if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
     mms.ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
     if (HasLevelMCS()) *mms.parent += (mms | GetPropertiesForICS());

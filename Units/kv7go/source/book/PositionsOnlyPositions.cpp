@@ -1,7 +1,7 @@
-// Positions in the mode of positions alone: each is valued by its cost basis and a market price. One that has lost is
-// valued from the market price, and what it has lost by then, its paper loss, goes to the nodes apart.
+// Positions in the mode of positions alone: each is valued by its cost basis and a market price. A position that has
+// lost is valued from the market price, and the loss until there, its paper loss, goes to the nodes apart.
 //
-// All that may run out of memory is done on nodes that can be put back, so that a change happens or does not.
+// Everything that may run out of memory is done on nodes that can be put back, so that a change happens or does not.
 #include <cmath>
 #include <tuple>
 #include <type_traits>
@@ -9,6 +9,7 @@
 
 #include "book/RiskParticipant.h"
 #include "book/SpecPosition.h"
+#include "grids/RiskItem.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
@@ -18,17 +19,13 @@ namespace kv7im {
 
 namespace {
 
-// Smaller and larger of two in the order written: the second operand when either is no number.
-double Smaller(double a, double b) noexcept { return a < b ? a : b; }
-double Larger(double a, double b) noexcept { return a > b ? a : b; }
-
-// Of the two prices the one that leaves the loss between them to the paper loss: the higher for a short position.
+// The price that leaves the loss between the two prices to the paper loss: the higher one for a short position.
 double FromMarketIfLost(std::int64_t quantity, double price, double marketPrice) noexcept
 {
-    return quantity < 0 ? Larger(marketPrice, price) : Smaller(marketPrice, price);
+    return quantity < 0 ? Max(marketPrice, price) : Min(marketPrice, price);
 }
 
-// The risk of a position as the participant counts it.
+// The risk of a position, its two charges times the participant's ratio.
 template <class Instrument>
 Risk ScaledRisk(const Instrument& instrument, const RiskParticipant& participant, std::int64_t quantity,
                 double usablePrice, double price, double cumulativePerformance)
@@ -39,7 +36,7 @@ Risk ScaledRisk(const Instrument& instrument, const RiskParticipant& participant
     return risk;
 }
 
-// Takes steps that change nodes; when one throws the nodes are as they were.
+// Takes steps that change nodes; when one throws, the nodes are as they were.
 template <class Steps, class... Nodes>
 void AllOrNothing(const Steps& steps, Nodes&... nodes)
 {
@@ -53,7 +50,7 @@ void AllOrNothing(const Steps& steps, Nodes&... nodes)
     }
 }
 
-// What the futures holds of a series at this moment.
+// The view of a series that the futures holds at this moment.
 RiskNodeOptionSeries ViewOf(const RiskNodeOptionSeries& series, bool lossesOnly)
 {
     return lossesOnly ? series.GetTransformedRisk_PositionsOnly() : series;
@@ -73,7 +70,7 @@ void CSpecPosition::UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t 
     m_quantity = quantity;
     m_WAPrice = price;
     m_marketPrice = marketPrice;
-    m_NOVi = CalculateNOVi(novQuantity); // before the paper loss: it asks for the one of the last change
+    m_NOVi = CalculateNOVi(novQuantity); // before the paper loss, since it counts that of the last change
     m_cumulativePerformance = CalculateCumulativePerformance(marketPrice);
 
     try {
@@ -91,8 +88,8 @@ void CSpecPosition::UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t 
 double CSpecPosition::PaperLoss(double price, double moneyCoef) const noexcept
 {
     const double quantity = static_cast<double>(m_quantity);
-    if (m_quantity < 0) return std::abs(quantity) * Larger(0.0, price - m_WAPrice) * moneyCoef;
-    return quantity * Larger(0.0, m_WAPrice - price) * moneyCoef;
+    if (m_quantity < 0) return std::abs(quantity) * Max(0.0, price - m_WAPrice) * moneyCoef;
+    return quantity * Max(0.0, m_WAPrice - price) * moneyCoef;
 }
 
 double CSpecPositionFutures::CalculateCumulativePerformance(double price) const
@@ -105,8 +102,8 @@ double CSpecPositionFutures::UsableWAPrice_PositionsOnly(std::int64_t quantity, 
     double p = WithOffset(price);
     if (m_participant->GetNoFutDiscount()) {
         const double settlement = m_futures.RealCalcPrice;
-        if (quantity > 0) return Smaller(marketPrice, Larger(settlement, p));
-        p = Smaller(settlement, p);
+        if (quantity > 0) return Min(marketPrice, Max(settlement, p));
+        p = Min(settlement, p);
     }
     return FromMarketIfLost(quantity, p, marketPrice);
 }
@@ -138,7 +135,7 @@ double CSpecPositionOptionsBase::CalculateCumulativePerformance(double price) co
 double CSpecPositionOptionsBase::PriceOfPaperLoss() const noexcept
 {
     const double settlement = m_options.CalcOptPrice;
-    return m_quantity < 0 ? Smaller(m_marketPrice, settlement) : Larger(m_marketPrice, settlement);
+    return m_quantity < 0 ? Min(m_marketPrice, settlement) : Max(m_marketPrice, settlement);
 }
 
 double CSpecPositionOptionsBase::UsableWAPrice_PositionsOnly(std::int64_t quantity, double price,
@@ -183,7 +180,7 @@ void CSpecPositionOptionsWithoutSpread::CalculatePosRisk_PositionsOnly(std::int6
 {
     const auto steps = [&] {
         ReplaceInSeries_PositionsOnly(oldQuantity, oldPrice, oldNOVi, oldCumulativePerformance, oldMarketPrice);
-        m_optionSeriesRisk.CollapseAhead(); // for the margins, which are worked out when there is no way back
+        m_optionSeriesRisk.CollapseAhead(); // for the margins, which are computed when there is no way back
     };
     AllOrNothing(steps, m_optionSeriesRisk);
 }

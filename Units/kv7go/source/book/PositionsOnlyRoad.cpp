@@ -1,7 +1,7 @@
-// The road of a position to the margin in the mode of positions alone: through the nodes of the plain mode, with the
-// additions and the margins of this one.
+// How a position reaches the margin in the mode of positions alone: through the nodes of the plain mode, with the
+// additions and the margins of this mode.
 //
-// Past the position nothing needs memory, so a change that has reached its node reaches the margins as well.
+// Beyond the position nothing needs memory, so a change that has reached its node reaches the margins as well.
 #include <utility>
 
 #include "book/Portfolio.h"
@@ -45,12 +45,12 @@ void CumulativePositionByFutures::SetSpecPositionPrivate_PositionsOnly(CSpecPosi
     InitialMarginCalculation_PositionsOnly();
 }
 
-// Takes the change of this futures up through its groups.
+// Carries the change of this futures up through its groups.
 void CumulativePositionByFutures::CarryToGroups_PositionsOnly()
 {
     if (!HasLevelMMS()) return;
     RiskNodeMMS& mms = *m_ownerRisk.parent;
-    // Before the group changes: exactly what it gave the last time, in whichever mode.
+    // Subtracted before the group changes: exactly what it contributed last, in either mode.
     if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
     mms.ReplaceContribution_PositionsOnly(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
     if (HasLevelMCS()) mms.parent->AdditionAssignment_PositionsOnly(mms | GetPropertiesForICS());

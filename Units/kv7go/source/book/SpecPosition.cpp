@@ -3,8 +3,8 @@
 #include <span>
 #include <utility>
 
+#include "WrappingArithmetic.h"
 #include "book/RiskParticipant.h"
-#include "currencytype.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecOption.h"
@@ -15,10 +15,10 @@ namespace kv7im {
 
 namespace {
 
-// Quantities add up, as the machine word does; all else is the later change's.
+// Adds a change to an entry. Quantities add up as machine words do; everything else is taken from the change.
 void AddOrder(SOrderInfo& entry, const SOrderInfo& change) noexcept
 {
-    const std::int64_t quantity = kv7base::detail::WrappingAdd(entry.deltaQuantity, change.deltaQuantity);
+    const std::int64_t quantity = kv7base::WrappingAdd(entry.deltaQuantity, change.deltaQuantity);
     entry = change;
     entry.deltaQuantity = quantity;
 }
@@ -92,8 +92,8 @@ void CSpecPosition::UpdateInitialMarginByOrderChanges(std::size_t count, const S
     change.Apply();
 }
 
-// Each change lands on its entry, in the given order; its entry of the open orders is made here, still without a
-// quantity, so that UpdateOrders needs no memory.
+// Adds each change to the entry of its key, in the given order. Its entry of the open orders is made here, still
+// without a quantity, so that UpdateOrders needs no memory.
 void CSpecPosition::CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders)
 {
     for (const SClearingDeltaOrder& order : std::span(orders, count)) {
@@ -109,7 +109,7 @@ void CSpecPosition::UpdateOrders() noexcept
         AddOrder(m_orders.find(key)->second, change);
 }
 
-// Open orders without a quantity go: those that were cancelled, and those that a change has not come to.
+// Drops the open orders without a quantity: those that were cancelled, and those that no change reached.
 void CSpecPosition::ForgetDeltaOrders() noexcept
 {
     for (const auto& [key, change] : m_deltaOrders) {
@@ -199,7 +199,7 @@ void CSpecPositionOptions::CalculatePosRisk(std::int64_t oldQuantity, double old
     const OptionTransform after = Describe(m_quantity, m_WAPrice);
     m_optionSeriesRisk.ReplacePositionInSpread(before, after, m_participant->GetShortOptionMinimumChargeRatio(),
                                                m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
-    // The net option value of the whole series goes out of the futures and comes back with the change.
+    // The net option value of the whole series leaves the futures here and comes back with the change.
     m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
     UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
@@ -209,8 +209,8 @@ void CSpecPositionOptions::UpdateRisksByOrderChanges()
 {
     m_optionSeriesRisk.AddOrdersInSpread(m_options, m_deltaOrders, m_participant->GetShortOptionMinimumChargeRatio(),
                                          m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
-    // With the series its net option value went out of the futures and came back: the same, but for the rounding. The
-    // paper loss, which no order changes, just stays.
+    // The series' net option value left the futures and came back with the series: equal but for the rounding. The
+    // paper loss, which no order changes, stays.
     m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
 }

@@ -135,7 +135,7 @@ void LazyMemoryPool::FreeList(MemoryBulk& bulk) noexcept
 
 void LazyMemoryPool::Open() noexcept
 {
-    // Its construction registers the end of this thread. It holds nothing: what it empties stands beside it.
+    // Its construction registers the end of this thread. It owns nothing: the lists that it empties stand beside it.
     static thread_local const ThreadEnd guard;
     static_cast<void>(guard);
     stage = Stage::Open;

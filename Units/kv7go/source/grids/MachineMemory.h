@@ -4,7 +4,7 @@
 
 namespace kv7im {
 
-/// Throws CZ9Error with Z9ERR_COMMON_NO_MEMORY when that many bytes are more than the machine has.
+/// Throws CZ9Error with Z9ERR_COMMON_NO_MEMORY when the machine has less memory than `bytes`.
 void RefuseBeyondMachine(double bytes);
 
 } // namespace kv7im

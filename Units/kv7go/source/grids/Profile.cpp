@@ -47,12 +47,6 @@ void Profile::ExcludeExpiration()
     expirationRiskMatrix.ResizeRows(0);
 }
 
-bool Profile::operator==(const Profile& other) const noexcept
-{
-    return volatilityMatrix == other.volatilityMatrix && interestRateMatrix == other.interestRateMatrix &&
-           volatilityMismatchMatrix == other.volatilityMismatchMatrix && specialRiskPoints == other.specialRiskPoints;
-}
-
 StoredProfiles::StoredProfiles(const Parameters& parameters) : profile(Profile(CheckedForMemory(parameters))) {}
 
 } // namespace kv7im

@@ -31,26 +31,6 @@ void CollapseRealPoints(const RiskMatrix& volatility, const RiskMatrix& interest
 
 } // namespace
 
-Risk& Risk::operator+=(double value) noexcept
-{
-    risks.volatilityMatrix += value;
-    risks.interestRateMatrix += value;
-    risks.volatilityMismatchMatrix += value;
-    risks.expirationRiskMatrix += value;
-    risks.specialRiskPoints += value;
-    return *this;
-}
-
-Risk& Risk::operator-=(double value) noexcept
-{
-    risks.volatilityMatrix -= value;
-    risks.interestRateMatrix -= value;
-    risks.volatilityMismatchMatrix -= value;
-    risks.expirationRiskMatrix -= value;
-    risks.specialRiskPoints -= value;
-    return *this;
-}
-
 Risk& Risk::operator*=(double value) noexcept
 {
     risks.volatilityMatrix *= value;
@@ -81,31 +61,6 @@ Risk& Risk::operator-=(const Risk& other) noexcept
         risks.expirationRiskMatrix -= other.risks.expirationRiskMatrix;
     risks.specialRiskPoints -= other.risks.specialRiskPoints;
     return *this;
-}
-
-Risk& Risk::operator+=(const RiskRowWrapper& row) noexcept
-{
-    risks.volatilityMatrix += row;
-    risks.interestRateMatrix += row;
-    risks.volatilityMismatchMatrix += row;
-    return *this;
-}
-
-Risk& Risk::operator-=(const RiskRowWrapper& row) noexcept
-{
-    risks.volatilityMatrix -= row;
-    risks.interestRateMatrix -= row;
-    risks.volatilityMismatchMatrix -= row;
-    return *this;
-}
-
-void Risk::BoundValuesFromBelow(double bound) noexcept
-{
-    risks.volatilityMatrix.BoundValuesFromBelow(bound);
-    risks.interestRateMatrix.BoundValuesFromBelow(bound);
-    risks.volatilityMismatchMatrix.BoundValuesFromBelow(bound);
-    risks.expirationRiskMatrix.BoundValuesFromBelow(bound);
-    risks.specialRiskPoints.BoundValuesFromBelow(bound);
 }
 
 void Risk::BoundValuesFromAbove(double bound) noexcept

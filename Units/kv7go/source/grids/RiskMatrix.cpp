@@ -111,31 +111,11 @@ void RiskMatrix::swap(RiskMatrix& other) noexcept
     std::swap(bindingArray, other.bindingArray);
 }
 
-template <class Operator>
-void RiskMatrix::ForEachWithRow(const RiskRowWrapper& row) noexcept
-{
-    if (rows == 0 || colsRegister == 0 || cols != row.size()) return;
-    for (std::size_t block = 0; block < colsRegister; ++block)
-        ForEachItem(data + block * rows, rows, Operator{row.pData(block)});
-}
-
 RiskMatrix& RiskMatrix::operator+=(const avxarray& row) noexcept
 {
     if (rows == 0 || colsRegister == 0 || cols != row.size()) return *this;
     for (std::size_t block = 0; block < colsRegister; ++block)
         ForEachItem(data + block * rows, rows, DOps::Add{row.pData()[block]});
-    return *this;
-}
-
-RiskMatrix& RiskMatrix::operator+=(const RiskRowWrapper& row) noexcept
-{
-    ForEachWithRow<DOps::Add>(row);
-    return *this;
-}
-
-RiskMatrix& RiskMatrix::operator-=(const RiskRowWrapper& row) noexcept
-{
-    ForEachWithRow<DOps::Sub>(row);
     return *this;
 }
 
@@ -184,26 +164,6 @@ void RiskMatrix::FoldColumn(const RiskMatrix& source, std::size_t column, std::s
     RiskItem* targetCells = data + target / RiskItem::Lanes * rows;
     for (std::size_t row = 0; row < rows; ++row)
         targetCells[row][targetLane] = Min(targetCells[row][targetLane], cells[row][lane]);
-}
-
-double RiskMatrix::sum() const noexcept
-{
-    if (data == nullptr) return 0.0;
-    double total = 0.0;
-    for (std::size_t column = 0; column < cols; ++column)
-        for (std::size_t row = 0; row < rows; ++row)
-            total += RowAt(row)[column];
-    return total;
-}
-
-bool RiskMatrix::operator==(const RiskMatrix& other) const noexcept
-{
-    if (rows != other.rows || cols != other.cols) return false;
-    if (data == nullptr) return true;
-    for (std::size_t column = 0; column < cols; ++column)
-        for (std::size_t row = 0; row < rows; ++row)
-            if (RowAt(row)[column] != other.RowAt(row)[column]) return false;
-    return true;
 }
 
 void RiskMatrix::resize(std::size_t scenarios, std::size_t columns)
@@ -255,7 +215,7 @@ void RiskMatrix::clean() noexcept
 
 void RiskMatrix::CopyCells(const RiskMatrix& other) noexcept
 {
-    medianLineNumber = other.medianLineNumber; // zero in a moved-from matrix, which no dimension tells
+    medianLineNumber = other.medianLineNumber; // zero in a moved-from matrix, which its dimensions do not tell
     std::copy_n(other.data, fullSizeRegister, data);
 }
 

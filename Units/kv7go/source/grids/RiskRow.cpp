@@ -1,6 +1,5 @@
 #include "grids/RiskRow.h"
 
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -74,22 +73,6 @@ double avxarray::min() const noexcept
     return operation::_::FoldLanes(smallest, operation::_::min<double>{});
 }
 
-double avxarray::max() const noexcept
-{
-    RiskItem largest(SmallestPositive);
-    for (std::size_t i = 0; i < _sizeInRegister; ++i)
-        largest = Max(data[i], largest); // a NaN lane never wins
-    return operation::_::FoldLanes(largest, operation::_::max<double>{});
-}
-
-double avxarray::sum() const noexcept
-{
-    RiskItem total(0.0);
-    for (std::size_t i = 0; i < _sizeInRegister; ++i)
-        total = Add(total, data[i]);
-    return SumOfLanes(total);
-}
-
 void avxarray::swap(avxarray& other) noexcept
 {
     std::swap(_size, other._size);
@@ -130,20 +113,9 @@ avxarray min(const avxarray& a, const avxarray& b)
 
 void swap(avxarray& a, avxarray& b) noexcept { a.swap(b); }
 
-bool operator==(const avxarray& a, const avxarray& b) noexcept
-{
-    // Every byte that the two arrays own takes part, the padding as well. Cells are 8 bytes and share RiskItems of 32,
-    // so bytes beyond the last RiskItem belong to no array, and nothing more can be told by looking at them.
-    if (a.size() != b.size()) return false;
-    if (a.GetRegisterCount() == 0) return true;
-    return std::memcmp(a.pData(), b.pData(), a.GetRegisterCount() * sizeof(RiskItem)) == 0;
-}
-
-bool operator!=(const avxarray& a, const avxarray& b) noexcept { return !(a == b); }
-
 RiskRowWrapper& RiskRowWrapper::operator=(const double& value) noexcept
 {
-    const double taken = value; // it may be a cell of this very row
+    const double taken = value; // copied: it may be a cell of this very row
     for (std::size_t i = 0; i < len; ++i)
         (*this)[i] = taken;
     return *this;

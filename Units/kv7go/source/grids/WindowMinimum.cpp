@@ -11,8 +11,6 @@ namespace {
 
 constexpr double Nothing = std::numeric_limits<double>::max(); // beyond the row's ends: never the smallest
 
-double Smaller(double a, double b) noexcept { return a < b ? a : b; }
-
 } // namespace
 
 WindowMinimum::WindowMinimum(std::size_t longest)
@@ -30,10 +28,10 @@ void WindowMinimum::FillRunningMinima(const double* values, std::size_t size, st
         const std::size_t end = std::min(begin + block, size);
         double smallest = Nothing;
         for (std::size_t i = begin; i < end; ++i)
-            m_forward[i] = smallest = Smaller(values[i], smallest);
+            m_forward[i] = smallest = Min(values[i], smallest);
         smallest = Nothing;
         for (std::size_t i = end; i-- > begin;)
-            m_backward[i] = smallest = Smaller(values[i], smallest);
+            m_backward[i] = smallest = Min(values[i], smallest);
     }
 }
 
@@ -53,7 +51,7 @@ void WindowMinimum::Apply(RiskRow& row, std::size_t window)
     FillRunningMinima(m_padded.data(), padded, block);
     // The window of cell i covers padded positions i to i + 2 * reach.
     for (std::size_t i = 0; i < size; ++i)
-        cells[i] = Smaller(m_backward[i], m_forward[i + block - 1]);
+        cells[i] = Min(m_backward[i], m_forward[i + block - 1]);
 }
 
 } // namespace kv7im

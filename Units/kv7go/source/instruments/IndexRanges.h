@@ -13,7 +13,7 @@ template <class Index>
     return boost::make_iterator_range(index.begin(), index.end());
 }
 
-/// The elements of one key.
+/// The range of the elements with one key.
 template <class Index, class Key>
 [[nodiscard]] auto PartOf(const Index& index, const Key& key)
 {
@@ -21,8 +21,8 @@ template <class Index, class Key>
     return boost::make_iterator_range(first, last);
 }
 
-/// Lets `change`, which leaves the key alone, work on the elements of one key inside their container, one after the
-/// other. What it throws passes on, and every element stays where it is.
+/// Lets `change`, which leaves the key alone, work in turn on the elements with one key inside their container. An
+/// exception of `change` passes on, and every element stays where it is.
 template <class Index, class Key, class Change>
 void ChangeEach(Index& index, const Key& key, Change change)
 {

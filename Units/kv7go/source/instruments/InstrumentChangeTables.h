@@ -7,6 +7,7 @@
 #include "Enums.h"
 #include "grids/Constants.h"
 #include "instruments/InstrumentChecks.h"
+#include "instruments/MarketRiskRows.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
 #include "instruments/SpecVirtFutures.h"
@@ -14,39 +15,33 @@
 
 namespace kv7im {
 
-/// New parameters of a base contract, and what their checks look at beside them.
+/// New parameters of a base contract, with the property of the contract that their checks need.
 struct BaseContractChangesParameters : SBaseContractChanges
 {
-    bool IsPercentage; // the contract as it stands
+    bool IsPercentage; // of the contract as it stands
 };
 
-/// New parameters of a series, and what their checks look at beside them: what of the series does not change.
+/// New parameters of a series, with the properties of the series that their checks need and that do not change.
 struct VirtFuturesChangesParameters : SVirtFuturesChanges
 {
     double StrikeStep;
     double FuturesMinStep;      // price step of its futures
-    double AdjustedSubRiskStep; // step between sub-points, anew of the strike step: a wider one is forgotten
+    double AdjustedSubRiskStep; // made from the new strike step; the widening of an earlier one is forgotten
 };
 
 using BCC = BaseContractChangesParameters;
 using FUTC = SFuturesChanges;
 using VFC = VirtFuturesChangesParameters;
 
-/// The rates of a level have to be above zero; texts and names are made of the fields'.
-#define KV7_MARKET_RISK(field, level, code)                                                                            \
+/// A rate of market risk has to be above zero; text and name are made of the field's and the level's.
+#define KV7_MARKET_RISK(field, level, name, code)                                                                      \
     RefuseUnlessPositive<BCC>("localChanges." #field "[Enums::ClientRiskLevel::" #level "]>0.0",                       \
                               "localChanges." #field "[Enums::ClientRiskLevel::" #level "]", &BCC::field,              \
                               Enums::ClientRiskLevel::level, Z9ERR_CALCGO_API_ERROR_##code##_MUST_BE_POSITIVE)
-#define KV7_MARKET_RISKS(level, suffix)                                                                                \
-    KV7_MARKET_RISK(MarketRisk, level, MR##suffix), KV7_MARKET_RISK(MarketRisk1, level, MR1##suffix),                  \
-        KV7_MARKET_RISK(MarketRisk2, level, MR2##suffix)
 
+static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its checks");
 inline constexpr AnyCheck<BCC> BaseContractChangesChecks[] = {
-    KV7_MARKET_RISKS(Default, ),
-    KV7_MARKET_RISKS(Low, _LOW),
-    KV7_MARKET_RISKS(Medium, _MEDIUM),
-    KV7_MARKET_RISKS(High, _HIGH),
-    KV7_MARKET_RISKS(Exceptional, _EXCEPTIONAL),
+    KV7_MARKET_RISKS(KV7_MARKET_RISK),
     RefuseUnless<BCC>("localChanges.ConcentrationLimit1>=0.0", "localChanges.ConcentrationLimit1",
                       &BCC::ConcentrationLimit1, Relation::AtLeast, 0.0, Z9ERR_CALCGO_API_ERROR_CL1_CANNOT_BE_NEGATIVE),
     RefuseUnless<BCC>("localChanges.ConcentrationLimit2>=0.0", "localChanges.ConcentrationLimit2",
@@ -58,7 +53,6 @@ inline constexpr AnyCheck<BCC> BaseContractChangesChecks[] = {
     CorrectUnless<BCC>("localChanges.CFRisk>=0.0", "localChanges.CFRisk", &BCC::CFRisk, Relation::AtLeast, 0.0, 0.0,
                        Alert::UnspecifiedParam),
 };
-#undef KV7_MARKET_RISKS
 #undef KV7_MARKET_RISK
 
 inline constexpr Check<FUTC> FuturesChangesChecks[] = {
@@ -76,6 +70,7 @@ inline constexpr Check<FUTC> FuturesChangesChecks[] = {
                                  &FUTC::NormalizedSpot, Alert::NormalizedSpot),
 };
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile checked");
 inline constexpr Check<VFC> VirtFuturesChangesChecks[] = {
     RefuseUnless<VFC>("localChanges.VolatilityRisk>=0.0", "localChanges.VolatilityRisk", &VFC::VolatilityRisk,
                       Relation::AtLeast, 0.0, Z9ERR_CALCGO_API_ERROR_VOLATILITY_RISK_OUT_OF_RANGE),

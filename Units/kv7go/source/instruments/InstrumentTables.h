@@ -10,72 +10,16 @@
 
 #include "Enums.h"
 #include "grids/Constants.h"
+#include "instruments/BaseContractParameters.h"
+#include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentChecks.h"
+#include "instruments/MarketRiskRows.h"
 #include "instruments/OptionSeriesParameters.h"
 #include "kv7errors.h"
 
 namespace kv7im {
 
-/// A base contract as it is offered.
-struct BaseContractParameters
-{
-    std::string Code;
-    std::string CodeMCS;
-    std::int32_t VolatNum;
-    Enums::MSPType MSPType;
-    std::int32_t CurrencyId;
-    double ShortOptionMinimumCharge;
-    double SpotPrice;
-    double MarketRisk;
-    double MarketRisk1;
-    double MarketRisk2;
-    double MarketRiskLow;
-    double MarketRisk1Low;
-    double MarketRisk2Low;
-    double MarketRiskMedium;
-    double MarketRisk1Medium;
-    double MarketRisk2Medium;
-    double MarketRiskHigh;
-    double MarketRisk1High;
-    double MarketRisk2High;
-    double MarketRiskExceptional;
-    double MarketRisk1Exceptional;
-    double MarketRisk2Exceptional;
-    std::int64_t ConcentrationLimit1;
-    std::int64_t ConcentrationLimit2;
-    std::int32_t RiskPointsN;
-    std::int32_t IsinVCB;
-    double WindowSizePercentage;
-    Enums::OptionModel OptionModel;
-    Enums::AssetClass AssetClass;
-    double CFRisk;
-    Enums::BaseContractSigns Signs;
-};
-
-/// A futures as it is offered.
-struct FuturesParameters
-{
-    std::string Code;
-    std::string CodeBC;
-    double CalcFutPrice;
-    Enums::SpreadAspect SpreadAspect;
-    double MinStepPrice;
-    double RealCalcPrice;
-    double MinStep;
-    double XLot;
-    ::Isin Isin;
-    double InterestRateRiskUp;
-    double InterestRateRiskDown;
-    double TimeToExpiration;
-    double NormalizedSpot;
-    Enums::InstrumentStatus Attribute;
-    double MRAddOnUp;
-    double MRAddOnDown;
-    bool EnforceIMSHalfNetting;
-    ::Isin TASBaseFutIsinID;
-};
-
-/// An option series as it is offered, and what its checks look at beside it.
+/// Parameters of an option series, before the checks, with the properties of its parents that the checks need.
 struct VirtFuturesParameters : OptionSeriesParameters
 {
     bool IsCollateral;                // of its futures
@@ -84,7 +28,7 @@ struct VirtFuturesParameters : OptionSeriesParameters
     double AdjustedSubRiskStep = 0.0; // step between sub-points, set before the check that asks for it
 };
 
-/// An option as it is offered. Nothing is asked of its values.
+/// Parameters of an option. Its values are not checked.
 struct OptionParameters
 {
     std::string Code;
@@ -104,26 +48,13 @@ using BC = BaseContractParameters;
 using FUT = FuturesParameters;
 using VF = VirtFuturesParameters;
 
-/// A rate of market risk has to be above zero; the text and the name are made of the field's.
-#define KV7_MARKET_RISK(field, code)                                                                                   \
-    RefuseUnless<BC>(#field ">0.0", #field, &BC::field, Relation::Above, 0.0, Z9ERR_CALCGO_API_ERROR_##code)
+/// A rate of market risk has to be above zero; the text and the name are those of the exchange.
+#define KV7_MARKET_RISK(field, level, name, code)                                                                      \
+    RefuseUnlessPositive<BC>(#field #name ">0.0", #field #name, &BC::field, Enums::ClientRiskLevel::level,             \
+                             Z9ERR_CALCGO_API_ERROR_##code##_MUST_BE_POSITIVE)
 
 inline constexpr Check<BC> BaseContractChecks[] = {
-    KV7_MARKET_RISK(MarketRisk, MR_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk1, MR1_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk2, MR2_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRiskLow, MR_LOW_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk1Low, MR1_LOW_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk2Low, MR2_LOW_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRiskMedium, MR_MEDIUM_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk1Medium, MR1_MEDIUM_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk2Medium, MR2_MEDIUM_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRiskHigh, MR_HIGH_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk1High, MR1_HIGH_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk2High, MR2_HIGH_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRiskExceptional, MR_EXCEPTIONAL_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk1Exceptional, MR1_EXCEPTIONAL_MUST_BE_POSITIVE),
-    KV7_MARKET_RISK(MarketRisk2Exceptional, MR2_EXCEPTIONAL_MUST_BE_POSITIVE),
+    KV7_MARKET_RISKS(KV7_MARKET_RISK),
     RefuseUnless<BC>("ConcentrationLimit1>=0.0", "ConcentrationLimit1", &BC::ConcentrationLimit1, Relation::AtLeast,
                      0.0, Z9ERR_CALCGO_API_ERROR_CL1_CANNOT_BE_NEGATIVE),
     RefuseUnless<BC>("ConcentrationLimit2>=0.0", "ConcentrationLimit2", &BC::ConcentrationLimit2, Relation::AtLeast,
@@ -176,6 +107,7 @@ inline constexpr std::array CollateralAssetClasses{Enums::AssetClass::Stock, Enu
                                                    Enums::AssetClass::Index, Enums::AssetClass::Commodity,
                                                    Enums::AssetClass::Metal};
 
+static_assert(Enums::OptionModels.size() == 2, "each pricing model has its smile checked");
 inline constexpr AnyCheck<VF> VirtFuturesChecks[] = {
     RefuseUnless<VF>("MinStep>0.0", "MinStep", &VF::MinStep, Relation::Above, 0.0,
                      Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS),
@@ -241,7 +173,7 @@ inline constexpr AnyCheck<VF> VirtFuturesChecks[] = {
                         Alert::UnspecifiedParam, [](const VF& series) { return series.IsCollateral; }),
 };
 
-/// Read when the step between sub-points has been made of what the first table left.
+/// Read after the step between sub-points has been computed from the values that the first table left.
 inline constexpr Check<VF> VirtFuturesLateChecks[] = {
     CorrectUnless<VF>("adjustedSubRiskStep>=futures->MinStep", "adjustedSubRiskStep", &VF::AdjustedSubRiskStep,
                       Relation::AtLeast, &VF::FuturesMinStep, &VF::FuturesMinStep, Alert::AdjustedSubRiskStep),

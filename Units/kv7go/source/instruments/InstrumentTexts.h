@@ -9,7 +9,7 @@
 
 namespace kv7im {
 
-/// Throws CArgumentException for a null one.
+/// The text as a string. Throws CArgumentException, naming the argument, for null.
 [[nodiscard]] inline std::string TextOrThrow(const char* text, const char* name)
 {
     if (text == nullptr)

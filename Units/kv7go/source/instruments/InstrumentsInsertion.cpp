@@ -33,113 +33,40 @@ void CorrectVolatNum(const Context& context, BaseContractParameters& parameters)
     context.Notify(Alert::VolatNum);
 }
 
-std::shared_ptr<CSpecBaseContract> MakeBaseContract(const BaseContractParameters& p, double curvatureRadius)
-{
-    return std::make_shared<CSpecBaseContract>(
-        p.Code.c_str(), p.CodeMCS.c_str(), p.VolatNum, p.MSPType, p.ShortOptionMinimumCharge, p.CurrencyId,
-        curvatureRadius, p.SpotPrice, p.MarketRisk, p.MarketRisk1, p.MarketRisk2, p.MarketRiskLow, p.MarketRisk1Low,
-        p.MarketRisk2Low, p.MarketRiskMedium, p.MarketRisk1Medium, p.MarketRisk2Medium, p.MarketRiskHigh,
-        p.MarketRisk1High, p.MarketRisk2High, p.MarketRiskExceptional, p.MarketRisk1Exceptional,
-        p.MarketRisk2Exceptional, p.ConcentrationLimit1, p.ConcentrationLimit2, p.RiskPointsN, p.IsinVCB,
-        p.WindowSizePercentage, p.OptionModel, p.AssetClass, p.CFRisk, p.Signs);
-}
-
-std::shared_ptr<CSpecFutures> MakeFutures(const FuturesParameters& p, CSpecBaseContract& baseContract, double edgeCoeff)
-{
-    // Any value but 0 puts the futures in spread here; a later change is stricter.
-    const bool isInSpread = static_cast<std::int8_t>(p.SpreadAspect) != 0;
-    return std::make_shared<CSpecFutures>(
-        &baseContract, p.Code, p.CodeBC, p.Isin, p.CalcFutPrice, isInSpread, p.MinStepPrice, p.RealCalcPrice, p.MinStep,
-        p.XLot, p.InterestRateRiskUp, p.InterestRateRiskDown, p.TimeToExpiration, edgeCoeff, p.NormalizedSpot,
-        p.Attribute, p.MRAddOnUp, p.MRAddOnDown, p.EnforceIMSHalfNetting, p.TASBaseFutIsinID);
-}
-
 } // namespace
 
 // Base contracts.
 
-Z9ERR InstrumentsRepository::InsertBaseContract(
-    const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType, std::int32_t currencyId,
-    double shortOptionMinimumCharge, double spotPrice, double marketRisk, double marketRisk1, double marketRisk2,
-    double marketRiskLow, double marketRisk1Low, double marketRisk2Low, double marketRiskMedium,
-    double marketRisk1Medium, double marketRisk2Medium, double marketRiskHigh, double marketRisk1High,
-    double marketRisk2High, double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional,
-    std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, std::int32_t riskPointsN, std::int32_t isinVCB,
-    double windowSizePercentage, Enums::OptionModel optionModel, Enums::AssetClass assetClass, double cfRisk,
-    Enums::BaseContractSigns signs)
-{
-    return InsertBaseContract(BaseContractParameters{TextOrThrow(code, "Code"),
-                                                     TextOrThrow(codeMCS, "CodeMCS"),
-                                                     volatNum,
-                                                     mspType,
-                                                     currencyId,
-                                                     shortOptionMinimumCharge,
-                                                     spotPrice,
-                                                     marketRisk,
-                                                     marketRisk1,
-                                                     marketRisk2,
-                                                     marketRiskLow,
-                                                     marketRisk1Low,
-                                                     marketRisk2Low,
-                                                     marketRiskMedium,
-                                                     marketRisk1Medium,
-                                                     marketRisk2Medium,
-                                                     marketRiskHigh,
-                                                     marketRisk1High,
-                                                     marketRisk2High,
-                                                     marketRiskExceptional,
-                                                     marketRisk1Exceptional,
-                                                     marketRisk2Exceptional,
-                                                     concentrationLimit1,
-                                                     concentrationLimit2,
-                                                     riskPointsN,
-                                                     isinVCB,
-                                                     windowSizePercentage,
-                                                     optionModel,
-                                                     assetClass,
-                                                     cfRisk,
-                                                     signs});
-}
-
 Z9ERR InstrumentsRepository::InsertBaseContract(const SBaseContractStruct& r)
 {
-    return InsertBaseContract(BaseContractParameters{TextOfField(r.Code),
-                                                     TextOfField(r.CodeMCS),
-                                                     r.VolatNum,
-                                                     r.MSPType,
-                                                     r.IndicatorID,
-                                                     r.ShortOptionMinimumCharge,
-                                                     r.SpotPrice,
-                                                     r.MarketRisk,
-                                                     r.MarketRisk1,
-                                                     r.MarketRisk2,
-                                                     r.MarketRiskLow,
-                                                     r.MarketRisk1Low,
-                                                     r.MarketRisk2Low,
-                                                     r.MarketRiskMedium,
-                                                     r.MarketRisk1Medium,
-                                                     r.MarketRisk2Medium,
-                                                     r.MarketRiskHigh,
-                                                     r.MarketRisk1High,
-                                                     r.MarketRisk2High,
-                                                     r.MarketRiskExceptional,
-                                                     r.MarketRisk1Exceptional,
-                                                     r.MarketRisk2Exceptional,
-                                                     r.ConcentrationLimit1,
-                                                     r.ConcentrationLimit2,
-                                                     r.RiskPointsN,
-                                                     r.IsinVCB,
-                                                     r.WindowSizePercentage,
-                                                     r.OptionModel,
-                                                     r.AssetClass,
-                                                     r.CFRisk,
-                                                     r.Signs});
+    return InsertBaseContract(BaseContractParameters{
+        .Code = TextOfField(r.Code),
+        .CodeMCS = TextOfField(r.CodeMCS),
+        .VolatNum = r.VolatNum,
+        .MSPType = r.MSPType,
+        .CurrencyId = r.IndicatorID,
+        .ShortOptionMinimumCharge = r.ShortOptionMinimumCharge,
+        .SpotPrice = r.SpotPrice,
+        .MarketRisk = {r.MarketRisk, r.MarketRiskLow, r.MarketRiskMedium, r.MarketRiskHigh, r.MarketRiskExceptional},
+        .MarketRisk1 = {r.MarketRisk1, r.MarketRisk1Low, r.MarketRisk1Medium, r.MarketRisk1High,
+                        r.MarketRisk1Exceptional},
+        .MarketRisk2 = {r.MarketRisk2, r.MarketRisk2Low, r.MarketRisk2Medium, r.MarketRisk2High,
+                        r.MarketRisk2Exceptional},
+        .ConcentrationLimit1 = r.ConcentrationLimit1,
+        .ConcentrationLimit2 = r.ConcentrationLimit2,
+        .RiskPointsN = r.RiskPointsN,
+        .IsinVCB = r.IsinVCB,
+        .WindowSizePercentage = r.WindowSizePercentage,
+        .OptionModel = r.OptionModel,
+        .AssetClass = r.AssetClass,
+        .CFRisk = r.CFRisk,
+        .Signs = r.Signs});
 }
 
 Z9ERR InstrumentsRepository::InsertBaseContract(BaseContractParameters parameters)
 {
     if (const Z9ERR refusal = CheckBaseContract(parameters); refusal != Z9ERR_OK) return refusal;
-    auto baseContract = MakeBaseContract(parameters, GetCurvatureRadius(parameters.CurrencyId));
+    auto baseContract = std::make_shared<CSpecBaseContract>(parameters, GetCurvatureRadius(parameters.CurrencyId));
     if (!SharesGridWithMCS(*baseContract)) return Z9ERR_CALCGO_API_ERROR_RISKPOINTSN_IN_MCS_NOT_EQUAL;
     storageBaseContracts.insert(BaseContractNode(std::move(baseContract)));
     return Z9ERR_OK;
@@ -176,33 +103,32 @@ bool InstrumentsRepository::SharesGridWithMCS(const CSpecBaseContract& baseContr
 
 // Futures.
 
-Z9ERR InstrumentsRepository::InsertFutures(const char* code, const char* codeBC, double calcFutPrice,
-                                           Enums::SpreadAspect spreadAspect, double minStepPrice, double realCalcPrice,
-                                           double minStep, double xLot, Isin isin, double interestRateRiskUp,
-                                           double interestRateRiskDown, double timeToExpiration, double normalizedSpot,
-                                           Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                                           bool enforceIMSHalfNetting, Isin tasBaseFutIsinID)
-{
-    return InsertFutures(FuturesParameters{TextOrThrow(code, "Code"), TextOrThrow(codeBC, "CodeBC"), calcFutPrice,
-                                           spreadAspect, minStepPrice, realCalcPrice, minStep, xLot, isin,
-                                           interestRateRiskUp, interestRateRiskDown, timeToExpiration, normalizedSpot,
-                                           attribute, mrAddOnUp, mrAddOnDown, enforceIMSHalfNetting, tasBaseFutIsinID});
-}
-
 Z9ERR InstrumentsRepository::InsertFutures(const SFuturesStruct& r)
 {
-    return InsertFutures(FuturesParameters{
-        TextOfField(r.Code), TextOfField(r.CodeBC), r.CalcFutPrice.AsDouble(), r.SpreadAspect, r.MinStepPrice,
-        r.RealCalcPrice.AsDouble(), r.MinStep, r.XLot, r.Isin, r.InterestRateRiskUp, r.InterestRateRiskDown,
-        r.TimeToExpiration, r.NormalizedSpot, static_cast<Enums::InstrumentStatus>(r.Attribute), r.MRAddOnUp,
-        r.MRAddOnDown, r.EnforceIMSHalfNetting, r.TASBaseFutIsinID});
+    return InsertFutures(FuturesParameters{.Code = TextOfField(r.Code),
+                                           .CodeBC = TextOfField(r.CodeBC),
+                                           .CalcFutPrice = r.CalcFutPrice.AsDouble(),
+                                           .SpreadAspect = r.SpreadAspect,
+                                           .MinStepPrice = r.MinStepPrice,
+                                           .RealCalcPrice = r.RealCalcPrice.AsDouble(),
+                                           .MinStep = r.MinStep,
+                                           .XLot = r.XLot,
+                                           .Isin = r.Isin,
+                                           .InterestRateRiskUp = r.InterestRateRiskUp,
+                                           .InterestRateRiskDown = r.InterestRateRiskDown,
+                                           .TimeToExpiration = r.TimeToExpiration,
+                                           .NormalizedSpot = r.NormalizedSpot,
+                                           .Attribute = static_cast<Enums::InstrumentStatus>(r.Attribute),
+                                           .MRAddOnUp = r.MRAddOnUp,
+                                           .MRAddOnDown = r.MRAddOnDown,
+                                           .EnforceIMSHalfNetting = r.EnforceIMSHalfNetting,
+                                           .TASBaseFutIsinID = r.TASBaseFutIsinID});
 }
 
 Z9ERR InstrumentsRepository::InsertFutures(FuturesParameters parameters)
 {
     if (const Z9ERR refusal = CheckFutures(parameters); refusal != Z9ERR_OK) return refusal;
-    const std::shared_ptr<CSpecFutures> futures =
-        MakeFutures(parameters, *FindBaseContract(parameters.CodeBC), m_EdgeCoeff);
+    const auto futures = std::make_shared<CSpecFutures>(FindBaseContract(parameters.CodeBC), parameters, m_EdgeCoeff);
     storageFutures.insert(FuturesNode(futures));
     try {
         return SettleInsertedFutures(*futures);
@@ -225,7 +151,7 @@ Z9ERR InstrumentsRepository::CheckFutures(FuturesParameters& parameters) const
 
 Z9ERR InstrumentsRepository::SettleInsertedFutures(CSpecFutures& futures)
 {
-    KeepBorrowedValues(); // what is open has the values of before
+    KeepBorrowedValues(); // an open change keeps the values of before
     if (const Z9ERR failure = CopyParametersForTAS(futures); failure != Z9ERR_OK) return failure;
     if (futures.BaseContract->CorrectShiftParamsByFutures(&futures))
         return RecalculateFuturesBaseProfile(*futures.BaseContract);
@@ -269,7 +195,7 @@ void InstrumentsRepository::CopyParametersFromTracked(CSpecFutures& tas)
     const CSpecFutures* const tracked = FindFutures(tas.TASBaseFutIsinID);
     if (tracked == nullptr) return; // it may come later
 
-    ValueOptionsOf(tas.BaseContract->Code); // their charges are those of the shift as it is now
+    ValueOptionsOf(tas.BaseContract->Code); // their charges follow the shift as it is now
     tracked->BaseContract->TASBaseContractCode = tas.BaseContract->Code;
     tas.RealCalcPrice = tracked->RealCalcPrice;
     CopyBaseContractParametersForTAS(*tracked->BaseContract, *tas.BaseContract);

@@ -16,7 +16,7 @@ CSpecMultileg MakeOpen(Isin multilegIsin, const CSpecFutures& leg, int ratio, un
     return multileg;
 }
 
-/// Puts the second leg to come into its slot: the older leg stays in the other.
+/// Puts the leg that came second into its slot: the older leg stays in the other.
 void Complete(CSpecMultileg& multileg, const CSpecFutures& leg, int ratio, unsigned char order) noexcept
 {
     if (order < multileg.legOrderNum1) {
@@ -31,7 +31,7 @@ void Complete(CSpecMultileg& multileg, const CSpecFutures& leg, int ratio, unsig
     if (!leg.IsInSpread) multileg.MakeIncompleteSpreadAspect(); // a leg in spread does not make up for the other one
 }
 
-/// Whether a record takes one more row of this order number.
+/// Whether a record accepts one more row with this order number.
 Z9ERR CheckRow(const CSpecMultileg& multileg, unsigned char order) noexcept
 {
     if (multileg.GetCompleted()) return Z9ERR_CALCGO_API_ERROR_MULTILEG_ALREADY_EXISTS;

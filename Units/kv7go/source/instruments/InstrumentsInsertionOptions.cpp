@@ -135,7 +135,7 @@ Z9ERR InstrumentsRepository::InsertOption(const OptionParameters& parameters)
     const StorageFutures::iterator futures = owner->second;
     if (futures->GetVirtualFutures(AccessByStatus::eCurrent, parameters.CodeVF) == nullptr)
         return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
-    // Positions find an option by its code or its isin alone, so each is its own in the whole market.
+    // Positions find an option by its code or its isin alone, so both are unique in the whole market.
     if (OptionExists(parameters.Code) || OptionExists(parameters.Isin))
         return Z9ERR_CALCGO_API_ERROR_OPTION_ALREADY_EXIST;
     try {
@@ -163,7 +163,7 @@ void InstrumentsRepository::EnterOption(StorageFutures::iterator futures, const 
 
 void InstrumentsRepository::RemoveInsertedOption(StorageFutures::iterator futures, const OptionParameters& p) noexcept
 {
-    // Nothing else has its keys, so what stands under them is what was entered a moment ago.
+    // The keys belong to this option alone, so the entries under them were made a moment ago.
     if (const auto entry = storageIndexOptionToFuturesByCode.find(p.Code);
         entry != storageIndexOptionToFuturesByCode.end())
         storageIndexOptionToFuturesByCode.erase(entry);

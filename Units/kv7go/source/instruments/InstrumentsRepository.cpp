@@ -1,7 +1,5 @@
 #include "instruments/InstrumentsRepository.h"
 
-#include <functional>
-
 #include "instruments/IndexRanges.h"
 #include "instruments/InstrumentChecks.h"
 #include "instruments/InstrumentTables.h"
@@ -11,16 +9,7 @@ namespace kv7im {
 
 namespace {
 
-template <class Index, class Key>
-std::size_t CountNonEmptyKeys(const Index& index, Key keyOf)
-{
-    std::size_t count = 0;
-    for (auto node = index.begin(); node != index.end(); node = index.equal_range(keyOf(*node)).second)
-        if (!keyOf(*node).empty()) ++count;
-    return count;
-}
-
-/// The option of a key, by way of its futures; null when there is none.
+/// The option of a key, found through its futures; null when there is none.
 template <class OptionIndex, class Key>
 const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
 {
@@ -63,7 +52,7 @@ void InstrumentsRepository::SetTelemetryAlertsCollector(const TelemetryAlertsCol
 void InstrumentsRepository::Clear()
 {
     storageMultilegs.clear();
-    // Children before parents: the nodes of the futures take their series with them, and these their options.
+    // Children before parents: the nodes of the futures take their series with them, and the series their options.
     storageTASBaseFutIsinIDToIsin.clear();
     storageIndexOptionToFuturesByIsin.clear();
     storageIndexOptionToFuturesByCode.clear();
@@ -173,16 +162,6 @@ bool InstrumentsRepository::HasCurrency(std::int32_t currencyId) const
     return curvatureRadiusMap.contains(currencyId);
 }
 
-std::size_t InstrumentsRepository::CountMCS() const
-{
-    return CountNonEmptyKeys(storageBaseContracts.get<ByMCS>(), std::mem_fn(&BaseContractNode::GetMCS));
-}
-
-std::size_t InstrumentsRepository::CountMMS() const
-{
-    return CountNonEmptyKeys(storageFutures.get<ByMMS>(), std::mem_fn(&FuturesNode::GetMMS));
-}
-
 auto InstrumentsRepository::RangeBaseContractByCode() const -> Range<StorageBaseContract, ByCode>
 {
     return WholeOf(storageBaseContracts.get<ByCode>());
@@ -193,19 +172,9 @@ auto InstrumentsRepository::RangeBaseContractByMCS(std::string_view codeMCS) con
     return PartOf(storageBaseContracts.get<ByMCS>(), codeMCS);
 }
 
-auto InstrumentsRepository::RangeBaseContractByStatus(Status status) const -> Range<StorageBaseContract, ByStatus>
-{
-    return PartOf(storageBaseContracts.get<ByStatus>(), status);
-}
-
 auto InstrumentsRepository::RangeFuturesByCode() const -> Range<StorageFutures, ByCode>
 {
     return WholeOf(storageFutures.get<ByCode>());
-}
-
-auto InstrumentsRepository::RangeFuturesByIsin() const -> Range<StorageFutures, ByIsin>
-{
-    return WholeOf(storageFutures.get<ByIsin>());
 }
 
 auto InstrumentsRepository::RangeFuturesByBaseContract(std::string_view codeBC) const
@@ -217,31 +186,6 @@ auto InstrumentsRepository::RangeFuturesByBaseContract(std::string_view codeBC) 
 auto InstrumentsRepository::RangeFuturesByStatus(Status status) const -> Range<StorageFutures, ByStatus>
 {
     return PartOf(storageFutures.get<ByStatus>(), status);
-}
-
-auto InstrumentsRepository::RangeFuturesByMMS(std::string_view codeMMS) const -> Range<StorageFutures, ByMMS>
-{
-    return PartOf(storageFutures.get<ByMMS>(), codeMMS);
-}
-
-auto InstrumentsRepository::RangeFuturesByMCS(std::string_view codeMCS) const -> Range<StorageFutures, ByMCS>
-{
-    return PartOf(storageFutures.get<ByMCS>(), codeMCS);
-}
-
-auto InstrumentsRepository::RangeVirtualFuturesByCode() const -> MapRange<StorageIndexVirtualFuturesToFutures>
-{
-    return WholeOf(storageIndexVirtualFuturesToFutures);
-}
-
-auto InstrumentsRepository::RangeOptionsByIsin() const -> MapRange<StorageIndexOptionToFuturesByIsin>
-{
-    return WholeOf(storageIndexOptionToFuturesByIsin);
-}
-
-auto InstrumentsRepository::RangeOptionsByCode() const -> MapRange<StorageIndexOptionToFuturesByCode>
-{
-    return WholeOf(storageIndexOptionToFuturesByCode);
 }
 
 } // namespace kv7im

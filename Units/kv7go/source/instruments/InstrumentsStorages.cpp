@@ -39,36 +39,13 @@ const CSpecOption* VirtualFuturesNode::GetOption(std::string_view code) const
 
 const CSpecOption* VirtualFuturesNode::GetOption(Isin isin) const { return FindIn(storageOptions.get<ByIsin>(), isin); }
 
-auto VirtualFuturesNode::RangeOptionsByCode() const -> OptionsRange<ByCode>
-{
-    const auto& index = storageOptions.get<ByCode>();
-    return boost::make_iterator_range(index.begin(), index.end());
-}
-
-auto VirtualFuturesNode::RangeOptionsByIsin() const -> OptionsRange<ByIsin>
-{
-    const auto& index = storageOptions.get<ByIsin>();
-    return boost::make_iterator_range(index.begin(), index.end());
-}
-
-auto VirtualFuturesNode::RangeOptionsByVirtualFuturesCode(std::string_view code) const
-    -> OptionsRange<ByVirtualFuturesCode>
-{
-    return PartOf(storageOptions.get<ByVirtualFuturesCode>(), code);
-}
-
-auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> OptionsRange<ByFuturesIsin>
-{
-    return PartOf(storageOptions.get<ByFuturesIsin>(), futuresIsin);
-}
-
 void VirtualFuturesNode::RecalcInvariants()
 {
     currentVirtualFutures->RecalcInvariants();
     try {
         ForEach(storageOptions, [](CSpecOption& option) { option.RecalcInvariants(); });
     } catch (...) {
-        // The columns of the series are other ones now, so no option may keep the values that it had on them.
+        // The columns of the series are others now, so no option may keep the values that it had on the old ones.
         ForEach(storageOptions, [](CSpecOption& option) noexcept { option.ForgetValues(); });
         throw;
     }
@@ -83,7 +60,7 @@ void VirtualFuturesNode::ValueAllOptions() const
 VirtualFuturesNode VirtualFuturesNode::CopyUnder(CSpecFutures& futures) const
 {
     VirtualFuturesNode copy(std::make_unique<CSpecVirtFutures>(*currentVirtualFutures, &futures));
-    for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // which keeps their order
+    for (const CSpecOption& option : storageOptions.get<ByVirtualFuturesCode>()) // this index keeps their order
         copy.storageOptions.insert(CSpecOption::BorrowingCopy(option, copy.get()));
     return copy;
 }
@@ -221,21 +198,14 @@ void FuturesNode::InitializeChangedInstrument(CSpecBaseContract* changedBaseCont
 
     storageChanged = std::move(series); // before its futures, so that the old ones go in that order too
     changed = futures;
-    borrowsValues = true;
-    wasRecomputed = false;
-    hasNewColumns = false;
-    isRecomputed = false;
+    state.CopiesAreMade();
 }
 
 void FuturesNode::DropChangedInstrument() noexcept
 {
     storageChanged.clear(); // the series before their futures
     changed.reset();
-    borrowsValues = false;
-    wasRecomputed = false;
-    hasNewColumns = false;
-    isRecomputed = false;
-    isNewcomer = false;
+    state.CopiesAreGone();
 }
 
 void FuturesNode::AdoptNewcomers()
@@ -243,50 +213,48 @@ void FuturesNode::AdoptNewcomers()
     for (const auto& [seriesCode, node] : storageCurrent) {
         const auto known = storageChanged.find(seriesCode);
         if (known != storageChanged.end() && known->second.storage().size() == node.storage().size())
-            continue; // options only ever come
-        (hasNewColumns ? wasRecomputed : borrowsValues) = true;
+            continue; // options are added and never removed
+        state.OptionsAreAdopted();
         if (known != storageChanged.end()) {
-            known->second.AdoptOptions(node, hasNewColumns);
+            known->second.AdoptOptions(node, state.HasNewColumns());
             continue;
         }
         VirtualFuturesNode series = node.CopyUnder(*changed);
-        if (hasNewColumns) series.RecalcInvariants();
+        if (state.HasNewColumns()) series.RecalcInvariants();
         storageChanged.try_emplace(seriesCode, std::move(series));
     }
 }
 
 void FuturesNode::RecalcChanged()
 {
-    wasRecomputed = hasNewColumns = true; // from the first option on
+    state.RecomputationBegins();
     changed->RecalcInvariants();
     for (auto& [seriesCode, series] : storageChanged)
         series.RecalcInvariants();
-    borrowsValues = false;
-    isRecomputed = true;
+    state.RecomputationEnds();
 }
 
 void FuturesNode::KeepBorrowedValues()
 {
-    if (borrowsValues) ValueChangedOptions();
+    if (state.BorrowsValues()) ValueChangedOptions();
 }
 
 void FuturesNode::KeepRecomputedValues()
 {
-    if (wasRecomputed) ValueChangedOptions();
+    if (state.AwaitsValues()) ValueChangedOptions();
 }
 
 void FuturesNode::ValueChangedOptions()
 {
     for (const auto& [seriesCode, series] : storageChanged)
         series.ValueAllOptions();
-    borrowsValues = false;
-    wasRecomputed = false;
+    state.OptionsAreValued();
 }
 
 void FuturesNode::SwapNewestInstrumentAsRegularAndClearNewNodes() noexcept
 {
-    if (status != Status::WasChanged || changed == nullptr) return;
-    if (borrowsValues)
+    if (!state.ShowsCopies()) return;
+    if (state.BorrowsValues())
         for (auto& [seriesCode, series] : storageChanged)
             series.StopBorrowing();
     current.swap(changed);

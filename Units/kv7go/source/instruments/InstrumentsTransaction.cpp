@@ -16,7 +16,8 @@ namespace {
 template <class Index>
 using Elements = std::vector<typename Index::const_iterator>;
 
-/// The nodes that a transaction has opened, apart from the index, which loses them one by one as they are released.
+/// The nodes that a transaction has opened, listed apart from the index, which loses them one by one as they are
+/// released.
 template <class Index>
 Elements<Index> ChangedIn(const Index& index)
 {
@@ -35,7 +36,7 @@ void Release(Node& node) noexcept
     node.SetStatus(Status::NotChanged);
 }
 
-/// Leads to a series of a futures as the open transaction has it.
+/// Finds a series of a futures as the open transaction has it.
 struct NewSeriesByCode
 {
     std::string_view code;
@@ -55,12 +56,12 @@ Z9ERR InstrumentsRepository::InitializeChangedBaseContractPrivate(const std::str
     const auto baseContract = storageBaseContracts.get<ByCode>().find(std::string_view(code));
     if (baseContract == storageBaseContracts.get<ByCode>().end()) return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
 
-    KeepRecomputedValuesOf(code); // what an earlier UpdateComplete made does not follow what changes now
+    KeepRecomputedValuesOf(code); // a later change must not reach the values that an earlier UpdateComplete made
     OpenFamily(baseContract);
     return Z9ERR_OK;
 }
 
-/// Opens what of a family is not open yet: as a whole, or nothing of it when it throws.
+/// Opens every part of a family that is not open yet: all of them, or none when it throws.
 void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContract)
 {
     const bool isOpenAlready = baseContract->GetStatus() == Status::WasChanged;
@@ -72,12 +73,12 @@ void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContrac
     }
     // All copies are there: from here on nothing throws, and the futures open together.
     ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) noexcept {
-        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.SetNewcomer(true);
+        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.ComesToOpenFamily();
         futures.SetStatus(Status::WasChanged);
     });
 }
 
-/// Copies what of a family is not open yet: the base contract, which opens, and its futures, which do not.
+/// Copies every part of a family that is not open yet. The base contract is opened by it, its futures are not.
 void InstrumentsRepository::CopyFamily(StorageBaseContract::iterator baseContract)
 {
     if (baseContract->GetStatus() != Status::WasChanged) {
@@ -91,7 +92,7 @@ void InstrumentsRepository::CopyFamily(StorageBaseContract::iterator baseContrac
     });
 }
 
-/// Takes back what CopyFamily has copied before it failed.
+/// Drops the copies that CopyFamily made before it failed.
 void InstrumentsRepository::DropFreshCopies(StorageBaseContract::iterator baseContract, bool isOpenAlready) noexcept
 {
     ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [](FuturesNode& futures) noexcept {
@@ -106,7 +107,7 @@ void InstrumentsRepository::DropFreshCopies(StorageBaseContract::iterator baseCo
 
 void InstrumentsRepository::AdoptNewcomers()
 {
-    // Only insertion writes the asset class and the link to a trade-at-settlement contract: the current ones are the
+    // Only insertion writes the asset class and the link to a trade-at-settlement contract, so the current ones are the
     // newest.
     const auto& contracts = storageBaseContracts.get<ByStatus>();
     const auto [first, last] = contracts.equal_range(Status::WasChanged);
@@ -117,12 +118,12 @@ void InstrumentsRepository::AdoptNewcomers()
     }
     ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged, [](FuturesNode& node) { node.AdoptNewcomers(); });
 
-    // One futures may settle at the price of another: all of them are copies by now.
+    // A futures may settle at the price of another one: all of them are copied by now.
     for (auto contract = first; contract != last; ++contract)
         if (contract->IsRecomputed()) RecalcNewcomersOf(contract->GetCode());
 }
 
-/// A futures that has come to a family after UpdateComplete has the values of the changed family, as the others have.
+/// Recomputes the futures that came to a family after UpdateComplete, so that their values follow the changed family.
 void InstrumentsRepository::RecalcNewcomersOf(std::string_view codeBC)
 {
     auto& index = storageFutures.get<ByBaseContract>();
@@ -171,8 +172,8 @@ Z9ERR InstrumentsRepository::UpdateFutures(const SFuturesChanges& changes)
     return Z9ERR_OK;
 }
 
-/// Opens the family of a futures and lets `change`, which gives a result code, work on that one of its new series that
-/// `find` leads to.
+/// Opens the family of a futures and lets `change`, which gives a result code, work on the new object of the series
+/// that `find` selects.
 template <class Find, class Change>
 Z9ERR InstrumentsRepository::ChangeSeriesOf(StorageFutures::iterator futures, Find find, Change change)
 {
@@ -256,33 +257,34 @@ Z9ERR InstrumentsRepository::UpdateComplete()
     return Z9ERR_OK;
 }
 
-/// A futures that has come to an open family is asked for shift and limits there, as it was in the current one. Where a
-/// change of the contract has left the copy without a reference, only the nearest of the current one takes its place.
+/// Lets a futures that came to an open family move its shift and limits, as it did in the current family. Where a
+/// change of the contract has left the copy without a reference futures, only the nearest one of the current family
+/// becomes it.
 void InstrumentsRepository::SettleNewcomers()
 {
     auto& index = storageFutures.get<ByStatus>();
     const auto [first, last] = index.equal_range(Status::WasChanged);
     for (auto node = first; node != last; ++node) {
         if (!node->IsNewcomer()) continue;
-        KeepRecomputedValuesOf(node->GetBC()); // what was recomputed before it has the shift of before
+        KeepRecomputedValuesOf(node->GetBC()); // values recomputed before it follow the shift of before
         const CSpecFutures& futures = *node->GetChanged();
         CSpecBaseContract& contract = *futures.BaseContract;
         const CSpecBaseContract& current = *node->GetCurrent()->BaseContract;
         if (contract.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin != 0 ||
             current.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin == futures.isin)
             contract.CorrectShiftParamsByFutures(&futures);
-        index.modify(node, [](FuturesNode& settled) noexcept { settled.SetNewcomer(false); });
+        index.modify(node, [](FuturesNode& settled) noexcept { settled.IsSettledInFamily(); });
     }
 }
 
-/// A trade-at-settlement futures settles at the price of the one that it tracks, and its contract has that one's shift
-/// and limits.
+/// Gives a trade-at-settlement futures the settlement price of the futures that it tracks, and its contract the shift
+/// and limits of that one's contract.
 Z9ERR InstrumentsRepository::FollowTracked(CSpecFutures& tas)
 {
     const CSpecFutures* const tracked = GetFutures(AccessByStatus::eNew, tas.TASBaseFutIsinID);
     if (tracked == nullptr) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
-    KeepRecomputedValuesOf(tas.CodeBC); // what was recomputed before it has the shift of before
+    KeepRecomputedValuesOf(tas.CodeBC); // values recomputed before it follow the shift of before
     tas.RealCalcPrice = tracked->RealCalcPrice;
     CopyBaseContractParametersForTAS(*tracked->BaseContract, *tas.BaseContract);
     return Z9ERR_OK;
@@ -304,7 +306,7 @@ void InstrumentsRepository::KeepBorrowedValues()
 void InstrumentsRepository::ReleaseChanged()
 {
     AdoptNewcomers();
-    KeepBorrowedValues(); // what was not recomputed is published with the values of before
+    KeepBorrowedValues(); // objects that were not recomputed are published with the values of before
     const auto contracts = ChangedIn(storageBaseContracts.get<ByStatus>());
     const auto futures = ChangedIn(storageFutures.get<ByStatus>());
 

@@ -12,19 +12,12 @@ namespace kv7im {
 
 namespace {
 
-/// A futures that is not a collateral instrument has to have this much time left, in years, to be a reference.
+/// Least time to expiration, in years, of a reference futures that is no collateral instrument.
 constexpr double ExpiredTime = 1e-5;
 /// Times to expiration nearer to one another than this, in years, count as equal.
 constexpr double SameTime = 0.001;
 
 constexpr double LargestTime = std::numeric_limits<double>::max();
-
-const char* NotNull(const char* text, const char* name)
-{
-    if (text == nullptr)
-        throw kv7base::CArgumentException(name, KV7_CURRENT_LOCATION).Fmt("%s of a base contract is null", name);
-    return text;
-}
 
 std::int32_t WindowOf(std::int32_t riskPointsN, double percentage)
 {
@@ -33,62 +26,41 @@ std::int32_t WindowOf(std::int32_t riskPointsN, double percentage)
 
 } // namespace
 
-SBaseContractChanges::SBaseContractChanges(
-    std::string_view code, double marketRisk, double marketRisk1, double marketRisk2, double marketRiskLow,
-    double marketRisk1Low, double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium,
-    double marketRisk2Medium, double marketRiskHigh, double marketRisk1High, double marketRisk2High,
-    double marketRiskExceptional, double marketRisk1Exceptional, double marketRisk2Exceptional, double spotPrice,
-    std::int64_t concentrationLimit1, std::int64_t concentrationLimit2, Enums::OptionModel optionModel, double cfRisk)
-    : MarketRisk(marketRisk, marketRiskLow, marketRiskMedium, marketRiskHigh, marketRiskExceptional),
-      MarketRisk1(marketRisk1, marketRisk1Low, marketRisk1Medium, marketRisk1High, marketRisk1Exceptional),
-      MarketRisk2(marketRisk2, marketRisk2Low, marketRisk2Medium, marketRisk2High, marketRisk2Exceptional),
-      SpotPrice(spotPrice),
-      ConcentrationLimit1(concentrationLimit1),
-      ConcentrationLimit2(concentrationLimit2),
-      OptionModel(optionModel),
-      CFRisk(cfRisk)
+SBaseContractChanges::SBaseContractChanges(std::string_view code)
 {
     const std::size_t length = std::min(code.size(), sizeof(Code) - 1);
     if (length != 0) std::memcpy(Code, code.data(), length);
 }
 
-CSpecBaseContract::CSpecBaseContract(
-    const char* code, const char* codeMCS, std::int32_t volatNum, Enums::MSPType mspType,
-    double shortOptionMinimumCharge, std::int32_t indicatorID, double curvatureRadius_, double spotPrice,
-    double marketRisk, double marketRisk1, double marketRisk2, double marketRiskLow, double marketRisk1Low,
-    double marketRisk2Low, double marketRiskMedium, double marketRisk1Medium, double marketRisk2Medium,
-    double marketRiskHigh, double marketRisk1High, double marketRisk2High, double marketRiskExceptional,
-    double marketRisk1Exceptional, double marketRisk2Exceptional, std::int64_t concentrationLimit1,
-    std::int64_t concentrationLimit2, std::int32_t riskPointsN, std::int32_t isinVCB, double windowSizePercentage,
-    Enums::OptionModel optionModel_, Enums::AssetClass assetClass_, double cfRisk, Enums::BaseContractSigns signs)
-    : ConcentrationLimit1(concentrationLimit1),
-      ConcentrationLimit2(concentrationLimit2),
-      Code(NotNull(code, "Code")),
-      CodeMCS(NotNull(codeMCS, "CodeMCS")),
-      VolatNum(volatNum),
-      RiskPointsN(riskPointsN),
-      PointsNum(2 * riskPointsN + 1),
-      MSPTypeVal(mspType),
-      ShortOptionMinimumCharge(shortOptionMinimumCharge),
-      IndicatorID(indicatorID),
+CSpecBaseContract::CSpecBaseContract(const BaseContractParameters& p, double curvatureRadius_)
+    : ConcentrationLimit1(p.ConcentrationLimit1),
+      ConcentrationLimit2(p.ConcentrationLimit2),
+      Code(p.Code),
+      CodeMCS(p.CodeMCS),
+      VolatNum(p.VolatNum),
+      RiskPointsN(p.RiskPointsN),
+      PointsNum(2 * p.RiskPointsN + 1),
+      MSPTypeVal(p.MSPType),
+      ShortOptionMinimumCharge(p.ShortOptionMinimumCharge),
+      IndicatorID(p.CurrencyId),
       curvatureRadius(curvatureRadius_),
-      SpotPrice(spotPrice),
-      MarketRisk(marketRisk, marketRiskLow, marketRiskMedium, marketRiskHigh, marketRiskExceptional),
-      MarketRisk1(marketRisk1, marketRisk1Low, marketRisk1Medium, marketRisk1High, marketRisk1Exceptional),
-      MarketRisk2(marketRisk2, marketRisk2Low, marketRisk2Medium, marketRisk2High, marketRisk2Exceptional),
-      IsinVCB(isinVCB),
+      SpotPrice(p.SpotPrice),
+      MarketRisk(p.MarketRisk),
+      MarketRisk1(p.MarketRisk1),
+      MarketRisk2(p.MarketRisk2),
+      IsinVCB(p.IsinVCB),
       MarketRiskUp(MarketRisk),
       MarketRisk1Up(MarketRisk1),
       MarketRisk2Up(MarketRisk2),
       MarketRiskDown(MarketRisk),
       MarketRisk1Down(MarketRisk1),
       MarketRisk2Down(MarketRisk2),
-      WindowSizePercentage(windowSizePercentage),
-      WindowSize(WindowOf(riskPointsN, windowSizePercentage)),
-      optionModel(optionModel_),
-      assetClass(assetClass_),
-      CFRisk(cfRisk),
-      Signs(signs)
+      WindowSizePercentage(p.WindowSizePercentage),
+      WindowSize(WindowOf(p.RiskPointsN, p.WindowSizePercentage)),
+      optionModel(p.OptionModel),
+      assetClass(p.AssetClass),
+      CFRisk(p.CFRisk),
+      Signs(p.Signs)
 {
     Init();
 }

@@ -16,8 +16,7 @@ Parameters GridOf(const CSpecBaseContract& baseContract)
     return {static_cast<std::size_t>(baseContract.PointsNum), static_cast<std::size_t>(baseContract.VolatNum)};
 }
 
-/// What remains of a position once its price has been taken from the prices: side, size and the share of the far
-/// points.
+/// Turns price differences into the money of a position: side, size and the share of the far points.
 void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
 {
     if (transform.negate) risk *= -1.0;
@@ -27,35 +26,31 @@ void ScaleToMoney(Risk& risk, const PositionTransform& transform) noexcept
 
 } // namespace
 
-CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, std::string code, std::string codeBC, Isin isin_,
-                           double calcFutPrice, bool isInSpread, double minStepPrice, double realCalcPrice,
-                           double minStep, double xLot, double interestRateRiskUp, double interestRateRiskDown,
-                           double timeToExpiration, double edgeCoeff_, double normalizedSpot,
-                           Enums::InstrumentStatus attribute, double mrAddOnUp, double mrAddOnDown,
-                           bool enforceIMSHalfNetting, Isin tasBaseFutIsinID)
+CSpecFutures::CSpecFutures(CSpecBaseContract* baseContract, const FuturesParameters& p, double edgeCoeff_)
     : StoredProfiles(GridOf(*baseContract)),
       BaseContract(baseContract),
-      Code(std::move(code)),
-      CodeBC(std::move(codeBC)),
-      isin(isin_),
-      TASBaseFutIsinID(tasBaseFutIsinID),
-      CalcFutPrice(calcFutPrice),
-      IsInSpread(isInSpread),
-      MinStepPrice(minStepPrice),
-      RealCalcPrice(realCalcPrice),
-      MinStep(minStep),
-      XLot(xLot),
-      InterestRateRiskUp(interestRateRiskUp),
-      InterestRateRiskDown(interestRateRiskDown),
-      TimeToExpiration(timeToExpiration),
+      Code(p.Code),
+      CodeBC(p.CodeBC),
+      isin(p.Isin),
+      TASBaseFutIsinID(p.TASBaseFutIsinID),
+      CalcFutPrice(p.CalcFutPrice),
+      // Any value but 0 puts the futures in spread here; a later change is stricter.
+      IsInSpread(static_cast<std::int8_t>(p.SpreadAspect) != 0),
+      MinStepPrice(p.MinStepPrice),
+      RealCalcPrice(p.RealCalcPrice),
+      MinStep(p.MinStep),
+      XLot(p.XLot),
+      InterestRateRiskUp(p.InterestRateRiskUp),
+      InterestRateRiskDown(p.InterestRateRiskDown),
+      TimeToExpiration(p.TimeToExpiration),
       edgeCoeff(edgeCoeff_),
-      NormalizedSpot(normalizedSpot),
-      MRAddOnUp(mrAddOnUp),
-      MRAddOnDown(mrAddOnDown),
-      MoneyCoef(minStepPrice / minStep),
-      Attribute(attribute),
-      EnforceIMSHalfNetting(enforceIMSHalfNetting),
-      IsTAS(Enums::HasStatus(attribute, Enums::InstrumentStatus::TAS))
+      NormalizedSpot(p.NormalizedSpot),
+      MRAddOnUp(p.MRAddOnUp),
+      MRAddOnDown(p.MRAddOnDown),
+      MoneyCoef(p.MinStepPrice / p.MinStep),
+      Attribute(p.Attribute),
+      EnforceIMSHalfNetting(p.EnforceIMSHalfNetting),
+      IsTAS(Enums::HasStatus(p.Attribute, Enums::InstrumentStatus::TAS))
 {
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         Limit[level] = std::abs(NormalizedSpot) * BaseContract->MarketRisk[level] * 0.5;
@@ -112,6 +107,7 @@ void CSpecFutures::RecalcSpecialRiskPoints(Enums::ClientRiskLevel level)
 {
     const CSpecBaseContract& bc = *BaseContract;
     SpecialRiskPoints& points = profile[level].GetSpecialRiskPoints();
+    static_assert(stress::Points.size() == 8, "each stress point has its price or its charge");
     points.SetDownRisk(-bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskDown[level]);
     points.SetZL(CalculateZL(level));
     points.SetPnL3D(RealCalcPrice - bc.MarketRisk2Down[level] * NormalizedSpot);
@@ -167,10 +163,7 @@ Risk CSpecFutures::TransformToPosition_PositionsOnly(std::int64_t quantity, doub
     risk.GetRisk().Volatility() -= transform.price;
     risk.GetSpecialRiskPoints() -= specialPointsPrice;
     ScaleToMoney(risk, transform);
-    // All eight, the two charges included, which a plain addition to the points would leave out.
-    double* points = risk.GetSpecialRiskPoints().pData();
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
-        points[i] += shift;
+    risk.GetSpecialRiskPoints().ShiftAll(shift);
     return risk;
 }
 

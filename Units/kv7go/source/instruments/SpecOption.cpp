@@ -20,24 +20,28 @@ namespace {
 
 constexpr double StressRows = 2.0; // up and down
 
-/// Calls body with the calculator of the option's pricing model. Throws for a model that there is not.
+/// Calls body with the calculator of the option's pricing model. Throws for an unknown model.
 template <class Body>
 auto WithCalculator(const CSpecOption& option, Body body)
 {
     const CSpecVirtFutures& series = *option.VirtFutures;
     const Enums::OptionModel model = series.Futures->BaseContract->optionModel;
-    if (model == Enums::OptionModel::BlackScholes) return body(points::BlackScholesCalculator{});
-    if (model != Enums::OptionModel::Bachelier)
-        throw kv7base::CZ9Error(Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, KV7_CURRENT_LOCATION)
-            .Fmt("Unknown OptionModel %d", static_cast<int>(model));
-    if (series.IsOptionsSeriesForCommodity()) return body(points::BachelierCalculatorForCommodity{});
-    return body(points::BachelierCalculator{});
+    switch (model) {
+    case Enums::OptionModel::BlackScholes:
+        return body(points::BlackScholesCalculator{});
+    case Enums::OptionModel::Bachelier:
+        if (series.IsOptionsSeriesForCommodity()) return body(points::BachelierCalculatorForCommodity{});
+        return body(points::BachelierCalculator{});
+    }
+    throw kv7base::CZ9Error(Z9ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, KV7_CURRENT_LOCATION)
+        .Fmt("Unknown OptionModel %d", static_cast<int>(model));
 }
 
 /// A row of a matrix, one number in every real cell.
 void SetRow(RiskRowWrapper row, double value) noexcept { row = value; }
 
-/// Values, rate stress and mismatch out of the grid; each rate row counts on its side of the centre and is 0 elsewhere.
+/// Copies values, rate stress and mismatch from the grid; each rate row counts on its side of the centre and is 0
+/// elsewhere.
 void CopyGrid(const OptionGrid& grid, const RiskRowWrapper& prices, double centre, Profile& profile) noexcept
 {
     const std::size_t rows = grid.ScenariosCount();
@@ -109,8 +113,8 @@ CSpecOption::CSpecOption(CSpecOption&& other) noexcept = default;
 
 void CSpecOption::RecalcInvariants()
 {
-    // What valuation would fail at is refused here and not at first use: a model that there is not, and more cells than
-    // the machine can hold.
+    // Refuses here, and not at first use, what valuation would fail at: an unknown model, or more cells than the
+    // machine can hold.
     WithCalculator(*this, [](auto) {});
     double cells = 0.0;
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {

@@ -21,7 +21,7 @@ Enums::AssetClass AssetClassOf(const CSpecVirtFutures& series) noexcept
     return series.Futures->BaseContract->assetClass;
 }
 
-/// Of one of the three kinds: the option is worth a premium, so its underlying is seen per lot and its strike
+/// True for one of the three kinds, whose options are paid by a premium: the underlying is seen per lot and the strike
 /// discounted.
 bool HasKind(const CSpecVirtFutures& series) noexcept
 {
@@ -86,7 +86,7 @@ CSpecVirtFutures::CSpecVirtFutures(const CSpecVirtFutures& other) = default;
 CSpecVirtFutures::CSpecVirtFutures(const CSpecVirtFutures& other, CSpecFutures* futures) : CSpecVirtFutures(other)
 {
     Futures = futures;
-    // The copied grids still speak of the bindings of the other series, which may be gone before this one.
+    // The copied grids still point to the bindings of the other series, which may be gone before this one.
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         if (volatilityMatrix[level].Binding() != nullptr) volatilityMatrix[level].SetBinding(&bindingArray[level]);
 }

@@ -14,8 +14,8 @@ namespace kv7im {
 
 namespace {
 
-/// An edge as a multiplier of the step. Prices so far out that arithmetic loses them have no multiples to offer, hence
-/// 0; the others end where the multipliers end.
+/// An edge as a multiplier of the step. A price so far out that arithmetic loses it has no multiples and gives 0; the
+/// others end where int32 ends.
 std::int32_t ToMultiplier(double edge) noexcept
 {
     if (!std::isfinite(edge)) return 0;
@@ -24,7 +24,7 @@ std::int32_t ToMultiplier(double edge) noexcept
     return static_cast<std::int32_t>(std::clamp(edge, lowest, highest));
 }
 
-/// The multiples of a step that lie inside a grid.
+/// The multiples of a step inside a grid, as multipliers.
 struct SubPointEdges
 {
     SubPointEdges(double centre, double spot, double marketRisk, double step) noexcept
@@ -39,7 +39,7 @@ struct SubPointEdges
     }
 
     std::int32_t left;  // the first
-    std::int32_t right; // behind the last
+    std::int32_t right; // one past the last
 };
 
 /// The column where the distance to the value stops falling, on a walk from `column` up.
@@ -57,7 +57,7 @@ std::size_t WalkToNearest(const RiskRowWrapper& row, double value, std::size_t c
 
 } // namespace
 
-/// What RecalcInvariants makes of one level, before it takes the place of the present one.
+/// The grid of one level that RecalcInvariants makes before it replaces the present one.
 struct CSpecVirtFutures::LevelGrid
 {
     double subRiskStep = 0.0;
@@ -128,8 +128,8 @@ void CSpecVirtFutures::CalculateSubPointRange(LevelGrid& grid, Enums::ClientRisk
     const double marketRisk = Futures->BaseContract->MarketRisk[level];
     SubPointEdges edges(centre, spot, marketRisk, step);
 
-    // Each column is priced once per option: too many make the step wider. A multiple may stand on either end of the
-    // grid, so one more than the cap can remain; it is told of each time.
+    // Each column is priced once per option, so too many make the step wider. A multiple may stand on either end of the
+    // grid, so one more than the cap can remain; each time that is logged.
     constexpr std::size_t cap = Constants::MaximumValueSubPointCount;
     if (const std::size_t count = edges.Count(); count > cap) {
         step *= std::ceil((spot + spot) * marketRisk / (step * static_cast<double>(cap)));
@@ -207,7 +207,7 @@ void CSpecVirtFutures::TakeOver(LevelGrid& grid, Enums::ClientRiskLevel level) n
     std::swap(bindingArray[level], grid.binding); // the options point to this table: its content moves, not its place
     volatilityMatrix[level].swap(grid.prices);
     volatilityMatrix[level].SetBinding(&bindingArray[level]);
-    // A series that has stopped to look at deliveries keeps the prices that it had.
+    // A series that no longer looks at deliveries keeps the prices that it had.
     if (WeHaveToPrecalcDeliveryRisks()) PointsForDeliveryRisksCalculation[level].swap(grid.deliveryPoints);
 }
 

@@ -1,4 +1,4 @@
-// ConcentrationFloors: what the stress points of a large position are never better than.
+// ConcentrationFloors: limits that the stress points of a large position are never better than.
 //
 // The deeper a position reaches past the concentration limits of its base contract, the higher the market-risk rate
 // that the part beyond them is charged at.
@@ -69,6 +69,7 @@ SpecialRiskPoints SpecialRiskPoints::GetCorrectedSpecialRiskPoints(const RiskRow
         highestEdge, limit1, limit2,
         Tiers{baseContract.MarketRiskUp[level], baseContract.MarketRisk1Up[level], baseContract.MarketRisk2Up[level]});
 
+    static_assert(stress::CountOf(stress::Kind::Step) == 4, "each stress step has its floor");
     SpecialRiskPoints corrected(*this);
     corrected.SetPnL3D(NotWorseThan(down.step3, GetPnL3D()));
     corrected.SetPnL2D(NotWorseThan(down.step2, GetPnL2D()));

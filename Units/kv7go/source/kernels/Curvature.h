@@ -1,8 +1,8 @@
-// Curvature: what a contract priced through a currency loses more, because its result is converted at a rate that moves
-// with it.
+// Curvature: the additional loss of a contract priced through a currency, whose result is converted at a rate that
+// moves with it.
 //
-// One of two curvatures bends a result: that of the plain margin, or that of positions alone, which gives back what
-// their paper loss covers. Money in and out; radius is a share, 0 or less bends nothing.
+// Two curvatures exist: that of the plain margin, and that of positions alone, which gives back what the paper loss
+// covers. Money in and out; radius is a share, and a radius of 0 or less changes nothing.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +24,8 @@ struct Curvature
     double radius;
 };
 
-/// The same, and the positive part of netOptionValue + v, at most paperLoss, comes back twice (Curved_PositionsOnly).
+/// v - |netOptionValue + v| * radius, with the positive part of netOptionValue + v, at most paperLoss, given back twice
+/// (Curved_PositionsOnly).
 struct Curvature_PositionsOnly
 {
     [[nodiscard]] double operator()(double v) const noexcept
@@ -41,13 +42,14 @@ struct Curvature_PositionsOnly
     double paperLoss;
 };
 
-/// Of a node, of the adapter of one, or of its rolled-up copy.
+/// Curvature of the plain margin for a node, for its adapter or for its rolled-up copy.
 template <class Node>
 [[nodiscard]] Curvature CurvatureOf(const Node& node, const CSpecBaseContract& baseContract) noexcept
 {
     return {node.GetNOVj(), baseContract.CalculateRiskCoefficient()};
 }
 
+/// Curvature of positions alone for a node, for its adapter or for its rolled-up copy.
 template <class Node>
 [[nodiscard]] Curvature_PositionsOnly CurvatureOf_PositionsOnly(const Node& node,
                                                                 const CSpecBaseContract& baseContract) noexcept
@@ -55,7 +57,7 @@ template <class Node>
     return {node.GetNOVj(), baseContract.CalculateRiskCoefficient(), node.GetTotalCumulativePerformance()};
 }
 
-/// Each price point after its curvature.
+/// Applies the curvature to each price point of a row.
 template <class AnyCurvature>
 void ApplyCurvatureToRow(RiskRow& row, const AnyCurvature& curvature) noexcept
 {
@@ -65,7 +67,7 @@ void ApplyCurvatureToRow(RiskRow& row, const AnyCurvature& curvature) noexcept
         cells[i] = curvature(cells[i]);
 }
 
-/// The smallest of the price points after that; the row stays. NaN is passed over.
+/// The smallest price point after the curvature; the row stays. NaN is passed over.
 template <class AnyCurvature>
 [[nodiscard]] double WorstCurvedCell(const RiskRow& row, const AnyCurvature& curvature) noexcept
 {

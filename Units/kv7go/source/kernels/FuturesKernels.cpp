@@ -28,7 +28,7 @@ struct SpreadTransform
     RiskItem scale;
 };
 
-// The stress rows of a group take each futures by its losses, whatever the futures brings.
+// The stress rows of a group take each futures by its losses, even where the futures contributes signed cells.
 template <bool LossesOnly>
 RiskItem ReplaceStress(RiskItem* group, RiskItem* given, const RiskItem* node) noexcept
 {

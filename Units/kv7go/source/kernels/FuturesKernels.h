@@ -34,7 +34,7 @@ struct Worst
     void Take(RiskItem cell) noexcept { value = Min(ZeroIfNaN(cell), value); }
 };
 
-/// A price point collapsed: worst value + worst rate stress + worst mismatch, each alone.
+/// A collapsed price point: worst value + worst rate stress + worst mismatch, each alone.
 [[nodiscard]] inline RiskItem Collapsed(RiskItem value, RiskItem rate, RiskItem mismatch) noexcept
 {
     return Min(Add(Add(value, rate), mismatch), RiskItem(LargestFinite));
@@ -43,18 +43,18 @@ struct Worst
 } // namespace kernels
 
 /// cell = (cell - risk(before)) + risk(after) over the volatility and rate cells of both profiles of a futures node,
-/// which differ where a series with delivery rows is in the node. All volatility scenarios of a futures are alike, and
-/// its mismatch cells are 0, so one scenario is read and the mismatch, whatever series gave to it, stays. (A zero of
-/// either sign changes no cell of a node: none of them is -0.0, since they began as +0.0.) collateral: of the rate
+/// which differ where a series with delivery rows is in the node. One scenario is read, since all volatility scenarios
+/// of a futures are alike; the mismatch, which only series contribute to, stays, since that of a futures is 0. (A zero
+/// of either sign changes no cell of a node: none of them is -0.0, since they began as +0.0.) collateral: of the rate
 /// stress only losses count.
 void ReplacePositionInCells(Profile& volatility, Profile& expiration, const PositionTransform& before,
                             const PositionTransform& after, bool collateral) noexcept;
 
-/// Stress points of a position in money, the charges times chargeRatio.
+/// Stress points of a position, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfPosition(const PositionTransform& transform, double chargeRatio) noexcept;
 
 /// group = (group - given) + now, given = now, where now is the node's profile or, with lossesOnly, its losses with the
-/// stresses folded in. row receives the group collapsed: worst volatility + worst rate + worst mismatch at each point.
+/// stresses folded in. row receives the collapsed group: worst volatility + worst rate + worst mismatch at each point.
 void ReplaceContributionInCells(Profile& group, Profile& given, const Profile& node, bool lossesOnly,
                                 RiskRow& row) noexcept;
 

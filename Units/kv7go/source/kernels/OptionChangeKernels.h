@@ -3,13 +3,14 @@
 //
 // The cells come from the compact grid of the option; the two rate rows are unfolded on the way.
 //
-// Change: what happens to the cells of the series; a position that goes from one state to another (PositionChange
-//         below) or orders that come in (OrderChange in OrderKernels.h). It has
-//             option, grid, level                the option, its grid and the level of that
+// Change: what happens to the cells of the series: a position moves from one state to another (PositionChange below)
+//         or orders come in (OrderChange in OrderKernels.h). A change has
+//             option, grid, level                the option, its grid and the level of that grid
 //             OfValue, OfStress, OfOutcome       what a value, a stress or a delivery outcome of the grid does to the
-//                                                cell of the series at its place: something with Of(cell), the new cell
-//             Points                             the special points of the series, with both charges times a ratio
-//             IsNothing                          no cell changes, those that no delivery reaches included
+//                                                cell of the series at its place: an object whose Of(cell) is the
+//                                                new cell
+//             Points                             changes the special points of the series, both charges times a ratio
+//             IsNothing                          true when no cell changes, not even one that no delivery reaches
 #pragma once
 
 #include <algorithm>
@@ -29,7 +30,7 @@ namespace kv7im {
 
 namespace kernels {
 
-// A position spread over the lanes. A position without a bound has minus infinity for it, which changes nothing.
+// A position spread over the lanes. Minus infinity as the bound changes nothing; a position without a bound has it.
 struct SpreadPosition
 {
     explicit SpreadPosition(const OptionTransform& transform) noexcept
@@ -76,14 +77,14 @@ struct PriceAxis
     RiskItem centre;
 };
 
-// The delivery prices of a series at a level, at most so many: the two ends, the centre and both sides of it.
+// Largest number of delivery prices of a series at a level: the two ends, the centre and both sides of it.
 inline constexpr std::size_t MostDeliveries = 2 * std::size_t{Constants::MaxDeliveryScenariosCountInOneLimit} + 3;
 using DeliveryScenarios = boost::container::static_vector<DeliveryScenario, MostDeliveries>;
 
 [[nodiscard]] DeliveryScenarios DeliveryScenariosOf(const CSpecOption& option, Enums::ClientRiskLevel level,
                                                     std::size_t count);
 
-// What an option gains where it is exercised, which is the same in all its scenarios.
+// Gain of an exercised option, one for all scenarios in which it is exercised.
 struct DeliveryGain
 {
     explicit DeliveryGain(const DeliveryScenarios& scenarios) noexcept
@@ -99,15 +100,15 @@ struct DeliveryGain
     const DeliveryScenario* exercised = nullptr;
 };
 
-// Blocks of a node whose dimensions the instruments may have outgrown: only what all have is worked on.
+// Blocks to work on: the instruments may have outgrown the node, so only those that all of them have.
 [[nodiscard]] inline std::size_t CommonBlocks(const Profile& series, const OptionGrid& grid,
                                               const PriceAxis& axis) noexcept
 {
     return std::min({series.Volatility().GetColsRegister(), grid.GetColsRegister(), axis.Blocks()});
 }
 
-// The change and the taker are copies of its own, which the cells that are written cannot be a part of: they stay in
-// registers. Returns the taker.
+// Applies the change to each block and hands every cell to the taker; returns the taker. Change and taker are passed by
+// value, so that the compiler keeps them in registers: the cells written cannot be a part of them.
 template <class Change, class Taker>
 Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
 {
@@ -115,7 +116,7 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
     const OptionGrid& grid = *change.grid;
     const std::size_t scenarios = series.Volatility().RowsCount();
     const std::size_t blocks = CommonBlocks(series, grid, axis);
-    // The same at every column.
+    // The mismatch is the same at every column.
     const decltype(change.OfStress(RiskItem())) mismatch[StressRows] = {change.OfStress(grid.mismatchUp),
                                                                         change.OfStress(grid.mismatchDown)};
 
@@ -148,11 +149,11 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
 
 } // namespace kernels
 
-/// A position in an option goes from one state to another: cell = (cell - risk(before)) + risk(after).
+/// Moves a position in an option from one state to another: cell = (cell - risk(before)) + risk(after).
 class PositionChange
 {
 public:
-    /// Both are states of one option.
+    /// before and after are states of a position in one option.
     PositionChange(const OptionTransform& before, const OptionTransform& after) noexcept
         : option(after.option),
           grid(after.grid),
@@ -192,21 +193,21 @@ private:
     kernels::SpreadPosition m_in;
 };
 
-/// The volatility, rate and mismatch cells of a series.
+/// Changes the volatility, rate and mismatch cells of a series.
 template <class Change>
 void ChangeOptionInCells(Profile& series, const Change& change) noexcept
 {
     kernels::ChangeCells(series, change, kernels::NoTaker{});
 }
 
-/// The same for a series without sub-points; row, of its width, receives the series collapsed.
+/// Changes the cells of a series without sub-points; row, as wide as the series, receives the collapsed series.
 template <class Change>
 void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& row) noexcept
 {
     kernels::ChangeCells(series, change, kernels::Collapse(row));
 }
 
-/// The same for a series with sub-points; row, of as many cells as the series has real points, receives it folded and
+/// Changes the cells of a series with sub-points; row, with one cell a real price point, receives the series folded and
 /// collapsed. scratch has LengthOfFoldScratch(series) cells.
 template <class Change>
 void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& scratch, RiskRow& row) noexcept
@@ -218,9 +219,9 @@ void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& scratch
     CollapseView(series, scratch, row);
 }
 
-/// The same for a series without sub-points whose futures holds its cells as they are: the futures' cells become
-/// (cell - series cell before) + series cell after. Both sides of the futures, or only the volatility side where the
-/// delivery side holds something else (null). collateral: of the rate stress the futures takes the losses.
+/// Changes a series without sub-points whose futures holds its cells unfolded: each cell of the futures becomes
+/// (cell - series cell before) + series cell after. `expiration` is null where the delivery side of the futures holds
+/// something else and only the volatility side changes. collateral: of the rate stress the futures takes the losses.
 template <class Change>
 void ChangeOptionInSpread(Profile& series, const Change& change, Profile& volatility, Profile* expiration,
                           bool collateral) noexcept
@@ -231,8 +232,8 @@ void ChangeOptionInSpread(Profile& series, const Change& change, Profile& volati
         kernels::ChangeCells(series, change, kernels::FuturesSide(volatility, collateral));
 }
 
-/// The same over the delivery rows of a series. worst, as wide as the series, receives the worst outcome per column;
-/// the largest finite double where no delivery reaches.
+/// Changes the delivery rows of a series. worst, as wide as the series, receives the worst outcome per column, or the
+/// largest finite double where no delivery reaches.
 template <class Change>
 void ChangeOptionInDeliveryRows(Profile& series, const Change change, RiskRow& worst) noexcept
 {
@@ -246,7 +247,7 @@ void ChangeOptionInDeliveryRows(Profile& series, const Change change, RiskRow& w
     for (std::size_t block = 0; block < blocks; ++block) {
         RiskItem* const cells = outcomes.pData() + block * rows;
         const RiskItem prices = axis.prices.pData(block);
-        // Not exercised and exercised: all that a scenario adds to this is its scope.
+        // One result without exercise and one with it; the scenarios differ only in their scope.
         const decltype(change.OfOutcome(prices)) results[] = {change.OfOutcome(0.0), change.OfOutcome(gain.At(prices))};
         RiskItem worstOfBlock(LargestFinite);
         for (std::size_t row = 0; row < scenarios.size(); ++row) {

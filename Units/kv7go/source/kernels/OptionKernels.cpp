@@ -35,7 +35,7 @@ void FoldColumn(const RiskMatrix& source, std::size_t column, RiskItem* target, 
     FoldLane(target, lane, source.pData() + column / RiskItem::Lanes * rows, column % RiskItem::Lanes, rows);
 }
 
-// Walks the sub-points of a series, ascending, with the real point that each is bound to.
+// Calls fold for the sub-points of a series, ascending, each with the real point that it is bound to.
 template <class Fold>
 void ForEachSubPoint(const Profile& series, std::size_t columns, Fold fold) noexcept
 {
@@ -46,8 +46,8 @@ void ForEachSubPoint(const Profile& series, std::size_t columns, Fold fold) noex
         if (const std::size_t target = binding->binding[column]; target < realPoints) fold(column, target);
 }
 
-// One block of a view turned into its losses: the stresses are folded into the values, the central scenario without
-// the mismatch. Zero stands first in the minimum.
+// Turns one block of a view into its losses: the stresses are folded into the values, without the mismatch in the
+// central scenario. Zero stands first in the minimum.
 void KeepLosses(RiskItem* block, std::size_t scenarios, std::size_t median) noexcept
 {
     RiskItem* const rates = block + scenarios;

@@ -15,8 +15,8 @@ namespace {
 using kernels::Loss;
 using kernels::StressRows;
 
-// Calls body with the loss of an order, in money, as a function of the prices of four points. Zero stands first in each
-// minimum: a price that is no number stays none.
+// Calls body with a function that gives the loss of an order, in money, at the prices of four points. Zero stands first
+// in each minimum: a price that is not a number stays so.
 template <class Body>
 void WithLossAtPrices(const OrderValuation& order, Body body) noexcept
 {
@@ -34,7 +34,7 @@ void WithLossAtPrices(const OrderValuation& order, Body body) noexcept
         body([=](RiskItem) { return zero; });
 }
 
-// The loss of an order from a rate stress, which counts for every order, one that is not valued otherwise included.
+// The loss of an order from a rate stress. Every order has it, even one that has no other valuation.
 struct LossFromRates
 {
     explicit LossFromRates(const OrderValuation& order) noexcept
@@ -50,7 +50,7 @@ struct LossFromRates
     RiskItem moneyCoef;
 };
 
-// Prices of a futures block by block: of its scenarios, which are all alike, the central one.
+// Prices of a futures block by block. They are those of the central scenario, since all scenarios are alike.
 class BlocksOfPrices
 {
 public:
@@ -69,7 +69,7 @@ private:
     const RiskItem* m_stress;
 };
 
-// One side of the node of a futures, as losses go into it.
+// One side of the node of a futures, to which losses are added.
 class Side
 {
 public:
@@ -96,7 +96,7 @@ private:
     bool m_collateral;
 };
 
-// A sum begins at zero, of one order too: a loss of -0.0 goes in as 0.0.
+// The sum of one loss. A sum begins at zero, so that a loss of -0.0 goes in as 0.0.
 [[nodiscard]] RiskItem SumOfOne(RiskItem loss) noexcept { return Add(RiskItem(0.0), loss); }
 
 void AddOneOrder(const BlocksOfPrices& prices, const OrderValuation& order, const Side& first,
@@ -117,8 +117,8 @@ void AddOneOrder(const BlocksOfPrices& prices, const OrderValuation& order, cons
     });
 }
 
-// What some orders lose together at some neighbouring blocks: on the stack, so that any number of orders is added up
-// without memory.
+// The joint loss of some orders at some neighbouring blocks. It stands on the stack, so that any number of orders is
+// added up without memory.
 class Losses
 {
 public:
@@ -171,7 +171,7 @@ void AddSomeOrders(const BlocksOfPrices& prices, const FuturesOrders& orders, co
     }
 }
 
-// The charges and the far points of a sum of orders, where they have still to be weighed.
+// Multiplies the far points of a sum of orders by their cover factors and its charges by chargeRatio.
 void WeighPoints(SpecialRiskPoints& points, const CSpecFutures& futures, Enums::ClientRiskLevel level,
                  double chargeRatio) noexcept
 {

@@ -2,8 +2,8 @@
 // cells, a block of four columns at a time, and give the bits of node += TransformToOrder(orders). The plain sequence
 // stands in the tests.
 //
-// Orders only ever add loss, so a contribution has no sign to be told apart; a cancellation is a negative quantity, and
-// what it takes out has the same bits as what it had put in.
+// Orders only ever add loss, so a contribution is never split by sign; a cancellation is a negative quantity and takes
+// out the very bits that the order had put in.
 #pragma once
 
 #include <array>
@@ -23,7 +23,7 @@ namespace kv7im {
 class CSpecFutures;
 class CSpecOption;
 
-/// What an order in a futures is to the risk, by its kind, its side and the netting of its participant.
+/// Kind of an order for the risk of a futures, by the order's kind, its side and the netting of its participant.
 enum class OrderType
 {
     OrdinalSell = 0,
@@ -37,7 +37,7 @@ enum class OrderType
     NotValued = 8,
 };
 
-/// How the loss of one entry in a futures is found.
+/// How the loss of one entry of the orders in a futures is computed.
 struct OrderValuation
 {
     OrderType type = OrderType::NotValued;
@@ -69,7 +69,7 @@ struct OrderValuation
 /// Adds the loss of an entry at the special points.
 void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& prices, SpecialRiskPoints& losses) noexcept;
 
-/// The orders of one futures, not yet worked out.
+/// The orders of one futures, ready for the kernels.
 struct FuturesOrders
 {
     const CSpecFutures& futures;
@@ -78,14 +78,14 @@ struct FuturesOrders
     Enums::ClientRiskLevel level;
 };
 
-/// cell += loss over the volatility and rate cells of both profiles of a futures node. The mismatch of a futures is
-/// nothing and changes nothing. collateral: of the rate stress only losses count.
+/// cell += loss over the volatility and rate cells of both profiles of a futures node. The mismatch of a futures is 0,
+/// so the mismatch cells are left out. collateral: of the rate stress only losses count.
 void AddOrdersInCells(Profile& volatility, Profile& expiration, const FuturesOrders& orders, bool collateral) noexcept;
 
-/// Stress points of the orders in money, the charges times chargeRatio.
+/// Stress points of the orders, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfOrders(const FuturesOrders& orders, double chargeRatio) noexcept;
 
-/// How the loss of one entry in an option is found: the order of the members is that of the steps.
+/// How the loss of one entry of the orders in an option is computed; the members stand in the order of the steps.
 struct OptionOrder
 {
     OptionOrder(const KeyPriceType& key, const SOrderInfo& info, double moneyCoef) noexcept;
@@ -105,7 +105,7 @@ struct OptionOrder
     double scale; // what is left of the loss times this: contracts times money per price unit
 };
 
-/// Stress points of these orders in money, the charges times chargeRatio.
+/// Stress points of the orders, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfOrders(const CSpecOption& option, const OptionGrid& grid,
                                                Enums::ClientRiskLevel level, std::span<const OptionOrder> orders,
                                                double chargeRatio) noexcept;
@@ -122,7 +122,8 @@ struct Addition
 
 } // namespace kernels
 
-/// Orders of one option come in: cell = cell + risk, the losses of the entries added up in their order first.
+/// Adds the orders of one option: cell = cell + risk, where the losses of the entries are added up in their order
+/// first.
 template <class Entries>
 class OptionOrderChange
 {
@@ -165,8 +166,8 @@ private:
     Entries m_entries;
 };
 
-/// Calls body with the change that these orders of an option are. Throws when the option cannot be valued, before body
-/// is called. Nearly every change is that of one entry.
+/// Calls body with the change that these orders of an option make. Throws, before body is called, when the option
+/// cannot be valued. The form for a single entry serves nearly every change.
 template <class Body>
 void WithOrderChange(const CSpecOption& option, const OrdersMap& orders, Enums::ClientRiskLevel level, Body body)
 {

@@ -1,8 +1,8 @@
-// What a change of a series' cells is handed to, cell by cell and on the way: a collapse, or the futures that holds the
-// series.
+// Takers: what receives the changed cells of a series during the change, to collapse them or to bring them into the
+// futures that holds the series.
 //
-// A taker is told of each block of four columns in turn: Begin, then every value, rate and mismatch cell with what it
-// was and what it is, then End.
+// For each block of four columns a taker gets Begin, then every value, rate and mismatch cell before and after the
+// change, then End.
 #pragma once
 
 #include <cstddef>
@@ -41,9 +41,9 @@ struct Collapse
     Worst mismatches;
 };
 
-// Columns collapsed to their worst value, worst rate and worst mismatch, three RiskItems a block. Sub-points may be
-// folded after that instead of before as long as no cell is NaN: a minimum of minima. Infinite cells count as suspect
-// too.
+// Collapses columns to their worst value, worst rate and worst mismatch, three RiskItems a block. Sub-points may be
+// folded after the collapse instead of before, since that is a minimum of minima, as long as no cell is NaN; infinite
+// cells count as suspect too.
 struct CollapseColumns
 {
     static constexpr std::size_t Rows = 3;
@@ -85,7 +85,7 @@ private:
     RiskItem sum{0.0};
 };
 
-// One side of a futures: what it held of the series goes out, what it shall hold comes in.
+// One side of a futures: the old cell of the series goes out, the new one comes in.
 struct FuturesSide
 {
     explicit FuturesSide(Profile& profile, bool isCollateral) noexcept : side(profile), collateral(isCollateral) {}

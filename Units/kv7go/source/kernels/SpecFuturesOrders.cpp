@@ -1,4 +1,4 @@
-// The orders of a futures as a risk: what they would lose if they were filled and the market moved against them.
+// The orders of a futures as a risk: their loss if they were filled and the market moved against them.
 //
 // Each entry is classified once; its loss is then added at every price of the grid, to the rate stresses and at the
 // special points. Losses only: each contribution is capped at 0.
@@ -11,7 +11,7 @@ namespace kv7im {
 
 namespace {
 
-/// Second leg under half netting: the spread's price on top of the first leg's settlement price.
+/// Values the second leg under half netting: the spread's price on top of the first leg's settlement price.
 void ValueHalfNettedSecondLeg(const SOrderInfo& info, double price, bool noDiscount, OrderValuation& valuation) noexcept
 {
     const double legPrice = price + info.realCalcPriceFirstLeg;
@@ -25,7 +25,7 @@ void ValueHalfNettedSecondLeg(const SOrderInfo& info, double price, bool noDisco
     }
 }
 
-/// Second leg under netting: only the spread between the legs counts, so its loss is the same at every price.
+/// Values the second leg under netting: only the spread between the legs counts, so its loss is equal at every price.
 void ValueNettedSecondLeg(const SOrderInfo& info, double price, bool noDiscount, OrderValuation& valuation) noexcept
 {
     const double c1 = info.riskCenterFirstLeg;
@@ -65,7 +65,7 @@ void AddLossOnGrid(const OrderValuation& order, const RiskRowWrapper& prices, Ri
         addEverywhere([&](RiskItem) { return RiskItem(order.secondLeg); });
 }
 
-/// Adds the loss from a rate stress, which counts for every order, one that is not valued otherwise included.
+/// Adds the loss from a rate stress. Every order has it, even one that has no other valuation.
 void AddLossFromRates(const OrderValuation& order, const RiskRowWrapper& stress, RiskRowWrapper losses) noexcept
 {
     const RiskItem zero(0.0);
@@ -110,12 +110,12 @@ OrderValuation DescribeOrder(const CSpecFutures& futures, const KeyPriceType& ke
     return valuation;
 }
 
-// DownRisk and UpRisk are charges: no price is taken from them.
+// No price is taken from a charge.
 void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& prices, SpecialRiskPoints& losses) noexcept
 {
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i) {
-        const bool isCharge = i == SpecialRiskPoints::DownRisk || i == SpecialRiskPoints::UpRisk;
-        const double price = prices.pData()[i];
+    for (const stress::Point& row : stress::Points) {
+        const bool isCharge = !row.IsPrice();
+        const double price = prices[row.point];
         double loss = 0.0;
         if (order.LosesUpwards())
             loss = order.quantity * Min(0.0, isCharge ? -price : order.usedPrice - price);
@@ -123,7 +123,7 @@ void AddLossAtPoints(const OrderValuation& order, const SpecialRiskPoints& price
             loss = order.quantity * Min(0.0, isCharge ? price : price - order.usedPrice);
         else if (order.IsNettedSecondLeg())
             loss = isCharge ? 0.0 : order.secondLeg;
-        losses.pData()[i] += loss * order.moneyCoef;
+        losses[row.point] += loss * order.moneyCoef;
     }
 }
 

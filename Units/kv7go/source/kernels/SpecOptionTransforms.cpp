@@ -10,7 +10,7 @@ namespace kv7im {
 
 namespace {
 
-/// Takes the price paid from everything that is a value. Rate stress and mismatch are differences already.
+/// Subtracts the price paid from all values. Rate stress and mismatch are differences already.
 void TakePrice(Risk& risk, double price, double specialPointsPrice) noexcept
 {
     risk.GetRisk().Volatility() -= price;
@@ -18,7 +18,7 @@ void TakePrice(Risk& risk, double price, double specialPointsPrice) noexcept
     risk.GetRisk().Expiration() -= price;
 }
 
-/// What remains of a position once its price has been taken.
+/// Turns the values of a position into money once its price has been subtracted.
 void ScaleToMoney(Risk& risk, double price, bool premiumIsTheWorst, double scale) noexcept
 {
     if (premiumIsTheWorst) risk.GetRisk().Volatility().BoundValuesFromBelow(-price);
@@ -35,7 +35,7 @@ struct Size
     bool bought;
 };
 
-/// Loss of one entry, if it were filled and the market moved against it.
+/// Loss of one entry if it were filled and the market moved against it.
 Risk LossOfOrder(const Risk& profile, const KeyPriceType& key, const SOrderInfo& info, double moneyCoef)
 {
     const double price = key.calculatedPrice.AsDouble();
@@ -84,10 +84,7 @@ Risk CSpecOption::TransformToPosition_PositionsOnly(std::int64_t quantity, doubl
     TakePrice(risk, price, specialPointsPrice);
     ScaleToMoney(risk, price, size.bought, size.scale);
     risk.GetSpecialRiskPoints().CoverFarPoints(futures.GetCoverZL(level), futures.GetCoverZR(level));
-    // All eight, the two charges included, which a plain addition to the points would leave out.
-    double* special = risk.GetSpecialRiskPoints().pData();
-    for (std::size_t i = 0; i < SpecialRiskPoints::MappingSize; ++i)
-        special[i] += shift;
+    risk.GetSpecialRiskPoints().ShiftAll(shift);
     return risk;
 }
 

@@ -14,9 +14,6 @@ namespace kv7im {
 
 namespace {
 
-// Smaller and larger of two in the order written: the second operand when either is no number.
-double Smaller(double a, double b) noexcept { return a < b ? a : b; }
-
 void AdditionalRiskToFutures(Risk& target, const Risk& source, bool isCollateral)
 {
     if (source.GetRisk().GetParameters().hasSubPoints())
@@ -69,18 +66,19 @@ void SubtractionRiskToMMS(Risk& target, const Risk& source)
     outOf.GetSpecialRiskPoints() -= from.GetSpecialRiskPoints();
 }
 
-// The stress points of a group under a window: the pairs below and above the market count at the row's ends, the tails
-// take their charges and stay up to the ceiling, nothing else stays.
+// Folds the stress points of a group under a window: the pairs below and above the market count at the row's ends, the
+// tails take their charges and stay up to the ceiling, and no other point stays.
 void FoldStressPointsIntoRow(RiskRow& row, SpecialRiskPoints& points, double ceiling)
 {
+    static_assert(stress::Points.size() == 8, "each stress point is folded into an end of the row or into its tail");
     if (row.size() != 0) {
         double* const cells = CellsOf(row);
-        cells[0] = Smaller(Smaller(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
+        cells[0] = Min(Min(points.GetPnL2D(), points.GetPnL3D()), cells[0]);
         double& last = cells[row.size() - 1];
-        last = Smaller(Smaller(points.GetPnL2U(), points.GetPnL3U()), last);
+        last = Min(Min(points.GetPnL2U(), points.GetPnL3U()), last);
     }
-    const double leftTail = Smaller(Smaller(points.GetZL(), points.GetDownRisk()), ceiling);
-    const double rightTail = Smaller(Smaller(points.GetZR(), points.GetUpRisk()), ceiling);
+    const double leftTail = Min(Min(points.GetZL(), points.GetDownRisk()), ceiling);
+    const double rightTail = Min(Min(points.GetZR(), points.GetUpRisk()), ceiling);
     points = SpecialRiskPoints{};
     points.SetZL(leftTail);
     points.SetZR(rightTail);
@@ -115,7 +113,7 @@ double RiskNodeBase::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecB
 const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
 {
     if (rows.content != CollapsedRows::Content::Results) {
-        rows.content = CollapsedRows::Content::OutOfDate; // and so it stays where memory ends between the two rows
+        rows.content = CollapsedRows::Content::OutOfDate; // it stays so when memory ends between the two rows
         Volatility().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.volatility);
         Expiration().CollapseToRiskRow(Risk::CollapseProperty::NegativeAndPositive, rows.delivery);
         SmallerOfBoth(rows.volatility, rows.delivery);
@@ -124,13 +122,13 @@ const RiskNodeBase::CollapsedRows& RiskNodeBase::Collapsed() const
     return rows;
 }
 
-// What Risk::CollapseProperty::CumulativePerformance keeps is the results, nothing above 0; the smaller of two such
-// rows is the smaller of both results, nothing above 0. So no cell is looked at again.
+// Risk::CollapseProperty::CumulativePerformance keeps the results, nothing above 0, and the smaller of two such rows is
+// the smaller of both results, nothing above 0. So the kept rows are bounded and no cell is read again.
 const RiskNodeBase::CollapsedRows& RiskNodeBase::CollapsedLosses() const
 {
     if (rows.content != CollapsedRows::Content::Losses) {
         static_cast<void>(Collapsed());
-        rows.content = CollapsedRows::Content::OutOfDate; // neither of the two while the rows are bounded
+        rows.content = CollapsedRows::Content::OutOfDate; // the rows are neither kind while they are being bounded
         rows.volatility.BoundValuesFromAbove(0.0);
         rows.delivery.BoundValuesFromAbove(0.0);
         rows.content = CollapsedRows::Content::Losses;
@@ -199,7 +197,7 @@ double RiskNodeBase::ComposeInitialMargin(const SpecialRiskPoints& uncorrected, 
     SpecialRiskPoints points = uncorrected.GetCorrectedSpecialRiskPoints(row, baseContract, level);
     curvature.Bend(points);
     const double worstPoint = points.min();
-    return std::abs(Smaller(Smaller(0.0, WorstCurvedCell(row, curvature)), worstPoint)) * brokerBaseContractGORatio;
+    return std::abs(Min(Min(0.0, WorstCurvedCell(row, curvature)), worstPoint)) * brokerBaseContractGORatio;
 }
 
 RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
@@ -383,26 +381,6 @@ void RiskNodeMMS::ReplaceContribution_PositionsOnly(RiskNodeFutures& previous, c
     *this += previous;
 }
 
-RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
-{
-    RiskHasChanged();
-    volatilityRisk += other.volatilityRisk;
-    expirationRisk += other.expirationRisk;
-    NOVj += other.NOVj;
-    m_totalCumulativePerformance += other.m_totalCumulativePerformance;
-    return *this;
-}
-
-RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
-{
-    RiskHasChanged();
-    volatilityRisk -= other.volatilityRisk;
-    expirationRisk -= other.expirationRisk;
-    NOVj -= other.NOVj;
-    m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
-    return *this;
-}
-
 RiskNodeMMSToMCSProxy& RiskNodeMMS::operator|(const PropertiesForICS& properties)
 {
     riskNodeMMSToMCSProxy.futures = properties.futures;
@@ -428,7 +406,7 @@ void RiskNodeMMS::GiveBack(Kept&& kept) noexcept
     volatilityRisk = std::move(kept.volatilityRisk);
     expirationRisk = std::move(kept.expirationRisk);
     static_cast<LastAdditionToMCS&>(riskNodeMMSToMCSProxy) = std::move(kept.lastAddition);
-    RiskNodeBase::operator=(static_cast<RiskNodeBase&&>(kept)); // the base's part of it
+    RiskNodeBase::operator=(static_cast<RiskNodeBase&&>(kept)); // moves the base's part alone
 }
 
 RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskLevel riskLevel)
@@ -440,21 +418,20 @@ RiskNodeMCS::RiskNodeMCS(std::size_t pointsNum, double ratio, Enums::ClientRiskL
 
 double RiskNodeMCS::UpdateInitialMarginValue(const CSpecBaseContract&)
 {
-    return StoreInitialMarginValue(std::abs(Smaller(volatilityRiskRow.min(), volatilitySpecialRiskPoints.min())) *
+    return StoreInitialMarginValue(std::abs(Min(volatilityRiskRow.min(), volatilitySpecialRiskPoints.min())) *
                                    brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginDeliveryValue(const CSpecBaseContract&)
 {
-    return StoreInitialMarginDeliveryValue(
-        std::abs(Smaller(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) * brokerBaseContractGORatio);
+    return StoreInitialMarginDeliveryValue(std::abs(Min(expirationRiskRow.min(), volatilitySpecialRiskPoints.min())) *
+                                           brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginValue_PositionsOnly(const CSpecBaseContract&)
 {
-    return StoreInitialMarginValue(
-        std::abs(Smaller(Smaller(0.0, volatilityRiskRow.min()), volatilitySpecialRiskPoints.min())) *
-        brokerBaseContractGORatio);
+    return StoreInitialMarginValue(std::abs(Min(Min(0.0, volatilityRiskRow.min()), volatilitySpecialRiskPoints.min())) *
+                                   brokerBaseContractGORatio);
 }
 
 double RiskNodeMCS::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecBaseContract& baseContract)
@@ -482,7 +459,7 @@ void RiskNodeMCS::AddGroup(RiskNodeMMSToMCSProxy& proxy, const CollapsedRows& co
     const CSpecBaseContract& baseContract = *proxy.futures->BaseContract;
     const SpecialRiskPoints& uncorrected = proxy.Volatility().GetSpecialRiskPoints();
 
-    // The group's rows and, by each row, its corrected stress points. The points of the delivery side come from the
+    // The group's rows and, for each row, its corrected stress points. The points of the delivery row come from the
     // volatility side too.
     RiskRow& volatilityRow = proxy.cachedCollapsedRiskRowVolatilityMMS;
     RiskRow& expirationRow = proxy.cachedCollapsedRiskRowExpirationMMS;
@@ -516,29 +493,6 @@ RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMMSToMCSProxy& proxy)
     expirationRiskRow -= proxy.cachedCollapsedRiskRowExpirationMMS;
     expirationSpecialRiskPoints -= proxy.cachedLastAdditionExpiration;
     return *this;
-}
-
-RiskNodeMCS& RiskNodeMCS::operator+=(const RiskNodeMCS& other)
-{
-    volatilityRiskRow += other.volatilityRiskRow;
-    expirationRiskRow += other.expirationRiskRow;
-    volatilitySpecialRiskPoints += other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints += other.expirationSpecialRiskPoints;
-    return *this;
-}
-
-RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMCS& other)
-{
-    volatilityRiskRow -= other.volatilityRiskRow;
-    expirationRiskRow -= other.expirationRiskRow;
-    volatilitySpecialRiskPoints -= other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints -= other.expirationSpecialRiskPoints;
-    return *this;
-}
-
-bool RiskNodeMCS::operator==(const RiskNodeMCS& other) const
-{
-    return volatilityRiskRow == other.volatilityRiskRow && expirationRiskRow == other.expirationRiskRow;
 }
 
 } // namespace kv7im

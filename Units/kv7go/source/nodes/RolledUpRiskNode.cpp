@@ -73,7 +73,7 @@ RolledUpRiskNode& RolledUpRiskNode::operator-=(const RolledUpRiskNode& other)
     return *this;
 }
 
-// By multiplication and not by assignment: the padding lanes of the rows stay NaN.
+// Multiplies instead of assigning, so that the padding lanes of the rows stay NaN.
 void RolledUpRiskNode::Zero()
 {
     volatilityRiskRow *= 0.0;
@@ -121,7 +121,7 @@ void RolledUpRiskNode::ApplyCorrection_PositionsOnly(const CSpecBaseContract& ba
 template <class AnyCurvature>
 void RolledUpRiskNode::Correct(const CSpecBaseContract& baseContract, const AnyCurvature& curvature)
 {
-    // The points are corrected by the rows as they are before the rows take their own curvature.
+    // The points are corrected by the rows before the rows take their own curvature.
     volatilitySpecialRiskPoints =
         volatilitySpecialRiskPoints.GetCorrectedSpecialRiskPoints(volatilityRiskRow, baseContract, m_riskLevel);
     curvature.Bend(volatilitySpecialRiskPoints);

@@ -10,7 +10,7 @@ namespace kv7im {
 
 namespace {
 
-// The dimensions that a series has for its futures.
+// The dimensions of a series as its futures sees them.
 Parameters OnRealPoints(Parameters parameters) noexcept
 {
     parameters.subPointsCount = 0;
@@ -41,7 +41,7 @@ const Risk& RiskNodeOptionSeries::Expiration() const
     return optionSeriesExpirationRisk;
 }
 
-// The outcomes of deliveries are mixed into the cells only: both sides have the same points.
+// Deliveries are mixed into the cells only: the points of the delivery side are those of the volatility side.
 const SpecialRiskPoints& RiskNodeOptionSeries::PointsOfExpiration() const
 {
     return optionSeriesRisk.GetSpecialRiskPoints();
@@ -133,7 +133,7 @@ void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
     } else {
         rows.delivery = rows.volatility;
     }
-    // Of a node that its instruments have outgrown the rows are collapsed when asked for.
+    // Where the instruments have outgrown the node, its rows are collapsed when they are asked for.
     if (ofOneWidth) rows.content = CollapsedRows::Content::Results;
 }
 
@@ -167,7 +167,7 @@ RiskRow RiskNodeOptionSeries::WorstDelivery() const
     return worst;
 }
 
-// Makes the view of the present cells known; a series whose cells are its view has nothing to work out for them.
+// Makes the view of the present cells known. Where the cells are the view, nothing has to be computed.
 void RiskNodeOptionSeries::WorkOutView(ViewKind kind)
 {
     if (viewKind == kind) return;
@@ -185,7 +185,7 @@ void RiskNodeOptionSeries::WorkOutView(ViewKind kind)
     viewKind = kind;
 }
 
-// The futures holds the cells as they are: both nodes change in one pass.
+// Changes a series whose futures holds its cells as they are: both nodes change in one pass.
 template <class Change>
 void RiskNodeOptionSeries::ChangeSignedCells(const Change& change, RiskNodeFutures& futures)
 {
@@ -206,7 +206,7 @@ void RiskNodeOptionSeries::ChangeSignedCells(const Change& change, RiskNodeFutur
     viewKind = ViewKind::Signed;
 }
 
-// The futures holds the cells folded, or their losses: the new view is worked out and takes the place of the old one.
+// Changes a series whose futures holds its folded cells or losses: the new view replaces the old one.
 template <class Change>
 void RiskNodeOptionSeries::ChangeView(const Change& change, RiskNodeFutures& futures, bool lossesOnly)
 {

@@ -11,7 +11,7 @@ namespace kv7im {
 
 namespace {
 
-/// What the stress of one column is made from.
+/// The quantities that the stress of one column is made from.
 struct ColumnStress
 {
     ColumnStress(std::size_t column, InterestRateRow row, const CSpecVirtFutures& series_,
@@ -28,7 +28,7 @@ struct ColumnStress
     {
         return (up ? futures.MRAddOnUp : -futures.MRAddOnDown) * futures.NormalizedSpot * a;
     }
-    /// Factor of the price by the rate shock of the futures until its expiration; a negative price moves the other way.
+    /// Growth of the price by the rate shock of the futures until its expiration; a negative price moves the other way.
     [[nodiscard]] double Growth() const noexcept
     {
         const double time = up ? futures.TimeToExpiration : -futures.TimeToExpiration;
@@ -40,13 +40,13 @@ struct ColumnStress
         return up ? series.GetUsableR() + a * series.InterestRateRiskUp
                   : series.GetUsableR() - a * series.InterestRateRiskDown;
     }
-    /// The second rate falls where the first one rises.
+    /// The second rate under stress: it falls where the first one rises.
     [[nodiscard]] double R2() const noexcept
     {
         return up ? series.GetUsableR2() - a * series.InterestRate2RiskDown
                   : series.GetUsableR2() + a * series.InterestRate2RiskUp;
     }
-    /// What the projected discount of the spot is multiplied by.
+    /// Factor of the projected discount of the spot.
     [[nodiscard]] double DiscountRisk() const noexcept
     {
         const double cfRisk = futures.BaseContract->CFRisk;
@@ -62,7 +62,7 @@ struct ColumnStress
     double a; // distance from the centre, 0 to 1
 
 private:
-    /// A sub-point stands as far from the centre as the real point that it is bound to.
+    /// Distance of a column from the centre; a sub-point stands as far from it as the real point that it is bound to.
     [[nodiscard]] double RelativeShift(std::size_t column, Enums::ClientRiskLevel level) const noexcept
     {
         std::size_t j = column;
@@ -75,7 +75,7 @@ private:
     }
 };
 
-/// The inputs of the grid itself.
+/// The inputs of the grid itself, without stress.
 PricingInputs AsTheGrid(std::size_t column, const CSpecVirtFutures& series, Enums::ClientRiskLevel level, double r2)
 {
     return {.futuresPoint = series.GetCorrectedFuturesPoint(column, level),

@@ -17,7 +17,7 @@ namespace kv7im {
 
 namespace {
 
-const double AllBits = std::bit_cast<double>(~std::uint64_t{0}); // a lane mask that says yes
+const double AllBits = std::bit_cast<double>(~std::uint64_t{0}); // a lane mask that is set
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 // Numbers between these can be multiplied and divided by each other without leaving the range of a double.
@@ -37,7 +37,7 @@ OptionColumns::Block EmptyBlock() noexcept
             .stressedCarry = NaN,
             .stressedGrowth = NaN,
             .stressedStrikeFactor = NaN,
-            .rateCounts = AllBits}; // so that the stress of a lane without a column is NaN, too
+            .rateCounts = AllBits}; // keeps the stress NaN in a lane without a column
 }
 
 std::uint64_t NextNumber() noexcept

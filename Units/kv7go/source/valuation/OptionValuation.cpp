@@ -160,7 +160,8 @@ double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::
     return 0.0;
 }
 
-/// What the option's calculator answers, the volatility worked out once: both sides have that of the down mismatch.
+/// The rate stress as the option's calculator computes it, with the volatility worked out once: stressed and unstressed
+/// value take that of the down mismatch.
 template <class Calculator>
 double GridValuation<Calculator>::RateStress(Enums::ClientRiskLevel level, std::size_t column,
                                              InterestRateRow row) const
@@ -180,16 +181,14 @@ void GridValuation<Calculator>::ValueSpecialPoints(Enums::ClientRiskLevel level,
         valuation.OfScenario(CentralScenario(option.GetCountOfVolatilityScenarios()), std::nullopt);
     const auto valueAt = [&](double price) { return Value(unshifted, rates.At(series.MakeDiscountPoint(price))); };
     const SpecialRiskPoints& prices = series.Futures->GetPoints(level);
-    special.SetZL(valueAt(prices.GetZL()));
-    special.SetZR(valueAt(prices.GetZR()));
-    special.SetPnL2D(valueAt(prices.GetPnL2D()));
-    special.SetPnL3D(valueAt(prices.GetPnL3D()));
-    special.SetPnL3U(valueAt(prices.GetPnL3U()));
-    special.SetPnL2U(valueAt(prices.GetPnL2U()));
+    for (const stress::Point& row : stress::Points)
+        if (row.IsPrice()) special[row.point] = valueAt(prices[row.point]);
+    static_assert(stress::CountOf(stress::Kind::Charge) == 2, "each charge is set");
     special.SetDownRisk(option.isPut() ? option.GetShortSellingValueDown(level) : 0.0);
     special.SetUpRisk(option.isPut() ? 0.0 : option.GetShortSellingValueUp(level));
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each calculator is instantiated");
 template class OptionValuation<points::BlackScholesCalculator>;
 template class OptionValuation<points::BachelierCalculator>;
 template class OptionValuation<points::BachelierCalculatorForCommodity>;

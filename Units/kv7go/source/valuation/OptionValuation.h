@@ -21,7 +21,7 @@ namespace kv7im {
 class CSpecOption;
 class CSpecVirtFutures;
 
-/// Where an option is valued, but for the price of the underlying.
+/// Rates and strike of a valuation, everything but the price of the underlying.
 struct MarketRates
 {
     double carry;     // r - r2
@@ -47,12 +47,13 @@ public:
     explicit OptionValuation(const CSpecOption& option) noexcept;
 
     [[nodiscard]] const points::OptionTerms& Terms() const noexcept { return terms; }
-    /// Scenarios run evenly from the lowest volatility to the highest; mismatch multiplies the volatility once more.
+    /// Volatility of a scenario. Scenarios run evenly from the lowest volatility to the highest; mismatch multiplies
+    /// the volatility once more.
     [[nodiscard]] points::ScenarioVolatility OfScenario(std::size_t scenario,
                                                         std::optional<double> mismatch) const noexcept;
-    /// r and r2 are rates per year; strike is the one after MakeCorrectStrikeByType.
+    /// Rates of a valuation. r and r2 are rates per year; strike is the one after MakeCorrectStrikeByType.
     [[nodiscard]] MarketRates Rates(double r, double r2, double strike) const noexcept;
-    /// The rates as they stand.
+    /// Rates of the series and the corrected strike of the option, without stress.
     [[nodiscard]] MarketRates Rates() const noexcept;
 
 private:
@@ -62,7 +63,7 @@ private:
     double smileAtTheMoney;
 };
 
-/// One option over its grids: what they share, whatever their level, is worked out at construction.
+/// One option over its grids; everything that does not depend on the level is computed at construction.
 template <class Calculator>
 class GridValuation
 {
@@ -73,9 +74,10 @@ public:
     [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(Enums::ClientRiskLevel level) const;
 
 private:
-    /// Cells, rate stress and mismatch.
+    /// Fills values, rate stress and mismatch of a grid.
     void ValueColumns(Enums::ClientRiskLevel level, OptionGrid& grid) const;
-    /// The same, each cell by itself: the form that every other one is measured by.
+    /// Fills values, rate stress and mismatch of a grid one cell at a time. Every other form is measured by this
+    /// one.
     void ValueColumnByColumn(Enums::ClientRiskLevel level, OptionGrid& grid) const;
     void ValueColumn(Enums::ClientRiskLevel level, std::size_t column, OptionGrid& grid) const;
     [[nodiscard]] double RateStress(Enums::ClientRiskLevel level, std::size_t column) const;
@@ -90,7 +92,7 @@ private:
     const CSpecVirtFutures& series;
     OptionValuation<Calculator> valuation;
     OptionVolatilities volatilities;
-    MarketRates rates; // as they stand
+    MarketRates rates; // without stress
 };
 
 } // namespace kv7im

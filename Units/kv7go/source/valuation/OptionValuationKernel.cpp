@@ -94,7 +94,7 @@ HWY_INLINE Lanes Density(Lanes d)
     return hn::Mul(exponential, Of(points::normal::Density));
 }
 
-/// What 1 / t is in the polynomial.
+/// Denominator of the polynomial's argument: t is 1 over it.
 HWY_INLINE Lanes Reciprocal(Lanes d) { return hn::MulAdd(hn::Abs(d), Of(points::normal::Slope), Of(1.0)); }
 
 /// Distribution at d. Beyond the cutoff above it is 1 as it stands, since the tail is below the last bit; beyond the
@@ -145,7 +145,7 @@ public:
         const Lanes drift = hn::Mul(hn::Mul(hn::Add(Of(volatility.halfVariance), carry), sqrtTime), sqrtTime);
         return hn::Div(hn::Add(drift, logarithm), Of(volatility.width));
     }
-    /// The same where the carry, and so the drift, is that of all columns.
+    /// First step of a call's value where the carry, and so the drift, is that of all columns.
     [[nodiscard]] HWY_INLINE Lanes D(const points::ScenarioVolatility& volatility, double drift) const
     {
         return hn::Div(hn::Add(Of(drift), logarithm), Of(volatility.width));
@@ -172,7 +172,7 @@ private:
     Lanes densityRatio; // density at d2 over that at d1
 };
 
-/// Both forms of Bachelier.
+/// Bachelier model, with the outcome discounted or not.
 template <bool Discounted>
 class BachelierLanes
 {
@@ -231,7 +231,7 @@ struct ModelOf<points::BachelierCalculatorForCommodity>
     using Type = BachelierLanes<true>;
 };
 
-/// From the value of the call to the value of the option.
+/// Makes the value of the option from the value of the call.
 template <class Model>
 class Finish
 {
@@ -394,8 +394,8 @@ private:
         return batch;
     }
 
-    /// All volatilities at the grid's point; then the lowest one, that of the down mismatch, at the stressed point and,
-    /// where it differs from the grid's, at the unstressed one.
+    /// First step of every valuation of a batch: all volatilities at the grid's point, then the lowest one, that of the
+    /// down mismatch, at the stressed point and, where it differs from the grid's, at the unstressed one.
     HWY_INLINE void StepD(const Batch& batch, const double* drifts, Step* steps) const
     {
         const std::size_t count = volatilities.size();
@@ -466,7 +466,7 @@ private:
                 .discount = factor};
     }
 
-    /// A commodity's first rate stands for both: no carry.
+    /// The unstressed point: a commodity's first rate stands for both rates, so there is no carry.
     [[nodiscard]] HWY_INLINE LanePoint UnstressedPoint(std::size_t block) const
     {
         return {.futuresPoint = Of(columns[block].point),
@@ -497,6 +497,7 @@ bool ValueColumnsAtOnce(const OptionColumns& columns, const points::OptionTerms&
     return true;
 }
 
+static_assert(Enums::OptionModels.size() == 2, "each calculator has its vector form");
 template bool ValueColumnsAtOnce<points::BlackScholesCalculator>(const OptionColumns&, const points::OptionTerms&,
                                                                  double, const OptionVolatilities&, OptionGrid&);
 template bool ValueColumnsAtOnce<points::BachelierCalculator>(const OptionColumns&, const points::OptionTerms&, double,
