@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Says whether two builds of the library compute and say the same: plays 10,000 calls over all exported functions on
-# each and compares every code, figure and text to the bit, and both logs but for their times and addresses.
+# each and compares every code, figure and text to the bit, and both logs but for their times, addresses and source lines.
 #   scripts/same-bytes.sh LIBRARY_A LIBRARY_B
 #     LIBRARY_...   libQuindalIM_Client.so, installed or in a build tree
 # Ends with 1 and shows the first differences where there are any. What was compared stays in build/same-bytes.
@@ -14,10 +14,12 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 configure release
 build release call_script quindal
 
-# What differs from run to run: the moment, the seconds of a call, the handle and the port.
+# What differs from run to run: the moment, the seconds of a call, the handle and the port. What differs from build to
+# build: the line of our source that an error was raised in.
 without_moments() {
     sed -Ei -e 's/^[0-9-]+ [0-9:.]+ //' -e 's/( \[QuindalIM\]) +[0-9]+(\.[0-9]+)?, +[0-9]+(\.[0-9]+)?,/\1/' \
-        -e 's/(@QuindalIMCalculator=)[0-9]+/\1HANDLE/g' -e 's/(port[:(] ?)[0-9]+/\1PORT/g' "$@"
+        -e 's/(@QuindalIMCalculator=)[0-9]+/\1HANDLE/g' -e 's/(port[:(] ?)[0-9]+/\1PORT/g' \
+        -e 's/;[A-Za-z0-9]+\.(cpp|h):[0-9]+/;SOURCE/' "$@"
 }
 
 work=build/same-bytes

@@ -68,7 +68,7 @@ struct FuturesSample : kv7im::FuturesParameters
     FuturesSample()
     {
         Code = "FUT";
-        CodeBC = "BC";
+        CodeBC = std::string("BC"); // gcc 12 sees an overflow in the assignment of a literal here
         CalcFutPrice = 1000.0;
         SpreadAspect = Enums::SpreadAspect::InSpread;
         MinStepPrice = 10.0;

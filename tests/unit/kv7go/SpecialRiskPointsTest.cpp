@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "InstrumentSamples.h"
 #include "instruments/SpecBaseContract.h"
 
 namespace test::SpecialRiskPointsTest {
@@ -44,10 +45,9 @@ void ExpectPoints(const SpecialRiskPoints& points, const Eight& expected, const 
 kv7im::CSpecBaseContract Contract(double limit1, double limit2, Level level, const std::array<double, 3>& down,
                                   const std::array<double, 3>& up)
 {
-    kv7im::CSpecBaseContract contract("BC", "", 3, Enums::MSPType::FixedPriceStep, 0.0, 0, 0.0, 100.0, 0.9, 0.9, 0.9,
-                                      0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 0.9, 1, 1, 5, 0, 0.0,
-                                      Enums::OptionModel::BlackScholes, Enums::AssetClass::Stock, 0.0,
-                                      Enums::BaseContractSigns::None);
+    BaseContractSample parameters;
+    parameters.MarketRisk = parameters.MarketRisk1 = parameters.MarketRisk2 = kv7im::RiskLevelIndexedArray<double>(0.9);
+    kv7im::CSpecBaseContract contract(parameters, 0.0);
     contract.ConcentrationLimit1Spot = limit1;
     contract.ConcentrationLimit2Spot = limit2;
     contract.MarketRiskDown[level] = down[0];
