@@ -7,23 +7,38 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 scripts/install-deps.sh --lint
 [ -f build/release/compile_commands.json ] || configure release
 
-# The sources that differ from a commit, and for each header that differs one source that includes it: the one of its
-# name, or else the first that the build knows.
-changed_sources() {
-    git diff --name-only --diff-filter=d "$1" -- 'Platform/*.cpp' 'Units/*.cpp' 'Apps/*.cpp'
-    git diff --name-only --diff-filter=d "$1" -- 'Platform/*.h' 'Units/*.h' 'Apps/*.h' |
-        awk -v root="$ROOT/" '
-            FNR == NR { headers[$0]; next }
-            /^[^ ]/ { source = "" }
-            /^ / {
-                path = $1; sub(root, "", path)
-                if (source == "") source = path
-                if (path in headers && source ~ /^(Platform|Units|Apps)\/.*\.cpp$/) {
-                    name = path; gsub(/.*\/|\.h$/, "", name)
-                    if (!(path in reader) || source ~ "/" name "[.]cpp$") reader[path] = source
-                }
-            }
-            END { for (path in reader) print reader[path] }' - <(ninja -C build/release -t deps)
+# A file without its comments, includes and blanks: as long as that stays, tidy has nothing new to say of it.
+code_of() { sed -E 's:[/]/.*$::; /^[[:space:]]*#[[:space:]]*include/d' | tr -d '[:space:]'; }
+
+# Sources and headers of which the code differs from a commit; a file that has moved is held against where it was.
+changed_files() {
+    git diff --name-status -M40% --diff-filter=d "$1" -- 'Platform/*' 'Units/*' 'Apps/*' |
+        while IFS=$'\t' read -r status before now; do
+            now="${now:-$before}"
+            [[ $now =~ \.(cpp|h)$ ]] || continue
+            if [ "$status" != A ] && [ "$(git show "$1:$before" | code_of)" = "$(code_of <"$now")" ]; then continue; fi
+            printf '%s\n' "$now"
+        done
+}
+
+# The sources among some files, and for each header among them one source that reads it: the one of its name, or else
+# one of those sources, or else the first that the build knows.
+sources_that_show() {
+    awk -v root="$ROOT/" '
+        FNR == NR { if (/\.cpp$/) sources[$0]; else headers[$0]; next }
+        /^[^ ]/ { source = "" }
+        /^ / {
+            path = $1; sub(root, "", path); sub(/^(\.\.\/)+/, "", path)
+            if (source == "") source = path
+            if (!(path in headers) || source !~ /^(Platform|Units|Apps)\/.*\.cpp$/) next
+            name = path; gsub(/.*\/|\.h$/, "", name)
+            rank = source ~ "/" name "[.]cpp$" ? 3 : source in sources ? 2 : 1
+            if (rank > best[path]) { best[path] = rank; reader[path] = source }
+        }
+        END {
+            for (path in reader) print reader[path]
+            for (path in sources) print path
+        }' "$1" <(ninja -C build/release -t deps) | sort -u
 }
 
 say "clang-format"
@@ -34,7 +49,7 @@ case "${1:-}" in
     --all | --record) base="" ;;
 esac
 if [ -n "$base" ] && git rev-parse -q --verify "$base^{commit}" >/dev/null; then
-    mapfile -t sources < <(changed_sources "$base" | sort -u)
+    mapfile -t sources < <(sources_that_show <(changed_files "$base"))
 else
     mapfile -t sources < <(git ls-files 'Platform/*.cpp' 'Units/*.cpp' 'Apps/*.cpp')
 fi

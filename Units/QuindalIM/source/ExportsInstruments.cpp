@@ -70,6 +70,7 @@ int32_t InsertBaseContract(intptr_t QuindalIMCalculator, const char* BaseContrac
                            QuindalOptionModel OptionModel, double SpotPrice, QuindalAssetClass AssetClass,
                            double CFRisk)
 {
+    static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its arguments");
     using enum Enums::ClientRiskLevel;
     using kv7im::LevelOf;
     using Contract = kv7im::BaseContractParameters;

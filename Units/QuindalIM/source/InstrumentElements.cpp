@@ -96,14 +96,13 @@ void InsertCurrency(CCalcGOEx& calculator, pugi::xml_node element)
 /// MarketRisk1High is the rate between the concentration limits at the level High; the default level adds no word.
 void ReadMarketRisks(pugi::xml_node element, kv7im::BaseContractParameters& contract)
 {
-    const kv7im::RiskLevelIndexedArray<const char*> words{"", "Low", "Medium", "High", "Exceptional"};
-    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+    for (const Enums::ClientRiskLevelRow& level : Enums::ClientRiskLevels) {
         const auto rate = [&](const char* name) {
-            return Number<double>(element, (std::string(name) + words[level]).c_str());
+            return Number<double>(element, (name + std::string(level.columnSuffix)).c_str());
         };
-        contract.MarketRisk[level] = rate("MarketRisk");
-        contract.MarketRisk1[level] = rate("MarketRisk1");
-        contract.MarketRisk2[level] = rate("MarketRisk2");
+        contract.MarketRisk[level.value] = rate("MarketRisk");
+        contract.MarketRisk1[level.value] = rate("MarketRisk1");
+        contract.MarketRisk2[level.value] = rate("MarketRisk2");
     }
 }
 
@@ -112,7 +111,7 @@ void ReadMarketRisks(pugi::xml_node element, kv7im::BaseContractParameters& cont
     kv7im::BaseContractParameters contract;
     contract.Code = ReadCode(element, "Code");
     contract.CodeMCS = ReadCode(element, "CodeMCS");
-    contract.VolatNum = Number<signed char>(element, "VolatNum");
+    contract.VolatNum = std::int32_t{Number<signed char>(element, "VolatNum")};
     contract.MSPType = static_cast<Enums::MSPType>(Number<signed char>(element, "MSPType"));
     contract.ShortOptionMinimumCharge = Number<double>(element, "ShortOptionMinimumCharge");
     contract.CurrencyId = Number<int>(element, "IndicatorID");

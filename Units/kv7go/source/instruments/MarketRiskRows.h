@@ -1,6 +1,10 @@
 // MarketRiskRows: the fifteen rates of market risk as the rows of a table, level by level in the order of the exchange.
 #pragma once
 
+#include "Enums.h"
+
+static_assert(Enums::ClientRiskLevels.size() == 5, "each risk level has its rows");
+
 /// ROW(field, level, name, code): the member that holds the rates, the level, what the exchange puts behind the name of
 /// the rate at that level, and the code of its refusal without its ending.
 #define KV7_MARKET_RISKS_AT(ROW, level, name, suffix)                                                                  \
