@@ -25,7 +25,7 @@ changed_files() {
 # one of those sources, or else the first that the build knows.
 sources_that_show() {
     awk -v root="$ROOT/" '
-        FNR == NR { if (/\.cpp$/) sources[$0]; else headers[$0]; next }
+        FILENAME == ARGV[1] { if (/\.cpp$/) sources[$0]; else headers[$0]; next }
         /^[^ ]/ { source = "" }
         /^ / {
             path = $1; sub(root, "", path); sub(/^(\.\.\/)+/, "", path)
