@@ -53,23 +53,46 @@ Node Node::Leaf(std::size_t item, kv7im::Risk risk, double optionValue)
     return leaf;
 }
 
-Node Node::Series(const kv7im::CSpecVirtFutures& series, std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine,
+Node Node::Series(const kv7im::CSpecVirtFutures& series, Enums::ClientRiskLevel level, const kv7im::Parameters& size,
                   std::vector<Node> leaves)
 {
-    Node node = Sum(*engine, std::move(leaves), false);
+    Node node;
     node.code = series.Code;
     node.series = &series;
-    node.engine = std::move(engine);
+    node.level = level;
+    kv7im::Risk risk(size);
+    if (size.hasSubPoints()) risk.GetRisk().ExpandSubPoints(size.subPointsCount, &series.GetBindingArray(level));
+    for (const Node& leaf : leaves)
+        risk += leaf.results.front();
+    node.columns = {risk, risk};
+    node.columns.back().MixinExpirationRiskOnVolatility();
+    node.results = {node.columns.front().OnRealPoints(), node.columns.back().OnRealPoints()};
+    node.parts = std::move(leaves);
     return node;
 }
 
-Node Node::Sum(const kv7im::RiskNodeBase& engine, std::vector<Node> parts, bool ratesByLosses)
+Node Node::Sum(const kv7im::Parameters& size, std::vector<Node> parts, bool ratesByLosses)
 {
     Node node;
-    node.results = {engine.Volatility().OnRealPoints(), engine.Expiration().OnRealPoints()};
-    node.parts = std::move(parts);
+    node.results = {kv7im::Risk(size), kv7im::Risk(size)};
     node.ratesByLosses = ratesByLosses;
+    for (Node& part : parts)
+        node.Add(std::move(part));
     return node;
+}
+
+void Node::Add(Node part)
+{
+    for (std::size_t side = 0; side < results.size(); ++side) {
+        if (!part.isHalfNetted) {
+            results[side].AddNetted(part.ResultOf(side), ratesByLosses);
+            continue;
+        }
+        kv7im::Risk losses = part.results[side];
+        losses.BoundValuesFromAbove(0.0);
+        results[side].AddNetted(losses, ratesByLosses);
+    }
+    parts.push_back(std::move(part));
 }
 
 Node Node::LossesOf(Node node, const std::string& code)
@@ -149,8 +172,8 @@ void Node::ShareOptions(const CellAt& at, double factor, Trail& trail) const
 {
     const std::size_t column = WorstColumn(at);
     if (at.table == Table::Volatility && column != at.column)
-        trail.Part(code).subPoint = series->GetVolatilityMatrixCentralRow(engine->GetLevel())[column];
-    if (at.side == MarginSide::Delivery && engine->Volatility().GetRisk().GetParameters().hasExpiration()) {
+        trail.Part(code).subPoint = series->GetVolatilityMatrixCentralRow(level)[column];
+    if (at.side == MarginSide::Delivery && columns.front().GetRisk().GetParameters().hasExpiration()) {
         if (at.table == Table::Volatility) ShareDelivery(column, factor, trail);
         return;
     }
@@ -162,8 +185,8 @@ void Node::ShareOptions(const CellAt& at, double factor, Trail& trail) const
 std::size_t Node::WorstColumn(const CellAt& at) const
 {
     const kv7im::RiskMatrix& cells =
-        MatrixOf(at.side == MarginSide::Volatility ? engine->Volatility() : engine->Expiration(), at.table);
-    const std::vector<std::size_t>& binding = series->GetBindingArray(engine->GetLevel()).binding;
+        MatrixOf(at.side == MarginSide::Volatility ? columns.front() : columns.back(), at.table);
+    const std::vector<std::size_t>& binding = series->GetBindingArray(level).binding;
     std::size_t worst = at.column;
     for (std::size_t column = Cells(at.side, at.table).ColsCount(); column < cells.ColsCount(); ++column)
         if (binding[column] == at.column && cells[at.row][column] < cells[at.row][worst]) worst = column;
@@ -172,8 +195,8 @@ std::size_t Node::WorstColumn(const CellAt& at) const
 
 void Node::ShareDelivery(std::size_t column, double factor, Trail& trail) const
 {
-    const std::size_t row = WorstRow(engine->Volatility().GetRisk().Expiration(), column);
-    const std::set<double>& prices = series->PointsForDeliveryRisksCalculation[engine->GetLevel()];
+    const std::size_t row = WorstRow(columns.front().GetRisk().Expiration(), column);
+    const std::set<double>& prices = series->PointsForDeliveryRisksCalculation[level];
     PartOutcome& part = trail.Part(code);
     part.deliveryRow = row;
     part.deliveryPrice = *std::next(prices.begin(), static_cast<std::ptrdiff_t>(row));
@@ -196,6 +219,14 @@ void Node::ShareOptionValue(double factor, Trail& trail) const
     if (parts.empty()) trail.money[item] += factor * optionValue;
     for (const Node& part : parts)
         part.ShareOptionValue(factor, trail);
+}
+
+double Node::OptionValue() const noexcept
+{
+    double sum = optionValue;
+    for (const Node& part : parts)
+        sum += part.OptionValue();
+    return sum;
 }
 
 void Node::Gate(Trail& trail) const

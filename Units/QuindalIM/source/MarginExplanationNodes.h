@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,7 +16,6 @@
 #include "MarginExplanation.h"
 #include "grids/Risk.h"
 #include "instruments/SpecVirtFutures.h"
-#include "nodes/RiskNode.h"
 
 namespace QuindalIM::explanation {
 
@@ -54,12 +52,14 @@ struct Node
 {
     [[nodiscard]] static Node Leaf(std::size_t item, kv7im::Risk risk, double optionValue = 0.0);
     /// A series: all leaves in its options, on its columns; the node above sees them on real price points.
-    [[nodiscard]] static Node Series(const kv7im::CSpecVirtFutures& series,
-                                     std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine,
-                                     std::vector<Node> leaves);
-    /// A sum of parts that the engine's node has netted cell by cell; the mismatch of the parts adds by its losses, the
-    /// rate stress too where ratesByLosses is set.
-    [[nodiscard]] static Node Sum(const kv7im::RiskNodeBase& engine, std::vector<Node> parts, bool ratesByLosses);
+    /// size: dimensions of the node in the book.
+    [[nodiscard]] static Node Series(const kv7im::CSpecVirtFutures& series, Enums::ClientRiskLevel level,
+                                     const kv7im::Parameters& size, std::vector<Node> leaves);
+    /// A sum of parts, netted cell by cell; the mismatch of the parts adds by its losses, the rate stress too where
+    /// ratesByLosses is set. size: its dimensions.
+    [[nodiscard]] static Node Sum(const kv7im::Parameters& size, std::vector<Node> parts, bool ratesByLosses);
+    /// Adds a part to a sum.
+    void Add(Node part);
     /// A node reduced to its losses by half netting.
     [[nodiscard]] static Node LossesOf(Node node, const std::string& code);
 
@@ -75,6 +75,8 @@ struct Node
                                                          double factor, Trail& trail) const;
     void SharePoint(std::size_t point, double factor, Trail& trail) const;
     void ShareOptionValue(double factor, Trail& trail) const;
+    /// Net option value, money.
+    [[nodiscard]] double OptionValue() const noexcept;
     /// Marks the items of this node, of which a cut above leaves nothing.
     void Gate(Trail& trail) const;
 
@@ -86,9 +88,14 @@ struct Node
     bool isHalfNetted = false; // results are those of the one part with its stresses in the cells, gains included
     bool ratesByLosses = false;
     const kv7im::CSpecVirtFutures* series = nullptr;
-    std::shared_ptr<const kv7im::RiskNodeOptionSeries> engine; // of a series
+    Enums::ClientRiskLevel level{};     // of a series
+    std::array<kv7im::Risk, 2> columns; // of a series: results by side, on its own columns, delivery rows on the first
 
 private:
+    [[nodiscard]] const kv7im::Risk& ResultOf(std::size_t side) const noexcept
+    {
+        return parts.empty() ? results.front() : results[side];
+    }
     void ShareLoss(const CellAt& at, double factor, Trail& trail) const;
     void ShareOptions(const CellAt& at, double factor, Trail& trail) const;
     void ShareDelivery(std::size_t column, double factor, Trail& trail) const;

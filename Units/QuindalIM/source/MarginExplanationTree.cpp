@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <tuple>
 
 #include "WrappingArithmetic.h"
@@ -21,9 +20,6 @@ using kv7im::CSpecPosition;
 using kv7im::CSpecPositionOptionsBase;
 using kv7im::CumulativePositionByFutures;
 using kv7im::Risk;
-using kv7im::RiskNodeFutures;
-using kv7im::RiskNodeMMS;
-using kv7im::RiskNodeOptionSeries;
 
 // Rounding that the engine's increments may leave, against the money of the cell.
 constexpr double Rounding = 1e-9;
@@ -53,9 +49,9 @@ std::map<std::string, ByCode<CSpecPositionOptionsBase>> OptionsBySeries(const Cu
     return series;
 }
 
-Contract MakeContract(const CSpecFutures& futures, Node node, const kv7im::RiskNodeBase& engine)
+Contract MakeContract(const CSpecFutures& futures, Node node, Enums::ClientRiskLevel level)
 {
-    const auto collapsed = engine.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive);
+    const kv7im::RolledUpRiskNode collapsed(node.results.front(), node.results.back(), node.OptionValue(), 0.0, level);
     Contract contract{&futures, std::move(node), collapsed, collapsed};
     contract.final.ApplyCorrection(*futures.BaseContract);
     return contract;
@@ -89,21 +85,20 @@ private:
     {
         Entity* entity;
         const CSpecFutures* futures; // the one held that expires first
-        std::unique_ptr<RiskNodeMMS> engine;
-        std::vector<Node> parts;
+        Node sum;
     };
 
     void Add(const CumulativePositionByFutures& position);
     void AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
-                   RiskNodeFutures& futures, std::vector<Node>& parts);
-    void AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine);
+                   Node& futures);
+    void AddToGroup(const CumulativePositionByFutures& position, Node node);
     void Complete(const std::string& code, Group& group);
 
     template <class RiskOf>
     void AddLeaves(const CSpecPosition& position, Isin isin, const RiskOf& riskOf, std::vector<Node>& leaves);
     void AddLeavesOfFutures(const CumulativePositionByFutures& position, std::vector<Node>& leaves);
     void AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::vector<Node>& leaves);
-    void AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts);
+    void AddResidue(const CumulativePositionByFutures& position, Node& futures);
     [[nodiscard]] std::size_t ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position);
     [[nodiscard]] Entity& EntityOf(MarginEntity kind, const std::string& code, double ratio)
     {
@@ -120,27 +115,23 @@ private:
 void Builder::Add(const CumulativePositionByFutures& position)
 {
     const CSpecFutures& futures = *position.GetFutures();
-    const double ratio = position.GetOwnerRiskNode().GetBrokerBaseContractGORatio();
-    RiskNodeFutures engine(futures.GetProfile(m_level).GetParameters(), ratio, m_level, futures.IsCollateral());
-    std::vector<Node> parts;
-    AddLeavesOfFutures(position, parts);
-    for (const Node& leaf : parts)
-        engine += leaf.results.front();
+    std::vector<Node> leaves;
+    AddLeavesOfFutures(position, leaves);
+    Node node = Node::Sum(futures.GetProfile(m_level).GetParameters(), std::move(leaves), futures.IsCollateral());
     for (const auto& [code, options] : OptionsBySeries(position))
-        AddSeries(position, options, engine, parts);
-    if (futures.IsCollateral()) AddResidue(position, engine, parts);
-    if (parts.empty()) return;
+        AddSeries(position, options, node);
+    if (futures.IsCollateral()) AddResidue(position, node);
+    if (node.parts.empty()) return;
 
-    Node node = Node::Sum(engine, std::move(parts), futures.IsCollateral());
-    if (position.HasLevelMMS()) return AddToGroup(position, std::move(node), engine);
-    EntityOf(MarginEntity::Futures, position.GetCode(), ratio)
-        .contracts.emplace(position.GetCode(), MakeContract(futures, std::move(node), engine));
+    if (position.HasLevelMMS()) return AddToGroup(position, std::move(node));
+    EntityOf(MarginEntity::Futures, position.GetCode(), position.GetOwnerRiskNode().GetBrokerBaseContractGORatio())
+        .contracts.emplace(position.GetCode(), MakeContract(futures, std::move(node), m_level));
 }
 
 // Adds a series. Its node has the dimensions of the book's own: no delivery rows where the participant does not count
 // deliveries.
 void Builder::AddSeries(const CumulativePositionByFutures& position, const ByCode<CSpecPositionOptionsBase>& options,
-                        RiskNodeFutures& futures, std::vector<Node>& parts)
+                        Node& futures)
 {
     std::vector<Node> leaves;
     for (const auto& [code, option] : options)
@@ -148,64 +139,43 @@ void Builder::AddSeries(const CumulativePositionByFutures& position, const ByCod
     if (leaves.empty()) return;
 
     const kv7im::CSpecVirtFutures& series = *options.begin()->second->GetOption().VirtFutures;
-    const RiskNodeOptionSeries& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
-    const kv7im::Parameters& size = held.Volatility().GetRisk().GetParameters();
-    const double ratio = held.GetBrokerBaseContractGORatio();
-    const auto engine =
-        size.hasSubPoints()
-            ? std::make_shared<RiskNodeOptionSeries>(size, series.GetBindingArray(m_level), ratio, m_level)
-            : std::make_shared<RiskNodeOptionSeries>(size, ratio, m_level);
-    for (const Node& leaf : leaves) {
-        *engine += leaf.results.front();
-        engine->AddNOVi(leaf.optionValue);
-    }
-    Node node = Node::Series(series, engine, std::move(leaves));
-    if (!options.begin()->second->IsInSpread()) {
-        EntityOf(MarginEntity::OptionSeries, series.Code, ratio)
-            .contracts.emplace(series.Code, MakeContract(*position.GetFutures(), std::move(node), *engine));
-    } else if (series.EnforceHalfNetting) {
-        futures += engine->GetTransformedRisk();
-        parts.push_back(Node::LossesOf(std::move(node), series.Code));
-    } else {
-        futures += *engine;
-        parts.push_back(std::move(node));
-    }
+    const kv7im::RiskNodeOptionSeries& held = *position.GetRiskNodeOptionSeriesByVFCode(series.Code);
+    Node node = Node::Series(series, m_level, held.GetParameters(), std::move(leaves));
+    if (!options.begin()->second->IsInSpread())
+        EntityOf(MarginEntity::OptionSeries, series.Code, held.GetBrokerBaseContractGORatio())
+            .contracts.emplace(series.Code, MakeContract(*position.GetFutures(), std::move(node), m_level));
+    else
+        futures.Add(series.EnforceHalfNetting ? Node::LossesOf(std::move(node), series.Code) : std::move(node));
 }
 
-void Builder::AddToGroup(const CumulativePositionByFutures& position, Node node, const RiskNodeFutures& engine)
+// Between the months of a base contract neither stress nets.
+void Builder::AddToGroup(const CumulativePositionByFutures& position, Node node)
 {
     const CSpecFutures& futures = *position.GetFutures();
-    Group& group = m_groups[position.GetRiskNameMMS()];
-    if (group.engine == nullptr) {
+    const auto [entry, isNew] = m_groups.try_emplace(position.GetRiskNameMMS());
+    Group& group = entry->second;
+    if (isNew) {
         const bool isMCS = position.HasLevelMCS();
         const double ratio = position.GetFuturesGroupRisk().GetBrokerBaseContractGORatio();
         group.entity = &EntityOf(isMCS ? MarginEntity::MCS : MarginEntity::BaseContract,
                                  isMCS ? position.GetRiskNameMCS() : position.GetRiskNameMMS(), ratio);
         if (isMCS && !group.entity->mcs)
             group.entity->mcs.emplace(static_cast<std::size_t>(futures.BaseContract->PointsNum), ratio, m_level);
-        group.engine = std::make_unique<RiskNodeMMS>(*futures.BaseContract, ratio, m_level);
+        group.sum = Node::Sum(futures.GetProfile(m_level).GetParameters(), {}, true);
         group.futures = &futures;
     }
     if (ExpiresBefore(futures, *group.futures)) group.futures = &futures;
-    if (position.GivesLossesOnly()) {
-        *group.engine += engine.GetTransformedRisk();
-        group.parts.push_back(Node::LossesOf(std::move(node), futures.Code));
-    } else {
-        *group.engine += engine;
-        group.parts.push_back(std::move(node));
-    }
+    group.sum.Add(position.GivesLossesOnly() ? Node::LossesOf(std::move(node), futures.Code) : std::move(node));
 }
 
-// Between the months of a base contract neither stress nets.
 void Builder::Complete(const std::string& code, Group& group)
 {
-    Node node = Node::Sum(*group.engine, std::move(group.parts), true);
-    Contract contract = MakeContract(*group.futures, std::move(node), *group.engine);
+    Contract contract = MakeContract(*group.futures, std::move(group.sum), m_level);
     if (group.entity->mcs) {
-        const RiskNodeMMS::PropertiesForICS properties{m_participant.GetInterContractSpreadMarginType(), group.futures};
-        kv7im::RiskNodeMMSToMCSProxy& given = *group.engine | properties;
-        *group.entity->mcs += given;
-        contract.mcs = given;
+        contract.mcs.emplace().futures = group.futures;
+        if (m_participant.GetInterContractSpreadMarginType() == Enums::SpreadMarginType::Netting)
+            contract.mcs->nettingPropertiesICS = static_cast<unsigned int>(group.futures->BaseContract->WindowSize);
+        group.entity->mcs->AddGroup(contract.collapsed, *contract.mcs);
     }
     group.entity->contracts.emplace(code, std::move(contract));
 }
@@ -251,11 +221,12 @@ void Builder::AddLeavesOfOption(const CSpecPositionOptionsBase& position, std::v
 // Adds what cancelled orders have left behind. A collateral instrument takes only the losses of a rate stress; a
 // cancelled order comes as a gain, so its former loss stays until the book is rebuilt. Where that is more than rounding
 // it is a share of the orders.
-void Builder::AddResidue(const CumulativePositionByFutures& position, RiskNodeFutures& engine, std::vector<Node>& parts)
+void Builder::AddResidue(const CumulativePositionByFutures& position, Node& futures)
 {
-    const kv7im::RiskMatrix& held = position.GetOwnerRiskNode().Volatility().GetRisk().InterestRate();
-    const kv7im::RiskMatrix& explained = engine.Volatility().GetRisk().InterestRate();
-    Risk residue(engine.Volatility().GetRisk().GetParameters());
+    const Risk book = position.GetOwnerRiskNode().Volatility();
+    const kv7im::RiskMatrix& held = book.GetRisk().InterestRate();
+    const kv7im::RiskMatrix& explained = futures.results.front().GetRisk().InterestRate();
+    Risk residue(book.GetRisk().GetParameters());
     bool any = false;
     for (std::size_t row = 0; row < held.RowsCount(); ++row) {
         for (std::size_t column = 0; column < held.ColsCount(); ++column) {
@@ -266,9 +237,8 @@ void Builder::AddResidue(const CumulativePositionByFutures& position, RiskNodeFu
         }
     }
     if (!any) return;
-    engine += residue;
-    parts.push_back(Node::Leaf(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()),
-                               std::move(residue)));
+    futures.Add(
+        Node::Leaf(ItemOf(MarginShare::Kind::Orders, position.GetIsin(), position.GetFuturesPositionSpec()), residue));
 }
 
 std::size_t Builder::ItemOf(MarginShare::Kind kind, Isin isin, const CSpecPosition& position)

@@ -136,8 +136,7 @@ struct Taken
 Taken TakenAtPricePoint(const Contract& contract, MarginSide side, std::size_t column)
 {
     const kv7im::LastAdditionToMCS& mcs = *contract.mcs;
-    const double money = (side == MarginSide::Volatility ? mcs.cachedCollapsedRiskRowVolatilityMMS
-                                                         : mcs.cachedCollapsedRiskRowExpirationMMS)[column];
+    const double money = (side == MarginSide::Volatility ? mcs.added.volatility : mcs.added.Delivery())[column];
     if (!mcs.nettingPropertiesICS) return {money, column, {}, true};
     const std::size_t window = *mcs.nettingPropertiesICS;
     const RiskRow& row = RowOf(contract.final, side);
@@ -154,7 +153,7 @@ Taken TakenAtPricePoint(const Contract& contract, MarginSide side, std::size_t c
 // and nothing else is taken.
 Taken TakenAtStressPoint(const Contract& contract, std::size_t point)
 {
-    const double money = contract.mcs->cachedLastAdditionVolatility.pData()[point];
+    const double money = contract.mcs->added.volatilityPoints.pData()[point];
     if (!contract.mcs->nettingPropertiesICS) return {money, {}, point, true};
     static_assert(CountOf(Kind::Tail) == 2 && CountOf(Kind::Charge) == 2, "each tail takes its charge");
     if (point != MappingPoint::ZL && point != MappingPoint::ZR) return {money};

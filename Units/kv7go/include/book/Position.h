@@ -1,8 +1,7 @@
 // CumulativePositionByFutures: everything that one participant holds on one futures, and how a change of it reaches the
 // margin.
 //
-// Always true:  m_previousFuturesGroupRisks is exactly what this futures contributes to its MMS node at this moment.
-//               the node of a series in spread is contained in the node of the futures; a series standing alone reaches
+// Always true:  the node of a series in spread is contained in the node of the futures; a series standing alone reaches
 //               no node above it, its margin is added as it is.
 #pragma once
 
@@ -98,10 +97,6 @@ public:
     [[nodiscard]] const RiskNodeFutures& GetOwnerRiskNode() const noexcept { return m_ownerRisk; }
     /// The top node that the margin of this futures is read from.
     [[nodiscard]] const RiskNodeBase& GetFuturesGroupRisk() const noexcept;
-    [[nodiscard]] const RiskNodeFutures& GetPreviousFuturesRiskNodeConsideredInMMS() const noexcept
-    {
-        return m_previousFuturesGroupRisks;
-    }
     [[nodiscard]] RiskNodeMMS::PropertiesForICS GetPropertiesForICS() const;
     /// True when only the losses of this futures reach its group, so that its gains relieve no other month.
     [[nodiscard]] bool GivesLossesOnly() const;
@@ -109,18 +104,14 @@ public:
 private:
     void InitializeUpperLevelRiskPrivate();
     RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
-    void SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price, std::int64_t novQuantity);
-    void SetSpecPositionPrivate_PositionsOnly(CSpecPosition& position, std::int64_t quantity, double price,
-                                              double marketPrice, std::int64_t novQuantity);
     void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
-    // The mark of a series standing alone belongs to one call: a step that throws takes it along.
+    // Makes a change and carries it up to the margins. The mark of a series standing alone belongs to one call: a step
+    // that throws takes it along.
     template <class Step>
-    void WithMarkOfThisCall(const Step& step);
-    void InitialMarginCalculation();
-    void InitialMarginCalculation_PositionsOnly();
-    void ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange, double deliveryChange) noexcept;
-    void CarryToGroups();
-    void CarryToGroups_PositionsOnly();
+    void Change(MarginMode mode, const Step& step);
+    void InitialMarginCalculation(MarginMode mode);
+    void ReportMarginChange(bool ofSeriesWithoutSpread, const MarginChanges& changes) noexcept;
+    void CarryToGroups(MarginMode mode);
     [[nodiscard]] RiskNodeBase& TopNode() noexcept;
 
     RiskParticipant* m_participant;
@@ -132,7 +123,6 @@ private:
     RisksMap m_optionSeriesRiskMap;       // by series code
     RiskNodeBase* m_parentRisk = nullptr; // MCS node, MMS node, or null where the futures stands alone
     RiskNodeFutures m_ownerRisk;
-    RiskNodeFutures m_previousFuturesGroupRisks;
     CSpecPositionFutures m_position;
     OptionsMap m_optionsMap;                                          // by option isin
     double m_volatilityInitialMarginOptionSeriesSWithoutSpread = 0.0; // money, sum over the series standing alone
@@ -141,14 +131,16 @@ private:
 };
 
 template <class Step>
-void CumulativePositionByFutures::WithMarkOfThisCall(const Step& step)
+void CumulativePositionByFutures::Change(MarginMode mode, const Step& step)
 {
+    m_ownerRisk.SetNetting(GivesLossesOnly(), mode);
     try {
         step();
     } catch (...) {
         m_changedOptionSeriesNodeWithoutSpread = nullptr;
         throw;
     }
+    InitialMarginCalculation(mode);
 }
 
 } // namespace kv7im

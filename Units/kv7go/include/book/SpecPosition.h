@@ -13,6 +13,7 @@
 #include "Enums.h"
 #include "book/SpareOrderEntries.h"
 #include "instruments/SpecOrderList.h"
+#include "nodes/RiskNodeBase.h"
 
 namespace kv7im {
 
@@ -20,6 +21,8 @@ class BaseProfile;
 class CSpecFutures;
 class CSpecOption;
 struct OptionTransform;
+struct PositionTransform;
+struct ViewOfSeries;
 class RiskNodeFutures;
 class RiskNodeOptionSeries;
 class RiskParticipant;
@@ -84,12 +87,12 @@ public:
     /// dropped. When it throws, the orders and the nodes are as they were.
     void UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders);
 
-    [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_quantity; }
-    [[nodiscard]] double GetWAPrice() const noexcept { return m_WAPrice; }
+    [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_state.quantity; }
+    [[nodiscard]] double GetWAPrice() const noexcept { return m_state.WAPrice; }
     /// Net option value, money; 0 for anything but a premium-style option.
-    [[nodiscard]] double GetNOVi() const noexcept { return m_NOVi; }
+    [[nodiscard]] double GetNOVi() const noexcept { return m_state.NOVi; }
     /// Market price given last in the mode of positions alone; 0 for a position that was never in that mode.
-    [[nodiscard]] double GetMarketPrice() const noexcept { return m_marketPrice; }
+    [[nodiscard]] double GetMarketPrice() const noexcept { return m_state.marketPrice; }
     /// Open orders, one entry for each price, side and kind.
     [[nodiscard]] const OrdersMap& GetOrders() const noexcept { return m_orders; }
     [[nodiscard]] Isin GetFutIsin() const noexcept { return m_futIsin; }
@@ -97,35 +100,40 @@ public:
     [[nodiscard]] RiskObjectLevel GetRiskLevel() const noexcept { return m_positionInstrumentRiskLevel; }
 
 protected:
-    /// Takes the risk of the old state out of the node and puts the risk of the present state in.
-    virtual void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) = 0;
-    /// Takes the old state's risk out of the node and puts the present state's in, in the mode of positions alone. When
-    /// it throws, the nodes are as they were.
-    virtual void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
-                                                double oldCumulativePerformance, double oldMarketPrice) = 0;
+    /// What a position is valued by.
+    struct State
+    {
+        std::int64_t quantity = 0;          // short below 0
+        double WAPrice = 0.0;               // price units, cost basis
+        double marketPrice = 0.0;           // price units, last one of the mode of positions alone
+        double NOVi = 0.0;                  // money, net option value
+        double cumulativePerformance = 0.0; // money, paper loss in the mode of positions alone
+    };
+
+    /// Takes the risk of the old state out of the node and puts the risk of the present state in. When it throws, the
+    /// nodes are as they were.
+    virtual void CalculatePosRisk(const State& old, MarginMode mode) = 0;
     /// Adds the risk of m_deltaOrders to the node. When it throws the nodes are as they were.
     virtual void UpdateRisksByOrderChanges() = 0;
     /// Net option value of the position, money; 0 for anything that is not an option.
     [[nodiscard]] virtual double CalculateNOVi(std::int64_t quantity) const;
     /// Paper loss of the position at a price against its cost basis, money, 0 or more.
     [[nodiscard]] virtual double CalculateCumulativePerformance(double price) const = 0;
-    /// Change of the position's share in a node's sum, money. A flat position has no share there.
-    [[nodiscard]] double ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept;
+    /// Change of the position's share in a node's sum, money: of its net option value or its paper loss. A flat
+    /// position has no share there.
+    [[nodiscard]] double ChangeOfShare(const State& old, double State::*share) const noexcept;
     [[nodiscard]] double PaperLoss(double price, double moneyCoef) const noexcept;
 
     RiskParticipant* m_participant; // not owned
     Isin m_futIsin;
-    std::int64_t m_quantity = 0; // short below 0
     std::string m_code;
-    double m_WAPrice = 0.0;     // price units, cost basis
-    double m_marketPrice = 0.0; // price units, last one of the mode of positions alone; 0 in the plain mode
+    State m_state;
     RiskObjectLevel m_positionInstrumentRiskLevel;
     OrdersMap m_orders;      // open orders; no entry has a quantity of 0
     OrdersMap m_deltaOrders; // the changes of the call under way
-    double m_NOVi = 0.0;
-    double m_cumulativePerformance = 0.0; // money, paper loss in the mode of positions alone; 0 in the plain mode
 
 private:
+    void MoveTo(const State& state, std::int64_t novQuantity, MarginMode mode);
     void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
     void UpdateOrders() noexcept;
     void ForgetDeltaOrders() noexcept;
@@ -148,14 +156,12 @@ public:
     [[nodiscard]] double UsableWAPrice_PositionsOnly(std::int64_t quantity, double price, double marketPrice) const;
 
 protected:
-    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
-    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
-                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    void CalculatePosRisk(const State& old, MarginMode mode) override;
     [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
     void UpdateRisksByOrderChanges() override;
 
 private:
-    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
+    [[nodiscard]] PositionTransform Describe(const State& state, MarginMode mode) const;
     [[nodiscard]] double WithOffset(double price) const noexcept; // a TAS price is an offset from CalcFutPrice
 
     const CSpecFutures& m_futures;
@@ -186,16 +192,11 @@ protected:
     /// with a paper loss takes the market price instead where its value is higher by it.
     [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
     [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
-    /// Moves the change of this position's net option value into the node of the series. A flat position has no share
-    /// there.
-    void UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept;
-    /// Moves the change of this position's paper loss into the node of the series. A flat position has no share there.
-    void UpdateCumulativePerformance(std::int64_t oldQuantity, double oldPerformance) noexcept;
-    /// Takes the old state's risk, net option value and paper loss out of the node of the series and puts the present
-    /// state's in.
-    void ReplaceInSeries_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
-                                       double oldCumulativePerformance, double oldMarketPrice);
-    [[nodiscard]] OptionTransform Describe(std::int64_t quantity, double price) const;
+    /// Moves the change of this position's net option value and paper loss into the node of the series.
+    void UpdateFiguresOfSeries(const State& old) noexcept;
+    /// The risk of a state. Valued here, before any node is touched: an option is valued at its first use, which may
+    /// fail.
+    [[nodiscard]] OptionTransform Describe(const State& state, MarginMode mode) const;
     [[nodiscard]] double PriceOfPaperLoss() const noexcept; // price that the net option value counts at a paper loss
 
     Isin m_optIsin;
@@ -211,12 +212,13 @@ public:
                          RiskNodeOptionSeries& optionSeriesRisk, RiskNodeFutures& futuresRisk);
 
 protected:
-    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
-    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
-                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    void CalculatePosRisk(const State& old, MarginMode mode) override;
     void UpdateRisksByOrderChanges() override;
 
 private:
+    void MoveFigures(const State& old) noexcept;
+    [[nodiscard]] ViewOfSeries ViewFrom(double ceilingBefore, MarginMode mode) const noexcept;
+
     RiskNodeFutures& m_futuresRisk;
 };
 
@@ -227,9 +229,7 @@ public:
     using CSpecPositionOptionsBase::CSpecPositionOptionsBase;
 
 protected:
-    void CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi) override;
-    void CalculatePosRisk_PositionsOnly(std::int64_t oldQuantity, double oldPrice, double oldNOVi,
-                                        double oldCumulativePerformance, double oldMarketPrice) override;
+    void CalculatePosRisk(const State& old, MarginMode mode) override;
     void UpdateRisksByOrderChanges() override;
 };
 

@@ -47,6 +47,10 @@ public:
     Risk& operator+=(const Risk& other) noexcept;
     Risk& operator-=(const Risk& other) noexcept;
 
+    /// Adds a part by the rules of a node: values with their signs, the mismatch by its losses, and so the rate stress
+    /// where ratesByLosses is set. The part has no sub-points; the delivery rows take no part.
+    void AddNetted(const Risk& part, bool ratesByLosses) noexcept;
+
     /// Adds the row to every row of the volatility, interest rate and mismatch matrices.
     Risk& operator+=(const RiskRowWrapper& row) noexcept;
     Risk& operator-=(const RiskRowWrapper& row) noexcept;

@@ -46,11 +46,13 @@ struct SFuturesChanges
 struct PositionTransform
 {
     const Profile* profile; // of the futures at the level; lives as long as the futures
-    double price;           // taken from the volatility matrix and from the special points 1 to 6
+    double price;           // taken from the volatility matrix
+    double pointsPrice;     // taken from the special points 1 to 6
     bool negate;            // a short position: everything times -1.0
     double scale;           // then everything times this: contracts times money per price unit
     double coverZL;         // then the ZL point times this
     double coverZR;         // and the ZR point times this
+    double shift;           // then added to all eight special points
 };
 
 class CSpecFutures final : public StoredProfiles
@@ -75,7 +77,16 @@ public:
     /// Describes the risk of a position as steps that a node applies itself; their result is that of
     /// TransformToPosition.
     [[nodiscard]] PositionTransform DescribePosition(std::int64_t quantity, double price,
-                                                     Enums::ClientRiskLevel level) const noexcept;
+                                                     Enums::ClientRiskLevel level) const noexcept
+    {
+        return DescribePosition_PositionsOnly(quantity, price, price, level, 0.0);
+    }
+    /// Describes the risk of a position in the mode of positions alone; the result is that of
+    /// TransformToPosition_PositionsOnly.
+    [[nodiscard]] PositionTransform DescribePosition_PositionsOnly(std::int64_t quantity, double price,
+                                                                   double specialPointsPrice,
+                                                                   Enums::ClientRiskLevel level,
+                                                                   double shift) const noexcept;
     /// Result of a position, money, in the mode of positions alone: `price` is taken from the grid, specialPointsPrice
     /// from the special points, and `shift` is added to all eight special points at the end.
     [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,

@@ -44,11 +44,13 @@ struct OptionTransform
     const CSpecOption* option;
     const OptionGrid* grid; // of the option at the level
     Enums::ClientRiskLevel level;
-    double price;           // taken from values, special points 1 to 6 and delivery outcomes
+    double price;           // taken from values and delivery outcomes
+    double pointsPrice;     // taken from the special points 1 to 6
     bool premiumIsTheWorst; // a bought option: no value below -price
     double scale;           // then everything times this: contracts times money per price unit, short below 0
     double coverZL;         // then the ZL point times this
     double coverZR;         // and the ZR point times this
+    double shift;           // then added to all eight special points
 };
 
 class CSpecOption final : public BaseProfile
@@ -101,7 +103,15 @@ public:
     /// Describes the risk of a position as steps that a node applies itself; their result is that of
     /// TransformToPosition.
     [[nodiscard]] OptionTransform DescribePosition(std::int64_t quantity, double price,
-                                                   Enums::ClientRiskLevel level) const;
+                                                   Enums::ClientRiskLevel level) const
+    {
+        return DescribePosition_PositionsOnly(quantity, price, price, level, 0.0);
+    }
+    /// Describes the risk of a position in the mode of positions alone; the result is that of
+    /// TransformToPosition_PositionsOnly.
+    [[nodiscard]] OptionTransform DescribePosition_PositionsOnly(std::int64_t quantity, double price,
+                                                                 double specialPointsPrice,
+                                                                 Enums::ClientRiskLevel level, double shift) const;
     /// Result of a position, money, in the mode of positions alone: `price` is taken from the grid, specialPointsPrice
     /// from the special points, and `shift` is added to all eight special points at the end.
     [[nodiscard]] Risk TransformToPosition_PositionsOnly(std::int64_t quantity, double price, double specialPointsPrice,

@@ -75,6 +75,18 @@ Z9ERR Portfolio::SetPosition(Isin isin, std::int64_t quantity, double price, std
     return found.ErrorToZ9ErrorCode();
 }
 
+Z9ERR Portfolio::SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,
+                                           std::int64_t novQuantity)
+{
+    const SearchResult found = FindByIsin(isin);
+    if (found.FuturesFound())
+        found.GetPositionPtr()->ChangeFuturesPosition_PositionsOnly(quantity, price, marketPrice);
+    else if (found.OptionFound())
+        found.GetPositionPtr()->ChangeOptionPosition_PositionsOnly(*found.GetOptionPtr(), quantity, price, marketPrice,
+                                                                   novQuantity);
+    return found.ErrorToZ9ErrorCode();
+}
+
 void Portfolio::Clear()
 {
     positions.clear();

@@ -34,17 +34,13 @@ struct Portfolio::KeptGroups
 // the groups use the new instrument, since this may be the last futures of theirs to be rebuilt.
 void Portfolio::ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker)
 {
-    RiskNodeMMS* const mms = position.GetOwnerRiskNode().parent;
+    RiskNodeMMS* const mms = position.GetOwnerRiskNode().Group();
     if (mms == nullptr) return;
-    const RiskNodeMMS::PropertiesForICS properties{participant_->GetInterContractSpreadMarginType(), &speaker};
-    RiskNodeMCS* const mcs = position.HasLevelMCS() ? mms->parent : nullptr;
-    if (mcs != nullptr) {
-        *mcs -= (*mms | properties);
-        mcs->ZeroMarginValue();
-    }
-    *mms -= position.GetPreviousFuturesRiskNodeConsideredInMMS();
+    mms->TakeOut(position.GetOwnerRiskNode());
     mms->ZeroMarginValue();
-    if (mcs != nullptr) *mcs += (*mms | properties);
+    if (!position.HasLevelMCS()) return;
+    mms->CarryToMCS({participant_->GetInterContractSpreadMarginType(), &speaker}, MarginMode::Plain);
+    mms->parent->ZeroMarginValue();
 }
 
 Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPrice)
@@ -83,7 +79,7 @@ Z9ERR Portfolio::RecalcFuturesPositionInPortfolio(Isin isin, bool useRealCalcPri
 // Reports the margin of the group that a futures has left with the spread: the futures does not come back to it.
 void Portfolio::AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now)
 {
-    RiskNodeMMS* const mms = old.GetOwnerRiskNode().parent;
+    RiskNodeMMS* const mms = old.GetOwnerRiskNode().Group();
     if (mms == nullptr || (now != nullptr && now->IsInSpread)) return;
     RiskNodeBase& group = old.HasLevelMCS() ? static_cast<RiskNodeBase&>(*mms->parent) : *mms;
     const CSpecBaseContract& baseContract = now != nullptr ? *now->BaseContract : *old.GetFutures()->BaseContract;

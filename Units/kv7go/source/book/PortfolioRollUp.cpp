@@ -70,7 +70,7 @@ RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFuture
                                                 const CSpecBaseContract& baseContract)
 {
     const RiskNodeFutures& owner = position.GetOwnerRiskNode();
-    return GetRolledUpRiskNode(position.HasLevelMMS() ? static_cast<const RiskNodeBase&>(*owner.parent) : owner,
+    return GetRolledUpRiskNode(position.HasLevelMMS() ? static_cast<const RiskNodeBase&>(*owner.Group()) : owner,
                                baseContract);
 }
 

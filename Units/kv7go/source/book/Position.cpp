@@ -18,7 +18,8 @@ RiskNodeFutures MakeOwnerNode(const RiskParticipant& participant, const CSpecFut
 {
     const Enums::ClientRiskLevel level = participant.GetRiskLevel();
     return RiskNodeFutures(futures.GetProfile(level).GetParameters(),
-                           participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral());
+                           participant.GetBrokerBaseContractGORatio(futures.CodeBC), level, futures.IsCollateral(),
+                           NodeCells::FitsFlat(futures.GetProfile(level)));
 }
 
 } // namespace
@@ -32,7 +33,6 @@ CumulativePositionByFutures::CumulativePositionByFutures(RiskParticipant* partic
       m_code(futures.Code),
       m_riskLevel(NettingLevelOf(futures)),
       m_ownerRisk(MakeOwnerNode(*participant, futures)),
-      m_previousFuturesGroupRisks(m_ownerRisk),
       m_position(participant, futures, m_ownerRisk)
 {
     InitializeUpperLevelRiskPrivate();
@@ -49,7 +49,7 @@ void CumulativePositionByFutures::InitializeUpperLevelRiskPrivate()
     if (mms == nullptr)
         mms = std::make_shared<RiskNodeMMS>(baseContract, m_participant->GetBrokerBaseContractGORatio(GetRiskNameMMS()),
                                             level);
-    m_ownerRisk.parent = mms.get();
+    m_ownerRisk.JoinGroup(*mms);
     m_parentRisk = mms.get();
 
     if (!HasLevelMCS()) return;
@@ -57,7 +57,7 @@ void CumulativePositionByFutures::InitializeUpperLevelRiskPrivate()
     if (mcs == nullptr)
         mcs = std::make_shared<RiskNodeMCS>(static_cast<std::size_t>(baseContract.PointsNum),
                                             m_participant->GetBrokerBaseContractGORatioForMCS(GetRiskNameMCS()), level);
-    mms->parent = mcs.get();
+    mms->JoinGroup(*mcs);
     m_parentRisk = mcs.get();
 }
 
@@ -83,20 +83,30 @@ RiskNodeMMS::PropertiesForICS CumulativePositionByFutures::GetPropertiesForICS()
 
 void CumulativePositionByFutures::ChangeFuturesPosition(std::int64_t quantity, double price)
 {
-    SetSpecPositionPrivate(m_position, quantity, price, 0);
+    Change(MarginMode::Plain, [&] { m_position.UpdateInitialMarginByNewPosition(quantity, price, 0); });
+}
+
+void CumulativePositionByFutures::ChangeFuturesPosition_PositionsOnly(std::int64_t quantity, double price,
+                                                                      double marketPrice)
+{
+    Change(MarginMode::PositionsOnly,
+           [&] { m_position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, 0); });
 }
 
 void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price,
                                                        std::int64_t novQuantity)
 {
-    SetSpecPositionPrivate(FindOrCreateOptionPositionAndMarkChanged(option), quantity, price, novQuantity);
+    CSpecPosition& position = FindOrCreateOptionPositionAndMarkChanged(option);
+    Change(MarginMode::Plain, [&] { position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
 }
 
-void CumulativePositionByFutures::SetSpecPositionPrivate(CSpecPosition& position, std::int64_t quantity, double price,
-                                                         std::int64_t novQuantity)
+void CumulativePositionByFutures::ChangeOptionPosition_PositionsOnly(const CSpecOption& option, std::int64_t quantity,
+                                                                     double price, double marketPrice,
+                                                                     std::int64_t novQuantity)
 {
-    WithMarkOfThisCall([&] { position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
-    InitialMarginCalculation();
+    CSpecPosition& position = FindOrCreateOptionPositionAndMarkChanged(option);
+    Change(MarginMode::PositionsOnly,
+           [&] { position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, novQuantity); });
 }
 
 void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
@@ -112,8 +122,7 @@ CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std
 
 void CumulativePositionByFutures::ChangeFuturesOrders(CSpecPosition::OrderChange& prepared)
 {
-    prepared.Apply();
-    InitialMarginCalculation();
+    Change(MarginMode::Plain, [&] { prepared.Apply(); });
 }
 
 void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, std::size_t count,
@@ -125,8 +134,7 @@ void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, 
 void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
                                                          const SClearingDeltaOrder* orders)
 {
-    WithMarkOfThisCall([&] { position.UpdateInitialMarginByOrderChanges(count, orders); });
-    InitialMarginCalculation();
+    Change(MarginMode::Plain, [&] { position.UpdateInitialMarginByOrderChanges(count, orders); });
 }
 
 CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPosition(const CSpecOption& option)
@@ -134,10 +142,12 @@ CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPositio
     if (const auto found = m_optionsMap.find(option.isin); found != m_optionsMap.end()) return *found->second;
     RiskNodeOptionSeries& series = InitializeOptionSeriesRisk(option);
     std::shared_ptr<CSpecPositionOptionsBase> position;
-    if (option.VirtFutures->IsInSpread)
+    if (option.VirtFutures->IsInSpread) {
+        m_ownerRisk.MakeRoomForSeries(series.GetParameters().hasExpiration());
         position = std::make_shared<CSpecPositionOptions>(m_participant, option, series, m_ownerRisk);
-    else
+    } else {
         position = std::make_shared<CSpecPositionOptionsWithoutSpread>(m_participant, option, series);
+    }
     return *m_optionsMap.emplace(option.isin, std::move(position)).first->second;
 }
 
@@ -197,39 +207,30 @@ bool CumulativePositionByFutures::GivesLossesOnly() const
            m_futures->EnforceIMSHalfNetting;
 }
 
-// Carries the change of this futures up through its groups.
-void CumulativePositionByFutures::CarryToGroups()
+// Carries the change of this futures from its base contract to the group of base contracts.
+void CumulativePositionByFutures::CarryToGroups(MarginMode mode)
 {
-    if (!HasLevelMMS()) return;
-    RiskNodeMMS& mms = *m_ownerRisk.parent;
-    // Subtracted before the group changes: exactly what it contributed last.
-    if (HasLevelMCS()) *mms.parent -= (mms | GetPropertiesForICS());
-    mms.ReplaceContribution(m_previousFuturesGroupRisks, m_ownerRisk, GivesLossesOnly());
-    if (HasLevelMCS()) *mms.parent += (mms | GetPropertiesForICS());
+    m_ownerRisk.CarryFiguresToGroup();
+    if (HasLevelMCS()) m_ownerRisk.Group()->CarryToMCS(GetPropertiesForICS(), mode);
 }
 
 // A series standing alone is margined by itself and reaches no node above it.
-void CumulativePositionByFutures::InitialMarginCalculation()
+void CumulativePositionByFutures::InitialMarginCalculation(MarginMode mode)
 {
-    const CSpecBaseContract& baseContract = *m_futures->BaseContract;
     RiskNodeOptionSeries* const series = std::exchange(m_changedOptionSeriesNodeWithoutSpread, nullptr);
-    if (series == nullptr) CarryToGroups();
+    if (series == nullptr) CarryToGroups(mode);
     RiskNodeBase& node = series != nullptr ? *series : TopNode();
-
-    const double volatilityChange = node.UpdateInitialMarginValue(baseContract);
-    const double deliveryChange = node.UpdateInitialMarginDeliveryValue(baseContract);
-    ReportMarginChange(series != nullptr, volatilityChange, deliveryChange);
+    ReportMarginChange(series != nullptr, node.UpdateMargins(*m_futures->BaseContract, mode));
 }
 
-void CumulativePositionByFutures::ReportMarginChange(bool ofSeriesWithoutSpread, double volatilityChange,
-                                                     double deliveryChange) noexcept
+void CumulativePositionByFutures::ReportMarginChange(bool ofSeriesWithoutSpread, const MarginChanges& changes) noexcept
 {
     if (ofSeriesWithoutSpread) {
-        m_volatilityInitialMarginOptionSeriesSWithoutSpread += volatilityChange;
-        m_deliveryInitialMarginOptionSeriesSWithoutSpread += deliveryChange;
+        m_volatilityInitialMarginOptionSeriesSWithoutSpread += changes.volatility;
+        m_deliveryInitialMarginOptionSeriesSWithoutSpread += changes.delivery;
     }
-    m_portfolio.IncreaseVolatilityInitialMarginBy(volatilityChange);
-    m_portfolio.IncreaseDeliveryVolatilityInitialMarginBy(deliveryChange);
+    m_portfolio.IncreaseVolatilityInitialMarginBy(changes.volatility);
+    m_portfolio.IncreaseDeliveryVolatilityInitialMarginBy(changes.delivery);
 }
 
 } // namespace kv7im

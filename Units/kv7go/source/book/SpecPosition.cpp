@@ -40,30 +40,42 @@ CSpecPosition::CSpecPosition(RiskParticipant* participant, const CSpecFutures& f
 
 void CSpecPosition::UpdateInitialMarginByNewPosition(std::int64_t quantity, double price, std::int64_t novQuantity)
 {
-    const std::int64_t oldQuantity = m_quantity;
-    const double oldPrice = m_WAPrice;
-    const double oldNOVi = m_NOVi;
+    State state = m_state;
+    state.quantity = quantity;
+    state.WAPrice = price;
+    MoveTo(state, novQuantity, MarginMode::Plain);
+}
 
-    m_quantity = quantity;
-    m_WAPrice = price;
-    m_NOVi = CalculateNOVi(novQuantity);
+void CSpecPosition::UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t quantity, double price,
+                                                                   double marketPrice, std::int64_t novQuantity)
+{
+    State state = m_state;
+    state.quantity = quantity;
+    state.WAPrice = price;
+    state.marketPrice = marketPrice;
+    MoveTo(state, novQuantity, MarginMode::PositionsOnly);
+}
 
+void CSpecPosition::MoveTo(const State& state, std::int64_t novQuantity, MarginMode mode)
+{
+    const State old = std::exchange(m_state, state);
+    m_state.NOVi = CalculateNOVi(novQuantity); // before the paper loss, since it counts that of the last change
+    if (mode == MarginMode::PositionsOnly)
+        m_state.cumulativePerformance = CalculateCumulativePerformance(m_state.marketPrice);
     try {
-        CalculatePosRisk(oldQuantity, oldPrice, oldNOVi);
+        CalculatePosRisk(old, mode);
     } catch (...) { // the nodes still hold the old state
-        m_quantity = oldQuantity;
-        m_WAPrice = oldPrice;
-        m_NOVi = oldNOVi;
+        m_state = old;
         throw;
     }
 }
 
 double CSpecPosition::CalculateNOVi(std::int64_t) const { return 0.0; }
 
-double CSpecPosition::ChangeOfShare(std::int64_t oldQuantity, double oldShare, double share) const noexcept
+double CSpecPosition::ChangeOfShare(const State& old, double State::*share) const noexcept
 {
-    const double gone = oldQuantity != 0 ? oldShare : 0.0;
-    const double come = m_quantity != 0 ? share : 0.0;
+    const double gone = old.quantity != 0 ? old.*share : 0.0;
+    const double come = m_state.quantity != 0 ? m_state.*share : 0.0;
     return come - gone;
 }
 
@@ -142,12 +154,20 @@ double CSpecPositionFutures::UsableWAPrice(std::int64_t quantity, double price) 
     return settlement > p ? settlement : p;
 }
 
-void CSpecPositionFutures::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double)
+PositionTransform CSpecPositionFutures::Describe(const State& state, MarginMode mode) const
 {
-    const auto state = [this](std::int64_t quantity, double price) {
-        return m_futures.DescribePosition(quantity, UsableWAPrice(quantity, price), m_participant->GetRiskLevel());
-    };
-    m_futuresRisk.ReplacePosition(state(oldQuantity, oldPrice), state(m_quantity, m_WAPrice),
+    const Enums::ClientRiskLevel level = m_participant->GetRiskLevel();
+    if (mode == MarginMode::Plain)
+        return m_futures.DescribePosition(state.quantity, UsableWAPrice(state.quantity, state.WAPrice), level);
+    return m_futures.DescribePosition_PositionsOnly(
+        state.quantity, UsableWAPrice_PositionsOnly(state.quantity, state.WAPrice, state.marketPrice), state.WAPrice,
+        level, state.cumulativePerformance);
+}
+
+void CSpecPositionFutures::CalculatePosRisk(const State& old, MarginMode mode)
+{
+    m_futuresRisk.AddCumulativePerformance(ChangeOfShare(old, &State::cumulativePerformance));
+    m_futuresRisk.ReplacePosition(Describe(old, mode), Describe(m_state, mode),
                                   m_participant->GetShortOptionMinimumChargeRatio());
 }
 
@@ -173,19 +193,23 @@ double CSpecPositionOptionsBase::CalculateNOVi(std::int64_t quantity) const
 {
     const CSpecVirtFutures& series = *m_options.VirtFutures;
     if (series.marginStyle != Enums::MarginStyle::Equity) return 0.0;
-    const double price = m_cumulativePerformance > 0.0 ? PriceOfPaperLoss() : m_options.CalcOptPrice;
+    const double price = m_state.cumulativePerformance > 0.0 ? PriceOfPaperLoss() : m_options.CalcOptPrice;
     return static_cast<double>(quantity) * price * series.MoneyCoef;
 }
 
-void CSpecPositionOptionsBase::UpdateNOVInSeriesRisk(std::int64_t oldQuantity, double oldNOVi) noexcept
+void CSpecPositionOptionsBase::UpdateFiguresOfSeries(const State& old) noexcept
 {
-    m_optionSeriesRisk.AddNOVi(ChangeOfShare(oldQuantity, oldNOVi, m_NOVi));
+    m_optionSeriesRisk.AddNOVi(ChangeOfShare(old, &State::NOVi));
+    m_optionSeriesRisk.AddCumulativePerformance(ChangeOfShare(old, &State::cumulativePerformance));
 }
 
-// Valued here, before any node is touched: an option is valued at its first use, which may fail.
-OptionTransform CSpecPositionOptionsBase::Describe(std::int64_t quantity, double price) const
+OptionTransform CSpecPositionOptionsBase::Describe(const State& state, MarginMode mode) const
 {
-    return m_options.DescribePosition(quantity, price, m_participant->GetRiskLevel());
+    const Enums::ClientRiskLevel level = m_participant->GetRiskLevel();
+    if (mode == MarginMode::Plain) return m_options.DescribePosition(state.quantity, state.WAPrice, level);
+    return m_options.DescribePosition_PositionsOnly(
+        state.quantity, UsableWAPrice_PositionsOnly(state.quantity, state.WAPrice, state.marketPrice), state.WAPrice,
+        level, state.cumulativePerformance);
 }
 
 CSpecPositionOptions::CSpecPositionOptions(RiskParticipant* participant, const CSpecOption& option,
@@ -193,34 +217,56 @@ CSpecPositionOptions::CSpecPositionOptions(RiskParticipant* participant, const C
     : CSpecPositionOptionsBase(participant, option, optionSeriesRisk), m_futuresRisk(futuresRisk)
 {}
 
-void CSpecPositionOptions::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi)
+void CSpecPositionOptions::CalculatePosRisk(const State& old, MarginMode mode)
 {
-    const OptionTransform before = Describe(oldQuantity, oldPrice);
-    const OptionTransform after = Describe(m_quantity, m_WAPrice);
-    m_optionSeriesRisk.ReplacePositionInSpread(before, after, m_participant->GetShortOptionMinimumChargeRatio(),
-                                               m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
-    // The net option value of the whole series leaves the futures here and comes back with the change.
+    const OptionTransform before = Describe(old, mode);
+    const OptionTransform after = Describe(m_state, mode);
+    const RiskNodeBase::Figures ofSeries = m_optionSeriesRisk.GetFigures();
+    const RiskNodeBase::Figures ofFutures = m_futuresRisk.GetFigures();
+    MoveFigures(old);
+    try {
+        m_optionSeriesRisk.ReplacePositionInSpread(before, after, m_participant->GetShortOptionMinimumChargeRatio(),
+                                                   m_futuresRisk, ViewFrom(ofSeries.paperLoss, mode));
+    } catch (...) { // no cell has changed
+        m_optionSeriesRisk.SetFigures(ofSeries);
+        m_futuresRisk.SetFigures(ofFutures);
+        throw;
+    }
+}
+
+// The figures of the whole series leave the futures here and come back with the change: with its rounding.
+void CSpecPositionOptions::MoveFigures(const State& old) noexcept
+{
     m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
-    UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
+    m_futuresRisk.AddCumulativePerformance(-m_optionSeriesRisk.GetTotalCumulativePerformance());
+    UpdateFiguresOfSeries(old);
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
+    m_futuresRisk.AddCumulativePerformance(m_optionSeriesRisk.GetTotalCumulativePerformance());
+}
+
+ViewOfSeries CSpecPositionOptions::ViewFrom(double ceilingBefore, MarginMode mode) const noexcept
+{
+    const bool lossesOnly = m_options.VirtFutures->EnforceHalfNetting;
+    if (mode == MarginMode::Plain) return {lossesOnly, 0.0, 0.0};
+    return {lossesOnly, ceilingBefore, m_optionSeriesRisk.GetTotalCumulativePerformance()};
 }
 
 void CSpecPositionOptions::UpdateRisksByOrderChanges()
 {
     m_optionSeriesRisk.AddOrdersInSpread(m_options, m_deltaOrders, m_participant->GetShortOptionMinimumChargeRatio(),
-                                         m_futuresRisk, m_options.VirtFutures->EnforceHalfNetting);
+                                         m_futuresRisk, ViewFrom(0.0, MarginMode::Plain));
     // The series' net option value left the futures and came back with the series: equal but for the rounding. The
     // paper loss, which no order changes, stays.
     m_futuresRisk.AddNOVi(-m_optionSeriesRisk.GetNOVj());
     m_futuresRisk.AddNOVi(m_optionSeriesRisk.GetNOVj());
 }
 
-void CSpecPositionOptionsWithoutSpread::CalculatePosRisk(std::int64_t oldQuantity, double oldPrice, double oldNOVi)
+void CSpecPositionOptionsWithoutSpread::CalculatePosRisk(const State& old, MarginMode mode)
 {
-    const OptionTransform before = Describe(oldQuantity, oldPrice);
-    const OptionTransform after = Describe(m_quantity, m_WAPrice);
+    const OptionTransform before = Describe(old, mode);
+    const OptionTransform after = Describe(m_state, mode);
     m_optionSeriesRisk.ReplacePosition(before, after, m_participant->GetShortOptionMinimumChargeRatio());
-    UpdateNOVInSeriesRisk(oldQuantity, oldNOVi);
+    UpdateFiguresOfSeries(old);
 }
 
 void CSpecPositionOptionsWithoutSpread::UpdateRisksByOrderChanges()

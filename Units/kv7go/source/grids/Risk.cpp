@@ -63,6 +63,17 @@ Risk& Risk::operator-=(const Risk& other) noexcept
     return *this;
 }
 
+void Risk::AddNetted(const Risk& part, bool ratesByLosses) noexcept
+{
+    risks.volatilityMatrix += part.risks.volatilityMatrix;
+    if (ratesByLosses)
+        risks.interestRateMatrix.NegativeSum(part.risks.interestRateMatrix);
+    else
+        risks.interestRateMatrix += part.risks.interestRateMatrix;
+    risks.volatilityMismatchMatrix.NegativeSum(part.risks.volatilityMismatchMatrix);
+    risks.specialRiskPoints += part.risks.specialRiskPoints;
+}
+
 void Risk::BoundValuesFromAbove(double bound) noexcept
 {
     risks.volatilityMatrix.BoundValuesFromAbove(bound);

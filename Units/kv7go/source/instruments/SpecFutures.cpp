@@ -134,15 +134,18 @@ void CSpecFutures::ChangeParams(const SFuturesChanges& changes)
     IsInSpread = changes.SpreadAspect == Enums::SpreadAspect::InSpread;
 }
 
-PositionTransform CSpecFutures::DescribePosition(std::int64_t quantity, double price,
-                                                 Enums::ClientRiskLevel level) const noexcept
+PositionTransform CSpecFutures::DescribePosition_PositionsOnly(std::int64_t quantity, double price,
+                                                               double specialPointsPrice, Enums::ClientRiskLevel level,
+                                                               double shift) const noexcept
 {
     return {.profile = &profile[level],
             .price = price,
+            .pointsPrice = specialPointsPrice,
             .negate = quantity < 0,
             .scale = std::abs(static_cast<double>(quantity)) * MoneyCoef,
             .coverZL = coverZL[level],
-            .coverZR = coverZR[level]};
+            .coverZR = coverZR[level],
+            .shift = shift};
 }
 
 Risk CSpecFutures::TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const

@@ -48,15 +48,6 @@ struct SpreadPosition
     RiskItem scale;
 };
 
-// cell = (cell - out) + in
-struct Replacement
-{
-    [[nodiscard]] RiskItem Of(RiskItem cell) const noexcept { return Replaced(cell, out, in); }
-
-    RiskItem out;
-    RiskItem in;
-};
-
 // The price axis of a series, on which the rate stress of a grid takes its side.
 struct PriceAxis
 {
@@ -122,13 +113,6 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
 
     for (std::size_t block = 0; block < blocks; ++block) {
         taker.Begin(block);
-        const RiskItem* const values = grid.Values(block);
-        RiskItem* const cells = series.Volatility().pData() + block * scenarios;
-        for (std::size_t i = 0; i < scenarios; ++i) {
-            const RiskItem old = cells[i];
-            cells[i] = change.OfValue(values[i]).Of(old);
-            taker.TakeValue(i, old, cells[i]);
-        }
         // Rates up count above the centre of the axis, rates down below it.
         const RiskItem stress = grid.RateStress(block);
         const RiskItem rate[StressRows] = {axis.RateUp(block, stress), axis.RateDown(block, stress)};
@@ -141,6 +125,13 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
             const RiskItem oldMismatch = mismatches[row];
             mismatches[row] = mismatch[row].Of(oldMismatch);
             taker.TakeMismatch(row, oldMismatch, mismatches[row]);
+        }
+        const RiskItem* const values = grid.Values(block);
+        RiskItem* const cells = series.Volatility().pData() + block * scenarios;
+        for (std::size_t i = 0; i < scenarios; ++i) {
+            const RiskItem old = cells[i];
+            cells[i] = change.OfValue(values[i]).Of(old);
+            taker.TakeValue(i, old, cells[i]);
         }
         taker.End(block);
     }
@@ -215,21 +206,8 @@ void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& scratch
     const auto columns =
         kernels::ChangeCells(series, change, kernels::CollapseColumns(scratch, series.Volatility().ColsCount()));
     if (!columns.suspect) return FoldCollapsedColumns(series, scratch, row);
-    MakeView(series, false, scratch); // row by row
+    MakeView(series, std::nullopt, scratch); // row by row
     CollapseView(series, scratch, row);
-}
-
-/// Changes a series without sub-points whose futures holds its cells unfolded: each cell of the futures becomes
-/// (cell - series cell before) + series cell after. `expiration` is null where the delivery side of the futures holds
-/// something else and only the volatility side changes. collateral: of the rate stress the futures takes the losses.
-template <class Change>
-void ChangeOptionInSpread(Profile& series, const Change& change, Profile& volatility, Profile* expiration,
-                          bool collateral) noexcept
-{
-    if (expiration != nullptr)
-        kernels::ChangeCells(series, change, kernels::BothSides(volatility, *expiration, collateral));
-    else
-        kernels::ChangeCells(series, change, kernels::FuturesSide(volatility, collateral));
 }
 
 /// Changes the delivery rows of a series. worst, as wide as the series, receives the worst outcome per column, or the

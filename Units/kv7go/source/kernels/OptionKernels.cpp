@@ -10,15 +10,10 @@ namespace kv7im {
 
 namespace {
 
-using kernels::BothSides;
 using kernels::Collapse;
 using kernels::Collapsed;
-using kernels::FuturesSide;
-using kernels::Replaced;
+using kernels::RowsOfView;
 using kernels::StressRows;
-
-// Rows of a view: the volatility scenarios, then the rate rows, then the mismatch rows.
-[[nodiscard]] std::size_t RowsOfView(std::size_t scenarios) noexcept { return scenarios + 2 * StressRows; }
 
 // Folds a lane of neighbouring RiskItems into another lane of others, by minimum; the new cell wins where either is no
 // number.
@@ -47,8 +42,8 @@ void ForEachSubPoint(const Profile& series, std::size_t columns, Fold fold) noex
 }
 
 // Turns one block of a view into its losses: the stresses are folded into the values, without the mismatch in the
-// central scenario. Zero stands first in the minimum.
-void KeepLosses(RiskItem* block, std::size_t scenarios, std::size_t median) noexcept
+// central scenario. The ceiling stands first in the minimum.
+void KeepLosses(RiskItem* block, std::size_t scenarios, std::size_t median, RiskItem ceiling) noexcept
 {
     RiskItem* const rates = block + scenarios;
     RiskItem* const mismatches = rates + StressRows;
@@ -61,25 +56,7 @@ void KeepLosses(RiskItem* block, std::size_t scenarios, std::size_t median) noex
     }
     for (std::size_t i = 0; i < scenarios; ++i) {
         const RiskItem stressed = Add(rate, block[i]);
-        block[i] = Min(RiskItem(0.0), i == median ? stressed : Add(stressed, mismatch));
-    }
-}
-
-template <class Taker>
-void ReplaceView(RiskRow& given, const RiskRow& now, std::size_t scenarios, std::size_t blocks, Taker taker) noexcept
-{
-    const std::size_t rows = RowsOfView(scenarios);
-    for (std::size_t block = 0; block < blocks; ++block) {
-        RiskItem* const out = given.pData() + block * rows;
-        const RiskItem* const in = now.pData() + block * rows;
-        taker.Begin(block);
-        for (std::size_t i = 0; i < scenarios; ++i)
-            taker.TakeValue(i, out[i], in[i]);
-        for (std::size_t row = 0; row < StressRows; ++row) {
-            taker.TakeRate(row, out[scenarios + row], in[scenarios + row]);
-            taker.TakeMismatch(row, out[scenarios + StressRows + row], in[scenarios + StressRows + row]);
-        }
-        std::copy_n(in, rows, out);
+        block[i] = Min(ceiling, i == median ? stressed : Add(stressed, mismatch));
     }
 }
 
@@ -129,7 +106,7 @@ std::size_t LengthOfView(const Profile& series) noexcept
     return RegistersOf(parameters.pointsCount) * RowsOfView(parameters.scenariosVolatilityCount) * RiskItem::Lanes;
 }
 
-void MakeView(const Profile& series, bool lossesOnly, RiskRow& view) noexcept
+void MakeView(const Profile& series, std::optional<double> ceiling, RiskRow& view) noexcept
 {
     const std::size_t scenarios = series.Volatility().RowsCount();
     const std::size_t rows = RowsOfView(scenarios);
@@ -147,13 +124,14 @@ void MakeView(const Profile& series, bool lossesOnly, RiskRow& view) noexcept
         FoldColumn(series.InterestRate(), column, block + scenarios, lane);
         FoldColumn(series.VolatilityMismatch(), column, block + scenarios + StressRows, lane);
     });
-    if (!lossesOnly) return;
+    if (!ceiling) return;
     const std::size_t median = series.Volatility().MedianLineNumber();
     for (std::size_t block = 0; block < blocks; ++block)
-        KeepLosses(view.pData() + block * rows, scenarios, median);
+        KeepLosses(view.pData() + block * rows, scenarios, median, *ceiling);
 }
 
-void MakeDeliveryView(const Profile& series, const RiskRow& worst, bool lossesOnly, RiskRow& view) noexcept
+void MakeDeliveryView(const Profile& series, const RiskRow& worst, std::optional<double> ceiling,
+                      RiskRow& view) noexcept
 {
     std::copy_n(worst.pData(), view.GetRegisterCount(), view.pData());
     double* const cells = CellsOf(view);
@@ -161,7 +139,7 @@ void MakeDeliveryView(const Profile& series, const RiskRow& worst, bool lossesOn
     ForEachSubPoint(series, columns.size(), [&](std::size_t column, std::size_t realPoint) {
         cells[realPoint] = Min(cells[realPoint], columns[column]);
     });
-    if (lossesOnly) view.BoundValuesFromAbove(0.0);
+    if (ceiling) view.BoundValuesFromAbove(*ceiling);
 }
 
 void CollapseView(const Profile& series, const RiskRow& view, RiskRow& row) noexcept
@@ -180,37 +158,13 @@ void CollapseView(const Profile& series, const RiskRow& view, RiskRow& row) noex
     }
 }
 
-void ReplaceViewInFutures(RiskRow& given, const RiskRow& now, Profile& volatility, Profile* expiration,
-                          bool collateral) noexcept
-{
-    const std::size_t scenarios = volatility.Volatility().RowsCount();
-    const std::size_t blocks =
-        std::min(volatility.Volatility().GetColsRegister(), now.GetRegisterCount() / RowsOfView(scenarios));
-    if (expiration != nullptr)
-        ReplaceView(given, now, scenarios, blocks, BothSides(volatility, *expiration, collateral));
-    else
-        ReplaceView(given, now, scenarios, blocks, FuturesSide(volatility, collateral));
-}
-
-// The stress rows of the delivery side are zeros, which change nothing.
-void ReplaceDeliveryViewInFutures(RiskRow& given, const RiskRow& now, Profile& expiration) noexcept
-{
-    const std::size_t scenarios = expiration.Volatility().RowsCount();
-    const std::size_t blocks = std::min(expiration.Volatility().GetColsRegister(), now.GetRegisterCount());
-    for (std::size_t block = 0; block < blocks; ++block) {
-        RiskItem* const cells = expiration.Volatility().pData() + block * scenarios;
-        for (std::size_t i = 0; i < scenarios; ++i)
-            cells[i] = Replaced(cells[i], given.pData()[block], now.pData()[block]);
-        given.pData()[block] = now.pData()[block];
-    }
-}
-
 SpecialRiskPoints PointsOfPosition(const OptionTransform& transform, double chargeRatio) noexcept
 {
     SpecialRiskPoints points = transform.grid->points;
-    points -= transform.price;
+    points -= transform.pointsPrice;
     points *= transform.scale;
     points.CoverFarPoints(transform.coverZL, transform.coverZR);
+    points.ShiftAll(transform.shift);
     points.ScaleCharges(chargeRatio);
     return points;
 }

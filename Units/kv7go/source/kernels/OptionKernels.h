@@ -6,11 +6,14 @@
 //       row, since all scenarios hold equal values there. Lanes past the last real point have no meaning.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <optional>
 
 #include "grids/Profile.h"
 #include "grids/RiskRow.h"
 #include "grids/SpecialRiskPoints.h"
+#include "kernels/CellArithmetic.h"
 
 namespace kv7im {
 
@@ -29,25 +32,64 @@ void WorstOfDeliveryRows(const Profile& series, RiskRow& worst) noexcept;
 /// Cells of a view of this series, stored as a row.
 [[nodiscard]] std::size_t LengthOfView(const Profile& series) noexcept;
 
-/// Writes the view of the series: its cells with the sub-points folded onto real points and, with lossesOnly, the
-/// losses with the stresses folded in.
-void MakeView(const Profile& series, bool lossesOnly, RiskRow& view) noexcept;
+/// Writes the view of the series: its cells with the sub-points folded onto real points and, with a ceiling, only what
+/// is below it, with the stresses folded in.
+void MakeView(const Profile& series, std::optional<double> ceiling, RiskRow& view) noexcept;
 
 /// Writes the delivery side of a view, one cell a real price point: the worst outcomes per column, folded onto real
-/// points and, with lossesOnly, capped at 0.
-void MakeDeliveryView(const Profile& series, const RiskRow& worst, bool lossesOnly, RiskRow& view) noexcept;
+/// points and, with a ceiling, nothing above it.
+void MakeDeliveryView(const Profile& series, const RiskRow& worst, std::optional<double> ceiling,
+                      RiskRow& view) noexcept;
 
 /// Collapses a view into row, which has one cell a real price point.
 void CollapseView(const Profile& series, const RiskRow& view, RiskRow& row) noexcept;
 
-/// futures cell = (cell - given) + now, given = now, over the volatility side of the futures and, unless `expiration`
-/// is null, its delivery side. collateral: of the rate stress the futures takes the losses.
-void ReplaceViewInFutures(RiskRow& given, const RiskRow& now, Profile& volatility, Profile* expiration,
-                          bool collateral) noexcept;
+namespace kernels {
 
-/// futures cell = (cell - given) + now, given = now, over the delivery side of the futures: given and now are one row,
-/// which goes into every volatility scenario.
-void ReplaceDeliveryViewInFutures(RiskRow& given, const RiskRow& now, Profile& expiration) noexcept;
+/// Rows of a view: the volatility scenarios, then the rate rows, then the mismatch rows.
+[[nodiscard]] inline std::size_t RowsOfView(std::size_t scenarios) noexcept { return scenarios + 2 * StressRows; }
+
+/// given = now; the taker gets the cells of both.
+template <class Taker>
+void ReplaceView(RiskRow& given, const RiskRow& now, std::size_t scenarios, std::size_t blocks, Taker taker) noexcept
+{
+    const std::size_t rows = RowsOfView(scenarios);
+    for (std::size_t block = 0; block < std::min(blocks, now.GetRegisterCount() / rows); ++block) {
+        RiskItem* const out = given.pData() + block * rows;
+        const RiskItem* const in = now.pData() + block * rows;
+        taker.Begin(block);
+        for (std::size_t row = 0; row < StressRows; ++row) {
+            taker.TakeRate(row, out[scenarios + row], in[scenarios + row]);
+            taker.TakeMismatch(row, out[scenarios + StressRows + row], in[scenarios + StressRows + row]);
+        }
+        for (std::size_t i = 0; i < scenarios; ++i)
+            taker.TakeValue(i, out[i], in[i]);
+        std::copy_n(in, rows, out);
+        taker.End(block);
+    }
+}
+
+/// given = now, one row that stands for each scenario of the delivery side, which knows no stresses; the taker gets the
+/// cells of both.
+template <class Taker>
+void ReplaceDeliveryView(RiskRow& given, const RiskRow& now, std::size_t scenarios, std::size_t blocks,
+                         Taker taker) noexcept
+{
+    const RiskItem nothing(0.0);
+    for (std::size_t block = 0; block < std::min(blocks, now.GetRegisterCount()); ++block) {
+        taker.Begin(block);
+        for (std::size_t row = 0; row < StressRows; ++row) {
+            taker.TakeRate(row, nothing, nothing);
+            taker.TakeMismatch(row, nothing, nothing);
+        }
+        for (std::size_t i = 0; i < scenarios; ++i)
+            taker.TakeValue(i, given.pData()[block], now.pData()[block]);
+        given.pData()[block] = now.pData()[block];
+        taker.End(block);
+    }
+}
+
+} // namespace kernels
 
 /// Stress points of a position, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfPosition(const OptionTransform& transform, double chargeRatio) noexcept;

@@ -1,6 +1,6 @@
-// The kernels of a change of orders: they add the orders of a futures or of an option to a node in one pass over its
-// cells, a block of four columns at a time, and give the bits of node += TransformToOrder(orders). The plain sequence
-// stands in the tests.
+// What an order may lose, and the kernels of a change of orders in an option, which go once over the cells of its
+// series, a block of four columns at a time, and give the bits of node += TransformToOrder(orders). The plain sequence
+// stands in the tests. The kernels of orders in a futures are in FuturesOrderKernels.h.
 //
 // Orders only ever add loss, so a contribution is never split by sign; a cancellation is a negative quantity and takes
 // out the very bits that the order had put in.
@@ -78,10 +78,6 @@ struct FuturesOrders
     Enums::ClientRiskLevel level;
 };
 
-/// cell += loss over the volatility and rate cells of both profiles of a futures node. The mismatch of a futures is 0,
-/// so the mismatch cells are left out. collateral: of the rate stress only losses count.
-void AddOrdersInCells(Profile& volatility, Profile& expiration, const FuturesOrders& orders, bool collateral) noexcept;
-
 /// Stress points of the orders, money; the two charges are multiplied by chargeRatio.
 [[nodiscard]] SpecialRiskPoints PointsOfOrders(const FuturesOrders& orders, double chargeRatio) noexcept;
 
@@ -109,18 +105,6 @@ struct OptionOrder
 [[nodiscard]] SpecialRiskPoints PointsOfOrders(const CSpecOption& option, const OptionGrid& grid,
                                                Enums::ClientRiskLevel level, std::span<const OptionOrder> orders,
                                                double chargeRatio) noexcept;
-
-namespace kernels {
-
-// cell = cell + in
-struct Addition
-{
-    [[nodiscard]] RiskItem Of(RiskItem cell) const noexcept { return Add(cell, in); }
-
-    RiskItem in;
-};
-
-} // namespace kernels
 
 /// Adds the orders of one option: cell = cell + risk, where the losses of the entries are added up in their order
 /// first.

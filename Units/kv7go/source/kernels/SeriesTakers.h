@@ -1,7 +1,7 @@
 // Takers: what receives the changed cells of a series during the change, to collapse them or to bring them into the
 // futures that holds the series.
 //
-// For each block of four columns a taker gets Begin, then every value, rate and mismatch cell before and after the
+// For each block of four columns a taker gets Begin, then every rate, mismatch and value cell before and after the
 // change, then End.
 #pragma once
 
@@ -10,7 +10,7 @@
 #include "grids/Profile.h"
 #include "grids/RiskItem.h"
 #include "grids/RiskRow.h"
-#include "kernels/FuturesKernels.h"
+#include "kernels/GroupTakers.h"
 
 namespace kv7im::kernels {
 
@@ -21,24 +21,6 @@ struct NoTaker
     void TakeRate(std::size_t, RiskItem, RiskItem) noexcept {}
     void TakeMismatch(std::size_t, RiskItem, RiskItem) noexcept {}
     void End(std::size_t) noexcept {}
-};
-
-struct Collapse
-{
-    explicit Collapse(RiskRow& target) noexcept : row(target) {}
-    void Begin(std::size_t) noexcept { values = rates = mismatches = Worst{}; }
-    void TakeValue(std::size_t, RiskItem, RiskItem now) noexcept { values.Take(now); }
-    void TakeRate(std::size_t, RiskItem, RiskItem now) noexcept { rates.Take(now); }
-    void TakeMismatch(std::size_t, RiskItem, RiskItem now) noexcept { mismatches.Take(now); }
-    void End(std::size_t block) noexcept
-    {
-        row.pData()[block] = Collapsed(values.value, rates.value, mismatches.value);
-    }
-
-    RiskRow& row;
-    Worst values;
-    Worst rates;
-    Worst mismatches;
 };
 
 // Collapses columns to their worst value, worst rate and worst mismatch, three RiskItems a block. Sub-points may be
@@ -85,66 +67,43 @@ private:
     RiskItem sum{0.0};
 };
 
-// One side of a futures: the old cell of the series goes out, the new one comes in.
-struct FuturesSide
+// One side of a futures in spread with the series: the old cell of the series goes out, the new one comes in, and the
+// change of the futures goes on to the next taker.
+template <class Next>
+struct IntoFutures
 {
-    explicit FuturesSide(Profile& profile, bool isCollateral) noexcept : side(profile), collateral(isCollateral) {}
-    void Begin(std::size_t block) noexcept
-    {
-        values = side.Volatility().pData() + block * side.Volatility().RowsCount();
-        rates = side.InterestRate().pData() + block * StressRows;
-        mismatches = side.VolatilityMismatch().pData() + block * StressRows;
-    }
-    void TakeValue(std::size_t row, RiskItem out, RiskItem in) noexcept
-    {
-        values[row] = Replaced(values[row], out, in);
-    }
-    void TakeRate(std::size_t row, RiskItem out, RiskItem in) noexcept
-    {
-        rates[row] = collateral ? Replaced(rates[row], Loss(out), Loss(in)) : Replaced(rates[row], out, in);
-    }
-    void TakeMismatch(std::size_t row, RiskItem out, RiskItem in) noexcept
-    {
-        mismatches[row] = Replaced(mismatches[row], Loss(out), Loss(in));
-    }
-    void End(std::size_t) noexcept {}
-
-    Profile& side;
-    bool collateral;
-    RiskItem* values = nullptr;
-    RiskItem* rates = nullptr;
-    RiskItem* mismatches = nullptr;
-};
-
-struct BothSides
-{
-    BothSides(Profile& volatility, Profile& expiration, bool collateral) noexcept
-        : first(volatility, collateral), second(expiration, collateral)
+    IntoFutures(NodeCells& cells, bool isCollateral, const Next& taker) noexcept
+        : side(cells), collateral(isCollateral), next(taker)
     {}
     void Begin(std::size_t block) noexcept
     {
-        first.Begin(block);
-        second.Begin(block);
-    }
-    void TakeValue(std::size_t row, RiskItem out, RiskItem in) noexcept
-    {
-        first.TakeValue(row, out, in);
-        second.TakeValue(row, out, in);
+        at = side.FullAt(block);
+        next.Begin(block);
     }
     void TakeRate(std::size_t row, RiskItem out, RiskItem in) noexcept
     {
-        first.TakeRate(row, out, in);
-        second.TakeRate(row, out, in);
+        const RiskItem old = at.rates[row];
+        at.rates[row] = collateral ? Replaced(old, Loss(out), Loss(in)) : Replaced(old, out, in);
+        next.TakeRate(row, old, at.rates[row]);
     }
     void TakeMismatch(std::size_t row, RiskItem out, RiskItem in) noexcept
     {
-        first.TakeMismatch(row, out, in);
-        second.TakeMismatch(row, out, in);
+        const RiskItem old = at.mismatches[row];
+        at.mismatches[row] = Replaced(old, Loss(out), Loss(in));
+        next.TakeMismatch(row, old, at.mismatches[row]);
     }
-    void End(std::size_t) noexcept {}
+    void TakeValue(std::size_t row, RiskItem out, RiskItem in) noexcept
+    {
+        const RiskItem old = at.values[row];
+        at.values[row] = Replaced(old, out, in);
+        next.TakeValue(row, old, at.values[row]);
+    }
+    void End(std::size_t block) noexcept { next.End(block); }
 
-    FuturesSide first;
-    FuturesSide second;
+    NodeCells& side;
+    bool collateral; // of the rate stress only losses count
+    Next next;
+    NodeCells::FullBlock at{};
 };
 
 } // namespace kv7im::kernels

@@ -50,7 +50,9 @@ Risk LossOfOrder(const Risk& profile, const KeyPriceType& key, const SOrderInfo&
 
 } // namespace
 
-OptionTransform CSpecOption::DescribePosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const
+OptionTransform CSpecOption::DescribePosition_PositionsOnly(std::int64_t quantity, double price,
+                                                            double specialPointsPrice, Enums::ClientRiskLevel level,
+                                                            double shift) const
 {
     const CSpecFutures& futures = *VirtFutures->Futures;
     const Size size(quantity, *VirtFutures);
@@ -58,10 +60,12 @@ OptionTransform CSpecOption::DescribePosition(std::int64_t quantity, double pric
             .grid = &GetGrid(level),
             .level = level,
             .price = price,
+            .pointsPrice = specialPointsPrice,
             .premiumIsTheWorst = size.bought,
             .scale = size.scale,
             .coverZL = futures.GetCoverZL(level),
-            .coverZR = futures.GetCoverZR(level)};
+            .coverZR = futures.GetCoverZR(level),
+            .shift = shift};
 }
 
 Risk CSpecOption::TransformToPosition(std::int64_t quantity, double price, Enums::ClientRiskLevel level) const

@@ -1,8 +1,9 @@
+#include "nodes/RolledUpRiskNode.h"
+
 #include <cmath>
 
 #include "instruments/SpecBaseContract.h"
 #include "kernels/Curvature.h"
-#include "nodes/RiskNode.h"
 
 namespace kv7im {
 
@@ -17,34 +18,22 @@ double MarginOf(const RiskRow& row, const SpecialRiskPoints& points)
 
 } // namespace
 
-RolledUpRiskNode RiskNodeBase::GetRolledUpRiskNode(Risk::CollapseProperty property) const
+RolledUpRiskNode::RolledUpRiskNode(const Risk& volatility, const Risk& expiration, double netOptionValue,
+                                   double paperLoss, Enums::ClientRiskLevel level)
+    : m_rows(0), NOVj(netOptionValue), m_totalCumulativePerformance(paperLoss), m_riskLevel(level)
 {
-    RolledUpRiskNode node(0, level);
-    if (property == Risk::CollapseProperty::NegativeAndPositive) {
-        node.volatilityRiskRow = Collapsed().volatility;
-        node.expirationRiskRow = Collapsed().delivery;
-    } else {
-        node.volatilityRiskRow = Volatility().CollapseToRiskRow(property);
-        node.expirationRiskRow = kv7im::min(node.volatilityRiskRow, Expiration().CollapseToRiskRow(property));
-    }
-    node.volatilitySpecialRiskPoints = Volatility().GetSpecialRiskPoints();
-    node.expirationSpecialRiskPoints = PointsOfExpiration();
-    node.NOVj = NOVj;
-    node.m_totalCumulativePerformance = m_totalCumulativePerformance;
-    return node;
+    constexpr auto whole = Risk::CollapseProperty::NegativeAndPositive;
+    m_rows.volatility = volatility.CollapseToRiskRow(whole);
+    m_rows.volatilityPoints = volatility.GetSpecialRiskPoints();
+    m_rows.Separate();
+    m_rows.OwnDelivery() = kv7im::min(m_rows.volatility, expiration.CollapseToRiskRow(whole));
+    m_rows.OwnDeliveryPoints() = expiration.GetSpecialRiskPoints();
 }
-
-RolledUpRiskNode::RolledUpRiskNode(std::size_t pointsNum, Enums::ClientRiskLevel level)
-    : volatilityRiskRow(pointsNum), expirationRiskRow(pointsNum), m_riskLevel(level)
-{}
 
 RolledUpRiskNode& RolledUpRiskNode::operator=(const RolledUpRiskNode& other)
 {
     if (this == &other) return *this;
-    volatilityRiskRow = other.volatilityRiskRow;
-    volatilitySpecialRiskPoints = other.volatilitySpecialRiskPoints;
-    expirationRiskRow = other.expirationRiskRow;
-    expirationSpecialRiskPoints = other.expirationSpecialRiskPoints;
+    m_rows = other.m_rows;
     NOVj = other.NOVj;
     m_totalCumulativePerformance = other.m_totalCumulativePerformance;
     m_riskLevel = other.m_riskLevel;
@@ -53,10 +42,7 @@ RolledUpRiskNode& RolledUpRiskNode::operator=(const RolledUpRiskNode& other)
 
 RolledUpRiskNode& RolledUpRiskNode::operator+=(const RolledUpRiskNode& other)
 {
-    volatilityRiskRow += other.volatilityRiskRow;
-    expirationRiskRow += other.expirationRiskRow;
-    volatilitySpecialRiskPoints += other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints += other.expirationSpecialRiskPoints;
+    m_rows += other.m_rows;
     NOVj += other.NOVj;
     m_totalCumulativePerformance += other.m_totalCumulativePerformance;
     return *this;
@@ -64,29 +50,22 @@ RolledUpRiskNode& RolledUpRiskNode::operator+=(const RolledUpRiskNode& other)
 
 RolledUpRiskNode& RolledUpRiskNode::operator-=(const RolledUpRiskNode& other)
 {
-    volatilityRiskRow -= other.volatilityRiskRow;
-    expirationRiskRow -= other.expirationRiskRow;
-    volatilitySpecialRiskPoints -= other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints -= other.expirationSpecialRiskPoints;
+    m_rows -= other.m_rows;
     NOVj -= other.NOVj;
     m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
     return *this;
 }
 
-// Multiplies instead of assigning, so that the padding lanes of the rows stay NaN.
 void RolledUpRiskNode::Zero()
 {
-    volatilityRiskRow *= 0.0;
-    expirationRiskRow *= 0.0;
-    volatilitySpecialRiskPoints *= 0.0;
-    expirationSpecialRiskPoints *= 0.0;
+    m_rows.Zero();
     NOVj = 0.0;
     m_totalCumulativePerformance = 0.0;
 }
 
 double RolledUpRiskNode::UpdateInitialMarginValue()
 {
-    const double value = MarginOf(volatilityRiskRow, volatilitySpecialRiskPoints);
+    const double value = MarginOf(Volatility(), VolatilityPoints());
     const double change = value - initialMarginValue;
     initialMarginValue = value;
     return change;
@@ -94,18 +73,10 @@ double RolledUpRiskNode::UpdateInitialMarginValue()
 
 double RolledUpRiskNode::UpdateInitialMarginDeliveryValue()
 {
-    const double value = MarginOf(expirationRiskRow, expirationSpecialRiskPoints);
+    const double value = MarginOf(Expiration(), ExpirationPoints());
     const double change = value - initialMarginDeliveryValue;
     initialMarginDeliveryValue = value;
     return change;
-}
-
-void RolledUpRiskNode::BoundValuesFromAbove(double bound)
-{
-    volatilityRiskRow.BoundValuesFromAbove(bound);
-    volatilitySpecialRiskPoints.BoundValuesFromAbove(bound);
-    expirationRiskRow.BoundValuesFromAbove(bound);
-    expirationSpecialRiskPoints.BoundValuesFromAbove(bound);
 }
 
 void RolledUpRiskNode::ApplyCorrection(const CSpecBaseContract& baseContract)
@@ -121,15 +92,12 @@ void RolledUpRiskNode::ApplyCorrection_PositionsOnly(const CSpecBaseContract& ba
 template <class AnyCurvature>
 void RolledUpRiskNode::Correct(const CSpecBaseContract& baseContract, const AnyCurvature& curvature)
 {
-    // The points are corrected by the rows before the rows take their own curvature.
-    volatilitySpecialRiskPoints =
-        volatilitySpecialRiskPoints.GetCorrectedSpecialRiskPoints(volatilityRiskRow, baseContract, m_riskLevel);
-    curvature.Bend(volatilitySpecialRiskPoints);
-    expirationSpecialRiskPoints =
-        expirationSpecialRiskPoints.GetCorrectedSpecialRiskPoints(expirationRiskRow, baseContract, m_riskLevel);
-    curvature.Bend(expirationSpecialRiskPoints);
-    ApplyCurvatureToRow(volatilityRiskRow, curvature);
-    ApplyCurvatureToRow(expirationRiskRow, curvature);
+    m_rows.ForEachSide([&](RiskRow& row, SpecialRiskPoints& points) {
+        // The points are corrected by the row before the row takes its own curvature.
+        points = points.GetCorrectedSpecialRiskPoints(row, baseContract, m_riskLevel);
+        curvature.Bend(points);
+        ApplyCurvatureToRow(row, curvature);
+    });
 }
 
 } // namespace kv7im

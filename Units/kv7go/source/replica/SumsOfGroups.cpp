@@ -3,11 +3,17 @@
 
 namespace kv7im {
 
+void RiskNodeMMS::MakeRoomFor(const RiskNodeMMS& other)
+{
+    MakeRoom(!other.m_volatility.IsFlat(), other.SidesDiffer());
+    RiskHasChanged();
+}
+
 RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
 {
-    RiskHasChanged();
-    volatilityRisk += other.volatilityRisk;
-    expirationRisk += other.expirationRisk;
+    MakeRoomFor(other);
+    if (SidesDiffer()) m_delivery += other.SidesDiffer() ? other.m_delivery : other.m_volatility;
+    m_volatility += other.m_volatility;
     NOVj += other.NOVj;
     m_totalCumulativePerformance += other.m_totalCumulativePerformance;
     return *this;
@@ -15,9 +21,9 @@ RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
 
 RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
 {
-    RiskHasChanged();
-    volatilityRisk -= other.volatilityRisk;
-    expirationRisk -= other.expirationRisk;
+    MakeRoomFor(other);
+    if (SidesDiffer()) m_delivery -= other.SidesDiffer() ? other.m_delivery : other.m_volatility;
+    m_volatility -= other.m_volatility;
     NOVj -= other.NOVj;
     m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
     return *this;
@@ -25,25 +31,19 @@ RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
 
 RiskNodeMCS& RiskNodeMCS::operator+=(const RiskNodeMCS& other)
 {
-    volatilityRiskRow += other.volatilityRiskRow;
-    expirationRiskRow += other.expirationRiskRow;
-    volatilitySpecialRiskPoints += other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints += other.expirationSpecialRiskPoints;
+    m_sum += other.m_sum;
     return *this;
 }
 
 RiskNodeMCS& RiskNodeMCS::operator-=(const RiskNodeMCS& other)
 {
-    volatilityRiskRow -= other.volatilityRiskRow;
-    expirationRiskRow -= other.expirationRiskRow;
-    volatilitySpecialRiskPoints -= other.volatilitySpecialRiskPoints;
-    expirationSpecialRiskPoints -= other.expirationSpecialRiskPoints;
+    m_sum -= other.m_sum;
     return *this;
 }
 
 bool RiskNodeMCS::operator==(const RiskNodeMCS& other) const
 {
-    return volatilityRiskRow == other.volatilityRiskRow && expirationRiskRow == other.expirationRiskRow;
+    return VolatilityRow() == other.VolatilityRow() && ExpirationRow() == other.ExpirationRow();
 }
 
 } // namespace kv7im

@@ -1,0 +1,100 @@
+#include "nodes/RiskNodeFutures.h"
+
+#include "instruments/SpecFutures.h"
+#include "kernels/FuturesOrderKernels.h"
+#include "nodes/RiskNodeMMS.h"
+#include "nodes/RoadOfFutures.h"
+
+namespace kv7im {
+
+RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel,
+                                 bool collateral, bool ratesFitFlat)
+    : RiskNodeBase(ratio, riskLevel, parameters.pointsCount),
+      m_volatility(parameters.pointsCount, parameters.scenariosVolatilityCount,
+                   ratesFitFlat ? NodeCells::Form::Flat : NodeCells::Form::Full),
+      isCollateral(collateral)
+{}
+
+void RiskNodeFutures::JoinGroup(RiskNodeMMS& group)
+{
+    group.MakeRoom(!m_volatility.IsFlat(), SidesDiffer());
+    m_group = &group;
+    rows = CollapsedRows{RiskRow(0)}; // the margin is read from the group
+}
+
+void RiskNodeFutures::MakeRoomForSeries(bool deliveries)
+{
+    if (m_group != nullptr) m_group->MakeRoom(true, deliveries);
+    if (m_volatility.IsFlat()) m_volatility = m_volatility.Expanded();
+    if (!deliveries || SidesDiffer()) return;
+    if (rows.volatility.size() != 0) rows.delivery = rows.volatility;
+    m_delivery = m_volatility;
+}
+
+void RiskNodeFutures::SetNetting(bool lossesOnly, MarginMode mode) noexcept
+{
+    m_mode = mode;
+    if (lossesOnly == m_given.lossesOnly) return;
+    // What was given by one rule goes out by it.
+    if (m_group != nullptr && m_given.anything) m_group->GiveAnew(*this, lossesOnly);
+    m_given.lossesOnly = lossesOnly;
+}
+
+kernels::Ceilings RiskNodeFutures::GetCeilings() const noexcept
+{
+    return {m_given.ceiling, m_mode == MarginMode::PositionsOnly ? m_totalCumulativePerformance : 0.0};
+}
+
+void RiskNodeFutures::CellsHaveChanged() noexcept
+{
+    m_given.anything = true;
+    m_given.ceiling = GetCeilings().in;
+    if (m_group != nullptr)
+        m_group->RowsAreWritten();
+    else
+        RowsAreWritten();
+}
+
+void RiskNodeFutures::ReplacePosition(const PositionTransform& before, const PositionTransform& after,
+                                      double chargeRatio) noexcept
+{
+    ChangeCells(kernels::FuturesPositionChange(before, after, isCollateral), 0, m_volatility.Blocks());
+    ChangePoints([out = PointsOfPosition(before, chargeRatio),
+                  in = PointsOfPosition(after, chargeRatio)](SpecialRiskPoints& points) {
+        points -= out;
+        points += in;
+    });
+    CellsHaveChanged();
+}
+
+void RiskNodeFutures::AddOrders(const CSpecFutures& instrument, const OrdersMap& orders, kv7type::Discount discount,
+                                double chargeRatio) noexcept
+{
+    const FuturesOrders entries{instrument, orders, discount, level};
+    kernels::ForFuturesOrders(entries, isCollateral, [&](const auto& change, const kernels::Blocks& blocks) {
+        ChangeCells(change, blocks.first, blocks.last);
+    });
+    ChangePoints([in = PointsOfOrders(entries, chargeRatio)](SpecialRiskPoints& points) { points += in; });
+    CellsHaveChanged();
+}
+
+void RiskNodeFutures::CarryFiguresToGroup() noexcept
+{
+    if (m_group == nullptr) return;
+    m_group->AddNOVi(-m_given.NOVj);
+    m_group->AddNOVi(NOVj);
+    m_group->AddCumulativePerformance(-m_given.cumulativePerformance);
+    m_group->AddCumulativePerformance(m_totalCumulativePerformance);
+    m_given.NOVj = NOVj;
+    m_given.cumulativePerformance = m_totalCumulativePerformance;
+}
+
+void RiskNodeFutures::CollapseInto(CollapsedRows& target) const
+{
+    target.volatility.resize(m_volatility.Points()); // a member of a group keeps no rows
+    if (SidesDiffer()) target.delivery.resize(m_delivery.Points());
+    kernels::CollapseCells(m_volatility, target.volatility);
+    if (SidesDiffer()) kernels::CollapseCells(m_delivery, target.delivery);
+}
+
+} // namespace kv7im
