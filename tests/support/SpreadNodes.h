@@ -4,12 +4,11 @@
 
 namespace spread_nodes {
 
-/// deliveries: whether the series has delivery rows, so that the two sides of the futures will differ. A node that is
-/// always ready for series needs no telling.
+/// deliveries: whether the series has delivery rows, so that the two sides of the futures will differ.
 template <class FuturesNode>
 void MakeRoomForSeries(FuturesNode& futures, bool deliveries)
 {
-    if constexpr (requires { futures.MakeRoomForSeries(deliveries); }) futures.MakeRoomForSeries(deliveries);
+    futures.MakeRoomForSeries(deliveries);
 }
 
 } // namespace spread_nodes

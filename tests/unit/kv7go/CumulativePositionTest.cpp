@@ -163,8 +163,8 @@ TEST(CumulativePosition, ASeriesInSpreadIsInTheNodeOfItsFutures)
     const kv7im::RiskNodeFutures& owner = desk.position.GetOwnerRiskNode();
     EXPECT_TRUE(SameCells(CellsOf(owner.Volatility().GetRisk().Volatility()),
                           CellsOf(desk.Series().Volatility().GetRisk().Volatility())));
-    EXPECT_EQ(desk.book.Margins().volatility, owner.parent->GetInitialMarginValue());
-    EXPECT_EQ(desk.position.GetTotalVolatilityInitialMargin(), owner.parent->GetInitialMarginValue());
+    EXPECT_EQ(desk.book.Margins().volatility, owner.Group()->GetInitialMarginValue());
+    EXPECT_EQ(desk.position.GetTotalVolatilityInitialMargin(), owner.Group()->GetInitialMarginValue());
     EXPECT_EQ(desk.Series().GetInitialMarginValue(), 0.0) << "it is not margined by itself";
 }
 
@@ -182,7 +182,7 @@ TEST(CumulativePosition, ASeriesAloneNeverTouchesTheFuturesOrAGroup)
                   0U); // awkward cells beside those of the futures
         desk.position.ChangeFuturesPosition(3, 1000.123);
         const plain::Margins ofFutures = desk.book.Margins();
-        const kv7im::RiskNodeMMS& group = *desk.position.GetOwnerRiskNode().parent;
+        const kv7im::RiskNodeMMS& group = *desk.position.GetOwnerRiskNode().Group();
         const std::vector<double> ownerBefore = CellsOf(desk.position.GetOwnerRiskNode().Volatility());
         const std::vector<double> groupBefore = CellsOf(group.Volatility());
 
@@ -212,7 +212,7 @@ TEST(CumulativePosition, AFuturesOutOfSpreadCarriesItsSeriesByItself)
     futures.SpreadAspect = SpreadAspect::NotInSpread;
     Desk desk(MarketOf({}, futures));
     desk.Set(FirstOption, -1, 64.0);
-    EXPECT_EQ(desk.position.GetOwnerRiskNode().parent, nullptr);
+    EXPECT_EQ(desk.position.GetOwnerRiskNode().Group(), nullptr);
     EXPECT_EQ(&desk.position.GetFuturesGroupRisk(), &desk.position.GetOwnerRiskNode());
     EXPECT_GT(desk.book.Margins().volatility, 0.0);
     EXPECT_EQ(desk.book.Margins().volatility, desk.position.GetOwnerRiskNode().GetInitialMarginValue());
@@ -271,8 +271,8 @@ TEST(CumulativePosition, FindingAPositionInASeriesAloneDoesNotMarkIt)
     Desk desk(MarketOf(Alone()));
     desk.position.FindOrCreateOptionPosition(desk.Option(FirstOption));
     desk.position.ChangeFuturesPosition(2, 1000.0);
-    EXPECT_GT(desk.position.GetOwnerRiskNode().parent->GetInitialMarginValue(), 0.0);
-    EXPECT_EQ(desk.book.Margins().volatility, desk.position.GetOwnerRiskNode().parent->GetInitialMarginValue());
+    EXPECT_GT(desk.position.GetOwnerRiskNode().Group()->GetInitialMarginValue(), 0.0);
+    EXPECT_EQ(desk.book.Margins().volatility, desk.position.GetOwnerRiskNode().Group()->GetInitialMarginValue());
 }
 
 TEST(CumulativePosition, ASeriesHasDeliveryRowsOnlyWhereTheParticipantCountsItsDeliveries)
@@ -377,8 +377,8 @@ TEST(CumulativePosition, AFailedValuationLeavesThePositionAndTheMarginsAsTheyWer
     EXPECT_EQ(position.FindOptionPosition(100)->GetWAPrice(), 0.0);
 
     position.ChangeFuturesPosition(1, 1000.0);
-    EXPECT_GT(position.GetOwnerRiskNode().parent->GetInitialMarginValue(), 0.0);
-    EXPECT_EQ(book.Margins().volatility, position.GetOwnerRiskNode().parent->GetInitialMarginValue());
+    EXPECT_GT(position.GetOwnerRiskNode().Group()->GetInitialMarginValue(), 0.0);
+    EXPECT_EQ(book.Margins().volatility, position.GetOwnerRiskNode().Group()->GetInitialMarginValue());
 
     family.contract->optionModel = Enums::OptionModel::BlackScholes;
     const double before = book.Margins().volatility;

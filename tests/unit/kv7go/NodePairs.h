@@ -93,7 +93,8 @@ public:
     {
         const Change change = MakeChange(option, quantity, price);
         spread_nodes::MakeRoomForSeries(futures.engine, kind.deliveries);
-        engine.ReplacePositionInSpread(change.before, change.after, PairChargeRatio, futures.engine, kind.lossesOnly);
+        engine.ReplacePositionInSpread(change.before, change.after, PairChargeRatio, futures.engine,
+                                       {kind.lossesOnly, 0.0, 0.0});
         plainly.SetPosition(family.Option(option), quantity, price, 0.0, &futures.twin);
     }
     void AddOrders(std::size_t option, const OrdersMap& orders)
@@ -104,7 +105,8 @@ public:
     void AddOrders(std::size_t option, const OrdersMap& orders, FuturesPair& futures)
     {
         spread_nodes::MakeRoomForSeries(futures.engine, kind.deliveries);
-        engine.AddOrdersInSpread(family.Option(option), orders, PairChargeRatio, futures.engine, kind.lossesOnly);
+        engine.AddOrdersInSpread(family.Option(option), orders, PairChargeRatio, futures.engine,
+                                       {kind.lossesOnly, 0.0, 0.0});
         plainly.AddOrders(family.Option(option), orders, &futures.twin);
     }
 

@@ -292,7 +292,7 @@ TEST(OptionKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns
             const kv7im::CSpecOption& option = family.Option(0);
             const auto flat = option.DescribePosition(0, 0.0, Level);
             const auto sold = option.DescribePosition(-1, 40.0, Level);
-            node.ReplacePositionInSpread(flat, sold, 1.0, pair.futures.engine, lossesOnly);
+            node.ReplacePositionInSpread(flat, sold, 1.0, pair.futures.engine, {lossesOnly, 0.0, 0.0});
             node.ReplacePosition(sold, flat, 1.0);
             EXPECT_EQ(node.Volatility().GetRisk().Volatility().ColsCount(), columns);
             EXPECT_TRUE(

@@ -324,7 +324,7 @@ TEST(OrderKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns)
                 option->RecalcInvariants();
             ASSERT_NE(family.Option(0).GetGrid(Level).ColsCount(), columns);
             const OrdersMap more = orders(2);
-            node.AddOrdersInSpread(family.Option(0), more, 1.0, pair.futures.engine, lossesOnly);
+            node.AddOrdersInSpread(family.Option(0), more, 1.0, pair.futures.engine, {lossesOnly, 0.0, 0.0});
             node.AddOrders(family.Option(0), more, 1.0);
             EXPECT_EQ(node.Volatility().GetRisk().Volatility().ColsCount(), columns);
             const auto whole = Risk::CollapseProperty::NegativeAndPositive;

@@ -193,7 +193,7 @@ TEST(OrderRoad, OrdersInASpreadHaveTheBitsOfThePlainSequenceOnBothLegs)
                         };
                         ASSERT_TRUE(SameNodes(owner(1), plainNear.Owner())) << "step " << step;
                         ASSERT_TRUE(SameNodes(owner(2), plainFar.Owner())) << "step " << step;
-                        ASSERT_TRUE(SameNodes(*owner(1).parent, plainNear.MMS())) << "step " << step;
+                        ASSERT_TRUE(SameNodes(*owner(1).Group(), plainNear.MMS())) << "step " << step;
                         ASSERT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
                                              {plainNear.Margins().volatility, plainNear.Margins().delivery}))
                             << "step " << step;

@@ -281,7 +281,7 @@ struct Group
         position.ChangeFuturesPosition_PositionsOnly(1, paperLoss, 0.0);
         mms += PlainNodeOf(risk, 0.0, paperLoss);
         plainly.Add(mms, *hand.contract, WindowOf(type), plain::Mode::PositionsOnly);
-        EXPECT_TRUE(SameSides(*position.GetOwnerRiskNode().parent, mms));
+        EXPECT_TRUE(SameSides(*position.GetOwnerRiskNode().Group(), mms));
         EXPECT_TRUE(SameRow(mcs.VolatilityRow(), plainly.VolatilityRow()));
         EXPECT_TRUE(SameRow(mcs.ExpirationRow(), plainly.ExpirationRow()));
         EXPECT_EQ(mcs.VolatilityPoints(), plainly.VolatilityPoints());
@@ -298,7 +298,7 @@ struct Group
     std::unique_ptr<kv7im::InstrumentsRepository> repository;
     EngineBook book;
     kv7im::CumulativePositionByFutures position;
-    const RiskNodeMCS& mcs = *position.GetOwnerRiskNode().parent->parent;
+    const RiskNodeMCS& mcs = *position.GetOwnerRiskNode().Group()->parent;
     plain::GroupNode mms;
     plain::GroupsNode plainly{Points, 1.0, Level};
 };
@@ -434,7 +434,7 @@ TEST(PositionsOnlyMonths, ABookReplacesAContributionOfEitherMode)
     rules.calendar = Enums::SpreadMarginType::HalfNetting;
     EngineBook book(nothing, rules);
     kv7im::CumulativePositionByFutures position(&book, book.portfolio, *hand.futures);
-    const RiskNodeMMS& mms = *position.GetOwnerRiskNode().parent;
+    const RiskNodeMMS& mms = *position.GetOwnerRiskNode().Group();
     const auto lowestRow = [&] {
         const Risk risk = mms.Volatility();
         return ValuesOf(risk.GetRisk().Volatility()[0]);

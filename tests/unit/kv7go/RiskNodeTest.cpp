@@ -213,7 +213,7 @@ struct Held
         EXPECT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
                              {plainly.Margins().volatility, plainly.Margins().delivery}));
     }
-    [[nodiscard]] const RiskNodeMMS& MMS() const { return *position.GetOwnerRiskNode().parent; }
+    [[nodiscard]] const RiskNodeMMS& MMS() const { return *position.GetOwnerRiskNode().Group(); }
 
     Family family;
     std::unique_ptr<kv7im::InstrumentsRepository> repository;
@@ -248,7 +248,7 @@ TEST(RiskNodeMMS, SignedCellsNetAndRateStressesAddByTheirLosses)
     CumulativePositionByFutures other(&held.book, held.book.portfolio, *second);
     held.position.ChangeFuturesPosition(1, 1000.0);
     other.ChangeFuturesPosition(-1, 1000.0);
-    ASSERT_EQ(other.GetOwnerRiskNode().parent, &held.MMS());
+    ASSERT_EQ(other.GetOwnerRiskNode().Group(), &held.MMS());
     const Risk risk = held.MMS().Volatility();
     for (std::size_t column = 0; column < 5; ++column)
         EXPECT_EQ(risk.GetRisk().Volatility(0)[column], 0.0);

@@ -143,10 +143,10 @@ private:
             if (plain == nullptr) continue;
             ASSERT_TRUE(SameNodes(*position.GetRiskNodeOptionSeriesByVFCode(series.Code), plain->node)) << series.Code;
         }
-        if (owner.parent == nullptr) return;
-        ASSERT_TRUE(SameNodes(*owner.parent, twin.MMS()));
-        ASSERT_TRUE(SameRows(*owner.parent, twin.MMS()));
-        if (owner.parent->parent == nullptr) return;
-        ASSERT_TRUE(SameGroups(*owner.parent->parent, twin.MCS()));
+        if (owner.Group() == nullptr) return;
+        ASSERT_TRUE(SameNodes(*owner.Group(), twin.MMS()));
+        ASSERT_TRUE(SameRows(*owner.Group(), twin.MMS()));
+        if (owner.Group()->parent == nullptr) return;
+        ASSERT_TRUE(SameGroups(*owner.Group()->parent, twin.MCS()));
     }
 };

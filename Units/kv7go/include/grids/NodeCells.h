@@ -70,14 +70,15 @@ public:
     [[nodiscard]] FullBlock FullAt(std::size_t block) noexcept { return RowsAt(m_cells.pData(), block); }
     [[nodiscard]] ConstFullBlock FullAt(std::size_t block) const noexcept { return RowsAt(m_cells.pData(), block); }
 
-    /// The rate rows of a flat block: rates up hold the columns above the centre, rates down those below it.
+    /// The rate rows of a flat block: rates up hold the columns above the centre, rates down those below it. What is no
+    /// number, padding first of all, is none in either row.
     [[nodiscard]] RiskItem RateUp(std::size_t block, RiskItem rate) const noexcept
     {
-        return ZeroUnlessAbove(rate, ColumnsOf(block), Centre());
+        return Add(ZeroUnlessAbove(rate, ColumnsOf(block), Centre()), Sub(rate, rate));
     }
     [[nodiscard]] RiskItem RateDown(std::size_t block, RiskItem rate) const noexcept
     {
-        return ZeroUnlessAbove(rate, Centre(), ColumnsOf(block));
+        return Add(ZeroUnlessAbove(rate, Centre(), ColumnsOf(block)), Sub(rate, rate));
     }
     /// True when the rate rows of a futures fit into one row of a flat block.
     [[nodiscard]] static bool FitsFlat(const Profile& futures) noexcept;

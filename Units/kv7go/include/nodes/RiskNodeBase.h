@@ -122,8 +122,8 @@ protected:
 
     /// Writes the collapsed rows of the present cells.
     virtual void CollapseInto(CollapsedRows& target) const;
-    [[nodiscard]] virtual const SpecialRiskPoints& VolatilityPoints() const;
-    [[nodiscard]] virtual const SpecialRiskPoints& DeliveryPoints() const { return VolatilityPoints(); }
+    [[nodiscard]] virtual const SpecialRiskPoints& PointsOfVolatility() const;
+    [[nodiscard]] virtual const SpecialRiskPoints& PointsOfExpiration() const { return PointsOfVolatility(); }
     [[nodiscard]] virtual bool SidesDiffer() const noexcept { return rows.delivery.size() != 0; }
     [[nodiscard]] virtual double VolatilityMargin(const CSpecBaseContract& baseContract, MarginMode mode) const;
     [[nodiscard]] virtual double DeliveryMargin(const CSpecBaseContract& baseContract, MarginMode mode) const;

@@ -34,7 +34,7 @@ public:
 
     [[nodiscard]] const RiskRow& VolatilityRow() const noexcept { return m_sum.volatility; }
     [[nodiscard]] const RiskRow& ExpirationRow() const noexcept { return m_sum.Delivery(); }
-    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept override { return m_sum.volatilityPoints; }
+    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const noexcept { return m_sum.volatilityPoints; }
     [[nodiscard]] const SpecialRiskPoints& ExpirationPoints() const noexcept { return m_sum.DeliveryPoints(); }
 
     // Replica: the group of another participant on top.

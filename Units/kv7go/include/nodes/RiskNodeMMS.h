@@ -86,8 +86,8 @@ public:
 
 protected:
     void CollapseInto(CollapsedRows& target) const override;
-    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const override { return m_volatility.points; }
-    [[nodiscard]] const SpecialRiskPoints& DeliveryPoints() const override
+    [[nodiscard]] const SpecialRiskPoints& PointsOfVolatility() const override { return m_volatility.points; }
+    [[nodiscard]] const SpecialRiskPoints& PointsOfExpiration() const override
     {
         return SidesDiffer() ? m_delivery.points : m_volatility.points;
     }

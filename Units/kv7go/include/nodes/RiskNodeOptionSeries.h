@@ -68,7 +68,7 @@ public:
 protected:
     void CollapseInto(CollapsedRows& target) const override;
     // Deliveries are mixed into the cells only: the points of the delivery side are those of the volatility side.
-    [[nodiscard]] const SpecialRiskPoints& VolatilityPoints() const override
+    [[nodiscard]] const SpecialRiskPoints& PointsOfVolatility() const override
     {
         return optionSeriesRisk.GetSpecialRiskPoints();
     }

@@ -39,12 +39,12 @@ double RiskNodeBase::UpdateInitialMarginDeliveryValue_PositionsOnly(const CSpecB
 
 double RiskNodeBase::VolatilityMargin(const CSpecBaseContract& baseContract, MarginMode mode) const
 {
-    return ComposeInitialMargin(VolatilityPoints(), Collapsed(mode).volatility, baseContract, mode);
+    return ComposeInitialMargin(PointsOfVolatility(), Collapsed(mode).volatility, baseContract, mode);
 }
 
 double RiskNodeBase::DeliveryMargin(const CSpecBaseContract& baseContract, MarginMode mode) const
 {
-    return ComposeInitialMargin(DeliveryPoints(), Collapsed(mode).Delivery(), baseContract, mode);
+    return ComposeInitialMargin(PointsOfExpiration(), Collapsed(mode).Delivery(), baseContract, mode);
 }
 
 // Risk::CollapseProperty::CumulativePerformance keeps the results, nothing above 0, and the smaller of two such rows is
@@ -80,7 +80,7 @@ Risk RiskNodeBase::Volatility() const { return {}; }
 
 Risk RiskNodeBase::Expiration() const { return Volatility(); }
 
-const SpecialRiskPoints& RiskNodeBase::VolatilityPoints() const
+const SpecialRiskPoints& RiskNodeBase::PointsOfVolatility() const
 {
     static const SpecialRiskPoints none;
     return none;
@@ -111,11 +111,11 @@ RolledUpRiskNode RiskNodeBase::GetRolledUpRiskNode(Risk::CollapseProperty proper
     RolledUpRiskNode node(0, level);
     const CollapsedRows& collapsed = Collapsed(MarginMode::Plain);
     node.m_rows.volatility = collapsed.volatility;
-    node.m_rows.volatilityPoints = VolatilityPoints();
-    if (SidesDiffer()) {
+    node.m_rows.volatilityPoints = PointsOfVolatility();
+    if (collapsed.delivery.size() != 0) {
         node.m_rows.Separate();
         node.m_rows.OwnDelivery() = collapsed.delivery;
-        node.m_rows.OwnDeliveryPoints() = DeliveryPoints();
+        node.m_rows.OwnDeliveryPoints() = PointsOfExpiration();
     }
     if (property != Risk::CollapseProperty::NegativeAndPositive)
         node.m_rows.ForEachSide([](RiskRow& row, SpecialRiskPoints&) { row.BoundValuesFromAbove(0.0); });

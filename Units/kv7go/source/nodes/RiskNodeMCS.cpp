@@ -51,7 +51,7 @@ double RiskNodeMCS::DeliveryMargin(const CSpecBaseContract&, MarginMode) const
 RiskNodeMCS& RiskNodeMCS::operator+=(RiskNodeMMSToMCSProxy& proxy)
 {
     const RiskNodeMMS& group = proxy.riskNodeMMS;
-    Add(proxy, group.Collapsed(MarginMode::Plain), group.VolatilityPoints(),
+    Add(proxy, group.Collapsed(MarginMode::Plain), group.PointsOfVolatility(),
         CurvatureOf(group, *proxy.futures->BaseContract), 0.0);
     return *this;
 }
@@ -60,7 +60,7 @@ RiskNodeMCS& RiskNodeMCS::AdditionAssignment_PositionsOnly(RiskNodeMMSToMCSProxy
 {
     const RiskNodeMMS& group = proxy.riskNodeMMS;
     const auto curvature = CurvatureOf_PositionsOnly(group, *proxy.futures->BaseContract);
-    Add(proxy, group.Collapsed(MarginMode::PositionsOnly), group.VolatilityPoints(), curvature,
+    Add(proxy, group.Collapsed(MarginMode::PositionsOnly), group.PointsOfVolatility(), curvature,
         (curvature.radius + 1.0) * curvature.paperLoss);
     return *this;
 }
