@@ -12,6 +12,7 @@
 #include "OptionFamily.h"
 #include "PlainSeries.h"
 #include "SeriesKinds.h"
+#include "nodes/RiskNode.h"
 
 namespace test::OptionKernelsTest {
 namespace {
@@ -114,7 +115,7 @@ struct Pair
           series(SeriesNodeOf(family, kind)),
           futures(FuturesNodeOf(family)),
           plainSeries(*family.series, DimensionsOf(family, kind), Level, ChargeRatio),
-          plainFutures(futures),
+          plainFutures(family.futures->GetProfile(Level).GetParameters(), family.futures->IsCollateral()),
           held(family.options.size())
     {}
 
@@ -143,14 +144,15 @@ struct Pair
 
     void ExpectSameSeries() const
     {
-        ASSERT_TRUE(SameBits(series.Volatility(), plainSeries.node.Volatility()));
-        ASSERT_TRUE(SameBits(series.Expiration(), plainSeries.node.Expiration()));
+        const plain::Sides sides = plainSeries.Sides();
+        ASSERT_TRUE(SameBits(series.Volatility(), sides.volatility));
+        ASSERT_TRUE(SameBits(series.Expiration(), sides.delivery));
     }
 
     void ExpectSameFutures() const
     {
-        ASSERT_TRUE(SameBits(futures.Volatility(), plainFutures.Volatility()));
-        ASSERT_TRUE(SameBits(futures.Expiration(), plainFutures.Expiration()));
+        ASSERT_TRUE(SameBits(futures.Volatility(), plainFutures.volatility));
+        ASSERT_TRUE(SameBits(futures.Expiration(), plainFutures.delivery));
     }
 
     struct Holding
@@ -164,15 +166,15 @@ struct Pair
     RiskNodeOptionSeries series;
     RiskNodeFutures futures;
     PlainSeries plainSeries;
-    RiskNodeFutures plainFutures;
+    plain::FuturesNode plainFutures;
     std::vector<Holding> held;
     Holding heldFutures;
 
 private:
     [[nodiscard]] Risk FuturesRisk() const
     {
-        return ScaledRisk(family.futures->TransformToPosition(heldFutures.quantity, heldFutures.price, Level),
-                          ChargeRatio);
+        return plain::ScaledRisk(family.futures->TransformToPosition(heldFutures.quantity, heldFutures.price, Level),
+                                 ChargeRatio);
     }
 };
 
@@ -213,15 +215,15 @@ TEST(OptionKernels, AChangeInASeriesAloneHasTheBitsOfSubtractingAddingAndCollaps
             pair.Change(step, false);
             const auto whole = Risk::CollapseProperty::NegativeAndPositive;
             const auto fast = pair.series.GetRolledUpRiskNode(whole);
-            const auto plainly = pair.plainSeries.node.GetRolledUpRiskNode(whole);
-            ASSERT_TRUE(SameBits(fast.Volatility(), plainly.Volatility()));
-            ASSERT_TRUE(SameBits(fast.Expiration(), plainly.Expiration()));
-            ASSERT_TRUE(fast.ExpirationPoints() == plainly.ExpirationPoints());
+            const plain::Sides sides = pair.plainSeries.Sides();
+            const plain::CollapsedRows plainly(sides);
+            ASSERT_TRUE(SameBits(fast.Volatility(), plainly.volatility));
+            ASSERT_TRUE(SameBits(fast.Expiration(), plainly.delivery));
+            ASSERT_TRUE(fast.ExpirationPoints() == sides.delivery.GetSpecialRiskPoints());
             ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
-            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginValue(*pair.family.contract),
-                                 pair.plainSeries.node.UpdateInitialMarginValue(*pair.family.contract)));
-            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginDeliveryValue(*pair.family.contract),
-                                 pair.plainSeries.node.UpdateInitialMarginDeliveryValue(*pair.family.contract)));
+            const plain::Margins change = pair.plainSeries.UpdateMargins(*pair.family.contract);
+            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginValue(*pair.family.contract), change.volatility));
+            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginDeliveryValue(*pair.family.contract), change.delivery));
         }
     }
 }
@@ -298,11 +300,11 @@ TEST(OptionKernels, ARiskAddedPlainlyInBetweenIsInTheNextView)
             pair.Change(step, true);
             const Risk extra = pair.family.Option(seed++ % 6).TransformToPosition(-2, 30.0, Level);
             pair.futures -= view(pair.series);
-            pair.plainFutures -= view(pair.plainSeries.node);
+            pair.plainFutures -= pair.plainSeries.View();
             pair.series += extra;
-            pair.plainSeries.node += extra;
+            pair.plainSeries.risk += extra;
             pair.futures += view(pair.series);
-            pair.plainFutures += view(pair.plainSeries.node);
+            pair.plainFutures += pair.plainSeries.View();
             ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
         }
     }
@@ -345,10 +347,9 @@ TEST(OptionKernels, UnusualNumbersHaveTheBitsOfThePlainForm)
                     ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
                     ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
                     const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Volatility(),
-                                         pair.plainSeries.node.GetRolledUpRiskNode(whole).Volatility()));
-                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Expiration(),
-                                         pair.plainSeries.node.GetRolledUpRiskNode(whole).Expiration()));
+                    const plain::CollapsedRows plainly(pair.plainSeries.Sides());
+                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Volatility(), plainly.volatility));
+                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Expiration(), plainly.delivery));
                 }
             }
 }
@@ -369,12 +370,12 @@ TEST(OptionKernels, ACellThatIsNoNumberIsFoldedAsInThePlainForm)
                 broken.GetRisk().Volatility(1)[column] = nan;
                 broken.GetRisk().InterestRateUp()[column] = nan;
                 fresh.series += broken;
-                fresh.plainSeries.node += broken;
+                fresh.plainSeries.risk += broken;
                 fresh.Change({0, -3, 10.0}, false);
                 fresh.Change({3, 2, 90.0}, false);
                 const auto whole = Risk::CollapseProperty::NegativeAndPositive;
                 ASSERT_TRUE(SameBits(fresh.series.GetRolledUpRiskNode(whole).Volatility(),
-                                     fresh.plainSeries.node.GetRolledUpRiskNode(whole).Volatility()))
+                                     plain::CollapsedRows(fresh.plainSeries.Sides()).volatility))
                     << "NaN in column " << column << " of " << dimensions.length();
             }
         }

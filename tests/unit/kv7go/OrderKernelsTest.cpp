@@ -13,6 +13,7 @@
 #include "PlainSeries.h"
 #include "SeriesKinds.h"
 #include "grids/LazyMemoryPool.h"
+#include "nodes/RiskNode.h"
 
 namespace test::OrderKernelsTest {
 namespace {
@@ -76,6 +77,12 @@ testing::AssertionResult Same(const kv7im::RiskNodeBase& a, const kv7im::RiskNod
 {
     if (auto equal = Same(a.Volatility(), b.Volatility(), same); !equal) return equal << " of the volatility side";
     return Same(a.Expiration(), b.Expiration(), same) << " of the delivery side";
+}
+
+testing::AssertionResult Same(const kv7im::RiskNodeBase& a, const plain::Sides& b, Comparison same)
+{
+    if (auto equal = Same(a.Volatility(), b.volatility, same); !equal) return equal << " of the volatility side";
+    return Same(a.Expiration(), b.delivery, same) << " of the delivery side";
 }
 
 testing::AssertionResult SameRow(const RiskRow& a, const RiskRow& b)
@@ -173,7 +180,7 @@ struct FuturesBench
 
     void AddPlainly(RiskNodeFutures& node, const OrdersMap& orders, Discount discount) const
     {
-        node += ScaledRisk(futures->TransformToOrder(orders, discount, Level), ChargeRatio);
+        node += plain::ScaledRisk(futures->TransformToOrder(orders, discount, Level), ChargeRatio);
     }
 
     std::shared_ptr<kv7im::CSpecBaseContract> contract;
@@ -299,7 +306,7 @@ struct Pair
           series(SeriesNode()),
           futures(family.futures->GetProfile(Level).GetParameters(), 1.0, Level, family.futures->IsCollateral()),
           plainSeries(*family.series, Dimensions(), Level, ChargeRatio),
-          plainFutures(futures)
+          plainFutures(family.futures->GetProfile(Level).GetParameters(), family.futures->IsCollateral())
     {
         // A position in the futures first: its cells are not those of the series.
         const auto flat = family.futures->DescribePosition(0, 0.0, Level);
@@ -327,8 +334,7 @@ struct Pair
 
     void ExpectSame() const
     {
-        ASSERT_TRUE(Same(series.Volatility(), plainSeries.node.Volatility(), SameLanes)) << "of the series";
-        ASSERT_TRUE(Same(series.Expiration(), plainSeries.node.Expiration(), SameLanes)) << "of the series, delivered";
+        ASSERT_TRUE(Same(series, plainSeries.Sides(), SameLanes)) << "of the series";
         ASSERT_TRUE(Same(futures, plainFutures, kind.subPoints ? SameCells : SameLanes)) << "of the futures";
     }
 
@@ -336,14 +342,14 @@ struct Pair
     {
         const auto whole = Risk::CollapseProperty::NegativeAndPositive;
         const auto fast = series.GetRolledUpRiskNode(whole);
-        const auto plainly = plainSeries.node.GetRolledUpRiskNode(whole);
-        ASSERT_TRUE(SameRow(fast.Volatility(), plainly.Volatility()));
-        ASSERT_TRUE(SameRow(fast.Expiration(), plainly.Expiration()));
-        ASSERT_TRUE(fast.ExpirationPoints() == plainly.ExpirationPoints());
-        ASSERT_TRUE(SameBits(series.UpdateInitialMarginValue(*family.contract),
-                             plainSeries.node.UpdateInitialMarginValue(*family.contract)));
-        ASSERT_TRUE(SameBits(series.UpdateInitialMarginDeliveryValue(*family.contract),
-                             plainSeries.node.UpdateInitialMarginDeliveryValue(*family.contract)));
+        const plain::Sides sides = plainSeries.Sides();
+        const plain::CollapsedRows plainly(sides);
+        ASSERT_TRUE(SameRow(fast.Volatility(), plainly.volatility));
+        ASSERT_TRUE(SameRow(fast.Expiration(), plainly.delivery));
+        ASSERT_TRUE(fast.ExpirationPoints() == sides.delivery.GetSpecialRiskPoints());
+        const plain::Margins change = plainSeries.UpdateMargins(*family.contract);
+        ASSERT_TRUE(SameBits(series.UpdateInitialMarginValue(*family.contract), change.volatility));
+        ASSERT_TRUE(SameBits(series.UpdateInitialMarginDeliveryValue(*family.contract), change.delivery));
     }
 
     Kind kind;
@@ -351,7 +357,7 @@ struct Pair
     RiskNodeOptionSeries series;
     RiskNodeFutures futures;
     PlainSeries plainSeries;
-    RiskNodeFutures plainFutures;
+    plain::FuturesNode plainFutures;
 
 private:
     [[nodiscard]] kv7im::Parameters Dimensions() const
@@ -420,11 +426,11 @@ TEST(OrderKernels, PositionsAndOrdersOfASeriesInSpreadShareTheViewThatItRemember
             };
             const Risk extra = pair.family.Option(1).TransformToOrder(orders(1), Level);
             pair.futures -= view(pair.series);
-            pair.plainFutures -= view(pair.plainSeries.node);
+            pair.plainFutures -= pair.plainSeries.View();
             pair.series += extra;
-            pair.plainSeries.node += extra;
+            pair.plainSeries.risk += extra;
             pair.futures += view(pair.series);
-            pair.plainFutures += view(pair.plainSeries.node);
+            pair.plainFutures += pair.plainSeries.View();
         }
     }
 }

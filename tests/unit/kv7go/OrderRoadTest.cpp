@@ -64,8 +64,8 @@ void WalkWithOrders(const plain::Market& market, const plain::Rules& rules, unsi
             road.SetOption(isin, quantity, 40.25, 3);
         }
         ASSERT_NO_FATAL_FAILURE(road.ExpectSameNodesAndMargins());
-        const kv7im::RiskNodeFutures& owner = road.plainly.Owner();
-        if (owner.Volatility() != owner.Expiration()) ++stepsOfTwoSides;
+        const plain::FuturesNode& owner = road.plainly.Owner();
+        if (owner.volatility != owner.delivery) ++stepsOfTwoSides;
     }
     EXPECT_GT(stepsOfTwoSides, 10) << "the walk says little about deliveries";
 }

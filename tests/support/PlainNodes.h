@@ -6,26 +6,34 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
-#include "EngineBook.h"
+#include "PlainMargin.h"
+#include "PlainRiskNodes.h"
 #include "PlainSeries.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
-#include "nodes/RiskNode.h"
 
 /// What the futures of one base contract share, and their margins.
 struct PlainGroup
 {
-    PlainGroup(const kv7im::CSpecBaseContract& contract, Enums::ClientRiskLevel level)
-        : mms(contract, 1.0, level), mcs(static_cast<std::size_t>(contract.PointsNum), 1.0, level)
+    explicit PlainGroup(const kv7im::CSpecBaseContract& contract)
+        : mms(contract), mcs(static_cast<std::size_t>(contract.PointsNum))
     {}
 
-    kv7im::RiskNodeMMS mms;
-    kv7im::RiskNodeMCS mcs;
-    double volatility = 0.0;
-    double delivery = 0.0;
+    void TakeChange(const plain::Margins& change)
+    {
+        margins.volatility += change.volatility;
+        margins.delivery += change.delivery;
+    }
+
+    plain::ContractNode mms;
+    plain::GroupNode mcs;
+    std::optional<plain::Contribution> given; // of the contract to its group
+    plain::LastMargins top;
+    plain::Margins margins;
 };
 
 /// One futures and its series, up to the margins.
@@ -33,7 +41,7 @@ class PlainNodes
 {
 public:
     PlainNodes(const kv7im::CSpecFutures& futures, const plain::Rules& rules)
-        : PlainNodes(futures, rules, std::make_shared<PlainGroup>(*futures.BaseContract, rules.level))
+        : PlainNodes(futures, rules, std::make_shared<PlainGroup>(*futures.BaseContract))
     {}
     /// Another futures of the same base contract, in the same group.
     PlainNodes(const kv7im::CSpecFutures& futures, const PlainNodes& neighbour)
@@ -48,25 +56,25 @@ public:
         m_price = price;
         m_owner += RiskOf(m_quantity, m_price);
         CarryToGroups();
-        return m_group->volatility;
+        return m_group->margins.volatility;
     }
 
     /// Orders in the futures come in.
     double AddOrders(const OrdersMap& orders)
     {
         const auto discount = m_rules.noFutDiscount ? kv7type::Discount::No : kv7type::Discount::Yes;
-        m_owner += ScaledRisk(m_futures.TransformToOrder(orders, discount, m_rules.level), m_rules.shortChargeRatio);
+        m_owner +=
+            plain::ScaledRisk(m_futures.TransformToOrder(orders, discount, m_rules.level), m_rules.shortChargeRatio);
         CarryToGroups();
-        return m_group->volatility;
+        return m_group->margins.volatility;
     }
 
     /// Orders in an option of the futures come in.
     double AddOrders(const kv7im::CSpecOption& option, const OrdersMap& orders, bool deliveries)
     {
         PlainSeries& series = SeriesOf(option, deliveries);
-        const bool inSpread = option.VirtFutures->IsInSpread;
-        series.AddOrders(option, orders, inSpread ? &m_owner : nullptr);
-        return Carry(series, inSpread);
+        series.AddOrders(option, orders, option.VirtFutures->IsInSpread ? &m_owner : nullptr);
+        return Carry(series, option.VirtFutures->IsInSpread);
     }
 
     /// A position in an option of the futures. deliveries: whether the participant counts those of its series.
@@ -74,26 +82,26 @@ public:
                      bool deliveries)
     {
         PlainSeries& series = SeriesOf(option, deliveries);
-        const bool inSpread = option.VirtFutures->IsInSpread;
-        series.SetPosition(option, quantity, price, netOptionValue, inSpread ? &m_owner : nullptr);
-        return Carry(series, inSpread);
+        series.SetPosition(option, quantity, price, netOptionValue,
+                           option.VirtFutures->IsInSpread ? &m_owner : nullptr);
+        return Carry(series, option.VirtFutures->IsInSpread);
     }
 
-    [[nodiscard]] const kv7im::RiskNodeFutures& Owner() const { return m_owner; }
-    [[nodiscard]] const kv7im::RiskNodeMMS& MMS() const { return m_group->mms; }
+    [[nodiscard]] const plain::FuturesNode& Owner() const { return m_owner; }
+    [[nodiscard]] const plain::ContractNode& MMS() const { return m_group->mms; }
     [[nodiscard]] const PlainSeries* Series(const std::string& code) const
     {
         const auto found = m_series.find(code);
         return found == m_series.end() ? nullptr : found->second.get();
     }
-    [[nodiscard]] plain::Margins Margins() const { return {m_group->volatility, m_group->delivery}; }
+    [[nodiscard]] plain::Margins Margins() const { return m_group->margins; }
 
 private:
     PlainNodes(const kv7im::CSpecFutures& futures, const plain::Rules& rules, std::shared_ptr<PlainGroup> group)
         : m_futures(futures),
           m_contract(*futures.BaseContract),
           m_rules(rules),
-          m_owner(futures.GetProfile(rules.level).GetParameters(), 1.0, rules.level, futures.IsCollateral()),
+          m_owner(futures.GetProfile(rules.level).GetParameters(), futures.IsCollateral()),
           m_previous(m_owner),
           m_group(std::move(group))
     {}
@@ -104,7 +112,8 @@ private:
         double usable = price;
         if (m_rules.noFutDiscount)
             usable = quantity < 1 ? kv7im::Min(settlement, price) : kv7im::Max(settlement, price);
-        return ScaledRisk(m_futures.TransformToPosition(quantity, usable, m_rules.level), m_rules.shortChargeRatio);
+        return plain::ScaledRisk(m_futures.TransformToPosition(quantity, usable, m_rules.level),
+                                 m_rules.shortChargeRatio);
     }
 
     PlainSeries& SeriesOf(const kv7im::CSpecOption& option, bool deliveries)
@@ -124,39 +133,37 @@ private:
         if (inSpread)
             CarryToGroups();
         else
-            UpdateMargins(series.node);
-        return m_group->volatility;
+            m_group->TakeChange(series.UpdateMargins(m_contract));
+        return m_group->margins.volatility;
     }
 
     void CarryToGroups()
     {
-        kv7im::RiskNodeMMS& mms = m_group->mms;
-        kv7im::RiskNodeMCS& mcs = m_group->mcs;
-        if (!m_futures.IsInSpread) return UpdateMargins(m_owner);
-        const kv7im::RiskNodeMMS::PropertiesForICS properties{m_rules.interContract, &m_futures};
-        const bool inGroup = m_contract.HasMCS();
-        if (inGroup) mcs -= (mms | properties);
+        if (!m_futures.IsInSpread)
+            return m_group->TakeChange(m_ofOwner.Replace(plain::MarginsOf(m_owner, m_contract, m_rules.level)));
+        plain::ContractNode& mms = m_group->mms;
+        plain::GroupNode& mcs = m_group->mcs;
+        if (m_group->given) mcs -= *m_group->given;
         mms -= m_previous;
+        m_previous = m_owner;
         if (m_rules.calendar == Enums::SpreadMarginType::HalfNetting || m_futures.EnforceIMSHalfNetting)
-            m_previous = m_owner.GetTransformedRisk();
-        else
-            m_previous = m_owner;
+            m_previous.KeepLosses();
         mms += m_previous;
-        if (inGroup) mcs += (mms | properties);
-        UpdateMargins(inGroup ? static_cast<kv7im::RiskNodeBase&>(mcs) : mms);
-    }
-
-    void UpdateMargins(kv7im::RiskNodeBase& node)
-    {
-        m_group->volatility += node.UpdateInitialMarginValue(m_contract);
-        m_group->delivery += node.UpdateInitialMarginDeliveryValue(m_contract);
+        if (!m_contract.HasMCS())
+            return m_group->TakeChange(m_group->top.Replace(plain::MarginsOf(mms, m_contract, m_rules.level)));
+        const auto window = static_cast<std::size_t>(m_contract.WindowSize);
+        const bool nets = m_rules.interContract == Enums::SpreadMarginType::Netting;
+        m_group->given.emplace(mms, m_contract, m_rules.level, nets ? &window : nullptr);
+        mcs += *m_group->given;
+        m_group->TakeChange(m_group->top.Replace(mcs.GetMargins()));
     }
 
     const kv7im::CSpecFutures& m_futures;
     const kv7im::CSpecBaseContract& m_contract;
     plain::Rules m_rules;
-    kv7im::RiskNodeFutures m_owner;
-    kv7im::RiskNodeFutures m_previous;
+    plain::FuturesNode m_owner;
+    plain::Sides m_previous;
+    plain::LastMargins m_ofOwner;
     std::shared_ptr<PlainGroup> m_group;
     std::map<std::string, std::unique_ptr<PlainSeries>> m_series;
     std::int64_t m_quantity = 0;
