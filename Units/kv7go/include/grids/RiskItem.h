@@ -46,6 +46,10 @@ inline constexpr double LargestFinite = std::numeric_limits<double>::max();
 /// Starting value of a running maximum: the smallest positive normalised double, 2.2250738585072014e-308.
 inline constexpr double SmallestPositive = std::numeric_limits<double>::min();
 
+/// Four neighbouring cells from any place in an array, and back to it.
+[[nodiscard]] inline RiskItem LoadFrom(const double* cells) noexcept { return _mm256_loadu_pd(cells); }
+inline void StoreTo(double* cells, RiskItem item) noexcept { _mm256_storeu_pd(cells, item.value); }
+
 /// RiskItems that hold `cells` doubles: the quotient rounded up.
 [[nodiscard]] constexpr std::size_t RegistersOf(std::size_t cells) noexcept
 {

@@ -1,5 +1,4 @@
-// WindowMinimum: the smallest value within a distance of each point of a row, in time that does not depend on the
-// distance.
+// WindowMinimum: the smallest value within a distance of each point of a row.
 //
 // Under inter-contract netting the worst case in a nearby price point of the other base contract counts too; the window
 // is that tolerance, in price points.
@@ -23,12 +22,7 @@ public:
     void Apply(RiskRow& row, std::size_t window);
 
 private:
-    void FillRunningMinima(const double* values, std::size_t size, std::size_t block);
-
-    // Running minima of the padded row, forward from and backward to the borders of blocks as long as a window.
-    std::vector<double> m_padded;
-    std::vector<double> m_forward;
-    std::vector<double> m_backward;
+    std::vector<double> m_runs; // the smallest of some neighbours, from each point of the padded row on
 };
 
 } // namespace kv7im

@@ -91,15 +91,18 @@ private:
     template <class Change>
     void ChangeInSpread(const Change& change, double chargeRatio, RiskNodeFutures& futures, const ViewOfSeries& view);
     template <class Change>
-    void ChangeSignedCells(const Change& change, RiskNodeFutures& futures);
+    void ChangeInOnePass(const Change& change, RiskNodeFutures& futures, const ViewOfSeries& view);
     template <class Change>
     void ChangeView(const Change& change, RiskNodeFutures& futures, const ViewOfSeries& view);
 
-    void ReplaceDeliveryView(const RiskRow& now, RiskNodeFutures& futures) noexcept;
+    template <class Change>
+    void ReplaceDeliveries(const Change& change, RiskRow& worst, RiskRow& now, RiskNodeFutures& futures,
+                           const ViewOfSeries& view);
+    void KeepView(const ViewOfSeries& view) noexcept;
 
     Risk optionSeriesRisk;
-    // View of the present cells, kept where it differs from the cells. A change takes the kept view out of the
-    // futures and has to compute only the new one.
+    // View of the present cells, kept where it does not follow from each cell by itself: with sub-points, and of the
+    // delivery side. A change takes the kept view out of the futures and has to compute only the new one.
     ViewKind viewKind = ViewKind::Unknown;
     double viewCeiling = 0.0;
     RiskRow keptView{0};     // see OptionKernels.h; empty where the cells themselves are the view

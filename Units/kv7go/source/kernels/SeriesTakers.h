@@ -106,4 +106,39 @@ struct IntoFutures
     NodeCells::FullBlock at{};
 };
 
+// Before a futures that takes only the losses of the series: passes them on in place of the cells, the stresses folded
+// into the values.
+template <class Next>
+struct ByLosses
+{
+    ByLosses(const Ceilings& ceilings, std::size_t medianOfScenarios, const Next& taker) noexcept
+        : out(ceilings.out), in(ceilings.in), median(medianOfScenarios), next(taker)
+    {}
+    void Begin(std::size_t block) noexcept
+    {
+        out.Begin();
+        in.Begin();
+        next.Begin(block);
+    }
+    void TakeRate(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        next.TakeRate(row, out.OfRate(old), in.OfRate(now));
+    }
+    void TakeMismatch(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        next.TakeMismatch(row, out.OfMismatch(old), in.OfMismatch(now));
+    }
+    void TakeValue(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        const bool takesMismatch = row != median; // the central scenario takes none
+        next.TakeValue(row, out.OfValue(old, takesMismatch), in.OfValue(now, takesMismatch));
+    }
+    void End(std::size_t block) noexcept { next.End(block); }
+
+    Contribution<Gives::Losses> out;
+    Contribution<Gives::Losses> in;
+    std::size_t median;
+    Next next;
+};
+
 } // namespace kv7im::kernels

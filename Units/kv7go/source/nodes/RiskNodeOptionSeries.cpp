@@ -8,6 +8,15 @@
 
 namespace kv7im {
 
+namespace {
+
+std::optional<double> CeilingOf(const ViewOfSeries& view, double ceiling) noexcept
+{
+    return view.lossesOnly ? std::optional(ceiling) : std::nullopt;
+}
+
+} // namespace
+
 RiskNodeOptionSeries::RiskNodeOptionSeries(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel)
     : RiskNodeBase(ratio, riskLevel, parameters.pointsCount), optionSeriesRisk(parameters)
 {
@@ -103,10 +112,10 @@ void RiskNodeOptionSeries::ChangeInSpread(const Change& change, double chargeRat
         return points;
     };
     const SpecialRiskPoints pointsOut = pointsOfView(view.ceilingBefore);
-    if (view.lossesOnly || GetParameters().hasSubPoints())
+    if (GetParameters().hasSubPoints())
         ChangeView(change, futures, view);
     else
-        ChangeSignedCells(change, futures);
+        ChangeInOnePass(change, futures, view);
     change.Points(optionSeriesRisk.GetSpecialRiskPoints(), chargeRatio);
     futures.ChangePoints([&, pointsIn = pointsOfView(view.ceilingAfter)](SpecialRiskPoints& points) {
         points -= pointsOut;
@@ -130,7 +139,7 @@ void RiskNodeOptionSeries::WorkOutView(std::optional<double> ceiling)
     if (viewKind == kind && (!ceiling || viewCeiling == *ceiling)) return;
     const Profile& cells = optionSeriesRisk.GetRisk();
     viewKind = ViewKind::Unknown;
-    if (ceiling || GetParameters().hasSubPoints()) {
+    if (GetParameters().hasSubPoints()) {
         keptView.resize(LengthOfView(cells));
         MakeView(cells, ceiling, keptView);
     }
@@ -142,63 +151,73 @@ void RiskNodeOptionSeries::WorkOutView(std::optional<double> ceiling)
     viewCeiling = ceiling.value_or(0.0);
 }
 
-// Changes a series whose futures holds its cells as they are: series, futures and group change in one pass.
+// Changes a series without sub-points: series, futures and group change in one pass.
 template <class Change>
-void RiskNodeOptionSeries::ChangeSignedCells(const Change& change, RiskNodeFutures& futures)
+void RiskNodeOptionSeries::ChangeInOnePass(const Change& change, RiskNodeFutures& futures, const ViewOfSeries& view)
 {
     Profile& cells = optionSeriesRisk.GetRisk();
-    const auto changeCells = [&](const auto& taker) { kernels::ChangeCells(cells, change, taker); };
+    const auto changeCells = [&](const auto& taker) {
+        if (!view.lossesOnly) return static_cast<void>(kernels::ChangeCells(cells, change, taker));
+        const kernels::Ceilings ceilings{view.ceilingBefore, view.ceilingAfter};
+        kernels::ChangeCells(cells, change, kernels::ByLosses(ceilings, cells.Volatility().MedianLineNumber(), taker));
+    };
     if (!GetParameters().hasExpiration()) {
         CellsHaveChanged();
         return futures.WithTakerOfSeriesForBothSides(changeCells);
     }
-    WorkOutView(std::nullopt);
+    WorkOutView(CeilingOf(view, view.ceilingBefore));
     RiskRow worst = RiskRow::Unfilled(GetParameters().length());
+    RiskRow deliveryNow = RiskRow::Unfilled(GetParameters().pointsCount);
     CellsHaveChanged();
     futures.WithTakerOfSeries(false, changeCells);
-    ChangeOptionInDeliveryRows(cells, change, worst);
-    ReplaceDeliveryView(worst, futures);
-    viewKind = ViewKind::Signed;
+    ReplaceDeliveries(change, worst, deliveryNow, futures, view);
 }
 
-// Changes a series whose futures holds its folded cells or losses: the new view replaces the old one.
+// Changes a series whose futures holds its folded cells: the new view replaces the old one.
 template <class Change>
 void RiskNodeOptionSeries::ChangeView(const Change& change, RiskNodeFutures& futures, const ViewOfSeries& view)
 {
-    const auto ceilingOf = [&](double ceiling) { return view.lossesOnly ? std::optional(ceiling) : std::nullopt; };
-    const std::optional<double> ceilingNow = ceilingOf(view.ceilingAfter);
     const bool delivered = GetParameters().hasExpiration();
     Profile& cells = optionSeriesRisk.GetRisk();
     const std::size_t scenarios = GetParameters().scenariosVolatilityCount;
-    WorkOutView(ceilingOf(view.ceilingBefore));
+    WorkOutView(CeilingOf(view, view.ceilingBefore));
     RiskRow now = RiskRow::Unfilled(LengthOfView(cells));
     RiskRow worst = RiskRow::Unfilled(delivered ? GetParameters().length() : 0);
     RiskRow deliveryNow = RiskRow::Unfilled(delivered ? GetParameters().pointsCount : 0);
     CellsHaveChanged();
 
     ChangeOptionInCells(cells, change);
-    MakeView(cells, ceilingNow, now);
+    MakeView(cells, CeilingOf(view, view.ceilingAfter), now);
     const auto replaceView = [&](const auto& taker) {
         kernels::ReplaceView(keptView, now, scenarios, futures.m_volatility.Blocks(), taker);
     };
-    if (delivered) {
-        futures.WithTakerOfSeries(false, replaceView);
-        ChangeOptionInDeliveryRows(cells, change, worst);
-        MakeDeliveryView(cells, worst, ceilingNow, deliveryNow);
-        ReplaceDeliveryView(deliveryNow, futures);
-    } else {
+    if (!delivered) {
         futures.WithTakerOfSeriesForBothSides(replaceView);
+        return KeepView(view);
     }
-    viewKind = view.lossesOnly ? ViewKind::LossesOnly : ViewKind::Signed;
-    viewCeiling = ceilingNow.value_or(0.0);
+    futures.WithTakerOfSeries(false, replaceView);
+    ReplaceDeliveries(change, worst, deliveryNow, futures, view);
 }
 
-void RiskNodeOptionSeries::ReplaceDeliveryView(const RiskRow& now, RiskNodeFutures& futures) noexcept
+// Changes the delivery rows of the series and, in the futures, their view.
+template <class Change>
+void RiskNodeOptionSeries::ReplaceDeliveries(const Change& change, RiskRow& worst, RiskRow& now,
+                                             RiskNodeFutures& futures, const ViewOfSeries& view)
 {
+    Profile& cells = optionSeriesRisk.GetRisk();
+    ChangeOptionInDeliveryRows(cells, change, worst);
+    MakeDeliveryView(cells, worst, CeilingOf(view, view.ceilingAfter), now);
     futures.WithTakerOfSeries(true, [&](const auto& taker) {
         kernels::ReplaceDeliveryView(deliveryView, now, GetParameters().scenariosVolatilityCount,
                                      futures.m_delivery.Blocks(), taker);
     });
+    KeepView(view);
+}
+
+void RiskNodeOptionSeries::KeepView(const ViewOfSeries& view) noexcept
+{
+    viewKind = view.lossesOnly ? ViewKind::LossesOnly : ViewKind::Signed;
+    viewCeiling = view.ceilingAfter;
 }
 
 } // namespace kv7im
