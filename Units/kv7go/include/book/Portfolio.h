@@ -222,9 +222,9 @@ private:
     void AddMarginChangesOf(RolledUpRiskNode& entry);
 
     RiskParticipant* participant_; // owner of this book
-    MapCumulativeFuturesPosition positions;
-    RisksMap<RiskNodeMMS> initialMarginRisksMapMMS_;
     RisksMap<RiskNodeMCS> initialMarginRisksMapMCS_;
+    RisksMap<RiskNodeMMS> initialMarginRisksMapMMS_;
+    MapCumulativeFuturesPosition positions; // go before the groups that they are members of
     double VolatilityInitialMargin_ = 0.0;
     double DeliveryVolatilityInitialMargin_ = 0.0;
     double grossInitialMargin_ = 0.0;

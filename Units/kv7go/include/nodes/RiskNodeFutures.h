@@ -25,6 +25,9 @@ public:
     /// column (NodeCells::FitsFlat).
     RiskNodeFutures(const Parameters& parameters, double ratio, Enums::ClientRiskLevel riskLevel, bool collateral,
                     bool ratesFitFlat = true);
+    ~RiskNodeFutures() override; ///< Leaves its group, which outlives it.
+    RiskNodeFutures(const RiskNodeFutures&) = delete;
+    RiskNodeFutures& operator=(const RiskNodeFutures&) = delete;
 
     [[nodiscard]] Risk Volatility() const override { return m_volatility.ToRisk(); }
     [[nodiscard]] Risk Expiration() const override { return SidesDiffer() ? m_delivery.ToRisk() : Volatility(); }
@@ -39,7 +42,8 @@ public:
     /// Says how the futures nets in its group from now on: with its signs, or by its losses alone, so that its gains
     /// relieve no other month. Losses are what is below 0, in the mode of positions alone what is below the paper loss
     /// of the node.
-    void SetNetting(bool lossesOnly, MarginMode mode) noexcept;
+    /// Throws when memory ends; the contribution is the one that was given before.
+    void SetNetting(bool lossesOnly, MarginMode mode);
 
     /// Moves the futures position from one state to another in one pass over the cells, with the bits of
     /// node -= risk(before), node += risk(after), and replaces the contribution to the group. chargeRatio multiplies
@@ -81,6 +85,8 @@ private:
     };
 
     // The roads of a change through the cells: see RoadOfFutures.h.
+    template <class Body>
+    void WithTakerOfOnlyMember(RiskRow& row, const kernels::Ceilings& ceilings, const Body& body);
     template <class Body>
     void WithFlatTaker(const kernels::Ceilings& ceilings, const Body& body);
     template <class Body>

@@ -16,8 +16,9 @@ class RiskNodeMCS;
 class RiskNodeMMS;
 
 namespace kernels {
+struct Ceilings;
 enum class Gives;
-}
+} // namespace kernels
 
 /// The last contribution of an MMS node to its MCS, and the futures under which it was made.
 struct LastAdditionToMCS
@@ -50,21 +51,23 @@ public:
         const CSpecFutures* futures;
     };
 
-    /// Zero cells of VolatNum scenarios and PointsNum columns.
+    /// Zero cells of VolatNum scenarios and PointsNum columns. A group of a single futures keeps none: they are what
+    /// the futures gives.
     RiskNodeMMS(const CSpecBaseContract& baseContract, double ratio, Enums::ClientRiskLevel riskLevel);
     RiskNodeMMS(const RiskNodeMMS&) = delete;
     RiskNodeMMS& operator=(const RiskNodeMMS&) = delete;
 
-    [[nodiscard]] Risk Volatility() const override { return m_volatility.ToRisk(); }
-    [[nodiscard]] Risk Expiration() const override { return SidesDiffer() ? m_delivery.ToRisk() : Volatility(); }
+    [[nodiscard]] Risk Volatility() const override { return CellsOfSide(false).ToRisk(); }
+    [[nodiscard]] Risk Expiration() const override { return CellsOfSide(SidesDiffer()).ToRisk(); }
 
     /// Makes this group a member of the group of base contracts above. Throws when memory ends; nothing has changed.
     void JoinGroup(RiskNodeMCS& group);
     /// Makes room for cells of options: full blocks and, with deliveries, a delivery side, in the group above as well.
     void MakeRoom(bool full, bool deliveries);
 
-    /// Takes out what a futures contributes; the futures is left as it is and no longer a member.
-    void TakeOut(const RiskNodeFutures& futures) noexcept;
+    /// Takes out what a futures contributes; the futures is left as it is and no longer a member. Throws when memory
+    /// ends, and nothing has changed.
+    void TakeOut(const RiskNodeFutures& futures);
 
     /// The adapter of this node towards its MCS: under Netting with the window of the base contract, otherwise without
     /// one.
@@ -91,13 +94,19 @@ protected:
     {
         return SidesDiffer() ? m_delivery.points : m_volatility.points;
     }
-    [[nodiscard]] bool SidesDiffer() const noexcept override { return m_delivery.Points() != 0; }
 
 private:
     friend class RiskNodeFutures; // works its changes into the cells
 
+    void Welcome(const RiskNodeFutures& futures);
+    void TakeLeave(const RiskNodeFutures& futures) noexcept;
+    [[nodiscard]] NodeCells CellsOfSide(bool ofDelivery) const;
+    void KeepCells();
+
     void MakeRoomFor(const RiskNodeMMS& other);
-    void GiveAnew(RiskNodeFutures& futures, bool lossesOnly) noexcept;
+    void GiveAnew(RiskNodeFutures& futures, bool lossesOnly);
+    template <kernels::Gives Out, kernels::Gives In>
+    static void BringIn(const NodeCells& futures, const kernels::Ceilings& ceilings, NodeCells& group, RiskRow& row);
     template <kernels::Gives Out, kernels::Gives In>
     void Regive(const RiskNodeFutures& futures, double ceilingIn);
     template <kernels::Gives Out, kernels::Gives In>
@@ -105,8 +114,11 @@ private:
 
     friend class RiskNodeMCS; // reads the rows of the groups that it adds
 
-    NodeCells m_volatility;
-    NodeCells m_delivery; // no columns while both sides are equal
+    std::size_t m_points;
+    std::size_t m_scenarios;
+    const RiskNodeFutures* m_only = nullptr; // the single futures that ever gave anything; null where cells are kept
+    NodeCells m_volatility;                  // of no columns while nobody gives, or one futures alone
+    NodeCells m_delivery;                    // of no columns while both sides are equal as well
     RiskNodeMMSToMCSProxy m_proxy;
 };
 
@@ -115,6 +127,7 @@ class RiskNodeMMS::Kept final : private RiskNodeBase
     friend class RiskNodeMMS;
     explicit Kept(const RiskNodeMMS& node);
 
+    const RiskNodeFutures* m_only;
     NodeCells m_volatility;
     NodeCells m_delivery;
     LastAdditionToMCS m_lastAddition;

@@ -39,9 +39,9 @@ Z9ERR Portfolio::InsertOptionPosition(const CSpecPositionOptionsBase& position, 
 
 Z9ERR Portfolio::Refresh()
 {
-    MapCumulativeFuturesPosition oldPositions;
-    RisksMap<RiskNodeMMS> oldMMS; // old positions point into these maps until they are gone
     RisksMap<RiskNodeMCS> oldMCS;
+    RisksMap<RiskNodeMMS> oldMMS; // old positions point into these maps until they are gone
+    MapCumulativeFuturesPosition oldPositions;
     const double volatilityBefore = VolatilityInitialMargin_;
     const double deliveryBefore = DeliveryVolatilityInitialMargin_;
     const auto exchange = [&]() noexcept {

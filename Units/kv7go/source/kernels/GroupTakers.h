@@ -132,6 +132,44 @@ private:
     Collapse m_collapse;
 };
 
+/// Ends at a group that holds this futures alone: its cells are what the futures gives, and only their row is kept.
+template <Gives What>
+class CollapseContribution
+{
+public:
+    CollapseContribution(RiskRow& row, std::size_t median, double ceiling) noexcept
+        : m_median(median), m_given(ceiling), m_collapse(row)
+    {}
+    void Begin(std::size_t block) noexcept
+    {
+        m_given.Begin();
+        m_collapse.Begin(block);
+    }
+    void TakeRate(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        m_collapse.TakeRate(row, old, m_given.OfRate(now));
+    }
+    void TakeMismatch(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        m_collapse.TakeMismatch(row, old, m_given.OfMismatch(now));
+    }
+    void TakeValue(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        m_collapse.TakeValue(row, old, m_given.OfValue(now, row != m_median)); // the central scenario takes no mismatch
+    }
+    void End(std::size_t block) noexcept { m_collapse.End(block); }
+
+    void Take(std::size_t block, const NodeCells::FlatBlock&, const NodeCells::FlatBlock& now) noexcept
+    {
+        m_collapse.row[block] = Collapsed(NodeCells::FlatBlock{m_given.OfFlatValue(now), m_given.OfFlatRate(now)});
+    }
+
+private:
+    std::size_t m_median;
+    Contribution<What> m_given;
+    Collapse m_collapse;
+};
+
 /// Ends at the node itself, flat: collapses it into a row.
 class CollapseFlat
 {

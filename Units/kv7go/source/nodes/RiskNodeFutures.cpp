@@ -15,9 +15,14 @@ RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enu
       isCollateral(collateral)
 {}
 
+RiskNodeFutures::~RiskNodeFutures()
+{
+    if (m_group != nullptr) m_group->TakeLeave(*this);
+}
+
 void RiskNodeFutures::JoinGroup(RiskNodeMMS& group)
 {
-    group.MakeRoom(!m_volatility.IsFlat(), SidesDiffer());
+    group.Welcome(*this);
     m_group = &group;
     rows = CollapsedRows{RiskRow(0)}; // the margin is read from the group
 }
@@ -31,7 +36,7 @@ void RiskNodeFutures::MakeRoomForSeries(bool deliveries)
     m_delivery = m_volatility;
 }
 
-void RiskNodeFutures::SetNetting(bool lossesOnly, MarginMode mode) noexcept
+void RiskNodeFutures::SetNetting(bool lossesOnly, MarginMode mode)
 {
     m_mode = mode;
     if (lossesOnly == m_given.lossesOnly) return;

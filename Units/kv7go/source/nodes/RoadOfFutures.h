@@ -1,8 +1,9 @@
 // The roads of a change through the cells of a futures: which takers it meets on the way up, by what the futures and
 // its group are at the moment.
 //
-// A futures in no group is collapsed itself. Otherwise its contribution is replaced in the cells of the group, and the
-// group is collapsed. A group whose sides differ takes the change of a futures whose sides are equal into both.
+// A futures in no group is collapsed itself, and what it gives where it is alone in its group. Otherwise its
+// contribution is replaced in the cells of the group, and the group is collapsed. A group whose sides differ takes the
+// change of a futures whose sides are equal into both.
 #pragma once
 
 #include "kernels/FuturesKernels.h"
@@ -14,11 +15,22 @@
 namespace kv7im {
 
 template <class Body>
+void RiskNodeFutures::WithTakerOfOnlyMember(RiskRow& row, const kernels::Ceilings& ceilings, const Body& body)
+{
+    using namespace kernels;
+    if (m_given.lossesOnly)
+        body(CollapseContribution<Gives::Losses>(row, m_volatility.Median(), ceilings.in));
+    else
+        body(CollapseContribution<Gives::Signed>(row, m_volatility.Median(), ceilings.in));
+}
+
+template <class Body>
 void RiskNodeFutures::WithFlatTaker(const kernels::Ceilings& ceilings, const Body& body)
 {
     using namespace kernels;
     if (m_group == nullptr) return body(CollapseFlat(rows.volatility));
     RiskNodeMMS& group = *m_group;
+    if (group.m_only != nullptr) return WithTakerOfOnlyMember(group.rows.volatility, ceilings, body);
     const auto intoGroup = [&]<template <Gives, Gives> class Into, Gives What>() {
         const Into<What, What> volatility(group.m_volatility, group.rows.volatility, ceilings);
         if (!group.SidesDiffer()) return body(volatility);
@@ -41,6 +53,8 @@ void RiskNodeFutures::WithTakerOfSide(bool ofDelivery, const kernels::Ceilings& 
     using namespace kernels;
     if (m_group == nullptr) return body(Collapse(ofDelivery ? rows.delivery : rows.volatility));
     RiskNodeMMS& group = *m_group;
+    if (group.m_only != nullptr)
+        return WithTakerOfOnlyMember(ofDelivery ? group.rows.delivery : group.rows.volatility, ceilings, body);
     const auto intoGroup = [&]<Gives What>() {
         const IntoGroup<What, What> side(ofDelivery ? group.m_delivery : group.m_volatility,
                                          ofDelivery ? group.rows.delivery : group.rows.volatility, ceilings);

@@ -5,15 +5,16 @@ namespace kv7im {
 
 void RiskNodeMMS::MakeRoomFor(const RiskNodeMMS& other)
 {
-    MakeRoom(!other.m_volatility.IsFlat(), other.SidesDiffer());
+    KeepCells();
+    MakeRoom(!other.CellsOfSide(false).IsFlat(), other.SidesDiffer());
     RiskHasChanged();
 }
 
 RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
 {
     MakeRoomFor(other);
-    if (SidesDiffer()) m_delivery += other.SidesDiffer() ? other.m_delivery : other.m_volatility;
-    m_volatility += other.m_volatility;
+    if (SidesDiffer()) m_delivery += other.CellsOfSide(other.SidesDiffer());
+    m_volatility += other.CellsOfSide(false);
     NOVj += other.NOVj;
     m_totalCumulativePerformance += other.m_totalCumulativePerformance;
     return *this;
@@ -22,8 +23,8 @@ RiskNodeMMS& RiskNodeMMS::operator+=(const RiskNodeMMS& other)
 RiskNodeMMS& RiskNodeMMS::operator-=(const RiskNodeMMS& other)
 {
     MakeRoomFor(other);
-    if (SidesDiffer()) m_delivery -= other.SidesDiffer() ? other.m_delivery : other.m_volatility;
-    m_volatility -= other.m_volatility;
+    if (SidesDiffer()) m_delivery -= other.CellsOfSide(other.SidesDiffer());
+    m_volatility -= other.CellsOfSide(false);
     NOVj -= other.NOVj;
     m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
     return *this;
