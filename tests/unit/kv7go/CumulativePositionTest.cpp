@@ -2,8 +2,6 @@
 // to the margin.
 #include "book/Position.h"
 
-#include <bit>
-#include <cmath>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -93,8 +91,8 @@ TEST(CumulativePosition, FromZeroToZeroLeavesTheNodesAsTheyWere)
         const std::vector<double> ownerBefore = CellsOf(desk.position.GetOwnerRiskNode().Volatility());
         const double marginBefore = desk.book.Margins().volatility;
         desk.Set(SecondOption, 0, 0.0);
-        EXPECT_TRUE(SameBits(CellsOf(desk.Series().Volatility()), seriesBefore));
-        EXPECT_TRUE(SameBits(CellsOf(desk.position.GetOwnerRiskNode().Volatility()), ownerBefore));
+        EXPECT_TRUE(SameCells(CellsOf(desk.Series().Volatility()), seriesBefore));
+        EXPECT_TRUE(SameCells(CellsOf(desk.position.GetOwnerRiskNode().Volatility()), ownerBefore));
         EXPECT_EQ(desk.book.Margins().volatility, marginBefore);
         EXPECT_EQ(desk.position.GetOptionPositionCount(), 2U);
     }
@@ -121,7 +119,8 @@ TEST(CumulativePosition, TheNodeOfTheSeriesHoldsTheTheoreticalResultsOfItsPositi
     Desk desk(MarketOf({}));
     desk.Set(FirstOption, -1, 64.0);
     const kv7im::Profile values = desk.Option(FirstOption).GetProfile(Level);
-    const kv7im::Profile& node = desk.Series().Volatility().GetRisk();
+    const kv7im::Risk risk = desk.Series().Volatility();
+    const kv7im::Profile& node = risk.GetRisk();
     for (std::size_t scenario = 0; scenario < 3; ++scenario)
         for (std::size_t column = 0; column < 5; ++column)
             EXPECT_DOUBLE_EQ(node.Volatility(scenario)[column], -(values.Volatility(scenario)[column] - 64.0) * 2.0);
@@ -153,7 +152,7 @@ TEST(CumulativePosition, TheRuleOfNoDiscountIsForFuturesOnly)
     Desk withRule(MarketOf({}), rules);
     desk.Set(FirstOption, 3, 10.0);
     withRule.Set(FirstOption, 3, 10.0);
-    EXPECT_TRUE(SameBits(desk.Series(), withRule.Series()));
+    EXPECT_TRUE(SameNodes(desk.Series(), withRule.Series()));
 }
 
 // What stands in spread is in the node of the futures; what stands alone never reaches it or any group.
@@ -162,8 +161,8 @@ TEST(CumulativePosition, ASeriesInSpreadIsInTheNodeOfItsFutures)
     Desk desk(MarketOf({}));
     desk.Set(FirstOption, -1, 64.0);
     const kv7im::RiskNodeFutures& owner = desk.position.GetOwnerRiskNode();
-    EXPECT_TRUE(SameBits(CellsOf(owner.Volatility().GetRisk().Volatility()),
-                         CellsOf(desk.Series().Volatility().GetRisk().Volatility())));
+    EXPECT_TRUE(SameCells(CellsOf(owner.Volatility().GetRisk().Volatility()),
+                          CellsOf(desk.Series().Volatility().GetRisk().Volatility())));
     EXPECT_EQ(desk.book.Margins().volatility, owner.parent->GetInitialMarginValue());
     EXPECT_EQ(desk.position.GetTotalVolatilityInitialMargin(), owner.parent->GetInitialMarginValue());
     EXPECT_EQ(desk.Series().GetInitialMarginValue(), 0.0) << "it is not margined by itself";
@@ -188,8 +187,8 @@ TEST(CumulativePosition, ASeriesAloneNeverTouchesTheFuturesOrAGroup)
         const std::vector<double> groupBefore = CellsOf(group.Volatility());
 
         desk.Set(FirstOption, -1, 64.0);
-        EXPECT_TRUE(SameBits(CellsOf(desk.position.GetOwnerRiskNode().Volatility()), ownerBefore));
-        EXPECT_TRUE(SameBits(CellsOf(group.Volatility()), groupBefore));
+        EXPECT_TRUE(SameCells(CellsOf(desk.position.GetOwnerRiskNode().Volatility()), ownerBefore));
+        EXPECT_TRUE(SameCells(CellsOf(group.Volatility()), groupBefore));
         const double alone = desk.Series().GetInitialMarginValue();
         EXPECT_GT(alone, 0.0);
         EXPECT_EQ(desk.book.Margins().volatility, ofFutures.volatility + alone);
@@ -286,7 +285,7 @@ TEST(CumulativePosition, ASeriesHasDeliveryRowsOnlyWhereTheParticipantCountsItsD
         rules.clearings = clearings;
         Desk desk(MarketOf(series), rules);
         desk.Set(FirstOption, 1, 64.0); // exercised near the strike it may cost more than its premium
-        const kv7im::Parameters& dimensions = desk.Series().Volatility().GetRisk().GetParameters();
+        const kv7im::Parameters dimensions = desk.Series().Volatility().GetRisk().GetParameters();
         const std::size_t deliveries = desk.Option(FirstOption).GetParameters(Level).expirationScenariosCount;
         ASSERT_GT(deliveries, 0U);
         EXPECT_EQ(dimensions.expirationScenariosCount, clearings < 2 ? 0U : deliveries);
@@ -307,7 +306,7 @@ TEST(CumulativePosition, TheNodeOfASeriesTakesTheRatioOfTheBaseContractAndTheLev
     desk.Set(FirstOption, -1, 64.0);
     EXPECT_EQ(desk.Series().GetBrokerBaseContractGORatio(), 1.25);
     EXPECT_EQ(desk.Series().GetLevel(), Enums::ClientRiskLevel::High);
-    const kv7im::Parameters& dimensions = desk.Series().Volatility().GetRisk().GetParameters();
+    const kv7im::Parameters dimensions = desk.Series().Volatility().GetRisk().GetParameters();
     EXPECT_GT(dimensions.subPointsCount, 0U);
     EXPECT_EQ(dimensions.subPointsCount, desk.Option(FirstOption).GetSubPointsCount(rules.level));
     EXPECT_NE(dimensions.subPointsCount, desk.Option(FirstOption).GetSubPointsCount(Level));

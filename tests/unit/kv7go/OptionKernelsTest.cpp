@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "NodePairs.h"
 #include "OptionFamily.h"
-#include "PlainSeries.h"
 #include "SeriesKinds.h"
 
 namespace test::OptionKernelsTest {
@@ -18,69 +18,11 @@ namespace {
 
 using kv7im::Risk;
 using kv7im::RiskMatrix;
-using kv7im::RiskNodeFutures;
-using kv7im::RiskNodeOptionSeries;
-using kv7im::RiskRow;
 
 using Kind = SeriesKind;
-using ::SameBits;
 
-constexpr auto Level = Enums::ClientRiskLevel::Default;
-constexpr double ChargeRatio = 1.7;
-
-// The real cells. Padding differs where sub-points are folded and means nothing.
-testing::AssertionResult SameBits(const RiskMatrix& a, const RiskMatrix& b)
-{
-    if (a.RowsCount() != b.RowsCount() || a.ColsCount() != b.ColsCount())
-        return testing::AssertionFailure() << "other dimensions";
-    for (std::size_t row = 0; row < a.RowsCount(); ++row)
-        for (std::size_t column = 0; column < a.ColsCount(); ++column)
-            if (auto same = SameBits(a[row][column], b[row][column]); !same)
-                return same << " at row " << row << ", column " << column;
-    return testing::AssertionSuccess();
-}
-
-testing::AssertionResult SameBits(const Risk& a, const Risk& b)
-{
-    if (auto same = SameBits(a.GetRisk().Volatility(), b.GetRisk().Volatility()); !same) return same << " (volatility)";
-    if (auto same = SameBits(a.GetRisk().InterestRate(), b.GetRisk().InterestRate()); !same) return same << " (rates)";
-    if (auto same = SameBits(a.GetRisk().VolatilityMismatch(), b.GetRisk().VolatilityMismatch()); !same)
-        return same << " (mismatch)";
-    if (auto same = SameBits(a.GetRisk().Expiration(), b.GetRisk().Expiration()); !same) return same << " (deliveries)";
-    for (std::size_t i = 0; i < kv7im::SpecialRiskPoints::size(); ++i)
-        if (auto same = SameBits(a.GetSpecialRiskPoints().pData()[i], b.GetSpecialRiskPoints().pData()[i]); !same)
-            return same << " (point " << i << ')';
-    return testing::AssertionSuccess();
-}
-
-testing::AssertionResult SameBits(const RiskRow& a, const RiskRow& b)
-{
-    if (a.size() != b.size()) return testing::AssertionFailure() << "lengths " << a.size() << " and " << b.size();
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (auto same = SameBits(a[i], b[i]); !same) return same << " at price point " << i;
-    return SameBits(a.min(), b.min()) << " (minimum of the row, its padding included)";
-}
-
-kv7im::Parameters DimensionsOf(const OptionFamily& family, const Kind& kind)
-{
-    kv7im::Parameters parameters = family.Option(0).GetParameters(Level);
-    if (!kind.deliveries) parameters.expirationScenariosCount = 0;
-    return parameters;
-}
-
-RiskNodeOptionSeries SeriesNodeOf(const OptionFamily& family, const Kind& kind)
-{
-    const kv7im::Parameters parameters = DimensionsOf(family, kind);
-    if (parameters.hasSubPoints())
-        return RiskNodeOptionSeries(parameters, family.series->GetBindingArray(Level), 1.0, Level);
-    return RiskNodeOptionSeries(parameters, 1.0, Level);
-}
-
-RiskNodeFutures FuturesNodeOf(const OptionFamily& family)
-{
-    return RiskNodeFutures(family.futures->GetProfile(Level).GetParameters(), 1.0, Level,
-                           family.futures->IsCollateral());
-}
+constexpr auto Level = PairLevel;
+constexpr auto Whole = Risk::CollapseProperty::NegativeAndPositive;
 
 struct Step
 {
@@ -105,75 +47,21 @@ std::vector<Step> RandomSteps(unsigned seed, std::size_t options)
     return steps;
 }
 
-// The engine's nodes under the same steps as the plain ones.
+// A series, the futures that it is in spread with, and steps of either.
 struct Pair
 {
-    explicit Pair(const Kind& ofKind)
-        : kind(ofKind),
-          family(FamilyOf(kind)),
-          series(SeriesNodeOf(family, kind)),
-          futures(FuturesNodeOf(family)),
-          plainSeries(*family.series, DimensionsOf(family, kind), Level, ChargeRatio),
-          plainFutures(futures),
-          held(family.options.size())
-    {}
+    explicit Pair(const Kind& ofKind) : series(ofKind), futures(*series.family.futures) {}
 
     void Change(const Step& step, bool inSpread)
     {
-        const kv7im::CSpecOption& option = family.Option(step.option);
-        Holding& holding = held[step.option];
-        const auto before = option.DescribePosition(holding.quantity, holding.price, Level);
-        holding = {step.quantity, step.price};
-        const auto after = option.DescribePosition(holding.quantity, holding.price, Level);
         if (inSpread)
-            series.ReplacePositionInSpread(before, after, ChargeRatio, futures, kind.lossesOnly);
+            series.SetPosition(step.option, step.quantity, step.price, futures);
         else
-            series.ReplacePosition(before, after, ChargeRatio);
-        plainSeries.SetPosition(option, step.quantity, step.price, 0.0, inSpread ? &plainFutures : nullptr);
+            series.SetPosition(step.option, step.quantity, step.price);
     }
 
-    void ChangeFutures(std::int64_t quantity, double price)
-    {
-        const auto before = family.futures->DescribePosition(heldFutures.quantity, heldFutures.price, Level);
-        plainFutures -= FuturesRisk();
-        heldFutures = {quantity, price};
-        futures.ReplacePosition(before, family.futures->DescribePosition(quantity, price, Level), ChargeRatio);
-        plainFutures += FuturesRisk();
-    }
-
-    void ExpectSameSeries() const
-    {
-        ASSERT_TRUE(SameBits(series.Volatility(), plainSeries.node.Volatility()));
-        ASSERT_TRUE(SameBits(series.Expiration(), plainSeries.node.Expiration()));
-    }
-
-    void ExpectSameFutures() const
-    {
-        ASSERT_TRUE(SameBits(futures.Volatility(), plainFutures.Volatility()));
-        ASSERT_TRUE(SameBits(futures.Expiration(), plainFutures.Expiration()));
-    }
-
-    struct Holding
-    {
-        std::int64_t quantity = 0;
-        double price = 0.0;
-    };
-
-    Kind kind;
-    OptionFamily family;
-    RiskNodeOptionSeries series;
-    RiskNodeFutures futures;
-    PlainSeries plainSeries;
-    RiskNodeFutures plainFutures;
-    std::vector<Holding> held;
-    Holding heldFutures;
-
-private:
-    [[nodiscard]] Risk FuturesRisk() const
-    {
-        return ScaledRisk(family.futures->TransformToPosition(heldFutures.quantity, heldFutures.price, Level),
-                          ChargeRatio);
-    }
+    SeriesPair series;
+    FuturesPair futures;
 };
 
 bool HasNegativeCell(const RiskMatrix& matrix)
@@ -209,19 +97,11 @@ TEST(OptionKernels, AChangeInASeriesAloneHasTheBitsOfSubtractingAddingAndCollaps
         if (kind.lossesOnly) continue; // a series standing alone shows nothing to anybody
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
-        for (const Step& step : RandomSteps(static_cast<unsigned>(kind.riskPointsN), pair.held.size())) {
+        for (const Step& step : RandomSteps(static_cast<unsigned>(kind.riskPointsN), pair.series.OptionsCount())) {
             pair.Change(step, false);
-            const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-            const auto fast = pair.series.GetRolledUpRiskNode(whole);
-            const auto plainly = pair.plainSeries.node.GetRolledUpRiskNode(whole);
-            ASSERT_TRUE(SameBits(fast.Volatility(), plainly.Volatility()));
-            ASSERT_TRUE(SameBits(fast.Expiration(), plainly.Expiration()));
-            ASSERT_TRUE(fast.ExpirationPoints() == plainly.ExpirationPoints());
-            ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
-            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginValue(*pair.family.contract),
-                                 pair.plainSeries.node.UpdateInitialMarginValue(*pair.family.contract)));
-            ASSERT_TRUE(SameBits(pair.series.UpdateInitialMarginDeliveryValue(*pair.family.contract),
-                                 pair.plainSeries.node.UpdateInitialMarginDeliveryValue(*pair.family.contract)));
+            ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSameRows());
+            ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+            ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSameMargins());
         }
     }
 }
@@ -232,14 +112,14 @@ TEST(OptionKernels, TheRowsThatComeOutOnTheWayAreThoseOfTheCollapsedCells)
     for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
-        for (const Step& step : RandomSteps(7, pair.held.size()))
+        for (const Step& step : RandomSteps(7, pair.series.OptionsCount()))
             pair.Change(step, false);
         pair.Change({0, -3, 50.0}, false);
-        const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-        const RiskRow volatility = pair.series.Volatility().CollapseToRiskRow(whole);
-        const RiskRow delivery = kv7im::min(volatility, pair.series.Expiration().CollapseToRiskRow(whole));
-        ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Volatility(), volatility));
-        ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Expiration(), delivery));
+        const kv7im::RiskNodeOptionSeries& node = pair.series.engine;
+        const kv7im::RiskRow volatility = node.Volatility().CollapseToRiskRow(Whole);
+        const kv7im::RiskRow delivery = kv7im::min(volatility, node.Expiration().CollapseToRiskRow(Whole));
+        ASSERT_TRUE(SameRow(node.GetRolledUpRiskNode(Whole).Volatility(), volatility));
+        ASSERT_TRUE(SameRow(node.GetRolledUpRiskNode(Whole).Expiration(), delivery));
     }
 }
 
@@ -249,12 +129,15 @@ TEST(OptionKernels, AChangeInASeriesInSpreadHasTheBitsOfTakingTheOldViewOutAndPu
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
         std::int64_t futuresQuantity = 3;
-        for (const Step& step : RandomSteps(static_cast<unsigned>(kind.riskPointsN) + 100, pair.held.size())) {
+        for (const Step& step :
+             RandomSteps(static_cast<unsigned>(kind.riskPointsN) + 100, pair.series.OptionsCount())) {
             pair.Change(step, true);
-            ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
-            ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
-            pair.ChangeFutures(futuresQuantity, 990.0); // the sides differ now, and neither is mistaken for the other
-            ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
+            ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+            ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+            // The sides differ now, and neither is mistaken for the other.
+            pair.futures.SetPosition(futuresQuantity, 990.0);
+            ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+            ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSameRows());
             futuresQuantity = -2 * futuresQuantity % 1001;
         }
     }
@@ -265,45 +148,34 @@ TEST(OptionKernels, ASeriesWithoutDeliveriesChangesBothSidesOfAFuturesWhoseSides
 {
     for (const bool lossesOnly : {false, true})
         for (const bool subPoints : {false, true}) {
-            Pair delivered({4, 5, subPoints, true, lossesOnly, false});
-            Pair other({4, 5, subPoints, false, lossesOnly, false});
-            delivered.Change({0, -7, 60.0}, true);
-            other.futures = delivered.futures;
-            other.plainFutures = delivered.plainFutures;
-            ASSERT_NE(other.futures.Volatility(), other.futures.Expiration());
-            for (const Step& step : RandomSteps(11, other.held.size())) {
-                other.Change(step, true);
-                ASSERT_NO_FATAL_FAILURE(other.ExpectSameFutures());
-            }
-            delivered.futures = other.futures;
-            delivered.plainFutures = other.plainFutures;
-            for (const Step& step : RandomSteps(12, delivered.held.size())) {
-                delivered.Change(step, true);
-                ASSERT_NO_FATAL_FAILURE(delivered.ExpectSameFutures());
-            }
+            SeriesPair delivered({4, 5, subPoints, true, lossesOnly, false});
+            SeriesPair other({4, 5, subPoints, false, lossesOnly, false});
+            FuturesPair futures(*delivered.family.futures);
+            const auto change = [&](SeriesPair& series, const Step& step) {
+                series.SetPosition(step.option, step.quantity, step.price, futures);
+                ASSERT_NO_FATAL_FAILURE(futures.ExpectSame());
+            };
+            change(delivered, {0, -7, 60.0});
+            ASSERT_NE(futures.engine.Volatility(), futures.engine.Expiration());
+            for (const Step& step : RandomSteps(11, other.OptionsCount()))
+                ASSERT_NO_FATAL_FAILURE(change(other, step));
+            for (const Step& step : RandomSteps(12, delivered.OptionsCount()))
+                ASSERT_NO_FATAL_FAILURE(change(delivered, step));
         }
 }
 
-// A series that is told of a risk by other means forgets the view that it had worked out.
-TEST(OptionKernels, ARiskAddedPlainlyInBetweenIsInTheNextView)
+// A change that the futures was not told of: the next one takes out what the series shows by then.
+TEST(OptionKernels, AChangeAloneInBetweenIsInTheNextView)
 {
     for (const Kind& kind : AllSeriesKinds()) {
         SCOPED_TRACE(kind.Text());
         Pair pair(kind);
-        const auto view = [&](const RiskNodeOptionSeries& node) {
-            return kind.lossesOnly ? node.GetTransformedRisk() : node;
-        };
-        unsigned seed = 1;
-        for (const Step& step : RandomSteps(21, pair.held.size())) {
+        std::size_t untold = 1;
+        for (const Step& step : RandomSteps(21, pair.series.OptionsCount())) {
             pair.Change(step, true);
-            const Risk extra = pair.family.Option(seed++ % 6).TransformToPosition(-2, 30.0, Level);
-            pair.futures -= view(pair.series);
-            pair.plainFutures -= view(pair.plainSeries.node);
-            pair.series += extra;
-            pair.plainSeries.node += extra;
-            pair.futures += view(pair.series);
-            pair.plainFutures += view(pair.plainSeries.node);
-            ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
+            pair.Change({untold++ % 6, -2, 30.0}, false);
+            ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+            ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
         }
     }
 }
@@ -314,11 +186,11 @@ TEST(OptionKernels, AChangeOfTheHalfNettingRuleIsSeenByBothForms)
     for (const bool subPoints : {false, true})
         for (const bool deliveries : {false, true}) {
             Pair pair({3, 3, subPoints, deliveries, false, false});
-            for (const Step& step : RandomSteps(31, pair.held.size())) {
-                pair.kind.lossesOnly = !pair.kind.lossesOnly;
-                pair.family.series->EnforceHalfNetting = pair.kind.lossesOnly;
+            for (const Step& step : RandomSteps(31, pair.series.OptionsCount())) {
+                pair.series.kind.lossesOnly = !pair.series.kind.lossesOnly;
+                pair.series.family.series->EnforceHalfNetting = pair.series.kind.lossesOnly;
                 pair.Change(step, true);
-                ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
+                ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
             }
         }
 }
@@ -342,41 +214,44 @@ TEST(OptionKernels, UnusualNumbersHaveTheBitsOfThePlainForm)
                 Pair pair(kind);
                 for (const Step& step : walk) {
                     pair.Change(step, inSpread);
-                    ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
-                    ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
-                    const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Volatility(),
-                                         pair.plainSeries.node.GetRolledUpRiskNode(whole).Volatility()));
-                    ASSERT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Expiration(),
-                                         pair.plainSeries.node.GetRolledUpRiskNode(whole).Expiration()));
+                    ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+                    ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+                    ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSameRows());
                 }
             }
+}
+
+// Makes values of an option that are no numbers. They lie in the option, which shows them to readers only.
+void SpoilColumn(const kv7im::CSpecOption& option, std::size_t column)
+{
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    auto& grid = const_cast<kv7im::OptionGrid&>(option.GetGrid(Level));
+    grid.Values(column / kv7im::RiskItem::Lanes)[1][column % kv7im::RiskItem::Lanes] = nan;
+    grid.RateStress(column / kv7im::RiskItem::Lanes)[column % kv7im::RiskItem::Lanes] = nan;
 }
 
 // A result that is no number wipes out, scenario by scenario, what the point that it is folded onto holds, and counts
 // as nothing itself. Folding the finished minima instead would not know of it.
 TEST(OptionKernels, ACellThatIsNoNumberIsFoldedAsInThePlainForm)
 {
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     for (const std::int32_t riskPointsN : {1, 4, 40})
         for (const bool realPoint : {false, true}) {
             const Kind kind{riskPointsN, 3, true, false, false, false};
             const kv7im::Parameters dimensions = DimensionsOf(FamilyOf(kind), kind);
             for (std::size_t column = realPoint ? 0 : dimensions.pointsCount;
-                 column < (realPoint ? dimensions.pointsCount : dimensions.length()); column += 3) {
-                Pair fresh(kind);
-                Risk broken(dimensions);
-                broken.GetRisk().Volatility(1)[column] = nan;
-                broken.GetRisk().InterestRateUp()[column] = nan;
-                fresh.series += broken;
-                fresh.plainSeries.node += broken;
-                fresh.Change({0, -3, 10.0}, false);
-                fresh.Change({3, 2, 90.0}, false);
-                const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-                ASSERT_TRUE(SameBits(fresh.series.GetRolledUpRiskNode(whole).Volatility(),
-                                     fresh.plainSeries.node.GetRolledUpRiskNode(whole).Volatility()))
-                    << "NaN in column " << column << " of " << dimensions.length();
-            }
+                 column < (realPoint ? dimensions.pointsCount : dimensions.length()); column += 3)
+                for (const bool inSpread : {false, true}) {
+                    Pair pair(kind);
+                    SpoilColumn(pair.series.family.Option(1), column);
+                    pair.Change({1, -1, 10.0}, inSpread);
+                    ASSERT_TRUE(std::isnan(pair.series.engine.Volatility().GetRisk().Volatility(1)[column]));
+                    pair.Change({0, -3, 10.0}, inSpread);
+                    pair.Change({3, 2, 90.0}, inSpread);
+                    ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+                    ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSameRows())
+                        << "NaN in column " << column << " of " << dimensions.length();
+                    ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+                }
         }
 }
 
@@ -387,12 +262,13 @@ TEST(OptionKernels, APricePointOutOfAllDeliveriesHasTheBitsOfThePlainForm)
     for (const bool subPoints : {false, true})
         for (const bool lossesOnly : {false, true}) {
             Pair pair({3, 3, subPoints, true, lossesOnly, false});
-            pair.family.futures->Limit[Level] = 1.0; // of the deliveries at the ends only the ends are left
-            for (const Step& step : RandomSteps(41, pair.held.size())) {
-                pair.ChangeFutures(step.quantity, 1000.0);
+            // Of the deliveries at the ends only the ends are left.
+            pair.series.family.futures->Limit[Level] = 1.0;
+            for (const Step& step : RandomSteps(41, pair.series.OptionsCount())) {
+                pair.futures.SetPosition(step.quantity, 1000.0);
                 pair.Change(step, true);
-                ASSERT_NO_FATAL_FAILURE(pair.ExpectSameSeries());
-                ASSERT_NO_FATAL_FAILURE(pair.ExpectSameFutures());
+                ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+                ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
             }
         }
 }
@@ -404,22 +280,23 @@ TEST(OptionKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns
         for (const bool lossesOnly : {false, true}) {
             Pair pair({4, 3, true, true, lossesOnly, false});
             pair.Change({0, -1, 40.0}, true);
-            const std::size_t columns = pair.series.Volatility().GetRisk().Volatility().ColsCount();
+            kv7im::RiskNodeOptionSeries& node = pair.series.engine;
+            OptionFamily& family = pair.series.family;
+            const std::size_t columns = node.Volatility().GetRisk().Volatility().ColsCount();
             for (const auto level : Enums::PossibleClientRiskLevelValues)
-                pair.family.series->AdjustedSubRiskStep[level] = step;
-            pair.family.series->RecalcInvariants();
-            for (const auto& option : pair.family.options)
+                family.series->AdjustedSubRiskStep[level] = step;
+            family.series->RecalcInvariants();
+            for (const auto& option : family.options)
                 option->RecalcInvariants();
-            ASSERT_NE(pair.family.Option(0).GetGrid(Level).ColsCount(), columns);
-            const kv7im::CSpecOption& option = pair.family.Option(0);
+            ASSERT_NE(family.Option(0).GetGrid(Level).ColsCount(), columns);
+            const kv7im::CSpecOption& option = family.Option(0);
             const auto flat = option.DescribePosition(0, 0.0, Level);
             const auto sold = option.DescribePosition(-1, 40.0, Level);
-            pair.series.ReplacePositionInSpread(flat, sold, 1.0, pair.futures, lossesOnly);
-            pair.series.ReplacePosition(sold, flat, 1.0);
-            EXPECT_EQ(pair.series.Volatility().GetRisk().Volatility().ColsCount(), columns);
-            const auto whole = Risk::CollapseProperty::NegativeAndPositive;
-            EXPECT_TRUE(SameBits(pair.series.GetRolledUpRiskNode(whole).Volatility(),
-                                 pair.series.Volatility().CollapseToRiskRow(whole)));
+            node.ReplacePositionInSpread(flat, sold, 1.0, pair.futures.engine, lossesOnly);
+            node.ReplacePosition(sold, flat, 1.0);
+            EXPECT_EQ(node.Volatility().GetRisk().Volatility().ColsCount(), columns);
+            EXPECT_TRUE(
+                SameRow(node.GetRolledUpRiskNode(Whole).Volatility(), node.Volatility().CollapseToRiskRow(Whole)));
         }
 }
 

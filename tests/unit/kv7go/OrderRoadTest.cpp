@@ -64,7 +64,7 @@ void WalkWithOrders(const plain::Market& market, const plain::Rules& rules, unsi
             road.SetOption(isin, quantity, 40.25, 3);
         }
         ASSERT_NO_FATAL_FAILURE(road.ExpectSameNodesAndMargins());
-        const kv7im::RiskNodeFutures& owner = road.plainly.Owner();
+        const plain::FuturesNode& owner = road.Twin().Owner();
         if (owner.Volatility() != owner.Expiration()) ++stepsOfTwoSides;
     }
     EXPECT_GT(stepsOfTwoSides, 10) << "the walk says little about deliveries";
@@ -191,9 +191,9 @@ TEST(OrderRoad, OrdersInASpreadHaveTheBitsOfThePlainSequenceOnBothLegs)
                         const auto owner = [&](Isin isin) -> const kv7im::RiskNodeFutures& {
                             return book.portfolio.GetFuturesPositionByIsin(isin)->GetOwnerRiskNode();
                         };
-                        ASSERT_TRUE(SameBits(owner(1), plainNear.Owner())) << "step " << step;
-                        ASSERT_TRUE(SameBits(owner(2), plainFar.Owner())) << "step " << step;
-                        ASSERT_TRUE(SameBits(*owner(1).parent, plainNear.MMS())) << "step " << step;
+                        ASSERT_TRUE(SameNodes(owner(1), plainNear.Owner())) << "step " << step;
+                        ASSERT_TRUE(SameNodes(owner(2), plainFar.Owner())) << "step " << step;
+                        ASSERT_TRUE(SameNodes(*owner(1).parent, plainNear.MMS())) << "step " << step;
                         ASSERT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
                                              {plainNear.Margins().volatility, plainNear.Margins().delivery}))
                             << "step " << step;

@@ -1,56 +1,16 @@
 // Road: one book and its plain twin under the same changes, compared bit by bit from the cells to the margins.
 #pragma once
 
-#include <bit>
-#include <cmath>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "EngineBook.h"
 #include "PlainNodes.h"
-
-inline std::vector<double> CellsOf(const kv7im::RiskMatrix& matrix)
-{
-    std::vector<double> cells;
-    for (std::size_t row = 0; row < matrix.RowsCount(); ++row)
-        for (std::size_t column = 0; column < matrix.ColsCount(); ++column)
-            cells.push_back(matrix[row][column]);
-    return cells;
-}
-
-inline std::vector<double> CellsOf(const kv7im::Risk& risk)
-{
-    std::vector<double> cells;
-    for (const kv7im::RiskMatrix* const matrix : {&risk.GetRisk().Volatility(), &risk.GetRisk().InterestRate(),
-                                                  &risk.GetRisk().VolatilityMismatch(), &risk.GetRisk().Expiration()}) {
-        const std::vector<double> more = CellsOf(*matrix);
-        cells.insert(cells.end(), more.begin(), more.end());
-    }
-    const kv7im::SpecialRiskPoints& points = risk.GetSpecialRiskPoints();
-    cells.insert(cells.end(), points.pData(), points.pData() + kv7im::SpecialRiskPoints::size());
-    return cells;
-}
-
-inline testing::AssertionResult SameBits(const std::vector<double>& a, const std::vector<double>& b)
-{
-    if (a.size() != b.size()) return testing::AssertionFailure() << "sizes " << a.size() << " and " << b.size();
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (!(std::isnan(a[i]) && std::isnan(b[i])) &&
-            std::bit_cast<std::uint64_t>(a[i]) != std::bit_cast<std::uint64_t>(b[i]))
-            return testing::AssertionFailure() << "cell " << i << ": " << a[i] << " and " << b[i];
-    return testing::AssertionSuccess();
-}
-
-inline testing::AssertionResult SameBits(const kv7im::RiskNodeBase& a, const kv7im::RiskNodeBase& b)
-{
-    if (auto same = SameBits(CellsOf(a.Volatility()), CellsOf(b.Volatility())); !same) return same << " (volatility)";
-    if (auto same = SameBits(CellsOf(a.Expiration()), CellsOf(b.Expiration())); !same) return same << " (delivery)";
-    return SameBits({a.GetNOVj()}, {b.GetNOVj()}) << " (net option value)";
-}
+#include "SameNodes.h"
 
 inline constexpr Isin RoadFutures = 1;
 
@@ -98,20 +58,26 @@ inline plain::Market RoadMarket(const std::string& mcs, bool collateral, Enums::
     return market;
 }
 
-/// The same changes in the engine and in the plain form.
+/// The same changes in the engine and in the plain form, on every futures of a market.
 struct Road
 {
     Road(const plain::Market& ofMarket, const plain::Rules& rules)
-        : market(ofMarket),
-          repository(MakeRepository(market)),
-          book(*repository, rules),
-          plainly(*repository->GetFutures(RoadFutures), rules)
-    {}
-
-    void SetFutures(std::int64_t quantity, double price)
+        : market(ofMarket), repository(MakeRepository(market)), book(*repository, rules)
     {
-        ASSERT_EQ(book.portfolio.SetPosition(RoadFutures, quantity, price, 0), 0U);
-        plainly.SetPosition(quantity, price);
+        for (const FuturesSample& sample : market.futures) {
+            const kv7im::CSpecFutures& futures = *repository->GetFutures(sample.Isin);
+            if (twins.empty())
+                twins.try_emplace(sample.Isin, futures, rules);
+            else
+                twins.try_emplace(sample.Isin, futures, twins.begin()->second);
+        }
+    }
+
+    void SetFutures(std::int64_t quantity, double price) { SetFutures(RoadFutures, quantity, price); }
+    void SetFutures(Isin isin, std::int64_t quantity, double price)
+    {
+        ASSERT_EQ(book.portfolio.SetPosition(isin, quantity, price, 0), 0U);
+        twins.at(isin).SetPosition(quantity, price);
     }
 
     void SetOption(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
@@ -119,12 +85,12 @@ struct Road
         ASSERT_EQ(book.portfolio.SetPosition(isin, quantity, price, novQuantity), 0U);
         const kv7im::CSpecOption& option = *book.GetInstruments().GetOption(isin);
         const bool premium = option.VirtFutures->marginStyle == Enums::MarginStyle::Equity;
-        plainly.SetOption(option, quantity, price,
-                          premium ? static_cast<double>(novQuantity) * option.CalcOptPrice * 2.0 : 0.0,
-                          book.WeHaveToCalcDeliveryRisk(&option));
+        TwinOf(option).SetOption(option, quantity, price,
+                                 premium ? static_cast<double>(novQuantity) * option.CalcOptPrice * 2.0 : 0.0,
+                                 book.WeHaveToCalcDeliveryRisk(&option));
     }
 
-    /// One entry of the orders in the futures or in one of the options changes.
+    /// One entry of the orders in a futures or in one of the options changes.
     void ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity)
     {
         SClearingDeltaOrder order;
@@ -135,31 +101,52 @@ struct Road
         ASSERT_EQ(book.portfolio.ChangeOrder(isin, 1, &order), 0U);
         if (deltaQuantity == 0) return; // no record to the engine
         const OrdersMap orders{{key, order.orderInfo}};
-        if (isin == RoadFutures) {
-            plainly.AddOrders(orders);
+        if (const auto twin = twins.find(isin); twin != twins.end()) {
+            twin->second.AddOrders(orders);
         } else {
             const kv7im::CSpecOption& option = *book.GetInstruments().GetOption(isin);
-            plainly.AddOrders(option, orders, book.WeHaveToCalcDeliveryRisk(&option));
+            TwinOf(option).AddOrders(option, orders, book.WeHaveToCalcDeliveryRisk(&option));
         }
     }
 
     void ExpectSameNodesAndMargins() const
     {
-        const kv7im::CumulativePositionByFutures& position = *book.portfolio.GetFuturesPositionByIsin(RoadFutures);
-        const kv7im::RiskNodeFutures& owner = position.GetOwnerRiskNode();
-        ASSERT_TRUE(SameBits(owner, plainly.Owner()));
-        ASSERT_TRUE(owner.parent == nullptr || SameBits(*owner.parent, plainly.MMS()));
-        for (const auto& series : market.series) {
-            const PlainSeries* const plain = plainly.Series(series.Code);
-            if (plain == nullptr) continue;
-            ASSERT_TRUE(SameBits(*position.GetRiskNodeOptionSeriesByVFCode(series.Code), plain->node)) << series.Code;
+        for (const auto& [isin, twin] : twins) {
+            const kv7im::CumulativePositionByFutures* const position = book.portfolio.GetFuturesPositionByIsin(isin);
+            if (position == nullptr) continue;
+            ASSERT_NO_FATAL_FAILURE(ExpectSameNodes(*position, twin)) << "futures " << isin;
         }
-        ASSERT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
-                             {plainly.Margins().volatility, plainly.Margins().delivery}));
+        const plain::Margins expected = Twin().Margins();
+        ASSERT_TRUE(
+            SameBits({book.Margins().volatility, book.Margins().delivery}, {expected.volatility, expected.delivery}));
     }
+
+    [[nodiscard]] const PlainNodes& Twin(Isin isin = RoadFutures) const { return twins.at(isin); }
 
     plain::Market market;
     std::unique_ptr<kv7im::InstrumentsRepository> repository;
     EngineBook book;
-    PlainNodes plainly;
+    std::map<Isin, PlainNodes> twins; // by futures
+
+private:
+    [[nodiscard]] PlainNodes& TwinOf(const kv7im::CSpecOption& option)
+    {
+        return twins.at(option.VirtFutures->Futures->isin);
+    }
+
+    void ExpectSameNodes(const kv7im::CumulativePositionByFutures& position, const PlainNodes& twin) const
+    {
+        const kv7im::RiskNodeFutures& owner = position.GetOwnerRiskNode();
+        ASSERT_TRUE(SameNodes(owner, twin.Owner()));
+        for (const auto& series : market.series) {
+            const PlainSeries* const plain = twin.Series(series.Code);
+            if (plain == nullptr) continue;
+            ASSERT_TRUE(SameNodes(*position.GetRiskNodeOptionSeriesByVFCode(series.Code), plain->node)) << series.Code;
+        }
+        if (owner.parent == nullptr) return;
+        ASSERT_TRUE(SameNodes(*owner.parent, twin.MMS()));
+        ASSERT_TRUE(SameRows(*owner.parent, twin.MMS()));
+        if (owner.parent->parent == nullptr) return;
+        ASSERT_TRUE(SameGroups(*owner.parent->parent, twin.MCS()));
+    }
 };
