@@ -2,14 +2,20 @@
 // takes a base contract, and that the nodes' own memory of rows serves both modes.
 #include "nodes/RiskNode.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "EngineBook.h"
 #include "InstrumentSamples.h"
+#include "PlainRiskNodes.h"
+#include "SameNodes.h"
 
 namespace test::PositionsOnlyNodesTest {
 namespace {
@@ -20,7 +26,6 @@ using kv7im::RiskMatrix;
 using kv7im::RiskNodeFutures;
 using kv7im::RiskNodeMCS;
 using kv7im::RiskNodeMMS;
-using kv7im::RiskNodeOptionSeries;
 using kv7im::RolledUpRiskNode;
 using kv7im::SpecialRiskPoints;
 using testing::Each;
@@ -61,26 +66,64 @@ Risk RiskOf(const std::vector<double>& row, const std::vector<double>& points = 
     return risk;
 }
 
+/// A base contract whose stress points are never lifted off the ends of the grid: one rate in all tiers. radius 0: its
+/// prices are no currency's.
+BaseContractSample SampleOf(double radius, const std::string& codeMCS = "")
+{
+    BaseContractSample sample("BC", codeMCS);
+    if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
+    sample.MarketRisk1[Enums::ClientRiskLevel::Default] = sample.MarketRisk2[Enums::ClientRiskLevel::Default] =
+        sample.MarketRisk[Enums::ClientRiskLevel::Default];
+    return sample;
+}
+std::shared_ptr<kv7im::CSpecBaseContract> ContractOf(double radius, const std::string& codeMCS = "")
+{
+    std::shared_ptr<kv7im::CSpecBaseContract> contract = SampleOf(radius, codeMCS).Make(radius);
+    contract->Init();
+    return contract;
+}
+
+/// A futures of which one contract, bought for nothing, is `risk`: money is a price unit. `paperLoss`: bought at that
+/// and worth nothing now, it is the risk in the mode of positions alone, where the charges take the paper loss along.
+struct HandFutures
+{
+    explicit HandFutures(const Risk& risk, double radius = 0.0, double paperLoss = 0.0, const std::string& codeMCS = "")
+        : contract(ContractOf(radius, codeMCS)), futures(FuturesSample().Make(*contract))
+    {
+        futures->MoneyCoef = 1.0;
+        futures->coverZL[Level] = futures->coverZR[Level] = 1.0;
+        kv7im::Profile& profile = futures->GetProfile(Level);
+        profile.Volatility() = risk.GetRisk().Volatility();
+        SpecialRiskPoints& points = profile.GetSpecialRiskPoints();
+        points = risk.GetSpecialRiskPoints();
+        points.SetDownRisk(points.GetDownRisk() - paperLoss);
+        points.SetUpRisk(points.GetUpRisk() - paperLoss);
+    }
+    void AddTo(RiskNodeFutures& node) const
+    {
+        node.ReplacePosition(futures->DescribePosition(0, 0.0, Level), futures->DescribePosition(1, 0.0, Level), 1.0);
+    }
+
+    std::shared_ptr<kv7im::CSpecBaseContract> contract;
+    std::shared_ptr<kv7im::CSpecFutures> futures;
+};
+
 RiskNodeFutures NodeOf(const Risk& risk, double netOptionValue, double paperLoss, double ratio = 1.0)
 {
     RiskNodeFutures node(Parameters(Points, 3), ratio, Level, false);
-    node += risk;
+    HandFutures(risk).AddTo(node);
     node.AddNOVi(netOptionValue);
     node.AddCumulativePerformance(paperLoss);
     return node;
 }
 
-/// A base contract whose stress points are never lifted off the ends of the grid: one rate in all tiers. radius 0: its
-/// prices are no currency's.
-std::shared_ptr<kv7im::CSpecBaseContract> ContractOf(double radius)
+plain::FuturesNode PlainNodeOf(const Risk& risk, double netOptionValue, double paperLoss, double ratio = 1.0)
 {
-    BaseContractSample sample;
-    if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
-    sample.MarketRisk1[Enums::ClientRiskLevel::Default] = sample.MarketRisk2[Enums::ClientRiskLevel::Default] =
-        sample.MarketRisk[Enums::ClientRiskLevel::Default];
-    std::shared_ptr<kv7im::CSpecBaseContract> contract = sample.Make(radius);
-    contract->Init();
-    return contract;
+    plain::FuturesNode node(Parameters(Points, 3), ratio, Level, false);
+    node += risk;
+    node.AddNOVi(netOptionValue);
+    node.AddCumulativePerformance(paperLoss);
+    return node;
 }
 
 /// Two points of three scenarios, with stresses.
@@ -128,8 +171,8 @@ void ExpectWhatHalfNettingKeeps(Node node)
 
 TEST(PositionsOnlyHalfNetting, KeepsTheGainsThatThePaperLossCovers)
 {
-    ExpectWhatHalfNettingKeeps(RiskNodeFutures(Parameters(2, 3), 1.0, Level, false));
-    ExpectWhatHalfNettingKeeps(RiskNodeOptionSeries(Parameters(2, 3), 1.0, Level));
+    ExpectWhatHalfNettingKeeps(plain::FuturesNode(Parameters(2, 3), 1.0, Level, false));
+    ExpectWhatHalfNettingKeeps(plain::SeriesNode(Parameters(2, 3), 1.0, Level));
 }
 
 // Of deliveries as of scenarios: outcomes of 20 and -6, and the paper loss 5.
@@ -139,10 +182,10 @@ TEST(PositionsOnlyHalfNetting, KeepsTheOutcomesOfDeliveriesThatThePaperLossCover
     parameters.expirationScenariosCount = 1;
     Risk risk(parameters);
     Fill(risk.GetRisk().Expiration(), {{20, -6}});
-    RiskNodeOptionSeries series(parameters, 1.0, Level);
+    plain::SeriesNode series(parameters, 1.0, Level);
     series += risk;
     series.AddCumulativePerformance(5.0);
-    const RiskNodeOptionSeries kept = series.GetTransformedRisk_PositionsOnly();
+    const plain::SeriesNode kept = series.GetTransformedRisk_PositionsOnly();
     for (std::size_t row = 0; row < 3; ++row) {
         EXPECT_THAT(ValuesOf(kept.Volatility().GetRisk().Volatility()[row]), ElementsAre(0.0, 0.0));
         EXPECT_THAT(ValuesOf(kept.Expiration().GetRisk().Volatility()[row]), ElementsAre(5.0, -6.0));
@@ -157,10 +200,11 @@ TEST(PositionsOnlyCompose, GivesThePositivePartBackUpToThePaperLoss)
 {
     const auto contract = ContractOf(0.25);
     const Risk shallow = RiskOf({-40, -40, -40, -40, -40});
-    RiskNodeFutures node = NodeOf(shallow, 100.0, 20.0, 2.0);
-    EXPECT_EQ(node.ComposeInitialMarginByRisk_PositionsOnly(shallow, shallow.CollapseToRiskRow(PaperLosses), *contract),
+    const plain::FuturesNode plainly = PlainNodeOf(shallow, 100.0, 20.0, 2.0);
+    EXPECT_EQ(plainly.Compose(shallow, plainly.VolatilityRow(PaperLosses), *contract, plain::Mode::PositionsOnly),
               90.0);
-    EXPECT_EQ(node.ComposeInitialMarginByRisk(shallow, shallow.CollapseToRiskRow(Whole), *contract), 110.0);
+    EXPECT_EQ(plainly.Compose(shallow, plainly.VolatilityRow(), *contract, plain::Mode::Whole), 110.0);
+    RiskNodeFutures node = NodeOf(shallow, 100.0, 20.0, 2.0);
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 90.0);
     EXPECT_EQ(node.UpdateInitialMarginDeliveryValue_PositionsOnly(*contract), 90.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*contract), 20.0) << "the change of the one stored margin";
@@ -211,29 +255,52 @@ TEST(PositionsOnlyCompose, LeavesTheResultsOfBothSignsToThePlainMode)
         EXPECT_THAT(ValuesOf(node.GetRolledUpRiskNode(Whole).Expiration()), ElementsAre(-40, 10, -30, 20, 5));
         EXPECT_THAT(ValuesOf(node.GetRolledUpRiskNode(PaperLosses).Volatility()), ElementsAre(-40, 0, -30, 0, 0));
     }
-    node += RiskOf({-1, -1, -1, -1, -1});
+    HandFutures(RiskOf({-1, -1, -1, -1, -1})).AddTo(node);
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 1.0);
 }
 
-/// A base contract of five points in a group, and what its futures gives to it.
+plain::Rules RulesOf(Enums::SpreadMarginType interContract)
+{
+    plain::Rules rules;
+    rules.interContract = interContract;
+    return rules;
+}
+
+/// A base contract of five points in a group, and what its futures gives to it: of the engine, by a position that has
+/// lost `paperLoss`, and plainly. The instruments are the test's own: the book's repository knows the base contract by
+/// name only, for the ratio of its group.
 struct Group
 {
-    Group(double radius, Enums::SpreadMarginType ofType, double netOptionValue, double paperLoss, const Risk& risk)
-        : contract(ContractOf(radius)),
-          futures(FuturesSample().Make(*contract)),
-          type(ofType),
-          mms(*contract, 1.0, Level)
+    Group(double radius, Enums::SpreadMarginType type, double paperLoss, const Risk& risk)
+        : hand(risk, radius, paperLoss, "GROUP"),
+          repository(MakeRepository({{SampleOf(radius, "GROUP")}, {}, {{840, radius}}})),
+          book(*repository, RulesOf(type)),
+          position(&book, book.portfolio, *hand.futures),
+          mms(*hand.contract, 1.0, Level)
     {
-        mms += NodeOf(risk, netOptionValue, paperLoss);
-        mcs.AdditionAssignment_PositionsOnly(mms | Properties());
+        position.ChangeFuturesPosition_PositionsOnly(1, paperLoss, 0.0);
+        mms += PlainNodeOf(risk, 0.0, paperLoss);
+        plainly.Add(mms, *hand.contract, WindowOf(type), plain::Mode::PositionsOnly);
+        EXPECT_TRUE(SameSides(*position.GetOwnerRiskNode().parent, mms));
+        EXPECT_TRUE(SameRow(mcs.VolatilityRow(), plainly.VolatilityRow()));
+        EXPECT_TRUE(SameRow(mcs.ExpirationRow(), plainly.ExpirationRow()));
+        EXPECT_EQ(mcs.VolatilityPoints(), plainly.VolatilityPoints());
+        EXPECT_EQ(mcs.ExpirationPoints(), plainly.ExpirationPoints());
     }
-    [[nodiscard]] RiskNodeMMS::PropertiesForICS Properties() const { return {type, futures.get()}; }
+    [[nodiscard]] std::optional<std::size_t> WindowOf(Enums::SpreadMarginType type) const
+    {
+        if (type != Enums::SpreadMarginType::Netting) return std::nullopt;
+        return static_cast<std::size_t>(hand.contract->WindowSize);
+    }
+    void Close() { position.ChangeFuturesPosition_PositionsOnly(0, 0.0, 0.0); }
 
-    std::shared_ptr<kv7im::CSpecBaseContract> contract;
-    std::shared_ptr<kv7im::CSpecFutures> futures;
-    Enums::SpreadMarginType type;
-    RiskNodeMMS mms;
-    RiskNodeMCS mcs{Points, 1.0, Level};
+    HandFutures hand;
+    std::unique_ptr<kv7im::InstrumentsRepository> repository;
+    EngineBook book;
+    kv7im::CumulativePositionByFutures position;
+    const RiskNodeMCS& mcs = *position.GetOwnerRiskNode().parent->parent;
+    plain::GroupNode mms;
+    plain::GroupsNode plainly{Points, 1.0, Level};
 };
 
 // c = 0.25, no options, a paper loss of 20. The row {-8, 30, -4, 12, 16} is {-8, 0, -4, 0, 0}; its losses cost a
@@ -244,26 +311,30 @@ const std::vector<double> PointsOfGroup{20, -12, -4, -8, 24, 20, 20, 24};
 
 TEST(PositionsOnlyGroup, WithoutAWindowKeepsGainsUpToTheBentPaperLoss)
 {
-    Group group(0.25, Enums::SpreadMarginType::HalfNetting, 0.0, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
+    Group group(0.25, Enums::SpreadMarginType::HalfNetting, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), ElementsAre(-10.0, 0.0, -5.0, 0.0, 0.0));
     EXPECT_THAT(ValuesOf(group.mcs.ExpirationRow()), ElementsAre(-10.0, 0.0, -5.0, 0.0, 0.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), ElementsAre(25.0, -15.0, -5.0, -10.0, 25.0, 25.0, 25.0, 25.0));
-    EXPECT_EQ(group.mcs.UpdateInitialMarginValue_PositionsOnly(*group.contract), 15.0);
+    EXPECT_EQ(group.mcs.GetInitialMarginValue(), 15.0);
+    EXPECT_EQ(group.plainly.UpdateInitialMarginValue_PositionsOnly(), 15.0);
 
-    group.mcs -= (group.mms | group.Properties());
+    group.Close();
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), Each(0.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), Each(0.0));
+    group.plainly.Subtract(group.mms);
+    EXPECT_THAT(ValuesOf(group.plainly.VolatilityRow()), Each(0.0));
+    EXPECT_THAT(ValuesOf(group.plainly.VolatilityPoints()), Each(0.0));
 }
 
 // A window of half of N = 2 reaches one point to either side. The stress points below the market meet the row's first
 // cell, those above its last; the tails stay with their charges: min(-15, 25) and min(25, 28), cut at 25.
 TEST(PositionsOnlyGroup, UnderAWindowKeepsTheTailsUpToTheBentPaperLoss)
 {
-    Group group(0.25, Enums::SpreadMarginType::Netting, 0.0, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
+    Group group(0.25, Enums::SpreadMarginType::Netting, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), ElementsAre(-10.0, -10.0, -5.0, -5.0, 0.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), ElementsAre(0.0, -15.0, 0.0, 0.0, 0.0, 0.0, 25.0, 0.0));
 
-    Group above(0.25, Enums::SpreadMarginType::Netting, 0.0, 20.0, RiskOf(RowOfGroup, {0, 0, 0, 0, 0, 0, 40, 40}));
+    Group above(0.25, Enums::SpreadMarginType::Netting, 20.0, RiskOf(RowOfGroup, {0, 0, 0, 0, 0, 0, 40, 40}));
     EXPECT_EQ(above.mcs.VolatilityPoints().GetZR(), 25.0) << "40 + 10 - 10 = 40, cut at 25";
     EXPECT_EQ(above.mcs.VolatilityPoints().GetZL(), 0.0);
 }
@@ -271,7 +342,7 @@ TEST(PositionsOnlyGroup, UnderAWindowKeepsTheTailsUpToTheBentPaperLoss)
 // Where nothing bends the ceiling is the paper loss itself.
 TEST(PositionsOnlyGroup, WithoutCurvatureKeepsGainsUpToThePaperLoss)
 {
-    Group group(0.0, Enums::SpreadMarginType::HalfNetting, 0.0, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
+    Group group(0.0, Enums::SpreadMarginType::HalfNetting, 20.0, RiskOf(RowOfGroup, PointsOfGroup));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), ElementsAre(-8.0, 0.0, -4.0, 0.0, 0.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), ElementsAre(20.0, -12.0, -4.0, -8.0, 20.0, 20.0, 20.0, 20.0));
 }
@@ -281,22 +352,25 @@ TEST(PositionsOnlyGroup, WithoutCurvatureKeepsGainsUpToThePaperLoss)
 // meant so.
 TEST(PositionsOnlyGroup, OnlyTheVolatilityMarginTakesAGainForNothing)
 {
-    Group group(0.25, Enums::SpreadMarginType::HalfNetting, 10.0, 20.0, RiskOf({0, 0, 0, 0, 0}));
-    EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), Each(2.5));
-    EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), Each(2.5));
-    EXPECT_EQ(group.mcs.UpdateInitialMarginValue_PositionsOnly(*group.contract), 0.0);
-    EXPECT_EQ(group.mcs.UpdateInitialMarginDeliveryValue_PositionsOnly(*group.contract), 2.5);
-    EXPECT_EQ(group.mcs.UpdateInitialMarginValue(*group.contract), 2.5);
-    EXPECT_EQ(group.mcs.UpdateInitialMarginDeliveryValue(*group.contract), 0.0) << "the same";
+    const auto contract = ContractOf(0.25);
+    plain::GroupNode mms(*contract, 1.0, Level);
+    mms += PlainNodeOf(RiskOf({0, 0, 0, 0, 0}), 10.0, 20.0);
+    plain::GroupsNode mcs(Points, 1.0, Level);
+    mcs.Add(mms, *contract, std::nullopt, plain::Mode::PositionsOnly);
+    EXPECT_THAT(ValuesOf(mcs.VolatilityRow()), Each(2.5));
+    EXPECT_THAT(ValuesOf(mcs.VolatilityPoints()), Each(2.5));
+    EXPECT_EQ(mcs.UpdateInitialMarginValue_PositionsOnly(), 0.0);
+    EXPECT_EQ(mcs.UpdateInitialMarginDeliveryValue(), 2.5);
+    EXPECT_EQ(mcs.UpdateInitialMarginValue(), 2.5);
+    EXPECT_EQ(mcs.UpdateInitialMarginDeliveryValue(), 0.0) << "the same";
 }
 
 // The stress points of the volatility side stand beside the row of deliveries in this mode too.
 TEST(PositionsOnlyGroup, TheDeliveryMarginTakesTheStressPointsOfTheVolatilitySide)
 {
-    Group group(0.0, Enums::SpreadMarginType::HalfNetting, 0.0, 0.0,
-                RiskOf({-1, 0, 0, 0, 0}, {0, -40, 0, 0, 0, 0, 0, 0}));
+    Group group(0.0, Enums::SpreadMarginType::HalfNetting, 0.0, RiskOf({-1, 0, 0, 0, 0}, {0, -40, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(group.mcs.ExpirationRow().min(), -1.0);
-    EXPECT_EQ(group.mcs.UpdateInitialMarginDeliveryValue_PositionsOnly(*group.contract), 40.0);
+    EXPECT_EQ(group.mcs.GetInitialMarginDeliveryValue(), 40.0);
 }
 
 // The road upward corrects after summing, the compose step on one node: on one node they agree.
@@ -332,20 +406,51 @@ TEST(PositionsOnlyRolledUp, CorrectsRowsAndPointsByThePaperLoss)
 TEST(PositionsOnlyMonths, ReplaceAContributionOfEitherMode)
 {
     const auto contract = ContractOf(0.0);
-    RiskNodeMMS mms(*contract, 1.0, Level);
-    RiskNodeFutures previous(Parameters(Points, 3), 1.0, Level, false);
-    const RiskNodeFutures node = NodeOf(RiskOf({-8, 30, -4, 12, 16}), 3.0, 10.0);
-    mms.ReplaceContribution_PositionsOnly(previous, node, true);
+    plain::GroupNode mms(*contract, 1.0, Level);
+    const plain::FuturesNode node = PlainNodeOf(RiskOf({-8, 30, -4, 12, 16}), 3.0, 10.0);
+    plain::FuturesNode previous = node.GetTransformedRisk_PositionsOnly();
+    mms += previous;
     EXPECT_THAT(ValuesOf(mms.Volatility().GetRisk().Volatility()[0]), ElementsAre(-8.0, 10.0, -4.0, 10.0, 10.0));
     EXPECT_EQ(mms.GetTotalCumulativePerformance(), 10.0);
     EXPECT_EQ(previous.GetTotalCumulativePerformance(), 10.0);
-    mms.ReplaceContribution(previous, node, true); // plainly
+    mms -= previous;
+    previous = node.GetTransformedRisk(); // plainly
+    mms += previous;
     EXPECT_THAT(ValuesOf(mms.Volatility().GetRisk().Volatility()[0]), ElementsAre(-8.0, 0.0, -4.0, 0.0, 0.0));
     EXPECT_EQ(mms.GetTotalCumulativePerformance(), 10.0);
-    mms.ReplaceContribution_PositionsOnly(previous, node, false);
+    mms -= previous;
+    mms += node;
     EXPECT_THAT(ValuesOf(mms.Volatility().GetRisk().Volatility()[0]), ElementsAre(-8.0, 30.0, -4.0, 12.0, 16.0));
     EXPECT_EQ(mms.GetNOVj(), 3.0);
     EXPECT_EQ(mms.UpdateInitialMarginValue_PositionsOnly(*contract), 8.0);
+}
+
+// The road of a book through the same contributions: a change of no orders takes the plain one.
+TEST(PositionsOnlyMonths, ABookReplacesAContributionOfEitherMode)
+{
+    const HandFutures hand(RiskOf({-8, 30, -4, 12, 16}), 0.0, 10.0);
+    const kv7im::InstrumentsRepository nothing;
+    plain::Rules rules;
+    rules.calendar = Enums::SpreadMarginType::HalfNetting;
+    EngineBook book(nothing, rules);
+    kv7im::CumulativePositionByFutures position(&book, book.portfolio, *hand.futures);
+    const RiskNodeMMS& mms = *position.GetOwnerRiskNode().parent;
+    const auto lowestRow = [&] {
+        const Risk risk = mms.Volatility();
+        return ValuesOf(risk.GetRisk().Volatility()[0]);
+    };
+    position.ChangeFuturesPosition_PositionsOnly(1, 10.0, 0.0);
+    EXPECT_THAT(lowestRow(), ElementsAre(-8.0, 10.0, -4.0, 10.0, 10.0));
+    EXPECT_EQ(mms.GetTotalCumulativePerformance(), 10.0);
+    position.ChangeFuturesOrders(0, nullptr);
+    EXPECT_THAT(lowestRow(), ElementsAre(-8.0, 0.0, -4.0, 0.0, 0.0));
+    EXPECT_EQ(mms.GetTotalCumulativePerformance(), 10.0);
+    rules.calendar = Enums::SpreadMarginType::Netting;
+    book.ChangeRules(rules);
+    position.ChangeFuturesPosition_PositionsOnly(1, 10.0, 0.0);
+    EXPECT_THAT(lowestRow(), ElementsAre(-8.0, 30.0, -4.0, 12.0, 16.0));
+    EXPECT_EQ(mms.GetTotalCumulativePerformance(), 10.0);
+    EXPECT_EQ(mms.GetInitialMarginValue(), 8.0);
 }
 
 } // namespace

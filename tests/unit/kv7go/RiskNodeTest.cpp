@@ -9,11 +9,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "EngineBook.h"
 #include "InstrumentSamples.h"
+#include "PlainNodes.h"
+#include "SameNodes.h"
 
 namespace test::RiskNodeTest {
 namespace {
 
+using kv7im::CumulativePositionByFutures;
 using kv7im::Parameters;
 using kv7im::Risk;
 using kv7im::RiskNodeFutures;
@@ -55,6 +59,22 @@ struct Family
     {
         return RiskNodeFutures(futures->GetProfile(Level).GetParameters(), 1.0, Level, collateral);
     }
+    [[nodiscard]] plain::FuturesNode PlainNode() const
+    {
+        return plain::FuturesNode(futures->GetProfile(Level).GetParameters(), 1.0, Level, false);
+    }
+    void Open(RiskNodeFutures& node, std::int64_t quantity, double price) const
+    {
+        node.ReplacePosition(Described(0, 0.0), Described(quantity, price), 1.0);
+    }
+    void Close(RiskNodeFutures& node, std::int64_t quantity, double price) const
+    {
+        node.ReplacePosition(Described(quantity, price), Described(0, 0.0), 1.0);
+    }
+    [[nodiscard]] kv7im::PositionTransform Described(std::int64_t quantity, double price) const
+    {
+        return futures->DescribePosition(quantity, price, Level);
+    }
 
     std::shared_ptr<kv7im::CSpecBaseContract> contract;
     std::shared_ptr<kv7im::CSpecFutures> futures;
@@ -64,7 +84,8 @@ TEST(RiskNodeBase, AnswersWithAnEmptyRiskWhoseRowsHaveNoCells)
 {
     const RiskNodeMCS node(5, 1.0, Level); // has rows of its own and inherits the empty Risk
     EXPECT_EQ(node.Volatility().GetRisk().Volatility().ColsCount(), 0U);
-    EXPECT_EQ(&node.Volatility(), &node.Expiration());
+    EXPECT_EQ(node.Expiration().GetRisk().Volatility().ColsCount(), 0U);
+    EXPECT_EQ(node.Volatility(), node.Expiration());
     const RiskRow row = node.Volatility().CollapseToRiskRow(Whole);
     EXPECT_EQ(row.size(), 0U);
     EXPECT_EQ(row.min(), std::numeric_limits<double>::max());
@@ -74,7 +95,7 @@ TEST(RiskNodeBase, ZeroMarginValueForgetsTheMarginsAndKeepsTheRisk)
 {
     const Family family;
     RiskNodeFutures node = family.Node();
-    node += family.Position(1, 1000.0);
+    family.Open(node, 1, 1000.0);
     EXPECT_GT(node.UpdateInitialMarginValue(*family.contract), 0.0);
     EXPECT_GT(node.UpdateInitialMarginDeliveryValue(*family.contract), 0.0);
     const double margin = node.GetInitialMarginValue();
@@ -92,10 +113,10 @@ TEST(RiskNodeFutures, UpdateReturnsTheChangeOfTheMargin)
     Family family(contract);
     family.contract->CorrectShiftParamsByFutures(family.futures.get()); // the limits in money
     RiskNodeFutures node(family.futures->GetProfile(Level).GetParameters(), 1.5, Level, false);
-    node += family.Position(1, 1000.0);
+    family.Open(node, 1, 1000.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*family.contract), 768.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*family.contract), 0.0);
-    node -= family.Position(1, 1000.0);
+    family.Close(node, 1, 1000.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*family.contract), -768.0);
 }
 
@@ -103,7 +124,7 @@ TEST(RiskNodeFutures, ANodeWithProfitOnlyCostsTheChargeAlone)
 {
     const Family family;
     RiskNodeFutures node = family.Node();
-    node += family.Position(1, 1.0); // bought at next to nothing
+    family.Open(node, 1, 1.0); // bought at next to nothing
     // The charge below the market: 0.125 * 1024 * 0.25 * 2 = 64; every cell and every price point is a gain.
     EXPECT_EQ(node.UpdateInitialMarginValue(*family.contract), 64.0);
 }
@@ -115,36 +136,37 @@ TEST(RiskNodeFutures, ACollateralNodeTakesTheLossesOfTheRateStressOnly)
     sample.InterestRateRiskUp = 0.5;
     sample.InterestRateRiskDown = 0.5;
     const Family family({}, sample);
-    RiskNodeFutures plainNode = family.Node(false);
+    RiskNodeFutures ordinaryNode = family.Node(false);
     RiskNodeFutures collateralNode = family.Node(true);
-    plainNode += family.Position(1, 1000.0);
-    collateralNode += family.Position(1, 1000.0);
+    family.Open(ordinaryNode, 1, 1000.0);
+    family.Open(collateralNode, 1, 1000.0);
 
-    const auto& plainRates = plainNode.Volatility().GetRisk();
-    const auto& collateralRates = collateralNode.Volatility().GetRisk();
+    const Risk ordinary = ordinaryNode.Volatility();
+    const Risk collateral = collateralNode.Volatility();
     const std::size_t last = 4;
-    EXPECT_GT(plainRates.InterestRateUp()[last], 0.0);
-    EXPECT_EQ(collateralRates.InterestRateUp()[last], 0.0);
-    EXPECT_LT(collateralRates.InterestRateDown()[0], 0.0);
-    EXPECT_EQ(collateralRates.InterestRateDown()[0], plainRates.InterestRateDown()[0]);
+    EXPECT_GT(ordinary.GetRisk().InterestRateUp()[last], 0.0);
+    EXPECT_EQ(collateral.GetRisk().InterestRateUp()[last], 0.0);
+    EXPECT_LT(collateral.GetRisk().InterestRateDown()[0], 0.0);
+    EXPECT_EQ(collateral.GetRisk().InterestRateDown()[0], ordinary.GetRisk().InterestRateDown()[0]);
 
-    collateralNode -= family.Position(1, 1000.0);
+    family.Close(collateralNode, 1, 1000.0);
+    const Risk closed = collateralNode.Volatility();
     for (std::size_t column = 0; column <= last; ++column) {
-        EXPECT_EQ(collateralRates.InterestRateUp()[column], 0.0);
-        EXPECT_EQ(collateralRates.InterestRateDown()[column], 0.0);
+        EXPECT_EQ(closed.GetRisk().InterestRateUp()[column], 0.0);
+        EXPECT_EQ(closed.GetRisk().InterestRateDown()[column], 0.0);
     }
 }
 
-TEST(RiskNodeFutures, AddingAndSubtractingANodeRestoresTheTarget)
+TEST(PlainFuturesNode, AddingAndSubtractingANodeRestoresTheTarget)
 {
     const Family family;
-    RiskNodeFutures source = family.Node();
+    plain::FuturesNode source = family.PlainNode();
     source += family.Position(-3, 990.0);
     source.AddNOVi(7.0);
     source.AddCumulativePerformance(3.0);
-    RiskNodeFutures target = family.Node();
+    plain::FuturesNode target = family.PlainNode();
     target += family.Position(2, 1010.0);
-    const RiskNodeFutures before = target;
+    const plain::FuturesNode before = target;
     target += source;
     EXPECT_EQ(target.GetNOVj(), 7.0);
     EXPECT_EQ(target.GetTotalCumulativePerformance(), 3.0);
@@ -155,17 +177,62 @@ TEST(RiskNodeFutures, AddingAndSubtractingANodeRestoresTheTarget)
     EXPECT_EQ(target.GetNOVj(), 0.0);
 }
 
-TEST(RiskNodeFutures, TheTransformedCopyHasNoPositiveCellAndLeavesTheNodeAlone)
+TEST(PlainFuturesNode, TheTransformedCopyHasNoPositiveCellAndLeavesTheNodeAlone)
 {
     const Family family;
-    RiskNodeFutures node = family.Node();
+    plain::FuturesNode node = family.PlainNode();
     node += family.Position(1, 1000.0);
     const Risk before = node.Volatility();
-    const RiskNodeFutures transformed = node.GetTransformedRisk();
+    const plain::FuturesNode transformed = node.GetTransformedRisk();
     EXPECT_EQ(node.Volatility(), before);
     EXPECT_THAT(ValuesOf(transformed.Volatility().CollapseToRiskRow(Whole)),
                 ElementsAre(-512.0, -256.0, 0.0, 0.0, 0.0));
     for (const double point : ValuesOf(transformed.Volatility().GetSpecialRiskPoints()))
+        EXPECT_LE(point, 0.0);
+}
+
+/// What one participant holds on the futures of a family, up to its groups, and the plain form of it. The instruments
+/// are the family's own: the book's repository knows the base contract by name only, for the ratio of its group.
+struct Held
+{
+    Held(const BaseContractSample& contract, const Family& ofFamily, const plain::Rules& rules = {})
+        : family(ofFamily),
+          repository(MakeRepository({{contract}, {}, {{840, 0.0}}})),
+          book(*repository, rules),
+          position(&book, book.portfolio, *family.futures),
+          plainly(*family.futures, rules)
+    {}
+
+    void Hold(std::int64_t quantity, double price = 1000.0)
+    {
+        position.ChangeFuturesPosition(quantity, price);
+        plainly.SetPosition(quantity, price);
+        EXPECT_TRUE(SameNodes(position.GetOwnerRiskNode(), plainly.Owner()));
+        EXPECT_TRUE(SameNodes(MMS(), plainly.MMS()));
+        EXPECT_TRUE(MMS().parent == nullptr || SameGroups(*MMS().parent, plainly.MCS()));
+        EXPECT_TRUE(SameBits({book.Margins().volatility, book.Margins().delivery},
+                             {plainly.Margins().volatility, plainly.Margins().delivery}));
+    }
+    [[nodiscard]] const RiskNodeMMS& MMS() const { return *position.GetOwnerRiskNode().parent; }
+
+    Family family;
+    std::unique_ptr<kv7im::InstrumentsRepository> repository;
+    EngineBook book;
+    CumulativePositionByFutures position;
+    PlainNodes plainly;
+};
+
+TEST(RiskNodeMMS, TakesOfAFuturesThatCountsByItsLossesNoPositiveCellAndLeavesItAlone)
+{
+    plain::Rules rules;
+    rules.calendar = Enums::SpreadMarginType::HalfNetting;
+    Held held({}, Family(), rules);
+    held.Hold(1);
+    const RiskNodeFutures& owner = held.position.GetOwnerRiskNode();
+    EXPECT_THAT(ValuesOf(owner.Volatility().CollapseToRiskRow(Whole)), ElementsAre(-512.0, -256.0, 0.0, 256.0, 512.0));
+    EXPECT_THAT(ValuesOf(held.MMS().Volatility().CollapseToRiskRow(Whole)), ElementsAre(-512.0, -256.0, 0.0, 0.0, 0.0));
+    const Risk given = held.MMS().Volatility();
+    for (const double point : ValuesOf(given.GetSpecialRiskPoints()))
         EXPECT_LE(point, 0.0);
 }
 
@@ -174,35 +241,31 @@ TEST(RiskNodeMMS, SignedCellsNetAndRateStressesAddByTheirLosses)
 {
     FuturesSample sample;
     sample.InterestRateRiskUp = 0.5;
-    const Family family({}, sample);
-    RiskNodeFutures longNode = family.Node();
-    RiskNodeFutures shortNode = family.Node();
-    longNode += family.Position(1, 1000.0);
-    shortNode += family.Position(-1, 1000.0);
-    RiskNodeMMS mms(*family.contract, 1.0, Level);
-    mms += longNode;
-    mms += shortNode;
-    const auto& risk = mms.Volatility().GetRisk();
+    Held held({}, Family({}, sample));
+    sample.Isin = 2;
+    const auto second = sample.Make(*held.family.contract);
+    second->RecalcInvariants();
+    CumulativePositionByFutures other(&held.book, held.book.portfolio, *second);
+    held.position.ChangeFuturesPosition(1, 1000.0);
+    other.ChangeFuturesPosition(-1, 1000.0);
+    ASSERT_EQ(other.GetOwnerRiskNode().parent, &held.MMS());
+    const Risk risk = held.MMS().Volatility();
     for (std::size_t column = 0; column < 5; ++column)
-        EXPECT_EQ(risk.Volatility(0)[column], 0.0);
-    EXPECT_EQ(risk.InterestRateUp()[4], shortNode.Volatility().GetRisk().InterestRateUp()[4]);
-    EXPECT_LT(risk.InterestRateUp()[4], 0.0);
-    mms -= shortNode;
-    mms -= longNode;
-    EXPECT_EQ(risk.InterestRateUp()[4], 0.0);
+        EXPECT_EQ(risk.GetRisk().Volatility(0)[column], 0.0);
+    const Risk ofShort = other.GetOwnerRiskNode().Volatility();
+    EXPECT_EQ(risk.GetRisk().InterestRateUp()[4], ofShort.GetRisk().InterestRateUp()[4]);
+    EXPECT_LT(risk.GetRisk().InterestRateUp()[4], 0.0);
+    other.ChangeFuturesPosition(0, 0.0);
+    held.position.ChangeFuturesPosition(0, 0.0);
+    EXPECT_EQ(held.MMS().Volatility().GetRisk().InterestRateUp()[4], 0.0);
 }
 
-struct Group
+/// A futures whose base contract belongs to a group.
+struct Group : Held
 {
     explicit Group(double window, Enums::SpreadMarginType type, double radius = 0.0)
-        : family(Sample(window, radius), {}, radius),
-          node(family.Node()),
-          mms(*family.contract, 1.0, Level),
-          mcs(5, 1.0, Level),
-          properties{type, family.futures.get()}
-    {
-        mms.parent = &mcs;
-    }
+        : Held(Sample(window, radius), Family(Sample(window, radius), {}, radius), RulesOf(type))
+    {}
     static BaseContractSample Sample(double window, double radius)
     {
         BaseContractSample sample;
@@ -211,28 +274,25 @@ struct Group
         if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
         return sample;
     }
-    void Hold(std::int64_t quantity)
+    static plain::Rules RulesOf(Enums::SpreadMarginType type)
     {
-        node += family.Position(quantity, 1000.0);
-        mms += node;
-        mcs += (mms | properties);
+        plain::Rules rules;
+        rules.interContract = type;
+        return rules;
     }
 
-    Family family;
-    RiskNodeFutures node;
-    RiskNodeMMS mms;
-    RiskNodeMCS mcs;
-    RiskNodeMMS::PropertiesForICS properties;
+    const RiskNodeMCS& mcs = *MMS().parent;
 };
 
 TEST(RiskNodeMCS, SubtractingRightAfterAddingRestoresTheNode)
 {
     Group group(0.5, Enums::SpreadMarginType::Netting);
-    const RiskNodeMCS empty(5, 1.0, Level);
     group.Hold(3);
-    EXPECT_FALSE(group.mcs == empty);
-    group.mcs -= (group.mms | group.properties);
-    EXPECT_TRUE(group.mcs == empty);
+    EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), testing::Contains(testing::Ne(0.0)));
+    EXPECT_THAT(ValuesOf(group.mcs.ExpirationRow()), testing::Contains(testing::Ne(0.0)));
+    group.Hold(0);
+    EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), testing::Each(0.0));
+    EXPECT_THAT(ValuesOf(group.mcs.ExpirationRow()), testing::Each(0.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()), testing::Each(0.0));
     EXPECT_THAT(ValuesOf(group.mcs.ExpirationPoints()), testing::Each(0.0));
 }
@@ -240,8 +300,11 @@ TEST(RiskNodeMCS, SubtractingRightAfterAddingRestoresTheNode)
 TEST(RiskNodeMCS, SubtractingBeforeAnythingWasAddedTakesNothing)
 {
     Group group(0.5, Enums::SpreadMarginType::Netting);
-    group.mcs -= (group.mms | group.properties);
+    group.Hold(0);
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), testing::Each(0.0));
+    plain::GroupsNode plainly(5, 1.0, Level);
+    plainly.Subtract(group.plainly.MMS());
+    EXPECT_THAT(ValuesOf(plainly.VolatilityRow()), testing::Each(0.0));
 }
 
 // Long 1: row -512, -256, 0, 256, 512. The limits are 0 (the contract saw no reference futures), so all the exposure of
@@ -256,7 +319,7 @@ TEST(RiskNodeMCS, AWindowOfZeroLeavesTheRowAndFoldsTheStressPointsIntoItsEnds)
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityRow()), ElementsAre(-1024.0, -256.0, 0.0, 256.0, 512.0));
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()),
                 ElementsAre(0.0, testing::DoubleEq(-384.0), 0.0, 0.0, 0.0, 0.0, 0.0, 0.0));
-    EXPECT_NEAR(group.mcs.UpdateInitialMarginValue(*group.family.contract), 1024.0, 1e-9);
+    EXPECT_NEAR(group.mcs.GetInitialMarginValue(), 1024.0, 1e-9);
 }
 
 // Share 0.5 of N = 2 is a window of one point.
@@ -295,7 +358,7 @@ TEST(RiskNodeMCS, TheDeliveryMarginTakesTheStressPointsOfTheVolatilitySide)
     group.Hold(1);
     EXPECT_EQ(group.mcs.ExpirationRow().min(), -512.0);
     EXPECT_EQ(group.mcs.VolatilityPoints().min(), -1024.0);
-    EXPECT_EQ(group.mcs.UpdateInitialMarginDeliveryValue(*group.family.contract), 1024.0);
+    EXPECT_EQ(group.mcs.GetInitialMarginDeliveryValue(), 1024.0);
 }
 
 // Its rows and points stand in the group itself; what it has of every node is empty.
@@ -318,7 +381,7 @@ TEST(RolledUpRiskNode, AgreesWithTheComposedMarginOfOneNode)
         if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
         const Family family(sample, {}, radius);
         RiskNodeFutures node = family.Node();
-        node += family.Position(-7, 990.0);
+        family.Open(node, -7, 990.0);
         RolledUpRiskNode rolledUp = node.GetRolledUpRiskNode(Whole);
         rolledUp.ApplyCorrection(*family.contract);
         rolledUp.BoundValuesFromAbove(0.0);
@@ -331,7 +394,7 @@ TEST(RolledUpRiskNode, AssignmentKeepsTheTargetsMarginsAndFlag)
 {
     const Family family;
     RiskNodeFutures node = family.Node();
-    node += family.Position(1, 1000.0);
+    family.Open(node, 1, 1000.0);
     const RolledUpRiskNode source = node.GetRolledUpRiskNode(Whole);
     RolledUpRiskNode target = source;
     target.UpdateInitialMarginValue();

@@ -1,4 +1,5 @@
-// The node of an option series by itself and what it gives to its futures.
+// The node of an option series by itself and what it gives to its futures: the figures of the plain node, which judges
+// that of the engine.
 //
 // One table for all: five real price points, two sub-points behind them, bound to the points 1 and 3; three scenarios;
 // two deliveries. Folded onto real points, of each row the smaller cell counts:
@@ -13,8 +14,6 @@
 //   delivery -100    -   -8    2    -           -     1
 //   delivery    -   -3   -9    -    7          -4     -
 //   worst    -100   -3   -9    2    7          -4     1     -100   -4   -9    1    7
-#include "nodes/RiskNode.h"
-
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -23,6 +22,8 @@
 #include <gtest/gtest.h>
 
 #include "InstrumentSamples.h"
+#include "NodePairs.h"
+#include "PlainRiskNodes.h"
 #include "grids/LazyMemoryPool.h"
 
 namespace test::SeriesNodeTest {
@@ -32,13 +33,12 @@ using kv7im::BindsRow;
 using kv7im::Parameters;
 using kv7im::Risk;
 using kv7im::RiskMatrix;
-using kv7im::RiskNodeFutures;
-using kv7im::RiskNodeOptionSeries;
+using plain::FuturesNode;
+using plain::SeriesNode;
 using testing::Each;
 using testing::ElementsAre;
 
 constexpr auto Level = Enums::ClientRiskLevel::Default;
-constexpr auto Whole = Risk::CollapseProperty::NegativeAndPositive;
 constexpr double Out = std::numeric_limits<double>::quiet_NaN(); // not part of a delivery
 
 const BindsRow& Binding()
@@ -96,23 +96,20 @@ Risk TableRisk(With with)
     return risk;
 }
 
-RiskNodeOptionSeries EmptySeries(With with, double ratio = 1.0)
+SeriesNode EmptySeries(With with, double ratio = 1.0)
 {
-    if (Has(with, With::SubPoints)) return RiskNodeOptionSeries(DimensionsOf(with), Binding(), ratio, Level);
-    return RiskNodeOptionSeries(DimensionsOf(with), ratio, Level);
+    if (Has(with, With::SubPoints)) return SeriesNode(DimensionsOf(with), Binding(), ratio, Level);
+    return SeriesNode(DimensionsOf(with), ratio, Level);
 }
 
-RiskNodeOptionSeries TableSeries(With with, double ratio = 1.0)
+SeriesNode TableSeries(With with, double ratio = 1.0)
 {
-    RiskNodeOptionSeries series = EmptySeries(with, ratio);
+    SeriesNode series = EmptySeries(with, ratio);
     series += TableRisk(with);
     return series;
 }
 
-RiskNodeFutures EmptyFutures(bool collateral = false)
-{
-    return RiskNodeFutures(Parameters(5, 3), 1.0, Level, collateral);
-}
+FuturesNode EmptyFutures(bool collateral = false) { return FuturesNode(Parameters(5, 3), 1.0, Level, collateral); }
 
 std::vector<double> Row(const RiskMatrix& matrix, std::size_t row)
 {
@@ -130,20 +127,20 @@ std::vector<double> Row(const kv7im::RiskRow& row)
     return values;
 }
 
-const kv7im::Profile& VolatilityOf(const kv7im::RiskNodeBase& node) { return node.Volatility().GetRisk(); }
-const kv7im::Profile& ExpirationOf(const kv7im::RiskNodeBase& node) { return node.Expiration().GetRisk(); }
+kv7im::Profile VolatilityOf(const plain::RiskNode& node) { return node.Volatility().GetRisk(); }
+kv7im::Profile ExpirationOf(const plain::RiskNode& node) { return node.Expiration().GetRisk(); }
 
-TEST(RiskNodeOptionSeries, WithoutDeliveriesBothSidesAreOne)
+TEST(PlainSeriesNode, WithoutDeliveriesBothSidesAreOne)
 {
-    const RiskNodeOptionSeries series = TableSeries(With::SubPoints);
-    for (const kv7im::Profile* const side : {&VolatilityOf(series), &ExpirationOf(series)})
-        EXPECT_THAT(Row(side->Volatility(), 0), ElementsAre(-10, -20, -30, -40, -50, -25, -35));
+    const SeriesNode series = TableSeries(With::SubPoints);
+    for (const kv7im::Profile& side : {VolatilityOf(series), ExpirationOf(series)})
+        EXPECT_THAT(Row(side.Volatility(), 0), ElementsAre(-10, -20, -30, -40, -50, -25, -35));
 }
 
-TEST(RiskNodeOptionSeries, TheDeliverySideHoldsTheWorstOutcomeInEveryScenarioAndNoStress)
+TEST(PlainSeriesNode, TheDeliverySideHoldsTheWorstOutcomeInEveryScenarioAndNoStress)
 {
-    const RiskNodeOptionSeries series = TableSeries(With::Both);
-    const kv7im::Profile& side = ExpirationOf(series);
+    const SeriesNode series = TableSeries(With::Both);
+    const kv7im::Profile side = ExpirationOf(series);
     for (std::size_t scenario = 0; scenario < 3; ++scenario)
         EXPECT_THAT(Row(side.Volatility(), scenario), ElementsAre(-100, -3, -9, 2, 7, -4, 1));
     EXPECT_THAT(Row(side.InterestRate(), 0), Each(0.0));
@@ -153,51 +150,60 @@ TEST(RiskNodeOptionSeries, TheDeliverySideHoldsTheWorstOutcomeInEveryScenarioAnd
     EXPECT_TRUE(VolatilityOf(series).GetParameters().hasExpiration()) << "the node itself keeps its deliveries";
 }
 
-TEST(RiskNodeOptionSeries, TheDeliverySideFollowsEveryChangeAndIsMadeOnceForIt)
+TEST(PlainSeriesNode, TheDeliverySideFollowsEveryChange)
 {
-    RiskNodeOptionSeries series = TableSeries(With::Deliveries);
+    SeriesNode series = TableSeries(With::Deliveries);
     EXPECT_EQ(ExpirationOf(series).Volatility()[0][0], -100.0);
     series += TableRisk(With::Deliveries);
     EXPECT_EQ(ExpirationOf(series).Volatility()[0][0], -200.0);
-
-    // The second look works nothing out: the result stands where it stood, and no storage is asked for.
-    const kv7im::RiskItem* const cells = ExpirationOf(series).Volatility().pData();
-    const std::ptrdiff_t blocks = kv7im::auxiliary::LazyMemoryPool::OutstandingBlocks();
-    EXPECT_EQ(ExpirationOf(series).Volatility().pData(), cells);
-    EXPECT_EQ(kv7im::auxiliary::LazyMemoryPool::OutstandingBlocks(), blocks);
-
     series -= TableRisk(With::Deliveries);
     EXPECT_EQ(ExpirationOf(series).Volatility()[0][0], -100.0);
 }
 
-TEST(RiskNodeOptionSeries, APositionWithDeliveriesLeavesNoneInANodeThatCountsNone)
+// The node of the engine may make its delivery side for each look or keep it: a look shows the present cells, a second
+// one shows the same, and leaves no storage behind.
+TEST(RiskNodeOptionSeries, TheDeliverySideFollowsEveryChangeAndASecondLookLeavesNoStorageBehind)
 {
-    RiskNodeOptionSeries series = EmptySeries(With::SubPoints);
+    using kv7im::auxiliary::LazyMemoryPool;
+    SeriesPair series({2, 3, true, true, false, false});
+    for (const std::int64_t quantity : {-1, -2, 3, -1}) {
+        series.SetPosition(0, quantity, 40.0);
+        ASSERT_NO_FATAL_FAILURE(series.ExpectSame());
+        ASSERT_NE(series.engine.Volatility(), series.engine.Expiration());
+        const std::ptrdiff_t blocks = LazyMemoryPool::OutstandingBlocks();
+        ASSERT_TRUE(SameCells(series.engine.Expiration(), series.plainly.node.Expiration()));
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), blocks);
+    }
+}
+
+TEST(PlainSeriesNode, APositionWithDeliveriesLeavesNoneInANodeThatCountsNone)
+{
+    SeriesNode series = EmptySeries(With::SubPoints);
     series += TableRisk(With::Both);
     EXPECT_FALSE(VolatilityOf(series).GetParameters().hasExpiration());
     EXPECT_EQ(VolatilityOf(series).Expiration().RowsCount(), 0U);
     EXPECT_THAT(Row(ExpirationOf(series).Volatility(), 0), ElementsAre(-10, -20, -30, -40, -50, -25, -35));
 }
 
-TEST(RiskNodeOptionSeries, TheFuturesTakesSubPointsFoldedOntoRealPoints)
+TEST(PlainSeriesNode, TheFuturesTakesSubPointsFoldedOntoRealPoints)
 {
-    RiskNodeFutures futures = EmptyFutures();
+    FuturesNode futures = EmptyFutures();
     futures += TableSeries(With::SubPoints);
-    for (const kv7im::Profile* const side : {&VolatilityOf(futures), &ExpirationOf(futures)}) {
-        EXPECT_THAT(Row(side->Volatility(), 0), ElementsAre(-10, -25, -30, -40, -50));
-        EXPECT_THAT(Row(side->Volatility(), 1), ElementsAre(10, 15, 30, 40, 50));
-        EXPECT_THAT(Row(side->Volatility(), 2), ElementsAre(-1, -9, -3, -4, -5));
-        EXPECT_THAT(Row(side->InterestRate(), 0), ElementsAre(0, 0, 0, -7, 8));
-        EXPECT_THAT(Row(side->InterestRate(), 1), ElementsAre(4, -5, 0, 0, 0));
-        EXPECT_THAT(Row(side->VolatilityMismatch(), 0), Each(0.0)) << "of the mismatch only losses count";
-        EXPECT_THAT(Row(side->VolatilityMismatch(), 1), Each(-2.0));
+    for (const kv7im::Profile& side : {VolatilityOf(futures), ExpirationOf(futures)}) {
+        EXPECT_THAT(Row(side.Volatility(), 0), ElementsAre(-10, -25, -30, -40, -50));
+        EXPECT_THAT(Row(side.Volatility(), 1), ElementsAre(10, 15, 30, 40, 50));
+        EXPECT_THAT(Row(side.Volatility(), 2), ElementsAre(-1, -9, -3, -4, -5));
+        EXPECT_THAT(Row(side.InterestRate(), 0), ElementsAre(0, 0, 0, -7, 8));
+        EXPECT_THAT(Row(side.InterestRate(), 1), ElementsAre(4, -5, 0, 0, 0));
+        EXPECT_THAT(Row(side.VolatilityMismatch(), 0), Each(0.0)) << "of the mismatch only losses count";
+        EXPECT_THAT(Row(side.VolatilityMismatch(), 1), Each(-2.0));
     }
     EXPECT_EQ(futures.Volatility().GetSpecialRiskPoints().GetZR(), 13.0);
 }
 
-TEST(RiskNodeOptionSeries, ACollateralFuturesTakesTheLossesOfTheRateStressOnly)
+TEST(PlainSeriesNode, ACollateralFuturesTakesTheLossesOfTheRateStressOnly)
 {
-    RiskNodeFutures futures = EmptyFutures(true);
+    FuturesNode futures = EmptyFutures(true);
     futures += TableSeries(With::SubPoints);
     EXPECT_THAT(Row(VolatilityOf(futures).InterestRate(), 0), ElementsAre(0, 0, 0, -7, 0));
     EXPECT_THAT(Row(VolatilityOf(futures).InterestRate(), 1), ElementsAre(0, -5, 0, 0, 0));
@@ -205,9 +211,9 @@ TEST(RiskNodeOptionSeries, ACollateralFuturesTakesTheLossesOfTheRateStressOnly)
     EXPECT_THAT(Row(VolatilityOf(futures).InterestRate(), 0), Each(0.0));
 }
 
-TEST(RiskNodeOptionSeries, OnTheDeliverySideTheFuturesTakesTheWorstOutcomes)
+TEST(PlainSeriesNode, OnTheDeliverySideTheFuturesTakesTheWorstOutcomes)
 {
-    RiskNodeFutures futures = EmptyFutures();
+    FuturesNode futures = EmptyFutures();
     futures += TableSeries(With::Both);
     for (std::size_t scenario = 0; scenario < 3; ++scenario)
         EXPECT_THAT(Row(ExpirationOf(futures).Volatility(), scenario), ElementsAre(-100, -4, -9, 1, 7));
@@ -217,10 +223,10 @@ TEST(RiskNodeOptionSeries, OnTheDeliverySideTheFuturesTakesTheWorstOutcomes)
     EXPECT_EQ(VolatilityOf(futures).Expiration().RowsCount(), 0U) << "a futures has no delivery rows of its own";
 }
 
-TEST(RiskNodeOptionSeries, TheNetOptionValueGoesWithTheSeries)
+TEST(PlainSeriesNode, TheNetOptionValueGoesWithTheSeries)
 {
-    RiskNodeFutures futures = EmptyFutures();
-    RiskNodeOptionSeries series = TableSeries(With::Both);
+    FuturesNode futures = EmptyFutures();
+    SeriesNode series = TableSeries(With::Both);
     series.AddNOVi(7.5);
     series.AddCumulativePerformance(2.5);
     futures += series;
@@ -229,9 +235,9 @@ TEST(RiskNodeOptionSeries, TheNetOptionValueGoesWithTheSeries)
     futures -= series;
     EXPECT_EQ(futures.GetNOVj(), 0.0);
     EXPECT_EQ(futures.GetTotalCumulativePerformance(), 0.0);
-    for (const kv7im::Profile* const side : {&VolatilityOf(futures), &ExpirationOf(futures)})
+    for (const kv7im::Profile& side : {VolatilityOf(futures), ExpirationOf(futures)})
         for (std::size_t scenario = 0; scenario < 3; ++scenario)
-            EXPECT_THAT(Row(side->Volatility(), scenario), Each(0.0));
+            EXPECT_THAT(Row(side.Volatility(), scenario), Each(0.0));
     EXPECT_EQ(futures.Volatility().GetSpecialRiskPoints(), kv7im::SpecialRiskPoints{});
 }
 
@@ -239,23 +245,23 @@ TEST(RiskNodeOptionSeries, TheNetOptionValueGoesWithTheSeries)
 //   lowest   -10-2  -25-5-2  -30-2  -40-7-2  -50-2
 //   central   gains everywhere: 10, 15-5, 30, 40-7, 50
 //   highest   -1-2   -9-5-2   -3-2   -4-7-2   -5-2
-TEST(RiskNodeOptionSeries, TheTransformedCopyHoldsTheLossesOnRealPoints)
+TEST(PlainSeriesNode, TheTransformedCopyHoldsTheLossesOnRealPoints)
 {
-    RiskNodeOptionSeries series = TableSeries(With::SubPoints, 1.5);
+    SeriesNode series = TableSeries(With::SubPoints, 1.5);
     series.AddNOVi(4.0);
     const auto contract = BaseContractSample{}.Make();
     ASSERT_GT(series.UpdateInitialMarginValue(*contract), 0.0);
     const Risk before = series.Volatility();
-    const RiskNodeOptionSeries transformed = series.GetTransformedRisk();
-    for (const kv7im::Profile* const side : {&VolatilityOf(transformed), &ExpirationOf(transformed)}) {
-        EXPECT_THAT(Row(side->Volatility(), 0), ElementsAre(-12, -32, -32, -49, -52));
-        EXPECT_THAT(Row(side->Volatility(), 1), Each(0.0));
-        EXPECT_THAT(Row(side->Volatility(), 2), ElementsAre(-3, -16, -5, -13, -7));
-        EXPECT_THAT(Row(side->InterestRate(), 0), Each(0.0));
-        EXPECT_THAT(Row(side->VolatilityMismatch(), 1), Each(0.0));
-        EXPECT_EQ(side->GetParameters().subPointsCount, 0U);
-        EXPECT_EQ(side->GetSpecialRiskPoints().GetZL(), -11.0);
-        EXPECT_EQ(side->GetSpecialRiskPoints().GetZR(), 0.0);
+    const SeriesNode transformed = series.GetTransformedRisk();
+    for (const kv7im::Profile& side : {VolatilityOf(transformed), ExpirationOf(transformed)}) {
+        EXPECT_THAT(Row(side.Volatility(), 0), ElementsAre(-12, -32, -32, -49, -52));
+        EXPECT_THAT(Row(side.Volatility(), 1), Each(0.0));
+        EXPECT_THAT(Row(side.Volatility(), 2), ElementsAre(-3, -16, -5, -13, -7));
+        EXPECT_THAT(Row(side.InterestRate(), 0), Each(0.0));
+        EXPECT_THAT(Row(side.VolatilityMismatch(), 1), Each(0.0));
+        EXPECT_EQ(side.GetParameters().subPointsCount, 0U);
+        EXPECT_EQ(side.GetSpecialRiskPoints().GetZL(), -11.0);
+        EXPECT_EQ(side.GetSpecialRiskPoints().GetZR(), 0.0);
     }
     EXPECT_EQ(transformed.GetNOVj(), 4.0);
     EXPECT_EQ(transformed.GetBrokerBaseContractGORatio(), 1.5);
@@ -263,10 +269,10 @@ TEST(RiskNodeOptionSeries, TheTransformedCopyHoldsTheLossesOnRealPoints)
     EXPECT_EQ(series.Volatility(), before) << "the node itself stays";
 }
 
-TEST(RiskNodeOptionSeries, TheTransformedCopyOfASeriesWithDeliveriesHoldsTheirLosses)
+TEST(PlainSeriesNode, TheTransformedCopyOfASeriesWithDeliveriesHoldsTheirLosses)
 {
     for (const With with : {With::Deliveries, With::Both}) {
-        const RiskNodeOptionSeries transformed = TableSeries(with).GetTransformedRisk();
+        const SeriesNode transformed = TableSeries(with).GetTransformedRisk();
         const bool folded = with == With::Both;
         for (std::size_t scenario = 0; scenario < 3; ++scenario)
             EXPECT_THAT(Row(ExpirationOf(transformed).Volatility(), scenario),
@@ -276,10 +282,10 @@ TEST(RiskNodeOptionSeries, TheTransformedCopyOfASeriesWithDeliveriesHoldsTheirLo
     }
 }
 
-TEST(RiskNodeOptionSeries, AFuturesTakesATransformedSeriesAsItIs)
+TEST(PlainSeriesNode, AFuturesTakesATransformedSeriesAsItIs)
 {
-    RiskNodeFutures futures = EmptyFutures();
-    const RiskNodeOptionSeries transformed = TableSeries(With::Both).GetTransformedRisk();
+    FuturesNode futures = EmptyFutures();
+    const SeriesNode transformed = TableSeries(With::Both).GetTransformedRisk();
     futures += transformed;
     EXPECT_THAT(Row(VolatilityOf(futures).Volatility(), 0), ElementsAre(-12, -32, -32, -49, -52));
     EXPECT_THAT(Row(ExpirationOf(futures).Volatility(), 2), ElementsAre(-100, -4, -9, 0, 0));
@@ -290,54 +296,54 @@ TEST(RiskNodeOptionSeries, AFuturesTakesATransformedSeriesAsItIs)
 
 // Collapsed: worst scenario -10 -25 -30 -40 -50, worst rates 0 -5 0 -7 0, worst mismatch -2: -12 -32 -32 -49 -52.
 // With deliveries the first point is worth -100.
-TEST(RiskNodeOptionSeries, ASeriesAloneIsMarginedByItsRealPoints)
+TEST(PlainSeriesNode, ASeriesAloneIsMarginedByItsRealPoints)
 {
     const auto contract = BaseContractSample{}.Make();
-    RiskNodeOptionSeries series = TableSeries(With::Both, 1.5);
+    SeriesNode series = TableSeries(With::Both, 1.5);
     EXPECT_EQ(series.UpdateInitialMarginValue(*contract), 78.0);          // 52 * 1.5
     EXPECT_EQ(series.UpdateInitialMarginDeliveryValue(*contract), 150.0); // 100 * 1.5
     EXPECT_EQ(series.UpdateInitialMarginValue(*contract), 0.0) << "the change, not the value";
-    EXPECT_THAT(Row(series.GetRolledUpRiskNode(Whole).Volatility()), ElementsAre(-12, -32, -32, -49, -52));
-    EXPECT_THAT(Row(series.GetRolledUpRiskNode(Whole).Expiration()), ElementsAre(-100, -32, -32, -49, -52));
+    EXPECT_THAT(Row(series.VolatilityRow()), ElementsAre(-12, -32, -32, -49, -52));
+    EXPECT_THAT(Row(series.DeliveryRow()), ElementsAre(-100, -32, -32, -49, -52));
 }
 
-TEST(RiskNodeOptionSeries, TheDeliveryMarginOfASeriesWithoutDeliveriesIsItsVolatilityMargin)
+TEST(PlainSeriesNode, TheDeliveryMarginOfASeriesWithoutDeliveriesIsItsVolatilityMargin)
 {
     const auto contract = BaseContractSample{}.Make();
-    RiskNodeOptionSeries series = TableSeries(With::SubPoints);
+    SeriesNode series = TableSeries(With::SubPoints);
     EXPECT_EQ(series.UpdateInitialMarginValue(*contract), 52.0);
     EXPECT_EQ(series.UpdateInitialMarginDeliveryValue(*contract), 52.0);
 }
 
-TEST(RiskNodeOptionSeries, ASeriesWithProfitOnlyCostsNothing)
+TEST(PlainSeriesNode, ASeriesWithProfitOnlyCostsNothing)
 {
     Risk risk(Parameters(5, 3));
     Fill(risk.GetRisk().Volatility(), std::vector(3, std::vector(5, 20.0)));
-    RiskNodeOptionSeries series(Parameters(5, 3), 1.0, Level);
+    SeriesNode series(Parameters(5, 3), 1.0, Level);
     series += risk;
     EXPECT_EQ(series.UpdateInitialMarginValue(*BaseContractSample{}.Make()), 0.0);
 }
 
 // A radius of a quarter and a net option value of 20: a point v becomes v - |20 + v| / 4. The worst one, -52, becomes
 // -52 - 8 = -60; the tail of -11 becomes -11 - 2.25.
-TEST(RiskNodeOptionSeries, TheCurvatureOfASeriesSeesItsNetOptionValue)
+TEST(PlainSeriesNode, TheCurvatureOfASeriesSeesItsNetOptionValue)
 {
     BaseContractSample sample;
     sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
-    RiskNodeOptionSeries series = TableSeries(With::SubPoints);
+    SeriesNode series = TableSeries(With::SubPoints);
     series.AddNOVi(20.0);
     EXPECT_EQ(series.UpdateInitialMarginValue(*sample.Make(0.25)), 60.0);
 }
 
 // No loss can be told where no delivery reaches: the largest finite double stands there, and no minimum takes it.
-TEST(RiskNodeOptionSeries, APricePointOutOfAllDeliveriesCountsAsNoLoss)
+TEST(PlainSeriesNode, APricePointOutOfAllDeliveriesCountsAsNoLoss)
 {
     Risk risk = TableRisk(With::Deliveries);
     Fill(risk.GetRisk().Expiration(), {{-100, Out, -8, 2, Out}, {Out, -3, -9, Out, Out}});
-    RiskNodeOptionSeries series = EmptySeries(With::Deliveries);
+    SeriesNode series = EmptySeries(With::Deliveries);
     series += risk;
     EXPECT_EQ(ExpirationOf(series).Volatility()[1][4], std::numeric_limits<double>::max());
-    EXPECT_THAT(Row(series.GetRolledUpRiskNode(Whole).Expiration()), ElementsAre(-100, -27, -32, -48, -52));
+    EXPECT_THAT(Row(series.DeliveryRow()), ElementsAre(-100, -27, -32, -48, -52));
     EXPECT_EQ(ExpirationOf(series.GetTransformedRisk()).Volatility()[0][4], 0.0);
 }
 
