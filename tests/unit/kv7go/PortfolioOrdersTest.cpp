@@ -353,7 +353,6 @@ std::vector<double> FiguresOf(const Desk& desk)
     for (const Isin isin : awkward::FuturesIsins) {
         const CumulativePositionByFutures& position = *book.GetFuturesPositionByIsin(isin);
         Append(position.GetOwnerRiskNode(), figures);
-        Append(position.GetPreviousFuturesRiskNodeConsideredInMMS(), figures);
         if (isin == FUT) Append(*position.GetRiskNodeOptionSeriesByVFCode("S"), figures);
         figures.push_back(position.GetTotalVolatilityInitialMargin());
         figures.push_back(position.GetTotalDeliveryVolatilityInitialMargin());

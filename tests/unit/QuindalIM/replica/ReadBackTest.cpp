@@ -132,8 +132,8 @@ TEST_F(ReadBack, EveryMatrixOfEveryNodeIsTheNodesOwnOnBothSides)
 {
     for (const Named& named : NodesWithMatrices()) {
         for (const eChooseRiskType side : BothSides) {
-            const kv7im::Profile& profile =
-                (side == ExpirationRiskNode ? named.node->Expiration() : named.node->Volatility()).GetRisk();
+            const kv7im::Risk risk = side == ExpirationRiskNode ? named.node->Expiration() : named.node->Volatility();
+            const kv7im::Profile& profile = risk.GetRisk();
             for (const eChooseRiskType matrix : AllMatrices) {
                 SCOPED_TRACE(named.code + ", type " + std::to_string(static_cast<int>(matrix | side)));
                 const kv7im::RiskMatrix& expected = MatrixOf(profile, matrix);
