@@ -76,6 +76,28 @@ public:
         return Carry(series, inSpread);
     }
 
+    /// A position in the mode of positions alone. A book runs in one mode or the other.
+    void SetPosition_PositionsOnly(std::int64_t quantity, double price, double marketPrice)
+    {
+        PaperPosition next{quantity, price, marketPrice};
+        next.paperLoss = next.Lost(m_futures.MoneyCoef);
+        m_owner -= RiskOf_PositionsOnly(m_paper);
+        m_owner.AddCumulativePerformance(next.ShareOf(next.paperLoss) - m_paper.ShareOf(m_paper.paperLoss));
+        m_owner += RiskOf_PositionsOnly(next);
+        m_paper = next;
+        CarryToGroups(plain::Mode::PositionsOnly);
+    }
+    /// A position in an option in the mode of positions alone.
+    void SetOption_PositionsOnly(const kv7im::CSpecOption& option, std::int64_t quantity, double price,
+                                 double marketPrice, std::int64_t novQuantity, bool deliveries)
+    {
+        PlainSeries& series = SeriesOf(option, deliveries);
+        const bool inSpread = option.VirtFutures->IsInSpread;
+        series.SetPosition_PositionsOnly(option, quantity, price, marketPrice, novQuantity,
+                                         inSpread ? &m_owner : nullptr);
+        Carry(series, inSpread, plain::Mode::PositionsOnly);
+    }
+
     [[nodiscard]] const plain::FuturesNode& Owner() const { return m_owner; }
     [[nodiscard]] const plain::GroupNode& MMS() const { return m_mms; }
     [[nodiscard]] const plain::GroupsNode& MCS() const { return m_mcs; }
@@ -112,6 +134,23 @@ private:
         return ScaledRisk(m_futures.TransformToPosition(quantity, usable, m_rules.level), m_rules.shortChargeRatio);
     }
 
+    [[nodiscard]] kv7im::Risk RiskOf_PositionsOnly(const PaperPosition& held) const
+    {
+        return ScaledRisk(m_futures.TransformToPosition_PositionsOnly(held.quantity, UsablePrice(held), held.price,
+                                                                      m_rules.level, held.paperLoss),
+                          m_rules.shortChargeRatio);
+    }
+    [[nodiscard]] double UsablePrice(const PaperPosition& held) const
+    {
+        const double settlement = m_futures.RealCalcPrice;
+        double price = held.price;
+        if (m_rules.noFutDiscount) {
+            if (held.quantity > 0) return kv7im::Min(held.marketPrice, kv7im::Max(settlement, price));
+            price = kv7im::Min(settlement, price);
+        }
+        return PaperPosition::FromMarketIfLost(held.quantity, price, held.marketPrice);
+    }
+
     PlainSeries& SeriesOf(const kv7im::CSpecOption& option, bool deliveries)
     {
         std::unique_ptr<PlainSeries>& series = m_series[option.CodeVF];
@@ -124,29 +163,33 @@ private:
         return *series;
     }
 
-    double Carry(PlainSeries& series, bool inSpread)
+    double Carry(PlainSeries& series, bool inSpread, plain::Mode mode = plain::Mode::Whole)
     {
         if (inSpread)
-            CarryToGroups();
+            CarryToGroups(mode);
         else
-            UpdateMargins(series.node, m_contract);
+            UpdateMargins(mode, series.node, m_contract);
         return m_groups->volatility;
     }
 
-    void CarryToGroups()
+    void CarryToGroups(plain::Mode mode = plain::Mode::Whole)
     {
-        if (!m_futures.IsInSpread) return UpdateMargins(m_owner, m_contract);
+        if (!m_futures.IsInSpread) return UpdateMargins(mode, m_owner, m_contract);
         const bool inGroup = m_contract.HasMCS();
         if (inGroup) m_mcs.Subtract(m_mms);
         m_mms -= m_previous;
-        if (m_rules.calendar == Enums::SpreadMarginType::HalfNetting || m_futures.EnforceIMSHalfNetting)
-            m_previous = m_owner.GetTransformedRisk();
-        else
-            m_previous = m_owner;
+        m_previous = Contribution(mode);
         m_mms += m_previous;
-        if (!inGroup) return UpdateMargins(m_mms, m_contract);
-        m_mcs.Add(m_mms, m_contract, Window());
-        UpdateMargins(m_mcs);
+        if (!inGroup) return UpdateMargins(mode, m_mms, m_contract);
+        m_mcs.Add(m_mms, m_contract, Window(), mode);
+        UpdateMargins(mode, m_mcs);
+    }
+
+    [[nodiscard]] plain::FuturesNode Contribution(plain::Mode mode) const
+    {
+        if (m_rules.calendar != Enums::SpreadMarginType::HalfNetting && !m_futures.EnforceIMSHalfNetting)
+            return m_owner;
+        return mode == plain::Mode::Whole ? m_owner.GetTransformedRisk() : m_owner.GetTransformedRisk_PositionsOnly();
     }
 
     [[nodiscard]] std::optional<std::size_t> Window() const
@@ -156,10 +199,13 @@ private:
     }
 
     template <class Node, class... Contract>
-    void UpdateMargins(Node& node, const Contract&... contract)
+    void UpdateMargins(plain::Mode mode, Node& node, const Contract&... contract)
     {
-        m_groups->volatility += node.UpdateInitialMarginValue(contract...);
-        m_groups->delivery += node.UpdateInitialMarginDeliveryValue(contract...);
+        const bool whole = mode == plain::Mode::Whole;
+        m_groups->volatility += whole ? node.UpdateInitialMarginValue(contract...)
+                                      : node.UpdateInitialMarginValue_PositionsOnly(contract...);
+        m_groups->delivery += whole ? node.UpdateInitialMarginDeliveryValue(contract...)
+                                    : node.UpdateInitialMarginDeliveryValue_PositionsOnly(contract...);
     }
 
     const kv7im::CSpecFutures& m_futures;
@@ -173,4 +219,5 @@ private:
     std::map<std::string, std::unique_ptr<PlainSeries>> m_series;
     std::int64_t m_quantity = 0;
     double m_price = 0.0;
+    PaperPosition m_paper;
 };

@@ -417,6 +417,7 @@ public:
     {
         return Store(m_margin, MarginOf(kv7im::Min(0.0, m_volatility.row.min())));
     }
+    double UpdateInitialMarginDeliveryValue_PositionsOnly() { return UpdateInitialMarginDeliveryValue(); }
 
     [[nodiscard]] const kv7im::RiskRow& VolatilityRow() const { return m_volatility.row; }
     [[nodiscard]] const kv7im::RiskRow& ExpirationRow() const { return m_expiration.row; }

@@ -91,7 +91,7 @@ testing::AssertionResult SameSides(const Node& node, const Twin& twin, Lanes lan
     return SameCells(node.Expiration(), twin.Expiration(), lanes) << " (delivery side)";
 }
 
-/// Both sides, what is summed beside them, and the margins as they were stored last.
+/// The two sides, what is summed beside them, and the margins as they were stored last.
 template <class Node, class Twin>
 testing::AssertionResult SameNodes(const Node& node, const Twin& twin, Lanes lanes = Lanes::Real)
 {

@@ -58,7 +58,7 @@ inline plain::Market RoadMarket(const std::string& mcs, bool collateral, Enums::
     return market;
 }
 
-/// The same changes in the engine and in the plain form, on every futures of a market.
+/// A book of the engine and its plain twins under equal changes, on every futures of a market.
 struct Road
 {
     Road(const plain::Market& ofMarket, const plain::Rules& rules)
@@ -88,6 +88,19 @@ struct Road
         TwinOf(option).SetOption(option, quantity, price,
                                  premium ? static_cast<double>(novQuantity) * option.CalcOptPrice * 2.0 : 0.0,
                                  book.WeHaveToCalcDeliveryRisk(&option));
+    }
+
+    /// A position in the mode of positions alone, in a futures or in an option.
+    void SetPaper(Isin isin, std::int64_t quantity, double price, double marketPrice, std::int64_t novQuantity)
+    {
+        ASSERT_EQ(book.portfolio.SetPosition_PositionsOnly(isin, quantity, price, marketPrice, novQuantity), 0U);
+        if (const auto twin = twins.find(isin); twin != twins.end()) {
+            twin->second.SetPosition_PositionsOnly(quantity, price, marketPrice);
+        } else {
+            const kv7im::CSpecOption& option = *book.GetInstruments().GetOption(isin);
+            TwinOf(option).SetOption_PositionsOnly(option, quantity, price, marketPrice, novQuantity,
+                                                   book.WeHaveToCalcDeliveryRisk(&option));
+        }
     }
 
     /// One entry of the orders in a futures or in one of the options changes.
