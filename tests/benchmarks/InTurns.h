@@ -9,26 +9,12 @@
 #include <cstdint>
 #include <vector>
 
+#include "BenchMarkets.h"
+
 namespace bench {
 
 using Clock = std::chrono::steady_clock;
 using Nanoseconds = std::chrono::duration<double, std::nano>;
-
-/// A position's next state.
-struct Change
-{
-    std::int64_t quantity;
-    double price;
-};
-
-/// Long and short in turns, around a price.
-inline std::vector<Change> ChangesAround(double price)
-{
-    std::vector<Change> changes;
-    for (int i = 0; i < 64; ++i)
-        changes.push_back({(i * 37) % 101 - 50, price - 20.0 + (i * 13) % 41});
-    return changes;
-}
 
 inline double Quantile(std::vector<double>& times, std::size_t percent)
 {

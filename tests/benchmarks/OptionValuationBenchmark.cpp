@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <ctime>
 #include <deque>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -20,17 +19,18 @@
 #include <vector>
 
 #include <malloc.h>
-#include <unistd.h>
 
 #include <ql/option.hpp>
 #include <ql/pricingengines/blackformula.hpp>
 
 #include "InstrumentSamples.h"
 #include "PlainOption.h"
+#include "ResidentBytes.h"
 #include "instruments/InstrumentsRepository.h"
 
 namespace {
 
+using bench::ResidentBytes;
 using Level = Enums::ClientRiskLevel;
 constexpr auto Levels = Enums::PossibleClientRiskLevelValues;
 
@@ -63,15 +63,6 @@ struct Fastest
 
     double seconds = std::numeric_limits<double>::infinity();
 };
-
-double ResidentBytes()
-{
-    std::ifstream statm("/proc/self/statm");
-    std::size_t pages = 0;
-    std::size_t resident = 0;
-    statm >> pages >> resident;
-    return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE));
-}
 
 /// The market that one option lives in.
 struct Terms
@@ -293,9 +284,15 @@ void MarketOfOptions(benchmark::State& state)
 }
 BENCHMARK(MarketOfOptions)->Arg(160)->Arg(40000)->Iterations(4)->Unit(benchmark::kMillisecond);
 
-// The grids of sixteen strikes, again and again: nanoseconds of one of the (scenarios + 4) x columns valuations that
+enum class Types
+{
+    Puts,  // at sixteen strikes
+    Pairs, // a call and a put at each of eight strikes
+};
+
+// The grids of sixteen options, again and again: nanoseconds of one of the (scenarios + 4) x columns valuations that
 // the model asks for, against one call of QuantLib's blackFormula, or its Bachelier twin, at the same prices.
-void Grids(benchmark::State& state, std::int32_t kind)
+void Grids(benchmark::State& state, std::int32_t kind, Types types)
 {
     Terms terms = TermsOf(kind);
     terms.contract.RiskPointsN = static_cast<std::int32_t>(state.range(0) / 2);
@@ -305,8 +302,11 @@ void Grids(benchmark::State& state, std::int32_t kind)
     const auto series = terms.series.Make(*futures);
     series->RecalcInvariants();
     std::vector<kv7im::CSpecOption> options;
-    for (int i = 0; i < 16; ++i)
-        options.emplace_back(series.get(), "OPT", "SER", i, 900.0 + 12.5 * i, true, 10.0);
+    for (int i = 0; i < 16; ++i) {
+        const bool pairs = types == Types::Pairs;
+        options.emplace_back(series.get(), "OPT", "SER", i, 900.0 + 12.5 * (pairs ? i / 2 * 2 : i),
+                             !pairs || i % 2 != 0, 10.0);
+    }
     const std::vector<double> prices = PricesOf(options[0], Level::Default);
     const bool black = terms.contract.OptionModel == Enums::OptionModel::BlackScholes;
 
@@ -321,15 +321,16 @@ void Grids(benchmark::State& state, std::int32_t kind)
             }
         });
         for (const kv7im::CSpecOption& option : options) {
-            const plain::OptionPricer pricer(terms.contract, terms.futures, terms.series, option.Strike, true);
+            const plain::OptionPricer pricer(terms.contract, terms.futures, terms.series, option.Strike,
+                                             option.isPut());
             plainly += TimeOf([&] { benchmark::DoNotOptimize(pricer.Over(prices).mismatchUp); });
             std::array<double, 9> widths{};
             for (std::size_t i = 0; i < widths.size(); ++i)
                 widths[i] = pricer.Sigma(i % 5, std::nullopt) * series->SqrtT;
             const auto formula = [&](double price, double width) {
-                constexpr auto put = QuantLib::Option::Put;
-                return black ? QuantLib::blackFormula(put, option.Strike, price, width, 0.99)
-                             : QuantLib::bachelierBlackFormula(put, option.Strike, price, width, 0.99);
+                const auto type = option.isPut() ? QuantLib::Option::Put : QuantLib::Option::Call;
+                return black ? QuantLib::blackFormula(type, option.Strike, price, width, 0.99)
+                             : QuantLib::bachelierBlackFormula(type, option.Strike, price, width, 0.99);
             };
             quantLib += TimeOf([&] {
                 for (const double price : prices)
@@ -346,10 +347,12 @@ void Grids(benchmark::State& state, std::int32_t kind)
     state.counters["ratio_quantlib"] = quantLib / engine;
     state.counters["ratio_plain"] = plainly / engine;
 }
-BENCHMARK_CAPTURE(Grids, black_scholes_on_futures, 0)->Arg(160);
-BENCHMARK_CAPTURE(Grids, black_scholes_on_stock, 10)->Arg(160);
-BENCHMARK_CAPTURE(Grids, black_scholes_on_currency, 11)->Arg(160);
-BENCHMARK_CAPTURE(Grids, bachelier_on_futures, 8)->Arg(160);
-BENCHMARK_CAPTURE(Grids, bachelier_on_commodity, 9)->Arg(160);
+BENCHMARK_CAPTURE(Grids, black_scholes_on_futures, 0, Types::Puts)->Arg(160);
+BENCHMARK_CAPTURE(Grids, black_scholes_on_stock, 10, Types::Puts)->Arg(160);
+BENCHMARK_CAPTURE(Grids, black_scholes_on_currency, 11, Types::Puts)->Arg(160);
+BENCHMARK_CAPTURE(Grids, bachelier_on_futures, 8, Types::Puts)->Arg(160);
+BENCHMARK_CAPTURE(Grids, bachelier_on_commodity, 9, Types::Puts)->Arg(160);
+BENCHMARK_CAPTURE(Grids, black_scholes_calls_and_puts, 0, Types::Pairs)->Arg(160);
+BENCHMARK_CAPTURE(Grids, bachelier_calls_and_puts, 8, Types::Pairs)->Arg(160);
 
 } // namespace
