@@ -160,7 +160,7 @@ void PrintEngine(const std::vector<BookSize>& sizes)
         "\nGoals: 10 KB a futures position, 18 KB a position of a mixed book beside the values of the options.\n");
 }
 
-// The same books by the command line: files are written, and the whole run is looked at.
+// Books by the command line: files are written, and the whole run is looked at.
 
 /// The code of its firm, a thousand clients a firm, and its number there.
 std::string ClientCode(std::size_t client)
