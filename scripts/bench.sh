@@ -44,3 +44,5 @@ printf '\nThe valuation of options, one thread\n\n'
 valuations='MarketOfOptions/40000|Grids'
 [ "${1:-}" = --quick ] && valuations='MarketOfOptions/160/|Grids'
 "$bin/quindal_benchmarks" --benchmark_filter="$valuations" --benchmark_counters_tabular=true 2>/dev/null
+printf '\nGoals: insertion 250 times and values on demand 25 times faster than plainly, 1,600 MB resident; a call and its put\n'
+printf '20 times, Bachelier 10 times faster than QuantLib.\n'
