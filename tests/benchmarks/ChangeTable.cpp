@@ -47,10 +47,10 @@ plain::Rules RulesOf(Enums::SpreadMarginType calendar, Enums::SpreadMarginType i
 
 std::vector<Row> Rows()
 {
-    const auto futures = [](Roof& roof) { roof.Move<3, 13>(); };
-    const auto optionAlone = [](Roof& roof) { roof.Move<6, 8>(); };
-    const auto optionInSpread = [](Roof& roof) { roof.Move<6, 28>(); };
-    const auto optionLosses = [](Roof& roof) { roof.Move<6, 30>(); };
+    const auto futures = [](Roof& roof) { roof.Move<16, 13>(); };
+    const auto optionAlone = [](Roof& roof) { roof.Move<12, 8>(); };
+    const auto optionInSpread = [](Roof& roof) { roof.Move<34, 28>(); };
+    const auto optionLosses = [](Roof& roof) { roof.Move<36, 30>(); };
     const plain::Market contract = bench::FuturesMarket(RiskPointsN, "");
     const plain::Market group = bench::FuturesMarket(RiskPointsN, "GROUP");
     const auto options = [](const Kind& kind) { return bench::OptionMarket(kind, RiskPointsN); };

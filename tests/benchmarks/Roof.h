@@ -2,18 +2,20 @@
 // aligned 32-byte loads and stores alone, over the blocks of the grid, within 24 KB, so that all of it stays in the
 // first cache.
 //
-// Counts of a block of four price points under five scenarios. A vector that changes is read and written; the
-// instrument is read only.
+// Counts of a block of four price points under five scenarios:
 //
-//   futures      reads 3 of the instrument: price and both rate stresses
-//                changes 13: the value and both rates of the futures, which has one value under all scenarios; five
-//                values and both rates of its base contract; the collapsed row, and the two rows of the group above
-//   option       reads 6 of its grid: five values and one rate stress
-//     alone      changes 8: five values and both rates of the series, whose mismatch is two numbers; the collapsed row
-//     in spread  changes 28: five values, both rates and both mismatches of the series, of its futures and of the base
-//                contract; the collapsed row
-//     losses     changes 30: the nine of the series; the nine that the futures holds of it, kept to be taken out
-//                again; five values of the futures and five of the base contract; the collapsed rows of either side
+//                      loads  stores
+//   futures               16      13   price and both rate stresses of the instrument; read and written: value and both
+//                                      rates of the futures, which has one value under all scenarios, five values and
+//                                      both rates of its base contract, its collapsed row, two rows of the group above
+//   option alone          12       8   five values and one rate stress of its grid; read and written: five values and a
+//                                      rate row of the series, whose mismatch is two numbers; the collapsed row of
+//                                      either side is written
+//   option in spread      34      28   six of the grid; read and written: the nine of the series (five values, both
+//                                      rates, both mismatches), of its futures and of the contract; the collapsed row
+//   option, losses only   36      30   six of the grid; read and written: the nine of the series, the nine that the
+//                                      futures holds of it, five values of the futures and of the contract; the
+//                                      collapsed row of either side
 #pragma once
 
 #include <cstddef>
@@ -30,14 +32,15 @@ class Roof
 public:
     Roof() : m_set(24 * 1024 / sizeof(kv7im::RiskItem)) {}
 
-    /// Moves what a change of the grid needs: Reads vectors that stay and Changes that are read and written, a block.
-    template <std::size_t Reads, std::size_t Changes>
+    /// Moves what a change of the whole grid needs, with so many vectors read and written a block.
+    template <std::size_t Loads, std::size_t Stores>
     void Move() noexcept
     {
+        static_assert(Stores <= Loads);
         std::size_t at = 0;
-        for (std::size_t block = 0; block < RoofBlocks; ++block, at += Reads + Changes) {
-            if (at + Reads + Changes > m_set.size()) at = 0;
-            MoveBlock<Reads + Changes, Changes>(m_set.data() + at);
+        for (std::size_t block = 0; block < RoofBlocks; ++block, at += Loads) {
+            if (at + Loads > m_set.size()) at = 0;
+            MoveBlock<Loads, Stores>(m_set.data() + at);
         }
     }
 
