@@ -107,7 +107,7 @@ private:
 /// A copy of the ini file that opens the trace log, beside it.
 std::string WithTraceLog(const std::string& ini)
 {
-    const std::string copy = ini + ".trace";
+    std::string copy = ini + ".trace";
     std::ofstream(copy) << std::ifstream(ini).rdbuf() << "[QuindalIM::xplog]\nfile = " << copy << ".log\n";
     return copy;
 }
