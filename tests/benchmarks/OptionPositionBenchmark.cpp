@@ -35,7 +35,7 @@ void OptionChange(benchmark::State& state, Kind kind)
             benchmark::DoNotOptimize(plainly.SetOption(option, change.quantity, change.price, 0.0, kind.deliveries));
         });
     const auto& node = *engine.portfolio.GetFuturesPositionByIsin(1)->GetRiskNodeOptionSeriesByVFCode("SER");
-    const kv7im::Parameters& dimensions = node.Volatility().GetRisk().GetParameters();
+    const kv7im::Parameters dimensions = node.Volatility().GetRisk().GetParameters();
     state.counters["columns"] = static_cast<double>(dimensions.length());
     state.counters["deliveries"] = static_cast<double>(dimensions.expirationScenariosCount);
 }

@@ -113,7 +113,7 @@ void OptionOrder(benchmark::State& state, Kind kind)
             benchmark::DoNotOptimize(plainly.AddOrders(option, prepared[i], kind.deliveries));
         });
     const auto& node = *engine.portfolio.GetFuturesPositionByIsin(1)->GetRiskNodeOptionSeriesByVFCode("SER");
-    const kv7im::Parameters& dimensions = node.Volatility().GetRisk().GetParameters();
+    const kv7im::Parameters dimensions = node.Volatility().GetRisk().GetParameters();
     state.counters["columns"] = static_cast<double>(dimensions.length());
     state.counters["deliveries"] = static_cast<double>(dimensions.expirationScenariosCount);
 }
