@@ -106,7 +106,7 @@ public:
     {
         spread_nodes::MakeRoomForSeries(futures.engine, kind.deliveries);
         engine.AddOrdersInSpread(family.Option(option), orders, PairChargeRatio, futures.engine,
-                                       {kind.lossesOnly, 0.0, 0.0});
+                                 {kind.lossesOnly, 0.0, 0.0});
         plainly.AddOrders(family.Option(option), orders, &futures.twin);
     }
 

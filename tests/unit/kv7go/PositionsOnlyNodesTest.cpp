@@ -108,12 +108,12 @@ struct HandFutures
     std::shared_ptr<kv7im::CSpecFutures> futures;
 };
 
-RiskNodeFutures NodeOf(const Risk& risk, double netOptionValue, double paperLoss, double ratio = 1.0)
+std::unique_ptr<RiskNodeFutures> NodeOf(const Risk& risk, double netOptionValue, double paperLoss, double ratio = 1.0)
 {
-    RiskNodeFutures node(Parameters(Points, 3), ratio, Level, false);
-    HandFutures(risk).AddTo(node);
-    node.AddNOVi(netOptionValue);
-    node.AddCumulativePerformance(paperLoss);
+    auto node = std::make_unique<RiskNodeFutures>(Parameters(Points, 3), ratio, Level, false);
+    HandFutures(risk).AddTo(*node);
+    node->AddNOVi(netOptionValue);
+    node->AddCumulativePerformance(paperLoss);
     return node;
 }
 
@@ -204,14 +204,17 @@ TEST(PositionsOnlyCompose, GivesThePositivePartBackUpToThePaperLoss)
     EXPECT_EQ(plainly.Compose(shallow, plainly.VolatilityRow(PaperLosses), *contract, plain::Mode::PositionsOnly),
               90.0);
     EXPECT_EQ(plainly.Compose(shallow, plainly.VolatilityRow(), *contract, plain::Mode::Whole), 110.0);
-    RiskNodeFutures node = NodeOf(shallow, 100.0, 20.0, 2.0);
+    const auto heldNode = NodeOf(shallow, 100.0, 20.0, 2.0);
+    RiskNodeFutures& node = *heldNode;
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 90.0);
     EXPECT_EQ(node.UpdateInitialMarginDeliveryValue_PositionsOnly(*contract), 90.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*contract), 20.0) << "the change of the one stored margin";
 
-    RiskNodeFutures deep = NodeOf(RiskOf({-40, -40, -110, -40, -40}), 100.0, 20.0);
+    const auto heldDeep = NodeOf(RiskOf({-40, -40, -110, -40, -40}), 100.0, 20.0);
+    RiskNodeFutures& deep = *heldDeep;
     EXPECT_EQ(deep.UpdateInitialMarginValue_PositionsOnly(*contract), 112.5);
-    RiskNodeFutures flat = NodeOf(RiskOf({0, 0, 0, 0, 0}), 100.0, 20.0);
+    const auto heldFlat = NodeOf(RiskOf({0, 0, 0, 0, 0}), 100.0, 20.0);
+    RiskNodeFutures& flat = *heldFlat;
     EXPECT_EQ(flat.UpdateInitialMarginValue_PositionsOnly(*contract), 15.0);
     EXPECT_EQ(flat.UpdateInitialMarginValue(*contract), 10.0) << "plainly 25";
 }
@@ -221,7 +224,8 @@ TEST(PositionsOnlyCompose, BendsAGainAsIfItWereNothing)
 {
     const auto contract = ContractOf(0.25);
     const std::vector<double> gains(8, 1000.0); // the stress points stay out of it
-    RiskNodeFutures node = NodeOf(RiskOf({80, 80, 80, 80, 80}, gains), 100.0, 20.0);
+    const auto heldNode = NodeOf(RiskOf({80, 80, 80, 80, 80}, gains), 100.0, 20.0);
+    RiskNodeFutures& node = *heldNode;
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 15.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*contract), -15.0);
 }
@@ -229,7 +233,8 @@ TEST(PositionsOnlyCompose, BendsAGainAsIfItWereNothing)
 TEST(PositionsOnlyCompose, NeedsNoPaperLossWithoutCurvature)
 {
     const auto contract = ContractOf(0.0);
-    RiskNodeFutures node = NodeOf(RiskOf({-40, 10, -30, 20, 5}), 100.0, 20.0);
+    const auto heldNode = NodeOf(RiskOf({-40, 10, -30, 20, 5}), 100.0, 20.0);
+    RiskNodeFutures& node = *heldNode;
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 40.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*contract), 0.0) << "the same";
 }
@@ -238,7 +243,8 @@ TEST(PositionsOnlyCompose, NeedsNoPaperLossWithoutCurvature)
 TEST(PositionsOnlyCompose, AGainAtTheEndOfTheGridLiftsTheStressPoints)
 {
     const auto contract = ContractOf(0.0);
-    RiskNodeFutures node = NodeOf(RiskOf({64, 0, 0, 0, 0}, {0, 0, -50, -60, 0, 0, 0, 0}), 0.0, 0.0);
+    const auto heldNode = NodeOf(RiskOf({64, 0, 0, 0, 0}, {0, 0, -50, -60, 0, 0, 0, 0}), 0.0, 0.0);
+    RiskNodeFutures& node = *heldNode;
     EXPECT_EQ(node.UpdateInitialMarginValue_PositionsOnly(*contract), 0.0);
     EXPECT_EQ(node.UpdateInitialMarginValue(*contract), 60.0)
         << "plainly a gain of 64 there allows a loss of 64 beyond";
@@ -248,7 +254,8 @@ TEST(PositionsOnlyCompose, AGainAtTheEndOfTheGridLiftsTheStressPoints)
 TEST(PositionsOnlyCompose, LeavesTheResultsOfBothSignsToThePlainMode)
 {
     const auto contract = ContractOf(0.0);
-    RiskNodeFutures node = NodeOf(RiskOf({-40, 10, -30, 20, 5}), 0.0, 20.0);
+    const auto heldNode = NodeOf(RiskOf({-40, 10, -30, 20, 5}), 0.0, 20.0);
+    RiskNodeFutures& node = *heldNode;
     for (int round = 0; round < 2; ++round) {
         node.UpdateInitialMarginValue_PositionsOnly(*contract);
         EXPECT_THAT(ValuesOf(node.GetRolledUpRiskNode(Whole).Volatility()), ElementsAre(-40, 10, -30, 20, 5));
@@ -378,7 +385,8 @@ TEST(PositionsOnlyRolledUp, AgreesWithTheComposedMarginOfOneNode)
 {
     for (const double radius : {0.0, 0.125}) {
         const auto contract = ContractOf(radius);
-        RiskNodeFutures node = NodeOf(RiskOf({-40, 10, -30, 20, 5}, {-3, -50, -40, -40, 5, 5, 9, 0}), 37.0, 12.0);
+        const auto heldNode = NodeOf(RiskOf({-40, 10, -30, 20, 5}, {-3, -50, -40, -40, 5, 5, 9, 0}), 37.0, 12.0);
+        RiskNodeFutures& node = *heldNode;
         RolledUpRiskNode rolledUp = node.GetRolledUpRiskNode(PaperLosses);
         rolledUp.ApplyCorrection_PositionsOnly(*contract);
         rolledUp.BoundValuesFromAbove(0.0);
@@ -393,7 +401,8 @@ TEST(PositionsOnlyRolledUp, AgreesWithTheComposedMarginOfOneNode)
 TEST(PositionsOnlyRolledUp, CorrectsRowsAndPointsByThePaperLoss)
 {
     const auto contract = ContractOf(0.125);
-    const RiskNodeFutures node = NodeOf(RiskOf({-40, 10, -8, 20, -8}, {0, -40, 0, 0, 0, 0, -8, 0}), 16.0, 8.0);
+    const auto heldNode = NodeOf(RiskOf({-40, 10, -8, 20, -8}, {0, -40, 0, 0, 0, 0, -8, 0}), 16.0, 8.0);
+    const RiskNodeFutures& node = *heldNode;
     RolledUpRiskNode rolledUp = node.GetRolledUpRiskNode(PaperLosses);
     rolledUp.ApplyCorrection_PositionsOnly(*contract);
     for (const kv7im::RiskRow* const row : {&rolledUp.Volatility(), &rolledUp.Expiration()})
