@@ -106,7 +106,7 @@ void InstrumentsRepository::EnterVirtFutures(StorageFutures::iterator futures, c
 
     const auto entry = storageIndexVirtualFuturesToFutures.emplace(parameters.Code, futures).first;
     try {
-        ChangeInside(storageFutures, futures, [&](FuturesNode& owner) { owner.InsertVirtualFuturesNode(node); });
+        BesideKeys(*futures).InsertVirtualFuturesNode(node);
     } catch (...) {
         storageIndexVirtualFuturesToFutures.erase(entry);
         throw;
@@ -149,14 +149,13 @@ Z9ERR InstrumentsRepository::InsertOption(const OptionParameters& parameters)
 
 void InstrumentsRepository::EnterOption(StorageFutures::iterator futures, const OptionParameters& p)
 {
-    ChangeInside(storageFutures, futures, [&](FuturesNode& node) {
-        VirtualFuturesNode& series = node.GetCurrentStorage().find(p.CodeVF)->second;
-        CSpecOption option(series.get(), p.Code, p.CodeVF, p.Isin, p.Strike, p.OptionType == Enums::OptionType::Put,
-                           p.CalcOptPrice);
-        option.RecalcInvariants();
-        series.storage().insert(std::move(option));
-        node.RegistrateOptionOnVirtualFutures(p.Isin, p.Code, p.CodeVF);
-    });
+    FuturesNode& node = BesideKeys(*futures);
+    VirtualFuturesNode& series = node.GetCurrentStorage().find(p.CodeVF)->second;
+    CSpecOption option(series.get(), p.Code, p.CodeVF, p.Isin, p.Strike, p.OptionType == Enums::OptionType::Put,
+                       p.CalcOptPrice);
+    option.RecalcInvariants();
+    series.storage().insert(std::move(option));
+    node.RegistrateOptionOnVirtualFutures(p.Isin, p.Code, p.CodeVF);
     storageIndexOptionToFuturesByIsin.emplace(p.Isin, futures);
     storageIndexOptionToFuturesByCode.emplace(p.Code, futures);
 }
@@ -168,10 +167,9 @@ void InstrumentsRepository::RemoveInsertedOption(StorageFutures::iterator future
         entry != storageIndexOptionToFuturesByCode.end())
         storageIndexOptionToFuturesByCode.erase(entry);
     storageIndexOptionToFuturesByIsin.erase(p.Isin);
-    storageFutures.modify(futures, [&](FuturesNode& node) noexcept {
-        node.ForgetOption(p.Isin, p.Code);
-        node.GetCurrentStorage().find(p.CodeVF)->second.storage().get<ByIsin>().erase(p.Isin);
-    });
+    FuturesNode& node = BesideKeys(*futures);
+    node.ForgetOption(p.Isin, p.Code);
+    node.GetCurrentStorage().find(p.CodeVF)->second.storage().get<ByIsin>().erase(p.Isin);
 }
 
 } // namespace kv7im
