@@ -67,7 +67,6 @@ void CSpecFutures::RecalcInvariants()
     if (GetGridSource() != m_gridSource) RecalcGrid();
     MoneyCoef = MinStepPrice / MinStep;
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
-        Limit[level] = GetDoubleLimit(level) * 0.5;
         RecalcSpecialRiskPoints(level);
         // The cover factors read the ZL and ZR points.
         coverZL[level] = CalculateCoverZL(level);
@@ -88,6 +87,7 @@ CSpecFutures::GridSource CSpecFutures::GetGridSource() const noexcept
 void CSpecFutures::RecalcGrid()
 {
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        Limit[level] = GetDoubleLimit(level) * 0.5;
         RecalcVolatility(level);
         RecalcInterestRate(level);
     }
