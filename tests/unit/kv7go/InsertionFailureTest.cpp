@@ -5,6 +5,7 @@
 
 #include "FailingAllocations.h"
 #include "InstrumentSamples.h"
+#include "SameModel.h"
 
 namespace test::InsertionFailureTest {
 namespace {
@@ -16,15 +17,14 @@ using testing_support::FailAtEachAllocation;
 class InsertionFailure : public testing::Test
 {
 protected:
-    InsertionFailure()
+    InsertionFailure() { InsertCollateralInto(m_repository); }
+
+    static void InsertCollateralInto(InstrumentsRepository& repository)
     {
-        EXPECT_EQ(
-            (BaseContractSample([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; }).InsertInto(m_repository)),
-            Z9ERR_OK);
-        EXPECT_EQ((FuturesSample([](auto& f) {
-                       f.Attribute = Enums::InstrumentStatus::Collateral;
-                   }).InsertInto(m_repository)),
-                  Z9ERR_OK);
+        const BaseContractSample contract([](auto& c) { c.AssetClass = Enums::AssetClass::Bond; });
+        EXPECT_EQ(contract.InsertInto(repository), Z9ERR_OK);
+        const FuturesSample futures([](auto& f) { f.Attribute = Enums::InstrumentStatus::Collateral; });
+        EXPECT_EQ(futures.InsertInto(repository), Z9ERR_OK);
     }
     [[nodiscard]] const FuturesNode& Node() const { return *m_repository.RangeFuturesByCode().begin(); }
 
@@ -70,6 +70,29 @@ TEST_F(InsertionFailure, LeavesNoOptionInAnyIndex)
     EXPECT_GT(failures, 10);
     EXPECT_EQ(m_repository.GetOption(eCurrent, m_longCode), m_repository.GetOption(eCurrent, 101));
     EXPECT_NE(m_repository.GetOption(eCurrent, 101), nullptr);
+}
+
+TEST_F(InsertionFailure, LeavesAFamilyThatTheFuturesWouldHaveMoved)
+{
+    InstrumentsRepository untouched;
+    for (InstrumentsRepository* const repository : {&m_repository, &untouched}) {
+        if (repository == &untouched) InsertCollateralInto(untouched);
+        ASSERT_EQ(OptionSeriesSample{}.InsertInto(*repository), Z9ERR_OK);
+        ASSERT_EQ(OptionSample{}.InsertInto(*repository), Z9ERR_OK);
+    }
+    FuturesSample nearer(m_longCode, 2);
+    nearer.Attribute = Enums::InstrumentStatus::Collateral;
+    nearer.TimeToExpiration = 0.25;
+    nearer.RealCalcPrice = 936.0; // 64 below the centre: a shift of a sixteenth of the spot
+    const long failures = FailAtEachAllocation([&] { return nearer.InsertInto(m_repository); },
+                                               [&] {
+                                                   ASSERT_EQ(m_repository.CountFutures(), 1u);
+                                                   const auto differences =
+                                                       same_model::Differences(m_repository, untouched);
+                                                   EXPECT_TRUE(differences.empty()) << same_model::TextOf(differences);
+                                               });
+    EXPECT_GT(failures, 5);
+    EXPECT_EQ(m_repository.GetBaseContract(eCurrent, "BC")->ShiftCoefficient, 0.0625);
 }
 
 TEST_F(InsertionFailure, LeavesNoMultilegAndCompletesOneWithoutMemory)

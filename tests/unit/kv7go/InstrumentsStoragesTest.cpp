@@ -213,14 +213,15 @@ TEST_F(Family, ACopyThatThrowsInsideTheContainerTakesTheNodeOut)
     EXPECT_TRUE(storage.empty());
 }
 
-TEST_F(Family, AChangeThatThrowsInsideTheContainerLeavesTheNodeWhereItIs)
+TEST_F(Family, AChangeBesideTheKeysThatThrowsLeavesTheNodeWhereItIs)
 {
     StorageFutures storage;
     const auto node = storage.insert(NodeOf({})).first;
-    EXPECT_THROW(ChangeInside(storage, node, [](FuturesNode&) { throw std::bad_alloc(); }), std::bad_alloc);
+    const auto fail = [](FuturesNode&) { throw std::bad_alloc(); };
+    EXPECT_THROW(fail(BesideKeys(*node)), std::bad_alloc);
     EXPECT_EQ(storage.size(), 1u);
     EXPECT_EQ(storage.get<ByCode>().find(std::string_view("FUT"))->GetIsin(), 1);
-    ChangeInside(storage, node, [](FuturesNode& changed) { changed.GetCurrent()->RealCalcPrice = 5.0; });
+    BesideKeys(*node).GetCurrent()->RealCalcPrice = 5.0;
     EXPECT_EQ(storage.begin()->GetRealCalcPrice(), 5.0);
 }
 

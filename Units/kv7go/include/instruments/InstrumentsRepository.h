@@ -199,8 +199,9 @@ private:
     [[nodiscard]] Z9ERR CheckVirtFutures(VirtFuturesParameters& parameters, const CSpecFutures& futures) const;
     void EnterVirtFutures(StorageFutures::iterator futures, const VirtFuturesParameters& parameters);
     [[nodiscard]] Z9ERR InsertOption(const OptionParameters& parameters);
-    void EnterOption(StorageFutures::iterator futures, const OptionParameters& parameters);
-    void RemoveInsertedOption(StorageFutures::iterator futures, const OptionParameters& parameters) noexcept;
+    void EnterOption(StorageFutures::iterator futures, VirtualFuturesNode& series, const OptionParameters& parameters);
+    void RemoveInsertedOption(FuturesNode& futures, VirtualFuturesNode& series,
+                              const OptionParameters& parameters) noexcept;
 
     [[nodiscard]] CSpecBaseContract* FindBaseContract(std::string_view code) const;
     [[nodiscard]] CSpecFutures* FindFutures(Isin isin) const;

@@ -15,7 +15,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -81,20 +80,12 @@ using NodeStatus = bmi::const_mem_fun_explicit<Node, Status, Status (Node::*)() 
 
 } // namespace index_of
 
-/// Lets `change`, which leaves the keys alone, work on an element inside its container. An exception of `change` passes
-/// on and the element stays; the container's own modify would drop it.
-template <class Storage, class Iterator, class Change>
-void ChangeInside(Storage& storage, Iterator element, Change change)
+/// An element of a container for a change that leaves its keys alone. No index takes part in it, whereas the
+/// container's own modify looks the element up in each of them, among all that share a key with it.
+template <class Element>
+[[nodiscard]] Element& BesideKeys(const Element& element) noexcept
 {
-    std::exception_ptr failure;
-    storage.modify(element, [&](auto& object) noexcept {
-        try {
-            change(object);
-        } catch (...) {
-            failure = std::current_exception();
-        }
-    });
-    if (failure != nullptr) std::rethrow_exception(failure);
+    return const_cast<Element&>(element);
 }
 
 /// Options of one series.

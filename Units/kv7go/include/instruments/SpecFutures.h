@@ -8,8 +8,10 @@
 // Numbers:      prices are in the price units of the instrument; MoneyCoef turns them into money. Times are in years.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "Enums.h"
@@ -67,8 +69,12 @@ public:
     /// A deep copy under another parent.
     CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseContract);
 
-    /// Recomputes the limits, the profile and the cover factors of every level from the present parameters.
+    /// Recomputes the limits, the profile and the cover factors of every level from the present parameters. Prices and
+    /// rate rows stay where all that they are made from is as it was: a shift of the contract moves none of them.
     void RecalcInvariants() override;
+    /// Number of the grid of prices, another one each time that they are made anew; never 0. A copy has the grid, and
+    /// its number.
+    [[nodiscard]] std::uint32_t GetGridNumber() const noexcept { return m_gridNumber; }
     /// Takes new parameters; the profile is left for RecalcInvariants.
     void ChangeParams(const SFuturesChanges& changes);
 
@@ -150,11 +156,19 @@ public:
     bool IsTAS; // trade at settlement; as built, whatever comes later
 
 private:
+    /// The parameters that prices and rate rows are made from.
+    using GridSource = std::array<double, 8 + RiskLevelIndexedArray<double>::NumberOfClientRiskLevels>;
+
     CSpecFutures(const CSpecFutures&) = default; // a copy always gets a parent of its own
 
+    [[nodiscard]] GridSource GetGridSource() const noexcept;
+    void RecalcGrid();
     void RecalcVolatility(Enums::ClientRiskLevel level);
     void RecalcInterestRate(Enums::ClientRiskLevel level);
     void RecalcSpecialRiskPoints(Enums::ClientRiskLevel level);
+
+    GridSource m_gridSource{std::numeric_limits<double>::quiet_NaN()}; // before the first computation equal to none
+    std::uint32_t m_gridNumber = 1;
 };
 
 } // namespace kv7im

@@ -12,6 +12,7 @@
 #include <boost/multi_index/hashed_index.hpp>
 #include <boost/multi_index/indexed_by.hpp>
 #include <boost/multi_index/mem_fun.hpp>
+#include <boost/multi_index/ordered_index.hpp>
 #include <boost/multi_index/tag.hpp>
 #include <boost/multi_index_container.hpp>
 
@@ -89,7 +90,7 @@ using StorageMultileg = boost::multi_index_container<
                        boost::multi_index::hashed_non_unique<
                            boost::multi_index::tag<BySecondLegIsin>,
                            boost::multi_index::const_mem_fun<CSpecMultileg, Isin, &CSpecMultileg::GetSecondLegIsin>>,
-                       boost::multi_index::hashed_non_unique<
+                       boost::multi_index::ordered_non_unique< // a change there looks at its neighbours alone
                            boost::multi_index::tag<ByCompleted>,
                            boost::multi_index::const_mem_fun<CSpecMultileg, bool, &CSpecMultileg::GetCompleted>>>>;
 

@@ -90,6 +90,9 @@ public:
     /// Recomputes grids, bindings and delivery prices of every level from the present parameters and the futures' grid.
     /// A throw, which only exhausted memory can cause, leaves the series as it was.
     void RecalcInvariants();
+    /// RecalcInvariants after one of the futures. The grids stay where the futures' grid and all parameters do, unless
+    /// their making is something to warn of: each recomputation says it again.
+    void FollowFutures();
     /// Takes new parameters; the grids are left for RecalcInvariants. The step of all five levels becomes
     /// adjustedSubRiskStep.
     void ChangeParams(const SVirtFuturesChanges& changes, double adjustedSubRiskStep);
@@ -228,11 +231,12 @@ private:
     [[nodiscard]] LevelGrid MakeGrid(Enums::ClientRiskLevel level) const;
     void CalculateSubPointRange(LevelGrid& grid, Enums::ClientRiskLevel level) const;
     void FillColumns(LevelGrid& grid, Enums::ClientRiskLevel level) const;
-    [[nodiscard]] std::set<double> CalculateDeliveryPoints(Enums::ClientRiskLevel level) const;
+    void CalculateDeliveryPoints(LevelGrid& grid, Enums::ClientRiskLevel level) const;
     void TakeOver(LevelGrid& grid, Enums::ClientRiskLevel level) noexcept;
     void DropOptionColumns() noexcept;
 
     double m_gridCentre;
+    std::uint32_t m_futuresGrid = 0; // number of the futures' grid that ours follow; 0: they have to be made anew
     bool m_hasDeliveryScenarios = false;
     mutable SharedColumns optionColumns;
 };

@@ -21,14 +21,4 @@ template <class Index, class Key>
     return boost::make_iterator_range(first, last);
 }
 
-/// Lets `change`, which leaves the key alone, work in turn on the elements with one key inside their container. An
-/// exception of `change` passes on, and every element stays where it is.
-template <class Index, class Key, class Change>
-void ChangeEach(Index& index, const Key& key, Change change)
-{
-    const auto [first, last] = index.equal_range(key);
-    for (auto element = first; element != last; ++element)
-        ChangeInside(index, element, change);
-}
-
 } // namespace kv7im

@@ -224,12 +224,12 @@ Z9ERR InstrumentsRepository::RecalculateFuturesBaseProfile(const CSpecBaseContra
 
 void InstrumentsRepository::RecalculateFuturesOf(std::string_view codeBC)
 {
-    ChangeEach(storageFutures.get<ByBaseContract>(), codeBC, [](FuturesNode& node) {
+    for (const FuturesNode& node : RangeFuturesByBaseContract(codeBC)) {
         // Parents before children: a series reads the grid its futures computed a moment ago.
         node.GetCurrent()->RecalcInvariants();
-        for (auto& [seriesCode, series] : node.GetCurrentStorage())
+        for (auto& [seriesCode, series] : BesideKeys(node).GetCurrentStorage())
             series.RecalcInvariants();
-    });
+    }
 }
 
 void InstrumentsRepository::ValueOptionsOf(std::string_view codeBC) const

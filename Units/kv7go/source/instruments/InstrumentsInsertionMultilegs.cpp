@@ -84,12 +84,11 @@ void InstrumentsRepository::CorrectMultilegSpreadAspectPropertyByFutures(const C
         for (auto record = first; record != last; ++record) {
             const CSpecFutures* const other = GetFutures(AccessByStatus::eNew, ((*record).*otherLeg)());
             if (other == nullptr) continue; // futures go only all together
-            index.modify(record, [&](CSpecMultileg& multileg) noexcept {
-                if (futures->IsInSpread && other->IsInSpread)
-                    multileg.MakeCompleteSpreadAspect();
-                else
-                    multileg.MakeIncompleteSpreadAspect();
-            });
+            CSpecMultileg& multileg = BesideKeys(*record);
+            if (futures->IsInSpread && other->IsInSpread)
+                multileg.MakeCompleteSpreadAspect();
+            else
+                multileg.MakeIncompleteSpreadAspect();
         }
     };
     correct(storageMultilegs.get<ByFirstLegIsin>(), &CSpecMultileg::GetSecondLegIsin);

@@ -106,7 +106,7 @@ void InstrumentsRepository::EnterVirtFutures(StorageFutures::iterator futures, c
 
     const auto entry = storageIndexVirtualFuturesToFutures.emplace(parameters.Code, futures).first;
     try {
-        ChangeInside(storageFutures, futures, [&](FuturesNode& owner) { owner.InsertVirtualFuturesNode(node); });
+        BesideKeys(*futures).InsertVirtualFuturesNode(node);
     } catch (...) {
         storageIndexVirtualFuturesToFutures.erase(entry);
         throw;
@@ -132,46 +132,43 @@ Z9ERR InstrumentsRepository::InsertOption(const OptionParameters& parameters)
 {
     const auto owner = storageIndexVirtualFuturesToFutures.find(parameters.CodeVF);
     if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
-    const StorageFutures::iterator futures = owner->second;
-    if (futures->GetVirtualFutures(AccessByStatus::eCurrent, parameters.CodeVF) == nullptr)
-        return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
+    FuturesNode& futures = BesideKeys(*owner->second);
+    const auto series = futures.GetCurrentStorage().find(parameters.CodeVF);
+    if (series == futures.GetCurrentStorage().end()) return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
     // Positions find an option by its code or its isin alone, so both are unique in the whole market.
     if (OptionExists(parameters.Code) || OptionExists(parameters.Isin))
         return Z9ERR_CALCGO_API_ERROR_OPTION_ALREADY_EXIST;
     try {
-        EnterOption(futures, parameters);
+        EnterOption(owner->second, series->second, parameters);
     } catch (...) {
-        RemoveInsertedOption(futures, parameters);
+        RemoveInsertedOption(futures, series->second, parameters);
         throw;
     }
     return Z9ERR_OK;
 }
 
-void InstrumentsRepository::EnterOption(StorageFutures::iterator futures, const OptionParameters& p)
+void InstrumentsRepository::EnterOption(StorageFutures::iterator futures, VirtualFuturesNode& series,
+                                        const OptionParameters& p)
 {
-    ChangeInside(storageFutures, futures, [&](FuturesNode& node) {
-        VirtualFuturesNode& series = node.GetCurrentStorage().find(p.CodeVF)->second;
-        CSpecOption option(series.get(), p.Code, p.CodeVF, p.Isin, p.Strike, p.OptionType == Enums::OptionType::Put,
-                           p.CalcOptPrice);
-        option.RecalcInvariants();
-        series.storage().insert(std::move(option));
-        node.RegistrateOptionOnVirtualFutures(p.Isin, p.Code, p.CodeVF);
-    });
+    CSpecOption option(series.get(), p.Code, p.CodeVF, p.Isin, p.Strike, p.OptionType == Enums::OptionType::Put,
+                       p.CalcOptPrice);
+    option.RecalcInvariants();
+    series.storage().insert(std::move(option));
+    BesideKeys(*futures).RegistrateOptionOnVirtualFutures(p.Isin, p.Code, p.CodeVF);
     storageIndexOptionToFuturesByIsin.emplace(p.Isin, futures);
     storageIndexOptionToFuturesByCode.emplace(p.Code, futures);
 }
 
-void InstrumentsRepository::RemoveInsertedOption(StorageFutures::iterator futures, const OptionParameters& p) noexcept
+void InstrumentsRepository::RemoveInsertedOption(FuturesNode& futures, VirtualFuturesNode& series,
+                                                 const OptionParameters& p) noexcept
 {
     // The keys belong to this option alone, so the entries under them were made a moment ago.
     if (const auto entry = storageIndexOptionToFuturesByCode.find(p.Code);
         entry != storageIndexOptionToFuturesByCode.end())
         storageIndexOptionToFuturesByCode.erase(entry);
     storageIndexOptionToFuturesByIsin.erase(p.Isin);
-    storageFutures.modify(futures, [&](FuturesNode& node) noexcept {
-        node.ForgetOption(p.Isin, p.Code);
-        node.GetCurrentStorage().find(p.CodeVF)->second.storage().get<ByIsin>().erase(p.Isin);
-    });
+    futures.ForgetOption(p.Isin, p.Code);
+    series.storage().get<ByIsin>().erase(p.Isin);
 }
 
 } // namespace kv7im

@@ -20,8 +20,8 @@ const CSpecOption* FindIn(const Index& index, const Key& key)
 template <class Change>
 void ForEach(StorageOptions& options, Change change)
 {
-    for (auto option = options.begin(); option != options.end(); ++option)
-        ChangeInside(options, option, change);
+    for (const CSpecOption& option : options)
+        change(BesideKeys(option));
 }
 
 } // namespace
@@ -41,7 +41,7 @@ const CSpecOption* VirtualFuturesNode::GetOption(Isin isin) const { return FindI
 
 void VirtualFuturesNode::RecalcInvariants()
 {
-    currentVirtualFutures->RecalcInvariants();
+    currentVirtualFutures->FollowFutures();
     try {
         ForEach(storageOptions, [](CSpecOption& option) { option.RecalcInvariants(); });
     } catch (...) {

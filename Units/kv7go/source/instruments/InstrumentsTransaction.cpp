@@ -72,32 +72,32 @@ void InstrumentsRepository::OpenFamily(StorageBaseContract::iterator baseContrac
         throw;
     }
     // All copies are there: from here on nothing throws, and the futures open together.
-    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) noexcept {
-        if (isOpenAlready && futures.GetStatus() != Status::WasChanged) futures.ComesToOpenFamily();
-        futures.SetStatus(Status::WasChanged);
-    });
+    auto& index = storageFutures.get<ByBaseContract>();
+    const auto [first, last] = index.equal_range(std::string_view(baseContract->GetCode()));
+    for (auto futures = first; futures != last; ++futures) {
+        if (futures->GetStatus() == Status::WasChanged) continue;
+        if (isOpenAlready) BesideKeys(*futures).ComesToOpenFamily();
+        index.modify(futures, StatusChange<FuturesNode>(Status::WasChanged));
+    }
 }
 
 /// Copies every part of a family that is not open yet. The base contract is opened by it, its futures are not.
 void InstrumentsRepository::CopyFamily(StorageBaseContract::iterator baseContract)
 {
     if (baseContract->GetStatus() != Status::WasChanged) {
-        ChangeInside(storageBaseContracts, baseContract,
-                     [](BaseContractNode& node) { node.InitializeChangedInstrument(); });
+        BesideKeys(*baseContract).InitializeChangedInstrument();
         storageBaseContracts.modify(baseContract, StatusChange<BaseContractNode>(Status::WasChanged));
     }
     CSpecBaseContract* const parent = baseContract->GetChanged();
-    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [&](FuturesNode& futures) {
-        if (futures.GetStatus() != Status::WasChanged) futures.InitializeChangedInstrument(parent);
-    });
+    for (const FuturesNode& futures : RangeFuturesByBaseContract(baseContract->GetCode()))
+        if (futures.GetStatus() != Status::WasChanged) BesideKeys(futures).InitializeChangedInstrument(parent);
 }
 
 /// Drops the copies that CopyFamily made before it failed.
 void InstrumentsRepository::DropFreshCopies(StorageBaseContract::iterator baseContract, bool isOpenAlready) noexcept
 {
-    ChangeEach(storageFutures.get<ByBaseContract>(), baseContract->GetCode(), [](FuturesNode& futures) noexcept {
-        if (futures.GetStatus() != Status::WasChanged) futures.DropChangedInstrument();
-    });
+    for (const FuturesNode& futures : RangeFuturesByBaseContract(baseContract->GetCode()))
+        if (futures.GetStatus() != Status::WasChanged) BesideKeys(futures).DropChangedInstrument();
     if (!isOpenAlready)
         storageBaseContracts.modify(baseContract, [](BaseContractNode& node) noexcept {
             node.DropChangedInstrument();
@@ -116,7 +116,8 @@ void InstrumentsRepository::AdoptNewcomers()
         contract->GetChanged()->TASBaseContractCode = contract->GetCurrent()->TASBaseContractCode;
         OpenFamily(storageBaseContracts.project<ByCode>(contract));
     }
-    ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged, [](FuturesNode& node) { node.AdoptNewcomers(); });
+    for (const FuturesNode& node : RangeFuturesByStatus(Status::WasChanged))
+        BesideKeys(node).AdoptNewcomers();
 
     // A futures may settle at the price of another one: all of them are copied by now.
     for (auto contract = first; contract != last; ++contract)
@@ -126,13 +127,11 @@ void InstrumentsRepository::AdoptNewcomers()
 /// Recomputes the futures that came to a family after UpdateComplete, so that their values follow the changed family.
 void InstrumentsRepository::RecalcNewcomersOf(std::string_view codeBC)
 {
-    auto& index = storageFutures.get<ByBaseContract>();
-    const auto [first, last] = index.equal_range(codeBC);
-    for (auto node = first; node != last; ++node) {
-        if (node->IsRecomputed()) continue;
-        CSpecFutures& futures = *node->GetChanged();
+    for (const FuturesNode& node : RangeFuturesByBaseContract(codeBC)) {
+        if (node.IsRecomputed()) continue;
+        CSpecFutures& futures = *node.GetChanged();
         if (futures.IsTAS) static_cast<void>(FollowTracked(futures)); // the tracked one may come later
-        ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
+        BesideKeys(node).RecalcChanged();
     }
 }
 
@@ -179,13 +178,10 @@ Z9ERR InstrumentsRepository::ChangeSeriesOf(StorageFutures::iterator futures, Fi
 {
     if (const Z9ERR failure = InitializeChangedBaseContractPrivate(futures->GetBC()); failure != Z9ERR_OK)
         return failure;
-    Z9ERR result = Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
-    ChangeInside(storageFutures, futures, [&](FuturesNode& node) {
-        const StorageVirtualFutures::const_iterator found = find(node);
-        if (found != node.GetChangedStorage().end())
-            result = change(node.GetChangedStorage().find(found->first)->second);
-    });
-    return result;
+    StorageVirtualFutures& storage = BesideKeys(*futures).GetChangedStorage();
+    const StorageVirtualFutures::const_iterator found = find(*futures);
+    if (found == storage.end()) return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
+    return change(storage.find(found->first)->second);
 }
 
 Z9ERR InstrumentsRepository::UpdateVirtFutures(const SVirtFuturesChanges& changes)
@@ -230,10 +226,9 @@ Z9ERR InstrumentsRepository::UpdateOption(Isin isin, double CalcOptPrice)
         return futures.GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, isin);
     };
     return ChangeSeriesOf(owner->second, newSeries, [&](VirtualFuturesNode& series) {
-        auto& index = series.storage().get<ByIsin>();
-        const auto option = index.find(isin);
-        if (option == index.end()) return Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
-        index.modify(option, [&](CSpecOption& changed) noexcept { changed.ChangeOptionParams(&CalcOptPrice); });
+        const CSpecOption* const option = series.GetOption(isin);
+        if (option == nullptr) return Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
+        BesideKeys(*option).ChangeOptionParams(&CalcOptPrice);
         return Z9ERR_OK;
     });
 }
@@ -244,16 +239,14 @@ Z9ERR InstrumentsRepository::UpdateComplete()
 {
     AdoptNewcomers();
     SettleNewcomers();
-    auto& index = storageFutures.get<ByStatus>();
-    const auto [first, last] = index.equal_range(Status::WasChanged);
-    for (auto node = first; node != last; ++node) {
-        CSpecFutures& futures = *node->GetChanged();
+    for (const FuturesNode& node : RangeFuturesByStatus(Status::WasChanged)) {
+        CSpecFutures& futures = *node.GetChanged();
         if (futures.IsTAS)
             if (const Z9ERR failure = FollowTracked(futures); failure != Z9ERR_OK) return failure;
-        ChangeInside(index, node, [](FuturesNode& changed) { changed.RecalcChanged(); });
+        BesideKeys(node).RecalcChanged();
     }
-    ChangeEach(storageBaseContracts.get<ByStatus>(), Status::WasChanged,
-               [](BaseContractNode& contract) noexcept { contract.SetRecomputed(); });
+    for (const BaseContractNode& contract : PartOf(storageBaseContracts.get<ByStatus>(), Status::WasChanged))
+        BesideKeys(contract).SetRecomputed();
     return Z9ERR_OK;
 }
 
@@ -262,18 +255,16 @@ Z9ERR InstrumentsRepository::UpdateComplete()
 /// becomes it.
 void InstrumentsRepository::SettleNewcomers()
 {
-    auto& index = storageFutures.get<ByStatus>();
-    const auto [first, last] = index.equal_range(Status::WasChanged);
-    for (auto node = first; node != last; ++node) {
-        if (!node->IsNewcomer()) continue;
-        KeepRecomputedValuesOf(node->GetBC()); // values recomputed before it follow the shift of before
-        const CSpecFutures& futures = *node->GetChanged();
+    for (const FuturesNode& node : RangeFuturesByStatus(Status::WasChanged)) {
+        if (!node.IsNewcomer()) continue;
+        KeepRecomputedValuesOf(node.GetBC()); // values recomputed before it follow the shift of before
+        const CSpecFutures& futures = *node.GetChanged();
         CSpecBaseContract& contract = *futures.BaseContract;
-        const CSpecBaseContract& current = *node->GetCurrent()->BaseContract;
+        const CSpecBaseContract& current = *node.GetCurrent()->BaseContract;
         if (contract.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin != 0 ||
             current.currentFuturesWithMinimalTimeValueForShiftCoefficientRecalcIsin == futures.isin)
             contract.CorrectShiftParamsByFutures(&futures);
-        index.modify(node, [](FuturesNode& settled) noexcept { settled.IsSettledInFamily(); });
+        BesideKeys(node).IsSettledInFamily();
     }
 }
 
@@ -292,13 +283,14 @@ Z9ERR InstrumentsRepository::FollowTracked(CSpecFutures& tas)
 
 void InstrumentsRepository::KeepRecomputedValuesOf(std::string_view codeBC)
 {
-    ChangeEach(storageFutures.get<ByBaseContract>(), codeBC, [](FuturesNode& node) { node.KeepRecomputedValues(); });
+    for (const FuturesNode& node : RangeFuturesByBaseContract(codeBC))
+        BesideKeys(node).KeepRecomputedValues();
 }
 
 void InstrumentsRepository::KeepBorrowedValues()
 {
-    ChangeEach(storageFutures.get<ByStatus>(), Status::WasChanged,
-               [](FuturesNode& node) { node.KeepBorrowedValues(); });
+    for (const FuturesNode& node : RangeFuturesByStatus(Status::WasChanged))
+        BesideKeys(node).KeepBorrowedValues();
 }
 
 // Releasing.

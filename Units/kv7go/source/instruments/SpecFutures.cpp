@@ -63,16 +63,36 @@ CSpecFutures::CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseCon
 
 void CSpecFutures::RecalcInvariants()
 {
+    // The family is recomputed with each nearer futures that comes, and of a grid nothing follows the shift.
+    if (GetGridSource() != m_gridSource) RecalcGrid();
+    MoneyCoef = MinStepPrice / MinStep;
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
-        Limit[level] = GetDoubleLimit(level) * 0.5;
-        MoneyCoef = MinStepPrice / MinStep;
-        RecalcVolatility(level);
-        RecalcInterestRate(level);
         RecalcSpecialRiskPoints(level);
         // The cover factors read the ZL and ZR points.
         coverZL[level] = CalculateCoverZL(level);
         coverZR[level] = CalculateCoverZR(level);
     }
+}
+
+CSpecFutures::GridSource CSpecFutures::GetGridSource() const noexcept
+{
+    GridSource source{CalcFutPrice,     NormalizedSpot, InterestRateRiskUp, InterestRateRiskDown,
+                      TimeToExpiration, MRAddOnUp,      MRAddOnDown,        BaseContract->IsPercentage() ? 1.0 : 0.0};
+    std::size_t next = source.size() - Enums::PossibleClientRiskLevelValues.size();
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
+        source[next++] = BaseContract->MarketRisk[level];
+    return source;
+}
+
+void CSpecFutures::RecalcGrid()
+{
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        Limit[level] = GetDoubleLimit(level) * 0.5;
+        RecalcVolatility(level);
+        RecalcInterestRate(level);
+    }
+    m_gridSource = GetGridSource();
+    ++m_gridNumber;
 }
 
 void CSpecFutures::RecalcVolatility(Enums::ClientRiskLevel level)

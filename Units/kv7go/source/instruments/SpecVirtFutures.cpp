@@ -86,6 +86,7 @@ CSpecVirtFutures::CSpecVirtFutures(const CSpecVirtFutures& other) = default;
 CSpecVirtFutures::CSpecVirtFutures(const CSpecVirtFutures& other, CSpecFutures* futures) : CSpecVirtFutures(other)
 {
     Futures = futures;
+    m_futuresGrid = 0; // from here on the grids of the two futures go their own ways
     // The copied grids still point to the bindings of the other series, which may be gone before this one.
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         if (volatilityMatrix[level].Binding() != nullptr) volatilityMatrix[level].SetBinding(&bindingArray[level]);
@@ -130,6 +131,7 @@ void CSpecVirtFutures::ChangeParams(const SVirtFuturesChanges& changes, double a
     InterestRate2RiskUp = changes.InterestRate2RiskUp;
     InterestRate2RiskDown = changes.InterestRate2RiskDown;
     AdjustedSubRiskStep = RiskLevelIndexedArray<double>(adjustedSubRiskStep);
+    m_futuresGrid = 0;
     IsInSpread = changes.SpreadAspect == Enums::SpreadAspect::InSpread;
 }
 

@@ -65,6 +65,7 @@ struct CSpecVirtFutures::LevelGrid
     BindsRow binding;
     RiskMatrix prices;
     std::set<double> deliveryPoints;
+    bool isWarnedOf = false;
 };
 
 std::int32_t CSpecVirtFutures::SubPointLeftEdge(double CenterRisk, double Spot, double MarketRisk,
@@ -103,7 +104,18 @@ void CSpecVirtFutures::RecalcInvariants()
     m_hasDeliveryScenarios = WeHaveToPrecalcDeliveryRisks();
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
         TakeOver(grids[level], level);
+    const bool isWarnedOf = std::ranges::any_of(Enums::PossibleClientRiskLevelValues,
+                                                [&](Enums::ClientRiskLevel level) { return grids[level].isWarnedOf; });
+    m_futuresGrid = isWarnedOf ? 0 : Futures->GetGridNumber();
     DropOptionColumns();
+}
+
+void CSpecVirtFutures::FollowFutures()
+{
+    if (m_futuresGrid == Futures->GetGridNumber())
+        DropOptionColumns(); // they follow the kind of the series too, which its contract may have changed
+    else
+        RecalcInvariants();
 }
 
 CSpecVirtFutures::LevelGrid CSpecVirtFutures::MakeGrid(Enums::ClientRiskLevel level) const
@@ -111,7 +123,7 @@ CSpecVirtFutures::LevelGrid CSpecVirtFutures::MakeGrid(Enums::ClientRiskLevel le
     LevelGrid grid;
     CalculateSubPointRange(grid, level);
     FillColumns(grid, level);
-    if (WeHaveToPrecalcDeliveryRisks()) grid.deliveryPoints = CalculateDeliveryPoints(level);
+    if (WeHaveToPrecalcDeliveryRisks()) CalculateDeliveryPoints(grid, level);
     return grid;
 }
 
@@ -138,6 +150,7 @@ void CSpecVirtFutures::CalculateSubPointRange(LevelGrid& grid, Enums::ClientRisk
                             "VirtFutures code '%s'. Count subpoint %P more than max count %P, forcibly set to %P, "
                             "AdjustedSubRiskStep[%d](%f)",
                             Code.c_str(), count, cap, edges.Count(), static_cast<int>(level), step);
+        grid.isWarnedOf = true;
     }
     grid.subPoints.reserve(edges.Count());
     for (std::int32_t multiplier = edges.left; multiplier < edges.right; ++multiplier)
@@ -169,7 +182,7 @@ void CSpecVirtFutures::FillColumns(LevelGrid& grid, Enums::ClientRiskLevel level
     grid.binding.AlignBindsRow();
 }
 
-std::set<double> CSpecVirtFutures::CalculateDeliveryPoints(Enums::ClientRiskLevel level) const
+void CSpecVirtFutures::CalculateDeliveryPoints(LevelGrid& grid, Enums::ClientRiskLevel level) const
 {
     constexpr std::int32_t maximum = Constants::MaxDeliveryScenariosCountInOneLimit;
     const double centre = Futures->CalcFutPrice;
@@ -183,10 +196,11 @@ std::set<double> CSpecVirtFutures::CalculateDeliveryPoints(Enums::ClientRiskLeve
                             "Code '%s' DeliveryScenariosCountInOneLimit > MaxDeliveryScenariosCountInOneLimit -> "
                             "forcibly set to %d",
                             Code.c_str(), maximum);
+        grid.isWarnedOf = true;
         step = limit / maximum;
         steps = maximum;
     }
-    std::set<double> points;
+    std::set<double>& points = grid.deliveryPoints;
     const auto insert = [&points](double price) {
         if (!std::isnan(price)) points.insert(price); // what is no number has no place in an order
     };
@@ -197,7 +211,6 @@ std::set<double> CSpecVirtFutures::CalculateDeliveryPoints(Enums::ClientRiskLeve
     }
     insert(centre);
     insert(centre + limit);
-    return points;
 }
 
 void CSpecVirtFutures::TakeOver(LevelGrid& grid, Enums::ClientRiskLevel level) noexcept
