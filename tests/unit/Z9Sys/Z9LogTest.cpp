@@ -226,7 +226,7 @@ std::string PlainOnOneLine(const std::string& text)
             size == 1 ? first < 0x20 || (first >= 0x7F && first <= 0x9F) : size == 2 && first == 0xC2 && second <= 0x9F;
         const bool isFirstOfPair = first == '\r' && second == '\n';
         for (std::size_t i = 0; i < size && !isFirstOfPair; ++i) {
-            char escaped[8];
+            char escaped[16];
             std::snprintf(escaped, sizeof escaped, "\\x%02x", byteAt(at + i));
             line += !isControl                       ? std::string(1, text[at + i])
                     : first == '\r' || first == '\n' ? "\\n"
