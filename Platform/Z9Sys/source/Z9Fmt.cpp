@@ -1,6 +1,6 @@
 // The formatter. It walks the format, takes every argument by its verb, and lets the C library print one argument at
-// a time; the verbs that the C library does not know are turned into ones that it does. What is no verb is copied as
-// it stands and takes no argument.
+// a time, but for texts and numbers without a field, whose characters it has itself; the verbs that the C library does
+// not know are turned into ones that it does. What is no verb is copied as it stands and takes no argument.
 #include "Z9Fmt.h"
 
 #include <algorithm>
@@ -83,6 +83,17 @@ public:
         const std::size_t count = std::min(text.size(), room_);
         std::memcpy(next_, text.data(), count);
         Advance(count);
+    }
+
+    // Writes a number as std::to_chars has it: the shape says which form. False when the room does not hold it, and
+    // nothing is written then.
+    template <class Number, class... Shape>
+    bool PutNumber(Number value, Shape... shape) noexcept
+    {
+        const auto written = std::to_chars(next_, next_ + room_, value, shape...);
+        if (written.ec != std::errc{}) return false;
+        Advance(static_cast<std::size_t>(written.ptr - next_));
+        return true;
     }
 
     // Prints one value by a directive for exactly its type. False when the C library refuses the value.
@@ -191,6 +202,8 @@ struct Layout
     bool left = false;
     int width = -1;
     int precision = -1;
+
+    [[nodiscard]] bool HasField() const noexcept { return width >= 0 || left || !flags.empty(); }
 };
 
 int TakeFieldValue(const Field& field, Arguments& arguments) noexcept
@@ -348,9 +361,13 @@ public:
     }
 
 private:
+    // Numbers without a field of their own are written without the C library, which has the same text for them.
+
     template <class Number>
     bool Integer(const Layout& layout, char verb, Number value) noexcept
     {
+        const bool isPlain = !layout.HasField() && layout.precision < 0 && IsOneOf(verb, "diu");
+        if (isPlain && output_.PutNumber(value)) return true;
         const char lengthAndVerb[] = {'l', 'l', verb};
         return output_.Print(Rebuilt(layout, {lengthAndVerb, 3}).Text(), value);
     }
@@ -360,7 +377,16 @@ private:
         const char lengthAndVerb[] = {'L', verb};
         if (isLong)
             return output_.Print(Rebuilt(layout, {lengthAndVerb, 2}).Text(), va_arg(arguments_.list, long double));
-        return output_.Print(Rebuilt(layout, {lengthAndVerb + 1, 1}).Text(), va_arg(arguments_.list, double));
+        const double value = va_arg(arguments_.list, double);
+        const bool isPlain = !layout.HasField() && IsOneOf(verb, "feg");
+        if (isPlain && output_.PutNumber(value, FormOf(verb), layout.precision < 0 ? 6 : layout.precision)) return true;
+        return output_.Print(Rebuilt(layout, {lengthAndVerb + 1, 1}).Text(), value);
+    }
+
+    static std::chars_format FormOf(char verb) noexcept
+    {
+        if (verb == 'f') return std::chars_format::fixed;
+        return verb == 'e' ? std::chars_format::scientific : std::chars_format::general;
     }
 
     bool Characters(const Layout& layout, char verb, bool isWide) noexcept
@@ -443,6 +469,11 @@ bool PrintAll(Output& output, std::string_view format, Arguments& arguments, int
         format.remove_prefix(plain);
         if (format.empty()) break;
 
+        if (TakePrefix(format, "%s")) { // most directives of a log
+            const char* const text = va_arg(arguments.list, const char*);
+            output.Put(text != nullptr ? text : "(null)");
+            continue;
+        }
         const Directive directive = TakeApart(format);
         if (!IsKnown(directive)) { // the sign alone; what follows it may hold a directive of its own
             output.Put("%");

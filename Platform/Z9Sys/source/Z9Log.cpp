@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -53,12 +54,9 @@ public:
     [[nodiscard]] bool Writes(int severity) const noexcept { return sink_ != nullptr && severity >= level_; }
 
     // Writes one line, which is in the file when this returns. Throws what the sink throws.
-    void Write(int severity, std::string_view category, std::string_view text)
+    void Write(spdlog::string_view_t line)
     {
-        std::string line(kSeverityNames[severity]);
-        line.append(" [").append(category).append("] ").append(text);
-        sink_->log(spdlog::details::log_msg(spdlog::string_view_t(), spdlog::level::info,
-                                            spdlog::string_view_t(line.data(), line.size())));
+        sink_->log(spdlog::details::log_msg(spdlog::string_view_t(), spdlog::level::info, line));
         sink_->flush();
     }
 
@@ -270,22 +268,26 @@ Z9ERR MakeLog(Z9INI_HANDLE ini, const char* section, bool fileRequired, std::sha
 
 // Writing ----------------------------------------------------------------------------------------------------------
 
+// A text on its way into a log. An ordinary one stands on the stack, a longer one on the heap.
+using TextBuffer = fmt::basic_memory_buffer<char, 1024>;
+
+void Append(TextBuffer& line, std::string_view part) { line.append(part.data(), part.data() + part.size()); }
+
 // Formats into a buffer that grows up to the limit; a longer text is cut there.
-std::string FormatText(const char* format, va_list args)
+void FormatText(TextBuffer& text, const char* format, va_list args)
 {
-    std::string text;
     for (std::size_t size = 1024; size <= kMaxTextSize; size *= 8) {
-        text.resize(size);
+        text.resize(size); // leaves the bytes as they are
         va_list copy;
         va_copy(copy, args);
         const int count = Z9SysVSNPrintf(text.data(), size, format, copy);
         va_end(copy);
         const bool isCut = count >= 0 && static_cast<std::size_t>(count) + 1 == size;
         if (isCut && size < kMaxTextSize) continue;
-        text.resize(count >= 0 ? static_cast<std::size_t>(count) : text.find('\0')); // a failure left its beginning
+        text.resize(count >= 0 ? static_cast<std::size_t>(count)
+                               : std::strlen(text.data())); // a failure left its beginning
         break;
     }
-    return text;
 }
 
 unsigned char ByteAt(std::string_view text, std::size_t at) noexcept
@@ -324,40 +326,51 @@ bool IsControl(std::string_view character) noexcept
 }
 
 // Appends a control: "\n" and "\t" by name, any other byte by its number: "\x1b".
-void AppendEscaped(std::string& line, std::string_view control)
+void AppendEscaped(TextBuffer& line, std::string_view control)
 {
     constexpr std::string_view kDigits = "0123456789abcdef";
     for (const char c : control) {
         if (c == '\r' || c == '\n') {
-            line += "\\n";
+            Append(line, "\\n");
         } else if (c == '\t') {
-            line += "\\t";
+            Append(line, "\\t");
         } else {
             const auto byte = static_cast<unsigned char>(c);
-            line.append("\\x") += kDigits[byte / 16];
-            line += kDigits[byte % 16];
+            Append(line, "\\x");
+            line.push_back(kDigits[byte / 16]);
+            line.push_back(kDigits[byte % 16]);
         }
     }
+}
+
+// True for a text of visible ASCII alone. It is one sweep of vectors, without a way out in the middle.
+bool IsVisibleAscii(std::string_view text) noexcept
+{
+    unsigned others = 0;
+    for (const char c : text)
+        others |= static_cast<unsigned>(c < 0x20 || c == 0x7F); // char is signed here: from 0x80 on it is below 0
+    return others == 0;
 }
 
 // Puts a text on one line of visible characters: line breaks become backslash and n, other controls numbers, since a
 // server's text must not command the terminal that shows the log. Everything else stays, bytes that are no UTF-8 and
 // backslashes too.
-std::string OnOneLine(std::string_view text)
+void AppendOnOneLine(TextBuffer& line, std::string_view text)
 {
-    std::string line;
-    line.reserve(text.size());
+    if (IsVisibleAscii(text)) {
+        Append(line, text);
+        return;
+    }
     while (!text.empty()) {
         if (text.starts_with("\r\n")) text.remove_prefix(1); // the pair is one break
         const std::string_view character = text.substr(0, std::max<std::size_t>(CharacterSize(text), 1));
         if (IsControl(character)) {
             AppendEscaped(line, character);
         } else {
-            line += character;
+            Append(line, character);
         }
         text.remove_prefix(character.size());
     }
-    return line;
 }
 
 // Writes a line. Nothing that goes wrong while logging reaches the caller, and errno stays the caller's.
@@ -370,9 +383,17 @@ void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::opt
         const std::shared_ptr<Log> log = AllLogs().Find(handle);
         if (log == nullptr || !log->Writes(severity)) return z9::kOk;
         errno = callersErrno;
-        std::string text = FormatText(format, args);
-        if (code) text += " (code " + std::to_string(*code) + ")";
-        log->Write(severity, OnOneLine(category == nullptr ? "" : category), OnOneLine(text));
+        TextBuffer text;
+        FormatText(text, format, args);
+        if (code) Append(text, " (code " + std::to_string(*code) + ")");
+
+        TextBuffer line;
+        Append(line, kSeverityNames[severity]);
+        Append(line, " [");
+        AppendOnOneLine(line, category == nullptr ? "" : category);
+        Append(line, "] ");
+        AppendOnOneLine(line, {text.data(), text.size()});
+        log->Write({line.data(), line.size()});
         return z9::kOk;
     }));
     errno = callersErrno;

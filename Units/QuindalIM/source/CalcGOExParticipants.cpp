@@ -150,22 +150,20 @@ Z9ERR CCalcGOEx::SetPositionEx(const char* Code, Isin isin, std::int64_t Quantit
     const bool namesAccount = accountHierarchy != Client && accountHierarchy != Broker;
     const AccountId accountId(namesAccount ? Code : "");
 
+    margin_orchestrator::NamedParticipant named;
     const Z9ERR result = margin_orchestrator::SetPositionByRecordType(
         namesAccount ? accountId.c_str() : Code, accountHierarchy, isin, Quantity, WAPrice, afterLastClearingQuantity,
-        participantRepository_);
+        participantRepository_, &named);
     if (result != Z9ERR_OK) return result;
 
     if (accountHierarchy == Client) {
-        const BraskClient& client = participantRepository_.GetClient(CodeParser<ClientCode>(Code).Parse());
-        GetClientAndBrokerInitialMargin(client, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, FirmGO,
+        GetClientAndBrokerInitialMargin(*named.client, VolatilityPartGO, DeliveryAndVolatilityPartGO, PartGO, FirmGO,
                                         SettlementAccountGO);
     } else if (accountHierarchy == Broker) {
-        const BraskBroker& broker = participantRepository_.GetBroker(CodeParser<BrokerCode>(Code).Parse(),
-                                                                     Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED);
-        FirmGO = broker.GetInitialMargin();
-        SettlementAccountGO = broker.GetSettlementAccount()->GetInitialMargin();
+        FirmGO = named.broker->GetInitialMargin();
+        SettlementAccountGO = named.broker->GetSettlementAccount()->GetInitialMargin();
     } else if (accountHierarchy == SettlementAccount) {
-        SettlementAccountGO = participantRepository_.GetSettlementAccountById(accountId.c_str())->GetInitialMargin();
+        SettlementAccountGO = named.account->GetInitialMargin();
     }
     m_empty = false;
     return Z9ERR_OK;

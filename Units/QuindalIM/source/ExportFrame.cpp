@@ -9,7 +9,7 @@
 
 namespace QuindalIM {
 
-ExportCall::ExportCall(const char* name) : m_name(name), m_tracer(name)
+ExportCall::ExportCall(const char* name, Recording recording) : m_name(name), m_tracer(name, recording)
 {
     m_tracer.SetError(Z9ERR_QUINDAL_IM_COMMON_ERROR);
 }

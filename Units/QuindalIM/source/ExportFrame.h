@@ -25,6 +25,7 @@
 namespace QuindalIM {
 
 using kv7base::ParamsBuilder;
+using Recording = kv7base::QLTracer::Recording;
 
 /// A pointer argument that must not be null, with its name.
 struct PointerArgument
@@ -38,9 +39,11 @@ class ExportCall
 {
 public:
     /// The trace shows Z9ERR_QUINDAL_IM_COMMON_ERROR for any way out that sets no other code.
-    explicit ExportCall(const char* name);
+    ExportCall(const char* name, Recording recording);
 
     [[nodiscard]] const char* Name() const noexcept { return m_name; }
+    /// False where the call leaves no line in the trace log, so that nobody looks at its arguments.
+    [[nodiscard]] bool IsTraced() const noexcept { return m_tracer.IsRecording(); }
     [[nodiscard]] ParamsBuilder Params() noexcept { return m_tracer.Params(); }
     /// Records the outcome and hands it back, to be returned.
     Z9ERR SetError(Z9ERR code) { return m_tracer.SetError(code); }
@@ -64,15 +67,17 @@ void LogException(const char* name);
 /// Logs the exception that is being handled, and throws nothing: the last resort of the frame.
 void LogExceptionQuietly(const char* name) noexcept;
 
-/// Runs an exported function. recordInputs(ParamsBuilder) records the arguments in the order of the signature;
-/// body(ExportCall&) does the work and returns the result, recorded or not. No exception leaves.
+/// Runs an exported function. recordInputs(ParamsBuilder) records the arguments in the order of the signature, where
+/// the call leaves a line in the trace log; body(ExportCall&) does the work and returns the result, recorded or not. No
+/// exception leaves.
 template <class Inputs, class Body>
 [[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
-                                  std::span<const PointerArgument> pointers, const Body& body) noexcept
+                                  std::span<const PointerArgument> pointers, const Body& body,
+                                  Recording recording = Recording::WhileLogIsOpen) noexcept
 {
     try {
-        ExportCall call(name);
-        recordInputs(call.Params());
+        ExportCall call(name, recording);
+        if (call.IsTraced()) recordInputs(call.Params());
         try {
             if (call.RefusesNull(pointers)) return static_cast<std::int32_t>(Z9ERR_QUINDAL_IM_WRONG_ARGUMENTS);
             return static_cast<std::int32_t>(body(call));
@@ -92,9 +97,10 @@ template <class Inputs, class Body>
 /// work and returns the result. No exception leaves.
 template <class Inputs, class Body>
 [[nodiscard]] std::int32_t Export(const char* name, const Inputs& recordInputs,
-                                  std::initializer_list<PointerArgument> pointers, const Body& body) noexcept
+                                  std::initializer_list<PointerArgument> pointers, const Body& body,
+                                  Recording recording = Recording::WhileLogIsOpen) noexcept
 {
-    return Export(name, recordInputs, std::span(pointers.begin(), pointers.size()), body);
+    return Export(name, recordInputs, std::span(pointers.begin(), pointers.size()), body, recording);
 }
 
 } // namespace QuindalIM

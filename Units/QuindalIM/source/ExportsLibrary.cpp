@@ -35,7 +35,8 @@ int32_t InitQuindalIM(const char* IniFile, const char* username, const char* pas
             const Z9ERR result = InitMqCore(config, username, password);
             if (result == Z9ERR_OK) IsQuindalIMInitialized = true;
             return call.SetError(result);
-        });
+        },
+        Recording::Always); // the trace log is opened here, and the line of this call is its first
 }
 
 int32_t DeInitQuindalIM(void)

@@ -267,9 +267,9 @@ int32_t ChangeOrder(intptr_t QuindalIMCalculator, const char* Code, const char* 
         [&](ExportCall& call) {
             const auto change = [&](CCalcGOEx& calculator, Isin isin, double price) {
                 double goAboveClient = 0.0; // of the firm and of the account: this interface does not hand them out
-                const Z9ERR result = calculator.ChangeOrderEx(
-                    Code, isin, IsBuy != 0, ToPriceInt(t_bprice(price)), DeltaQuantity, *VolatilityPartGO,
-                    *DeliveryAndVolatilityPartGO, *PartGO, goAboveClient, goAboveClient);
+                const Z9ERR result = calculator.ChangeOrderEx(Code, isin, IsBuy != 0, ToPriceInt(price), DeltaQuantity,
+                                                              *VolatilityPartGO, *DeliveryAndVolatilityPartGO, *PartGO,
+                                                              goAboveClient, goAboveClient);
                 if (result != Z9ERR_OK) return result;
 
                 *FirmGO = 0.0; // SetPosition leaves these two alone; the difference is meant

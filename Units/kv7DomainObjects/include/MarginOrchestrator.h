@@ -27,12 +27,22 @@ namespace margin_orchestrator {
 /// Renews the participant's money block with its present GO.
 void UpdateParticipantMeans(ParticipantBase& participant);
 
+/// The participant that a record names; the other two are null.
+struct NamedParticipant
+{
+    const BraskClient* client = nullptr;
+    const BraskBroker* broker = nullptr;
+    const BraskSettlementAccount* account = nullptr;
+};
+
 /// Sets a position of the participant that code and recordType name: Broker a firm, Client a client, any other value a
-/// settlement account. The code is zero-terminated. Throws CZ9Error for a malformed code, for a missing firm or client
+/// settlement account. The code is zero-terminated. `named`, when asked for, is that participant, so that its figures
+/// are read without a second look-up. Throws CZ9Error for a malformed code, for a missing firm or client
 /// (Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, Z9ERR_CHECK_CLIENT_NOT_FOUND) and for an unknown account.
 [[nodiscard]] Z9ERR SetPositionByRecordType(const char* code, Enums::AccountHierarchyRecordType recordType, Isin isin,
                                             std::int64_t quantity, double waPrice,
-                                            std::int64_t afterLastClearingQuantity, ParticipantRepository& repository);
+                                            std::int64_t afterLastClearingQuantity, ParticipantRepository& repository,
+                                            NamedParticipant* named = nullptr);
 
 /// Sets a position of a client and carries the change to its firm and settlement account. Returns the code of the
 /// client's portfolio.

@@ -80,15 +80,23 @@ void UpdateParticipantMeans(ParticipantBase& participant)
 
 Z9ERR SetPositionByRecordType(const char* code, Enums::AccountHierarchyRecordType recordType, Isin isin,
                               std::int64_t quantity, double waPrice, std::int64_t afterLastClearingQuantity,
-                              ParticipantRepository& repository)
+                              ParticipantRepository& repository, NamedParticipant* named)
 {
+    const auto name = [named](const NamedParticipant& participant) {
+        if (named != nullptr) *named = participant;
+    };
     return DispatchByRecordType(
         code, recordType, repository,
-        [&](BraskBroker& firm) { return SetPositionBroker(firm, isin, quantity, waPrice, afterLastClearingQuantity); },
+        [&](BraskBroker& firm) {
+            name({.broker = &firm});
+            return SetPositionBroker(firm, isin, quantity, waPrice, afterLastClearingQuantity);
+        },
         [&](BraskClient& client) {
+            name({.client = &client});
             return SetPositionClient(client, isin, quantity, waPrice, afterLastClearingQuantity);
         },
         [&](BraskSettlementAccount& account) {
+            name({.account = &account});
             return SetPositionSettlementAccount(account, isin, quantity, waPrice, afterLastClearingQuantity);
         });
 }
@@ -97,7 +105,7 @@ Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, d
                         std::int64_t afterLastClearingQuantity)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
 
     const Z9ERR code = client.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
     client.SetPositionInPortfolioWithoutEquityOptions(isin, quantity, waPrice, afterLastClearingQuantity);
@@ -126,7 +134,7 @@ Z9ERR SetPositionSettlementAccount(BraskSettlementAccount& settlementAccount, Is
 Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
 
     // The client itself.
     UpdateOrderReserve(client, count, orders);
@@ -159,7 +167,7 @@ Z9ERR RefreshClientPortfolio(BraskClient& client)
 void FollowRefreshedPortfolio(BraskClient& client)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
     client.RefreshPortfolioWithoutEquityOptions();
     const kv7im::RolledUpRisksVector deltas = CollectAllDeltas(client, firm, *account);
     UpdateParticipantMeans(client);

@@ -122,7 +122,7 @@ Outcome RecalcClient(BraskClient& client, Isin isin, bool useRealCalcPrice, bool
 
 Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 {
-    const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = broker.GetSettlementAccount();
 
     // A level that takes losses reads from the new objects where the isin belongs. It is marked first: once the clients
     // have reported their changes, nothing may fail on the way to the levels that take them.

@@ -54,7 +54,7 @@ void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, cons
 template <class Change>
 [[nodiscard]] Z9ERR ChangeBroker(BraskBroker& broker, const Change& change)
 {
-    const BraskSettlementAccountPtr account = broker.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = broker.GetSettlementAccount();
     const BraskBroker::MarginFigures before = broker.GetMarginFigures();
 
     Z9ERR code = Z9ERR_OK;
@@ -89,7 +89,7 @@ template <class OfBroker, class OfClient, class OfAccount>
         return ofBroker(repository.GetBroker(BrokerCode::Parse(code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED));
     if (recordType == Enums::AccountHierarchyRecordType::Client)
         return ofClient(repository.GetClient(ClientCode::Parse(code)));
-    const BraskSettlementAccountPtr account = repository.GetSettlementAccountById(code);
+    const BraskSettlementAccountPtr& account = repository.GetSettlementAccountById(code);
     return ofAccount(*account);
 }
 

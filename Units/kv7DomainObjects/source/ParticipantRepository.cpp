@@ -41,13 +41,12 @@ BraskBroker* ParticipantRepository::SearchBroker(BrokerCode code) noexcept
 BraskClient& ParticipantRepository::GetClient(ClientCode code)
 {
     const ClientSearchResult result = SearchClient(code);
-    const auto length = static_cast<int>(std::string_view(code.c_str()).size());
     if (!result.BrokerFound())
         throw kv7base::CZ9Error(Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, KV7_CURRENT_LOCATION)
-            .Fmt("The broker of the Client \"%.*s\" not found", length, code.c_str());
+            .Fmt("The broker of the Client \"%s\" not found", code.c_str());
     if (!result.ClientFound())
         throw kv7base::CZ9Error(Z9ERR_CHECK_CLIENT_NOT_FOUND, KV7_CURRENT_LOCATION)
-            .Fmt("Client \"%.*s\" not found", length, code.c_str());
+            .Fmt("Client \"%s\" not found", code.c_str());
     return *result.Client();
 }
 

@@ -5,8 +5,9 @@
 //   code,function,@name=value,@name=...
 //              0,    0.000123,00,,InsertCurrency,@QuindalIMCalculator=94110,@CurrencyId=840
 //
-// Always true:  nothing is written before the destructor, and nothing at all while the trace log is closed; the
-//               texts are built either way. A successful call has the code "00" and an empty text.
+// Always true:  nothing is written before the destructor, and nothing at all while the trace log is closed. A tracer
+//               of Recording::WhileLogIsOpen builds no text then. A successful call has the code "00" and an empty
+//               text.
 // Numbers:      seconds, 12 characters wide; values as FormatDouble writes them.
 // Threads:      a tracer belongs to one stack; the log and its category are set up while nobody traces.
 // Used as:      QLTracer tracer("InsertCurrency");
@@ -20,6 +21,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory_resource>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -87,7 +89,8 @@ public:
 class ParamsBuilder
 {
 public:
-    explicit ParamsBuilder(std::pmr::string& params) noexcept : m_params(params) {}
+    /// Null for a call that leaves no line: what is added then is not looked at.
+    explicit ParamsBuilder(std::pmr::string* params) noexcept : m_params(params) {}
 
     ParamsBuilder& Add(std::string_view name, int value) { return Add(name, static_cast<long>(value)); }
     ParamsBuilder& Add(std::string_view name, signed char value) { return Add(name, static_cast<long>(value)); }
@@ -108,38 +111,47 @@ public:
 private:
     void AddText(std::string_view name, std::string_view value, std::string_view quote = {});
 
-    std::pmr::string& m_params;
+    std::pmr::string* m_params;
 };
 
 /// Builds one extra line after the traced call, value by value; the line begins with the first value.
 class TraceBuilder
 {
 public:
-    explicit TraceBuilder(std::vector<std::string>& lines) noexcept : m_lines(lines) {}
+    /// Null for a call that leaves no line: what is added then is not looked at.
+    explicit TraceBuilder(std::vector<std::string>* lines) noexcept : m_lines(lines) {}
 
     template <class T>
     TraceBuilder& Add(const T& value)
     {
-        if (!std::exchange(m_begun, true)) m_lines.emplace_back();
-        Formatter::FormatInto(m_lines.back(), value);
+        if (m_lines == nullptr) return *this;
+        if (!std::exchange(m_begun, true)) m_lines->emplace_back();
+        Formatter::FormatInto(m_lines->back(), value);
         return *this;
     }
 
 private:
-    std::vector<std::string>& m_lines;
+    std::vector<std::string>* m_lines;
     bool m_begun = false;
 };
 
 class QLTracer
 {
 public:
+    /// Whether a tracer builds the texts of its line.
+    enum class Recording
+    {
+        WhileLogIsOpen, // not where the trace log is closed when the call begins
+        Always,         // in any case: the call may open the log
+    };
+
     /// Receives the line instead of the trace log: category, the prefix (everything before the function), the
     /// parameters.
     using LogFunc = std::function<void(const std::string& category, std::string_view prefix, std::string_view params)>;
     /// Receives one extra line instead of the trace log.
     using TraceFunc = std::function<void(const std::string& line)>;
 
-    explicit QLTracer(std::string_view functionName);
+    explicit QLTracer(std::string_view functionName, Recording recording = Recording::Always);
     QLTracer(const QLTracer&) = delete;
     QLTracer& operator=(const QLTracer&) = delete;
     /// Writes the line. An exception from a custom function ends the process.
@@ -166,14 +178,39 @@ public:
     void SetError(Enums::RptCode code, const char* text);
     void SetError(std::uint64_t operId, Enums::RptCode code, const char* text);
 
-    [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_params); }
-    [[nodiscard]] TraceBuilder Traces() noexcept { return TraceBuilder(m_traceList); }
+    /// False where nothing that is handed in will be looked at.
+    [[nodiscard]] bool IsRecording() const noexcept { return m_line.has_value(); }
+    [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_line ? &m_line->params : nullptr); }
+    [[nodiscard]] TraceBuilder Traces() noexcept { return TraceBuilder(m_line ? &m_line->traceList : nullptr); }
     /// Moves these lines behind the present ones; `lines` is left empty.
     void MergeTraces(std::vector<std::string>& lines);
 
 private:
+    /// What the line of one call is made of.
+    struct Line
+    {
+        Line(std::string_view name, chronoTime now);
+
+        // The texts of an ordinary call fit in here, so that tracing it does not touch the heap.
+        std::array<std::byte, 1024> room; // NOLINT(*-member-init): filled as the texts grow
+        std::pmr::monotonic_buffer_resource memory{room.data(), room.size()};
+
+        std::pmr::string functionName{&memory};
+        std::pmr::string errorStr{&memory}; // text of the last code
+        std::int32_t errorNum = XPNoError;  // last code set
+        std::uint64_t operId = 0;           // 0 when there is none
+        std::pmr::string params{&memory};
+        chronoTime beginMeasurementTime;
+        std::vector<std::string> traceList;
+        LogFunc logNoErrorFunc;
+        LogFunc logErrorFunc;
+        TraceFunc logTraceFunc;
+    };
+
     void Trace();
-    void AppendPrefix(std::pmr::string& prefix, chronoTime now) const;
+    static void AppendPrefix(std::pmr::string& prefix, const Line& line, chronoTime now);
+
+    static constexpr std::int32_t XPNoError = 0; // the code that means no error
 
     static chronoTime s_initializeTime; // time of the first tracer; 0 before it
     // Never destroyed: a call at the very end of the process may still trace.
@@ -181,21 +218,7 @@ private:
     static std::string& s_fullFilePath;
     static std::string& s_category;
 
-    // The texts of an ordinary call fit in here, so that tracing it does not touch the heap.
-    std::array<std::byte, 1024> m_room;
-    std::pmr::monotonic_buffer_resource m_memory{m_room.data(), m_room.size()};
-
-    const std::int32_t XPNoError = 0; // the code that means no error
-    std::pmr::string m_functionName{&m_memory};
-    std::pmr::string m_errorStr{&m_memory}; // text of the last code
-    std::int32_t m_errorNum = 0;            // last code set
-    std::uint64_t m_operId = 0;             // 0 when there is none
-    std::pmr::string m_params{&m_memory};
-    chronoTime m_beginMeasurementTime;
-    std::vector<std::string> m_traceList;
-    LogFunc m_logNoErrorFunc;
-    LogFunc m_logErrorFunc;
-    TraceFunc m_logTraceFunc;
+    std::optional<Line> m_line; // empty where the call leaves no line
 };
 
 } // namespace kv7base

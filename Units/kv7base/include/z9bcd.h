@@ -202,6 +202,9 @@ static_assert(sizeof(kv7base::CZ9BCD<3, 2>) == 4 && std::is_trivially_copyable_v
 {
     return t_bprice_int::FromPlain(price.AsInt64Plain(5));
 }
+/// A price that arrives as a double, rounded to five decimals, halves away from zero. Throws what t_bprice throws for a
+/// number that it does not hold.
+[[nodiscard]] t_bprice_int ToPriceInt(double price);
 /// A weight that arrives as a double, through CZ9BCD<3, 2>: code 14 at or above 10 in magnitude, code 2 for NaN.
 [[nodiscard]] inline t_weight_int ToWeightInt(double weight)
 {

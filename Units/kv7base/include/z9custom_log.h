@@ -5,7 +5,7 @@
 
 namespace kv7base {
 
-class Z9CustomLog : public CZ9Log
+class Z9CustomLog final : public CZ9Log
 {
 public:
     constexpr Z9CustomLog() noexcept = default;

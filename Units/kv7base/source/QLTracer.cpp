@@ -9,6 +9,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "UnitsOfDouble.h"
 #include "z9ini.h"
 
 namespace kv7base {
@@ -16,6 +17,29 @@ namespace kv7base {
 namespace {
 
 constexpr std::size_t fieldWidth = 12;
+
+/// A number of countable units as "%12.6f": a half of a millionth falls to the even side, as printf has it.
+std::string_view FormatMillionths(Formatter::NumberBuffer& buffer, double value) noexcept
+{
+    constexpr int fractionDigits = 6;
+    const UnitsOfDouble units = CountUnits(std::fabs(value), 1'000'000);
+    std::uint64_t millionths = units.whole;
+    if (units.restToHalf > 0 || (units.restToHalf == 0 && millionths % 2 != 0)) ++millionths;
+
+    // From the last digit to the first.
+    char* const end = buffer.data() + buffer.size();
+    char* at = end;
+    for (; at != end - fractionDigits; millionths /= 10)
+        *--at = static_cast<char>('0' + millionths % 10);
+    *--at = '.';
+    do
+        *--at = static_cast<char>('0' + millionths % 10);
+    while ((millionths /= 10) != 0);
+    if (value < 0) *--at = '-';
+    while (static_cast<std::size_t>(end - at) < fieldWidth)
+        *--at = ' ';
+    return {at, static_cast<std::size_t>(end - at)};
+}
 
 /// Moves the digits at the start of the buffer to the right end of a field of fieldWidth characters.
 std::string_view PadToField(Formatter::NumberBuffer& buffer, std::size_t length) noexcept
@@ -105,9 +129,10 @@ std::string Formatter::DoFormat(const char* format, ...)
 std::string_view Formatter::FormatDouble(NumberBuffer& buffer, double value) noexcept
 {
     const double magnitude = std::fabs(value);
-    const bool outside = magnitude > 1e8 || magnitude < 1e-8; // false for NaN
-    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                            outside ? std::chars_format::general : std::chars_format::fixed, 6);
+    if (magnitude <= 1e8 && HasCountableUnits(magnitude)) return FormatMillionths(buffer, value);
+    // NaN and the infinities have one text in either form.
+    const auto [end, error] =
+        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general, 6);
     return PadToField(buffer, static_cast<std::size_t>(end - buffer.data()));
 }
 
@@ -166,6 +191,7 @@ void Formatter::FormatInto(std::string& text, const Z9TIME& value)
 
 ParamsBuilder& ParamsBuilder::Add(std::string_view name, long value)
 {
+    if (m_params == nullptr) return *this;
     Formatter::NumberBuffer buffer;
     AddText(name, Formatter::FormatLong(buffer, value));
     return *this;
@@ -173,6 +199,7 @@ ParamsBuilder& ParamsBuilder::Add(std::string_view name, long value)
 
 ParamsBuilder& ParamsBuilder::Add(std::string_view name, double value)
 {
+    if (m_params == nullptr) return *this;
     Formatter::NumberBuffer buffer;
     AddText(name, Formatter::FormatDouble(buffer, value));
     return *this;
@@ -180,6 +207,7 @@ ParamsBuilder& ParamsBuilder::Add(std::string_view name, double value)
 
 ParamsBuilder& ParamsBuilder::Add(std::string_view name, const double* value)
 {
+    if (m_params == nullptr) return *this;
     if (value != nullptr) return Add(name, *value);
     AddText(name, "NULL");
     return *this;
@@ -187,6 +215,7 @@ ParamsBuilder& ParamsBuilder::Add(std::string_view name, const double* value)
 
 ParamsBuilder& ParamsBuilder::Add(std::string_view name, const char* value)
 {
+    if (m_params == nullptr) return *this;
     if (value != nullptr)
         AddText(name, value, "'");
     else
@@ -196,13 +225,13 @@ ParamsBuilder& ParamsBuilder::Add(std::string_view name, const char* value)
 
 void ParamsBuilder::AddText(std::string_view name, std::string_view value, std::string_view quote)
 {
-    if (!m_params.empty()) m_params += ',';
-    m_params += '@';
-    m_params += name;
-    m_params += '=';
-    m_params += quote;
-    m_params += value;
-    m_params += quote;
+    // Room for all the parts at once: the string is asked once and not six times.
+    const std::size_t before = m_params->size();
+    const std::string_view separator = before == 0 ? "@" : ",@";
+    m_params->resize(before + separator.size() + name.size() + 1 + value.size() + 2 * quote.size());
+    char* at = m_params->data() + before;
+    for (const std::string_view part : {separator, name, std::string_view("="), quote, value, quote})
+        at = std::copy(part.begin(), part.end(), at);
 }
 
 constinit chronoTime QLTracer::s_initializeTime{};
@@ -210,14 +239,19 @@ constinit Z9CustomLog& QLTracer::s_log = xpLog.value;
 constinit std::string& QLTracer::s_fullFilePath = fullFilePath.value;
 constinit std::string& QLTracer::s_category = category.value;
 
-QLTracer::QLTracer(std::string_view functionName)
+QLTracer::Line::Line(std::string_view name, chronoTime now) : functionName(name, &memory), beginMeasurementTime(now)
 {
+    params.reserve(512);
+}
+
+QLTracer::QLTracer(std::string_view functionName, Recording recording)
+{
+    const bool leavesLine = recording == Recording::Always || s_log.IsOpen();
+    if (!leavesLine && s_initializeTime != chronoTime{}) return;
     // One look at the clock: the first tracer starts at zero seconds exactly.
     const chronoTime now = std::chrono::steady_clock::now();
-    m_functionName = functionName;
-    m_params.reserve(512);
     if (s_initializeTime == chronoTime{}) s_initializeTime = now;
-    m_beginMeasurementTime = now;
+    if (leavesLine) m_line.emplace(functionName, now);
 }
 
 QLTracer::~QLTracer() { Trace(); }
@@ -244,75 +278,79 @@ void QLTracer::DeInit()
 
 void QLTracer::SetCustomLogFunctions(LogFunc noError, LogFunc error, TraceFunc trace)
 {
-    m_logNoErrorFunc = std::move(noError);
-    m_logErrorFunc = std::move(error);
-    m_logTraceFunc = std::move(trace);
+    if (!m_line) return;
+    m_line->logNoErrorFunc = std::move(noError);
+    m_line->logErrorFunc = std::move(error);
+    m_line->logTraceFunc = std::move(trace);
 }
 
 Z9ERR QLTracer::SetError(Z9ERR code)
 {
-    m_errorNum = static_cast<std::int32_t>(code);
-    m_errorStr = Kv7ErrGetDescrStr(code);
+    if (m_line) SetError(static_cast<Enums::RptCode>(code), Kv7ErrGetDescrStr(code));
     return code;
 }
 
 void QLTracer::SetError(Enums::RptCode code, const char* text)
 {
-    m_errorNum = static_cast<std::int32_t>(code);
-    m_errorStr = text == nullptr ? "" : text;
+    if (!m_line) return;
+    m_line->errorNum = static_cast<std::int32_t>(code);
+    m_line->errorStr = text == nullptr ? "" : text;
 }
 
 void QLTracer::SetError(std::uint64_t operId, Enums::RptCode code, const char* text)
 {
-    m_operId = operId;
+    if (m_line) m_line->operId = operId;
     SetError(code, text);
 }
 
 void QLTracer::MergeTraces(std::vector<std::string>& lines)
 {
-    m_traceList.insert(m_traceList.end(), std::make_move_iterator(lines.begin()), std::make_move_iterator(lines.end()));
+    if (m_line)
+        m_line->traceList.insert(m_line->traceList.end(), std::make_move_iterator(lines.begin()),
+                                 std::make_move_iterator(lines.end()));
     lines.clear();
 }
 
-void QLTracer::AppendPrefix(std::pmr::string& prefix, chronoTime now) const
+void QLTracer::AppendPrefix(std::pmr::string& prefix, const Line& line, chronoTime now)
 {
     Formatter::NumberBuffer number;
-    if (m_operId != 0) {
-        prefix += Formatter::FormatUnsigned(number, m_operId);
+    if (line.operId != 0) {
+        prefix += Formatter::FormatUnsigned(number, line.operId);
         prefix += ',';
     }
-    prefix += Formatter::FormatDouble(number, Seconds(m_beginMeasurementTime - s_initializeTime));
+    prefix += Formatter::FormatDouble(number, Seconds(line.beginMeasurementTime - s_initializeTime));
     prefix += ',';
-    prefix += Formatter::FormatDouble(number, Seconds(now - m_beginMeasurementTime));
+    prefix += Formatter::FormatDouble(number, Seconds(now - line.beginMeasurementTime));
     prefix += ',';
-    if (m_errorNum >= 0 && m_errorNum <= 9) prefix += '0'; // "%02d"
-    prefix += Formatter::FormatLong(number, m_errorNum);
+    if (line.errorNum >= 0 && line.errorNum <= 9) prefix += '0'; // "%02d"
+    prefix += Formatter::FormatLong(number, line.errorNum);
     prefix += ',';
-    if (m_errorNum != XPNoError && !m_errorStr.empty()) prefix += m_errorStr;
+    if (line.errorNum != XPNoError) prefix += line.errorStr;
     prefix += ',';
 }
 
 void QLTracer::Trace()
 {
+    if (!m_line || !s_log.IsOpen()) return;
+    Line& line = *m_line;
     const chronoTime now = std::chrono::steady_clock::now();
-    std::pmr::string prefix(&m_memory);
+    std::pmr::string prefix(&line.memory);
     prefix.reserve(128);
-    AppendPrefix(prefix, now);
-    if (!s_log.IsOpen()) return;
+    AppendPrefix(prefix, line, now);
 
-    const bool success = m_errorNum == XPNoError;
-    if (m_logNoErrorFunc && m_logErrorFunc && m_logTraceFunc) {
-        (success ? m_logNoErrorFunc : m_logErrorFunc)(s_category, prefix, m_params);
-        for (const std::string& line : m_traceList)
-            m_logTraceFunc(line);
+    const bool success = line.errorNum == XPNoError;
+    if (line.logNoErrorFunc && line.logErrorFunc && line.logTraceFunc) {
+        (success ? line.logNoErrorFunc : line.logErrorFunc)(s_category, prefix, line.params);
+        for (const std::string& extraLine : line.traceList)
+            line.logTraceFunc(extraLine);
         return;
     }
     if (success) {
-        KV7TRACE_GEN_(s_log, LogInfoEx, , likely, s_category.c_str(), "%s%s,%s", prefix.c_str(), m_functionName.c_str(),
-                      m_params.c_str());
+        KV7TRACE_GEN_(s_log, LogInfoEx, , likely, s_category.c_str(), "%s%s,%s", prefix.c_str(),
+                      line.functionName.c_str(), line.params.c_str());
     } else {
         KV7TRACE_GEN_(s_log, LogErrorEx, , likely, s_category.c_str(), "%s%s,%s", prefix.c_str(),
-                      m_functionName.c_str(), m_params.c_str());
+                      line.functionName.c_str(), line.params.c_str());
     }
 }
 

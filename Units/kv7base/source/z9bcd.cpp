@@ -1,11 +1,13 @@
 #include "z9bcd.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <string_view>
 
 #include <boost/multiprecision/cpp_int.hpp>
 
+#include "UnitsOfDouble.h"
 #include "Z9Fmt.h"
 #include "except.h"
 
@@ -319,3 +321,13 @@ void BcdSubtract(unsigned char* result, const unsigned char* a, const unsigned c
 }
 
 } // namespace kv7base::detail
+
+t_bprice_int ToPriceInt(double price)
+{
+    // Every order comes with a price: the usual one does without the platform's unbounded integers.
+    const double magnitude = std::fabs(price);
+    if (!kv7base::HasCountableUnits(magnitude)) return ToPriceInt(t_bprice(price));
+    const kv7base::UnitsOfDouble units = kv7base::CountUnits(magnitude, 100'000);
+    const auto plain = static_cast<std::int64_t>(units.whole + (units.restToHalf >= 0 ? 1 : 0));
+    return t_bprice_int::FromPlain(price < 0 ? -plain : plain);
+}

@@ -47,6 +47,25 @@ TEST_F(ExportFrameTest, AWayOutThatSetsNoCodeIsTracedAsTheCommonError)
     EXPECT_THAT(TraceOf("Probe"), ElementsAre("94808,QuindalIM common error,Probe,@Argument=7"));
 }
 
+TEST_F(ExportFrameTest, NobodyLooksAtTheArgumentsOfACallThatLeavesNoLine)
+{
+    int looks = 0;
+    const auto call = [&looks] {
+        return Export(
+            "Probe", [&looks](ParamsBuilder params) { params.Add("Argument", ++looks); }, {},
+            [](ExportCall& exportCall) {
+                exportCall.Params().Add("Result", 8);
+                return exportCall.SetError(94714);
+            });
+    };
+    EXPECT_EQ(call(), 94714);
+    EXPECT_EQ(looks, 1);
+    kv7base::QLTracer::DeInit();
+    EXPECT_EQ(call(), 94714);
+    EXPECT_EQ(looks, 1);
+    EXPECT_THAT(TraceOf("Probe"), ElementsAre("94714,CalcGO: Base contract not found,Probe,@Argument=1,@Result=8"));
+}
+
 TEST_F(ExportFrameTest, ANullPointerIsLoggedUnderItsNameAndTheBodyDoesNotRun)
 {
     bool ran = false;

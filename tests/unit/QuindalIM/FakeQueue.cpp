@@ -99,7 +99,7 @@ std::uint32_t SentRequest::Type() const { return static_cast<std::uint32_t>(std:
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-    if (result != 0 || clock != CLOCK_MONOTONIC) return result;
+    if (result != 0 || (clock != CLOCK_MONOTONIC && clock != CLOCK_MONOTONIC_COARSE)) return result;
     constexpr std::int64_t second = 1'000'000'000;
     const std::int64_t moved = time->tv_sec * second + time->tv_nsec + clockOffset;
     time->tv_sec = moved / second;

@@ -1,10 +1,12 @@
 // The formatter: what the C library prints, the four verbs of our own, and what happens to everything else.
 #include "Z9Fmt.h"
 
+#include <bit>
 #include <cerrno>
 #include <clocale>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -103,13 +105,44 @@ TEST(Z9FmtTest, EveryFloatingVerbAgreesWithTheCLibrary)
     }
 }
 
+TEST(Z9FmtTest, PlainNumbersOfEverySizeAgreeWithTheCLibrary)
+{
+    std::mt19937_64 random(20261122);
+    for (int round = 0; round < 20000; ++round) {
+        const std::uint64_t bits = random() >> random() % 64;
+        const auto signedBits = static_cast<long long>(bits);
+        EXPECT_LIKE_PRINTF("%d|%i|%u", static_cast<int>(bits), -static_cast<short>(bits), static_cast<unsigned>(bits));
+        EXPECT_LIKE_PRINTF("%ld|%lld|%lu|%llu", static_cast<long>(bits), -signedBits, static_cast<unsigned long>(bits),
+                           static_cast<unsigned long long>(bits));
+        EXPECT_LIKE_PRINTF("%hd|%hhd|%hu|%zu", static_cast<int>(bits), static_cast<int>(bits), static_cast<int>(bits),
+                           static_cast<std::size_t>(bits));
+        const auto anything = std::bit_cast<double>(random());
+        const double ofMarket = static_cast<double>(signedBits) / (std::uint64_t{1} << random() % 40);
+        for (const double value : {anything, ofMarket}) {
+            EXPECT_LIKE_PRINTF("%f|%e|%g", value, value, value);
+            EXPECT_LIKE_PRINTF("%.0f|%.2f|%.5f|%.17f|%lf", value, value, value, value, value);
+            EXPECT_LIKE_PRINTF("%.0e|%.3e|%.0g|%.17g|%lg", value, value, value, value, value);
+        }
+    }
+}
+
+TEST(Z9FmtTest, ANumberThatDoesNotFitIsCutWhereItsTextIsCut)
+{
+    const std::string whole = Reference("%d %.3f", -12345, 1234.5);
+    for (std::size_t size = 1; size <= whole.size() + 1; ++size) {
+        char buffer[32];
+        EXPECT_EQ(Z9SysSNPrintf(buffer, size, "%d %.3f", -12345, 1234.5), static_cast<int>(size - 1));
+        EXPECT_EQ(buffer, whole.substr(0, size - 1));
+    }
+}
+
 TEST(Z9FmtTest, TextsPointersAndWideTextsAgreeWithTheCLibrary)
 {
     int something = 0;
     EXPECT_LIKE_PRINTF("%p|%20p", static_cast<void*>(&something), static_cast<void*>(nullptr));
     EXPECT_LIKE_PRINTF("%10s|%-10s|%.2s|%10.2s|%s", "abc", "abc", "abc", "abc", "");
     EXPECT_LIKE_PRINTF("%ls|%5lc|%S", L"wide", static_cast<wint_t>(L'w'), L"too");
-    EXPECT_EQ(Fmt("%s", static_cast<const char*>(nullptr)), "(null)");
+    EXPECT_EQ(Fmt("%s|%8s", static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)), "(null)|  (null)");
 }
 
 TEST(Z9FmtTest, ANegativeWidthArgumentMeansLeftAndANegativePrecisionMeansNone)

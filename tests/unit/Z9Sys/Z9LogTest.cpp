@@ -4,8 +4,12 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <iterator>
+#include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -193,6 +197,68 @@ TEST(Z9LogTest, ControlCharactersAreWrittenAsNumbersAndAllElseAsItIs)
         Write(log, Z9LOG_INFO, text, "%s", text);
         EXPECT_THAT(Entries(log.File()), ElementsAre("INFO [" + std::string(written) + "] " + written));
     }
+}
+
+// One character after the other, by the rule alone: what a line of the log must show of a text. A character of UTF-8 is
+// read as far as it goes; a byte that belongs to none stands for itself.
+std::string PlainOnOneLine(const std::string& text)
+{
+    const auto byteAt = [&](std::size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U; };
+    const auto follow = [&](std::size_t at, std::size_t count) {
+        for (std::size_t i = 1; i <= count; ++i) {
+            if (byteAt(at + i) < 0x80 || byteAt(at + i) > 0xBF) return false;
+        }
+        return true;
+    };
+    std::string line;
+    for (std::size_t at = 0; at < text.size();) {
+        const unsigned first = byteAt(at);
+        const unsigned second = byteAt(at + 1);
+        std::size_t size = 1;
+        if (first >= 0xC2 && first <= 0xDF && follow(at, 1)) size = 2;
+        if (first >= 0xE0 && first <= 0xEF && follow(at, 2) && !(first == 0xE0 && second < 0xA0) &&
+            !(first == 0xED && second > 0x9F))
+            size = 3;
+        if (first >= 0xF0 && first <= 0xF4 && follow(at, 3) && !(first == 0xF0 && second < 0x90) &&
+            !(first == 0xF4 && second > 0x8F))
+            size = 4;
+        const bool isControl =
+            size == 1 ? first < 0x20 || (first >= 0x7F && first <= 0x9F) : size == 2 && first == 0xC2 && second <= 0x9F;
+        const bool isFirstOfPair = first == '\r' && second == '\n';
+        for (std::size_t i = 0; i < size && !isFirstOfPair; ++i) {
+            char escaped[16];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", byteAt(at + i));
+            line += !isControl                       ? std::string(1, text[at + i])
+                    : first == '\r' || first == '\n' ? "\\n"
+                    : first == '\t'                  ? "\\t"
+                                                     : escaped;
+        }
+        at += size;
+    }
+    return line;
+}
+
+TEST(Z9LogTest, RandomTextsStandOnOneLineAsTheRuleHasThem)
+{
+    std::mt19937 random(20261122);
+    const std::string_view pieces[] = {"price 77.25", "\r",   "\n",   "\t",       "\x1b[31m",     "\xD0\x9B",
+                                       "\xC2\x9B",    "\x9B", "\xE2", "\xE2\x82", "\xE2\x82\xBD", "\xF0\x9F\x93\x88",
+                                       "\x7F",        "\\",   " ",    "@Code='X'"};
+    const TempDir dir;
+    const CustomLog log(dir, "a.log");
+    std::vector<std::string> expected;
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        for (auto i = random() % 40; i > 0; --i) {
+            if (random() % 8 == 0)
+                text += static_cast<char>(1 + random() % 255);
+            else
+                text += pieces[random() % std::size(pieces)];
+        }
+        Write(log, Z9LOG_INFO, "c", "%s", text.c_str());
+        expected.push_back("INFO [c] " + PlainOnOneLine(text));
+    }
+    EXPECT_EQ(Entries(log.File()), expected);
 }
 
 TEST(Z9LogTest, TheLocaleOfTheHostChangesNoLine)

@@ -1,10 +1,15 @@
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "except.h"
 #include "z9bcd.h"
@@ -334,6 +339,39 @@ TEST(Bcd, TextsAreReadAsThePlatformReadsThem)
                 ExpectTheTextIsReadAsThePlatformReadsIt("-000" + text);
                 ExpectTheTextIsReadAsThePlatformReadsIt("0." + text.substr(0, wholes));
             }
+}
+
+// Halves, what is next to a half, any bits at all, and prices as a market has them.
+std::vector<double> PricesToRound()
+{
+    std::vector<double> prices{0.0,  -0.0,   1e-8, 1e-9, 5e-6, 4.9999999e-6, 0.000005,      0.000015,
+                               71.1, 3302.5, 1e10, 1e11, 1e20, 1e-300,       99999999999.0, 123456789.123455};
+    std::mt19937_64 random(20261122);
+    for (int i = 0; i < 5000; ++i) {
+        prices.push_back(static_cast<double>(random() % 200000000000) / 100000);
+        prices.push_back(static_cast<double>(random() % 200000000000) / 200000);
+        prices.push_back(std::ldexp(static_cast<double>(random() % 100000000), -static_cast<int>(random() % 30)));
+        prices.push_back(std::bit_cast<double>(random()));
+    }
+    for (std::size_t i = 0, count = prices.size(); i < count; ++i) {
+        prices.push_back(-prices[i]);
+        prices.push_back(std::nextafter(prices[i], 0.0));
+        prices.push_back(std::nextafter(prices[i], 1e9));
+    }
+    return prices;
+}
+
+TEST(Bcd, APriceThatArrivesAsADoubleIsRoundedAsItsDecimalIs)
+{
+    for (const double price : PricesToRound()) {
+        std::optional<t_bprice_int> ofDecimal;
+        std::optional<t_bprice_int> ofDouble;
+        const Failure expected = FailureOf([&] { ofDecimal = ToPriceInt(t_bprice(price)); });
+        const Failure failure = FailureOf([&] { ofDouble = ToPriceInt(price); });
+        ASSERT_EQ(ofDouble, ofDecimal) << price;
+        ASSERT_EQ(failure.code, expected.code) << price;
+        ASSERT_EQ(failure.text, expected.text) << price;
+    }
 }
 
 TEST(Bcd, BytesThatMakeNoDecimalHaveNoText)

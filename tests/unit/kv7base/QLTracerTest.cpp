@@ -90,6 +90,9 @@ TEST(TraceNumbers, DoublesAreWrittenByteForByteAsTheCLibraryWritesThem)
                          1e4);
         values.push_back(
             std::ldexp(static_cast<double>(random() % 1000000u), -40)); // ties and near-ties of the sixth digit
+        values.push_back(-std::ldexp(static_cast<double>(random() % 10000000000u), -7)); // real halves of it
+        values.push_back(std::nextafter(values.back(), random() % 2 == 0 ? inf : -inf));
+        values.push_back(static_cast<double>(random() % 2000000u) / 2e6); // a half, or next to one
     }
     for (const double value : values)
         ASSERT_EQ(Formatted(value), Printed(value)) << value;
@@ -402,6 +405,47 @@ TEST_F(Tracer, WithoutATraceLogNothingIsWrittenAndNothingFails)
         const QLTracer tracer("F");
     }
     EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Tracer, ATracerThatRecordsOnlyForAnOpenLogBuildsNothingForAClosedOne)
+{
+    const QLTracer first("F"); // sets the start of time
+    const std::string value(5000, 'v');
+    std::vector<std::string> more{"second"};
+    {
+        const AllocationProbe probe;
+        QLTracer tracer("SetPosition", QLTracer::Recording::WhileLogIsOpen);
+        tracer.Params().Add("text", value.c_str()).Add("d", 1.5).Add("l", 7).Add("dp", static_cast<double*>(nullptr));
+        tracer.Traces().Add(value).Add(1);
+        EXPECT_EQ(tracer.SetError(94808), 94808u);
+        tracer.SetError(12u, static_cast<Enums::RptCode>(1), "text");
+        tracer.MergeTraces(more);
+        EXPECT_EQ(probe.Count(), 0u);
+        EXPECT_FALSE(tracer.IsRecording());
+        QLTracer::Init(ini.GetHandle(), "xplog");
+    }
+    EXPECT_THAT(more, IsEmpty());
+    EXPECT_THAT(Lines(), IsEmpty());
+}
+
+TEST_F(Tracer, ATracerThatRecordsOnlyForAnOpenLogStillSetsTheStartOfTime)
+{
+    {
+        const QLTracer tracer("F", QLTracer::Recording::WhileLogIsOpen);
+    }
+    EXPECT_NE(QLTracer::GetInitializeTime(), chronoTime{});
+}
+
+TEST_F(Tracer, ATracerThatRecordsOnlyForAnOpenLogWritesItsWholeLineThere)
+{
+    QLTracer::Init(ini.GetHandle(), "xplog");
+    {
+        QLTracer tracer("F", QLTracer::Recording::WhileLogIsOpen);
+        EXPECT_TRUE(tracer.IsRecording());
+        tracer.Params().Add("a", 1);
+        tracer.SetError(94810);
+    }
+    EXPECT_EQ(Line(), "ERROR [QuindalIM] T,T,94810,QuindalIM end of data,F,@a=1");
 }
 
 TEST_F(Tracer, ALogThatTakesErrorsOnlyLeavesOutTheSuccesses)

@@ -57,7 +57,7 @@ Z9ERR SetPositions(BraskClient& client, const LevelRecords& records)
 {
     if (!records.Correspond()) return Z9ERR_COMMON_WRONG_ARGUMENTS;
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr account = firm.GetSettlementAccount();
+    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
     Z9ERR code = Z9ERR_OK;
     for (std::size_t i = 0; i < records.ofClient.size(); ++i)
         KeepFirst(code, SetPositionByRecords(client, firm, *account, records.ofClient[i], records.ofBroker[i],
