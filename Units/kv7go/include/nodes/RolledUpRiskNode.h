@@ -27,6 +27,9 @@ public:
 
     RolledUpRiskNode& operator+=(const RolledUpRiskNode& other);
     RolledUpRiskNode& operator-=(const RolledUpRiskNode& other);
+    /// Takes over the state of `now` and returns the change of the losses: what is below 0 there, less what was below 0
+    /// here. The margins and the flag stay.
+    [[nodiscard]] RolledUpRiskNode ReplaceBy(RolledUpRiskNode now);
     void Zero(); ///< Rows, points and sums to 0; padding lanes stay NaN.
 
     /// Recomputes the volatility margin, the absolute value of the worst cell without a ratio; stores it and returns

@@ -77,13 +77,7 @@ RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFuture
 // The change of the losses under this code since the last call; profits are cut off before and after.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current)
 {
-    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, current.PointsNum());
-    RolledUpRiskNode old = entry;
-    entry = current;
-    old.BoundValuesFromAbove(0.0);
-    current.BoundValuesFromAbove(0.0);
-    current -= old;
-    return current;
+    return TryFindOrCreateRolledUpRisk(code, current.PointsNum()).ReplaceBy(std::move(current));
 }
 
 // Takes away everything that went up under this code. The entry stays and is empty, since the futures or series that it

@@ -1,6 +1,7 @@
 #include "nodes/RolledUpRiskNode.h"
 
 #include <cmath>
+#include <utility>
 
 #include "instruments/SpecBaseContract.h"
 #include "kernels/Curvature.h"
@@ -54,6 +55,15 @@ RolledUpRiskNode& RolledUpRiskNode::operator-=(const RolledUpRiskNode& other)
     NOVj -= other.NOVj;
     m_totalCumulativePerformance -= other.m_totalCumulativePerformance;
     return *this;
+}
+
+RolledUpRiskNode RolledUpRiskNode::ReplaceBy(RolledUpRiskNode now)
+{
+    m_rows.ReplaceBy(now.m_rows);
+    m_riskLevel = now.m_riskLevel;
+    now.NOVj -= std::exchange(NOVj, now.NOVj);
+    now.m_totalCumulativePerformance -= std::exchange(m_totalCumulativePerformance, now.m_totalCumulativePerformance);
+    return now;
 }
 
 void RolledUpRiskNode::Zero()
