@@ -50,6 +50,11 @@ public:
     NodeCells() noexcept = default; ///< No columns.
     /// All zero. Throws like LazyMemoryPool::Allocate.
     NodeCells(std::size_t points, std::size_t scenarios, Form form);
+    NodeCells(const NodeCells&) = default;
+    NodeCells(NodeCells&&) noexcept = default;
+    ~NodeCells() = default;
+    NodeCells& operator=(const NodeCells&) = delete; // a copy that fails would leave half a node; move one in
+    NodeCells& operator=(NodeCells&&) noexcept = default;
 
     [[nodiscard]] bool IsFlat() const noexcept { return m_form == Form::Flat; }
     [[nodiscard]] std::size_t Points() const noexcept { return m_points; }

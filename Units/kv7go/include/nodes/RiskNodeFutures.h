@@ -86,7 +86,7 @@ private:
 
     // The roads of a change through the cells: see RoadOfFutures.h.
     template <class Body>
-    void WithTakerOfOnlyMember(RiskRow& row, const kernels::Ceilings& ceilings, const Body& body);
+    void WithTakerOfOnlyMember(bool ofDelivery, const kernels::Ceilings& ceilings, const Body& body);
     template <class Body>
     void WithFlatTaker(const kernels::Ceilings& ceilings, const Body& body);
     template <class Body>

@@ -1,5 +1,7 @@
 #include "nodes/RiskNodeFutures.h"
 
+#include <utility>
+
 #include "instruments/SpecFutures.h"
 #include "kernels/FuturesOrderKernels.h"
 #include "nodes/RiskNodeMMS.h"
@@ -32,8 +34,9 @@ void RiskNodeFutures::MakeRoomForSeries(bool deliveries)
     if (m_group != nullptr) m_group->MakeRoom(true, deliveries);
     if (m_volatility.IsFlat()) m_volatility = m_volatility.Expanded();
     if (!deliveries || SidesDiffer()) return;
+    NodeCells delivery = m_volatility;
     if (rows.volatility.size() != 0) rows.delivery = rows.volatility;
-    m_delivery = m_volatility;
+    m_delivery = std::move(delivery);
 }
 
 void RiskNodeFutures::SetNetting(bool lossesOnly, MarginMode mode)

@@ -57,7 +57,7 @@ NodeCells RiskNodeMMS::CellsOfSide(bool ofDelivery) const
     NodeCells cells(m_points, m_scenarios, isFull ? NodeCells::Form::Full : NodeCells::Form::Flat);
     if (m_only != nullptr) {
         RiskRow unused(m_points);
-        const NodeCells& given = ofDelivery ? m_only->m_delivery : m_only->m_volatility;
+        const NodeCells& given = ofDelivery && m_only->SidesDiffer() ? m_only->m_delivery : m_only->m_volatility;
         const Ceilings ceilings{0.0, m_only->m_given.ceiling};
         if (m_only->m_given.lossesOnly)
             BringIn<Gives::Nothing, Gives::Losses>(given, ceilings, cells, unused);
@@ -70,14 +70,16 @@ NodeCells RiskNodeMMS::CellsOfSide(bool ofDelivery) const
 
 void RiskNodeMMS::MakeRoom(bool full, bool deliveries)
 {
-    if (full && m_volatility.Points() != 0 && m_volatility.IsFlat()) m_volatility = m_volatility.Expanded();
+    for (NodeCells* const side : {&m_volatility, &m_delivery})
+        if (full && side->Points() != 0 && side->IsFlat()) *side = side->Expanded();
     if (!deliveries || SidesDiffer()) return;
     if (parent != nullptr) {
         parent->m_sum.Separate();
         m_proxy.added.Separate();
     }
-    m_delivery = m_volatility;
+    NodeCells delivery = m_volatility;
     rows.delivery = rows.volatility;
+    m_delivery = std::move(delivery);
 }
 
 template <kernels::Gives Out, kernels::Gives In>

@@ -15,13 +15,19 @@
 namespace kv7im {
 
 template <class Body>
-void RiskNodeFutures::WithTakerOfOnlyMember(RiskRow& row, const kernels::Ceilings& ceilings, const Body& body)
+void RiskNodeFutures::WithTakerOfOnlyMember(bool ofDelivery, const kernels::Ceilings& ceilings, const Body& body)
 {
     using namespace kernels;
-    if (m_given.lossesOnly)
-        body(CollapseContribution<Gives::Losses>(row, m_volatility.Median(), ceilings.in));
-    else
-        body(CollapseContribution<Gives::Signed>(row, m_volatility.Median(), ceilings.in));
+    RiskNodeMMS& group = *m_group;
+    const auto collapse = [&]<Gives What>() {
+        const auto intoRow = [&](RiskRow& row) {
+            return CollapseContribution<What>(row, m_volatility.Median(), ceilings.in);
+        };
+        const auto side = intoRow(ofDelivery ? group.rows.delivery : group.rows.volatility);
+        if (SidesDiffer() || !group.SidesDiffer()) return body(side);
+        body(Both(side, intoRow(group.rows.delivery)));
+    };
+    m_given.lossesOnly ? collapse.template operator()<Gives::Losses>() : collapse.template operator()<Gives::Signed>();
 }
 
 template <class Body>
@@ -30,7 +36,7 @@ void RiskNodeFutures::WithFlatTaker(const kernels::Ceilings& ceilings, const Bod
     using namespace kernels;
     if (m_group == nullptr) return body(CollapseFlat(rows.volatility));
     RiskNodeMMS& group = *m_group;
-    if (group.m_only != nullptr) return WithTakerOfOnlyMember(group.rows.volatility, ceilings, body);
+    if (group.m_only != nullptr) return WithTakerOfOnlyMember(false, ceilings, body);
     const auto intoGroup = [&]<template <Gives, Gives> class Into, Gives What>() {
         const Into<What, What> volatility(group.m_volatility, group.rows.volatility, ceilings);
         if (!group.SidesDiffer()) return body(volatility);
@@ -53,8 +59,7 @@ void RiskNodeFutures::WithTakerOfSide(bool ofDelivery, const kernels::Ceilings& 
     using namespace kernels;
     if (m_group == nullptr) return body(Collapse(ofDelivery ? rows.delivery : rows.volatility));
     RiskNodeMMS& group = *m_group;
-    if (group.m_only != nullptr)
-        return WithTakerOfOnlyMember(ofDelivery ? group.rows.delivery : group.rows.volatility, ceilings, body);
+    if (group.m_only != nullptr) return WithTakerOfOnlyMember(ofDelivery, ceilings, body);
     const auto intoGroup = [&]<Gives What>() {
         const IntoGroup<What, What> side(ofDelivery ? group.m_delivery : group.m_volatility,
                                          ofDelivery ? group.rows.delivery : group.rows.volatility, ceilings);
