@@ -26,8 +26,8 @@ constexpr std::size_t UsualAddressSize = 1024; // bytes of a service address
 // No part of these bits may stand in the status of a session that works.
 constexpr std::uint32_t RouterIsLost = Z9MQ_ROUTER_DISCONNECTED | Z9MQ_ROUTER_LOGINFAILED;
 
-/// The clock of waits and of the link's age: a few milliseconds coarse, and a fifth of the price of the exact one. Every
-/// position and every order looks at it.
+/// The clock of waits and of the link's age: a few milliseconds coarse, and a fifth of the price of the exact one.
+/// Every position and every order looks at it.
 [[nodiscard]] std::uint64_t MonotonicMilliseconds() noexcept
 {
     timespec now{};

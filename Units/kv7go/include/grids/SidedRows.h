@@ -37,8 +37,9 @@ public:
     void Zero() noexcept;
     void BoundValuesFromAbove(double bound) noexcept;
 
-    /// Takes over the state `now` and leaves in `now` the change of the losses: what is below 0 there, less what was below
-    /// 0 here. Throws like LazyMemoryPool::Allocate where the sides of one of the two differ; nothing has changed then.
+    /// Takes over the state `now` and leaves in `now` the change of the losses: what is below 0 there, less what was
+    /// below 0 here. Throws like LazyMemoryPool::Allocate where the sides of one of the two differ; nothing has changed
+    /// then.
     void ReplaceBy(SidedRows& now);
 
     /// Calls change(row, points) for each side that is kept.
