@@ -111,7 +111,7 @@ private:
         const auto first = static_cast<double>(block * RiskItem::Lanes);
         return _mm256_setr_pd(first, first + 1.0, first + 2.0, first + 3.0);
     }
-    [[nodiscard]] RiskItem Centre() const noexcept { return {static_cast<double>(m_points / 2)}; }
+    [[nodiscard]] RiskItem Centre() const noexcept { return {static_cast<double>(m_points / 2)}; } // NOLINT: a column
 
     std::size_t m_points = 0;
     std::size_t m_scenarios = 0;

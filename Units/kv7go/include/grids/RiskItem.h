@@ -102,14 +102,14 @@ namespace operation::_ {
 template <class T>
 struct min
 {
-    [[nodiscard]] T operator()(T a, T b) const noexcept { return b != b || a < b ? a : b; }
+    [[nodiscard]] T operator()(T a, T b) const noexcept { return b != b || a < b ? a : b; } // NOLINT: is b a NaN?
 };
 
 /// Folds the lanes of a finished vector maximum.
 template <class T>
 struct max
 {
-    [[nodiscard]] T operator()(T a, T b) const noexcept { return b != b || a > b ? a : b; }
+    [[nodiscard]] T operator()(T a, T b) const noexcept { return b != b || a > b ? a : b; } // NOLINT: is b a NaN?
 };
 
 /// One value out of four lanes, lane 0 first.
