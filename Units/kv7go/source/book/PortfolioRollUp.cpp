@@ -77,7 +77,8 @@ RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFuture
 // The change of the losses under this code since the last call; profits are cut off before and after.
 RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current)
 {
-    return TryFindOrCreateRolledUpRisk(code, current.PointsNum()).ReplaceBy(std::move(current));
+    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(code, current.PointsNum());
+    return entry.ReplaceBy(std::move(current));
 }
 
 // Takes away everything that went up under this code. The entry stays and is empty, since the futures or series that it
