@@ -13,9 +13,10 @@
 namespace quindal::test {
 
 /// Rows of a text without quotation marks: its lines with other text than separators and blanks, less comments and
-/// the header.
+/// the header. A byte order mark at its beginning is no text.
 inline std::size_t DataLines(std::string_view text)
 {
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
     std::size_t count = 0;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
