@@ -133,8 +133,8 @@ private:
 template <class Step>
 void CumulativePositionByFutures::Change(MarginMode mode, const Step& step)
 {
-    m_ownerRisk.SetNetting(GivesLossesOnly(), mode);
     try {
+        m_ownerRisk.SetNetting(GivesLossesOnly(), mode);
         step();
     } catch (...) {
         m_changedOptionSeriesNodeWithoutSpread = nullptr;

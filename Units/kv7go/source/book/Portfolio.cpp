@@ -14,7 +14,7 @@ namespace kv7im {
 
 namespace {
 
-/// Curvature of positions alone for a node, for its adapter or for its rolled-up copy.
+/// The node under a code; null when there is none.
 template <class Node>
 const Node* FindNode(const Portfolio::RisksMap<Node>& map, const std::string& code)
 {
