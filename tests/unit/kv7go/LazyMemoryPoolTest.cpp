@@ -1,6 +1,6 @@
-// The recycling pool behind the arrays: block sizes, reuse, the raise of the largest bulk, threads and their end.
+// The recycling pool behind the arrays: block sizes, reuse, threads and their end.
 //
-// Each test runs on a thread of its own, because a pool belongs to a thread and its largest bulk never shrinks.
+// Each test runs on a thread of its own, because a pool belongs to a thread and keeps what it got.
 
 #include "grids/LazyMemoryPool.h"
 
@@ -35,12 +35,33 @@ void OnFreshThread(Body body)
 
 const MallocedHeader& HeaderOf(void* data) { return *(static_cast<const MallocedHeader*>(data) - 1); }
 
-TEST(LazyMemoryPool, BulkNumberIHoldsBlocksOf256TimesIPlusOneBytes)
+TEST(LazyMemoryPool, TheFirst16BulksGoInStepsOf256BytesAndThenEightGoToAnOctave)
 {
-    OnFreshThread([] {
-        for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
-            EXPECT_EQ(LazyMemoryPool::ObjectSize(i), 256 * (i + 1)) << "bulk " << i;
-    });
+    for (std::size_t i = 0; i < 16; ++i)
+        EXPECT_EQ(LazyMemoryPool::ObjectSize(i), 256 * (i + 1)) << "bulk " << i;
+    EXPECT_EQ(LazyMemoryPool::ObjectSize(16), 4608u); // 4096 + 4096 / 8
+    EXPECT_EQ(LazyMemoryPool::ObjectSize(23), 8192u);
+    EXPECT_EQ(LazyMemoryPool::ObjectSize(24), 9216u); // 8192 + 8192 / 8
+    EXPECT_EQ(LazyMemoryPool::BulkCount, 128u);
+    EXPECT_EQ(LazyMemoryPool::ObjectSize(127), std::size_t{64} << 20);
+}
+
+TEST(LazyMemoryPool, ARequestFitsItsBulkAndNotTheOneBefore)
+{
+    for (std::size_t bytes = 0; bytes < std::size_t{64} << 20; bytes += bytes < 20'000 ? 1 : 99'991) {
+        const std::size_t bulk = LazyMemoryPool::BulkOf(bytes);
+        ASSERT_LT(bulk, LazyMemoryPool::BulkCount) << bytes;
+        ASSERT_LT(bytes, LazyMemoryPool::ObjectSize(bulk)) << bytes;
+        if (bulk != 0) {
+            ASSERT_GE(bytes, LazyMemoryPool::ObjectSize(bulk - 1)) << bytes;
+        }
+        if (bytes >= 4096) {
+            ASSERT_LE(LazyMemoryPool::ObjectSize(bulk), bytes + bytes / 8) << bytes << " bytes: an eighth too large";
+        }
+        ASSERT_EQ(LazyMemoryPool::BulkOf(LazyMemoryPool::ObjectSize(bulk) - 1), bulk) << "the size tells the bulk";
+    }
+    EXPECT_EQ(LazyMemoryPool::BulkOf(std::size_t{64} << 20), LazyMemoryPool::BulkCount);
+    EXPECT_EQ(LazyMemoryPool::BulkOf(std::numeric_limits<std::size_t>::max()), LazyMemoryPool::BulkCount);
 }
 
 TEST(LazyMemoryPool, ARequestGoesToTheBulkOfItsBytesDividedBy256)
@@ -84,42 +105,35 @@ TEST(LazyMemoryPool, DataIsAlignedTo64BytesAndZeroEvenInAUsedBlock)
     });
 }
 
-TEST(LazyMemoryPool, ExactlyThe4096thByteRaisesTheLargestBulk)
+// One wide option asks for blocks of hundreds of kilobytes; what every client asks for stays as it was.
+TEST(LazyMemoryPool, OneLargeRequestMakesNoOtherBlockLarger)
 {
     OnFreshThread([] {
-        void* small = LazyMemoryPool::Allocate(4095);
-        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4096u);
-        void* large = LazyMemoryPool::Allocate(4096); // (4096 / 256 + 1) * 256 = 4352
-        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4352u);
-        EXPECT_EQ(HeaderOf(small).size, 4096u) << "a taken block keeps its size";
-
-        LazyMemoryPool::Release(small);
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 0u) << "a block of 4096 is too small for the list now";
-        LazyMemoryPool::Release(large);
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 1u);
+        void* wide = LazyMemoryPool::Allocate(433'000);
+        void* cells = LazyMemoryPool::Allocate(11'808); // 161 points, nine rows
+        EXPECT_EQ(HeaderOf(cells).size, 12'288u);       // 8192 + 4 * 1024
+        EXPECT_EQ(HeaderOf(wide).size, 458'752u);       // 262144 + 6 * 32768
+        void* row = LazyMemoryPool::Allocate(1'312);
+        EXPECT_EQ(HeaderOf(row).size, 1'536u);
+        for (void* block : {wide, cells, row})
+            LazyMemoryPool::Release(block);
+        void* again = LazyMemoryPool::Allocate(11'900);
+        EXPECT_EQ(again, cells);
+        LazyMemoryPool::Release(again);
     });
 }
 
-TEST(LazyMemoryPool, ARaiseFreesTheSmallerFreeBlocksAndNeverComesBack)
+TEST(LazyMemoryPool, WhatIsLargerThanTheLargestBulkGoesBackToTheSystem)
 {
     OnFreshThread([] {
-        std::vector<void*> blocks;
-        for (int i = 0; i < 3; ++i)
-            blocks.push_back(LazyMemoryPool::Allocate(5000)); // (19 + 1) * 256 = 5120
-        for (void* block : blocks)
-            LazyMemoryPool::Release(block);
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 3u);
-
-        void* larger = LazyMemoryPool::Allocate(10000); // (39 + 1) * 256 = 10240
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 0u);
-        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 10240u);
-        LazyMemoryPool::Release(larger);
-
-        void* smaller = LazyMemoryPool::Allocate(3840);
-        EXPECT_EQ(smaller, larger) << "every block of the largest bulk has the largest size ever seen";
-        EXPECT_EQ(HeaderOf(smaller).size, 10240u);
-        LazyMemoryPool::Release(smaller);
-        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 10240u);
+        const std::size_t bytes = std::size_t{64} << 20;
+        for (std::size_t i = 1; i <= 3; ++i) {
+            void* data = LazyMemoryPool::AllocateUnfilled(bytes);
+            EXPECT_EQ(HeaderOf(data).size, bytes + 1);
+            LazyMemoryPool::Release(data);
+            EXPECT_EQ(LazyMemoryPool::SystemAllocations(), i);
+        }
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
     });
 }
 
@@ -137,10 +151,9 @@ TEST(LazyMemoryPool, ASizeThatTheSystemRefusesLeavesThePoolAsItWas)
             EXPECT_EQ(error.GetCode(), 1);
             EXPECT_NE(std::string(error.what()).find("Can't allocate new node"), std::string::npos) << error.what();
         }
-        EXPECT_EQ(LazyMemoryPool::ObjectSize(15), 4096u);
         EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
         void* ordinary = LazyMemoryPool::Allocate(5000);
-        EXPECT_EQ(HeaderOf(ordinary).size, 5120u);
+        EXPECT_EQ(HeaderOf(ordinary).size, 5120u); // 4096 + 2 * 512
         LazyMemoryPool::Release(ordinary);
     });
 }
@@ -182,16 +195,16 @@ TEST(LazyMemoryPool, ABlockReleasedElsewhereJoinsTheListsOfThatThread)
     });
 }
 
-TEST(LazyMemoryPool, ALargerForeignBlockServesUnderTheSizeOfTheLocalBulk)
+TEST(LazyMemoryPool, ALargeForeignBlockJoinsTheBulkOfItsSize)
 {
     OnFreshThread([] {
-        void* large = LazyMemoryPool::Allocate(10000); // 10240 bytes here, 4096 is enough on the other thread
+        void* large = LazyMemoryPool::Allocate(10000); // 8192 + 2 * 1024
         OnFreshThread([large] {
             LazyMemoryPool::Release(large);
-            EXPECT_EQ(LazyMemoryPool::FreeBlocks(15), 1u);
-            void* reused = LazyMemoryPool::Allocate(4000);
+            EXPECT_EQ(LazyMemoryPool::FreeBlocks(LazyMemoryPool::BulkOf(10000)), 1u);
+            void* reused = LazyMemoryPool::Allocate(9500);
             EXPECT_EQ(reused, large);
-            EXPECT_EQ(HeaderOf(reused).size, 4096u);
+            EXPECT_EQ(HeaderOf(reused).size, 10240u);
             LazyMemoryPool::Release(reused);
         });
     });

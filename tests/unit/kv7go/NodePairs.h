@@ -11,7 +11,6 @@
 #include "PlainSeries.h"
 #include "SameNodes.h"
 #include "SeriesKinds.h"
-#include "SpreadNodes.h"
 #include "nodes/RiskNode.h"
 
 inline constexpr auto PairLevel = Enums::ClientRiskLevel::Default;
@@ -30,6 +29,7 @@ public:
     void SetPosition(std::int64_t quantity, double price)
     {
         const Holding before = std::exchange(m_held, {quantity, price});
+        engine.KeepCells();
         engine.ReplacePosition(m_futures.DescribePosition(before.quantity, before.price, PairLevel),
                                m_futures.DescribePosition(quantity, price, PairLevel), PairChargeRatio);
         twin -= RiskOf(before);
@@ -37,6 +37,7 @@ public:
     }
     void AddOrders(const OrdersMap& orders, kv7type::Discount discount)
     {
+        engine.KeepCells();
         engine.AddOrders(m_futures, orders, discount, PairChargeRatio);
         twin += ScaledRisk(m_futures.TransformToOrder(orders, discount, PairLevel), PairChargeRatio);
     }
@@ -92,7 +93,7 @@ public:
     void SetPosition(std::size_t option, std::int64_t quantity, double price, FuturesPair& futures)
     {
         const Change change = MakeChange(option, quantity, price);
-        spread_nodes::MakeRoomForSeries(futures.engine, kind.deliveries);
+        futures.engine.MakeRoomForSeries(engine, kind.lossesOnly);
         engine.ReplacePositionInSpread(change.before, change.after, PairChargeRatio, futures.engine,
                                        {kind.lossesOnly, 0.0, 0.0});
         plainly.SetPosition(family.Option(option), quantity, price, 0.0, &futures.twin);
@@ -104,7 +105,7 @@ public:
     }
     void AddOrders(std::size_t option, const OrdersMap& orders, FuturesPair& futures)
     {
-        spread_nodes::MakeRoomForSeries(futures.engine, kind.deliveries);
+        futures.engine.MakeRoomForSeries(engine, kind.lossesOnly);
         engine.AddOrdersInSpread(family.Option(option), orders, PairChargeRatio, futures.engine,
                                  {kind.lossesOnly, 0.0, 0.0});
         plainly.AddOrders(family.Option(option), orders, &futures.twin);

@@ -1,5 +1,6 @@
 // The one-pass kernels of an option's position against the plain sequences of matrix operations that they stand for,
 // bit by bit.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -12,12 +13,14 @@
 #include "NodePairs.h"
 #include "OptionFamily.h"
 #include "SeriesKinds.h"
+#include "grids/LazyMemoryPool.h"
 
 namespace test::OptionKernelsTest {
 namespace {
 
 using kv7im::Risk;
 using kv7im::RiskMatrix;
+using kv7im::auxiliary::LazyMemoryPool;
 
 using Kind = SeriesKind;
 
@@ -143,6 +146,57 @@ TEST(OptionKernels, AChangeInASeriesInSpreadHasTheBitsOfTakingTheOldViewOutAndPu
     }
 }
 
+// A futures that holds one series and nothing else reads the cells of the series in place of its own, and has cells of
+// its own from its first own position or the first change that it is not told of.
+TEST(OptionKernels, AFuturesThatBorrowsTheCellsOfItsSeriesHasTheBitsOfOneThatKeepsThem)
+{
+    for (const std::int32_t riskPointsN : {1, 2, 40})
+        for (const bool collateral : {false, true})
+            for (const bool untold : {false, true}) {
+                const Kind kind{riskPointsN, 5, false, false, false, collateral};
+                SCOPED_TRACE(kind.Text());
+                Pair pair(kind);
+                const auto walk = [&](unsigned seed) {
+                    for (const Step& step : RandomSteps(seed, pair.series.OptionsCount())) {
+                        pair.Change(step, true);
+                        ASSERT_NO_FATAL_FAILURE(pair.series.ExpectSame());
+                        ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+                        ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSameRows());
+                    }
+                };
+                const std::ptrdiff_t blocks = LazyMemoryPool::OutstandingBlocks();
+                ASSERT_NO_FATAL_FAILURE(walk(41));
+                EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), blocks - 1) << "the cells of the futures are given back";
+                if (untold)
+                    pair.Change({1, -4, 25.0}, false);
+                else
+                    pair.futures.SetPosition(-3, 1010.0);
+                EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), blocks) << "and taken again";
+                ASSERT_NO_FATAL_FAILURE(pair.futures.ExpectSame());
+                ASSERT_NO_FATAL_FAILURE(walk(42));
+            }
+}
+
+TEST(OptionKernels, ASecondSeriesEndsTheBorrowing)
+{
+    for (const bool subPoints : {false, true})
+        for (const bool deliveries : {false, true}) {
+            SeriesPair lender({4, 5, false, false, false, false});
+            SeriesPair second({4, 5, subPoints, deliveries, false, false});
+            FuturesPair futures(*lender.family.futures);
+            const auto change = [&](SeriesPair& series, const Step& step) {
+                series.SetPosition(step.option, step.quantity, step.price, futures);
+                ASSERT_NO_FATAL_FAILURE(futures.ExpectSame());
+            };
+            for (const Step& step : RandomSteps(51, lender.OptionsCount()))
+                ASSERT_NO_FATAL_FAILURE(change(lender, step));
+            for (const Step& step : RandomSteps(52, second.OptionsCount())) {
+                ASSERT_NO_FATAL_FAILURE(change(second, step));
+                ASSERT_NO_FATAL_FAILURE(change(lender, {0, step.quantity, 44.0}));
+            }
+        }
+}
+
 // Two series of one futures: one with deliveries makes the sides differ, the other is added to both.
 TEST(OptionKernels, ASeriesWithoutDeliveriesChangesBothSidesOfAFuturesWhoseSidesDiffer)
 {
@@ -228,6 +282,39 @@ void SpoilColumn(const kv7im::CSpecOption& option, std::size_t column)
     auto& grid = const_cast<kv7im::OptionGrid&>(option.GetGrid(Level));
     grid.Values(column / kv7im::RiskItem::Lanes)[1][column % kv7im::RiskItem::Lanes] = nan;
     grid.RateStress(column / kv7im::RiskItem::Lanes)[column % kv7im::RiskItem::Lanes] = nan;
+    grid.KnowItsRange();
+}
+
+// Where no value is below zero no bound of a premium is felt, and where all are numbers none is asked for: the kernels
+// choose their form by these two figures.
+TEST(OptionKernels, AGridKnowsItsLeastValueAndItsLargestCell)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    bool someBelowZero = false;
+    bool someAboveZero = false;
+    for (const Kind& kind : AllSeriesKinds()) {
+        const OptionFamily family = FamilyOf(kind);
+        for (std::size_t i = 0; i < family.options.size(); ++i) {
+            const kv7im::OptionGrid& grid = family.Option(i).GetGrid(Level);
+            double least = infinity;
+            double largest = std::max(std::abs(grid.mismatchUp), std::abs(grid.mismatchDown));
+            for (std::size_t column = 0; column < grid.ColsCount(); ++column)
+                for (std::size_t row = 0; row <= grid.ScenariosCount(); ++row) {
+                    const double cell = grid.Values(column / 4)[row][column % 4]; // the last row is the rate stress
+                    largest = std::max(largest, std::abs(cell));
+                    if (row < grid.ScenariosCount()) least = std::min(least, cell);
+                }
+            ASSERT_EQ(grid.Least(), least) << kind.Text();
+            ASSERT_EQ(grid.Largest(), largest) << kind.Text();
+            someBelowZero |= least < 0.0;
+            someAboveZero |= least >= 0.0;
+        }
+        SpoilColumn(family.Option(0), 0);
+        ASSERT_EQ(family.Option(0).GetGrid(Level).Least(), -infinity);
+        ASSERT_EQ(family.Option(0).GetGrid(Level).Largest(), infinity);
+    }
+    EXPECT_TRUE(someBelowZero);
+    EXPECT_TRUE(someAboveZero) << "the walks have to pass through both forms";
 }
 
 // A result that is no number wipes out, scenario by scenario, what the point that it is folded onto holds, and counts

@@ -3,10 +3,12 @@
 // Why:          recalculating a portfolio makes and drops arrays at a very high rate, always of the same few sizes. A
 //               dropped block waits on a free list and is handed out again, so that the steady state never reaches the
 //               general heap.
-// Shape:        16 bulks. Bulk i serves blocks of 256 * (i + 1) bytes. Bulk 15 also serves everything larger: its block
-//               size rises to the largest request of the thread and never comes down again.
+// Shape:        bulks of one block size each, the same on every thread. The first 16 go in steps of 256 bytes up to 4096;
+//               from there on eight to an octave up to 64 MB, so that no block is more than an eighth too large. What
+//               is larger still comes from the system and goes back to it.
 // Always true:  the data area of a block is aligned to 64 bytes and stands 64 bytes behind its header.
 //               a block may be released on any thread; it then joins the lists of the releasing thread.
+//               the size of a block tells its bulk, on whatever thread it comes back.
 //               a free list has no upper limit, and it is emptied when its thread ends.
 // Thread end:   singletons may hold arrays longer than the main thread keeps its thread-local objects. A thread whose
 //               lists are already emptied goes straight to the system, in both directions.
@@ -27,18 +29,15 @@ struct MallocedHeader
 };
 static_assert(sizeof(MallocedHeader) == 64);
 
-/// Free blocks of one size.
-struct MemoryBulk
-{
-    MallocedHeader* pool;   // head of the free list, null when empty
-    std::size_t objectSize; // bytes of each block, the header not counted
-};
-
 class LazyMemoryPool
 {
 public:
-    static constexpr std::size_t BulkCount = 16;
-    static constexpr std::size_t BulkStep = 256; // bytes between the block sizes of two bulks
+    static constexpr std::size_t BulkStep = 256; // bytes between the block sizes of two of the first bulks
+    static constexpr std::size_t SmallBulks = 16;
+    static constexpr std::size_t SmallBytes = SmallBulks * BulkStep; // largest block of the first bulks
+    static constexpr std::size_t BulksPerOctave = 8;
+    static constexpr std::size_t Octaves = 14;
+    static constexpr std::size_t BulkCount = SmallBulks + Octaves * BulksPerOctave;
     static constexpr std::size_t Alignment = 64; // bytes, of every data area
     static constexpr std::size_t ItemBytes = 32; // one four-lane vector of doubles
 
@@ -64,10 +63,12 @@ public:
     [[nodiscard]] static std::ptrdiff_t OutstandingBlocks() noexcept;
     /// Blocks that this thread has asked of the system since it started.
     [[nodiscard]] static std::size_t SystemAllocations() noexcept;
-    /// Length of the free list of a bulk, 0 to 15. Walks the list.
+    /// Length of the free list of a bulk, 0 to BulkCount - 1. Walks the list.
     [[nodiscard]] static std::size_t FreeBlocks(std::size_t bulk) noexcept;
-    /// Present block size of a bulk, 0 to 15, in bytes.
+    /// Block size of a bulk, 0 to BulkCount - 1, in bytes without the header.
     [[nodiscard]] static std::size_t ObjectSize(std::size_t bulk) noexcept;
+    /// The bulk that serves a request, the first one whose blocks are larger than it; BulkCount where none is.
+    [[nodiscard]] static std::size_t BulkOf(std::size_t bytes) noexcept;
 
 private:
     enum class Stage : std::uint8_t
@@ -80,14 +81,13 @@ private:
 
     [[nodiscard]] static MallocedHeader* Take(std::size_t bytes);
     [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize) noexcept;
-    static void RaiseLargestBulk(std::size_t objectSize) noexcept;
-    static void FreeList(MemoryBulk& bulk) noexcept;
+    static void FreeList(MallocedHeader*& head) noexcept;
     static void Open() noexcept;
     static void Close() noexcept;
 
     // All of it is constant-initialised and trivially destructible, so that it may be read and written at any moment of
     // a thread's life, after the end of its thread-local objects too.
-    static thread_local constinit std::array<MemoryBulk, BulkCount> pool;
+    static thread_local constinit std::array<MallocedHeader*, BulkCount> pool; // heads of the free lists
     static thread_local constinit Stage stage;
     static thread_local constinit std::ptrdiff_t outstanding;
     static thread_local constinit std::size_t systemAllocations;

@@ -94,6 +94,9 @@ public:
 
     /// A full copy; the stress points go with it.
     [[nodiscard]] NodeCells Expanded() const;
+    /// Full cells of this size and with these stress points that take no memory: whoever has them keeps their cells
+    /// elsewhere, and asks this one for none.
+    [[nodiscard]] NodeCells WithoutCells() const noexcept;
     /// A copy in the shape of an instrument's risk, for reading.
     [[nodiscard]] Risk ToRisk() const;
 
@@ -111,7 +114,10 @@ private:
         const auto first = static_cast<double>(block * RiskItem::Lanes);
         return _mm256_setr_pd(first, first + 1.0, first + 2.0, first + 3.0);
     }
-    [[nodiscard]] RiskItem Centre() const noexcept { return {static_cast<double>(m_points / 2)}; } // NOLINT: a column
+    [[nodiscard]] RiskItem Centre() const noexcept
+    {
+        return {static_cast<double>(m_points / 2)};
+    } // NOLINT(bugprone-integer-division)
 
     std::size_t m_points = 0;
     std::size_t m_scenarios = 0;

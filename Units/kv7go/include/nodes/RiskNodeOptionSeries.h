@@ -37,6 +37,8 @@ public:
     /// node.
     RiskNodeOptionSeries(const Parameters& parameters, const BindsRow& binding, double ratio,
                          Enums::ClientRiskLevel riskLevel);
+    RiskNodeOptionSeries(const RiskNodeOptionSeries&) = delete;
+    RiskNodeOptionSeries& operator=(const RiskNodeOptionSeries&) = delete;
 
     [[nodiscard]] Risk Volatility() const override { return optionSeriesRisk; }
     /// Risk with every row replaced by the worst delivery outcome per price point; without delivery rows the volatility
@@ -74,6 +76,8 @@ protected:
     }
 
 private:
+    friend class RiskNodeFutures; // may borrow the cells
+
     /// What the futures holds of this series: nothing known, its folded cells, or its folded losses.
     enum class ViewKind
     {
@@ -83,6 +87,8 @@ private:
     };
 
     void CellsHaveChanged() noexcept;
+    template <class Change>
+    void NoteNumbers(const Change& change) noexcept;
     [[nodiscard]] RiskRow WorstDelivery() const;
     void WorkOutView(std::optional<double> ceiling);
     // A change is what one option does to the cells of its series: see OptionChangeKernels.h.
@@ -101,6 +107,8 @@ private:
     void KeepView(const ViewOfSeries& view) noexcept;
 
     Risk optionSeriesRisk;
+    RiskNodeFutures* borrower = nullptr; // the futures whose cells follow from those of this series
+    bool areNumbers = true;              // every cell of the volatility side is known to be a number
     // View of the present cells, kept where it does not follow from each cell by itself: with sub-points, and of the
     // delivery side. A change takes the kept view out of the futures and has to compute only the new one.
     ViewKind viewKind = ViewKind::Unknown;

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 
 #include "grids/RiskItem.h"
@@ -36,6 +37,13 @@ public:
     [[nodiscard]] RiskItem& RateStress(std::size_t block) noexcept { return Values(block)[rows]; }
     [[nodiscard]] const RiskItem& RateStress(std::size_t block) const noexcept { return Values(block)[rows]; }
 
+    /// Reads the finished cells once, for what the kernels need to know of them: see Least and Largest.
+    void KnowItsRange() noexcept;
+    /// The least theoretical value; minus infinity where a value is no number.
+    [[nodiscard]] double Least() const noexcept { return least; }
+    /// What no value, rate stress or mismatch exceeds in size; infinity where one of them is no number.
+    [[nodiscard]] double Largest() const noexcept { return largest; }
+
     double mismatchUp = 0.0; // change by the mismatch of volatility, the same at every column
     double mismatchDown = 0.0;
     SpecialRiskPoints points; // the two charges are those of a short position
@@ -43,6 +51,8 @@ public:
 private:
     std::size_t cols;
     std::size_t rows; // volatility scenarios
+    double least = -std::numeric_limits<double>::infinity();
+    double largest = std::numeric_limits<double>::infinity();
     // One lane of slack is cheaper than an aligned allocation, which would leave a hole behind every grid.
     std::unique_ptr<std::byte[]> storage;
     RiskItem* cells; // in the storage

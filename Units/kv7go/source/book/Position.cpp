@@ -83,14 +83,19 @@ RiskNodeMMS::PropertiesForICS CumulativePositionByFutures::GetPropertiesForICS()
 
 void CumulativePositionByFutures::ChangeFuturesPosition(std::int64_t quantity, double price)
 {
-    Change(MarginMode::Plain, [&] { m_position.UpdateInitialMarginByNewPosition(quantity, price, 0); });
+    Change(MarginMode::Plain, [&] {
+        m_ownerRisk.KeepCells();
+        m_position.UpdateInitialMarginByNewPosition(quantity, price, 0);
+    });
 }
 
 void CumulativePositionByFutures::ChangeFuturesPosition_PositionsOnly(std::int64_t quantity, double price,
                                                                       double marketPrice)
 {
-    Change(MarginMode::PositionsOnly,
-           [&] { m_position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, 0); });
+    Change(MarginMode::PositionsOnly, [&] {
+        m_ownerRisk.KeepCells();
+        m_position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, 0);
+    });
 }
 
 void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price,
@@ -111,12 +116,14 @@ void CumulativePositionByFutures::ChangeOptionPosition_PositionsOnly(const CSpec
 
 void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
 {
+    m_ownerRisk.KeepCells();
     ChangeSpecOrderPrivate(m_position, count, orders);
 }
 
 CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
                                                                              const SClearingDeltaOrder* orders)
 {
+    m_ownerRisk.KeepCells();
     return {m_position, count, orders};
 }
 
@@ -143,7 +150,7 @@ CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPositio
     RiskNodeOptionSeries& series = InitializeOptionSeriesRisk(option);
     std::shared_ptr<CSpecPositionOptionsBase> position;
     if (option.VirtFutures->IsInSpread) {
-        m_ownerRisk.MakeRoomForSeries(series.GetParameters().hasExpiration());
+        m_ownerRisk.MakeRoomForSeries(series, option.VirtFutures->EnforceHalfNetting);
         position = std::make_shared<CSpecPositionOptions>(m_participant, option, series, m_ownerRisk);
     } else {
         position = std::make_shared<CSpecPositionOptionsWithoutSpread>(m_participant, option, series);

@@ -1,9 +1,10 @@
 #include "grids/LazyMemoryPool.h"
 
-#include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "except.h"
 
@@ -11,23 +12,12 @@ namespace kv7im::auxiliary {
 
 namespace {
 
-constexpr std::size_t LargestBulk = LazyMemoryPool::BulkCount - 1;
-constexpr std::size_t LargestSmallRequest =
-    4095; // bytes; above it the block size of the largest bulk follows the request
 constexpr std::size_t TooManyItems = std::size_t{1} << 58;
 
-constexpr std::array<MemoryBulk, LazyMemoryPool::BulkCount> EmptyBulks() noexcept
+// Bytes between two block sizes of an octave, which begins at 4096 bytes times 2 to the power of its number.
+constexpr std::size_t StepOfOctave(std::size_t octave) noexcept
 {
-    std::array<MemoryBulk, LazyMemoryPool::BulkCount> bulks{};
-    for (std::size_t i = 0; i < bulks.size(); ++i)
-        bulks[i] = MemoryBulk{nullptr, LazyMemoryPool::BulkStep * (i + 1)};
-    return bulks;
-}
-
-/// Block size for a request that is larger than the small ones: the next step above it.
-constexpr std::size_t LargeObjectSize(std::size_t bytes) noexcept
-{
-    return (bytes / LazyMemoryPool::BulkStep + 1) * LazyMemoryPool::BulkStep;
+    return (LazyMemoryPool::SmallBytes << octave) / LazyMemoryPool::BulksPerOctave;
 }
 
 void* DataOf(MallocedHeader* header) noexcept { return header + 1; }
@@ -36,7 +26,7 @@ MallocedHeader* HeaderOf(void* data) noexcept { return static_cast<MallocedHeade
 
 } // namespace
 
-constinit thread_local std::array<MemoryBulk, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = EmptyBulks();
+constinit thread_local std::array<MallocedHeader*, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = {};
 constinit thread_local LazyMemoryPool::Stage LazyMemoryPool::stage = LazyMemoryPool::Stage::Untouched;
 constinit thread_local std::ptrdiff_t LazyMemoryPool::outstanding = 0;
 constinit thread_local std::size_t LazyMemoryPool::systemAllocations = 0;
@@ -72,14 +62,27 @@ void LazyMemoryPool::Release(void* data) noexcept
     --outstanding;
     if (stage == Stage::Untouched) Open();
     MallocedHeader* header = HeaderOf(data);
-    MemoryBulk& bulk = pool[std::min(header->size / BulkStep - 1, LargestBulk)];
-    // A block left smaller by a later raise of the largest bulk cannot serve its list any more.
-    if (stage == Stage::Closed || header->size < bulk.objectSize) {
+    const std::size_t bulk = BulkOf(header->size - 1);
+    if (stage == Stage::Closed || bulk == BulkCount) {
         std::free(header);
         return;
     }
-    header->next = bulk.pool;
-    bulk.pool = header;
+    header->next = std::exchange(pool[bulk], header);
+}
+
+std::size_t LazyMemoryPool::BulkOf(std::size_t bytes) noexcept
+{
+    if (bytes < SmallBytes) return bytes / BulkStep;
+    const auto octave = static_cast<std::size_t>(std::bit_width(bytes / SmallBytes)) - 1;
+    if (octave >= Octaves) return BulkCount;
+    return SmallBulks + octave * BulksPerOctave + (bytes - (SmallBytes << octave)) / StepOfOctave(octave);
+}
+
+std::size_t LazyMemoryPool::ObjectSize(std::size_t bulk) noexcept
+{
+    if (bulk < SmallBulks) return (bulk + 1) * BulkStep;
+    const std::size_t octave = (bulk - SmallBulks) / BulksPerOctave;
+    return (SmallBytes << octave) + ((bulk - SmallBulks) % BulksPerOctave + 1) * StepOfOctave(octave);
 }
 
 std::size_t LazyMemoryPool::BytesOfItems(std::size_t items)
@@ -92,19 +95,13 @@ std::size_t LazyMemoryPool::BytesOfItems(std::size_t items)
 MallocedHeader* LazyMemoryPool::Take(std::size_t bytes)
 {
     if (stage == Stage::Untouched) Open();
-    MemoryBulk& bulk = pool[std::min(bytes / BulkStep, LargestBulk)];
-    const std::size_t sizeBefore = bulk.objectSize;
-    if (bytes > LargestSmallRequest) RaiseLargestBulk(LargeObjectSize(bytes));
+    const std::size_t bulk = BulkOf(bytes);
+    if (bulk != BulkCount && pool[bulk] != nullptr) return std::exchange(pool[bulk], pool[bulk]->next);
 
-    MallocedHeader* header = bulk.pool;
-    if (header != nullptr) {
-        bulk.pool = header->next;
-    } else if ((header = TakeFromSystem(bulk.objectSize)) == nullptr) {
-        // A size that the system cannot give must not become the size of every large block of this thread.
-        bulk.objectSize = sizeBefore;
-        throw kv7base::CZ9Error(1, KV7_CURRENT_LOCATION).Fmt("Can't allocate new node");
-    }
-    header->size = bulk.objectSize;
+    const std::size_t size = bulk != BulkCount ? ObjectSize(bulk) : bytes + 1;
+    MallocedHeader* const header = TakeFromSystem(size);
+    if (header == nullptr) throw kv7base::CZ9Error(1, KV7_CURRENT_LOCATION).Fmt("Can't allocate new node");
+    header->size = size;
     return header;
 }
 
@@ -116,21 +113,10 @@ MallocedHeader* LazyMemoryPool::TakeFromSystem(std::size_t objectSize) noexcept
     return static_cast<MallocedHeader*>(block);
 }
 
-void LazyMemoryPool::RaiseLargestBulk(std::size_t objectSize) noexcept
+void LazyMemoryPool::FreeList(MallocedHeader*& head) noexcept
 {
-    MemoryBulk& bulk = pool[LargestBulk];
-    if (objectSize <= bulk.objectSize) return;
-    FreeList(bulk);
-    bulk.objectSize = objectSize;
-}
-
-void LazyMemoryPool::FreeList(MemoryBulk& bulk) noexcept
-{
-    while (bulk.pool != nullptr) {
-        MallocedHeader* header = bulk.pool;
-        bulk.pool = header->next;
-        std::free(header);
-    }
+    while (head != nullptr)
+        std::free(std::exchange(head, head->next));
 }
 
 void LazyMemoryPool::Open() noexcept
@@ -144,8 +130,8 @@ void LazyMemoryPool::Open() noexcept
 void LazyMemoryPool::Close() noexcept
 {
     stage = Stage::Closed;
-    for (std::size_t i = BulkCount; i-- > 0;)
-        FreeList(pool[i]);
+    for (MallocedHeader*& head : pool)
+        FreeList(head);
 }
 
 std::ptrdiff_t LazyMemoryPool::OutstandingBlocks() noexcept { return outstanding; }
@@ -155,11 +141,9 @@ std::size_t LazyMemoryPool::SystemAllocations() noexcept { return systemAllocati
 std::size_t LazyMemoryPool::FreeBlocks(std::size_t bulk) noexcept
 {
     std::size_t count = 0;
-    for (const MallocedHeader* header = pool[bulk].pool; header != nullptr; header = header->next)
+    for (const MallocedHeader* header = pool[bulk]; header != nullptr; header = header->next)
         ++count;
     return count;
 }
-
-std::size_t LazyMemoryPool::ObjectSize(std::size_t bulk) noexcept { return pool[bulk].objectSize; }
 
 } // namespace kv7im::auxiliary

@@ -63,6 +63,16 @@ NodeCells NodeCells::Expanded() const
     return full;
 }
 
+NodeCells NodeCells::WithoutCells() const noexcept
+{
+    NodeCells none;
+    none.m_points = m_points;
+    none.m_scenarios = m_scenarios;
+    none.m_form = Form::Full;
+    none.points = points;
+    return none;
+}
+
 Risk NodeCells::ToRisk() const
 {
     if (IsFlat()) return Expanded().ToRisk();

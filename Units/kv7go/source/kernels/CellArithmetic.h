@@ -23,6 +23,13 @@ struct Worst
     void Take(RiskItem cell) noexcept { value = Min(ZeroIfNaN(cell), value); }
 };
 
+/// Running worst of rows that are known to hold numbers only.
+struct WorstOfNumbers
+{
+    RiskItem value{LargestFinite};
+    void Take(RiskItem cell) noexcept { value = Min(cell, value); }
+};
+
 /// A collapsed price point: worst value + worst rate stress + worst mismatch, each alone.
 [[nodiscard]] inline RiskItem Collapsed(RiskItem value, RiskItem rate, RiskItem mismatch) noexcept
 {
@@ -36,6 +43,13 @@ struct Worst
     return Collapsed(Min(ZeroIfNaN(block.value), RiskItem(LargestFinite)), Min(ZeroIfNaN(block.rate), nothing),
                      nothing);
 }
+
+/// Blocks that a change is made in: from first to before last.
+struct Blocks
+{
+    std::size_t first;
+    std::size_t last;
+};
 
 // cell = (cell - out) + in
 struct Replacement

@@ -92,13 +92,6 @@ private:
     bool m_collateral;
 };
 
-/// Blocks that a change is made in: from first to before last.
-struct Blocks
-{
-    std::size_t first;
-    std::size_t last;
-};
-
 template <class Change, class Taker>
 void ChangeFlatCells(NodeCells& node, const Change change, Taker taker, Blocks blocks) noexcept
 {

@@ -71,20 +71,23 @@ private:
 };
 
 /// Ends at the node itself, full: collapses it into a row.
-struct Collapse
+template <class WorstOfRows>
+struct CollapseBy
 {
-    explicit Collapse(RiskRow& target) noexcept : row(target.pData()) {}
-    void Begin(std::size_t) noexcept { values = rates = mismatches = Worst{}; }
+    explicit CollapseBy(RiskRow& target) noexcept : row(target.pData()) {}
+    void Begin(std::size_t) noexcept { values = rates = mismatches = WorstOfRows{}; }
     void TakeRate(std::size_t, RiskItem, RiskItem now) noexcept { rates.Take(now); }
     void TakeMismatch(std::size_t, RiskItem, RiskItem now) noexcept { mismatches.Take(now); }
     void TakeValue(std::size_t, RiskItem, RiskItem now) noexcept { values.Take(now); }
     void End(std::size_t block) noexcept { row[block] = Collapsed(values.value, rates.value, mismatches.value); }
 
     RiskItem* row;
-    Worst values;
-    Worst rates;
-    Worst mismatches;
+    WorstOfRows values;
+    WorstOfRows rates;
+    WorstOfRows mismatches;
 };
+using Collapse = CollapseBy<Worst>;
+using CollapseNumbers = CollapseBy<WorstOfNumbers>;
 
 /// Brings a futures into a full group, which it collapses into a row.
 template <Gives Out, Gives In>

@@ -11,11 +11,14 @@
 //                                                new cell
 //             Points                             changes the special points of the series, both charges times a ratio
 //             IsNothing                          true when no cell changes, not even one that no delivery reaches
+//             IsOfNumbers                        true when what a cell takes is known to be a number of moderate size
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include <boost/container/static_vector.hpp>
 
@@ -47,6 +50,21 @@ struct SpreadPosition
     RiskItem bound;
     RiskItem scale;
 };
+
+// A position that no bound of its premium reaches, since no value of the option is below zero.
+struct UnboundedPosition : SpreadPosition
+{
+    using SpreadPosition::SpreadPosition;
+    [[nodiscard]] RiskItem OfValue(RiskItem cell) const noexcept { return Mul(Sub(cell, price), scale); }
+};
+
+// True when what a position or an order puts into the cells of a series is known to be numbers, and so far from the
+// largest double that no number of changes adds up to it.
+[[nodiscard]] inline bool AreNumbers(const OptionGrid& grid, double price, double scale) noexcept
+{
+    constexpr double Moderate = 1e100;
+    return grid.Largest() < Moderate && std::abs(price) < Moderate && std::abs(scale) < Moderate;
+}
 
 // The price axis of a series, on which the rate stress of a grid takes its side.
 struct PriceAxis
@@ -98,20 +116,30 @@ struct DeliveryGain
     return std::min({series.Volatility().GetColsRegister(), grid.GetColsRegister(), axis.Blocks()});
 }
 
-// Applies the change to each block and hands every cell to the taker; returns the taker. Change and taker are passed by
-// value, so that the compiler keeps them in registers: the cells written cannot be a part of them.
+// Volatility scenarios of nearly every market.
+inline constexpr std::size_t UsualScenarios = 5;
+
+// Calls body with the number of scenarios; the compiler knows the usual one, so that loops over it are unrolled.
+template <class Body>
+void WithScenarios(std::size_t scenarios, const Body& body) noexcept
+{
+    if (scenarios == UsualScenarios) return body(std::integral_constant<std::size_t, UsualScenarios>());
+    body(scenarios);
+}
+
+// Applies the change to some blocks and hands every cell to the taker; returns the taker. Change and taker are passed
+// by value, so that the compiler keeps them in registers: the cells written cannot be a part of them.
 template <class Change, class Taker>
-Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
+Taker ChangeCells(Profile& series, const Change change, Taker taker, Blocks blocks) noexcept
 {
     const PriceAxis axis(*change.option, change.level);
     const OptionGrid& grid = *change.grid;
     const std::size_t scenarios = series.Volatility().RowsCount();
-    const std::size_t blocks = CommonBlocks(series, grid, axis);
     // The mismatch is the same at every column.
     const decltype(change.OfStress(RiskItem())) mismatch[StressRows] = {change.OfStress(grid.mismatchUp),
                                                                         change.OfStress(grid.mismatchDown)};
 
-    for (std::size_t block = 0; block < blocks; ++block) {
+    for (std::size_t block = blocks.first; block < blocks.last; ++block) {
         taker.Begin(block);
         // Rates up count above the centre of the axis, rates down below it.
         const RiskItem stress = grid.RateStress(block);
@@ -128,24 +156,36 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker) noexcept
         }
         const RiskItem* const values = grid.Values(block);
         RiskItem* const cells = series.Volatility().pData() + block * scenarios;
-        for (std::size_t i = 0; i < scenarios; ++i) {
-            const RiskItem old = cells[i];
-            cells[i] = change.OfValue(values[i]).Of(old);
-            taker.TakeValue(i, old, cells[i]);
-        }
+        WithScenarios(scenarios, [&](auto count) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const RiskItem old = cells[i];
+                cells[i] = change.OfValue(values[i]).Of(old);
+                taker.TakeValue(i, old, cells[i]);
+            }
+        });
         taker.End(block);
     }
     return taker;
 }
 
+// Applies the change to every block.
+template <class Change, class Taker>
+Taker ChangeCells(Profile& series, const Change& change, const Taker& taker) noexcept
+{
+    const PriceAxis axis(*change.option, change.level);
+    return ChangeCells(series, change, taker, {0, CommonBlocks(series, *change.grid, axis)});
+}
+
 } // namespace kernels
 
 /// Moves a position in an option from one state to another: cell = (cell - risk(before)) + risk(after).
-class PositionChange
+/// Spread: how a state is spread over the lanes.
+template <class Spread>
+class PositionChangeBy
 {
 public:
     /// before and after are states of a position in one option.
-    PositionChange(const OptionTransform& before, const OptionTransform& after) noexcept
+    PositionChangeBy(const OptionTransform& before, const OptionTransform& after) noexcept
         : option(after.option),
           grid(after.grid),
           level(after.level),
@@ -172,6 +212,11 @@ public:
         points += PointsOfPosition(m_after, chargeRatio);
     }
     [[nodiscard]] static constexpr bool IsNothing() noexcept { return false; }
+    [[nodiscard]] bool IsOfNumbers() const noexcept
+    {
+        return kernels::AreNumbers(*grid, m_before.price, m_before.scale) &&
+               kernels::AreNumbers(*grid, m_after.price, m_after.scale);
+    }
 
     const CSpecOption* option;
     const OptionGrid* grid;
@@ -180,9 +225,11 @@ public:
 private:
     const OptionTransform& m_before;
     const OptionTransform& m_after;
-    kernels::SpreadPosition m_out;
-    kernels::SpreadPosition m_in;
+    Spread m_out;
+    Spread m_in;
 };
+using PositionChange = PositionChangeBy<kernels::SpreadPosition>;
+using UnboundedPositionChange = PositionChangeBy<kernels::UnboundedPosition>;
 
 /// Changes the volatility, rate and mismatch cells of a series.
 template <class Change>
@@ -192,10 +239,16 @@ void ChangeOptionInCells(Profile& series, const Change& change) noexcept
 }
 
 /// Changes the cells of a series without sub-points; row, as wide as the series, receives the collapsed series.
+/// areNumbers: before and after the change each cell of the series is a number, those of the last block's padding
+/// aside.
 template <class Change>
-void ChangeOptionInCells(Profile& series, const Change& change, RiskRow& row) noexcept
+void ChangeOptionInCells(Profile& series, const Change& change, bool areNumbers, RiskRow& row) noexcept
 {
-    kernels::ChangeCells(series, change, kernels::Collapse(row));
+    using namespace kernels;
+    const std::size_t blocks = CommonBlocks(series, *change.grid, PriceAxis(*change.option, change.level));
+    const std::size_t ofNumbers = areNumbers && blocks != 0 ? blocks - 1 : 0;
+    ChangeCells(series, change, CollapseNumbers(row), {0, ofNumbers});
+    ChangeCells(series, change, Collapse(row), {ofNumbers, blocks});
 }
 
 /// Changes the cells of a series with sub-points; row, with one cell a real price point, receives the series folded and

@@ -6,6 +6,7 @@
 // out the very bits that the order had put in.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
@@ -132,6 +133,12 @@ public:
         points += PointsOfOrders(*option, *grid, level, {m_entries.data(), m_entries.size()}, chargeRatio);
     }
     [[nodiscard]] bool IsNothing() const noexcept { return m_entries.empty(); }
+    [[nodiscard]] bool IsOfNumbers() const noexcept
+    {
+        return std::ranges::all_of(m_entries, [this](const OptionOrder& entry) {
+            return kernels::AreNumbers(*grid, entry.price, entry.scale);
+        });
+    }
 
     const CSpecOption* option;
     const OptionGrid* grid;

@@ -67,6 +67,12 @@ private:
     RiskItem sum{0.0};
 };
 
+/// What a rate cell of a series is in its futures; collateral: of the rate stress only losses count.
+[[nodiscard]] inline RiskItem RateOfSeries(RiskItem cell, bool collateral) noexcept
+{
+    return collateral ? Loss(cell) : cell;
+}
+
 // One side of a futures in spread with the series: the old cell of the series goes out, the new one comes in, and the
 // change of the futures goes on to the next taker.
 template <class Next>
@@ -83,7 +89,7 @@ struct IntoFutures
     void TakeRate(std::size_t row, RiskItem out, RiskItem in) noexcept
     {
         const RiskItem old = at.rates[row];
-        at.rates[row] = collateral ? Replaced(old, Loss(out), Loss(in)) : Replaced(old, out, in);
+        at.rates[row] = Replaced(old, RateOfSeries(out, collateral), RateOfSeries(in, collateral));
         next.TakeRate(row, old, at.rates[row]);
     }
     void TakeMismatch(std::size_t row, RiskItem out, RiskItem in) noexcept
@@ -104,6 +110,27 @@ struct IntoFutures
     bool collateral; // of the rate stress only losses count
     Next next;
     NodeCells::FullBlock at{};
+};
+
+// A futures that borrows the cells of the series: what it would hold of them before and after goes on.
+template <class Next>
+struct AsFutures
+{
+    AsFutures(bool isCollateral, const Next& taker) noexcept : collateral(isCollateral), next(taker) {}
+    void Begin(std::size_t block) noexcept { next.Begin(block); }
+    void TakeRate(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        next.TakeRate(row, RateOfSeries(old, collateral), RateOfSeries(now, collateral));
+    }
+    void TakeMismatch(std::size_t row, RiskItem old, RiskItem now) noexcept
+    {
+        next.TakeMismatch(row, Loss(old), Loss(now));
+    }
+    void TakeValue(std::size_t row, RiskItem old, RiskItem now) noexcept { next.TakeValue(row, old, now); }
+    void End(std::size_t block) noexcept { next.End(block); }
+
+    bool collateral; // of the rate stress only losses count
+    Next next;
 };
 
 // Before a futures that takes only the losses of the series: passes them on in place of the cells, the stresses folded

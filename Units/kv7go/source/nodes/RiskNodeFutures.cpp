@@ -1,10 +1,12 @@
 #include "nodes/RiskNodeFutures.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "instruments/SpecFutures.h"
 #include "kernels/FuturesOrderKernels.h"
 #include "nodes/RiskNodeMMS.h"
+#include "nodes/RiskNodeOptionSeries.h"
 #include "nodes/RoadOfFutures.h"
 
 namespace kv7im {
@@ -20,6 +22,7 @@ RiskNodeFutures::RiskNodeFutures(const Parameters& parameters, double ratio, Enu
 RiskNodeFutures::~RiskNodeFutures()
 {
     if (m_group != nullptr) m_group->TakeLeave(*this);
+    if (m_lender != nullptr) m_lender->borrower = nullptr;
 }
 
 void RiskNodeFutures::JoinGroup(RiskNodeMMS& group)
@@ -37,6 +40,62 @@ void RiskNodeFutures::MakeRoomForSeries(bool deliveries)
     NodeCells delivery = m_volatility;
     if (rows.volatility.size() != 0) rows.delivery = rows.volatility;
     m_delivery = std::move(delivery);
+}
+
+void RiskNodeFutures::MakeRoomForSeries(RiskNodeOptionSeries& series, bool lossesOnly)
+{
+    if (m_lender == &series) return;
+    if (!MayBorrowFrom(series, lossesOnly)) {
+        KeepCells();
+        return MakeRoomForSeries(series.GetParameters().hasExpiration());
+    }
+    if (m_group != nullptr) m_group->MakeRoom(true, false);
+    m_volatility = m_volatility.WithoutCells();
+    m_lender = &series;
+    series.borrower = this;
+}
+
+// Each cell of the futures has to be nothing by now, and to follow from one cell of the series: a number that goes out
+// again leaves nothing behind.
+bool RiskNodeFutures::MayBorrowFrom(const RiskNodeOptionSeries& series, bool lossesOnly) const noexcept
+{
+    const Parameters& parameters = series.GetParameters();
+    return m_lender == nullptr && !m_given.anything && !SidesDiffer() && series.borrower == nullptr &&
+           series.areNumbers && !lossesOnly && !parameters.hasExpiration() && !parameters.hasSubPoints() &&
+           parameters.pointsCount == m_volatility.Points() &&
+           parameters.scenariosVolatilityCount == m_volatility.Scenarios();
+}
+
+void RiskNodeFutures::KeepCells()
+{
+    if (m_lender == nullptr) return;
+    m_volatility = BorrowedCells();
+    m_lender->borrower = nullptr;
+    m_lender = nullptr;
+}
+
+// What the series has put into the futures: its cells; of the mismatch, and of the rates of a futures on collateral,
+// the losses.
+NodeCells RiskNodeFutures::BorrowedCells() const
+{
+    NodeCells cells(m_volatility.Points(), m_volatility.Scenarios(), NodeCells::Form::Full);
+    cells.points = m_volatility.points;
+    const Profile& series = m_lender->optionSeriesRisk.GetRisk();
+    for (std::size_t block = 0; block < cells.Blocks(); ++block) {
+        const NodeCells::FullBlock at = cells.FullAt(block);
+        std::copy_n(series.Volatility().pData() + block * cells.Scenarios(), cells.Scenarios(), at.values);
+        for (std::size_t row = 0; row < NodeCells::StressRows; ++row) {
+            const std::size_t item = block * NodeCells::StressRows + row;
+            at.rates[row] = kernels::RateOfSeries(series.InterestRate().pData()[item], isCollateral);
+            at.mismatches[row] = kernels::Loss(series.VolatilityMismatch().pData()[item]);
+        }
+    }
+    return cells;
+}
+
+Risk RiskNodeFutures::Volatility() const
+{
+    return m_lender != nullptr ? BorrowedCells().ToRisk() : m_volatility.ToRisk();
 }
 
 void RiskNodeFutures::SetNetting(bool lossesOnly, MarginMode mode)
@@ -101,7 +160,7 @@ void RiskNodeFutures::CollapseInto(CollapsedRows& target) const
 {
     target.volatility.resize(m_volatility.Points()); // a member of a group keeps no rows
     if (SidesDiffer()) target.delivery.resize(m_delivery.Points());
-    kernels::CollapseCells(m_volatility, target.volatility);
+    WithCells(false, [&](const NodeCells& cells) { kernels::CollapseCells(cells, target.volatility); });
     if (SidesDiffer()) kernels::CollapseCells(m_delivery, target.delivery);
 }
 

@@ -7,6 +7,7 @@
 #include "kernels/FuturesKernels.h"
 #include "nodes/RiskNodeFutures.h"
 #include "nodes/RiskNodeMCS.h"
+#include "nodes/RoadOfFutures.h"
 
 namespace kv7im {
 
@@ -57,12 +58,13 @@ NodeCells RiskNodeMMS::CellsOfSide(bool ofDelivery) const
     NodeCells cells(m_points, m_scenarios, isFull ? NodeCells::Form::Full : NodeCells::Form::Flat);
     if (m_only != nullptr) {
         RiskRow unused(m_points);
-        const NodeCells& given = ofDelivery && m_only->SidesDiffer() ? m_only->m_delivery : m_only->m_volatility;
         const Ceilings ceilings{0.0, m_only->m_given.ceiling};
-        if (m_only->m_given.lossesOnly)
-            BringIn<Gives::Nothing, Gives::Losses>(given, ceilings, cells, unused);
-        else
-            BringIn<Gives::Nothing, Gives::Signed>(given, ceilings, cells, unused);
+        m_only->WithCells(ofDelivery, [&](const NodeCells& given) {
+            if (m_only->m_given.lossesOnly)
+                BringIn<Gives::Nothing, Gives::Losses>(given, ceilings, cells, unused);
+            else
+                BringIn<Gives::Nothing, Gives::Signed>(given, ceilings, cells, unused);
+        });
     }
     cells.points = kept.points;
     return cells;
@@ -113,10 +115,12 @@ template <kernels::Gives Out, kernels::Gives In>
 void RiskNodeMMS::Regive(const RiskNodeFutures& futures, double ceilingIn)
 {
     const double ceilingOut = futures.m_given.ceiling;
-    Regive<Out, In>(futures.m_volatility, ceilingOut, ceilingIn, m_volatility, rows.volatility);
-    if (SidesDiffer())
-        Regive<Out, In>(futures.SidesDiffer() ? futures.m_delivery : futures.m_volatility, ceilingOut, ceilingIn,
-                        m_delivery, rows.delivery);
+    futures.WithCells(false, [&](const NodeCells& cells) {
+        Regive<Out, In>(cells, ceilingOut, ceilingIn, m_volatility, rows.volatility);
+        if (SidesDiffer())
+            Regive<Out, In>(futures.SidesDiffer() ? futures.m_delivery : cells, ceilingOut, ceilingIn, m_delivery,
+                            rows.delivery);
+    });
     RowsAreWritten();
 }
 

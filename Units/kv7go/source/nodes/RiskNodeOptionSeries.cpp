@@ -43,6 +43,13 @@ void RiskNodeOptionSeries::CellsHaveChanged() noexcept
     viewKind = ViewKind::Unknown;
 }
 
+template <class Change>
+void RiskNodeOptionSeries::NoteNumbers(const Change& change) noexcept
+{
+    // The padding of a grid of another width would lie on real columns.
+    areNumbers = areNumbers && change.IsOfNumbers() && change.grid->ColsCount() == GetParameters().length();
+}
+
 void RiskNodeOptionSeries::CollapseInto(CollapsedRows& target) const
 {
     constexpr auto whole = Risk::CollapseProperty::NegativeAndPositive;
@@ -53,7 +60,11 @@ void RiskNodeOptionSeries::CollapseInto(CollapsedRows& target) const
 void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const OptionTransform& after,
                                            double chargeRatio)
 {
-    ChangeAlone(PositionChange(before, after), chargeRatio);
+    // Where no value is below zero, none is below a premium paid less that premium.
+    if (before.grid->Least() >= 0.0 && after.grid->Least() >= 0.0)
+        ChangeAlone(UnboundedPositionChange(before, after), chargeRatio);
+    else
+        ChangeAlone(PositionChange(before, after), chargeRatio);
 }
 
 void RiskNodeOptionSeries::ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after,
@@ -79,6 +90,7 @@ template <class Change>
 void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
 {
     // All storage first: nothing fails halfway.
+    if (borrower != nullptr) borrower->KeepCells(); // it is not told of this change
     Profile& cells = optionSeriesRisk.GetRisk();
     const bool folded = GetParameters().hasSubPoints();
     const bool delivered = GetParameters().hasExpiration();
@@ -86,6 +98,7 @@ void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
     RiskRow scratch = RiskRow::Unfilled(folded ? LengthOfFoldScratch(cells) : 0);
     RiskRow worst = RiskRow::Unfilled(delivered ? GetParameters().length() : 0);
     CellsHaveChanged();
+    NoteNumbers(change);
 
     change.Points(optionSeriesRisk.GetSpecialRiskPoints(), chargeRatio);
     if (!ofOneWidth)
@@ -93,7 +106,7 @@ void RiskNodeOptionSeries::ChangeAlone(const Change& change, double chargeRatio)
     else if (folded)
         ChangeOptionInCells(cells, change, scratch, rows.volatility);
     else
-        ChangeOptionInCells(cells, change, rows.volatility);
+        ChangeOptionInCells(cells, change, areNumbers, rows.volatility);
     if (delivered) {
         ChangeOptionInDeliveryRows(cells, change, worst);
         MakeDeliveryView(cells, worst, std::nullopt, rows.delivery);
@@ -106,6 +119,8 @@ template <class Change>
 void RiskNodeOptionSeries::ChangeInSpread(const Change& change, double chargeRatio, RiskNodeFutures& futures,
                                           const ViewOfSeries& view)
 {
+    NoteNumbers(change);
+    if (view.lossesOnly || !areNumbers || borrower != &futures) futures.KeepCells();
     const auto pointsOfView = [&](double ceiling) {
         SpecialRiskPoints points = optionSeriesRisk.GetSpecialRiskPoints();
         if (view.lossesOnly) points.BoundValuesFromAbove(ceiling);
@@ -163,7 +178,8 @@ void RiskNodeOptionSeries::ChangeInOnePass(const Change& change, RiskNodeFutures
     };
     if (!GetParameters().hasExpiration()) {
         CellsHaveChanged();
-        return futures.WithTakerOfSeriesForBothSides(changeCells);
+        if (borrower == nullptr) return futures.WithTakerOfSeriesForBothSides(changeCells);
+        return futures.WithTakerOfLender([&](const auto& taker) { kernels::ChangeCells(cells, change, taker); });
     }
     WorkOutView(CeilingOf(view, view.ceilingBefore));
     RiskRow worst = RiskRow::Unfilled(GetParameters().length());

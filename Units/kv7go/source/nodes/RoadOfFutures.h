@@ -3,7 +3,8 @@
 //
 // A futures in no group is collapsed itself, and what it gives where it is alone in its group. Otherwise its
 // contribution is replaced in the cells of the group, and the group is collapsed. A group whose sides differ takes the
-// change of a futures whose sides are equal into both.
+// change of a futures whose sides are equal into both. A futures that borrows the cells of a series has none to change:
+// what the series changes goes on as the change of the futures.
 #pragma once
 
 #include "kernels/FuturesKernels.h"
@@ -82,6 +83,21 @@ void RiskNodeFutures::ChangeCells(const Change& change, std::size_t firstBlock, 
     WithTakerOfSide(false, ceilings, [&](const auto& taker) { ChangeFullCells(m_volatility, change, taker, blocks); });
     if (!SidesDiffer()) return;
     WithTakerOfSide(true, ceilings, [&](const auto& taker) { ChangeFullCells(m_delivery, change, taker, blocks); });
+}
+
+// Shows the cells of a side as the futures has them, kept or borrowed. Throws when memory ends.
+template <class Body>
+void RiskNodeFutures::WithCells(bool ofDelivery, const Body& body) const
+{
+    if (m_lender != nullptr) return body(BorrowedCells());
+    body(ofDelivery && SidesDiffer() ? m_delivery : m_volatility);
+}
+
+// The taker of the series whose cells the futures borrows.
+template <class Body>
+void RiskNodeFutures::WithTakerOfLender(const Body& body)
+{
+    WithTakerOfSide(false, GetCeilings(), [&](const auto& next) { body(kernels::AsFutures(isCollateral, next)); });
 }
 
 // The taker of a series that changes one side of the futures.

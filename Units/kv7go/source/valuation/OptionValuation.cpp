@@ -104,6 +104,7 @@ std::unique_ptr<const OptionGrid> GridValuation<Calculator>::ValueLevel(Enums::C
     auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
     ValueColumns(level, *grid);
     ValueSpecialPoints(level, grid->points);
+    grid->KnowItsRange();
     return grid;
 }
 
