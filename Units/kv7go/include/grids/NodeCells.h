@@ -116,8 +116,8 @@ private:
     }
     [[nodiscard]] RiskItem Centre() const noexcept
     {
-        return {static_cast<double>(m_points / 2)};
-    } // NOLINT(bugprone-integer-division)
+        return {static_cast<double>(m_points / 2)}; // NOLINT(bugprone-integer-division): a column
+    }
 
     std::size_t m_points = 0;
     std::size_t m_scenarios = 0;

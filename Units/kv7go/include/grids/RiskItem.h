@@ -106,8 +106,8 @@ struct min
 {
     [[nodiscard]] T operator()(T a, T b) const noexcept
     {
-        return b != b || a < b ? a : b;
-    } // NOLINT(misc-redundant-expression): a NaN?
+        return b != b || a < b ? a : b; // NOLINT(misc-redundant-expression): is b a NaN?
+    }
 };
 
 /// Folds the lanes of a finished vector maximum.
@@ -116,8 +116,8 @@ struct max
 {
     [[nodiscard]] T operator()(T a, T b) const noexcept
     {
-        return b != b || a > b ? a : b;
-    } // NOLINT(misc-redundant-expression): a NaN?
+        return b != b || a > b ? a : b; // NOLINT(misc-redundant-expression): is b a NaN?
+    }
 };
 
 /// One value out of four lanes, lane 0 first.
