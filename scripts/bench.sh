@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds a release and prints every table of docs/performance.md: changes in the engine against the bare movement of their
-# bytes and against the plain form, calls through the shared library, growth, memory, the valuation of options.
+# bytes and against the plain form, calls through the shared library, growth, insertion, memory, the valuation of options.
 #   scripts/bench.sh [--quick | --big]
 #     --quick    a few calls only, to see that all of it runs
 #     --big      besides, 100,000 clients with one million futures positions; some 12 GB of memory and minutes of time
@@ -15,7 +15,7 @@ case "${1:-}" in
 esac
 
 configure release
-tables=(change_table growth_table memory_table export_table)
+tables=(change_table growth_table insertion_table memory_table export_table)
 build release "${tables[@]}" quindal_benchmarks quindal QuindalIM_Client
 bin=build/release/tests/benchmarks
 quindal=build/release/Apps/quindal/quindal
@@ -39,6 +39,7 @@ quick=()
 "$bin/change_table" "${quick[@]}"
 tests/integration/with_server.sh "$quindal" examples/market.xml "$bin/export_table" "${quick[@]}"
 "$bin/growth_table" "${quick[@]}"
+"$bin/insertion_table" "${quick[@]}"
 "$bin/memory_table" "$@" "$quindal"
 printf '\nThe valuation of options, one thread\n\n'
 valuations='MarketOfOptions/40000|Grids'

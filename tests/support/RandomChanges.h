@@ -140,10 +140,9 @@ private:
 /// Asks for values of a few options, which are made at that moment.
 inline void AskSome(const kv7im::InstrumentsRepository& repository, kv7im::AccessByStatus access)
 {
-    for (const auto& [isin, futures] : repository.RangeOptionsByIsin())
+    for (const kv7im::OptionEntry& option : repository.RangeOptionsByIsin())
         if (OnceIn(3))
-            static_cast<void>(
-                repository.GetOption(access, isin)->GetGrid(static_cast<Enums::ClientRiskLevel>(Between(0, 5))));
+            static_cast<void>(option.Get(access)->GetGrid(static_cast<Enums::ClientRiskLevel>(Between(0, 5))));
 }
 
 } // namespace random_changes

@@ -256,8 +256,9 @@ inline std::vector<std::string> InstrumentDifferences(View a, View b)
     for (const auto& [code, futures] : a.repository.RangeVirtualFuturesByCode())
         comparison.Series(*a.repository.GetVirtualFutures(a.access, code),
                           *b.repository.GetVirtualFutures(b.access, code));
-    for (const auto& [isin, futures] : a.repository.RangeOptionsByIsin())
-        comparison.Options(*a.repository.GetOption(a.access, isin), *b.repository.GetOption(b.access, isin));
+    for (const kv7im::OptionEntry& option : a.repository.RangeOptionsByIsin())
+        comparison.Options(*a.repository.GetOption(a.access, option.GetIsin()),
+                           *b.repository.GetOption(b.access, option.GetIsin()));
     return comparison.Differences();
 }
 
@@ -269,9 +270,9 @@ inline std::vector<std::string> ProfileDifferences(View a, View b)
         for (const kv7im::FuturesNode& node : a.repository.RangeFuturesByIsin())
             comparison.Profiles(std::as_const(*node.Get(a.access)).GetProfile(level),
                                 b.repository.GetFutures(b.access, node.GetIsin())->GetProfile(level));
-        for (const auto& [isin, futures] : a.repository.RangeOptionsByIsin())
-            comparison.Profiles(a.repository.GetOption(a.access, isin)->GetProfile(level),
-                                b.repository.GetOption(b.access, isin)->GetProfile(level));
+        for (const kv7im::OptionEntry& option : a.repository.RangeOptionsByIsin())
+            comparison.Profiles(a.repository.GetOption(a.access, option.GetIsin())->GetProfile(level),
+                                b.repository.GetOption(b.access, option.GetIsin())->GetProfile(level));
     }
     return comparison.Differences();
 }

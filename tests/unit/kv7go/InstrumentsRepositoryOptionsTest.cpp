@@ -748,12 +748,12 @@ TEST_F(OptionsRepository, SeriesAndOptionsAreCountedAndListedOverAllFutures)
         series.push_back(futures->GetCode() + "/" + code);
     EXPECT_THAT(series, UnorderedElementsAre("FUT/SER", "FUT2/SER2"));
     std::vector<std::string> options;
-    for (const auto& [isin, futures] : m_repository.RangeOptionsByIsin())
-        options.push_back(futures->GetCode() + "/" + std::to_string(isin));
+    for (const OptionEntry& entry : m_repository.RangeOptionsByIsin())
+        options.push_back(entry.GetFutures()->GetCode() + "/" + std::to_string(entry.GetIsin()));
     EXPECT_THAT(options, UnorderedElementsAre("FUT/101", "FUT2/102", "FUT2/103"));
     options.clear();
-    for (const auto& [code, futures] : m_repository.RangeOptionsByCode())
-        options.push_back(futures->GetCode() + "/" + code);
+    for (const OptionEntry& entry : m_repository.RangeOptionsByCode())
+        options.push_back(entry.GetFutures()->GetCode() + "/" + std::string(entry.GetCode().text));
     EXPECT_THAT(options, UnorderedElementsAre("FUT/OPT", "FUT2/OPT2", "FUT2/OPT3"));
 }
 

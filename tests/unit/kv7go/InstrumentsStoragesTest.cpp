@@ -249,7 +249,6 @@ protected:
         VirtualFuturesNode& series = m_node.GetCurrentStorage().find(seriesCode)->second;
         const OptionSample option{.Code = code, .CodeVF = seriesCode, .CalcOptPrice = price, .Isin = isin};
         series.storage().insert(option.Make(*series.get()));
-        m_node.RegistrateOptionOnVirtualFutures(isin, code, seriesCode);
     }
     void OpenTransaction()
     {
@@ -348,10 +347,11 @@ TEST_F(FamilyWithOptions, SeriesAreFoundByTheirCodeAndByTheirOptions)
     EXPECT_THAT(options, UnorderedElementsAre("101 of S1", "102 of S1", "103 of S2"));
 }
 
-TEST_F(FamilyWithOptions, AForgottenOptionLeadsToNoSeries)
+TEST_F(FamilyWithOptions, AnOptionThatIsTakenOutLeadsToNoSeries)
 {
-    m_node.ForgetOption(101, "A");
-    m_node.ForgetOption(777, "never there");
+    StorageOptions& options = m_node.GetCurrentStorage().find("S1")->second.storage();
+    EXPECT_EQ(options.get<ByIsin>().erase(101), 1u);
+    EXPECT_EQ(options.get<ByIsin>().erase(777), 0u) << "never there";
     EXPECT_EQ(m_node.GetVirtualFuturesByOptionIterator(eCurrent, 101), m_node.Storage(eCurrent).end());
     EXPECT_EQ(m_node.GetVirtualFuturesByOptionIterator(eCurrent, "A"), m_node.Storage(eCurrent).end());
     EXPECT_EQ(m_node.GetVirtualFuturesByOptionIterator(eCurrent, 102)->first, "S1");
@@ -360,7 +360,7 @@ TEST_F(FamilyWithOptions, AForgottenOptionLeadsToNoSeries)
 TEST_F(FamilyWithOptions, TheSettlementPriceOfAnOptionIsThatOfTheNewestObject)
 {
     EXPECT_EQ(m_node.GetRealCalcPriceOption(102), 20.0);
-    EXPECT_EQ(m_node.GetRealCalcPriceOption(104), 0.0) << "never registered";
+    EXPECT_EQ(m_node.GetRealCalcPriceOption(104), 0.0) << "never there";
     OpenTransaction();
     SetPrice(m_node.GetChangedStorage(), "S1", 102, 25.0);
     EXPECT_EQ(m_node.GetRealCalcPriceOption(102), 25.0);

@@ -346,11 +346,16 @@ TEST_F(Transaction, LookupsByCodeAndIsinLeadToTheSameNodesAfterACommit)
     EXPECT_EQ(&NodeOf(1), node);
     for (const auto& [code, owner] : m_repository.RangeVirtualFuturesByCode())
         EXPECT_EQ(&*owner, node);
-    for (const auto& [isin, owner] : m_repository.RangeOptionsByIsin())
-        EXPECT_EQ(&*owner, node);
-    for (const auto& [code, owner] : m_repository.RangeOptionsByCode())
-        EXPECT_EQ(&*owner, node);
-    EXPECT_EQ(m_repository.GetOption(eCurrent, "OPT")->VirtFutures->Futures, node->GetCurrent());
+    for (const OptionEntry& entry : m_repository.RangeOptionsByIsin())
+        EXPECT_EQ(&*entry.GetFutures(), node);
+    for (const OptionEntry& entry : m_repository.RangeOptionsByCode())
+        EXPECT_EQ(&*entry.GetFutures(), node);
+    const CSpecOption* const option = node->GetVirtualFuturesIterator(eCurrent, "SER")->second.GetOption(101);
+    EXPECT_EQ(option->VirtFutures->Futures, node->GetCurrent());
+    for (const AccessByStatus access : {eCurrent, eNew}) {
+        EXPECT_EQ(m_repository.GetOption(access, "OPT"), option);
+        EXPECT_EQ(m_repository.GetOption(access, 101), option);
+    }
 }
 
 // Shift and limits. The nearest futures settles at its own price: no shift. Of 1000 units the first limit is

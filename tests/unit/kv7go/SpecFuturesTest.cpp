@@ -1,9 +1,12 @@
 // A futures: its grid, its special points, and what a position in it is worth.
 #include "instruments/SpecFutures.h"
 
+#include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <random>
 #include <type_traits>
 
 #include <gmock/gmock.h>
@@ -157,6 +160,49 @@ TEST_F(Computed, TheSpecialPointsStandAroundTheSettlementPriceAndFollowTheShift)
     EXPECT_EQ(points.GetZL(), 525.25);
     // (3 + 0.9375 + 0.09765625) x 0.3125 x 1024 = 4.03515625 x 320 = 1291.25
     EXPECT_EQ(points.GetZR(), 2291.25);
+}
+
+/// The points of a level by their formulas as they stand.
+std::array<double, 8> PlainPoints(const CSpecBaseContract& bc, const CSpecFutures& f, Level level)
+{
+    const double down = bc.MarketRiskDown[level];
+    const double up = bc.MarketRiskUp[level];
+    const bool fixed = bc.IsPercentage();
+    const double farLeft = f.RealCalcPrice - (3.0 - 3.0 * down + down * down) * down * f.NormalizedSpot;
+    const double farRight = f.RealCalcPrice + (3.0 + 3.0 * up + up * up) * up * f.NormalizedSpot;
+    return {-bc.ShortOptionMinimumCharge * f.NormalizedSpot * down,
+            fixed ? -Constants::PercentageZPointFixedValue : farLeft,
+            f.RealCalcPrice - bc.MarketRisk2Down[level] * f.NormalizedSpot,
+            f.RealCalcPrice - bc.MarketRisk1Down[level] * f.NormalizedSpot,
+            f.RealCalcPrice + bc.MarketRisk1Up[level] * f.NormalizedSpot,
+            f.RealCalcPrice + bc.MarketRisk2Up[level] * f.NormalizedSpot,
+            fixed ? Constants::PercentageZPointFixedValue : farRight,
+            bc.ShortOptionMinimumCharge * f.NormalizedSpot * up};
+}
+
+TEST_F(Computed, TheSpecialPointsAreTheirFormulasToTheBit)
+{
+    std::mt19937 random(17);
+    const auto between = [&](double low, double high) { return std::uniform_real_distribution(low, high)(random); };
+    for (int round = 0; round < 2000; ++round) {
+        const BaseContractSample contract([&](auto& c) {
+            for (const Level level : Levels)
+                for (auto* const rates : {&c.MarketRisk, &c.MarketRisk1, &c.MarketRisk2})
+                    (*rates)[level] = between(0.001, 1.5);
+            c.ShortOptionMinimumCharge = round % 7 == 0 ? 0.0 : between(0.0, 0.3);
+            if (round % 5 == 0) c.AssetClass = Enums::AssetClass::Percentage;
+        });
+        m_bc = contract.Make();
+        m_sample.CalcFutPrice = between(-200.0, 2000.0);
+        m_sample.RealCalcPrice = between(-200.0, 2000.0);
+        m_sample.NormalizedSpot = round % 11 == 0 ? -between(1.0, 1000.0) : between(1.0, 1e6);
+        m_sample.TimeToExpiration = 0.5;
+        Build();
+        for (const Level level : Levels) {
+            const std::array<double, 8> plain = PlainPoints(*m_bc, *m_futures, level);
+            EXPECT_EQ(std::memcmp(plain.data(), m_futures->GetPoints(level).pData(), sizeof plain), 0) << round;
+        }
+    }
 }
 
 TEST_F(Computed, TheCoverFactorsAreTheShareOfTheFirstStepInTheFarOne)

@@ -7,15 +7,9 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace kv7im {
+#include "instruments/TransactionStatus.h"
 
-/// What the containers know of a node, as the key of an index.
-enum class Status : std::int32_t
-{
-    NotChanged = 0,
-    WasChanged = 1,
-    Undefined = 2,
-};
+namespace kv7im {
 
 class FuturesTransactionState
 {

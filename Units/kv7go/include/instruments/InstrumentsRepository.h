@@ -156,16 +156,12 @@ public:
     [[nodiscard]] bool IsEquityOption(Isin isin) const;
 
     [[nodiscard]] std::size_t CountBaseContract() const noexcept { return storageBaseContracts.size(); }
-    /// Number of inter-contract groups (MCS) that base contracts belong to.
-    [[nodiscard]] std::size_t CountMCS() const;
     [[nodiscard]] std::size_t CountFutures() const noexcept { return storageFutures.size(); }
-    /// Number of inter-month groups (MMS), that is of base contracts with a futures in spread.
-    [[nodiscard]] std::size_t CountMMS() const;
     [[nodiscard]] std::size_t CountVirtualFutures() const noexcept
     {
         return storageIndexVirtualFuturesToFutures.size();
     }
-    [[nodiscard]] std::size_t CountOptions() const noexcept { return storageIndexOptionToFuturesByIsin.size(); }
+    [[nodiscard]] std::size_t CountOptions() const noexcept { return storageIndexOptionToFutures.size(); }
     [[nodiscard]] std::size_t CountMultilegs() const noexcept { return storageMultilegs.size(); }
     [[nodiscard]] std::size_t CountCurrency() const noexcept { return curvatureRadiusMap.size(); }
 
@@ -173,22 +169,29 @@ public:
     // promise an order. Iterators survive insertions.
     [[nodiscard]] Range<StorageBaseContract, ByCode> RangeBaseContractByCode() const;
     [[nodiscard]] Range<StorageBaseContract, ByMCS> RangeBaseContractByMCS(std::string_view codeMCS) const;
-    [[nodiscard]] Range<StorageBaseContract, ByStatus> RangeBaseContractByStatus(Status status) const;
     [[nodiscard]] Range<StorageFutures, ByCode> RangeFuturesByCode() const;
-    [[nodiscard]] Range<StorageFutures, ByIsin> RangeFuturesByIsin() const;
     [[nodiscard]] Range<StorageFutures, ByBaseContract> RangeFuturesByBaseContract(std::string_view codeBC) const;
     [[nodiscard]] Range<StorageFutures, ByStatus> RangeFuturesByStatus(Status status) const;
-    [[nodiscard]] Range<StorageFutures, ByMMS> RangeFuturesByMMS(std::string_view codeMMS) const;
-    [[nodiscard]] Range<StorageFutures, ByMCS> RangeFuturesByMCS(std::string_view codeMCS) const;
-    // Keys of series and options, each with the node of its futures.
-    [[nodiscard]] MapRange<StorageIndexVirtualFuturesToFutures> RangeVirtualFuturesByCode() const;
-    [[nodiscard]] MapRange<StorageIndexOptionToFuturesByIsin> RangeOptionsByIsin() const;
-    [[nodiscard]] MapRange<StorageIndexOptionToFuturesByCode> RangeOptionsByCode() const;
 
     [[nodiscard]] Range<StorageMultileg, ByIsin> RangeMultilegByIsin() const;
     [[nodiscard]] Range<StorageMultileg, ByFirstLegIsin> RangeMultilegByFirstLegIsin(Isin isin) const;
     [[nodiscard]] Range<StorageMultileg, BySecondLegIsin> RangeMultilegBySecondLegIsin(Isin isin) const;
     [[nodiscard]] Range<StorageMultileg, ByCompleted> RangeMultilegCompleted() const;
+
+    // Replica: groups counted, and lists by keys that no margin asks for.
+
+    /// Number of inter-contract groups (MCS) that base contracts belong to.
+    [[nodiscard]] std::size_t CountMCS() const;
+    /// Number of inter-month groups (MMS), that is of base contracts with a futures in spread.
+    [[nodiscard]] std::size_t CountMMS() const;
+    [[nodiscard]] Range<StorageBaseContract, ByStatus> RangeBaseContractByStatus(Status status) const;
+    [[nodiscard]] Range<StorageFutures, ByIsin> RangeFuturesByIsin() const;
+    [[nodiscard]] Range<StorageFutures, ByMMS> RangeFuturesByMMS(std::string_view codeMMS) const;
+    [[nodiscard]] Range<StorageFutures, ByMCS> RangeFuturesByMCS(std::string_view codeMCS) const;
+    // Series and options, each with the node of its futures.
+    [[nodiscard]] MapRange<StorageIndexVirtualFuturesToFutures> RangeVirtualFuturesByCode() const;
+    [[nodiscard]] Range<StorageIndexOptionToFutures, ByIsin> RangeOptionsByIsin() const;
+    [[nodiscard]] Range<StorageIndexOptionToFutures, ByCode> RangeOptionsByCode() const;
 
 private:
     [[nodiscard]] Z9ERR CheckBaseContract(BaseContractParameters& parameters) const;
@@ -199,9 +202,6 @@ private:
     [[nodiscard]] Z9ERR CheckVirtFutures(VirtFuturesParameters& parameters, const CSpecFutures& futures) const;
     void EnterVirtFutures(StorageFutures::iterator futures, const VirtFuturesParameters& parameters);
     [[nodiscard]] Z9ERR InsertOption(const OptionParameters& parameters);
-    void EnterOption(StorageFutures::iterator futures, VirtualFuturesNode& series, const OptionParameters& parameters);
-    void RemoveInsertedOption(FuturesNode& futures, VirtualFuturesNode& series,
-                              const OptionParameters& parameters) noexcept;
 
     [[nodiscard]] CSpecBaseContract* FindBaseContract(std::string_view code) const;
     [[nodiscard]] CSpecFutures* FindFutures(Isin isin) const;
@@ -210,7 +210,7 @@ private:
     void CopyParametersFromTracked(CSpecFutures& tas);
     static void CopyBaseContractParametersForTAS(const CSpecBaseContract& source, CSpecBaseContract& target) noexcept;
     [[nodiscard]] Z9ERR RecalculateFuturesBaseProfile(const CSpecBaseContract& baseContract);
-    void RecalculateFuturesOf(std::string_view codeBC);
+    void RecalculateFuturesOf(const CSpecBaseContract& baseContract);
     void ValueOptionsOf(std::string_view codeBC) const;
 
     [[nodiscard]] Z9ERR InitializeChangedBaseContractPrivate(const std::string& code);
@@ -223,6 +223,7 @@ private:
     [[nodiscard]] Z9ERR ChangeSeriesOf(StorageFutures::iterator futures, Find find, Change change);
     void KeepBorrowedValues();
     void KeepRecomputedValuesOf(std::string_view codeBC);
+    void LeadToChangedOptionsOf(const FuturesNode& futures) noexcept;
     [[nodiscard]] Z9ERR FollowTracked(CSpecFutures& tas);
 
     double m_EdgeCoeff = Constants::DefaultEdgeCoeffValue;
@@ -230,8 +231,7 @@ private:
     StorageBaseContract storageBaseContracts;
     StorageFutures storageFutures;
     StorageIndexVirtualFuturesToFutures storageIndexVirtualFuturesToFutures;
-    StorageIndexOptionToFuturesByIsin storageIndexOptionToFuturesByIsin;
-    StorageIndexOptionToFuturesByCode storageIndexOptionToFuturesByCode;
+    StorageIndexOptionToFutures storageIndexOptionToFutures;
     StorageTASBaseFutIsinIDToIsin storageTASBaseFutIsinIDToIsin;
     StorageMultileg storageMultilegs;
     TelemetryAlertsCollectorPtr telemetryAlertsCollector;

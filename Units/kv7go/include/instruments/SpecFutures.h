@@ -25,6 +25,7 @@
 namespace kv7im {
 
 class CSpecBaseContract;
+struct StressRates;
 
 /// New parameters of a futures; prices with five decimals. The isin finds the futures and is not itself a parameter.
 struct SFuturesChanges
@@ -72,6 +73,8 @@ public:
     /// Recomputes the limits, the profile and the cover factors of every level from the present parameters. Prices and
     /// rate rows stay where all that they are made from is as it was: a shift of the contract moves none of them.
     void RecalcInvariants() override;
+    /// Recomputes one of many futures of a contract, whose rates are given.
+    void RecalcInvariants(const StressRates& rates);
     /// Number of the grid of prices, another one each time that they are made anew; never 0. A copy has the grid, and
     /// its number.
     [[nodiscard]] std::uint32_t GetGridNumber() const noexcept { return m_gridNumber; }
@@ -165,7 +168,7 @@ private:
     void RecalcGrid();
     void RecalcVolatility(Enums::ClientRiskLevel level);
     void RecalcInterestRate(Enums::ClientRiskLevel level);
-    void RecalcSpecialRiskPoints(Enums::ClientRiskLevel level);
+    void RecalcSpecialRiskPoints(const StressRates& rates);
 
     GridSource m_gridSource{std::numeric_limits<double>::quiet_NaN()}; // before the first computation equal to none
     std::uint32_t m_gridNumber = 1;

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "Enums.h"
 #include "grids/Constants.h"
@@ -28,11 +29,11 @@ struct VirtFuturesParameters : OptionSeriesParameters
     double AdjustedSubRiskStep = 0.0; // step between sub-points, set before the check that asks for it
 };
 
-/// Parameters of an option. Its values are not checked.
+/// Parameters of an option. Its values are not checked. The texts are the caller's.
 struct OptionParameters
 {
-    std::string Code;
-    std::string CodeVF;
+    std::string_view Code;
+    std::string_view CodeVF;
     double Strike;
     Enums::OptionType OptionType;
     double CalcOptPrice;

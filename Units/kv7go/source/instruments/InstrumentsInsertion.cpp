@@ -7,6 +7,7 @@
 #include "instruments/InstrumentChecks.h"
 #include "instruments/InstrumentTables.h"
 #include "instruments/InstrumentTexts.h"
+#include "instruments/StressRates.h"
 #include "kv7errors.h"
 #include "z9log.h"
 
@@ -212,21 +213,22 @@ void InstrumentsRepository::CopyBaseContractParametersForTAS(const CSpecBaseCont
 
 Z9ERR InstrumentsRepository::RecalculateFuturesBaseProfile(const CSpecBaseContract& baseContract)
 {
-    RecalculateFuturesOf(baseContract.Code);
+    RecalculateFuturesOf(baseContract);
     if (baseContract.TASBaseContractCode.empty()) return Z9ERR_OK;
 
     CSpecBaseContract* const tasBaseContract = FindBaseContract(baseContract.TASBaseContractCode);
     if (tasBaseContract == nullptr) return Z9ERR_CALCGO_API_ERROR_BC_NOT_FOUND;
     CopyBaseContractParametersForTAS(baseContract, *tasBaseContract);
-    RecalculateFuturesOf(tasBaseContract->Code);
+    RecalculateFuturesOf(*tasBaseContract);
     return Z9ERR_OK;
 }
 
-void InstrumentsRepository::RecalculateFuturesOf(std::string_view codeBC)
+void InstrumentsRepository::RecalculateFuturesOf(const CSpecBaseContract& baseContract)
 {
-    for (const FuturesNode& node : RangeFuturesByBaseContract(codeBC)) {
+    const StressRates rates(baseContract);
+    for (const FuturesNode& node : RangeFuturesByBaseContract(baseContract.Code)) {
         // Parents before children: a series reads the grid its futures computed a moment ago.
-        node.GetCurrent()->RecalcInvariants();
+        node.GetCurrent()->RecalcInvariants(rates);
         for (auto& [seriesCode, series] : BesideKeys(node).GetCurrentStorage())
             series.RecalcInvariants();
     }

@@ -56,6 +56,23 @@ OptionSeriesParameters ParametersOf(const SVirtFuturesStruct& r)
             .InterestRate2RiskDown = r.InterestRate2RiskDown};
 }
 
+/// Makes an option in the node of its series; it is as it was when that throws.
+const CSpecOption& EnterOption(VirtualFuturesNode& series, const OptionParameters& p)
+{
+    const bool isPut = p.OptionType == Enums::OptionType::Put;
+    StorageOptions& options = series.storage();
+    const auto option =
+        options.emplace(series.get(), std::string(p.Code), series.Code(), p.Isin, p.Strike, isPut, p.CalcOptPrice)
+            .first;
+    try {
+        BesideKeys(*option).RecalcInvariants();
+    } catch (...) {
+        options.erase(option);
+        throw;
+    }
+    return *option;
+}
+
 } // namespace
 
 // Series.
@@ -124,51 +141,27 @@ Z9ERR InstrumentsRepository::InsertOption(const char* code, const char* codeVF, 
 
 Z9ERR InstrumentsRepository::InsertOption(const SOptionStruct& r)
 {
-    return InsertOption(OptionParameters{TextOfField(r.Code), TextOfField(r.CodeVF), r.Strike.AsDouble(), r.OptType,
+    return InsertOption(OptionParameters{ViewOfField(r.Code), ViewOfField(r.CodeVF), r.Strike.AsDouble(), r.OptType,
                                          r.CalcOptPrice.AsDouble(), r.Isin});
 }
 
-Z9ERR InstrumentsRepository::InsertOption(const OptionParameters& parameters)
+Z9ERR InstrumentsRepository::InsertOption(const OptionParameters& p)
 {
-    const auto owner = storageIndexVirtualFuturesToFutures.find(parameters.CodeVF);
+    const auto owner = storageIndexVirtualFuturesToFutures.find(p.CodeVF);
     if (owner == storageIndexVirtualFuturesToFutures.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
-    FuturesNode& futures = BesideKeys(*owner->second);
-    const auto series = futures.GetCurrentStorage().find(parameters.CodeVF);
-    if (series == futures.GetCurrentStorage().end()) return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
+    StorageVirtualFutures& storage = BesideKeys(*owner->second).GetCurrentStorage();
+    const auto series = storage.find(p.CodeVF);
+    if (series == storage.end()) return Z9ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND;
     // Positions find an option by its code or its isin alone, so both are unique in the whole market.
-    if (OptionExists(parameters.Code) || OptionExists(parameters.Isin))
-        return Z9ERR_CALCGO_API_ERROR_OPTION_ALREADY_EXIST;
+    const auto [entry, isNew] = storageIndexOptionToFutures.emplace(p.Isin, kv7base::HashedCode(p.Code), owner->second);
+    if (!isNew) return Z9ERR_CALCGO_API_ERROR_OPTION_ALREADY_EXIST;
     try {
-        EnterOption(owner->second, series->second, parameters);
+        BesideKeys(*entry).SetCurrent(EnterOption(series->second, p));
     } catch (...) {
-        RemoveInsertedOption(futures, series->second, parameters);
+        storageIndexOptionToFutures.erase(entry);
         throw;
     }
     return Z9ERR_OK;
-}
-
-void InstrumentsRepository::EnterOption(StorageFutures::iterator futures, VirtualFuturesNode& series,
-                                        const OptionParameters& p)
-{
-    CSpecOption option(series.get(), p.Code, p.CodeVF, p.Isin, p.Strike, p.OptionType == Enums::OptionType::Put,
-                       p.CalcOptPrice);
-    option.RecalcInvariants();
-    series.storage().insert(std::move(option));
-    BesideKeys(*futures).RegistrateOptionOnVirtualFutures(p.Isin, p.Code, p.CodeVF);
-    storageIndexOptionToFuturesByIsin.emplace(p.Isin, futures);
-    storageIndexOptionToFuturesByCode.emplace(p.Code, futures);
-}
-
-void InstrumentsRepository::RemoveInsertedOption(FuturesNode& futures, VirtualFuturesNode& series,
-                                                 const OptionParameters& p) noexcept
-{
-    // The keys belong to this option alone, so the entries under them were made a moment ago.
-    if (const auto entry = storageIndexOptionToFuturesByCode.find(p.Code);
-        entry != storageIndexOptionToFuturesByCode.end())
-        storageIndexOptionToFuturesByCode.erase(entry);
-    storageIndexOptionToFuturesByIsin.erase(p.Isin);
-    futures.ForgetOption(p.Isin, p.Code);
-    series.storage().get<ByIsin>().erase(p.Isin);
 }
 
 } // namespace kv7im

@@ -9,15 +9,12 @@ namespace kv7im {
 
 namespace {
 
-/// The option of a key, found through its futures; null when there is none.
+/// The option of a key; null when there is none.
 template <class OptionIndex, class Key>
 const CSpecOption* OptionIn(const OptionIndex& index, AccessByStatus access, const Key& key)
 {
-    const auto owner = index.find(key);
-    if (owner == index.end()) return nullptr;
-    const FuturesNode& futures = *owner->second;
-    const auto series = futures.GetVirtualFuturesByOptionIterator(access, key);
-    return series == futures.Storage(access).end() ? nullptr : series->second.GetOption(key);
+    const auto entry = index.find(key);
+    return entry == index.end() ? nullptr : entry->Get(access);
 }
 
 } // namespace
@@ -54,8 +51,7 @@ void InstrumentsRepository::Clear()
     storageMultilegs.clear();
     // Children before parents: the nodes of the futures take their series with them, and the series their options.
     storageTASBaseFutIsinIDToIsin.clear();
-    storageIndexOptionToFuturesByIsin.clear();
-    storageIndexOptionToFuturesByCode.clear();
+    storageIndexOptionToFutures.clear();
     storageIndexVirtualFuturesToFutures.clear();
     storageFutures.clear();
     storageBaseContracts.clear();
@@ -116,12 +112,12 @@ const CSpecVirtFutures* InstrumentsRepository::GetVirtualFutures(AccessByStatus 
 
 const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, Isin isin) const
 {
-    return OptionIn(storageIndexOptionToFuturesByIsin, access, isin);
+    return OptionIn(storageIndexOptionToFutures.get<ByIsin>(), access, isin);
 }
 
 const CSpecOption* InstrumentsRepository::GetOption(AccessByStatus access, std::string_view code) const
 {
-    return OptionIn(storageIndexOptionToFuturesByCode, access, code);
+    return OptionIn(storageIndexOptionToFutures.get<ByCode>(), access, code);
 }
 
 bool InstrumentsRepository::BaseContractExists(std::string_view code) const
@@ -138,11 +134,14 @@ bool InstrumentsRepository::VirtualFuturesExists(std::string_view code) const
     return storageIndexVirtualFuturesToFutures.contains(code);
 }
 
-bool InstrumentsRepository::OptionExists(Isin isin) const { return storageIndexOptionToFuturesByIsin.contains(isin); }
+bool InstrumentsRepository::OptionExists(Isin isin) const
+{
+    return GetOption(AccessByStatus::eCurrent, isin) != nullptr;
+}
 
 bool InstrumentsRepository::OptionExists(std::string_view code) const
 {
-    return storageIndexOptionToFuturesByCode.contains(code);
+    return GetOption(AccessByStatus::eCurrent, code) != nullptr;
 }
 
 bool InstrumentsRepository::IsEquityOption(Isin isin) const

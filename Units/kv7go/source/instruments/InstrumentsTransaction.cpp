@@ -219,13 +219,11 @@ Z9ERR InstrumentsRepository::UpdateOptionSeries(const SOptionSeriesChanges& chan
 
 Z9ERR InstrumentsRepository::UpdateOption(Isin isin, double CalcOptPrice)
 {
-    const auto owner = storageIndexOptionToFuturesByIsin.find(isin);
-    if (owner == storageIndexOptionToFuturesByIsin.end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
+    const auto entry = storageIndexOptionToFutures.get<ByIsin>().find(isin);
+    if (entry == storageIndexOptionToFutures.get<ByIsin>().end()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
 
-    const auto newSeries = [isin](const FuturesNode& futures) {
-        return futures.GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, isin);
-    };
-    return ChangeSeriesOf(owner->second, newSeries, [&](VirtualFuturesNode& series) {
+    const NewSeriesByCode newSeries{entry->GetCurrent().CodeVF};
+    return ChangeSeriesOf(entry->GetFutures(), newSeries, [&](VirtualFuturesNode& series) {
         const CSpecOption* const option = series.GetOption(isin);
         if (option == nullptr) return Z9ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND;
         BesideKeys(*option).ChangeOptionParams(&CalcOptPrice);
@@ -295,6 +293,15 @@ void InstrumentsRepository::KeepBorrowedValues()
 
 // Releasing.
 
+/// Lets the look-ups of a futures' options find the new objects, while the current ones are still there.
+void InstrumentsRepository::LeadToChangedOptionsOf(const FuturesNode& futures) noexcept
+{
+    const auto& index = storageIndexOptionToFutures.get<ByIsin>();
+    for (const auto& [seriesCode, series] : futures.GetChangedStorage())
+        for (const CSpecOption& option : series.storage())
+            BesideKeys(*index.find(option.isin)).SetCurrent(option);
+}
+
 void InstrumentsRepository::ReleaseChanged()
 {
     AdoptNewcomers();
@@ -304,6 +311,8 @@ void InstrumentsRepository::ReleaseChanged()
 
     // From here on nothing throws: the transaction is released as a whole. The status and the groups, which follow the
     // futures in and out of spread, are keys: hence the containers' modify.
+    for (const auto& node : futures)
+        LeadToChangedOptionsOf(*node);
     for (const auto& contract : contracts)
         storageBaseContracts.get<ByStatus>().modify(contract, Release<BaseContractNode>);
     for (const auto& node : futures)

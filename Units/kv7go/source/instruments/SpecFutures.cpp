@@ -5,6 +5,7 @@
 
 #include "grids/Constants.h"
 #include "instruments/SpecBaseContract.h"
+#include "instruments/StressRates.h"
 #include "z9log.h"
 
 namespace kv7im {
@@ -61,14 +62,16 @@ CSpecFutures::CSpecFutures(const CSpecFutures& other, CSpecBaseContract* baseCon
     BaseContract = baseContract;
 }
 
-void CSpecFutures::RecalcInvariants()
+void CSpecFutures::RecalcInvariants() { RecalcInvariants(StressRates(*BaseContract)); }
+
+void CSpecFutures::RecalcInvariants(const StressRates& rates)
 {
     // The family is recomputed with each nearer futures that comes, and of a grid nothing follows the shift.
     if (GetGridSource() != m_gridSource) RecalcGrid();
     MoneyCoef = MinStepPrice / MinStep;
+    RecalcSpecialRiskPoints(rates);
+    // The cover factors read the ZL and ZR points.
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
-        RecalcSpecialRiskPoints(level);
-        // The cover factors read the ZL and ZR points.
         coverZL[level] = CalculateCoverZL(level);
         coverZR[level] = CalculateCoverZR(level);
     }
@@ -123,19 +126,23 @@ void CSpecFutures::RecalcInterestRate(Enums::ClientRiskLevel level)
     }
 }
 
-void CSpecFutures::RecalcSpecialRiskPoints(Enums::ClientRiskLevel level)
+/// A price is the settlement price less or more its rate times the spot; a charge is that product alone.
+void CSpecFutures::RecalcSpecialRiskPoints(const StressRates& rates)
 {
-    const CSpecBaseContract& bc = *BaseContract;
-    SpecialRiskPoints& points = profile[level].GetSpecialRiskPoints();
-    static_assert(stress::Points.size() == 8, "each stress point has its price or its charge");
-    points.SetDownRisk(-bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskDown[level]);
-    points.SetZL(CalculateZL(level));
-    points.SetPnL3D(RealCalcPrice - bc.MarketRisk2Down[level] * NormalizedSpot);
-    points.SetPnL2D(RealCalcPrice - bc.MarketRisk1Down[level] * NormalizedSpot);
-    points.SetPnL2U(RealCalcPrice + bc.MarketRisk1Up[level] * NormalizedSpot);
-    points.SetPnL3U(RealCalcPrice + bc.MarketRisk2Up[level] * NormalizedSpot);
-    points.SetZR(CalculateZR(level));
-    points.SetUpRisk(bc.ShortOptionMinimumCharge * NormalizedSpot * bc.MarketRiskUp[level]);
+    static_assert(stress::Points.size() == 8, "each stress point has its spot and its centre");
+    const double spot = NormalizedSpot;
+    const double price = RealCalcPrice;
+    const double charge = BaseContract->ShortOptionMinimumCharge * spot;
+    const double spots[]{-charge, -spot, -spot, -spot, spot, spot, spot, charge};
+    const double centres[]{-0.0, price, price, price, price, price, price, -0.0}; // which leaves a charge its sign of 0
+    for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues) {
+        SpecialRiskPoints& points = profile[level].GetSpecialRiskPoints();
+        for (std::size_t i = 0; i < SpecialRiskPoints::size(); ++i)
+            points.pData()[i] = spots[i] * rates.levels[level].pData()[i] + centres[i];
+        if (!BaseContract->IsPercentage()) continue;
+        points.SetZL(CalculateZL(level));
+        points.SetZR(CalculateZR(level));
+    }
 }
 
 void CSpecFutures::ChangeParams(const SFuturesChanges& changes)
@@ -234,14 +241,14 @@ double CSpecFutures::CalculateZL(Enums::ClientRiskLevel level) const noexcept
 {
     if (BaseContract->IsPercentage()) return -Constants::PercentageZPointFixedValue;
     const double m = BaseContract->MarketRiskDown[level];
-    return RealCalcPrice - (3.0 - 3.0 * m + m * m) * m * NormalizedSpot;
+    return RealCalcPrice - LossOfThreeSteps(m) * NormalizedSpot;
 }
 
 double CSpecFutures::CalculateZR(Enums::ClientRiskLevel level) const noexcept
 {
     if (BaseContract->IsPercentage()) return Constants::PercentageZPointFixedValue;
     const double m = BaseContract->MarketRiskUp[level];
-    return RealCalcPrice + (3.0 + 3.0 * m + m * m) * m * NormalizedSpot;
+    return RealCalcPrice + GainOfThreeSteps(m) * NormalizedSpot;
 }
 
 double CSpecFutures::CalculateCoverZL(Enums::ClientRiskLevel level) const

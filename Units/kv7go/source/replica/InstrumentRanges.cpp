@@ -54,14 +54,52 @@ auto InstrumentsRepository::RangeVirtualFuturesByCode() const -> MapRange<Storag
     return WholeOf(storageIndexVirtualFuturesToFutures);
 }
 
-auto InstrumentsRepository::RangeOptionsByIsin() const -> MapRange<StorageIndexOptionToFuturesByIsin>
+auto InstrumentsRepository::RangeOptionsByIsin() const -> Range<StorageIndexOptionToFutures, ByIsin>
 {
-    return WholeOf(storageIndexOptionToFuturesByIsin);
+    return WholeOf(storageIndexOptionToFutures.get<ByIsin>());
 }
 
-auto InstrumentsRepository::RangeOptionsByCode() const -> MapRange<StorageIndexOptionToFuturesByCode>
+auto InstrumentsRepository::RangeOptionsByCode() const -> Range<StorageIndexOptionToFutures, ByCode>
 {
-    return WholeOf(storageIndexOptionToFuturesByCode);
+    return WholeOf(storageIndexOptionToFutures.get<ByCode>());
+}
+
+template <class Key>
+StorageVirtualFutures::const_iterator FuturesNode::FindSeriesOf(AccessByStatus access, const Key& option) const
+{
+    // Options come to the current series first, and to those of an open change from there.
+    for (const auto& [seriesCode, series] : storageCurrent)
+        if (series.GetOption(option) != nullptr) return GetVirtualFuturesIterator(access, seriesCode);
+    return Storage(access).end();
+}
+
+StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesByOptionIterator(AccessByStatus access,
+                                                                                     Isin optionIsin) const
+{
+    return FindSeriesOf(access, optionIsin);
+}
+
+StorageVirtualFutures::const_iterator FuturesNode::GetVirtualFuturesByOptionIterator(AccessByStatus access,
+                                                                                     std::string_view optionCode) const
+{
+    return FindSeriesOf(access, optionCode);
+}
+
+double FuturesNode::GetRealCalcPriceOption(Isin optionIsin) const
+{
+    const auto series = GetVirtualFuturesByOptionIterator(AccessByStatus::eNew, optionIsin);
+    if (series == GetChangedStorage().end()) return 0.0;
+    const CSpecOption* const option = series->second.GetOption(optionIsin);
+    return option == nullptr ? 0.0 : option->CalcOptPrice;
+}
+
+std::vector<std::pair<Isin, std::string>> FuturesNode::EnumerateOptions() const
+{
+    std::vector<std::pair<Isin, std::string>> options;
+    for (const auto& [seriesCode, series] : storageCurrent)
+        for (const CSpecOption& option : series.storage())
+            options.emplace_back(option.isin, seriesCode);
+    return options;
 }
 
 auto VirtualFuturesNode::RangeOptionsByCode() const -> OptionsRange<ByCode>
@@ -76,15 +114,16 @@ auto VirtualFuturesNode::RangeOptionsByIsin() const -> OptionsRange<ByIsin>
     return boost::make_iterator_range(index.begin(), index.end());
 }
 
-auto VirtualFuturesNode::RangeOptionsByVirtualFuturesCode(std::string_view code) const
-    -> OptionsRange<ByVirtualFuturesCode>
+auto VirtualFuturesNode::RangeOptionsByVirtualFuturesCode(std::string_view code) const -> OptionsRange<ByInsertion>
 {
-    return PartOf(storageOptions.get<ByVirtualFuturesCode>(), code);
+    const auto& index = storageOptions.get<ByInsertion>();
+    return {code == Code() ? index.begin() : index.end(), index.end()};
 }
 
-auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> OptionsRange<ByFuturesIsin>
+auto VirtualFuturesNode::RangeOptionsByFuturesIsin(Isin futuresIsin) const -> OptionsRange<ByInsertion>
 {
-    return PartOf(storageOptions.get<ByFuturesIsin>(), futuresIsin);
+    const auto& index = storageOptions.get<ByInsertion>();
+    return {futuresIsin == currentVirtualFutures->Futures->isin ? index.begin() : index.end(), index.end()};
 }
 
 } // namespace kv7im
