@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "instruments/FetchAhead.h"
 #include "instruments/IndexRanges.h"
 #include "instruments/InstrumentChecks.h"
 #include "instruments/InstrumentTables.h"
@@ -226,7 +227,10 @@ Z9ERR InstrumentsRepository::RecalculateFuturesBaseProfile(const CSpecBaseContra
 void InstrumentsRepository::RecalculateFuturesOf(const CSpecBaseContract& baseContract)
 {
     const StressRates rates(baseContract);
-    for (const FuturesNode& node : RangeFuturesByBaseContract(baseContract.Code)) {
+    const auto family = RangeFuturesByBaseContract(baseContract.Code);
+    FetchAhead ahead(family);
+    for (const FuturesNode& node : family) {
+        ahead.Step();
         // Parents before children: a series reads the grid its futures computed a moment ago.
         node.GetCurrent()->RecalcInvariants(rates);
         for (auto& [seriesCode, series] : BesideKeys(node).GetCurrentStorage())
