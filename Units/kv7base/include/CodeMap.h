@@ -39,7 +39,6 @@ struct SameCode
         return a.hash == b.hash && a.text == b.text;
     }
     [[nodiscard]] bool operator()(std::string_view a, const HashedCode& b) const noexcept { return a == b.text; }
-    [[nodiscard]] bool operator()(const HashedCode& a, std::string_view b) const noexcept { return a.text == b; }
 };
 
 template <class Value>
