@@ -151,7 +151,7 @@ TEST(LazyMemoryPool, TwoToThe58VectorsAreABadArrayLength)
     EXPECT_THROW(static_cast<void>(LazyMemoryPool::BytesOfItems(tooMany)), std::bad_array_new_length);
     EXPECT_EQ(LazyMemoryPool::BytesOfItems(tooMany - 1), (tooMany - 1) * 32);
     EXPECT_THROW(kv7im::avxarray(tooMany * 4), std::bad_array_new_length);
-    EXPECT_THROW(kv7im::avxarray(std::numeric_limits<std::size_t>::max()), std::bad_array_new_length);
+    EXPECT_THROW(kv7im::avxarray{std::numeric_limits<std::size_t>::max()}, std::bad_array_new_length);
     EXPECT_THROW(kv7im::RiskMatrix(tooMany * 4, 1, false), std::bad_array_new_length);
     EXPECT_THROW(kv7im::RiskMatrix(std::numeric_limits<std::size_t>::max(), 1000, false), std::bad_array_new_length);
 }
