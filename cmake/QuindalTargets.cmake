@@ -54,12 +54,13 @@ endfunction()
 # quindal_test(NAME DEPENDS lib... SOURCES file... [LABELS label...])
 # One test program; CTest sees each of its cases by name.
 #
-# Most of a test's compiling is reading headers, so the sources of a program are compiled eight together; each *Test.cpp
-# has a namespace of its own, test::<its name>. What is no such source (doubles, replaced operators) stays by itself.
+# Most of a test's compiling is reading headers, so up to fourteen sources of a program are compiled together; each
+# *Test.cpp has a namespace of its own, test::<its name>. What is no such source (doubles, replaced operators) stays by
+# itself.
 function(quindal_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY_TESTS} UNITY_BUILD_BATCH_SIZE 8)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY_TESTS} UNITY_BUILD_BATCH_SIZE 14)
   list(FILTER ARG_SOURCES EXCLUDE REGEX "Test\\.cpp$")
   set_source_files_properties(${ARG_SOURCES} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_link_libraries(${name} PRIVATE quindal_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
