@@ -10,7 +10,7 @@ if [ "${#targets[@]}" -eq 0 ]; then
         position_state accounts positions orders)
 fi
 
-scripts/install-deps.sh --fuzz
+scripts/install-deps.sh --clang
 configure fuzz
 build fuzz quindal_fuzzers
 

@@ -11,7 +11,7 @@ packages=(
     qemu-user locales openssl
 )
 if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
-if [ "${1:-}" = "--fuzz" ]; then packages+=(clang clang-14 libclang-rt-14-dev); fi
+if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev); fi
 
 missing=()
 for package in "${packages[@]}"; do

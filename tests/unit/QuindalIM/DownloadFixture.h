@@ -182,15 +182,15 @@ inline PlainMessage CompressedReply(const std::string& xml)
     return reply;
 }
 
-class InstrumentDownloadTest : public testing::Test
+class DownloadFixture : public testing::Test
 {
 protected:
-    InstrumentDownloadTest() : calculator(participants, instruments, accounting)
+    DownloadFixture() : calculator(participants, instruments, accounting)
     {
         TheQueue() = FakeQueue();
         LogIn();
     }
-    ~InstrumentDownloadTest() override { TheQueue() = FakeQueue(); }
+    ~DownloadFixture() override { TheQueue() = FakeQueue(); }
 
     void LogIn(const std::string& xmlPath = "")
     {

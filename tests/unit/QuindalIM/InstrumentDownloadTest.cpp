@@ -29,6 +29,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
+using InstrumentDownloadTest = DownloadFixture;
+
 // The request
 
 TEST_F(InstrumentDownloadTest, TheMessageSays109AndItsDocument103)
@@ -312,7 +314,7 @@ TEST_F(InstrumentDownloadTest, AnEmptyRootIsAnEmptyMarket)
 
 // The copy
 
-class XmlCopyTest : public InstrumentDownloadTest
+class XmlCopyTest : public DownloadFixture
 {
 protected:
     XmlCopyTest()

@@ -32,7 +32,7 @@ const Element farLeg =
 const Element farFutures = futures.With("Code", "FUT-3.27").With("Isin", "1002").With("TimeToExpiration", "0.32");
 const Element farthestFutures = futures.With("Code", "FUT-6.27").With("Isin", "1003").With("TimeToExpiration", "0.57");
 
-class MultilegsDownloadTest : public InstrumentDownloadTest
+class MultilegsDownloadTest : public DownloadFixture
 {
 protected:
     /// Three futures (isins 2, 3 and 4 of the calculator) and what stands above them, then the given elements.

@@ -23,7 +23,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class OptionsDownloadTest : public InstrumentDownloadTest
+class OptionsDownloadTest : public DownloadFixture
 {
 protected:
     /// The futures and what stands above it, then the given elements.

@@ -117,7 +117,7 @@ TEST(Z9FmtTest, PlainNumbersOfEverySizeAgreeWithTheCLibrary)
         EXPECT_LIKE_PRINTF("%hd|%hhd|%hu|%zu", static_cast<int>(bits), static_cast<int>(bits), static_cast<int>(bits),
                            static_cast<std::size_t>(bits));
         const auto anything = std::bit_cast<double>(random());
-        const double ofMarket = static_cast<double>(signedBits) / (std::uint64_t{1} << random() % 40);
+        const double ofMarket = std::ldexp(static_cast<double>(signedBits), -static_cast<int>(random() % 40));
         for (const double value : {anything, ofMarket}) {
             EXPECT_LIKE_PRINTF("%f|%e|%g", value, value, value);
             EXPECT_LIKE_PRINTF("%.0f|%.2f|%.5f|%.17f|%lf", value, value, value, value, value);

@@ -70,7 +70,7 @@ struct Tree : OptionTree
     /// Positions and orders of every kind, at prices on either side of the settlement.
     void Trade()
     {
-        const auto set = [this](BraskClient& who, Isin isin, std::int64_t quantity, double price) {
+        const auto set = [](BraskClient& who, Isin isin, std::int64_t quantity, double price) {
             Check(SetPositionClient(who, isin, quantity, price, 0));
         };
         set(other, FUT, -2, 790.0);

@@ -38,12 +38,12 @@ TEST(NodeCells, RatesThatCountOnTheirOwnSideOfTheCentreFitIntoOneRow)
     EXPECT_TRUE(kv7im::NodeCells::FitsFlat(family.Prices()));
     EXPECT_GT(family.Prices().InterestRateUp()[4], 0.0);
     EXPECT_LT(family.Prices().InterestRateDown()[0], 0.0);
-    for (const std::size_t column : {0, 1, 2}) {
+    for (const std::size_t column : {0u, 1u, 2u}) {
         kv7im::Profile profile = family.Prices();
         profile.InterestRateUp()[column] = 1.0;
         EXPECT_FALSE(kv7im::NodeCells::FitsFlat(profile)) << column;
     }
-    for (const std::size_t column : {2, 3, 4}) {
+    for (const std::size_t column : {2u, 3u, 4u}) {
         kv7im::Profile profile = family.Prices();
         profile.InterestRateDown()[column] = std::numeric_limits<double>::quiet_NaN();
         EXPECT_FALSE(kv7im::NodeCells::FitsFlat(profile)) << column;
