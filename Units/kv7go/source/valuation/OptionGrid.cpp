@@ -2,25 +2,33 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
+#include <new>
+#include <type_traits>
+
+#include "valuation/GridMemory.h"
 
 namespace kv7im {
 
-OptionGrid::OptionGrid(std::size_t columns, std::size_t scenarios) : cols(columns), rows(scenarios)
+static_assert(std::is_trivially_destructible_v<OptionGrid>, "its memory is all that a grid gives back");
+
+OptionGrid::Own OptionGrid::Make(std::size_t columns, std::size_t scenarios)
 {
-    const std::size_t items = RegistersOf(columns) * (scenarios + 1);
-    std::size_t bytes = items * sizeof(RiskItem) + (alignof(RiskItem) - alignof(std::max_align_t));
-    storage = std::make_unique_for_overwrite<std::byte[]>(bytes);
-    void* aligned = storage.get();
-    cells = static_cast<RiskItem*>(std::align(alignof(RiskItem), items * sizeof(RiskItem), aligned, bytes));
+    return Own(::new (GridMemory::Take(BytesOf(columns, scenarios))) OptionGrid(columns, scenarios));
 }
 
-OptionGrid::OptionGrid(const OptionGrid& other) : OptionGrid(other.cols, other.rows)
+OptionGrid::OwnConst OptionGrid::CopyOf(const OptionGrid& other)
 {
-    std::copy_n(other.cells, GetColsRegister() * (rows + 1), cells);
-    mismatchUp = other.mismatchUp;
-    mismatchDown = other.mismatchDown;
-    points = other.points;
+    Own copy = Make(other.cols, other.rows);
+    std::copy_n(other.Values(0), other.GetColsRegister() * (other.rows + std::size_t{1}), copy->Values(0));
+    copy->mismatchUp = other.mismatchUp;
+    copy->mismatchDown = other.mismatchDown;
+    copy->points = other.points;
+    return copy;
+}
+
+void OptionGrid::Return::operator()(const OptionGrid* grid) const noexcept
+{
+    GridMemory::Return(const_cast<OptionGrid*>(grid), BytesOf(grid->cols, grid->rows));
 }
 
 } // namespace kv7im
