@@ -24,11 +24,17 @@ using testing::IsEmpty;
 using testing_support::FailAtEachAllocation;
 
 /// Everything at once: sub-points, deliveries, groups; the series and its options have codes that a string cannot hold
-/// in itself.
+/// in itself. The grid of an option is so large that it is an allocation of its own.
 plain::Market MarketOfToday()
 {
     plain::Market market = awkward::MarketOf(31);
+    for (BaseContractSample& contract : market.baseContracts) {
+        contract.RiskPointsN = 500;
+        contract.VolatNum = 5;
+    }
     market.series[0].Code = std::string(25, 'S');
+    for (const Isin isin : {2751, 2752, 2753, 2754})
+        market.options.push_back(HandOption("S", isin, Enums::OptionType::Put, isin - 2000.0));
     for (OptionSample& option : market.options)
         option.CodeVF = market.series[0].Code;
     return market;
@@ -187,7 +193,7 @@ TEST_F(TransactionFailure, KeepsTheOldValuesOfWhatIsReleasedWithoutBeingRecomput
             return Z9ERR_OK;
         },
         [&] { EXPECT_EQ(CountOpen(), WholeFamily); });
-    EXPECT_GT(failures, 20) << "four options of five levels";
+    EXPECT_GT(failures, 20) << "eight options of five levels";
     EXPECT_EQ(CountOpen(), 0u);
     EXPECT_THAT(ProfileDifferences({*m_repository}, {*m_before}), IsEmpty());
 }

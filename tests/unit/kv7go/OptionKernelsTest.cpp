@@ -282,39 +282,38 @@ void SpoilColumn(const kv7im::CSpecOption& option, std::size_t column)
     auto& grid = const_cast<kv7im::OptionGrid&>(option.GetGrid(Level));
     grid.Values(column / kv7im::RiskItem::Lanes)[1][column % kv7im::RiskItem::Lanes] = nan;
     grid.RateStress(column / kv7im::RiskItem::Lanes)[column % kv7im::RiskItem::Lanes] = nan;
-    grid.KnowItsRange();
+    grid.KnowItsCells();
 }
 
 // Where no value is below zero no bound of a premium is felt, and where all are numbers none is asked for: the kernels
-// choose their form by these two figures.
-TEST(OptionKernels, AGridKnowsItsLeastValueAndItsLargestCell)
+// choose their form by the two.
+TEST(OptionKernels, AGridKnowsWhetherItsValuesAreBelowZeroAndWhetherItsCellsAreNumbers)
 {
-    constexpr double infinity = std::numeric_limits<double>::infinity();
     bool someBelowZero = false;
-    bool someAboveZero = false;
+    bool someNowhereBelowZero = false;
     for (const Kind& kind : AllSeriesKinds()) {
         const OptionFamily family = FamilyOf(kind);
         for (std::size_t i = 0; i < family.options.size(); ++i) {
             const kv7im::OptionGrid& grid = family.Option(i).GetGrid(Level);
-            double least = infinity;
-            double largest = std::max(std::abs(grid.mismatchUp), std::abs(grid.mismatchDown));
+            bool belowZero = false;
             for (std::size_t column = 0; column < grid.ColsCount(); ++column)
-                for (std::size_t row = 0; row <= grid.ScenariosCount(); ++row) {
-                    const double cell = grid.Values(column / 4)[row][column % 4]; // the last row is the rate stress
-                    largest = std::max(largest, std::abs(cell));
-                    if (row < grid.ScenariosCount()) least = std::min(least, cell);
-                }
-            ASSERT_EQ(grid.Least(), least) << kind.Text();
-            ASSERT_EQ(grid.Largest(), largest) << kind.Text();
-            someBelowZero |= least < 0.0;
-            someAboveZero |= least >= 0.0;
+                for (std::size_t row = 0; row < grid.ScenariosCount(); ++row)
+                    belowZero |= grid.Values(column / 4)[row][column % 4] < 0.0;
+            ASSERT_EQ(grid.HasNothingBelowZero(), !belowZero) << kind.Text();
+            ASSERT_TRUE(grid.IsModerate()) << kind.Text();
+            someBelowZero |= belowZero;
+            someNowhereBelowZero |= !belowZero;
         }
-        SpoilColumn(family.Option(0), 0);
-        ASSERT_EQ(family.Option(0).GetGrid(Level).Least(), -infinity);
-        ASSERT_EQ(family.Option(0).GetGrid(Level).Largest(), infinity);
+        const kv7im::OptionGrid& large = family.Option(1).GetGrid(Level);
+        const_cast<kv7im::OptionGrid&>(large).RateStress(0)[0] = -1e100;
+        const_cast<kv7im::OptionGrid&>(large).KnowItsCells();
+        ASSERT_FALSE(large.IsModerate());
+        SpoilColumn(family.Option(0), large.ColsCount() - 1);
+        ASSERT_FALSE(family.Option(0).GetGrid(Level).IsModerate());
+        ASSERT_FALSE(family.Option(0).GetGrid(Level).HasNothingBelowZero());
     }
     EXPECT_TRUE(someBelowZero);
-    EXPECT_TRUE(someAboveZero) << "the walks have to pass through both forms";
+    EXPECT_TRUE(someNowhereBelowZero) << "the walks have to pass through both forms";
 }
 
 // A result that is no number wipes out, scenario by scenario, what the point that it is folded onto holds, and counts

@@ -24,6 +24,7 @@ struct MarketKind
     bool deliverable;
     bool inGroup; // of base contracts
     bool lossesOnly;
+    bool wide; // the values of an option are an allocation of their own
 };
 
 constexpr Isin Call = 10;
@@ -37,7 +38,8 @@ plain::Market MarketOf(const MarketKind& kind)
     market.edgeCoeff = 0.75;
     market.currencies = {{1, 0.05}};
     BaseContractSample contract = HandBaseContract("BC", kind.inGroup ? "GROUP" : "");
-    contract.RiskPointsN = 20;
+    contract.RiskPointsN = kind.wide ? 500 : 20;
+    contract.VolatNum = kind.wide ? 5 : 3;
     contract.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
     contract.CurrencyId = 1;
     market.baseContracts = {contract};
@@ -165,8 +167,9 @@ long FailuresOf(Mode mode)
         std::vector<Change>{{FUT, 4, 810.0}},
     };
     long failures = 0;
-    for (unsigned bits = 0; bits < 32; ++bits) {
-        const MarketKind kind{(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
+    for (unsigned bits = 0; bits < 64; bits += bits < 32 ? 1 : 15) {
+        const MarketKind kind{(bits & 1) != 0, (bits & 2) != 0,  (bits & 4) != 0,
+                              (bits & 8) != 0, (bits & 16) != 0, (bits & 32) != 0};
         for (const std::vector<Change>& story : stories) {
             bool fails = true;
             for (long count = 0; fails && !testing::Test::HasFailure(); ++count) {

@@ -11,7 +11,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -154,7 +153,7 @@ private:
     [[nodiscard]] double CalculateTheoreticalPrice(std::size_t scenario, double futuresPoint, double r, double r2,
                                                    double strike, std::optional<double> mismatch) const;
 
-    mutable RiskLevelIndexedArray<std::unique_ptr<const OptionGrid>> grids; // null: not asked for yet
+    mutable RiskLevelIndexedArray<OptionGrid::OwnConst> grids; // null: not asked for yet
     mutable const CSpecOption* m_original = nullptr; // option whose values are borrowed, null for none
 };
 

@@ -73,8 +73,11 @@ public:
     }
 
 private:
-    void SetColumn(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column);
-    void SetRateStress(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column);
+    struct Exponentials;
+
+    void SetColumn(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column, Exponentials& exp);
+    void SetRateStress(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column,
+                       Exponentials& exp);
     [[nodiscard]] bool Ordinary() const noexcept;
 
     std::uint64_t number;

@@ -106,7 +106,7 @@ CSpecOption CSpecOption::BorrowingCopy(const CSpecOption& original, CSpecVirtFut
 CSpecOption::CSpecOption(const CSpecOption& other) : CSpecOption(other, other.VirtFutures, WithoutValues{})
 {
     for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
-        if (other.grids[level] != nullptr) grids[level] = std::make_unique<const OptionGrid>(*other.grids[level]);
+        if (other.grids[level] != nullptr) grids[level] = OptionGrid::CopyOf(*other.grids[level]);
 }
 
 CSpecOption::CSpecOption(CSpecOption&& other) noexcept = default;
@@ -138,7 +138,7 @@ void CSpecOption::ValueAllLevels() const
 {
     if (m_original != nullptr) {
         for (const Enums::ClientRiskLevel level : Enums::PossibleClientRiskLevelValues)
-            grids[level] = std::make_unique<const OptionGrid>(m_original->GetGrid(level));
+            grids[level] = OptionGrid::CopyOf(m_original->GetGrid(level));
         m_original = nullptr;
         return;
     }
@@ -174,7 +174,7 @@ double CSpecOption::CalculateTheoreticalPrice(std::size_t scenario, double futur
 const OptionGrid& CSpecOption::GetGrid(Enums::ClientRiskLevel level) const
 {
     if (m_original != nullptr) return m_original->GetGrid(level);
-    std::unique_ptr<const OptionGrid>& grid = grids[level];
+    OptionGrid::OwnConst& grid = grids[level];
     if (grid == nullptr)
         grid = WithCalculator(
             *this, [&]<class Calculator>(Calculator) { return GridValuation<Calculator>(*this).ValueLevel(level); });

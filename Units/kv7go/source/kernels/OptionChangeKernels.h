@@ -62,8 +62,8 @@ struct UnboundedPosition : SpreadPosition
 // largest double that no number of changes adds up to it.
 [[nodiscard]] inline bool AreNumbers(const OptionGrid& grid, double price, double scale) noexcept
 {
-    constexpr double Moderate = 1e100;
-    return grid.Largest() < Moderate && std::abs(price) < Moderate && std::abs(scale) < Moderate;
+    constexpr double Largest = OptionGrid::LargestModerate;
+    return grid.IsModerate() && std::abs(price) < Largest && std::abs(scale) < Largest;
 }
 
 // The price axis of a series, on which the rate stress of a grid takes its side.

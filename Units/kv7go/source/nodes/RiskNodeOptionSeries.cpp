@@ -61,7 +61,7 @@ void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const 
                                            double chargeRatio)
 {
     // Where no value is below zero, none is below a premium paid less that premium.
-    if (before.grid->Least() >= 0.0 && after.grid->Least() >= 0.0)
+    if (before.grid->HasNothingBelowZero() && after.grid->HasNothingBelowZero())
         ChangeAlone(UnboundedPositionChange(before, after), chargeRatio);
     else
         ChangeAlone(PositionChange(before, after), chargeRatio);

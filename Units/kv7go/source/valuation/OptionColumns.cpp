@@ -46,6 +46,21 @@ std::uint64_t NextNumber() noexcept
     return ++last;
 }
 
+/// The exponential, remembered: most series ask for that of one number at all columns.
+class RememberedExp
+{
+public:
+    [[nodiscard]] double operator()(double x) noexcept
+    {
+        if (!(x == argument)) value = std::exp(argument = x);
+        return value;
+    }
+
+private:
+    double argument = 0.0;
+    double value = 1.0;
+};
+
 double SquaredRootOfTime(const CSpecVirtFutures& series, double factor) noexcept
 {
     const double sq = Max(series.SqrtT, Constants::MinimumSqrtTValue);
@@ -53,6 +68,13 @@ double SquaredRootOfTime(const CSpecVirtFutures& series, double factor) noexcept
 }
 
 } // namespace
+
+struct OptionColumns::Exponentials
+{
+    RememberedExp discount;
+    RememberedExp stressedDiscount;
+    RememberedExp stressedGrowth;
+};
 
 OptionColumns::OptionColumns(const CSpecVirtFutures& series, Enums::ClientRiskLevel level)
     : number(NextNumber()),
@@ -66,27 +88,30 @@ OptionColumns::OptionColumns(const CSpecVirtFutures& series, Enums::ClientRiskLe
     if (cols == 0) return;
     const PricingInputs unstressed = rateCalculator->Unstressed(0, series, level);
     if (unstressed.r2 != series.GetUsableR2()) unstressedDiscounted.assign(blocks.size(), NaN);
+    Exponentials exp;
     for (std::size_t column = 0; column < cols; ++column) {
-        SetColumn(series, level, column);
-        SetRateStress(series, level, column);
+        SetColumn(series, level, column, exp);
+        SetRateStress(series, level, column, exp);
     }
     ordinary = Ordinary();
 }
 
-void OptionColumns::SetColumn(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column)
+void OptionColumns::SetColumn(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column,
+                              Exponentials& exp)
 {
     Block& block = blocks[column / RiskItem::Lanes];
     const std::size_t lane = column % RiskItem::Lanes;
     const double point = series.GetCorrectedFuturesPoint(column, level);
     block.point[lane] = point;
-    block.discounted[lane] = point * std::exp(-series.GetUsableR2() * series.TimeToExpiration);
+    block.discounted[lane] = point * exp.discount(-series.GetUsableR2() * series.TimeToExpiration);
     if (unstressedDiscounted.empty()) return;
     const PricingInputs inputs = rateCalculator->Unstressed(column, series, level);
     unstressedDiscounted[column / RiskItem::Lanes][lane] =
-        inputs.futuresPoint * std::exp(-inputs.r2 * series.TimeToExpiration);
+        inputs.futuresPoint * exp.discount(-inputs.r2 * series.TimeToExpiration);
 }
 
-void OptionColumns::SetRateStress(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column)
+void OptionColumns::SetRateStress(const CSpecVirtFutures& series, Enums::ClientRiskLevel level, std::size_t column,
+                                  Exponentials& exp)
 {
     const double price = series.GetVolatilityMatrixCentralRow(level)[column];
     const double centre = series.Futures->CalcFutPrice;
@@ -96,9 +121,9 @@ void OptionColumns::SetRateStress(const CSpecVirtFutures& series, Enums::ClientR
     Block& block = blocks[column / RiskItem::Lanes];
     const std::size_t lane = column % RiskItem::Lanes;
     block.stressedPoint[lane] = inputs.futuresPoint;
-    block.stressedDiscounted[lane] = inputs.futuresPoint * std::exp(-inputs.r2 * series.TimeToExpiration);
+    block.stressedDiscounted[lane] = inputs.futuresPoint * exp.stressedDiscount(-inputs.r2 * series.TimeToExpiration);
     block.stressedCarry[lane] = inputs.r - inputs.r2;
-    block.stressedGrowth[lane] = std::exp(SquaredRootOfTime(series, inputs.r - inputs.r2));
+    block.stressedGrowth[lane] = exp.stressedGrowth(SquaredRootOfTime(series, inputs.r - inputs.r2));
     block.stressedStrikeFactor[lane] = inputs.strikeFactor;
     block.rateCounts[lane] = price > centre || price < centre ? AllBits : 0.0;
 }

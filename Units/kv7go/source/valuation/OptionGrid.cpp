@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
-#include <memory>
+#include <new>
+#include <type_traits>
+
+#include "valuation/GridMemory.h"
 
 namespace kv7im {
 
-namespace {
+static_assert(std::is_trivially_destructible_v<OptionGrid>, "its memory is all that a grid gives back");
 
-constexpr double Infinity = std::numeric_limits<double>::infinity();
+namespace {
 
 // The least and the largest in size of what it takes.
 struct Range
@@ -17,21 +19,22 @@ struct Range
     void Take(RiskItem item) noexcept
     {
         least = Min(item, least);
-        largest = Max(Max(item, Sub(RiskItem(0.0), item)), largest);
+        largest = Max(item, largest);
         nothing = Add(nothing, Sub(item, item)); // 0, or NaN from the first that is no number on
     }
     [[nodiscard]] bool AreNumbers() const noexcept { return SumOfLanes(nothing) == 0.0; }
-    [[nodiscard]] double Least() const noexcept
-    {
-        return AreNumbers() ? operation::_::FoldLanes(least, operation::_::min<double>()) : -Infinity;
-    }
+    [[nodiscard]] double Least() const noexcept { return operation::_::FoldLanes(least, operation::_::min<double>()); }
     [[nodiscard]] double Largest() const noexcept
     {
-        return AreNumbers() ? operation::_::FoldLanes(largest, operation::_::max<double>()) : Infinity;
+        return operation::_::FoldLanes(largest, operation::_::max<double>());
+    }
+    [[nodiscard]] bool AreModerate() const noexcept
+    {
+        return AreNumbers() && Least() > -OptionGrid::LargestModerate && Largest() < OptionGrid::LargestModerate;
     }
 
-    RiskItem least{Infinity};
-    RiskItem largest{0.0};
+    RiskItem least{LargestFinite};
+    RiskItem largest{-LargestFinite};
     RiskItem nothing{0.0};
 };
 
@@ -45,26 +48,24 @@ RiskItem WithoutPadding(RiskItem item, std::size_t lanes) noexcept
 
 } // namespace
 
-OptionGrid::OptionGrid(std::size_t columns, std::size_t scenarios) : cols(columns), rows(scenarios)
+OptionGrid::Own OptionGrid::Make(std::size_t columns, std::size_t scenarios)
 {
-    const std::size_t items = RegistersOf(columns) * (scenarios + 1);
-    std::size_t bytes = items * sizeof(RiskItem) + (alignof(RiskItem) - alignof(std::max_align_t));
-    storage = std::make_unique_for_overwrite<std::byte[]>(bytes);
-    void* aligned = storage.get();
-    cells = static_cast<RiskItem*>(std::align(alignof(RiskItem), items * sizeof(RiskItem), aligned, bytes));
+    return Own(::new (GridMemory::Take(BytesOf(columns, scenarios))) OptionGrid(columns, scenarios));
 }
 
-OptionGrid::OptionGrid(const OptionGrid& other) : OptionGrid(other.cols, other.rows)
+OptionGrid::OwnConst OptionGrid::CopyOf(const OptionGrid& other)
 {
-    std::copy_n(other.cells, GetColsRegister() * (rows + 1), cells);
-    mismatchUp = other.mismatchUp;
-    mismatchDown = other.mismatchDown;
-    points = other.points;
-    least = other.least;
-    largest = other.largest;
+    Own copy = Make(other.cols, other.rows);
+    std::copy_n(other.Values(0), other.GetColsRegister() * (other.rows + std::size_t{1}), copy->Values(0));
+    copy->mismatchUp = other.mismatchUp;
+    copy->mismatchDown = other.mismatchDown;
+    copy->points = other.points;
+    copy->nothingBelowZero = other.nothingBelowZero;
+    copy->moderate = other.moderate;
+    return copy;
 }
 
-void OptionGrid::KnowItsRange() noexcept
+void OptionGrid::KnowItsCells() noexcept
 {
     Range ofValues;
     Range ofStresses;
@@ -76,8 +77,13 @@ void OptionGrid::KnowItsRange() noexcept
             ofValues.Take(WithoutPadding(Values(block)[row], lanes));
         ofStresses.Take(WithoutPadding(RateStress(block), lanes));
     }
-    least = ofValues.Least();
-    largest = std::max(ofValues.Largest(), ofStresses.Largest());
+    nothingBelowZero = ofValues.AreNumbers() && ofValues.Least() >= 0.0;
+    moderate = ofValues.AreModerate() && ofStresses.AreModerate();
+}
+
+void OptionGrid::Return::operator()(const OptionGrid* grid) const noexcept
+{
+    GridMemory::Return(const_cast<OptionGrid*>(grid), BytesOf(grid->cols, grid->rows));
 }
 
 } // namespace kv7im

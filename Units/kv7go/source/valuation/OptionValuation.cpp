@@ -98,13 +98,13 @@ GridValuation<Calculator>::GridValuation(const CSpecOption& option_)
 {}
 
 template <class Calculator>
-std::unique_ptr<const OptionGrid> GridValuation<Calculator>::ValueLevel(Enums::ClientRiskLevel level) const
+OptionGrid::OwnConst GridValuation<Calculator>::ValueLevel(Enums::ClientRiskLevel level) const
 {
     const Parameters parameters = option.GetParameters(level);
-    auto grid = std::make_unique<OptionGrid>(parameters.length(), parameters.scenariosVolatilityCount);
+    OptionGrid::Own grid = OptionGrid::Make(parameters.length(), parameters.scenariosVolatilityCount);
     ValueColumns(level, *grid);
     ValueSpecialPoints(level, grid->points);
-    grid->KnowItsRange();
+    grid->KnowItsCells();
     return grid;
 }
 

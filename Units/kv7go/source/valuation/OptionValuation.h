@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 
 #include "Enums.h"
@@ -71,7 +70,7 @@ public:
     explicit GridValuation(const CSpecOption& option_);
 
     /// The grid of a level, special points included.
-    [[nodiscard]] std::unique_ptr<const OptionGrid> ValueLevel(Enums::ClientRiskLevel level) const;
+    [[nodiscard]] OptionGrid::OwnConst ValueLevel(Enums::ClientRiskLevel level) const;
 
 private:
     /// Fills values, rate stress and mismatch of a grid.

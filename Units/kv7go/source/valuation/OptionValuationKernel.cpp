@@ -75,22 +75,37 @@ HWY_INLINE Lanes SeriesOfExp(Lanes r)
     return hn::Add(hn::MulAdd(sum, r2, r), Of(1.0));
 }
 
-/// Density of the standard normal distribution. Of all exponentials it needs those of numbers below 0 only, and none of
-/// a number so small that the result loses its leading bit: that takes half the steps of an exponential for any number.
-HWY_INLINE Lanes Density(Lanes d)
+// The density of the standard normal distribution, in two steps. Of all exponentials it needs those of numbers below 0
+// only, and none of a number so small that the result loses its leading bit: that takes half the steps of an
+// exponential for any number.
+
+/// What a density is the exponential of: a power of two, in the lowest bits of `shifted`, and the rest.
+struct Exponent
+{
+    Lanes shifted;
+    Lanes rest; // at most half of ln 2
+};
+
+/// First step: the exponent of the density at d.
+HWY_INLINE Exponent ExponentOf(Lanes d)
 {
     constexpr double Smallest = -600.0;          // a density of 1e-261 is as good as 0
     constexpr double Integers = 0x1.8p52;        // doubles of this size are whole numbers
     constexpr double Ln2 = 0.693147180559945309; // to the next double
     constexpr double Ln2Rest = 2.3190468138462996e-17;
-    const hn::Rebind<std::int64_t, Tag> whole;
 
     const Lanes x = hn::Max(hn::Mul(hn::Mul(d, d), Of(-0.5)), Of(Smallest));
-    const Lanes shifted = hn::MulAdd(x, Of(1.0 / Ln2), Of(Integers)); // the power of two in its lowest bits
+    const Lanes shifted = hn::MulAdd(x, Of(1.0 / Ln2), Of(Integers));
     const Lanes power = hn::Sub(shifted, Of(Integers));
-    const Lanes r = hn::NegMulAdd(power, Of(Ln2Rest), hn::NegMulAdd(power, Of(Ln2), x));
-    const auto scale = hn::ShiftLeft<52>(hn::BitCast(whole, shifted));
-    const Lanes exponential = hn::BitCast(tag, hn::Add(hn::BitCast(whole, SeriesOfExp(r)), scale));
+    return {shifted, hn::NegMulAdd(power, Of(Ln2Rest), hn::NegMulAdd(power, Of(Ln2), x))};
+}
+
+/// Second step: the density.
+HWY_INLINE Lanes Density(const Exponent& exponent)
+{
+    const hn::Rebind<std::int64_t, Tag> whole;
+    const auto scale = hn::ShiftLeft<52>(hn::BitCast(whole, exponent.shifted));
+    const Lanes exponential = hn::BitCast(tag, hn::Add(hn::BitCast(whole, SeriesOfExp(exponent.rest)), scale));
     return hn::Mul(exponential, Of(points::normal::Density));
 }
 
@@ -270,6 +285,8 @@ private:
 struct Step
 {
     RiskItem d;
+    RiskItem shifted; // of the density's exponent
+    RiskItem rest;
     RiskItem density;
 };
 
@@ -374,8 +391,15 @@ private:
         for (std::size_t block = 0; block < blocks; block += BatchSize) {
             const Batch batch = BatchOf(block, std::min(BatchSize, blocks - block));
             StepD(batch, table.drifts.data(), steps);
+            // The density takes two loops: each chain of operations is then short enough for the processor to have
+            // several of them in sight.
+            for (std::size_t i = 0; i < batch.count * callsPerBlock; ++i) {
+                const Exponent exponent = ExponentOf(Of(steps[i].d));
+                steps[i].shifted = ItemOf(exponent.shifted);
+                steps[i].rest = ItemOf(exponent.rest);
+            }
             for (std::size_t i = 0; i < batch.count * callsPerBlock; ++i)
-                steps[i].density = ItemOf(Density(Of(steps[i].d)));
+                steps[i].density = ItemOf(Density({Of(steps[i].shifted), Of(steps[i].rest)}));
             StepCall(batch, steps, table.calls.data() + block * callsPerBlock);
         }
         table.columns = columns.Number();
