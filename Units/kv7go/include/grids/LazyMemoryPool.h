@@ -4,9 +4,8 @@
 //               dropped block waits on a free list and is handed out again, so that the steady state never reaches the
 //               general heap.
 // Shape:        bulks of one block size each, the same on every thread. The first 16 go in steps of 256 bytes up to
-// 4096;
-//               from there on eight to an octave up to 64 MB, so that no block is more than an eighth too large. What
-//               is larger still comes from the system and goes back to it.
+//               4096; from there on eight to an octave up to 64 MB, so that no block is more than an eighth too large.
+//               What is larger still comes from the system and goes back to it.
 // Always true:  the data area of a block is aligned to 64 bytes and stands 64 bytes behind its header.
 //               a block may be released on any thread; it then joins the lists of the releasing thread.
 //               the size of a block tells its bulk, on whatever thread it comes back.
