@@ -154,7 +154,7 @@ private:
                                                    double strike, std::optional<double> mismatch) const;
 
     mutable RiskLevelIndexedArray<OptionGrid::OwnConst> grids; // null: not asked for yet
-    mutable const CSpecOption* m_original = nullptr; // option whose values are borrowed, null for none
+    mutable const CSpecOption* m_original = nullptr;           // option whose values are borrowed, null for none
 };
 
 /// Outcome of holding an option until a delivery at one price, over the columns of its series.
