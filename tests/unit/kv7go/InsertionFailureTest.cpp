@@ -67,7 +67,7 @@ TEST_F(InsertionFailure, LeavesNoOptionInAnyIndex)
             EXPECT_TRUE(Node().GetVirtualFuturesIterator(eCurrent, seriesCode)->second.storage().empty());
             EXPECT_EQ(Node().GetVirtualFuturesByOptionIterator(eCurrent, m_longCode), Node().Storage(eCurrent).end());
         });
-    EXPECT_GT(failures, 10);
+    EXPECT_GE(failures, 4); // two nodes of containers, and two codes too long for their strings
     EXPECT_EQ(m_repository.GetOption(eCurrent, m_longCode), m_repository.GetOption(eCurrent, 101));
     EXPECT_NE(m_repository.GetOption(eCurrent, 101), nullptr);
 }
