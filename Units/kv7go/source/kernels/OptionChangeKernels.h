@@ -121,7 +121,7 @@ inline constexpr std::size_t UsualScenarios = 5;
 
 // Calls body with the number of scenarios; the compiler knows the usual one, so that loops over it are unrolled.
 template <class Body>
-void WithScenarios(std::size_t scenarios, const Body& body) noexcept
+[[gnu::always_inline]] inline void WithScenarios(std::size_t scenarios, const Body& body) noexcept
 {
     if (scenarios == UsualScenarios) return body(std::integral_constant<std::size_t, UsualScenarios>());
     body(scenarios);
@@ -156,13 +156,14 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker, Blocks bloc
         }
         const RiskItem* const values = grid.Values(block);
         RiskItem* const cells = series.Volatility().pData() + block * scenarios;
-        WithScenarios(scenarios, [&](auto count) {
-            for (std::size_t i = 0; i < count; ++i) {
-                const RiskItem old = cells[i];
-                cells[i] = change.OfValue(values[i]).Of(old);
-                taker.TakeValue(i, old, cells[i]);
-            }
-        });
+        WithScenarios(
+            scenarios, [&](auto count) __attribute__((always_inline)) {
+                for (std::size_t i = 0; i < count; ++i) {
+                    const RiskItem old = cells[i];
+                    cells[i] = change.OfValue(values[i]).Of(old);
+                    taker.TakeValue(i, old, cells[i]);
+                }
+            });
         taker.End(block);
     }
     return taker;
