@@ -86,7 +86,7 @@ void Empty(Region* region) noexcept
     }
     region->used = sizeof(Region);
     if (region == inFilling) return;
-    ::operator delete(region, GridMemory::RegionBytes, RegionAlignment);
+    ::operator delete(region, RegionAlignment);
     --regions;
 }
 
@@ -113,7 +113,7 @@ void GridMemory::Return(void* block, std::size_t bytes) noexcept
 {
     const std::size_t rounded = RoundedUp(bytes);
     if (rounded > LargestBlock) {
-        ::operator delete(block, rounded, UnitAlignment);
+        ::operator delete(block, UnitAlignment);
         return;
     }
     const std::lock_guard lock(access);
