@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Format and tidy checks with Debian's clang 14. Format looks at every file. Tidy looks at what has changed since the
 # commit that scripts/tidied names, up to which every source has been looked at; QUINDAL_LINT_BASE names another one.
-#   --all      tidy looks at every source
+#   --all      tidy looks at every source, and its analyzer as deep as it goes
 #   --record   and when all of them are clean, scripts/tidied names the present commit
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 scripts/install-deps.sh --lint
@@ -46,7 +46,10 @@ git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format-14 --dry-run --Werror
 
 base="${QUINDAL_LINT_BASE:-$(cat scripts/tidied)}"
 case "${1:-}" in
-    --all | --record) base="" ;;
+    --all | --record)
+        base=""
+        export QUINDAL_LINT_STATES="${QUINDAL_LINT_STATES:-225000}"
+        ;;
 esac
 if [ -n "$base" ] && git rev-parse -q --verify "$base^{commit}" >/dev/null; then
     mapfile -t sources < <(sources_that_show <(changed_files "$base"))

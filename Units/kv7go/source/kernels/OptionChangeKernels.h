@@ -121,16 +121,17 @@ inline constexpr std::size_t UsualScenarios = 5;
 
 // Calls body with the number of scenarios; the compiler knows the usual one, so that loops over it are unrolled.
 template <class Body>
-[[gnu::always_inline]] inline void WithScenarios(std::size_t scenarios, const Body& body) noexcept
+void WithScenarios(std::size_t scenarios, const Body& body) noexcept
 {
     if (scenarios == UsualScenarios) return body(std::integral_constant<std::size_t, UsualScenarios>());
     body(scenarios);
 }
 
 // Applies the change to some blocks and hands every cell to the taker; returns the taker. Change and taker are passed
-// by value, so that the compiler keeps them in registers: the cells written cannot be a part of them.
+// by value, so that the compiler keeps them in registers: the cells written cannot be a part of them. All that is
+// called here is inlined.
 template <class Change, class Taker>
-Taker ChangeCells(Profile& series, const Change change, Taker taker, Blocks blocks) noexcept
+[[gnu::flatten]] Taker ChangeCells(Profile& series, const Change change, Taker taker, Blocks blocks) noexcept
 {
     const PriceAxis axis(*change.option, change.level);
     const OptionGrid& grid = *change.grid;
@@ -156,14 +157,13 @@ Taker ChangeCells(Profile& series, const Change change, Taker taker, Blocks bloc
         }
         const RiskItem* const values = grid.Values(block);
         RiskItem* const cells = series.Volatility().pData() + block * scenarios;
-        WithScenarios(
-            scenarios, [&](auto count) __attribute__((always_inline)) {
-                for (std::size_t i = 0; i < count; ++i) {
-                    const RiskItem old = cells[i];
-                    cells[i] = change.OfValue(values[i]).Of(old);
-                    taker.TakeValue(i, old, cells[i]);
-                }
-            });
+        WithScenarios(scenarios, [&](auto count) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const RiskItem old = cells[i];
+                cells[i] = change.OfValue(values[i]).Of(old);
+                taker.TakeValue(i, old, cells[i]);
+            }
+        });
         taker.End(block);
     }
     return taker;
