@@ -1,8 +1,8 @@
 """The C functions of the library, declared once.
 
 The table has the names of QuindalIM.h and of its parameters. A type is ``text`` (zero-terminated UTF-8), ``i8``,
-``i32``, ``i64``, ``f64``, ``bool`` or ``handle``; a ``*`` before it says that the function writes there. Where nothing else is
-said the result is a code, 0 for success.
+``i32``, ``i64``, ``f64``, ``bool`` or ``handle``; a ``*`` before it says that the function writes there. Where nothing
+else is said the result is a code, 0 for success.
 """
 
 from __future__ import annotations
