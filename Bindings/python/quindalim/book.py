@@ -15,8 +15,8 @@ _LARGEST_ORDER_PRICE = 99_999_999_999.0
 class Position:
     """What a client, or a firm or account under netting, holds of a futures or an option.
 
-    ``quantity``: contracts, below 0 when sold; the whole position, not a change. ``price``: average price, None for the
-    calculated price of the instrument. ``after_last_clearing``: contracts that the last clearing left, None for all.
+    ``quantity``: contracts, below 0 when sold; the whole position, not a change. ``price``: average price, None or 0
+    for the calculated price of the instrument. ``after_last_clearing``: contracts that the last clearing left, None for all.
     """
 
     code: str
@@ -49,7 +49,7 @@ class Position:
 class Order:
     """An order as a client would send it, in a futures, an option or a calendar spread.
 
-    ``side``: "buy" or "sell". ``quantity``: contracts, above 0. ``price``: None for the calculated price of the
+    ``side``: "buy" or "sell". ``quantity``: contracts, above 0. ``price``: None or 0 for the calculated price of the
     instrument, which a calendar spread has not; the library rounds it to five digits. ``what_if``: label of the what-if
     that the order belongs to; orders without a label are what-ifs of their own.
     """

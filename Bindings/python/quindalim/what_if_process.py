@@ -15,13 +15,22 @@ from .mirror import line, unpacked
 from .session import Session
 
 
-def _try(calculator: Calculator, question: dict[str, Any]) -> list[Any]:
+def _restore(calculator: Calculator, question: dict[str, Any]) -> None:
+    """The clients of a what-if, what is above them, their positions and open orders; nothing else."""
     calculator.clear_accounts()
     calculator.register([unpacked(row) for row in question["accounts"]])
     for row in question["positions"]:
         calculator.set_position(unpacked(row))
     for row in question["orders"]:
         calculator.place_order(unpacked(row))
+
+
+def _try(calculator: Calculator, question: dict[str, Any]) -> list[Any]:
+    try:
+        _restore(calculator, question)
+    except QuindalError as error:
+        error.row = None  # rows are those of the orders that are tried
+        raise
     before = {client: calculator.margin(client) for client in question["clients"]}
     after = dict(before)
     for place, row in enumerate(question["tried"]):

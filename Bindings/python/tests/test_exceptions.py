@@ -4,7 +4,8 @@ from __future__ import annotations
 
 import os
 import socket
-from collections.abc import Callable
+import subprocess
+from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
@@ -33,6 +34,7 @@ from quindalim import (
     StartError,
     TooManyClients,
 )
+from quindalim.command import command_path
 from quindalim.errors import library_error
 from quindalim.library import Library, library
 
@@ -137,9 +139,38 @@ def test_a_function_that_is_not_supported() -> None:
     check(caught.value, 94819, "Z9ERR_QUINDAL_IM_NOT_SUPPORTED", "GetRiskPoints")
 
 
-def test_kinds_of_codes_that_take_a_server_of_their_own() -> None:
-    assert type(library_error(94818, "text", "RegisterPart")) is TooManyClients
-    assert type(library_error(94808, "text", "SetPosition")) is LibraryError
+@pytest.fixture
+def server_for_one_client(tmp_path: Path) -> Iterator[Path]:
+    """Ini file of a server at which USER01 may register one client."""
+    users = tmp_path / "users.csv"
+    users.write_text("user,part_count,login_type,password\nUSER01,1,CLIENT,secret-word\n")
+    ini = tmp_path / "served.ini"
+    words = [command_path(), "serve", "--instruments", str(MARKET), "--users", str(users), "--write-ini", str(ini)]
+    with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as server:
+        assert server.stdout is not None and server.stdout.readline().startswith("serving")
+        yield ini
+        server.terminate()
+
+
+def test_more_clients_than_the_user_may_register(server_for_one_client: Path) -> None:
+    with Session(ini=server_for_one_client, user="USER01", password="secret-word") as session:
+        firm = session.calculator.firm("AA01")
+        firm.client("AA01001")
+        with pytest.raises(TooManyClients) as caught:
+            firm.client("AA01002")
+    check(caught.value, 94818, "Z9ERR_QUINDAL_IM_EXCEEDED_LIMIT_OF_PARTICIPANTS", "RegisterPart")
+
+
+def test_a_wrong_password(server_for_one_client: Path) -> None:
+    with pytest.raises(StartError) as caught, Session(ini=server_for_one_client, user="USER01", password="guess"):
+        pass
+    check(caught.value, 94816, "Z9ERR_QUINDAL_IM_LOGIN_ERROR", "InitQuindalIM")
+
+
+def test_a_code_without_a_kind_of_its_own() -> None:
+    error = library_error(94808, quindalim.error_text(94808), "SetPosition")
+    assert type(error) is LibraryError
+    check(error, 94808, "Z9ERR_QUINDAL_IM_COMMON_ERROR", "SetPosition")
 
 
 def test_a_market_file_that_is_none(tmp_path: Path) -> None:
