@@ -16,7 +16,8 @@ class Position:
     """What a client, or a firm or account under netting, holds of a futures or an option.
 
     ``quantity``: contracts, below 0 when sold; the whole position, not a change. ``price``: average price, None or 0
-    for the calculated price of the instrument. ``after_last_clearing``: contracts that the last clearing left, None for all.
+    for the calculated price of the instrument. ``after_last_clearing``: contracts that the last clearing left, None for
+    all.
     """
 
     code: str

@@ -30,8 +30,12 @@ class InputError(QuindalError, ValueError):
     """A value that is refused before it reaches the library; ``name`` is that of the parameter or column."""
 
     def __init__(self, name: str, reason: str) -> None:
-        super().__init__(f"{name}: {reason}")
+        super().__init__(name, reason)
         self.name = name
+        self.reason = reason
+
+    def _text(self) -> str:
+        return f"{self.name}: {self.reason}"
 
 
 class LibraryNotFound(QuindalError, OSError):
@@ -43,11 +47,15 @@ class ServerError(QuindalError):
 
 
 class CommandError(QuindalError):
-    """The command line ended with a status other than 0: ``status``, and what it said on standard error."""
+    """The command line ended with a ``status`` other than 0; ``said`` is what it wrote on standard error."""
 
     def __init__(self, status: int, said: str) -> None:
-        super().__init__(said.strip() or f"quindal ended with status {status}")
+        super().__init__(status, said)
         self.status = status
+        self.said = said.strip()
+
+    def _text(self) -> str:
+        return self.said or f"quindal ended with status {self.status}"
 
 
 class LibraryError(QuindalError):

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from importlib import import_module
 from typing import Any
 
 from .explanation import Explanation, Grid
@@ -13,10 +14,9 @@ def plot(explanation: Explanation) -> Any:
     Price across, money up; before stresses. ``figure.savefig("margin.png")`` writes it. Raises ImportError without
     matplotlib.
     """
-    from matplotlib.figure import Figure  # heavy, and not everybody has it
-
+    figures = import_module("matplotlib.figure")  # heavy, and not everybody has it
     panels = max(len(explanation.grids), 1)
-    figure = Figure(figsize=(8, 3.5 * panels), layout="constrained")
+    figure = figures.Figure(figsize=(8, 3.5 * panels), layout="constrained")
     figure.suptitle(f"{explanation.client}: GO {explanation.go:,.2f}")
     for place, grid in enumerate(explanation.grids):
         _draw(figure.add_subplot(panels, 1, place + 1), grid, explanation)

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import pickle
 import socket
 import subprocess
 from collections.abc import Callable, Iterator
@@ -188,6 +189,19 @@ def test_the_command_line_says_why(calculator: Calculator) -> None:
     with pytest.raises(CommandError, match="did not accept the user") as caught:
         calculator.explain("AA01001")
     assert caught.value.status == 3
+
+
+@pytest.mark.parametrize(
+    "error",
+    [
+        InputError("price", "nan is not a finite number").in_row(3),
+        library_error(94813, "text", "SetPosition").in_row(3),
+        CommandError(3, "no router").in_row(3),
+    ],
+)
+def test_an_exception_travels_between_processes(error: QuindalError) -> None:
+    arrived = pickle.loads(pickle.dumps(error))
+    assert (type(arrived), str(arrived), vars(arrived)) == (type(error), str(error), vars(error))
 
 
 @pytest.mark.parametrize(

@@ -39,5 +39,9 @@ def test_a_plot_has_a_panel_for_each_contract_and_a_line_for_each_scenario(
     for axes, grid in zip(figure.axes, explanation.grids):
         lines = [line for line in axes.get_lines() if len(line.get_xdata()) == len(grid.prices)]
         assert [list(line.get_ydata()) for line in lines] == grid.scenarios
+    rings = [line.get_xydata().tolist()[0] for line in figure.axes[0].get_lines() if line.get_marker() == "o"]
+    drawn = explanation.grids[0]
+    low = min(row[0] for row in drawn.scenarios)
+    assert rings == [[drawn.prices[0], low]]  # its worst cell is the low end of the grid, as the first page says
     figure.savefig(tmp_path / "margin.png")
     assert (tmp_path / "margin.png").read_bytes().startswith(b"\x89PNG")

@@ -62,7 +62,7 @@ def test_a_batch_with_nan_changes_nothing(example_book: Calculator) -> None:
         (lambda: Position("AA01001", "INDX-12.26", True), "quantity: True is no number"),
         (lambda: Position("AA01001", "", 1), "instrument: '' is no code"),
         (lambda: Position("AA01001", "INDX\0", 1), "instrument: 'INDX\\\\x00' has a zero byte"),
-        (lambda: Position("AA01001", "INDX-12.26", 1, level="broker"), "level: 'broker' is none of account, firm, client"),
+        (lambda: Position("AA01001", "INDX-12.26", 1, level="broker"), "level: 'broker' is none of account, firm"),
         (lambda: Order("AA01001", "INDX-12.26", "Buy", 1), "side: 'Buy' is neither buy nor sell"),
         (lambda: Order("AA01001", "INDX-12.26", "buy", 0), "quantity: 0 is not from 1 to"),
         (lambda: Order("AA01", "INDX-12.26", "buy", 1), "client: 'AA01' has not 7 characters"),

@@ -14,7 +14,8 @@ from quindalim.codes import CODE_NAMES
 
 HEADER = re.sub(r"/\*.*?\*/", "", (REPOSITORY / "Units/QuindalIM/include/QuindalIM.h").read_text(), flags=re.S)
 C_TYPES = {"int8_t": "i8", "int32_t": "i32", "int64_t": "i64", "double": "f64", "intptr_t": "handle", "bool": "bool"}
-C_TYPES |= {"ExtraRisksInfo": "info"} | {name: C_TYPES[kind] for kind, name in re.findall(r"typedef (\w+) (\w+);", HEADER)}
+C_TYPES["ExtraRisksInfo"] = "info"
+C_TYPES |= {name: C_TYPES[kind] for kind, name in re.findall(r"typedef (\w+) (\w+);", HEADER)}
 
 
 def declared_parameter(text: str) -> tuple[str, str, bool]:

@@ -8,12 +8,13 @@ import subprocess
 import sys
 import tempfile
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import pytest
 from conftest import MARKET
 
-from quindalim import Order, Session, version
+from quindalim import ClientMargin, ClientNode, Order, Session, version
 
 
 def descendants(process: int) -> list[int]:
@@ -81,7 +82,8 @@ if sys.argv[3] == "wait": time.sleep(60)
 
 @pytest.mark.parametrize("end", ["exit", signal.SIGINT, signal.SIGKILL])
 def test_a_program_that_ends_without_closing_leaves_no_process(end: str | signal.Signals) -> None:
-    words = [sys.executable, "-c", PROGRAM, str(MARKET), str(Path(__file__).parent), "exit" if end == "exit" else "wait"]
+    words = [sys.executable, "-c", PROGRAM, str(MARKET), str(Path(__file__).parent)]
+    words += ["exit" if end == "exit" else "wait"]
     with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as program:
         assert program.stdout is not None
         processes = [int(word) for word in program.stdout.readline().split()]
@@ -113,6 +115,21 @@ def test_a_session_at_a_server_that_runs(session: Session, monkeypatch: pytest.M
     words = [sys.executable, "-c", program, login.ini, login.user]
     run = subprocess.run(words, capture_output=True, text=True, check=True)
     assert run.stdout == "19846.13 19846.13 []\n"
+
+
+def test_threads_share_a_session(session: Session) -> None:
+    firm = session.calculator.firm("AA01")
+    clients = [firm.client(f"AA0100{number}") for number in range(4)]
+    alone = [client.set_position("INDX-12.26", 100, 3300.0) for client in clients]
+
+    def walk(client: ClientNode) -> ClientMargin:
+        margins = [client.set_position("INDX-12.26", quantity, 3300.0) for quantity in range(1, 101)]
+        assert sorted(margin.go for margin in margins) == [margin.go for margin in margins]
+        return margins[-1]
+
+    with ThreadPoolExecutor(4) as threads:
+        walked = list(threads.map(walk, clients))
+    assert [margin.go for margin in walked] == [margin.go for margin in alone]
 
 
 def test_the_version_needs_no_session() -> None:
