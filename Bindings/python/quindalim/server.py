@@ -17,8 +17,18 @@ from .errors import InputError, ServerError
 _USER = "USER01"
 _END_SECONDS = 15
 
-# The server ends when the pipe to its keeper closes: at the end of the session, or when this process ends in any way.
-_KEEPER = 'trap : TERM INT HUP; "$@" & server=$!; exec >&-; read -r end; kill "$server" 2>/dev/null; wait "$server"'
+# The server ends, and its folder goes, when the pipe to the keeper closes: at the end of the session, or when this
+# process ends in any way.
+_KEEPER = """
+folder=$1; shift
+trap : TERM INT HUP
+"$@" & server=$!
+exec >&-
+read -r end
+kill "$server" 2>/dev/null
+wait "$server"
+rm -rf "$folder"
+"""
 
 
 class PrivateServer:
@@ -50,7 +60,7 @@ class PrivateServer:
         words = [command_path(), "serve", "--instruments", str(self._folder / "market.xml"), "--users", str(users)]
         with open(self._folder / "said", "w+", encoding="utf-8", errors="replace") as said:
             self._keeper = subprocess.Popen(
-                ["/bin/sh", "-c", _KEEPER, "sh", *words],
+                ["/bin/sh", "-c", _KEEPER, "sh", str(self._folder), *words],
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,
                 stderr=said,
@@ -61,7 +71,7 @@ class PrivateServer:
             if line and line[-1].isdecimal():
                 return int(line[-1])
             self._end_keeper()
-            said.seek(0)
+            said.seek(0)  # open, though its folder is gone
             raise ServerError(said.read().strip() or "the private server ended without a word")
 
     @property

@@ -81,10 +81,12 @@ if sys.argv[3] == "wait": time.sleep(60)
 
 
 @pytest.mark.parametrize("end", ["exit", signal.SIGINT, signal.SIGKILL])
-def test_a_program_that_ends_without_closing_leaves_no_process(end: str | signal.Signals) -> None:
+def test_a_program_that_ends_without_closing_leaves_nothing(end: str | signal.Signals, tmp_path: Path) -> None:
     words = [sys.executable, "-c", PROGRAM, str(MARKET), str(Path(__file__).parent)]
     words += ["exit" if end == "exit" else "wait"]
-    with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as program:
+    environment = {**os.environ, "TMPDIR": str(tmp_path)}
+    quiet = subprocess.DEVNULL
+    with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=quiet, text=True, env=environment) as program:
         assert program.stdout is not None
         processes = [int(word) for word in program.stdout.readline().split()]
         assert len(processes) == 4
@@ -92,6 +94,7 @@ def test_a_program_that_ends_without_closing_leaves_no_process(end: str | signal
             os.kill(program.pid, end)
         program.wait(30)
     assert wait_for_the_end_of(processes) == []
+    assert list(tmp_path.iterdir()) == []
 
 
 def test_sessions_follow_each_other_from_a_clean_slate() -> None:
