@@ -44,7 +44,7 @@ from .errors import (
 )
 from .explanation import Explanation, Grid, Level, Share, WorstCell
 from .instruments import BaseContract, Currency, Futures, Multileg, Option, OptionSeries
-from .library import error_text, version
+from .shared_library import error_text, version
 from .plot import plot
 from .session import Session
 from .tree import AccountNode, ClientNode, FirmNode

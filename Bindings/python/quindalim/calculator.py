@@ -25,7 +25,7 @@ from .instruments import (
     arguments_of,
     read_back,
 )
-from .library import Library
+from .shared_library import Library
 from .mirror import Mirror, packed, unpacked
 from .what_if import WhatIfProcess
 

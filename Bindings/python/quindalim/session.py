@@ -10,7 +10,7 @@ from . import checks
 from .calculator import Calculator
 from .command import Login
 from .errors import InputError
-from .library import library
+from .shared_library import library
 from .server import PrivateServer
 
 

@@ -37,7 +37,7 @@ from quindalim import (
 )
 from quindalim.command import command_path
 from quindalim.errors import library_error
-from quindalim.library import Library, library
+from quindalim.shared_library import Library, library
 
 
 def ini_file(folder: Path, port: int | None) -> Path:
