@@ -40,6 +40,13 @@ function(quindal_carries_what_it_reaches target)
   target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--gc-sections> ${QUINDAL_NO_LINE_TABLES})
 endfunction()
 
+# quindal_few_objects(TARGET): up to eight sources of a target are compiled together, since half of the compiling is
+# reading headers. The engine of a release stays a source an object, so that what its kernels are inlined into does not
+# depend on which file stands beside which.
+function(quindal_few_objects target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+endfunction()
+
 # quindal_unit(NAME DEPENDS unit... SOURCES file... [PRIVATE_LIBS lib...])
 # One unit of the house: a static library with include/ for its readers and source/ for itself.
 function(quindal_unit name)
@@ -49,6 +56,9 @@ function(quindal_unit name)
   target_link_libraries(${name} PUBLIC quindal_flags ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_LIBS})
   target_compile_options(${name} PRIVATE ${QUINDAL_SECTIONS})
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  if(QUINDAL_SANITIZE OR NOT name STREQUAL "kv7go")
+    quindal_few_objects(${name})
+  endif()
 endfunction()
 
 # quindal_test(NAME DEPENDS lib... SOURCES file... [LABELS label...])
@@ -60,7 +70,7 @@ endfunction()
 function(quindal_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY_TESTS} UNITY_BUILD_BATCH_SIZE 14)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QUINDAL_UNITY} UNITY_BUILD_BATCH_SIZE 14)
   list(FILTER ARG_SOURCES EXCLUDE REGEX "Test\\.cpp$")
   set_source_files_properties(${ARG_SOURCES} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_link_libraries(${name} PRIVATE quindal_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)

@@ -5,7 +5,8 @@
 #   --record   and when all of them are clean, scripts/tidied names the present commit
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 scripts/install-deps.sh --lint
-[ -f build/release/compile_commands.json ] || configure release
+# How each source is compiled by itself; nothing is built there.
+cmake --preset release -B build/lint -DQUINDAL_UNITY=OFF >/dev/null
 
 # A file without its comments, includes and blanks: as long as that stays, tidy has nothing new to say of it.
 code_of() { sed -E 's:[/]/.*$::; /^[[:space:]]*#[[:space:]]*include/d' | tr -d '[:space:]'; }
@@ -21,24 +22,30 @@ changed_files() {
         done
 }
 
-# The sources among some files, and for each header among them one source that reads it: the one of its name, or else
-# one of those sources, or else the first that the build knows.
+# A source that reads a header: the one of its name, or else one that includes it, itself or by way of other headers.
+source_that_reads() {
+    local name="${1##*/}" found headers=("$1") header
+    found="$(git ls-files "Platform/**/${name%.h}.cpp" "Units/**/${name%.h}.cpp" "Apps/**/${name%.h}.cpp" | head -n 1)"
+    for ((next = 0; next < ${#headers[@]} && ${#found} == 0; ++next)); do
+        for header in $(git grep -lE "#include [\"<](.*/)?${headers[next]##*/}[\">]" -- Platform Units Apps); do
+            case $header in
+                *.cpp) found="$header"; break ;;
+                *.h) [[ " ${headers[*]} " == *" $header "* ]] || headers+=("$header") ;;
+            esac
+        done
+    done
+    printf '%s\n' "$found"
+}
+
+# The sources among some files, and for each header among them a source that reads it.
 sources_that_show() {
-    awk -v root="$ROOT/" '
-        FILENAME == ARGV[1] { if (/\.cpp$/) sources[$0]; else headers[$0]; next }
-        /^[^ ]/ { source = "" }
-        /^ / {
-            path = $1; sub(root, "", path); sub(/^(\.\.\/)+/, "", path)
-            if (source == "") source = path
-            if (!(path in headers) || source !~ /^(Platform|Units|Apps)\/.*\.cpp$/) next
-            name = path; gsub(/.*\/|\.h$/, "", name)
-            rank = source ~ "/" name "[.]cpp$" ? 3 : source in sources ? 2 : 1
-            if (rank > best[path]) { best[path] = rank; reader[path] = source }
-        }
-        END {
-            for (path in reader) print reader[path]
-            for (path in sources) print path
-        }' "$1" <(ninja -C build/release -t deps) | sort -u
+    local path
+    while read -r path; do
+        case $path in
+            *.cpp) printf '%s\n' "$path" ;;
+            *) source_that_reads "$path" ;;
+        esac
+    done | sort -u | sed '/^$/d'
 }
 
 say "clang-format"
@@ -52,7 +59,7 @@ case "${1:-}" in
         ;;
 esac
 if [ -n "$base" ] && git rev-parse -q --verify "$base^{commit}" >/dev/null; then
-    mapfile -t sources < <(sources_that_show <(changed_files "$base"))
+    mapfile -t sources < <(changed_files "$base" | sources_that_show)
 else
     mapfile -t sources < <(git ls-files 'Platform/*.cpp' 'Units/*.cpp' 'Apps/*.cpp')
 fi
