@@ -162,9 +162,6 @@ inline void CollapseCells(const NodeCells& node, RiskRow& row) noexcept
 
 } // namespace kernels
 
-/// Stress points of a position, money; the two charges are multiplied by chargeRatio.
-[[nodiscard]] SpecialRiskPoints PointsOfPosition(const PositionTransform& transform, double chargeRatio) noexcept;
-
 /// second = min(first, second) at each point.
 void SmallerOfBoth(const RiskRow& first, RiskRow& second) noexcept;
 

@@ -27,6 +27,7 @@
 #include "instruments/SpecOption.h"
 #include "instruments/SpecVirtFutures.h"
 #include "kernels/OptionKernels.h"
+#include "kernels/PointsOfPosition.h"
 #include "kernels/SeriesTakers.h"
 
 namespace kv7im {
@@ -209,8 +210,8 @@ public:
     }
     void Points(SpecialRiskPoints& points, double chargeRatio) const noexcept
     {
-        points -= PointsOfPosition(m_before, chargeRatio);
-        points += PointsOfPosition(m_after, chargeRatio);
+        points -= kernels::PointsOfPosition(m_before.grid->points, m_before, m_before.scale, chargeRatio);
+        points += kernels::PointsOfPosition(grid->points, m_after, m_after.scale, chargeRatio);
     }
     [[nodiscard]] static constexpr bool IsNothing() noexcept { return false; }
     [[nodiscard]] bool IsOfNumbers() const noexcept

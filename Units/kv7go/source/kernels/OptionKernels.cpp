@@ -158,15 +158,4 @@ void CollapseView(const Profile& series, const RiskRow& view, RiskRow& row) noex
     }
 }
 
-SpecialRiskPoints PointsOfPosition(const OptionTransform& transform, double chargeRatio) noexcept
-{
-    SpecialRiskPoints points = transform.grid->points;
-    points -= transform.pointsPrice;
-    points *= transform.scale;
-    points.CoverFarPoints(transform.coverZL, transform.coverZR);
-    points.ShiftAll(transform.shift);
-    points.ScaleCharges(chargeRatio);
-    return points;
-}
-
 } // namespace kv7im

@@ -91,7 +91,4 @@ void ReplaceDeliveryView(RiskRow& given, const RiskRow& now, std::size_t scenari
 
 } // namespace kernels
 
-/// Stress points of a position, money; the two charges are multiplied by chargeRatio.
-[[nodiscard]] SpecialRiskPoints PointsOfPosition(const OptionTransform& transform, double chargeRatio) noexcept;
-
 } // namespace kv7im

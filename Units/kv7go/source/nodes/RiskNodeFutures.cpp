@@ -5,6 +5,7 @@
 
 #include "instruments/SpecFutures.h"
 #include "kernels/FuturesOrderKernels.h"
+#include "kernels/PointsOfPosition.h"
 #include "nodes/RiskNodeMMS.h"
 #include "nodes/RiskNodeOptionSeries.h"
 #include "nodes/RoadOfFutures.h"
@@ -126,8 +127,11 @@ void RiskNodeFutures::ReplacePosition(const PositionTransform& before, const Pos
                                       double chargeRatio) noexcept
 {
     ChangeCells(kernels::FuturesPositionChange(before, after, isCollateral), 0, m_volatility.Blocks());
-    ChangePoints([out = PointsOfPosition(before, chargeRatio),
-                  in = PointsOfPosition(after, chargeRatio)](SpecialRiskPoints& points) {
+    const auto pointsOf = [chargeRatio](const PositionTransform& transform) {
+        return kernels::PointsOfPosition(transform.profile->GetSpecialRiskPoints(), transform,
+                                         transform.negate ? -transform.scale : transform.scale, chargeRatio);
+    };
+    ChangePoints([out = pointsOf(before), in = pointsOf(after)](SpecialRiskPoints& points) {
         points -= out;
         points += in;
     });
