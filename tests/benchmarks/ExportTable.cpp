@@ -75,8 +75,8 @@ public:
         DeInitQuindalIM();
     }
 
-    [[nodiscard]] std::vector<std::string> Measure(const Row& row, const bench::CycleClock& clock, const char* trace,
-                                                   bool quick)
+    [[nodiscard]] std::vector<std::string> Measure(const Row& row, const bench::CycleClock& clock,
+                                                   const std::string& trace, bool quick)
     {
         Check(ClearAll(m_calc));
         quindal::test::InsertMarket(m_calc, row.market);
@@ -105,10 +105,11 @@ private:
 };
 
 /// A copy of the ini file that opens the trace log, beside it.
-std::string WithTraceLog(const std::string& ini)
+std::string WithTraceLog(const std::string& ini, const std::string& flush)
 {
-    std::string copy = ini + ".trace";
-    std::ofstream(copy) << std::ifstream(ini).rdbuf() << "[QuindalIM::xplog]\nfile = " << copy << ".log\n";
+    std::string copy = ini + "." + flush;
+    std::ofstream(copy) << std::ifstream(ini).rdbuf() << "[QuindalIM::xplog]\nfile = " << copy
+                        << ".log\nflush = " << flush << "\n";
     return copy;
 }
 
@@ -122,9 +123,11 @@ void PrintTable(const std::string& ini, const char* user, const char* password, 
         for (const Row& row : RowsWithoutTrace())
             table.Add(library.Measure(row, clock, "closed", quick));
     }
-    Library library(WithTraceLog(ini), user, password);
-    for (const Row& row : RowsWithTrace())
-        table.Add(library.Measure(row, clock, "open", quick));
+    for (const std::string flush : {"line", "buffer"}) {
+        Library library(WithTraceLog(ini, flush), user, password);
+        for (const Row& row : RowsWithTrace())
+            table.Add(library.Measure(row, clock, "open, a " + flush, quick));
+    }
     table.Print();
 }
 

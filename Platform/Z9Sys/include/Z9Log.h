@@ -6,6 +6,8 @@
  *   level      info, warning, error, fatal or off; info by default
  *   max_size   bytes before rotation, 0 for none
  *   max_files  rotated files kept, 5 by default
+ *   flush      line: a line is in the file when its call returns (the default); buffer: lines are gathered, some
+ *              thousand bytes of them, until the buffer is full, an error or a fatal line comes, or the log is closed
  * The section is found by its exact name or by that name in lower case.
  * A file that is made now is for its owner and group (0640, or less by the umask), a rotated one too; one that was
  * there keeps its permissions. Pipes, devices, folders and sockets are refused, a link to a regular file is followed.

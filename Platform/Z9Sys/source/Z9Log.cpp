@@ -47,21 +47,25 @@ bool IsSeverity(int severity) noexcept { return severity >= Z9LOG_INFO && severi
 class Log
 {
 public:
-    Log(SinkPtr sink, int level) : sink_(std::move(sink)), level_(level) {}
+    Log(SinkPtr sink, int level, bool flushesEachLine)
+        : sink_(std::move(sink)), flushesEachLine_(flushesEachLine), level_(level)
+    {}
 
     void SetLevel(int level) noexcept { level_ = level; }
 
     [[nodiscard]] bool Writes(int severity) const noexcept { return sink_ != nullptr && severity >= level_; }
 
-    // Writes one line, which is in the file when this returns. Throws what the sink throws.
-    void Write(spdlog::string_view_t line)
+    // Writes one line. It is in the file when this returns, with all before it, unless the log gathers lines and this
+    // is no error. Throws what the sink throws.
+    void Write(int severity, spdlog::string_view_t line)
     {
         sink_->log(spdlog::details::log_msg(spdlog::string_view_t(), spdlog::level::info, line));
-        sink_->flush();
+        if (flushesEachLine_ || severity >= Z9LOG_ERROR) sink_->flush();
     }
 
 private:
     SinkPtr sink_;
+    bool flushesEachLine_;
     std::atomic<int> level_;
 };
 
@@ -168,6 +172,7 @@ struct Settings
     int level = Z9LOG_INFO;
     std::uint64_t maxSize = 0; // bytes, 0 for no rotation
     std::uint64_t maxFiles = kDefaultMaxFiles;
+    bool flushesEachLine = true;
 };
 
 std::string LowerCase(std::string text)
@@ -200,6 +205,13 @@ bool ReadLevel(Z9INI_HANDLE ini, const std::string& section, int& level)
     return false;
 }
 
+bool ReadFlush(Z9INI_HANDLE ini, const std::string& section, bool& flushesEachLine)
+{
+    const std::string when = z9::IniFind(ini, section, "flush").value_or("line");
+    flushesEachLine = when == "line";
+    return flushesEachLine || when == "buffer";
+}
+
 Z9ERR ReadSettings(Z9INI_HANDLE ini, const char* sectionName, Settings& settings)
 {
     if (const Z9ERR code = z9::IniCheckHandle(ini); code != z9::kOk) return code;
@@ -209,7 +221,8 @@ Z9ERR ReadSettings(Z9INI_HANDLE ini, const char* sectionName, Settings& settings
     settings.file = z9::IniFind(ini, section, "file").value_or("");
     const bool good = ReadLevel(ini, section, settings.level) &&
                       ReadNumber(ini, section, "max_size", settings.maxSize) &&
-                      ReadNumber(ini, section, "max_files", settings.maxFiles) && settings.maxFiles <= kMostFiles;
+                      ReadNumber(ini, section, "max_files", settings.maxFiles) && settings.maxFiles <= kMostFiles &&
+                      ReadFlush(ini, section, settings.flushesEachLine);
     return good ? z9::kOk : Z9ERR_LOG_WRONG_PARAMETER;
 }
 
@@ -262,7 +275,7 @@ Z9ERR MakeLog(Z9INI_HANDLE ini, const char* section, bool fileRequired, std::sha
         sink = settings.file.empty() ? nullptr : OpenSink(settings);
         if (sink == nullptr) return Z9ERR_LOG_CANNOT_OPEN;
     }
-    log = std::make_shared<Log>(std::move(sink), settings.level);
+    log = std::make_shared<Log>(std::move(sink), settings.level, settings.flushesEachLine);
     return z9::kOk;
 }
 
@@ -393,7 +406,7 @@ void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::opt
         AppendOnOneLine(line, category == nullptr ? "" : category);
         Append(line, "] ");
         AppendOnOneLine(line, {text.data(), text.size()});
-        log->Write({line.data(), line.size()});
+        log->Write(severity, {line.data(), line.size()});
         return z9::kOk;
     }));
     errno = callersErrno;

@@ -33,6 +33,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::SizeIs;
 
 // Opens an ini file of the given text for one call and gives the code of that call.
 template <class Call>
@@ -583,9 +584,10 @@ TEST(Z9LogTest, WrongLevelsAndNumbersAreRefused)
 {
     const TempDir dir;
     const DefaultLogCloser closer;
-    for (const std::string wrong : {"level = INFO", "level =", "level = debug", "level = 1", "max_size = -1",
-                                    "max_size = 1k", "max_size =", "max_size = 99999999999999999999999",
-                                    "max_files = many", "max_files = -1", "max_files = 200001"}) {
+    for (const std::string wrong :
+         {"level = INFO", "level =", "level = debug", "level = 1", "max_size = -1", "max_size = 1k",
+          "max_size =", "max_size = 99999999999999999999999", "max_files = many", "max_files = -1",
+          "max_files = 200001", "flush =", "flush = never", "flush = LINE"}) {
         int marker = 0;
         Z9LOG_HANDLE log = &marker;
         const std::string keys = "file = " + dir.File("a.log") + "\n" + wrong + "\n";
@@ -631,6 +633,40 @@ TEST(Z9LogTest, AFileIsRotatedAndOnlySoManyAreKept)
     EXPECT_THAT(Entries(dir.File("a.1.log")), ElementsAre("INFO [c] 7", "INFO [c] 8"));
     EXPECT_THAT(Entries(dir.File("a.2.log")), ElementsAre("INFO [c] 5", "INFO [c] 6"));
     EXPECT_FALSE(std::filesystem::exists(dir.File("a.3.log")));
+}
+
+TEST(Z9LogTest, ALineIsInTheFileWhenItsCallReturns)
+{
+    const TempDir dir;
+    const CustomLog unsaid(dir, "unsaid.log");
+    const CustomLog said(dir, "said.log", "flush = line\n");
+    for (const CustomLog* log : {&unsaid, &said}) {
+        Write(*log, Z9LOG_INFO, "c", "one");
+        EXPECT_THAT(Entries(log->File()), ElementsAre("INFO [c] one"));
+    }
+}
+
+TEST(Z9LogTest, GatheredLinesReachTheFileWithAnErrorWhenTheBufferIsFullAndAtTheEnd)
+{
+    const TempDir dir;
+    {
+        const CustomLog log(dir, "a.log", "flush = buffer\n");
+        Write(log, Z9LOG_INFO, "c", "one");
+        Write(log, Z9LOG_WARNING, "c", "two");
+        EXPECT_THAT(Entries(log.File()), IsEmpty());
+        Write(log, Z9LOG_ERROR, "c", "three");
+        EXPECT_THAT(Entries(log.File()), ElementsAre("INFO [c] one", "WARNING [c] two", "ERROR [c] three"));
+        Write(log, Z9LOG_INFO, "c", "four");
+        EXPECT_THAT(Entries(log.File()), SizeIs(3));
+    }
+    EXPECT_THAT(Entries(dir.File("a.log")),
+                ElementsAre("INFO [c] one", "WARNING [c] two", "ERROR [c] three", "INFO [c] four"));
+
+    const CustomLog longLines(dir, "b.log", "flush = buffer\n");
+    const std::string text(1000, 'x');
+    for (int i = 0; i < 100; ++i)
+        Write(longLines, Z9LOG_INFO, "c", "%s", text.c_str());
+    EXPECT_GE(std::filesystem::file_size(longLines.File()), 50'000u) << "a hundred lines of a thousand bytes";
 }
 
 TEST(Z9LogTest, FilesAreForOwnerAndGroupAndForFewerByTheUmask)
