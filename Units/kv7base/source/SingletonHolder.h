@@ -1,10 +1,11 @@
-// One object of a class, made at first use and there until the process ends. It is never destroyed, so that a message
-// written while the process winds down still finds its log; a static pointer reaches it, so it is no leak.
+// One object of a class, made at first use and there until the process ends or the library is unloaded. It is never
+// destroyed, so that a message written while the process winds down still finds its log.
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <cstddef>
 #include <mutex>
+#include <new>
 
 namespace kv7base {
 
@@ -35,11 +36,16 @@ public:
     void unlock() override {}
 };
 
-/// Keeps the object on the heap.
+/// Keeps the object in the library's own data, so that an unloaded library leaves nothing on the heap. Create is called
+/// once.
 template <class T>
-struct CNewStorage
+struct CStaticStorage
 {
-    [[nodiscard]] static T* Create() { return std::make_unique<T>().release(); }
+    [[nodiscard]] static T* Create()
+    {
+        alignas(T) static std::byte room[sizeof(T)];
+        return ::new (room) T();
+    }
 };
 
 template <class T, template <class> class Storage, class Sync>

@@ -222,9 +222,9 @@ volatile std::int32_t* CZ9Log::trcheck_LogErrorV_0(const char* format, va_list) 
 
 #undef KV7_WRITE_
 
-CZ9Log& GetDefaultLog() { return CSingletonHolder<Z9DefaultLog, CNewStorage, CNoLock>::Instance(); }
+CZ9Log& GetDefaultLog() { return CSingletonHolder<Z9DefaultLog, CStaticStorage, CNoLock>::Instance(); }
 
-CZ9Log& GetCustomLog() { return CSingletonHolder<Z9CustomLog, CNewStorage, CMutexLock>::Instance(); }
+CZ9Log& GetCustomLog() { return CSingletonHolder<Z9CustomLog, CStaticStorage, CMutexLock>::Instance(); }
 
 namespace {
 

@@ -1,9 +1,10 @@
-// The recycling pool behind the arrays: block sizes, reuse, threads and their end.
+// The recycling pool behind the arrays: block sizes, reuse, threads, the end of the process.
 //
-// Each test runs on a thread of its own, because a pool belongs to a thread and keeps what it got.
+// Tests run on threads of their own, because what was asked of the system is counted by thread.
 
 #include "grids/LazyMemoryPool.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +33,14 @@ template <class Body>
 void OnFreshThread(Body body)
 {
     std::thread(body).join();
+}
+
+std::vector<std::size_t> AllFreeBlocks()
+{
+    std::vector<std::size_t> lengths;
+    for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
+        lengths.push_back(LazyMemoryPool::FreeBlocks(i));
+    return lengths;
 }
 
 const MallocedHeader& HeaderOf(void* data) { return *(static_cast<const MallocedHeader*>(data) - 1); }
@@ -77,14 +86,14 @@ TEST(LazyMemoryPool, ARequestGoesToTheBulkOfItsBytesDividedBy256)
     const Case cases[] = {{0, 0, 256},   {1, 0, 256},      {255, 0, 256},    {256, 1, 512},   {511, 1, 512},
                           {512, 2, 768}, {3839, 14, 3840}, {3840, 15, 4096}, {4095, 15, 4096}};
     for (const Case& c : cases) {
-        OnFreshThread([&c] {
-            void* data = LazyMemoryPool::Allocate(c.bytes);
-            EXPECT_EQ(HeaderOf(data).size, c.size) << c.bytes << " bytes";
-            EXPECT_EQ(HeaderOf(data).next, nullptr) << c.bytes << " bytes";
-            LazyMemoryPool::Release(data);
-            for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
-                EXPECT_EQ(LazyMemoryPool::FreeBlocks(i), i == c.bulk ? 1u : 0u) << c.bytes << " bytes, bulk " << i;
-        });
+        void* data = LazyMemoryPool::Allocate(c.bytes);
+        EXPECT_EQ(HeaderOf(data).size, c.size) << c.bytes << " bytes";
+        EXPECT_EQ(HeaderOf(data).next, nullptr) << c.bytes << " bytes";
+        const std::vector<std::size_t> before = AllFreeBlocks();
+        LazyMemoryPool::Release(data);
+        const std::vector<std::size_t> after = AllFreeBlocks();
+        for (std::size_t i = 0; i < LazyMemoryPool::BulkCount; ++i)
+            EXPECT_EQ(after[i] - before[i], i == c.bulk ? 1u : 0u) << c.bytes << " bytes, bulk " << i;
     }
 }
 
@@ -176,92 +185,96 @@ TEST(LazyMemoryPool, ReleasingNothingIsAllowed)
     });
 }
 
-TEST(LazyMemoryPool, ABlockReleasedElsewhereJoinsTheListsOfThatThread)
+TEST(LazyMemoryPool, ABlockReleasedElsewhereIsBackForAllThreads)
 {
-    OnFreshThread([] {
-        void* travelling = LazyMemoryPool::Allocate(100);
+    for (const std::size_t bytes : {std::size_t{100}, std::size_t{10'000}}) {
+        const std::size_t bulk = LazyMemoryPool::BulkOf(bytes);
+        void* travelling = LazyMemoryPool::Allocate(bytes);
+        const std::size_t free = LazyMemoryPool::FreeBlocks(bulk);
         OnFreshThread([travelling] {
             LazyMemoryPool::Release(travelling);
-            EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 1u);
             EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), -1) << "it gave back what another thread took";
-            void* reused = LazyMemoryPool::Allocate(200);
+        });
+        EXPECT_EQ(LazyMemoryPool::FreeBlocks(bulk), free + 1) << "the end of a thread takes nothing along";
+        OnFreshThread([travelling, bytes] {
+            void* reused = LazyMemoryPool::Allocate(bytes + 50);
             EXPECT_EQ(reused, travelling);
             EXPECT_EQ(LazyMemoryPool::SystemAllocations(), 0u);
             LazyMemoryPool::Release(reused);
-        }); // the thread that keeps the block frees it at its end: a leak or a double free would show here
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 0u);
-        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 1);
-    });
-}
-
-TEST(LazyMemoryPool, ALargeForeignBlockJoinsTheBulkOfItsSize)
-{
-    OnFreshThread([] {
-        void* large = LazyMemoryPool::Allocate(10000); // 8192 + 2 * 1024
-        OnFreshThread([large] {
-            LazyMemoryPool::Release(large);
-            EXPECT_EQ(LazyMemoryPool::FreeBlocks(LazyMemoryPool::BulkOf(10000)), 1u);
-            void* reused = LazyMemoryPool::Allocate(9500);
-            EXPECT_EQ(reused, large);
-            EXPECT_EQ(HeaderOf(reused).size, 10240u);
-            LazyMemoryPool::Release(reused);
         });
-    });
+    }
 }
 
-/// Built before the pool opens on its thread, so its destructor runs after the lists were emptied.
+TEST(LazyMemoryPool, ThreadsThatTakeTurnsNeedNoMoreThanOne)
+{
+    std::vector<void*> blocks;
+    const auto takeAll = [&blocks] {
+        for (std::size_t i = 0; i < 100; ++i)
+            blocks.push_back(LazyMemoryPool::AllocateUnfilled(200 * i));
+    };
+    const auto releaseAll = [&blocks] {
+        for (void* block : std::exchange(blocks, {}))
+            LazyMemoryPool::Release(block);
+    };
+    OnFreshThread(takeAll);
+    OnFreshThread(releaseAll);
+    for (int round = 0; round < 100; ++round) {
+        OnFreshThread([&] {
+            takeAll();
+            EXPECT_EQ(LazyMemoryPool::SystemAllocations(), 0u) << "round " << round;
+        });
+        OnFreshThread(releaseAll);
+    }
+}
+
+TEST(LazyMemoryPool, ThreadsThatDoNotTakeTurnsHaveBlocksOfTheirOwn)
+{
+    const auto work = [](unsigned char pattern) {
+        for (int step = 0; step < 20'000; ++step) {
+            const std::size_t bytes = 100 + step % 7 * 300u;
+            auto* data = static_cast<unsigned char*>(LazyMemoryPool::AllocateUnfilled(bytes));
+            std::memset(data, pattern, bytes);
+            const bool isOurs = std::all_of(data, data + bytes, [=](unsigned char byte) { return byte == pattern; });
+            LazyMemoryPool::Release(data);
+            ASSERT_TRUE(isOurs) << "step " << step;
+        }
+        EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
+    };
+    std::vector<std::thread> threads;
+    for (const unsigned char pattern : {'a', 'b', 'c', 'd'})
+        threads.emplace_back(work, pattern);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+/// Made before the lists are, so that it dies after them, as a singleton of a real program may.
 struct Straggler
 {
+    Straggler() = default;
+    Straggler(const Straggler&) = delete;
+    Straggler& operator=(const Straggler&) = delete;
     ~Straggler()
     {
         if (kept == nullptr) return;
         LazyMemoryPool::Release(kept); // straight to the system
-        *listsEmpty = LazyMemoryPool::FreeBlocks(0) == 0;
+        const bool listIsEmpty = LazyMemoryPool::FreeBlocks(0) == 0;
         void* late = LazyMemoryPool::Allocate(100); // straight from the system
-        *lateBlockIsZero = static_cast<const unsigned char*>(late)[99] == 0;
+        const bool lateBlockIsZero = static_cast<const unsigned char*>(late)[99] == 0;
         LazyMemoryPool::Release(late);
-        *listsEmpty = *listsEmpty && LazyMemoryPool::FreeBlocks(0) == 0;
-        *outstanding = LazyMemoryPool::OutstandingBlocks();
+        if (!listIsEmpty || !lateBlockIsZero || LazyMemoryPool::FreeBlocks(0) != 0) std::_Exit(1);
     }
     void* kept = nullptr;
-    bool* listsEmpty = nullptr;
-    bool* lateBlockIsZero = nullptr;
-    std::ptrdiff_t* outstanding = nullptr;
 };
+[[gnu::init_priority(101)]] Straggler straggler;
 
-TEST(LazyMemoryPool, WorksOnAfterTheListsOfAThreadWereEmptied)
+TEST(LazyMemoryPool, WorksOnAfterItsListsWereEmptied)
 {
-    bool listsEmpty = false;
-    bool lateBlockIsZero = false;
-    std::ptrdiff_t outstanding = -1;
-    OnFreshThread([&] {
-        static thread_local Straggler straggler;
-        straggler.listsEmpty = &listsEmpty;
-        straggler.lateBlockIsZero = &lateBlockIsZero;
-        straggler.outstanding = &outstanding;
-        straggler.kept = LazyMemoryPool::Allocate(100); // opens the pool, after the straggler stands
-        LazyMemoryPool::Release(LazyMemoryPool::Allocate(100));
-        EXPECT_EQ(LazyMemoryPool::FreeBlocks(0), 1u);
-    });
-    EXPECT_TRUE(listsEmpty);
-    EXPECT_TRUE(lateBlockIsZero);
-    EXPECT_EQ(outstanding, 0);
-}
-
-/// A singleton that outlives the thread-local objects of the main thread, as the ones of a real program do.
-kv7im::RiskMatrix& MatrixOfTheProcess()
-{
-    static kv7im::RiskMatrix matrix(5, 3, true);
-    return matrix;
-}
-
-TEST(LazyMemoryPool, AMatrixOfTheProcessMayDieAfterTheMainThreadsPool)
-{
-    // Destroyed at the end of the program, where a use of a dead list would crash or be reported by the sanitizers.
+    // A use of a dead list would crash or be reported by the sanitizers.
     EXPECT_EXIT(
         {
-            MatrixOfTheProcess() += 1.0;
-            std::exit(MatrixOfTheProcess().sum() == 15.0 ? 0 : 1);
+            straggler.kept = LazyMemoryPool::Allocate(100);
+            LazyMemoryPool::Release(LazyMemoryPool::Allocate(100));
+            std::exit(LazyMemoryPool::FreeBlocks(0) == 0 ? 2 : 0);
         },
         testing::ExitedWithCode(0), "");
 }
@@ -314,7 +327,7 @@ TEST(LazyMemoryPool, TheSteadyStateAsksTheSystemForNothing)
         };
         work();
         const std::size_t before = LazyMemoryPool::SystemAllocations();
-        EXPECT_GT(before, 0u);
+        EXPECT_GT(LazyMemoryPool::FreeBlocks(0), 0u) << "the arrays went through the pool";
         for (int i = 0; i < 1000; ++i)
             work();
         EXPECT_EQ(LazyMemoryPool::SystemAllocations(), before);

@@ -1,20 +1,23 @@
-// LazyMemoryPool: the recycling storage behind the arrays of the risk engine, one pool a thread, no locks.
+// LazyMemoryPool: the recycling storage behind the arrays of the risk engine, one pool for the process.
 //
 // Why:          recalculating a portfolio makes and drops arrays at a very high rate, always of the same few sizes. A
 //               dropped block waits on a free list and is handed out again, so that the steady state never reaches the
 //               general heap.
-// Shape:        bulks of one block size each, the same on every thread. The first 16 go in steps of 256 bytes up to
-//               4096; from there on eight to an octave up to 64 MB, so that no block is more than an eighth too large.
-//               What is larger still comes from the system and goes back to it.
+// Shape:        bulks of one block size each. The first 16 go in steps of 256 bytes up to 4096; from there on eight to
+//               an octave up to 64 MB, so that no block is more than an eighth too large. What is larger still comes
+//               from the system and goes back to it.
 // Always true:  the data area of a block is aligned to 64 bytes and stands 64 bytes behind its header.
-//               a block may be released on any thread; it then joins the lists of the releasing thread.
-//               the size of a block tells its bulk, on whatever thread it comes back.
-//               a free list has no upper limit, and it is emptied when its thread ends.
-// Thread end:   singletons may hold arrays longer than the main thread keeps its thread-local objects. A thread whose
-//               lists are already emptied goes straight to the system, in both directions.
+//               a block may be taken on one thread and released on another: it is back for all of them, so that threads
+//               that take turns with one book need no more memory than one thread does.
+//               the size of a block tells its bulk.
+//               a free list has no upper limit, and it is emptied when the library is unloaded or the process ends.
+// Threads:      one word says that the lists are in use. Who finds them so does not wait: that block comes from the
+//               system, or goes back to it.
+// Process end:  singletons may hold arrays longer than the lists live. Then each block goes straight to the system.
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -57,13 +60,14 @@ public:
     /// Bytes of `items` vectors. Throws std::bad_array_new_length from 2^58 items on.
     [[nodiscard]] static std::size_t BytesOfItems(std::size_t items);
 
-    // What tests and diagnostics ask about the calling thread.
+    // What tests and diagnostics ask.
 
-    /// Blocks allocated less blocks released on this thread. Negative on a thread that gives back what others took.
+    /// Blocks allocated less blocks released on the calling thread. Negative on a thread that gives back what others
+    /// took.
     [[nodiscard]] static std::ptrdiff_t OutstandingBlocks() noexcept;
-    /// Blocks that this thread has asked of the system since it started.
+    /// Blocks that the calling thread has asked of the system since it started.
     [[nodiscard]] static std::size_t SystemAllocations() noexcept;
-    /// Length of the free list of a bulk, 0 to BulkCount - 1. Walks the list.
+    /// Length of the free list of a bulk, 0 to BulkCount - 1. Walks the list, which nobody else may use meanwhile.
     [[nodiscard]] static std::size_t FreeBlocks(std::size_t bulk) noexcept;
     /// Block size of a bulk, 0 to BulkCount - 1, in bytes without the header.
     [[nodiscard]] static std::size_t ObjectSize(std::size_t bulk) noexcept;
@@ -71,24 +75,22 @@ public:
     [[nodiscard]] static std::size_t BulkOf(std::size_t bytes) noexcept;
 
 private:
-    enum class Stage : std::uint8_t
-    {
-        Untouched, // nothing allocated or released yet, nobody waits for the end of the thread
-        Open,      // the lists are in use and will be emptied at the end of the thread
-        Closed,    // the lists are gone for good
-    };
-    class ThreadEnd;
+    class Use;
+    class ProcessEnd;
 
     [[nodiscard]] static MallocedHeader* Take(std::size_t bytes);
+    [[nodiscard]] static MallocedHeader* TakeFromList(std::size_t bulk) noexcept;
     [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize) noexcept;
     static void FreeList(MallocedHeader*& head) noexcept;
-    static void Open() noexcept;
     static void Close() noexcept;
 
-    // All of it is constant-initialised and trivially destructible, so that it may be read and written at any moment of
-    // a thread's life, after the end of its thread-local objects too.
-    static thread_local constinit std::array<MallocedHeader*, BulkCount> pool; // heads of the free lists
-    static thread_local constinit Stage stage;
+    // All of it is constant-initialised and trivially destructible, so that it may be read and written before the first
+    // constructor and after the last destructor of the library.
+    static constinit std::atomic_flag inUse;                      // of the two below
+    static constinit std::array<MallocedHeader*, BulkCount> pool; // heads of the free lists
+    static constinit bool isClosed;                               // the lists are gone for good
+    static const ProcessEnd processEnd;
+
     static thread_local constinit std::ptrdiff_t outstanding;
     static thread_local constinit std::size_t systemAllocations;
 };

@@ -26,20 +26,40 @@ MallocedHeader* HeaderOf(void* data) noexcept { return static_cast<MallocedHeade
 
 } // namespace
 
-constinit thread_local std::array<MallocedHeader*, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = {};
-constinit thread_local LazyMemoryPool::Stage LazyMemoryPool::stage = LazyMemoryPool::Stage::Untouched;
-constinit thread_local std::ptrdiff_t LazyMemoryPool::outstanding = 0;
-constinit thread_local std::size_t LazyMemoryPool::systemAllocations = 0;
-
-/// Empties the lists when its thread ends. The lists themselves outlive it.
-class LazyMemoryPool::ThreadEnd
+/// The lists for as long as it lives, unless another thread has them. One call is made at a time, so that it has them
+/// nearly always.
+class LazyMemoryPool::Use
 {
 public:
-    ThreadEnd() noexcept = default;
-    ThreadEnd(const ThreadEnd&) = delete;
-    ThreadEnd& operator=(const ThreadEnd&) = delete;
-    ~ThreadEnd() { Close(); }
+    Use() noexcept : m_has(!inUse.test_and_set(std::memory_order_acquire)) {}
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use()
+    {
+        if (m_has) inUse.clear(std::memory_order_release);
+    }
+    [[nodiscard]] bool HasLists() const noexcept { return m_has && !isClosed; }
+
+private:
+    bool m_has;
 };
+
+/// Empties the lists when the library is unloaded. The lists themselves outlive it.
+class LazyMemoryPool::ProcessEnd
+{
+public:
+    constexpr ProcessEnd() noexcept = default;
+    ProcessEnd(const ProcessEnd&) = delete;
+    ProcessEnd& operator=(const ProcessEnd&) = delete;
+    ~ProcessEnd() { Close(); }
+};
+
+constinit std::atomic_flag LazyMemoryPool::inUse;
+constinit std::array<MallocedHeader*, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = {};
+constinit bool LazyMemoryPool::isClosed = false;
+constinit const LazyMemoryPool::ProcessEnd LazyMemoryPool::processEnd;
+constinit thread_local std::ptrdiff_t LazyMemoryPool::outstanding = 0;
+constinit thread_local std::size_t LazyMemoryPool::systemAllocations = 0;
 
 void* LazyMemoryPool::Allocate(std::size_t bytes)
 {
@@ -60,14 +80,13 @@ void LazyMemoryPool::Release(void* data) noexcept
 {
     if (data == nullptr) return;
     --outstanding;
-    if (stage == Stage::Untouched) Open();
     MallocedHeader* header = HeaderOf(data);
     const std::size_t bulk = BulkOf(header->size - 1);
-    if (stage == Stage::Closed || bulk == BulkCount) {
+    const Use use;
+    if (bulk == BulkCount || !use.HasLists())
         std::free(header);
-        return;
-    }
-    header->next = std::exchange(pool[bulk], header);
+    else
+        header->next = std::exchange(pool[bulk], header);
 }
 
 std::size_t LazyMemoryPool::BulkOf(std::size_t bytes) noexcept
@@ -94,15 +113,21 @@ std::size_t LazyMemoryPool::BytesOfItems(std::size_t items)
 /// A block for the request, its size written: from the head of the list, or else from the system.
 MallocedHeader* LazyMemoryPool::Take(std::size_t bytes)
 {
-    if (stage == Stage::Untouched) Open();
     const std::size_t bulk = BulkOf(bytes);
-    if (bulk != BulkCount && pool[bulk] != nullptr) return std::exchange(pool[bulk], pool[bulk]->next);
+    if (MallocedHeader* const free = TakeFromList(bulk); free != nullptr) return free;
 
     const std::size_t size = bulk != BulkCount ? ObjectSize(bulk) : bytes + 1;
     MallocedHeader* const header = TakeFromSystem(size);
     if (header == nullptr) throw kv7base::CZ9Error(1, KV7_CURRENT_LOCATION).Fmt("Can't allocate new node");
     header->size = size;
     return header;
+}
+
+MallocedHeader* LazyMemoryPool::TakeFromList(std::size_t bulk) noexcept
+{
+    const Use use;
+    if (bulk == BulkCount || !use.HasLists() || pool[bulk] == nullptr) return nullptr;
+    return std::exchange(pool[bulk], pool[bulk]->next);
 }
 
 MallocedHeader* LazyMemoryPool::TakeFromSystem(std::size_t objectSize) noexcept
@@ -119,17 +144,11 @@ void LazyMemoryPool::FreeList(MallocedHeader*& head) noexcept
         std::free(std::exchange(head, head->next));
 }
 
-void LazyMemoryPool::Open() noexcept
-{
-    // Its construction registers the end of this thread. It owns nothing: the lists that it empties stand beside it.
-    static thread_local const ThreadEnd guard;
-    static_cast<void>(guard);
-    stage = Stage::Open;
-}
-
 void LazyMemoryPool::Close() noexcept
 {
-    stage = Stage::Closed;
+    const Use use;
+    if (!use.HasLists()) return; // a thread is still at work while the process ends
+    isClosed = true;
     for (MallocedHeader*& head : pool)
         FreeList(head);
 }

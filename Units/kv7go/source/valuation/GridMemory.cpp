@@ -37,6 +37,7 @@ static_assert(sizeof(FreeBlock) <= Unit);
 constinit std::mutex access;
 constinit Region* inFilling = nullptr;
 constinit std::size_t regions = 0;
+constinit bool isClosed = false;                                                    // the library is being unloaded
 constinit std::array<FreeBlock*, GridMemory::LargestBlock / Unit + 1> freeBlocks{}; // by size
 
 constexpr std::size_t RoundedUp(std::size_t bytes) noexcept
@@ -76,7 +77,18 @@ void StartRegion()
     ++regions;
 }
 
-/// Takes the blocks of a region, all of which have come back, from their lists.
+/// Gives a region back that holds no block. The one in filling stays until the library is unloaded.
+void GiveBack(Region* region) noexcept
+{
+    if (region == inFilling) {
+        if (!isClosed) return;
+        inFilling = nullptr;
+    }
+    ::operator delete(region, RegionAlignment);
+    --regions;
+}
+
+/// Takes the blocks of a region, all of which have come back, from their lists, and gives it back.
 void Empty(Region* region) noexcept
 {
     for (std::size_t offset = sizeof(Region); offset < region->used;) {
@@ -85,10 +97,23 @@ void Empty(Region* region) noexcept
         Unlink(block);
     }
     region->used = sizeof(Region);
-    if (region == inFilling) return;
-    ::operator delete(region, RegionAlignment);
-    --regions;
+    GiveBack(region);
 }
+
+/// Gives the region in filling back when the library is unloaded, or leaves it to the last block that comes back.
+struct ProcessEnd
+{
+    constexpr ProcessEnd() noexcept = default;
+    ProcessEnd(const ProcessEnd&) = delete;
+    ProcessEnd& operator=(const ProcessEnd&) = delete;
+    ~ProcessEnd()
+    {
+        const std::lock_guard lock(access);
+        isClosed = true;
+        if (inFilling != nullptr && inFilling->taken == 0) GiveBack(inFilling);
+    }
+};
+constinit const ProcessEnd processEnd;
 
 } // namespace
 

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -306,14 +307,35 @@ struct CallTable
 /// RiskItems that a table may keep from one option to the next: a megabyte.
 constexpr std::size_t MostKept = (std::size_t{1} << 20) / sizeof(RiskItem);
 
-/// The calls that this thread has worked out last at some columns. What stands there is what would be worked out again,
-/// so a call and the put of its strike share one valuation, and no value depends on whether they do.
-CallTable& LastCallsAt(const OptionColumns& columns)
+/// The calls that have been worked out last at some columns. What stands there is what would be worked out again, so a
+/// call and the put of its strike share one valuation, and no value depends on whether they do. A thread that finds
+/// them in use, which is one that does not take its turn, works in a table of its own.
+class LastCalls
 {
-    constexpr std::size_t Slots = 8; // the columns of a series' five levels follow one another
-    thread_local std::array<CallTable, Slots> tables;
-    return tables[columns.Number() % Slots];
-}
+public:
+    LastCalls() noexcept : m_hasThem(!inUse.test_and_set(std::memory_order_acquire)) {}
+    LastCalls(const LastCalls&) = delete;
+    LastCalls& operator=(const LastCalls&) = delete;
+    ~LastCalls()
+    {
+        if (m_hasThem) inUse.clear(std::memory_order_release);
+    }
+    [[nodiscard]] CallTable& At(const OptionColumns& columns) noexcept
+    {
+        return m_hasThem ? tables[columns.Number() % Slots] : m_own;
+    }
+
+private:
+    static constexpr std::size_t Slots = 8; // the columns of a series' five levels follow one another
+    static constinit std::atomic_flag inUse;
+    static std::array<CallTable, Slots> tables;
+
+    bool m_hasThem;
+    CallTable m_own;
+};
+
+constinit std::atomic_flag LastCalls::inUse;
+std::array<CallTable, LastCalls::Slots> LastCalls::tables;
 
 template <class Model>
 class Kernel
@@ -337,7 +359,8 @@ public:
 
     void Fill(OptionGrid& grid) const
     {
-        CallTable& table = LastCallsAt(columns);
+        LastCalls lastCalls;
+        CallTable& table = lastCalls.At(columns);
         if (!IsOfThisStrike(table)) ValueCalls(table);
 
         // Padding lanes are NaN and stand first in these: a NaN candidate never wins. There is no NaN in a column.
@@ -347,7 +370,7 @@ public:
             FinishBlock(block, table.calls.data() + block * callsPerBlock, grid, up, down);
         grid.mismatchUp = operation::_::FoldLanes(up, operation::_::min<double>{});
         grid.mismatchDown = operation::_::FoldLanes(down, operation::_::max<double>{});
-        if (table.calls.size() > MostKept) table = CallTable(); // a thread does not keep what is out of the ordinary
+        if (table.calls.size() > MostKept) table = CallTable(); // what is out of the ordinary is not kept
     }
 
 private:
