@@ -1,4 +1,6 @@
 // The words of the command line, and what is said of those that it does not know.
+#include <nats/nats.h>
+
 #include "CommandLine.h"
 
 namespace test::UsageTest {
@@ -6,8 +8,10 @@ namespace {
 
 using namespace quindal::test;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
@@ -68,6 +72,21 @@ TEST(Usage, WithoutAWordItShowsWhatThereIs)
 TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
 {
     std::vector<std::vector<std::string>> words{{"--help"}};
+// The first line is the program's; one line a part follows, the library as its export tells it.
+TEST(Usage, TheVersionNamesTheProgramAndItsParts)
+{
+    const Finished finished = RunToEnd(Quindal({"--version"}));
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_THAT(finished.errors, IsEmpty());
+    EXPECT_THAT(Split(finished.out, "\n"),
+                ElementsAre(MatchesRegex("quindal [0-9]+[.][0-9]+[.][0-9]+"),
+                            MatchesRegex("libQuindalIM_Client: [0-9]+[.][0-9]+[.][0-9]+[.][0-9]+"),
+                            MatchesRegex("libZ9Sys: [0-9.]+"), "libnats: " + std::string(nats_GetVersion()),
+                            MatchesRegex("snappy: 1[.][0-9]+[.][0-9]+"), MatchesRegex("pugixml: 1[.][0-9.]+"),
+                            MatchesRegex("Boost: 1[.][0-9]+[.][0-9]+"), "instructions: x86-64-v3 (AVX2)",
+                            MatchesRegex("compiler: (gcc|clang) [0-9]+[.].+"), ""));
+}
+
     for (const char* word : {"margin", "explain", "fetch", "serve", "status"}) {
         EXPECT_THAT(RunToEnd(Quindal({"--help"})).out, HasSubstr(std::string("\n  ") + word + ' '));
         words.push_back({word, "--help"});
