@@ -34,6 +34,9 @@ TEST(Usage, WrongWordsAreToldInOneLineAndEndWithStatusTwo)
         {{"margin", "--format", "1"}, "--format: \"1\" is none of csv|json|table"},
         {{"margin", "--format", "xml"}, "--format: \"xml\" is none of csv|json|table"},
         {{"explain", "--format", "csv"}, "--format: \"csv\" is none of json|table"},
+        {{"margin", "--currency", "eur"}, "--currency: \"eur\": a currency's code is three capital letters"},
+        {{"explain", "--currency", "EURO"}, "--currency: \"EURO\": a currency's code is three capital letters"},
+        {{"check", "--accounts", "a", "--provenance"}, "--provenance requires --instruments"},
         {{"margin", "--user", "a b"}, "--user: \"a b\": a user's name consists of letters"},
         {{"margin", "--user", "a\"; b"}, "a user's name consists of letters"},
         {{"margin", "--user", "kv7go_srv", "--instruments", Example("market.xml"), "--accounts",
@@ -69,9 +72,6 @@ TEST(Usage, WithoutAWordItShowsWhatThereIs)
     EXPECT_THAT(help.errors, IsEmpty());
 }
 
-TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
-{
-    std::vector<std::vector<std::string>> words{{"--help"}};
 // The first line is the program's; one line a part follows, the library as its export tells it.
 TEST(Usage, TheVersionNamesTheProgramAndItsParts)
 {
@@ -87,6 +87,9 @@ TEST(Usage, TheVersionNamesTheProgramAndItsParts)
                             MatchesRegex("compiler: (gcc|clang) [0-9]+[.].+"), ""));
 }
 
+TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
+{
+    std::vector<std::vector<std::string>> words{{"--help"}};
     for (const char* word : {"margin", "explain", "fetch", "serve", "status"}) {
         EXPECT_THAT(RunToEnd(Quindal({"--help"})).out, HasSubstr(std::string("\n  ") + word + ' '));
         words.push_back({word, "--help"});

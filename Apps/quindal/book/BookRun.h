@@ -10,6 +10,8 @@
 #include "InputFile.h"
 #include "MarginSession.h"
 #include "MarketCodes.h"
+#include "MarketSource.h"
+#include "Provenance.h"
 #include "Rows.h"
 #include "RunLog.h"
 #include "Warnings.h"
@@ -25,6 +27,8 @@ struct BookOptions
     std::string positions;
     std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
     bool isStrict = false;                             // a warning ends the run
+    std::string currency;                              // of the margins, for the record; empty: not named
+    bool showsProvenance = false;                      // at the head of tables; other formats always have it
     bool deriveLevels = false; // levels under netting without records take theirs from their clients
 };
 
@@ -52,6 +56,9 @@ public:
     /// otherwise.
     void CompleteLevels() noexcept { m_completesLevels = true; }
 
+    /// What the figures come from: known behind Read for a market file, behind With for a server's instruments.
+    [[nodiscard]] Provenance Origin() const { return {m_source, m_options.currency}; }
+
     [[nodiscard]] Warnings& Told() noexcept { return m_warnings; }
     /// Ascribes the library's log lines since the last look to `where`.
     void Watch(const std::string& where) { m_warnings.Add(where, m_log.Next()); }
@@ -66,6 +73,7 @@ private:
     const BookOptions& m_options;
     RunLog m_log;
     Warnings m_warnings;
+    MarketSource m_source;
     bool m_completesLevels = false;
 };
 
