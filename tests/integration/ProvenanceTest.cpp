@@ -181,6 +181,8 @@ TEST_F(ProvenanceOfAServer, HasTheDigestOfWhatItSentAndTheTimeOfTheReply)
         EXPECT_THAT(source.at("received").get<std::string>(),
                     MatchesRegex("20[0-9][0-9]-[0-9]+-[0-9]+T[0-9]+:[0-9]+:[0-9.]+Z"));
         EXPECT_EQ(source.size(), 3U);
+        EXPECT_THAT(As("USER01", Password, Margin({"--provenance"})).out,
+                    StartsWith("server    127.0.0.1:" + port + "\nsha256    " + DigestOf(market) + "\nreceived  20"));
         Stop();
     }
 }
@@ -192,6 +194,18 @@ TEST_F(ProvenanceOfAServer, IsTheSameInEachRunUpToTheSourceDateEpoch)
     ASSERT_EQ(one.status, 0) << one.errors;
     EXPECT_THAT(one.out, HasSubstr("\"received\": \"2001-09-09T01:46:40.000Z\""));
     EXPECT_EQ(MarginInJson({"SOURCE_DATE_EPOCH=1000000000"}).out, one.out);
+}
+
+TEST_F(ProvenanceOfAServer, IsNotAskedForWithASourceDateEpochThatIsNone)
+{
+    const std::string log = File("access.log");
+    Start({"--access-log", log});
+    const Finished finished = MarginInJson({"SOURCE_DATE_EPOCH=tomorrow"});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_THAT(finished.errors, StartsWith("quindal: SOURCE_DATE_EPOCH: \"tomorrow\" is no whole number"));
+    EXPECT_THAT(TextOf(log), Not(HasSubstr("request=instruments")));
+    ASSERT_EQ(MarginInJson().status, 0);
+    EXPECT_THAT(TextOf(log), HasSubstr("request=instruments")) << "the log would have had it";
 }
 
 // Whoever asks for a copy of the reply in the ini file has it, and provenance does not stand in its way.

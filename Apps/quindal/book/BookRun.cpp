@@ -81,6 +81,8 @@ void CheckNames(const Book& book, const MarketCodes& codes, Problems& problems)
 
 Book BookRun::Read(const std::string& orders)
 {
+    // Throws for a SOURCE_DATE_EPOCH that is none, before a server is asked for anything.
+    static_cast<void>(ReportedTime({}));
     Problems problems;
     Book book{ReadAccounts(ReadInput(m_options.accounts), problems),
               ReadPositions(ReadInput(m_options.positions), problems),

@@ -47,7 +47,7 @@ public:
     explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
-    /// wrong.
+    /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
     [[nodiscard]] Book Read(const std::string& orders);
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.

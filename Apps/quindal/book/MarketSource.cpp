@@ -19,7 +19,7 @@ constexpr std::int64_t LastSecond = 253'402'300'799; // of the year 9999
 
 } // namespace
 
-system_clock::time_point Told(system_clock::time_point time)
+system_clock::time_point ReportedTime(system_clock::time_point time)
 {
     const char* const variable = std::getenv(EpochVariable);
     if (variable == nullptr) return time;
@@ -37,13 +37,13 @@ system_clock::time_point Told(system_clock::time_point time)
 MarketSource SourceOf(const InputFile& market)
 {
     MarketSource source{market.name, false, Sha256(market.text), {}};
-    if (market.changed) source.time = Told(*market.changed);
+    if (market.changed) source.time = ReportedTime(*market.changed);
     return source;
 }
 
 MarketSource SourceOfReply(unsigned routerPort, std::string_view document)
 {
-    return {"127.0.0.1:" + std::to_string(routerPort), true, Sha256(document), Told(system_clock::now())};
+    return {"127.0.0.1:" + std::to_string(routerPort), true, Sha256(document), ReportedTime(system_clock::now())};
 }
 
 } // namespace quindal

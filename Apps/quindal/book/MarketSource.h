@@ -28,6 +28,6 @@ struct MarketSource
 /// The point in time that reports tell for this one: no later than the second that the environment variable
 /// SOURCE_DATE_EPOCH names, where it is set, so that a report can be had byte for byte again. Throws UsageError for a
 /// value that is no whole number of seconds.
-[[nodiscard]] std::chrono::system_clock::time_point Told(std::chrono::system_clock::time_point time);
+[[nodiscard]] std::chrono::system_clock::time_point ReportedTime(std::chrono::system_clock::time_point time);
 
 } // namespace quindal

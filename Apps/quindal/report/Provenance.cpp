@@ -21,7 +21,7 @@ std::string NameOfTime(const MarketSource& market) { return market.isServer ? "r
 /// What is known, by name and value.
 std::vector<Cells> Lines(const MarketSource& market)
 {
-    std::vector<Cells> lines{{market.isServer ? "market of server" : "market", market.name}, {"sha256", market.sha256}};
+    std::vector<Cells> lines{{market.isServer ? "server" : "market", market.name}, {"sha256", market.sha256}};
     if (market.time) lines.push_back({NameOfTime(market), TimeText(market)});
     lines.push_back({"library", GetQuindalIMLibraryVersion()});
     return lines;
