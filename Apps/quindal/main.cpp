@@ -12,9 +12,9 @@
 #include "Commands.h"
 #include "Errors.h"
 #include "Output.h"
-#include "QuindalIM.h"
 #include "Signals.h"
 #include "Suggestion.h"
+#include "Version.h"
 
 namespace {
 
@@ -91,7 +91,7 @@ int Run(int argc, char** argv)
         "Client-side initial margin (GO) for derivatives: what a book needs, why, and what an order would cost",
         "quindal");
     app.formatter(std::make_shared<HelpFormatter>());
-    app.set_version_flag("--version", std::string(GetQuindalIMLibraryVersion()), "Print the version and exit");
+    app.set_version_flag("--version", VersionText(), "Print the version and those of the parts, and exit");
     app.set_help_flag("-h,--help", "Print this and exit");
     app.footer(Examples + ExitStatuses());
     const std::vector<Command> commands{AddMargin(app), AddExplain(app), AddCheck(app), AddFiles(app),

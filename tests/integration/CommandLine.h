@@ -2,6 +2,7 @@
 // test's own.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <fstream>
 #include <optional>
@@ -56,6 +57,26 @@ inline std::vector<std::string> SplitColumns(const std::string& line)
     return cells;
 }
 
+/// The last columns of a csv report.
+inline constexpr const char* ProvenanceColumns = ",market,market_sha256,market_time,library,currency";
+
+/// A csv report without its last columns, which say what it was computed from. Their cells have no commas in these
+/// tests.
+inline std::string FiguresOf(const std::string& csv)
+{
+    std::string figures;
+    std::istringstream stream(csv);
+    for (std::string line; std::getline(stream, line);) {
+        for (int column = 0; column < 5; ++column) {
+            const std::size_t comma = line.rfind(',');
+            EXPECT_NE(comma, std::string::npos) << line;
+            line.resize(std::min(comma, line.size()));
+        }
+        figures += line + '\n';
+    }
+    return figures;
+}
+
 /// Figures of one row of the report; those of clients come first.
 struct Row
 {
@@ -68,10 +89,11 @@ struct Row
 
 inline std::vector<Row> FromCsv(const std::string& text)
 {
-    std::istringstream stream(text);
+    EXPECT_EQ(text.substr(0, text.find('\n')),
+              std::string("level,code,parent,volatility_go,delivery_and_volatility_go,go") + ProvenanceColumns);
+    std::istringstream stream(FiguresOf(text));
     std::string line;
     std::getline(stream, line);
-    EXPECT_EQ(line, "level,code,parent,volatility_go,delivery_and_volatility_go,go");
     std::vector<Row> rows;
     while (std::getline(stream, line)) {
         const std::vector<std::string> cells = Split(line, ",");

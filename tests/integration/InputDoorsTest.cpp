@@ -179,7 +179,8 @@ TEST_F(InputDoors, WhatTheLibraryCorrectsInAMarketIsToldWithItsLine)
     const Finished margin = RunToEnd(Margin({"--instruments", file, "--format", "csv"}));
     EXPECT_EQ(margin.status, 0);
     EXPECT_EQ(margin.errors, warning);
-    EXPECT_EQ(margin.out, RunToEnd(MarginOfExamples("csv")).out) << "0.1 is what the examples have";
+    EXPECT_EQ(FiguresOf(margin.out), FiguresOf(RunToEnd(MarginOfExamples("csv")).out))
+        << "0.1 is what the examples have";
     EXPECT_EQ(RunToEnd(Check({"--instruments", file})).errors, warning);
 
     for (const std::vector<std::string>& command :
@@ -214,7 +215,8 @@ TEST_F(InputDoors, LevelsThatLiveByTheirOwnRecordsAndHaveNoneAreNamed)
     const Finished finished = MarginOf(rows);
     EXPECT_EQ(finished.status, 0);
     EXPECT_EQ(finished.errors, warning);
-    EXPECT_THAT(finished.out, AllOf(HasSubstr("\nfirm,HS01,HOUSE,,,0.00\n"), HasSubstr("\naccount,HOUSE,,,,0.00\n")));
+    EXPECT_THAT(FiguresOf(finished.out),
+                AllOf(HasSubstr("\nfirm,HS01,HOUSE,,,0.00\n"), HasSubstr("\naccount,HOUSE,,,,0.00\n")));
     const Finished strict = MarginOf(rows, {"--strict"});
     EXPECT_EQ(strict.status, 1);
     EXPECT_THAT(strict.out, IsEmpty());
@@ -303,7 +305,7 @@ TEST_F(InputDoors, OneOfTheFilesMayBeStandardInput)
         const Finished finished = RunToEnd(
             WithInput(input, Margin({"--instruments", market, "--format", "csv"}, accountsFile, positionsFile)));
         EXPECT_EQ(finished.status, 0) << finished.errors;
-        EXPECT_EQ(finished.out, expected) << input;
+        EXPECT_EQ(FiguresOf(finished.out), FiguresOf(expected)) << input;
     }
     const std::string bad = Write("bad.csv", "level,code\nfirm,AA1\n");
     EXPECT_THAT(RunToEnd(WithInput(bad, Check({"--accounts", "-"}))).errors,
@@ -369,9 +371,9 @@ TEST_F(InputDoors, ACsvReportHandsNoFormulaToASpreadsheet)
     const std::string none = Write("none.csv", "code,instrument,quantity\n");
     const Finished csv = RunToEnd(Margin({"--instruments", Example("market.xml"), "--format", "csv"}, tree, none));
     EXPECT_EQ(csv.status, 0) << csv.errors;
-    EXPECT_EQ(csv.out, "level,code,parent,volatility_go,delivery_and_volatility_go,go\n"
-                       "client,'-A01001,'-A01,0,0,0.00\nfirm,'-A01,'=1+2,,,0.00\n"
-                       "account,'=1+2,,,,0.00\naccount,'@home,,,,0.00\naccount,plain,,,,0.00\n");
+    EXPECT_EQ(FiguresOf(csv.out), "level,code,parent,volatility_go,delivery_and_volatility_go,go\n"
+                                  "client,'-A01001,'-A01,0,0,0.00\nfirm,'-A01,'=1+2,,,0.00\n"
+                                  "account,'=1+2,,,,0.00\naccount,'@home,,,,0.00\naccount,plain,,,,0.00\n");
     const Finished table = RunToEnd(Margin({"--instruments", Example("market.xml")}, tree, none));
     EXPECT_THAT(table.out, HasSubstr("\n=1+2 ")) << "the eye sees them as they are";
 }

@@ -1,4 +1,6 @@
 // The words of the command line, and what is said of those that it does not know.
+#include <nats/nats.h>
+
 #include "CommandLine.h"
 
 namespace test::UsageTest {
@@ -6,8 +8,10 @@ namespace {
 
 using namespace quindal::test;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
@@ -30,6 +34,9 @@ TEST(Usage, WrongWordsAreToldInOneLineAndEndWithStatusTwo)
         {{"margin", "--format", "1"}, "--format: \"1\" is none of csv|json|table"},
         {{"margin", "--format", "xml"}, "--format: \"xml\" is none of csv|json|table"},
         {{"explain", "--format", "csv"}, "--format: \"csv\" is none of json|table"},
+        {{"margin", "--currency", "eur"}, "--currency: \"eur\": a currency's code is three capital letters"},
+        {{"explain", "--currency", "EURO"}, "--currency: \"EURO\": a currency's code is three capital letters"},
+        {{"check", "--accounts", "a", "--provenance"}, "--provenance requires --instruments"},
         {{"margin", "--user", "a b"}, "--user: \"a b\": a user's name consists of letters"},
         {{"margin", "--user", "a\"; b"}, "a user's name consists of letters"},
         {{"margin", "--user", "kv7go_srv", "--instruments", Example("market.xml"), "--accounts",
@@ -63,6 +70,21 @@ TEST(Usage, WithoutAWordItShowsWhatThereIs)
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(finished.errors, help.out);
     EXPECT_THAT(help.errors, IsEmpty());
+}
+
+// The first line is the program's; one line a part follows, the library as its export tells it.
+TEST(Usage, TheVersionNamesTheProgramAndItsParts)
+{
+    const Finished finished = RunToEnd(Quindal({"--version"}));
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_THAT(finished.errors, IsEmpty());
+    EXPECT_THAT(Split(finished.out, "\n"),
+                ElementsAre(MatchesRegex("quindal [0-9]+[.][0-9]+[.][0-9]+"),
+                            MatchesRegex("libQuindalIM_Client: [0-9]+[.][0-9]+[.][0-9]+[.][0-9]+"),
+                            MatchesRegex("libZ9Sys: [0-9.]+"), "libnats: " + std::string(nats_GetVersion()),
+                            MatchesRegex("snappy: 1[.][0-9]+[.][0-9]+"), MatchesRegex("pugixml: 1[.][0-9.]+"),
+                            MatchesRegex("Boost: 1[.][0-9]+[.][0-9]+"), "instructions: x86-64-v3 (AVX2)",
+                            MatchesRegex("compiler: (gcc|clang) [0-9]+[.].+"), ""));
 }
 
 TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)

@@ -51,6 +51,17 @@ void CheckStandardInput(std::initializer_list<const std::string*> files)
         throw CLI::ValidationError("\"-\"", "standard input can be one of the files only");
 }
 
+/// Accepts a currency's code as ISO 4217 forms them.
+CLI::Validator CurrencyCode()
+{
+    const auto fault = [](const std::string& code) {
+        const bool isCode =
+            code.size() == 3 && std::all_of(code.begin(), code.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+        return isCode ? std::string() : "\"" + code + "\": a currency's code is three capital letters, such as EUR";
+    };
+    return {fault, "", "currency"};
+}
+
 /// Where a book comes from.
 void AddBook(CLI::App& command, const std::shared_ptr<BookOptions>& options)
 {
@@ -75,6 +86,13 @@ void AddBook(CLI::App& command, const std::shared_ptr<BookOptions>& options)
         ->type_name("NAME")
         ->capture_default_str();
     command.add_flag("--strict", options->isStrict, "A warning ends the run without figures");
+    command
+        .add_option("--currency", options->currency,
+                    "Currency that the margins are in, for the record: market files do not name it")
+        ->type_name("CODE")
+        ->check(CurrencyCode());
+    command.add_flag("--provenance", options->showsProvenance,
+                     "Say before the tables what they come from: market, its digest and time, library, currency");
     command.add_flag("--derive-levels", options->deriveLevels,
                      "Take the records of firms and accounts that live by their own and have none from their clients");
 }
@@ -138,6 +156,8 @@ Command AddCheck(CLI::App& app)
     check->add_option("--orders", options->orders, About("What-ifs", OrdersSchema))->type_name("FILE");
     check->add_option("--users", options->users, About("Users of a server", UsersSchema))->type_name("FILE");
     check->add_flag("--strict", options->isStrict, "A warning is an error");
+    check->add_flag("--provenance", options->showsProvenance, "Say the market file's digest and time, too")
+        ->needs("--instruments");
     check->callback([options] {
         const std::array files{&options->instruments, &options->accounts, &options->positions, &options->orders,
                                &options->users};

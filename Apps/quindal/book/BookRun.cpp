@@ -81,6 +81,8 @@ void CheckNames(const Book& book, const MarketCodes& codes, Problems& problems)
 
 Book BookRun::Read(const std::string& orders)
 {
+    // Throws for a SOURCE_DATE_EPOCH that is none, before a server is asked for anything.
+    static_cast<void>(ReportedTime({}));
     Problems problems;
     Book book{ReadAccounts(ReadInput(m_options.accounts), problems),
               ReadPositions(ReadInput(m_options.positions), problems),
@@ -90,6 +92,7 @@ Book BookRun::Read(const std::string& orders)
     CheckRows(book, problems);
     if (!m_options.instruments.empty()) {
         book.market = ReadInput(m_options.instruments);
+        m_source = SourceOf(*book.market);
         const MarketContents market = CheckMarket(*book.market, m_log, problems, m_warnings);
         // Missing instruments would be blamed on the rows.
         if (market.isWhole) CheckNames(book, market.codes, problems);
@@ -123,11 +126,12 @@ void BookRun::LoadInstruments(MarginSession& session, const Book& book)
 {
     const bool isChecked = book.market.has_value();
     static_cast<void>(m_log.Next()); // of the login
-    session.LoadInstruments();
     if (isChecked) {
+        session.LoadInstruments();
         static_cast<void>(m_log.Next()); // told with the lines of the market file
         return;
     }
+    session.LoadInstruments([this](unsigned port, std::string_view text) { m_source = SourceOfReply(port, text); });
     if (!m_log.Unseen().empty())
         m_warnings.Add(m_options.iniFile, "warnings of the library stay unseen: " + m_log.Unseen());
     Watch("the server's instruments");

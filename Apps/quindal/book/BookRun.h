@@ -10,6 +10,8 @@
 #include "InputFile.h"
 #include "MarginSession.h"
 #include "MarketCodes.h"
+#include "MarketSource.h"
+#include "Provenance.h"
 #include "Rows.h"
 #include "RunLog.h"
 #include "Warnings.h"
@@ -25,6 +27,8 @@ struct BookOptions
     std::string positions;
     std::string passwordVariable = "QUINDAL_PASSWORD"; // environment variable that holds the password
     bool isStrict = false;                             // a warning ends the run
+    std::string currency;                              // of the margins, for the record; empty: not named
+    bool showsProvenance = false;                      // at the head of tables; other formats always have it
     bool deriveLevels = false; // levels under netting without records take theirs from their clients
 };
 
@@ -43,7 +47,7 @@ public:
     explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
-    /// wrong.
+    /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
     [[nodiscard]] Book Read(const std::string& orders);
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
@@ -51,6 +55,9 @@ public:
     /// Derives the records of levels that have none from their clients where that is asked for; warns of such levels
     /// otherwise.
     void CompleteLevels() noexcept { m_completesLevels = true; }
+
+    /// What the figures come from: known behind Read for a market file, behind With for a server's instruments.
+    [[nodiscard]] Provenance Origin() const { return {m_source, m_options.currency}; }
 
     [[nodiscard]] Warnings& Told() noexcept { return m_warnings; }
     /// Ascribes the library's log lines since the last look to `where`.
@@ -66,6 +73,7 @@ private:
     const BookOptions& m_options;
     RunLog m_log;
     Warnings m_warnings;
+    MarketSource m_source;
     bool m_completesLevels = false;
 };
 

@@ -10,6 +10,7 @@
 #include "Errors.h"
 #include "MarketCheck.h"
 #include "Printable.h"
+#include "Provenance.h"
 #include "WhatIf.h"
 
 namespace quindal {
@@ -103,10 +104,10 @@ int RunCheck(const CheckOptions& options)
     const Files files(options, problems);
     CheckAmongEachOther(files, problems);
     std::optional<MarketContents> market;
-    std::string marketName;
+    MarketSource source;
     if (!options.instruments.empty()) {
         const InputFile file = ReadInput(options.instruments);
-        marketName = file.name;
+        source = SourceOf(file);
         RunLog log;
         market = CheckMarket(file, log, problems, warnings);
         if (market->isWhole) CheckAgainst(market->codes, files, problems);
@@ -118,7 +119,8 @@ int RunCheck(const CheckOptions& options)
     warnings.Tell();
     problems.ThrowIfAny();
     if (options.isStrict && warnings.Count() > 0) throw InputError("--strict makes each warning an error");
-    if (market) Say(marketName, ContentsOf(*market));
+    if (market && options.showsProvenance) WriteProvenance(std::cout, source);
+    if (market) Say(source.name, ContentsOf(*market));
     SayContents(files);
     return StatusGood;
 }

@@ -12,7 +12,8 @@ struct CheckOptions
     std::string positions;
     std::string orders;
     std::string users;
-    bool isStrict = false; // a warning is an error
+    bool isStrict = false;        // a warning is an error
+    bool showsProvenance = false; // of the market file, before the other lines
 };
 
 /// Runs the command and returns the exit status. When all files are good, a line for each on stdout says what is in it.

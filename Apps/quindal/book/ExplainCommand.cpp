@@ -39,6 +39,7 @@ Book BookOf(const std::string& client, Book&& whole)
 int RunExplain(const ExplainOptions& options)
 {
     QuindalIM::MarginExplanation explanation;
+    Provenance provenance;
     Reported(
         options,
         [&](BookRun& run) {
@@ -46,10 +47,14 @@ int RunExplain(const ExplainOptions& options)
             CheckClient(options.client, whole.accounts);
             run.With(BookOf(options.client, std::move(whole)),
                      [&](MarginSession& session) { explanation = session.Explain(options.client); });
+            provenance = run.Origin();
         },
         [&] {
-            if (!options.svg.empty()) WriteWhole(options.svg, DrawMargin(options.client, explanation));
-            WriteExplanation(std::cout, options.client, explanation, options.format);
+            if (!options.svg.empty())
+                WriteWhole(options.svg, DrawMargin(options.client, explanation, ProvenanceLine(provenance)));
+            if (options.showsProvenance && options.format == ExplainFormat::Table)
+                WriteProvenance(std::cout, provenance);
+            WriteExplanation(std::cout, options.client, explanation, provenance, options.format);
         });
     return StatusGood;
 }

@@ -31,6 +31,7 @@ std::vector<WhatIfFigures> TryAll(BookRun& run, MarginSession& session, const Bo
 int RunMargin(const MarginOptions& options)
 {
     MarginFigures figures;
+    Provenance provenance;
     Reported(
         options,
         [&](BookRun& run) {
@@ -40,8 +41,13 @@ int RunMargin(const MarginOptions& options)
                 figures = session.Figures();
                 if (book.orders) figures.whatIfs = TryAll(run, session, book);
             });
+            provenance = run.Origin();
         },
-        [&] { WriteReport(std::cout, figures, options.format); });
+        [&] {
+            if (options.showsProvenance && options.format == ReportFormat::Table)
+                WriteProvenance(std::cout, provenance);
+            WriteReport(std::cout, figures, provenance, options.format);
+        });
     return StatusGood;
 }
 

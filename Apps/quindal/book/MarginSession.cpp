@@ -129,12 +129,15 @@ MarginSession::~MarginSession()
     DeInitQuindalIM();
 }
 
-void MarginSession::LoadInstruments()
+void MarginSession::LoadInstruments(const OnReply& onReply)
 {
+    QuindalIM::Z9MQCore& link = QuindalIM::g_mq_core;
+    if (onReply) link.SetReplyReader([&](std::string_view document) { onReply(link.Port(), document); });
     const std::int32_t code = GetInstrumentParameters(m_calculator, nullptr);
+    link.SetReplyReader({}); // what it calls lives no longer than this call
     if (code == 0) return;
     // The code of a failed download says little; the link knows why.
-    const std::string reason = QuindalIM::g_mq_core.GetLastError();
+    const std::string reason = link.GetLastError();
     throw CallError(IsLinkTrouble(reason) ? StatusLink : StatusRefused, {}, "GetInstrumentParameters", code, reason);
 }
 

@@ -7,8 +7,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Errors.h"
@@ -98,7 +100,9 @@ public:
     MarginSession(const MarginSession&) = delete;
     MarginSession& operator=(const MarginSession&) = delete;
 
-    void LoadInstruments();
+    /// Called with the port of the router and with the document that a server has sent through it.
+    using OnReply = std::function<void(unsigned routerPort, std::string_view document)>;
+    void LoadInstruments(const OnReply& onReply = {});
     /// The instruments that were loaded.
     [[nodiscard]] static MarketCodes Codes();
     /// Adds the loaded instruments whose numbers cannot be used in a computation to the problems of the server that the

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -32,16 +33,26 @@ private:
     int m_number;
 };
 
+/// When a regular file was last changed.
+std::optional<std::chrono::system_clock::time_point> ChangeOf(int descriptor)
+{
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return std::chrono::system_clock::time_point(std::chrono::seconds(status.st_mtim.tv_sec) +
+                                                 std::chrono::nanoseconds(status.st_mtim.tv_nsec));
+}
+
 } // namespace
 
 InputFile ReadInput(const std::string& path)
 {
-    InputFile file{path == StandardInput ? "<stdin>" : path, {}};
+    InputFile file{path == StandardInput ? "<stdin>" : path, {}, {}};
     const auto fail = [&] {
         throw InputError(file.name + ": cannot be read: " + std::generic_category().message(errno));
     };
     const Descriptor descriptor(path);
     if (descriptor.Number() < 0) fail();
+    file.changed = ChangeOf(descriptor.Number());
     constexpr std::size_t block = 1U << 16U;
     for (;;) {
         const std::size_t size = file.text.size();

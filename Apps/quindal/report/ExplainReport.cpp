@@ -335,9 +335,11 @@ ordered_json ShareJson(const MarginShare& share, const EntityExplanation& entity
     return object;
 }
 
-void WriteJson(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
+void WriteJson(std::ostream& out, const std::string& client, const MarginExplanation& explanation,
+               const Provenance& provenance)
 {
-    ordered_json document{{"client", client},
+    ordered_json document{{"provenance", ProvenanceJson(provenance)},
+                          {"client", client},
                           {"GO", explanation.margin},
                           {"unrounded", explanation.unrounded},
                           {"volatilityGO", explanation.volatility},
@@ -379,10 +381,10 @@ std::string MoneyText(double money)
 }
 
 void WriteExplanation(std::ostream& out, const std::string& client, const MarginExplanation& explanation,
-                      ExplainFormat format)
+                      const Provenance& provenance, ExplainFormat format)
 {
     if (format == ExplainFormat::Json)
-        WriteJson(out, client, explanation);
+        WriteJson(out, client, explanation, provenance);
     else
         WriteTables(out, client, explanation);
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "MarginExplanation.h"
+#include "Provenance.h"
 
 namespace quindal {
 
@@ -15,9 +16,10 @@ enum class ExplainFormat
     Json,
 };
 
-/// Writes the explanation. The table rounds money to the nearest cents; JSON has all digits, and the grids too.
+/// Writes the explanation. The table rounds money to the nearest cents; JSON has all digits, and the grids and the
+/// provenance too.
 void WriteExplanation(std::ostream& out, const std::string& client, const QuindalIM::MarginExplanation& explanation,
-                      ExplainFormat format);
+                      const Provenance& provenance, ExplainFormat format);
 
 // Words of the report, used by the drawing too.
 

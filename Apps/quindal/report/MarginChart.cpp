@@ -335,13 +335,14 @@ std::string Panel(const ContractGrid& grid, const MarginExplanation& explanation
 
 } // namespace
 
-std::string DrawMargin(const std::string& client, const MarginExplanation& explanation)
+std::string DrawMargin(const std::string& client, const MarginExplanation& explanation, const std::string& description)
 {
     const double height = HeadHeight + PanelHeight * static_cast<double>(explanation.grids.size()) + 20.0;
     std::string svg = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                       "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " +
-                      Number(Width) + " " + Number(height) +
-                      "\" font-family=\"sans-serif\" font-size=\"12\">\n"
+                      Number(Width) + " " + Number(height) + "\" font-family=\"sans-serif\" font-size=\"12\">\n<desc>" +
+                      Escaped(Printable(description)) +
+                      "</desc>\n"
                       "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
     svg +=
         Text(Left, 30.0, " font-size=\"16\"", "Profit and loss of " + client + ", GO " + MoneyText(explanation.margin));

@@ -4,11 +4,11 @@
 #include <cmath>
 #include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "CsvCell.h"
 #include "TextTable.h"
 
 namespace quindal {
@@ -74,40 +74,27 @@ void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatI
     WriteTable(out, rows, 2);
 }
 
-/// True for a text that a spreadsheet would take for a formula unless an apostrophe stands before it.
-bool LooksLikeAFormula(const std::string& text)
+void WriteCsv(std::ostream& out, const MarginFigures& figures, const Provenance& provenance)
 {
-    return !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos;
-}
-
-std::string CsvCell(std::string text)
-{
-    if (LooksLikeAFormula(text)) text.insert(text.begin(), '\'');
-    if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text)
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    return quoted + '"';
-}
-
-void WriteCsv(std::ostream& out, const MarginFigures& figures)
-{
-    out << "level,code,parent,volatility_go,delivery_and_volatility_go,go\n";
+    out << "level,code,parent,volatility_go,delivery_and_volatility_go,go" << ProvenanceColumns() << '\n';
+    const std::string end = ProvenanceCells(provenance) + '\n';
     for (const ClientFigures& client : figures.clients)
         out << "client," << CsvCell(client.code) << ',' << CsvCell(client.firm) << ',' << Exact(client.volatilityGO)
-            << ',' << Exact(client.deliveryAndVolatilityGO) << ',' << Cents(client.GO) << '\n';
+            << ',' << Exact(client.deliveryAndVolatilityGO) << ',' << Cents(client.GO) << end;
     for (const FirmFigures& firm : figures.firms)
         out << "firm," << CsvCell(firm.code) << ',' << CsvCell(firm.settlementAccount) << ",,," << Cents(firm.GO)
-            << '\n';
+            << end;
     for (const SettlementAccountFigures& account : figures.settlementAccounts)
-        out << "account," << CsvCell(account.id) << ",,,," << Cents(account.GO) << '\n';
+        out << "account," << CsvCell(account.id) << ",,,," << Cents(account.GO) << end;
 }
 
-void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs)
+void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs, const Provenance& provenance)
 {
     out << "what_if,client,volatility_go_before,volatility_go_after,volatility_go_difference,"
            "delivery_and_volatility_go_before,delivery_and_volatility_go_after,delivery_and_volatility_go_difference,"
-           "go_before,go_after,go_difference\n";
+           "go_before,go_after,go_difference"
+        << ProvenanceColumns() << '\n';
+    const std::string end = ProvenanceCells(provenance) + '\n';
     for (const WhatIfFigures& whatIf : whatIfs) {
         const auto& [label, before, after] = whatIf;
         const Added added(whatIf);
@@ -118,7 +105,7 @@ void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs
             out << ',' << Exact(figure);
         for (const double figure : {before.GO, after.GO, added.GO})
             out << ',' << Cents(figure);
-        out << '\n';
+        out << end;
     }
 }
 
@@ -142,9 +129,10 @@ ordered_json WhatIfsJson(const std::vector<WhatIfFigures>& whatIfs)
     return array;
 }
 
-void WriteJson(std::ostream& out, const MarginFigures& figures)
+void WriteJson(std::ostream& out, const MarginFigures& figures, const Provenance& provenance)
 {
-    ordered_json document{{"clients", ordered_json::array()},
+    ordered_json document{{"provenance", ProvenanceJson(provenance)},
+                          {"clients", ordered_json::array()},
                           {"firms", ordered_json::array()},
                           {"settlementAccounts", ordered_json::array()}};
     for (const ClientFigures& client : figures.clients)
@@ -164,7 +152,7 @@ void WriteJson(std::ostream& out, const MarginFigures& figures)
 
 } // namespace
 
-void WriteReport(std::ostream& out, const MarginFigures& figures, ReportFormat format)
+void WriteReport(std::ostream& out, const MarginFigures& figures, const Provenance& provenance, ReportFormat format)
 {
     switch (format) {
     case ReportFormat::Table:
@@ -173,12 +161,12 @@ void WriteReport(std::ostream& out, const MarginFigures& figures, ReportFormat f
         break;
     case ReportFormat::Csv:
         if (figures.whatIfs)
-            WriteWhatIfCsv(out, *figures.whatIfs);
+            WriteWhatIfCsv(out, *figures.whatIfs, provenance);
         else
-            WriteCsv(out, figures);
+            WriteCsv(out, figures, provenance);
         break;
     case ReportFormat::Json:
-        WriteJson(out, figures);
+        WriteJson(out, figures, provenance);
         break;
     }
 }

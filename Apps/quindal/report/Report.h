@@ -4,6 +4,7 @@
 #include <iosfwd>
 
 #include "MarginSession.h"
+#include "Provenance.h"
 
 namespace quindal {
 
@@ -18,7 +19,9 @@ enum class ReportFormat
 /// in the table and with all their digits in the other formats. Each what-if and client has a line behind the figures
 /// of the book: the table shows the GO before and after, its difference, and the differences of the two other figures;
 /// CSV and JSON have all nine. CSV is one table: that of the what-ifs if there are any, otherwise that of the book. A
-/// text that a spreadsheet would take for a formula stands behind an apostrophe there.
-void WriteReport(std::ostream& out, const MarginFigures& figures, ReportFormat format);
+/// text that a spreadsheet would take for a formula stands behind an apostrophe there. JSON has the provenance in an
+/// object of its own, CSV in the last columns of each row, so that rows of several reports can be put together; a table
+/// has none.
+void WriteReport(std::ostream& out, const MarginFigures& figures, const Provenance& provenance, ReportFormat format);
 
 } // namespace quindal

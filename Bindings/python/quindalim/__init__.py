@@ -42,7 +42,7 @@ from .errors import (
     StartError,
     TooManyClients,
 )
-from .explanation import Explanation, Grid, Level, Share, WorstCell
+from .explanation import Explanation, Grid, Level, Provenance, Share, WorstCell
 from .instruments import BaseContract, Currency, Futures, Multileg, Option, OptionSeries
 from .shared_library import error_text, version
 from .plot import plot
@@ -92,6 +92,7 @@ __all__ = [
     "Order",
     "plot",
     "Position",
+    "Provenance",
     "QuindalError",
     "Ratio",
     "Refused",

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 from dataclasses import dataclass, field
+from datetime import datetime
 from typing import Any
 
 
@@ -58,8 +59,23 @@ class Grid:
 
 
 @dataclass(frozen=True)
+class Provenance:
+    """What figures were computed from; docs/provenance.md has the words.
+
+    ``market``: the market file, or the router that the server is behind, such as "127.0.0.1:4222".
+    ``market_sha256``: digest of its bytes, as hashlib and sha256sum print it. ``market_time``: when the file was last
+    changed or the server's reply arrived, UTC; None where nobody knows. ``library``: version of the library.
+    """
+
+    market: str
+    market_sha256: str
+    market_time: datetime | None
+    library: str
+
+
+@dataclass(frozen=True)
 class Explanation:
-    """Why a client's margin is what it is. ``raw`` has all fields of the JSON."""
+    """Why a client's margin is what it is, and what it was computed from. ``raw`` has all fields of the JSON."""
 
     client: str
     go: float
@@ -72,6 +88,7 @@ class Explanation:
     worst_cells: list[WorstCell]
     shares: list[Share]
     grids: list[Grid]
+    provenance: Provenance
     raw: dict[str, Any] = field(repr=False)
 
 
@@ -97,7 +114,19 @@ def explanation_of(said: dict[str, Any]) -> Explanation:
             for row in said["shares"]
         ],
         grids=[Grid(row["code"], row["futures"], row["prices"], row["scenarios"]) for row in said.get("grids", [])],
+        provenance=_provenance(said["provenance"]),
         raw=said,
+    )
+
+
+def _provenance(said: dict[str, Any]) -> Provenance:
+    market = said["market"]
+    time = market.get("received") or market.get("changed")
+    return Provenance(
+        market=market.get("server") or market["file"],
+        market_sha256=market["sha256"],
+        market_time=datetime.fromisoformat(time) if time else None,
+        library=said["library"],
     )
 
 

@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
+import hashlib
+from datetime import datetime, timezone
 from pathlib import Path
 
 import pytest
+from conftest import MARKET
 
-from quindalim import Calculator, Explanation, InputError, plot
+from quindalim import Calculator, Explanation, InputError, plot, version
 
 
 def test_an_explanation_is_typed_and_adds_up(example_book: Calculator) -> None:
@@ -22,6 +25,16 @@ def test_an_explanation_is_typed_and_adds_up(example_book: Calculator) -> None:
         assert sum(share.margin for share in explanation.shares) == pytest.approx(explanation.unrounded, rel=1e-9)
         for grid in explanation.grids:
             assert {len(row) for row in grid.scenarios} == {len(grid.prices)}
+
+
+def test_an_explanation_says_what_it_was_computed_from(example_book: Calculator) -> None:
+    before = datetime.now(timezone.utc).replace(microsecond=0)
+    provenance = example_book.explain("CL01001").provenance
+    assert provenance.market_sha256 == hashlib.sha256(MARKET.read_bytes()).hexdigest()
+    assert provenance.market.startswith("127.0.0.1:")  # the private server, which was given the file
+    assert provenance.market_time is not None
+    assert before <= provenance.market_time <= datetime.now(timezone.utc)
+    assert provenance.library == version()
 
 
 def test_a_client_that_nobody_knows_is_not_explained(example_book: Calculator) -> None:

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -102,6 +103,9 @@ public:
     /// Sets the most bytes that the text of a reply may have, unpacked. A longer reply is refused: a block of some
     /// megabytes may unpack to a thousand times as much.
     void SetMaxReplyBytes(std::size_t bytes) noexcept { m_maxReplyBytes = bytes; }
+    /// Hands the text of each instrument reply to `reader`, before it is parsed; empty: to nobody. What the reader
+    /// throws fails the download.
+    void SetReplyReader(std::function<void(std::string_view document)> reader) { m_replyReader = std::move(reader); }
     /// Logs out, disconnects and drops the connection handle. Harmless without one.
     void Cleanup();
 
@@ -124,6 +128,8 @@ public:
     /// Sends one ping over the wire.
     [[nodiscard]] bool CheckConnection();
 
+    /// Port of the router, as Startup was told it.
+    [[nodiscard]] std::uint16_t Port() const noexcept { return m_port; }
     [[nodiscard]] bool GetStatus() const; ///< True when connected and logged in, with the router reached.
     [[nodiscard]] bool IsLogged() const { return GetStatus(); }
 
@@ -172,6 +178,7 @@ private:
     bool m_startup = false; // the queue was started
     std::string m_xmlPath;
     std::size_t m_maxReplyBytes = DefaultMaxReplyBytes;
+    std::function<void(std::string_view)> m_replyReader;
     std::uint16_t m_port = 0;
     std::uint32_t m_timeout = 0; // ms
     std::string m_to;            // address of the margin server

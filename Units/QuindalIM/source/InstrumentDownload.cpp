@@ -57,6 +57,7 @@ bool Z9MQCore::GetInstrumentParameters(CCalcGOEx& calculator, const char* dateti
         std::string_view text;
         if (!ReadInstruments(reply, unpacked, text)) return false;
         if (!m_xmlPath.empty()) SaveXmlCopy(text);
+        if (m_replyReader) m_replyReader(text);
 
         if (datetime != nullptr)
             KV7TRACE_INFO_EX(LogCategory, "RequestInstruments with datetime: %s", datetime);

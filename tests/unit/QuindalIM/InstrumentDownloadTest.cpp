@@ -174,6 +174,25 @@ TEST_F(InstrumentDownloadTest, ACompressedReplyIsUnpackedAndItsSizesAreLogged)
     EXPECT_EQ(lines[2], "INFO [QuindalIM] RequestInstruments without datetime");
 }
 
+// Unpacked, and before anything is made of it: what cannot be parsed is read as well.
+TEST_F(InstrumentDownloadTest, AReaderGetsTheTextOfEachReply)
+{
+    std::vector<std::string> read;
+    core.SetReplyReader([&](std::string_view document) { read.emplace_back(document); });
+    ASSERT_TRUE(Download(CompressedReply(Document({currency}))));
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+    EXPECT_FALSE(Download(PlainReply("<root>")));
+    EXPECT_THAT(read, ElementsAre(Document({currency}), "<root/>", "<root>"));
+
+    core.SetReplyReader([](std::string_view) { throw std::runtime_error("the reader"); });
+    EXPECT_FALSE(Download(PlainReply(Document({currency}))));
+    EXPECT_EQ(LastError(), "the reader");
+
+    core.SetReplyReader({});
+    ASSERT_TRUE(Download(PlainReply("<root/>")));
+    EXPECT_EQ(read.size(), 3u);
+}
+
 TEST_F(InstrumentDownloadTest, AnyNumberButZeroSaysCompressed)
 {
     PlainMessage reply = CompressedReply("<root/>");
