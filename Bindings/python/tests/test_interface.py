@@ -73,6 +73,12 @@ def test_names_and_texts_of_codes_are_those_of_the_librarys_table() -> None:
     assert {code: quindalim.error_text(code) for code in told} == told
 
 
+def test_codes_are_those_that_the_header_has_constants_for() -> None:
+    constants = {int(code): name for name, code in re.findall(r"CODE\(QUINDAL_(\w+), (\d+),", HEADER)}
+    assert constants.pop(0) == "OK"
+    assert constants == {code: re.sub("^Z9ERR_(QUINDAL_IM_)?", "ERR_", name) for code, name in CODE_NAMES.items()}
+
+
 def test_every_code_of_the_documentation_has_a_name() -> None:
     pages = "".join(file.read_text() for file in (REPOSITORY / "docs/api").glob("*.md"))
     codes = {int(code) for row in re.findall(r"^\| (\d[\d, ]*)\|", pages, flags=re.M) for code in row.split(",")}
