@@ -775,7 +775,7 @@ QUINDAL_API int32_t GetOptionRisksArray(intptr_t QuindalIMCalculator, QuindalRis
     CODE(QUINDAL_ERR_WRONG_PART_COUNT, 94824, "QuindalIM wrong part count")                                            \
     CODE(QUINDAL_ERR_INSTRUMENTS_ALREADY_LOADED, 94995, "Instruments already loaded. Please call ClearAll()")
 
-#define QUINDAL_IM_CONSTANT(name, number, text) name = number,
+#define QUINDAL_IM_CONSTANT(name, number, text) name = (number),
 enum
 {
     QUINDAL_IM_CODES(QUINDAL_IM_CONSTANT)
