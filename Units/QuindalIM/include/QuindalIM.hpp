@@ -182,15 +182,17 @@ enum class Side : std::int32_t
 /// Name of the constant of a code, "QUINDAL_ERR_NOT_FOUND" of 94813; "QUINDAL_ERR_?" for a code without one.
 [[nodiscard]] inline const char* nameOf(std::int32_t code) noexcept
 {
-    switch (code) {
-#define QUINDAL_IM_CASE(name, number, text)                                                                            \
-    case name:                                                                                                         \
-        return #name;
-        QUINDAL_IM_CODES(QUINDAL_IM_CASE)
-#undef QUINDAL_IM_CASE
-    default:
-        return "QUINDAL_ERR_?";
-    }
+    struct Row
+    {
+        std::int32_t code;
+        const char* name;
+    };
+#define QUINDAL_IM_ROW(name, number, text) Row{number, #name},
+    static constexpr Row rows[] = {QUINDAL_IM_CODES(QUINDAL_IM_ROW)};
+#undef QUINDAL_IM_ROW
+    for (const Row& row : rows)
+        if (row.code == code) return row.name;
+    return "QUINDAL_ERR_?";
 }
 
 /// Why a call did not succeed.
