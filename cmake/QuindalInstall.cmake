@@ -1,4 +1,4 @@
-# What `cmake --install` puts in place: both libraries, the C header, a CMake package, a pkg-config file, the command
+# What `cmake --install` puts in place: both libraries, the headers for C and C++, a CMake package, a pkg-config file, the command
 # line. A program finds the library by find_package(QuindalIM) or by pkg-config quindalim.
 include(CMakePackageConfigHelpers)
 
@@ -8,7 +8,7 @@ add_custom_target(quindal_installed DEPENDS Z9Sys QuindalIM_Client quindal)
 install(TARGETS Z9Sys QuindalIM_Client EXPORT QuindalIMTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         NAMELINK_COMPONENT Development)
 install(TARGETS quindal RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES Units/QuindalIM/include/QuindalIM.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES Units/QuindalIM/include/QuindalIM.h Units/QuindalIM/include/QuindalIM.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 install(EXPORT QuindalIMTargets NAMESPACE QuindalIM:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/QuindalIM)
 configure_package_config_file(cmake/QuindalIMConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuindalIMConfig.cmake

@@ -49,7 +49,7 @@ sources_that_show() {
 }
 
 say "clang-format"
-git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format-14 --dry-run --Werror
+git ls-files '*.cpp' '*.h' '*.hpp' '*.c' | xargs clang-format-14 --dry-run --Werror
 
 base="${QUINDAL_LINT_BASE:-$(cat scripts/tidied)}"
 case "${1:-}" in

@@ -1,5 +1,5 @@
 // Exported functions with arguments of every sort. Whatever a caller sends, each function comes back with a code that
-// has a text, writes nothing when it fails, and leaves another client's figures alone, to the last bit.
+// has a text and a constant, writes nothing when it fails, and leaves another client's figures alone, to the last bit.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -13,6 +13,7 @@
 
 #include "LibraryHost.h"
 #include "MarginMarket.h"
+#include "QuindalIM.hpp"
 
 namespace test::ArbitraryArgumentsTest {
 namespace {
@@ -96,6 +97,7 @@ protected:
         const char* const text = GetErrorCodeDescription(code);
         RC_ASSERT(text != nullptr);
         RC_ASSERT(std::strlen(text) > 0);
+        RC_ASSERT(std::string(quindalim::nameOf(code)) != "QUINDAL_ERR_?");
     }
 
     calls::Margins figures;

@@ -8,6 +8,11 @@
 /* What crosses the boundary in one piece has the same size for every compiler. */
 typedef char extra_risks_info_is_packed[sizeof(ExtraRisksInfo) == 68 ? 1 : -1];
 
+/* The version may be asked for by the preprocessor. */
+#if !QUINDAL_IM_VERSION_AT_LEAST(9, 9, 64) || QUINDAL_IM_VERSION_AT_LEAST(9, 10, 0)
+#error "the version of QuindalIM.h is another one"
+#endif
+
 static int unexpected;
 
 static void expect(int32_t code, int32_t expected)
@@ -17,9 +22,9 @@ static void expect(int32_t code, int32_t expected)
 
 int main(void)
 {
-    const int32_t nullPointer = 94811;
-    const int32_t notInitialized = 94821;
-    const int32_t notSupported = 94819;
+    const int32_t nullPointer = QUINDAL_ERR_WRONG_ARGUMENTS;
+    const int32_t notInitialized = QUINDAL_ERR_NOT_INITIALIZED;
+    const int32_t notSupported = QUINDAL_ERR_NOT_SUPPORTED;
 
     if (strcmp(GetQuindalIMLibraryVersion(), "9.9.64.4654") != 0) ++unexpected;
     if (strcmp(GetErrorCodeDescription(nullPointer), "QuindalIM wrong arguments") != 0) ++unexpected;

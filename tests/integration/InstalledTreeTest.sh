@@ -1,11 +1,11 @@
 #!/bin/sh
 # Installs the build, builds C programs against what was installed, by CMake's package or by pkg-config, and runs them
 # over a server started from the installed command line: a small program of its own, the example worked out by hand in
-# docs/api/positions-and-orders.md, and the programs of docs/quick-start.md and of README.md as they stand there. The
-# pages on the interface name what the header declares.
-#   InstalledTreeTest.sh cmake|pkgconfig <cmake> <build> <install_test> <examples> <C compiler>
+# docs/api/positions-and-orders.md, and the programs of docs/quick-start.md, docs/cpp.md and README.md as they stand
+# there. The pages on the interface name what the header declares.
+#   InstalledTreeTest.sh cmake|pkgconfig <cmake> <build> <install_test> <examples> <C compiler> <C++ compiler>
 set -eu
-road=$1 cmake=$2 build=$3 program=$4 examples=$5 compiler=$6
+road=$1 cmake=$2 build=$3 program=$4 examples=$5 compiler=$6 cpp_compiler=$7
 root=$(dirname "$examples")
 page=$root/docs/quick-start.md
 
@@ -24,7 +24,8 @@ block() { awk -v open="\`\`\`$2" '$0 == open { on = 1; next } on && $0 == "```" 
 
 "$cmake" --install "$build" --prefix "$work/tree" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 library=$(dirname "$(find "$work/tree" -name libQuindalIM_Client.so)")
-[ "$(find "$work/tree/include" -name '*.h' | wc -l)" -eq 1 ] || fail "more headers than QuindalIM.h"
+headers=$(cd "$work/tree/include" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
+[ "$headers" = "./QuindalIM.h ./QuindalIM.hpp " ] || fail "other headers than QuindalIM.h and QuindalIM.hpp: $headers"
 
 # Every function of the header has its line on the first page of the interface, and its name on the page named there.
 header=$(find "$work/tree/include" -name QuindalIM.h)
@@ -38,11 +39,13 @@ done <"$work/described"
 
 block "$page" c >"$work/quick_start.c"
 block "$root/README.md" c >"$work/readme.c"
+block "$root/docs/cpp.md" cpp >"$work/cpp_start.cpp"
 [ "$(wc -l <"$work/quick_start.c")" -le 30 ] || fail "the quick start has more than thirty lines"
 
 if [ "$road" = cmake ]; then
-    "$cmake" -S "$program" -B "$work/programs" -DPAGE_PROGRAMS="$work/quick_start.c;$work/readme.c" \
-        -DCMAKE_PREFIX_PATH="$work/tree" -DCMAKE_C_COMPILER="$compiler" >"$work/log"
+    "$cmake" -S "$program" -B "$work/programs" -DPAGE_PROGRAMS="$work/quick_start.c;$work/readme.c;$work/cpp_start.cpp" \
+        -DCMAKE_PREFIX_PATH="$work/tree" -DCMAKE_C_COMPILER="$compiler" -DCMAKE_CXX_COMPILER="$cpp_compiler" \
+        >"$work/log"
     "$cmake" --build "$work/programs" >>"$work/log" || { cat "$work/log"; exit 1; }
 else
     export PKG_CONFIG_PATH="$library/pkgconfig"
@@ -54,6 +57,9 @@ else
         "$compiler" -std=c99 -Wall -Wextra -Wpedantic -Werror "$work/$name.c" -o "$work/programs/$name" \
             $(pkg-config --cflags --libs quindalim) "-Wl,-rpath,$library"
     done
+    # shellcheck disable=SC2046
+    "$cpp_compiler" -std=c++17 -Wall -Wextra -Wpedantic -Werror "$work/cpp_start.cpp" -o "$work/programs/cpp_start" \
+        $(pkg-config --cflags --libs quindalim) "-Wl,-rpath,$library"
 fi
 
 # User and settings as the page has them.
@@ -83,3 +89,7 @@ echo "$printed" | grep -o '[0-9]*[.][0-9][0-9]' >figures
 printed=$(programs/quick_start)
 echo "docs/quick-start.md: $printed"
 [ "$printed" = "$(block "$page" text)" ] || fail "the page says: $(block "$page" text)"
+
+printed=$(programs/cpp_start)
+echo "docs/cpp.md: $printed"
+[ "$printed" = "$(block "$root/docs/cpp.md" text)" ] || fail "the page says: $(block "$root/docs/cpp.md" text)"

@@ -39,7 +39,7 @@ def test_the_book_of_the_page(tmp_path: Path) -> None:
 
 def test_the_desks_program(tmp_path: Path) -> None:
     files = [f"examples/{name}" for name in ("market.xml", "accounts.csv", "positions.csv", "orders.csv")]
-    printed = run(tmp_path, str(PACKAGE / "examples" / "desk.py"), *files, "margin.png")
+    printed = run(tmp_path, str(EXAMPLES / "desk.py"), *files, "margin.png")
     assert [line.split() for line in printed if line.startswith("CL01003 ")] == [["CL01003", "13,076,899.92"]]
     assert "oil short turned      OM02001       +653,334.37" in printed
     assert "Of 13,076,899.92, the margin of CL01003:" in printed

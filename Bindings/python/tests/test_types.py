@@ -8,7 +8,7 @@ import sys
 from importlib.util import find_spec
 
 import pytest
-from conftest import REPOSITORY
+from conftest import EXAMPLES, REPOSITORY
 
 PACKAGE = REPOSITORY / "Bindings" / "python"
 
@@ -23,7 +23,7 @@ def of_mypy(program: str) -> tuple[int, str]:
 
 @pytest.mark.skipif(find_spec("mypy") is None, reason="mypy is not installed")
 def test_types_reach_a_program() -> None:
-    status, said = of_mypy((PACKAGE / "examples" / "desk.py").read_text())
+    status, said = of_mypy((EXAMPLES / "desk.py").read_text())
     assert status == 0, said
     wrong = "from quindalim import Calculator\ndef f(c: Calculator) -> str: return c.margin('A').go\n"
     status, said = of_mypy(wrong)

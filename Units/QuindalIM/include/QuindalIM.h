@@ -13,9 +13,10 @@
  *     ChangePart(calc, ...);                               a client's other parameters, its book follows
  *     DestroyQuindalIMCalculator(calc); DeInitQuindalIM();
  *
- * Results. Every function but the first two returns a code: 0 is success, GetErrorCodeDescription gives its text. Codes
- * that any of them may return: 94808 something unforeseen (the log says what), 94811 a null pointer, a null handle or a
- * text of the wrong length, 94821 InitQuindalIM has not succeeded yet.
+ * Results. Every function but the first two returns a code: 0 is success, GetErrorCodeDescription gives its text, and
+ * each has a constant, QUINDAL_ERR_..., at the end of this file. Codes that any of them may return: 94808 something
+ * unforeseen (the log says what), 94811 a null pointer, a null handle or a text of the wrong length, 94821
+ * InitQuindalIM has not succeeded yet.
  *
  * Ownership. The caller owns every text and buffer that it passes; the library copies what it keeps, and no pointer is
  * kept after the call. The texts that the first two functions return are constants of the library. The library owns the
@@ -50,6 +51,21 @@
 #ifndef __cplusplus
 #include <stdbool.h>
 #endif
+
+/* Version of this header. The library that a program has loaded tells its own: GetQuindalIMLibraryVersion. */
+#define QUINDAL_IM_VERSION_MAJOR 9
+#define QUINDAL_IM_VERSION_MINOR 9
+#define QUINDAL_IM_VERSION_PATCH 64
+#define QUINDAL_IM_VERSION_TEXT "9.9.64"
+
+/* Versions as numbers that can be compared, 9.9.64 is 90964; in #if as well. */
+#define QUINDAL_IM_MAKE_VERSION(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
+#define QUINDAL_IM_VERSION                                                                                             \
+    QUINDAL_IM_MAKE_VERSION(QUINDAL_IM_VERSION_MAJOR, QUINDAL_IM_VERSION_MINOR, QUINDAL_IM_VERSION_PATCH)
+
+/* True where this header is of the version or a later one: #if !QUINDAL_IM_VERSION_AT_LEAST(9, 9, 64) */
+#define QUINDAL_IM_VERSION_AT_LEAST(major, minor, patch)                                                               \
+    (QUINDAL_IM_VERSION >= QUINDAL_IM_MAKE_VERSION(major, minor, patch))
 
 #if defined(__GNUC__)
 #define QUINDAL_API __attribute__((visibility("default")))
@@ -641,6 +657,130 @@ QUINDAL_API int32_t GetRiskPoints(intptr_t QuindalIMCalculator, QuindalRiskType 
 QUINDAL_API int32_t GetOptionRisksArray(intptr_t QuindalIMCalculator, QuindalRiskType choosenRiskType,
                                         const char* InstrCode, double* arr, int32_t* pointsCount,
                                         int32_t* scenarioCount, ExtraRisksInfo* xInfo, QuindalClientRiskLevel level);
+
+/* ---- Codes ------------------------------------------------------------------------------------------------------ */
+
+/* Every code that a function of this library returns: CODE(name, number, text). The names are constants (enum below);
+ * the text is that of GetErrorCodeDescription. A table of a program's own is made by a macro of its own for CODE:
+ *
+ *     #define ROW(name, number, text) {number, #name},
+ *     static const struct { int32_t code; const char* name; } names[] = {QUINDAL_IM_CODES(ROW)};
+ *
+ * A platform library in place of libZ9Sys may have codes and texts of its own for ini files and logs. */
+#define QUINDAL_IM_CODES(CODE)                                                                                         \
+    CODE(QUINDAL_OK, 0, "Success")                                                                                     \
+    CODE(QUINDAL_ERR_COMMON_WRONG_ARGUMENTS, 2, "Wrong arguments")                                                     \
+    CODE(QUINDAL_ERR_COMMON_INTERNAL_ERROR, 3, "Internal error")                                                       \
+    CODE(QUINDAL_ERR_COMMON_BUFFER_TOO_SMALL, 7, "Buffer is too small")                                                \
+    CODE(QUINDAL_ERR_COMMON_OVERFLOW, 14, "Overflow")                                                                  \
+    CODE(QUINDAL_ERR_INI_CANNOT_OPEN, 16385, "Ini file cannot be opened")                                              \
+    CODE(QUINDAL_ERR_LOG_CANNOT_OPEN, 20481, "Log file cannot be opened")                                              \
+    CODE(QUINDAL_ERR_LOG_WRONG_PARAMETER, 20482, "Wrong log parameter")                                                \
+    CODE(QUINDAL_ERR_INSTRUMENT_ABSENT, 94260, "Instrument is absent")                                                 \
+    CODE(QUINDAL_ERR_CHECK_CLIENT_NOT_FOUND, 94309, "Client not found")                                                \
+    CODE(QUINDAL_ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED, 94312, "Broker not found")                                     \
+    CODE(QUINDAL_ERR_CHECK_INVALID_SETTLEMENT_ACCOUNT_ID, 94314, "Settlement Account ID not found")                    \
+    CODE(QUINDAL_ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND, 94395, "Settlement Account not found")                     \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_BASECONTRACT_NOT_FOUND, 94509, "BaseContract not found")                      \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_FUTURES_NOT_FOUND, 94510, "Futures not found")                                \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_VIRTFUTURES_NOT_FOUND, 94515, "VirtFutures not found")                        \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_BASECONTRACT_ALREADY_EXISTS, 94517,                                           \
+         "BaseContract already exists, cannot reinsert")                                                               \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_VIRTFUTURES_ALREADY_EXISTS, 94519,                                            \
+         "VirtFutures already exists, cannot reinsert")                                                                \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_FUTURES_ALREADY_EXISTS, 94520, "Futures already exists, cannot reinsert")     \
+    CODE(QUINDAL_ERR_POSITION_CALCULATOR_OPTION_ALREADY_EXISTS, 94521, "Option already exists, cannot reinsert")       \
+    CODE(QUINDAL_ERR_CALCGO_API_COMMON_ERROR, 94708, "CalcGO unknown error")                                           \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_BC_ALREADY_EXIST, 94709, "Base contract already exists")                         \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_FUTURES_ALREADY_EXIST, 94710, "Futures already exists")                          \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_VIRTFUTURES_ALREADY_EXIST, 94711, "Virtual futures already exists")              \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_OPTION_ALREADY_EXIST, 94712, "Option already exists")                            \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_BC_NOT_FOUND, 94714, "CalcGO: Base contract not found")                          \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND, 94715, "Futures not found")                                   \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_VIRTFUTURES_NOT_FOUND, 94716, "Virtual futures not found")                       \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_PART_ALREADY_EXIST, 94717, "Participant already exists")                         \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_PART_NOT_FOUND, 94718, "Participant not found")                                  \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_FIRM_ALREADY_EXIST, 94719, "Firm already exists")                                \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_FIRM_NOT_FOUND, 94720, "Firm not found")                                         \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_WRONG_INPUT_PARAMETERS, 94723, "CalcGo API error wrong input parameters")        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_CURRENCY_NOT_FOUND, 94724, "CALCGO_API_ERROR_CURRENCY_NOT_FOUND")                \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_SETTLEMENT_ACCOUNT_ALREADY_EXIST, 94740, "Settlement Account already exists")    \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_OPTION_NOT_FOUND, 94749, "CalcGO: Option not found")                             \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG, 94754,                                   \
+         "CALCGO_API_ERROR_LEGORDERNUM_ALREADY_EXISTS_IN_MULTILEG")                                                    \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR_MUST_BE_POSITIVE, 94757, "MarketRisk must be positive")                       \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR1_MUST_BE_POSITIVE, 94758, "MarketRisk1 must be positive")                     \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR2_MUST_BE_POSITIVE, 94759, "MarketRisk2 must be positive")                     \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_CL1_CANNOT_BE_NEGATIVE, 94760, "ConcentrationLimit1 cannot be negative")         \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_CL2_CANNOT_BE_NEGATIVE, 94761, "ConcentrationLimit2 cannot be negative")         \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_RISKPOINTSN_IN_MCS_NOT_EQUAL, 94762,                                             \
+         "Base contracts from the same MCS has different RiskPointsN")                                                 \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_IR_UP_CANNOT_BE_NEGATIVE, 94763, "InterestRateRiskUp cannot be negative")        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_IR_DOWN_CANNOT_BE_NEGATIVE, 94764, "InterestRateRiskDown cannot be negative")    \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_TIME_TO_EXPIRATION_CANNOT_BE_NEGATIVE, 94765,                                    \
+         "TimeToExpiration cannot be negative")                                                                        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_VOLATILITY_RISK_OUT_OF_RANGE, 94766,                                             \
+         "VolatilityRisk out of range (VR must be greater than or equal to 0 and less than 5)")                        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_VOLATILITY_RISK_MISMATCH_OUT_OF_RANGE, 94767,                                    \
+         "VolatilityRiskMismatch out of range (VVR must be greater than or equal to 0 and less than 5)")               \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_VOLATNUM_MUST_BE_ODD, 94771, "CALCGO_API_ERROR_VOLATNUM_MUST_BE_ODD")            \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_WINDOW_SIZE_PERCENTAGE_OUT_OF_RANGE, 94773,                                      \
+         "CALCGO_API_ERROR_WINDOW_SIZE_PERCENTAGE_OUT_OF_RANGE")                                                       \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_LOT_CANNOT_BE_ZERO, 94774, "Lot cannot be zero")                                 \
+    CODE(QUINDAL_ERR_CALCGO_API_OPTION_MODEL_INCORRECT, 94779, "Z9ERR_CALCGO_API_OPTION_MODEL_INCORRECT")              \
+    CODE(QUINDAL_ERR_CALCGO_LOTCOEFF_OUT_OF_RANGE, 94780, "LotCoeff is out of range")                                  \
+    CODE(QUINDAL_ERR_CALCGO_MARGIN_STYLE_OUT_OF_RANGE, 94781, "Margin style is out of range")                          \
+    CODE(QUINDAL_ERR_CALCGO_SETTLEMENT_TYPE_OUT_OF_RANGE, 94782, "Settlement style is out of range")                   \
+    CODE(QUINDAL_ERR_CALCGO_EXERCISE_STYLE_OUT_OF_RANGE, 94783, "Exercise style is out of range")                      \
+    CODE(QUINDAL_ERR_CALCGO_INTEREST_RATE_RISK_UP_OUT_OF_RANGE, 94784, "InterestRateRiskUp is out of range")           \
+    CODE(QUINDAL_ERR_CALCGO_INTEREST_RATE_RISK_DOWN_OUT_OF_RANGE, 94785, "InterestRateRiskDown is out of range")       \
+    CODE(QUINDAL_ERR_CALCGO_INVALID_MSPTYPE, 94787,                                                                    \
+         "Invalid BaseContract MSPType, valid values are FixedPriceStep(0) and CurrencyIndicatorPriceStep(1)")         \
+    CODE(QUINDAL_ERR_CALCGO_INVALID_ASSET_CLASS, 94788, "Invalid BaseContract AssetClass")                             \
+    CODE(QUINDAL_ERR_CALCGO_INTEREST_RATE_2_RISK_UP_OUT_OF_RANGE, 94789, "InterestRate2RiskUp is out of range")        \
+    CODE(QUINDAL_ERR_CALCGO_INTEREST_RATE_2_RISK_DOWN_OUT_OF_RANGE, 94790, "InterestRate2RiskDown is out of range")    \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_CURRENCY_ALREADY_EXIST, 94791, "Currency already exists")                        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MULTILEG_ALREADY_EXISTS, 94792, "Multileg already exists")                       \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR_LOW_MUST_BE_POSITIVE, 94793, "MarketRiskLow must be positive")                \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR1_LOW_MUST_BE_POSITIVE, 94794, "MarketRisk1Low must be positive")              \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR2_LOW_MUST_BE_POSITIVE, 94795, "MarketRisk2Low must be positive")              \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR_MEDIUM_MUST_BE_POSITIVE, 94796, "MarketRiskMedium must be positive")          \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR1_MEDIUM_MUST_BE_POSITIVE, 94797, "MarketRisk1Medium must be positive")        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR2_MEDIUM_MUST_BE_POSITIVE, 94798, "MarketRisk2Medium must be positive")        \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR_HIGH_MUST_BE_POSITIVE, 94799, "MarketRiskHigh must be positive")              \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR1_HIGH_MUST_BE_POSITIVE, 94800, "MarketRisk1High must be positive")            \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR2_HIGH_MUST_BE_POSITIVE, 94801, "MarketRisk2High must be positive")            \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR_EXCEPTIONAL_MUST_BE_POSITIVE, 94802,                                          \
+         "MarketRiskExceptional must be positive")                                                                     \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR1_EXCEPTIONAL_MUST_BE_POSITIVE, 94803,                                         \
+         "MarketRisk1Exceptional must be positive")                                                                    \
+    CODE(QUINDAL_ERR_CALCGO_API_ERROR_MR2_EXCEPTIONAL_MUST_BE_POSITIVE, 94804,                                         \
+         "MarketRisk2Exceptional must be positive")                                                                    \
+    CODE(QUINDAL_ERR_COMMON_ERROR, 94808, "QuindalIM common error")                                                    \
+    CODE(QUINDAL_ERR_ALREADY_INITIALIZED, 94809, "QuindalIM already initialized")                                      \
+    CODE(QUINDAL_ERR_END_OF_DATA, 94810, "QuindalIM end of data")                                                      \
+    CODE(QUINDAL_ERR_WRONG_ARGUMENTS, 94811, "QuindalIM wrong arguments")                                              \
+    CODE(QUINDAL_ERR_NOT_ENOUGH_MEMORY, 94812, "QuindalIM not enough memory")                                          \
+    CODE(QUINDAL_ERR_NOT_FOUND, 94813, "QuindalIM not found")                                                          \
+    CODE(QUINDAL_ERR_STARTUP_ERROR, 94814, "QuindalIM startup error")                                                  \
+    CODE(QUINDAL_ERR_CONNECT_ERROR, 94815, "QuindalIM connect error")                                                  \
+    CODE(QUINDAL_ERR_LOGIN_ERROR, 94816, "QuindalIM login error")                                                      \
+    CODE(QUINDAL_ERR_GET_USER_INFO_ERROR, 94817, "QuindalIM get user info error")                                      \
+    CODE(QUINDAL_ERR_EXCEEDED_LIMIT_OF_PARTICIPANTS, 94818, "QuindalIM exceeded limit of participants")                \
+    CODE(QUINDAL_ERR_NOT_SUPPORTED, 94819, "QuindalIM operation is not supported")                                     \
+    CODE(QUINDAL_ERR_NOT_CONNECTED, 94820, "QuindalIM is not connected")                                               \
+    CODE(QUINDAL_ERR_NOT_INITIALIZED, 94821, "QuindalIM is not initialized")                                           \
+    CODE(QUINDAL_ERR_WRONG_PORT, 94822, "QuindalIM wrong port")                                                        \
+    CODE(QUINDAL_ERR_WRONG_MQ_TIMEOUT, 94823, "QuindalIM wrong MQ timeout")                                            \
+    CODE(QUINDAL_ERR_WRONG_PART_COUNT, 94824, "QuindalIM wrong part count")                                            \
+    CODE(QUINDAL_ERR_INSTRUMENTS_ALREADY_LOADED, 94995, "Instruments already loaded. Please call ClearAll()")
+
+#define QUINDAL_IM_CONSTANT(name, number, text) name = (number),
+enum
+{
+    QUINDAL_IM_CODES(QUINDAL_IM_CONSTANT)
+};
+#undef QUINDAL_IM_CONSTANT
 
 #ifdef __cplusplus
 }

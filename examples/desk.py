@@ -2,7 +2,7 @@
 
     python3 desk.py MARKET ACCOUNTS POSITIONS ORDERS [PICTURE]
 
-Files as the command line reads them; the repository's examples/ has some. PICTURE, such as margin.png, is drawn where
+Files as the command line reads them; some lie beside this program. PICTURE, such as margin.png, is drawn where
 matplotlib is installed.
 """
 
