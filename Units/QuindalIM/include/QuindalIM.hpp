@@ -10,9 +10,8 @@
 // Results.     Each call gives a Result: ask it (`if (!result) log(result.error().message())`), or take its value(),
 //              which throws an Error where there is none. No other exception is thrown, but std::bad_alloc by the calls
 //              that read lists and compose messages.
-// Refusals.    A number that is not finite, a text with a zero byte and a code longer than CodeLength are refused
-// before
-//              the library is called; the error names the parameter of QuindalIM.h. All else the library checks itself.
+// Refusals.    A number that is not finite, a text with a zero byte and a code longer than CodeLength do not reach the
+//              library; the error names the parameter of QuindalIM.h. All else the library checks itself.
 // Lifetimes.   Library and Calculator stop and clear by themselves, the last made first. They can be moved, not copied.
 // Allocations. setPosition and changeOrder take no memory from the heap.
 // Threads.     As QuindalIM.h: one call at a time.
