@@ -388,7 +388,7 @@ TEST_F(Serve, StatusTellsWhetherAClientCouldWork)
     EXPECT_EQ(healthy.status, 0) << healthy.errors;
     EXPECT_THAT(healthy.out, StartsWith("Router      127.0.0.1:" + port +
                                         "\n"
-                                        "User        USER01 may log in and register 100 clients\n"
+                                        "User        USER01 may log in; clients allowed: 100\n"
                                         "Login       "));
     EXPECT_THAT(healthy.out,
                 MatchesRegex(".*\nRound trip  [0-9]+\\.[0-9] ms\nServer      [0-9]+-[0-9]+, up since 2.*Z, "

@@ -109,7 +109,7 @@ void PrintTable(const StatusOptions& options, const LinkHealth& health)
 {
     std::vector<Cells> rows{
         {"Router", "127.0.0.1:" + std::to_string(health.port)},
-        {"User", options.user + " may log in and register " + std::to_string(health.partCount) + " clients"},
+        {"User", options.user + " may log in; clients allowed: " + std::to_string(health.partCount)},
         {"Login", Text(health.login)},
         {"Round trip", Text(health.roundTrip)},
     };
