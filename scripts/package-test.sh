@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Tests the packages of build/packages. Lintian finds no error, systemd finds the units sound and closed. Then a root
 # directory with nothing but what the packages depend on gets them: the command line prints the margins of README.md,
-# Python and a C program print one, router and server run as their units say. After a purge nothing is left.
+# Python and a C program print one, router and server run as their units say, and another libZ9Sys takes the place of ours.
+# After a purge nothing is left.
 # Needs neither network nor systemd; without root it takes a user namespace.
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 if [ "$(id -u)" -ne 0 ]; then exec unshare --map-root-user --mount "$0"; fi
@@ -126,9 +127,22 @@ printed="$(run env -C /tmp ./program /etc/quindal/quindal.ini USER01 "$password"
 for process in "${started[@]}"; do kill "$process" && wait "$process" || true; done
 started=()
 
+say "another libZ9Sys in the place of ours"
+mkdir -p "$work/exchange/DEBIAN" "$work/exchange/usr/lib/x86_64-linux-gnu"
+cp "$root/usr/lib/x86_64-linux-gnu/libZ9Sys.so" "$work/exchange/usr/lib/x86_64-linux-gnu/"
+printf '%s\n' 'Package: exchange-z9sys' 'Version: 1' 'Architecture: amd64' 'Maintainer: nobody <nobody@localhost>' \
+    'Description: stands in for the package of an exchange' 'Provides: libz9sys-abi' 'Conflicts: libz9sys-abi' \
+    'Replaces: libz9sys-abi' >"$work/exchange/DEBIAN/control"
+dpkg-deb --root-owner-group --build "$work/exchange" "$work/exchange.deb" >/dev/null
+# As apt does it: out with one, in with the other. Then whoever needs it is satisfied by either.
+inside dpkg --root="$root" --force-depends --remove libz9sys >"$work/dpkg.log" 2>&1
+inside dpkg --root="$root" --install "$work/exchange.deb" "$work"/debs/{quindal,libquindalim}*.deb >"$work/dpkg.log" 2>&1 ||
+    { cat "$work/dpkg.log" && fail "the exchange's libZ9Sys cannot take the place of ours"; }
+run quindal --version >/dev/null || fail "quindal does not start over another libz9sys"
+
 say "nothing left behind"
 rm "$root/tmp/program" "$root/etc/quindal/passwords" "$root/etc/quindal/market.xml" # ours, not the packages'
 # shellcheck disable=SC2046 # names are words
-inside dpkg --root="$root" --purge $(for package in "${packages[@]}"; do dpkg-deb -f "$package" Package; done) \
+inside dpkg --root="$root" --purge $(for package in "${packages[@]}"; do dpkg-deb -f "$package" Package; done) exchange-z9sys \
     >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" && fail "the packages do not leave"; }
 listing | diff "$work/before" - || fail "something is left"
