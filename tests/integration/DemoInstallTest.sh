@@ -10,8 +10,11 @@ targets=$(sed -n 's/^build release \([^#]*\).*/\1/p' "$source/scripts/demo.sh")
 [ -n "$targets" ] || { echo "scripts/demo.sh builds nothing"; exit 1; }
 
 # Files that the install scripts name, as far as the build makes them; the others are of the sources or of the
-# configuration, and there already.
-find "$build" -name cmake_install.cmake -exec grep -ho "\"$build/[^\"]*\"" {} + | tr -d '"' | sed "s|^$build/||" |
+# configuration, and there already. What only the Debian packages have stands in blocks of their component alone.
+find "$build" -name cmake_install.cmake -exec awk '
+    /^if\(CMAKE_INSTALL_COMPONENT STREQUAL/ && !/OR NOT CMAKE_INSTALL_COMPONENT/ { packaged = 1 }
+    !packaged { print }
+    /^endif/ { packaged = 0 }' {} + | grep -o "\"$build/[^\"]*\"" | tr -d '"' | sed "s|^$build/||" |
     LC_ALL=C sort -u >"$work/named"
 "$ninja" -C "$build" -t targets all | sed -n 's/: [^:]*$//p' | LC_ALL=C sort -u >"$work/made"
 LC_ALL=C comm -12 "$work/named" "$work/made" >"$work/installed"
