@@ -15,7 +15,7 @@ started=()
 finish() {
     for process in "${started[@]}"; do kill "$process" 2>/dev/null && wait "$process" 2>/dev/null || true; done
     if mountpoint -q "$root/dev"; then umount -l "$root/dev"; fi
-    rm -rf "$work"
+    rm -rf --one-file-system "$work"
 }
 trap finish EXIT
 fail() {
@@ -67,6 +67,13 @@ listing() {
 say "lintian"
 lintian --allow-root --fail-on error --tag-display-limit 0 "${packages[@]}"
 
+say "what an application has to have"
+for package in libquindalim9 libz9sys; do
+    dpkg-deb -f build/packages/"$package"_*.deb Depends | tr ',|' '\n' | sed 's/(.*//; s/ //g; s/[0-9.v-]*\(-fmt9\)*$//'
+done | sort -u | tr '\n' ' ' >"$work/runtime"
+[ "$(cat "$work/runtime")" = "libc libgcc-s libnats libsnappy libspdlog libstdc++ libz9sys libz9sys-abi " ] ||
+    fail "the libraries depend on others than they need: $(cat "$work/runtime")"
+
 say "a clean root"
 make_root
 listing >"$work/before"
@@ -100,27 +107,33 @@ printed="$(run python3 -c "$python")"
     $(PKG_CONFIG_LIBDIR="$root/usr/lib/x86_64-linux-gnu/pkgconfig" PKG_CONFIG_PATH='' pkg-config --cflags --libs quindalim)
 readelf -d "$root/tmp/program" | grep -q 'NEEDED.*libQuindalIM_Client.so.9\]' || fail "a program is linked to no soname"
 
-say "router and server as their units say"
-command_of() { sed -n 's/^ExecStart=//p' "$root/usr/lib/systemd/system/quindal-$1.service"; }
+say "router and server, as docs/operate.md and the units say"
 port="$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')"
 sed -i "s/4622/$port/" "$root/etc/quindal/router.conf" "$root/etc/quindal/quindal.ini"
-cp "$root$examples/passwords" "$root/etc/quindal/passwords"
-cp "$root$examples/market.xml" "$root/etc/quindal/market.xml"
-run quindal check --instruments /etc/quindal/market.xml --users /etc/quindal/users.csv >"$work/printed"
-mapfile -t passwords < <(grep "^QUINDAL_" "$root/etc/quindal/passwords")
-for service in router server; do
-    : >"$work/$service"
-    # shellcheck disable=SC2046 # a command is words
-    inside chroot "$root" env "${passwords[@]}" $(command_of $service | sed "s/4622/$port/") >"$work/$service" 2>&1 &
+# Starts what a unit starts, as systemd does but without its walls.
+start() {
+    local command variables
+    command="$(sed -n 's/^ExecStart=//p' "$root/usr/lib/systemd/system/$1.service" | sed "s/4622/$port/")"
+    mapfile -t variables < <(grep '^QUINDAL_' "$root/etc/quindal/passwords")
+    : >"$work/$1"
+    # shellcheck disable=SC2086 # a command is words
+    inside chroot "$root" env "${variables[@]}" $command >"$work/$1" 2>&1 &
     started+=($!)
     for _ in $(seq 100); do
-        grep -q -e 'Server is ready' -e "on port $port" "$work/$service" && break
+        if grep -q -e 'Server is ready' -e "on port $port" "$work/$1"; then return; fi
         sleep 0.1
     done
-done
-password="$(sed -n 's/^QUINDAL_MONITOR_PASSWORD=//p' "$root/etc/quindal/passwords")"
-run env QUINDAL_PASSWORD="$password" quindal status --ini /etc/quindal/quindal.ini --user MONITOR ||
-    { cat "$work/router" "$work/server" && fail "no client could work"; }
+    cat "$work/$1" && fail "$1 does not start"
+}
+typed=0
+while read -r line; do
+    case "$line" in
+    'sudo systemctl enable --now quindal-router quindal-server') start quindal-router && start quindal-server ;;
+    *) run sh -ec "${line#sudo }" || { cat "$work"/quindal-* && fail "docs/operate.md: $line"; } ;;
+    esac
+    typed=$((typed + 1))
+done < <(sed -n 's/^\$ //p' docs/operate.md)
+[ "$typed" -eq 6 ] || fail "docs/operate.md has $typed commands"
 password="$(sed -n 's/^QUINDAL_USER01_PASSWORD=//p' "$root/etc/quindal/passwords")"
 printed="$(run env -C /tmp ./program /etc/quindal/quindal.ini USER01 "$password" INDX-12.26)"
 [[ "$printed" =~ ^margin\ [1-9] ]] || fail "the C program prints \"$printed\""
