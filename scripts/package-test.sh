@@ -81,6 +81,13 @@ mkdir "$work/debs" && cp "${packages[@]}" "$work/debs"
 install() { inside dpkg --root="$root" --install "$work"/debs/*.deb >"$work/dpkg.log" 2>&1; }
 install || { cat "$work/dpkg.log" && fail "the packages do not install"; }
 
+say "all that cmake installs"
+cmake --install build/release --prefix "$work/tree" >/dev/null
+(cd "$work/tree" && find . -not -type d) >"$work/files"
+while read -r file; do
+    [ -e "$root/usr/$file" ] || fail "no package has ${file#./}: its install() has no COMPONENT of cmake/QuindalPackages.cmake"
+done <"$work/files"
+
 say "units"
 systemd-analyze verify --root="$root" --man=no "$root"/usr/lib/systemd/system/quindal-*.service
 for unit in "$root"/usr/lib/systemd/system/quindal-*.service; do
