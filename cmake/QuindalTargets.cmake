@@ -34,10 +34,15 @@ set(QUINDAL_SECTIONS $<$<CONFIG:Release>:-ffunction-sections;-fdata-sections;-g1
   $<$<CONFIG:Release>:-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.>)
 set(QUINDAL_NO_LINE_TABLES $<$<CONFIG:Release>:-Wl,--strip-debug>)
 
+# What is installed binds every name at its start, and the table of names is read-only from then on: a name that another
+# libZ9Sys lacks is told when the library is loaded, not in the middle of a day.
+set(QUINDAL_BOUND_AT_START $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
+
 # quindal_carries_what_it_reaches(TARGET): the linker leaves out what no road from the program's doors leads to.
 function(quindal_carries_what_it_reaches target)
   target_compile_options(${target} PRIVATE ${QUINDAL_SECTIONS})
-  target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--gc-sections> ${QUINDAL_NO_LINE_TABLES})
+  target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--gc-sections> ${QUINDAL_NO_LINE_TABLES}
+    ${QUINDAL_BOUND_AT_START})
 endfunction()
 
 # quindal_few_objects(TARGET): up to eight sources of a target are compiled together, since half of the compiling is

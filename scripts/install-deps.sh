@@ -15,6 +15,9 @@ if [ "${1:-}" = "--tests" ]; then
     packages+=(python3 python3-pytest mypy python3-numpy python3-pandas python3-matplotlib)
     packages+=(python3-pip python3-setuptools python3-wheel)
 fi
+if [ "${1:-}" = "--package" ]; then
+    packages+=(dpkg-dev file chrpath lintian systemd procps pandoc python3 python3-pip python3-setuptools python3-wheel)
+fi
 if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev); fi
 
 missing=()

@@ -10,12 +10,15 @@ targets=$(sed -n 's/^build release \([^#]*\).*/\1/p' "$source/scripts/demo.sh")
 [ -n "$targets" ] || { echo "scripts/demo.sh builds nothing"; exit 1; }
 
 # Files that the install scripts name, as far as the build makes them; the others are of the sources or of the
-# configuration, and there already.
-find "$build" -name cmake_install.cmake -exec grep -ho "\"$build/[^\"]*\"" {} + | tr -d '"' | sed "s|^$build/||" |
+# configuration, and there already. What only the Debian packages have stands in blocks of their component alone.
+find "$build" -name cmake_install.cmake -exec awk '
+    /^if\(CMAKE_INSTALL_COMPONENT STREQUAL/ && !/OR NOT CMAKE_INSTALL_COMPONENT/ { packaged = 1 }
+    !packaged { print }
+    /^endif/ { packaged = 0 }' {} + | grep -o "\"$build/[^\"]*\"" | tr -d '"' | sed "s|^$build/||" |
     LC_ALL=C sort -u >"$work/named"
 "$ninja" -C "$build" -t targets all | sed -n 's/: [^:]*$//p' | LC_ALL=C sort -u >"$work/made"
 LC_ALL=C comm -12 "$work/named" "$work/made" >"$work/installed"
-for file in libQuindalIM_Client.so libZ9Sys.so quindal; do
+for file in libQuindalIM_Client.so libQuindalIM_Client.so.9 libZ9Sys.so quindal; do
     grep -q "/$file\$" "$work/installed" || { echo "the install scripts do not name $file"; exit 1; }
 done
 
@@ -23,7 +26,8 @@ done
 "$ninja" -C "$build" -t commands $targets >"$work/commands"
 missing=0
 while read -r file; do
-    grep -q -e " -o $file " "$work/commands" && continue
+    # A link to a library is made by cmake, of the library's file and the names of its links.
+    grep -q -e " -o $file " -e "cmake_symlink_library .* $file\( \|\$\)" "$work/commands" && continue
     echo "scripts/demo.sh builds $targets, and cmake --install wants $file"
     missing=1
 done <"$work/installed"

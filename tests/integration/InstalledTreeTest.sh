@@ -27,6 +27,11 @@ library=$(dirname "$(find "$work/tree" -name libQuindalIM_Client.so)")
 headers=$(cd "$work/tree/include" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
 [ "$headers" = "./QuindalIM.h ./QuindalIM.hpp " ] || fail "other headers than QuindalIM.h and QuindalIM.hpp: $headers"
 
+# Programs are linked to the name with the number of the interface; hosts that load the library do so by the bare name.
+soname=$(objdump -p "$library/libQuindalIM_Client.so" | sed -n 's/^ *SONAME *//p')
+[ "$soname" = libQuindalIM_Client.so.9 ] || fail "the soname is \"$soname\""
+[ -e "$library/$soname" ] && [ -L "$library/libQuindalIM_Client.so" ] || fail "no link of the name $soname"
+
 # Every function of the header has its line on the first page of the interface, and its name on the page named there.
 header=$(find "$work/tree/include" -name QuindalIM.h)
 sed -n 's/^QUINDAL_API [^(]*[ *]\([A-Za-z0-9]*\)(.*/\1/p' "$header" | LC_ALL=C sort >"$work/declared"

@@ -343,7 +343,9 @@ TEST_F(Serve, WritesItsLinesToStderrUnlessTheyHaveAFile)
     EXPECT_EQ(server->WaitForSignal(), SIGTERM);
     EXPECT_THAT(LinesOf(server->Errors()),
                 UnorderedElementsAre(HasSubstr(" user=USER01 request=discovery outcome=ok "),
-                                     HasSubstr(" user=USER01 request=user-info outcome=ok ")));
+                                     HasSubstr(" user=USER01 request=user-info outcome=ok "),
+                                     HasSubstr(" user=USER01 request=ping outcome=ok "),
+                                     HasSubstr(" user=USER01 request=statistics outcome=ok ")));
 }
 
 // Whoever moves the file away to keep it asks for a new one by the same signal.
@@ -357,8 +359,8 @@ TEST_F(Serve, OpensItsLogAnewOnAHangUp)
     ASSERT_TRUE(Eventually([&] { return !server->Errors().empty(); }));
     ASSERT_EQ(Status("USER01", Password).status, 0);
     Stop();
-    EXPECT_EQ(LinesOf(TextOf(File("access.log"))).size(), 2U);
-    EXPECT_EQ(LinesOf(TextOf(File("access.log.1"))).size(), 2U);
+    EXPECT_EQ(LinesOf(TextOf(File("access.log"))).size(), 4U);
+    EXPECT_EQ(LinesOf(TextOf(File("access.log.1"))).size(), 4U);
 }
 
 TEST(AccessLog, TextOfAClientIsOneWordOfItsLine)
@@ -384,7 +386,14 @@ TEST_F(Serve, StatusTellsWhetherAClientCouldWork)
     Start();
     const Finished healthy = Status("USER01", Password);
     EXPECT_EQ(healthy.status, 0) << healthy.errors;
-    EXPECT_THAT(healthy.out, StartsWith(ini + ": router and server answer, USER01 may log in ("));
+    EXPECT_THAT(healthy.out, StartsWith("Router      127.0.0.1:" + port +
+                                        "\n"
+                                        "User        USER01 may log in; clients allowed: 100\n"
+                                        "Login       "));
+    EXPECT_THAT(healthy.out,
+                MatchesRegex(".*\nRound trip  [0-9]+\\.[0-9] ms\nServer      [0-9]+-[0-9]+, up since 2.*Z, "
+                             "[0-9]+ requests, 0 refused\nMarket      " +
+                             std::to_string(TextOf(market).size()) + " bytes, read 2.*Z, [0-9]+ s ago\n"));
     EXPECT_THAT(healthy.errors, IsEmpty());
     BeImpatient();
     EXPECT_EQ(Status("USER01", "wrong").status, 3);
@@ -394,6 +403,54 @@ TEST_F(Serve, StatusTellsWhetherAClientCouldWork)
     EXPECT_EQ(gone.status, 3);
     EXPECT_THAT(gone.out, IsEmpty());
     EXPECT_THAT(gone.errors, HasSubstr("InitQuindalIM failed with code 94815"));
+}
+
+TEST_F(Serve, StatusForMonitorsIsOneDocumentWhetherGoodOrNot)
+{
+    Start();
+    const auto status = [this](std::vector<std::string> further) {
+        further.insert(further.begin(), {QUINDAL_COMMAND, "status", "--format", "json"});
+        return As("USER01", Password, further);
+    };
+    const Finished good = status({"--max-market-age", "3600"});
+    EXPECT_EQ(good.status, 0) << good.errors;
+    const auto document = nlohmann::json::parse(good.out);
+    EXPECT_EQ(document.at("good"), true);
+    EXPECT_TRUE(document.at("reason").is_null());
+    EXPECT_EQ(document.at("user"), "USER01");
+    EXPECT_EQ(document.at("router"), "127.0.0.1:" + port);
+    EXPECT_EQ(document.at("clientsAllowed"), 100);
+    EXPECT_GT(document.at("loginMs"), 0.0);
+    EXPECT_GT(document.at("roundTripMs"), 0.0);
+    EXPECT_EQ(document.at("server").at("requests"), 2) << "the question for the user, and the ping";
+    EXPECT_EQ(document.at("server").at("refused"), 0);
+    EXPECT_EQ(document.at("market").at("bytes"), TextOf(market).size());
+    EXPECT_LE(document.at("market").at("ageSeconds"), 60);
+    EXPECT_EQ(document.at("market").at("read").get<std::string>().size(), 24U) << "2026-11-21T10:15:30.123Z";
+
+    BeImpatient();
+    Stop();
+    const Finished gone = status({});
+    EXPECT_EQ(gone.status, 3);
+    const auto reason = nlohmann::json::parse(gone.out);
+    EXPECT_EQ(reason.at("good"), false);
+    EXPECT_THAT(reason.at("reason").get<std::string>(), HasSubstr("no router answers at the port of the ini file"));
+    EXPECT_THAT(gone.errors, HasSubstr(reason.at("reason").get<std::string>()));
+}
+
+TEST_F(Serve, AMarketThatIsTooOldOrOfUnknownAgeEndsStatusWithThree)
+{
+    Start();
+    const auto limited = [this] {
+        return As("USER01", Password, {QUINDAL_COMMAND, "status", "--max-market-age", "1"});
+    };
+    EXPECT_TRUE(Eventually([&] { return limited().status == 3; }));
+    const Finished old = limited();
+    EXPECT_THAT(old.out, HasSubstr("\nMarket      ")) << "what is known is printed all the same";
+    EXPECT_THAT(old.errors, MatchesRegex("quindal: the server has read its market [0-9]+ s ago, more than 1 s.*\n"));
+    EXPECT_EQ(Status("USER01", Password).status, 0);
+    server->Signal(SIGHUP);
+    EXPECT_TRUE(Eventually([&] { return limited().status == 0; })) << "the market was read again";
 }
 
 TEST_F(ServeAtARouter, StatusIsThatOfTheLinkWhereNoServerAnswers)

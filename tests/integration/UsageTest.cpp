@@ -11,9 +11,11 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
+using testing::UnorderedElementsAreArray;
 
 std::vector<std::string> Quindal(std::vector<std::string> arguments)
 {
@@ -104,6 +106,57 @@ TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
             EXPECT_THAT(help.out, Not(HasSubstr(leftover))) << arguments.front();
     }
     EXPECT_THAT(RunToEnd(Quindal({"margin", "--help"})).out, HasSubstr("--format csv|json|table"));
+}
+
+/// What bash offers behind "quindal" and some words, the last of which is being written.
+std::vector<std::string> Completed(const std::string& words)
+{
+    const std::string script = "source <(\"$0\" completion); COMP_WORDS=(quindal " + words +
+                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quindal; printf '%s\\n' \"${COMPREPLY[@]}\"";
+    const Finished finished = RunToEnd({"/bin/bash", "-c", script, QUINDAL_COMMAND});
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    std::vector<std::string> offered = Split(finished.out, "\n");
+    offered.pop_back();
+    return offered;
+}
+
+/// Words of a help text that begin a line of its lists: commands, or names of options with those that follow a comma.
+std::vector<std::string> ListedIn(const std::string& help)
+{
+    std::vector<std::string> listed;
+    std::istringstream lines(help);
+    std::string line;
+    for (bool isList = false; std::getline(lines, line);) {
+        if (line.ends_with(':')) isList = line == "Commands:" || line == "Options:";
+        if (!isList || !line.starts_with("  ") || line[2] == ' ') continue;
+        std::istringstream names(line.substr(0, line.find("  ", 2)));
+        for (std::string name; std::getline(names, name, ',');)
+            listed.push_back(Split(name.substr(name.find_first_not_of(' ')), " ").front());
+    }
+    return listed;
+}
+
+TEST(Usage, BashCompletesEveryCommandAndEveryOptionThatHelpLists)
+{
+    const std::vector<std::string> commands = ListedIn(RunToEnd(Quindal({"--help"})).out);
+    EXPECT_THAT(commands, IsSupersetOf({"margin", "serve", "status", "--version", "-h", "--help"}));
+    EXPECT_THAT(Completed("''"), UnorderedElementsAreArray(commands));
+    for (const std::string& command : commands) {
+        if (command.starts_with('-')) continue;
+        const std::vector<std::string> options = ListedIn(RunToEnd(Quindal({command, "--help"})).out);
+        EXPECT_THAT(options, IsSupersetOf({"-h", "--help"})) << command;
+        EXPECT_THAT(Completed(command + " ''"), UnorderedElementsAreArray(options)) << command;
+    }
+}
+
+TEST(Usage, BashCompletesWhatIsBegunAndTheWordsOfAnOption)
+{
+    EXPECT_THAT(Completed("mar"), ElementsAre("margin"));
+    EXPECT_THAT(Completed("margin --strict --acc"), ElementsAre("--accounts"));
+    EXPECT_THAT(Completed("margin --format ''"), ElementsAre("csv", "json", "table"));
+    EXPECT_THAT(Completed("explain --format t"), ElementsAre("table"));
+    EXPECT_THAT(Completed("margin --strict --form"), ElementsAre("--format")) << "a flag takes no value";
+    EXPECT_THAT(Completed("margin --user ''"), ElementsAre("")) << "nobody knows it but the user";
 }
 
 TEST(Usage, AWordOfAnOptionIsTakenInAnyCase)

@@ -1,6 +1,5 @@
 #include "FetchCommand.h"
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -12,7 +11,6 @@
 #include "MarginSession.h"
 #include "Output.h"
 #include "Password.h"
-#include "Printable.h"
 #include "PrivateRouter.h"
 #include "RunLog.h"
 #include "WholeFile.h"
@@ -60,19 +58,6 @@ void Fetch(const FetchOptions& options)
         WriteWhole(options.out, document.plain);
     else
         std::cout << document.plain;
-}
-
-void ShowStatus(const LiveOptions& options)
-{
-    const Secret password = AskPassword(options.passwordVariable, options.user);
-    const auto begin = std::chrono::steady_clock::now();
-    {
-        RunLog log(options.iniFile);
-        const MarginSession session({options.iniFile, options.iniFile}, options.user, password.Text(), log);
-    }
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
-    std::cout << options.iniFile << ": router and server answer, " << Printable(options.user) << " may log in ("
-              << static_cast<int>(took.count()) << " ms)\n";
 }
 
 } // namespace quindal

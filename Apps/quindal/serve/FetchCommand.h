@@ -22,8 +22,4 @@ struct FetchOptions : LiveOptions
 /// at all. Throws InputError, UsageError, LinkError.
 void Fetch(const FetchOptions& options);
 
-/// Logs in as a client does, server and user included, and prints a line about it. Throws LinkError when a client could
-/// not log in, and UsageError.
-void ShowStatus(const LiveOptions& options);
-
 } // namespace quindal

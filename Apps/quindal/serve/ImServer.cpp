@@ -228,7 +228,7 @@ void ImServer::Connect()
 {
     natsOptions* raw = nullptr;
     Check(natsOptions_Create(&raw), "options");
-    const std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options(raw);
+    const NatsOptions options(raw);
     const std::string url = "nats://127.0.0.1:" + std::to_string(m_settings.port);
     Check(natsOptions_SetURL(raw, url.c_str()), "url");
     if (!m_settings.user.empty())
@@ -253,7 +253,7 @@ void ImServer::Subscribe(const std::string& subject, const char* queueGroup, nat
     else
         Check(natsConnection_QueueSubscribe(&raw, m_connection.get(), subject.c_str(), queueGroup, handler, this),
               "subscribe");
-    for (Subscription& place : m_subscriptions)
+    for (NatsSubscription& place : m_subscriptions)
         if (place == nullptr) {
             place.reset(raw);
             break;
@@ -308,7 +308,7 @@ std::string ImServer::DiscoveryReply(std::string_view kind) const
 
 void ImServer::OnDiscovery(natsConnection* connection, natsSubscription*, natsMsg* request, void* self) noexcept
 {
-    const std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>> life(request);
+    const NatsMessage life(request);
     const char* const replyTo = natsMsg_GetReply(request);
     if (replyTo == nullptr) return;
     try {
@@ -332,7 +332,7 @@ void ImServer::OnDiscovery(natsConnection* connection, natsSubscription*, natsMs
 
 void ImServer::OnRequest(natsConnection* connection, natsSubscription*, natsMsg* request, void* self) noexcept
 {
-    const std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>> life(request);
+    const NatsMessage life(request);
     const char* const replyTo = natsMsg_GetReply(request);
     if (replyTo == nullptr) return; // nobody waits
     try {
@@ -436,7 +436,7 @@ void ImServer::Send(natsConnection* connection, const char* subject, const Reply
     natsMsg* raw = nullptr;
     if (natsMsg_Create(&raw, subject, nullptr, body.data(), static_cast<int>(body.size())) != NATS_OK)
         throw std::bad_alloc();
-    const std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>> message(raw);
+    const NatsMessage message(raw);
     natsMsgHeader_Set(raw, "Z9_Category", reply.isSystem ? "Z9_System" : "kv7go");
     natsMsgHeader_Set(raw, "Z9_Type", std::to_string(reply.type).c_str());
     for (const auto& [name, value] : reply.properties)

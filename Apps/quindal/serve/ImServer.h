@@ -20,7 +20,7 @@
 #include <string>
 #include <string_view>
 
-#include <nats/nats.h>
+#include "NatsHandles.h"
 
 namespace quindal {
 
@@ -98,17 +98,6 @@ private:
     void Send(natsConnection* connection, const char* subject, const Reply& reply) const;
     void Report(const char* replyTo, std::string_view request, const Reply& reply, Clock::time_point begin) const;
 
-    template <auto Destroy>
-    struct Destroyer
-    {
-        template <class T>
-        void operator()(T* handle) const noexcept
-        {
-            Destroy(handle);
-        }
-    };
-    using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscription_Destroy>>;
-
     Settings m_settings;
     std::string m_address; // z9.svc.<service>
     std::string m_instance;
@@ -118,8 +107,8 @@ private:
     std::atomic<std::uint64_t> m_requests{0};
     std::atomic<std::uint64_t> m_refused{0};
     std::atomic<std::int64_t> m_nanoseconds{0}; // time that requests have taken
-    std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> m_connection;
-    std::array<Subscription, 4> m_subscriptions; // destroyed first: nothing is answered any more
+    NatsConnection m_connection;
+    std::array<NatsSubscription, 4> m_subscriptions; // destroyed first: nothing is answered any more
 };
 
 } // namespace quindal

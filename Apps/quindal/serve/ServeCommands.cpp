@@ -8,6 +8,7 @@
 #include "Errors.h"
 #include "FetchCommand.h"
 #include "ServeCommand.h"
+#include "StatusCommand.h"
 
 namespace quindal {
 
@@ -29,6 +30,7 @@ constexpr const char* FetchExamples =
 
 constexpr const char* StatusExamples =
     R"(  QUINDAL_PASSWORD=secret quindal status --ini quindal.ini --user USER01 || echo "no client can work"
+  quindal status --ini quindal.ini --user USER01 --format json --max-market-age 86400
 )";
 
 /// The action of a command that returns success, since every failure is thrown.
@@ -115,11 +117,19 @@ Command AddFetch(CLI::App& app)
 
 Command AddStatus(CLI::App& app)
 {
-    const auto options = std::make_shared<LiveOptions>();
+    const auto options = std::make_shared<StatusOptions>();
     CLI::App* const status =
         AddWord(app, "status", "Tell whether a client could work now: exit status 0, else 3", StatusExamples);
     AddLive(*status, *options);
-    return {status, Running<LiveOptions>(&ShowStatus, options)};
+    Choice<StatusFormat>(*status, "--format", options->format,
+                         {{"table", StatusFormat::Table}, {"json", StatusFormat::Json}},
+                         "Format of what is printed; table without it");
+    status
+        ->add_option("--max-market-age", options->maxMarketAge,
+                     "Seconds since the server has read its market after which the status is 3")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 31'536'000).description({}));
+    return {status, Running<StatusOptions>(&ShowStatus, options)};
 }
 
 } // namespace quindal

@@ -19,4 +19,16 @@ std::string UtcText(std::chrono::system_clock::time_point time)
     return std::string(date.data()) + fraction.data();
 }
 
+std::optional<std::chrono::system_clock::time_point> ReadUtcText(const std::string& text)
+{
+    std::tm parts{};
+    const char* const fraction = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+    int milliseconds = 0;
+    int length = 0;
+    if (fraction == nullptr || std::sscanf(fraction, ".%3dZ%n", &milliseconds, &length) != 1 || fraction[length] != 0 ||
+        length != 5)
+        return std::nullopt;
+    return std::chrono::system_clock::from_time_t(::timegm(&parts)) + std::chrono::milliseconds(milliseconds);
+}
+
 } // namespace quindal
