@@ -15,6 +15,10 @@ if [ "${1:-}" = "--tests" ]; then
     packages+=(python3 python3-pytest mypy python3-numpy python3-pandas python3-matplotlib)
     packages+=(python3-pip python3-setuptools python3-wheel)
 fi
+# The manual: man pages, and the pages of docs/ as a site.
+if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--docs" ]; then
+    packages+=(python3 pandoc man-db mandoc mkdocs mkdocs-material)
+fi
 if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev); fi
 
 missing=()
