@@ -50,7 +50,8 @@ def on_page_markdown(markdown: str, page: Any, files: Files, **_: Any) -> str:
 
 
 def _linked(text: str, source: Path, src_path: str, pages: set[Path]) -> str:
-    """Text whose links lead to pages of the site; a file of the repository that is none keeps its name alone."""
+    """Text whose links lead to pages of the site, by their titles; a file of the repository that is no page keeps its name
+    alone."""
 
     def resolved(link: re.Match[str]) -> str:
         target, hash_, anchor = link["target"].partition("#")
@@ -62,7 +63,8 @@ def _linked(text: str, source: Path, src_path: str, pages: set[Path]) -> str:
             path, anchor = _instead(path.name)
             hash_ = "#" if anchor else ""
         if path in pages:
-            return f"[{link['text']}]({os.path.relpath(_place(path), Path(src_path).parent)}{hash_}{anchor})"
+            text = _heading(path) if link["text"].endswith(".md") else link["text"]
+            return f"[{text}]({os.path.relpath(_place(path), Path(src_path).parent)}{hash_}{anchor})"
         return link["text"] if path.exists() else link[0]
 
     return LINK.sub(resolved, text)
@@ -89,7 +91,11 @@ def _place(path: Path) -> str:
     return str(path.relative_to(DOCS) if path.is_relative_to(DOCS) else path.relative_to(ROOT))
 
 
+def _heading(path: Path) -> str:
+    return path.read_text(encoding="utf-8").splitlines()[0].removeprefix("# ")
+
+
 def _title(path: Path) -> str:
-    title = path.read_text(encoding="utf-8").splitlines()[0].removeprefix("# ")
-    number, _, words = title.partition(" ")
+    """The title of a decision behind its number, in whichever form the page has it."""
+    number, _, words = _heading(path).partition(" ")
     return f"{int(number.strip('.:'))}. {words}"

@@ -47,6 +47,7 @@ class Page(HTMLParser):
 
 class Site(unittest.TestCase):
     maxDiff = None
+    pages: dict[Path, Page] = {}
 
     @classmethod
     def setUpClass(cls) -> None:
