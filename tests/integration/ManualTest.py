@@ -40,8 +40,14 @@ ELSEWHERE = {
 # What differs from run to run.
 PASSING = [
     (re.compile(r"on port \d+"), "on port N"),
-    (re.compile(r"\d+(\.\d+)? ms\b"), "N ms"),
+    (re.compile(r"127\.0\.0\.1:\d+"), "127.0.0.1:N"),
+    (re.compile(r"\b\d+(\.\d+)? ms\b"), "N ms"),
+    (re.compile(r"\b\d+ s ago\b"), "N s ago"),
+    (re.compile(r"\b\d{4}-\d\d-\d\dT[\d:.]+Z"), "TIME"),
+    (re.compile(r"\b\d+-\d+, up since\b"), "INSTANCE, up since"),
 ]
+
+PROGRAMS = ("c", "cpp", "python")
 
 PATIENCE = 20.0  # seconds until what runs in the background has said its words
 
@@ -100,11 +106,11 @@ def steps_of(text: str) -> list[Command | NamedFile]:
             last.printed = content.splitlines()
         else:
             named = re.findall(r"`([\w-]+\.[a-z]+)`", above)
-            if re.search(r"^\$? ?(sudo |scripts/|quindal |cc |pip )", content, re.MULTILINE):
+            if re.search(r"^\$? ?(sudo |scripts/|quindal |cc |c\+\+ |pip )", content, re.MULTILINE):
                 raise PageFault(f"{line}: commands stand in a block of the language console")
-            if language in ("c", "python", "csv", "ini") and named:
+            if language in (*PROGRAMS, "csv", "ini") and named:
                 steps.append(NamedFile(named[-1], content))
-            elif language in ("c", "python", "csv"):
+            elif language in (*PROGRAMS, "csv"):
                 raise PageFault(f"{line}: the paragraph above does not name the file")
         before = language
     return steps
