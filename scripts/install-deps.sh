@@ -18,6 +18,10 @@ fi
 if [ "${1:-}" = "--package" ]; then
     packages+=(dpkg-dev file chrpath lintian systemd procps pandoc python3 python3-pip python3-setuptools python3-wheel)
 fi
+# The manual: man pages, and the pages of docs/ as a site.
+if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--docs" ]; then
+    packages+=(python3 pandoc man-db mandoc mkdocs mkdocs-material)
+fi
 if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev); fi
 
 missing=()
