@@ -58,7 +58,7 @@
 #define QUINDAL_IM_VERSION_PATCH 64
 #define QUINDAL_IM_VERSION_TEXT "9.9.64"
 
-/* Versions as numbers that can be compared, 9.9.64 is 90964; in #if as well. */
+/* Versions as numbers that can be compared, in #if as well: two digits each for minor and patch. */
 #define QUINDAL_IM_MAKE_VERSION(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
 #define QUINDAL_IM_VERSION                                                                                             \
     QUINDAL_IM_MAKE_VERSION(QUINDAL_IM_VERSION_MAJOR, QUINDAL_IM_VERSION_MINOR, QUINDAL_IM_VERSION_PATCH)

@@ -8,6 +8,7 @@
 #include "ParticipantRepository.h"
 #include "PositionCalculatorInstruments.h"
 #include "Z9Log.h"
+#include "grids/LazyMemoryPool.h"
 #include "instruments/BaseContractParameters.h"
 #include "instruments/FuturesParameters.h"
 #include "instruments/InstrumentsRepository.h"
@@ -174,6 +175,7 @@ void CCalcGOEx::ClearAll()
     m_RealIsinStorage.Clear();
     preloadedMultilegCache.clear();
     m_empty = true;
+    kv7im::auxiliary::LazyMemoryPool::GiveBack();
 }
 
 void CCalcGOEx::RemoveAllParticipants() { participantRepository_.Clear(); }

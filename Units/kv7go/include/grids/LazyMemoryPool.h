@@ -57,6 +57,9 @@ public:
     /// Takes back a block of Allocate or AllocateUnfilled, on any thread. Null is allowed.
     static void Release(void* data) noexcept;
 
+    /// Gives all free blocks back to the system, as after the end of a large book.
+    static void GiveBack() noexcept;
+
     /// Bytes of `items` vectors. Throws std::bad_array_new_length from 2^58 items on.
     [[nodiscard]] static std::size_t BytesOfItems(std::size_t items);
 
@@ -81,7 +84,7 @@ private:
     [[nodiscard]] static MallocedHeader* Take(std::size_t bytes);
     [[nodiscard]] static MallocedHeader* TakeFromList(std::size_t bulk) noexcept;
     [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize) noexcept;
-    static void FreeList(MallocedHeader*& head) noexcept;
+    static void FreeLists() noexcept;
     static void Close() noexcept;
 
     // All of it is constant-initialised and trivially destructible, so that it may be read and written before the first

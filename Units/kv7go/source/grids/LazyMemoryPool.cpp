@@ -138,19 +138,25 @@ MallocedHeader* LazyMemoryPool::TakeFromSystem(std::size_t objectSize) noexcept
     return static_cast<MallocedHeader*>(block);
 }
 
-void LazyMemoryPool::FreeList(MallocedHeader*& head) noexcept
+void LazyMemoryPool::FreeLists() noexcept
 {
-    while (head != nullptr)
-        std::free(std::exchange(head, head->next));
+    for (MallocedHeader*& head : pool)
+        while (head != nullptr)
+            std::free(std::exchange(head, head->next));
+}
+
+void LazyMemoryPool::GiveBack() noexcept
+{
+    const Use use;
+    if (use.HasLists()) FreeLists(); // otherwise a thread is at work with them
 }
 
 void LazyMemoryPool::Close() noexcept
 {
     const Use use;
-    if (!use.HasLists()) return; // a thread is still at work while the process ends
+    if (!use.HasLists()) return;
     isClosed = true;
-    for (MallocedHeader*& head : pool)
-        FreeList(head);
+    FreeLists();
 }
 
 std::ptrdiff_t LazyMemoryPool::OutstandingBlocks() noexcept { return outstanding; }
