@@ -3,11 +3,11 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "EmptyPool.h"
 #include "FailingAllocations.h"
 #include "MarginOrchestrator.h"
 #include "OptionTree.h"
@@ -98,8 +98,8 @@ bool FailsWithRoomFor(long count, const Change& change)
     }
 }
 
-/// The story with room for 0, 1, 2 ... allocations until there is enough; each on a thread of its own, whose pool is
-/// empty at the start. Gives how often it failed.
+/// The story with room for 0, 1, 2 ... allocations until there is enough; each time with a pool that is empty at the
+/// start. Gives how often it failed.
 template <class Story>
 long FailAtEveryAllocation(const Story& story)
 {
@@ -107,7 +107,7 @@ long FailAtEveryAllocation(const Story& story)
     long count = 0;
     for (; fails && !testing::Test::HasFailure(); ++count) {
         SCOPED_TRACE("room for " + std::to_string(count));
-        std::thread([&] { fails = story(count); }).join();
+        testing_support::WithAnEmptyPool([&] { fails = story(count); });
     }
     return count - 1;
 }

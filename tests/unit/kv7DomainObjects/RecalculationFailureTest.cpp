@@ -2,11 +2,11 @@
 #include <cmath>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "EmptyPool.h"
 #include "FailingAllocations.h"
 #include "HandMarket.h"
 #include "HandOrders.h"
@@ -136,7 +136,7 @@ int FailAtEveryAllocation(MarginRule firm, MarginRule account)
     for (long before = 0; end != End::Done && !testing::Test::HasFailure(); ++before) {
         SCOPED_TRACE("firm " + std::to_string(static_cast<int>(firm)) + ", account " +
                      std::to_string(static_cast<int>(account)) + ", behind " + std::to_string(before));
-        std::thread([&] { // of its own, whose pool is empty at the start
+        testing_support::WithAnEmptyPool([&] {
             Desk desk(RulesOf(firm, account));
             end = RecalculateWith<Failing>(before, desk);
             failedClients += end == End::GaveACode ? 1 : 0;
@@ -151,8 +151,7 @@ int FailAtEveryAllocation(MarginRule firm, MarginRule account)
                 each->SetPosition(0, FUT, {7, 808.0});
             for (std::size_t c = 0; c < Clients; ++c)
                 EXPECT_NEAR(desk.tree.clients[c]->GetInitialMargin(), desk.fresh.clients[c]->GetInitialMargin(), 1e-9);
-        })
-            .join();
+        });
     }
     return failedClients;
 }
@@ -181,7 +180,7 @@ TEST(RecalculationFailure, AFuturesIsTakenAnewOrStaysAsItWas)
     long count = 0;
     for (; fails && !testing::Test::HasFailure(); ++count) {
         SCOPED_TRACE("room for " + std::to_string(count));
-        std::thread([&] {
+        testing_support::WithAnEmptyPool([&] {
             Desk desk(RulesOf(MarginRule::HalfNetting, MarginRule::HalfNetting));
             BraskClient& client = *desk.tree.clients[0];
             kv7im::Portfolio& book = client.GetPortfolio();
@@ -200,7 +199,7 @@ TEST(RecalculationFailure, AFuturesIsTakenAnewOrStaysAsItWas)
             // What follows comes out as if nothing had happened.
             EXPECT_EQ(desk.Recalculate(), Z9ERR_OK);
             EXPECT_EQ(DifferencesOf(desk.tree, desk.fresh), "");
-        }).join();
+        });
     }
     EXPECT_GT(count, 10);
 }

@@ -6,12 +6,12 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "AwkwardMarket.h"
+#include "EmptyPool.h"
 #include "EngineBook.h"
 #include "FailingAllocations.h"
 
@@ -151,15 +151,14 @@ bool FailsWithRoomFor(long count, const plain::Market& market, const plain::Rule
     for (const Step& step : story.earlier)
         step(book);
     bool failed = false;
-    std::thread([&] { // with a pool that is still empty, so that every array asks for memory
+    testing_support::WithAnEmptyPool([&] {
         try {
             const testing_support::RoomForAllocations room(count);
             story.last(book);
         } catch (...) {
             failed = true;
         }
-    })
-        .join();
+    });
     if (!failed) return false;
     for (const Step& step : story.earlier) {
         step(before);
@@ -183,8 +182,7 @@ long FailuresOf(const plain::Market& market, const plain::Rules& rules, const St
     long failures = 0;
     bool fails = true;
     for (long count = 0; fails && !testing::Test::HasFailure(); ++count) {
-        // A thread of its own has a pool of its own, which is empty.
-        std::thread([&] { fails = FailsWithRoomFor(count, market, rules, story); }).join();
+        testing_support::WithAnEmptyPool([&] { fails = FailsWithRoomFor(count, market, rules, story); });
         failures += fails ? 1 : 0;
     }
     return failures;

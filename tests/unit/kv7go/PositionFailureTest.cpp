@@ -2,11 +2,11 @@
 // before the change or those of after it, and what follows comes out as if nothing had happened. In both modes.
 #include <array>
 #include <cmath>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "EmptyPool.h"
 #include "EngineBook.h"
 #include "FailingAllocations.h"
 #include "HandMarket.h"
@@ -128,15 +128,14 @@ bool FailsWithRoomFor(long count, const MarketKind& kind, Mode mode, const std::
     const Change& last = changes.back();
     Book book(*repository, mode, earlier);
     bool failed = false;
-    std::thread([&] { // with a pool that is still empty, so that every array asks for memory
+    testing_support::WithAnEmptyPool([&] {
         try {
             const testing_support::RoomForAllocations room(count);
             book.Set(last);
         } catch (...) {
             failed = true;
         }
-    })
-        .join();
+    });
     if (!failed) return false;
     Book before(*repository, mode, earlier);
     Book after(*repository, mode, changes);
@@ -173,8 +172,7 @@ long FailuresOf(Mode mode)
         for (const std::vector<Change>& story : stories) {
             bool fails = true;
             for (long count = 0; fails && !testing::Test::HasFailure(); ++count) {
-                // A thread of its own has a pool of its own, which is empty.
-                std::thread([&] { fails = FailsWithRoomFor(count, kind, mode, story); }).join();
+                testing_support::WithAnEmptyPool([&] { fails = FailsWithRoomFor(count, kind, mode, story); });
                 failures += fails ? 1 : 0;
             }
         }
