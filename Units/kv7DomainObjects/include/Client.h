@@ -86,6 +86,12 @@ public:
     /// Changes orders in the book without premium-style options. Does nothing and returns 0 for a premium-style option
     /// and while IsNotUseNOV is false.
     Z9ERR ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+    /// Whether positions and orders of an instrument enter the book without premium-style options.
+    [[nodiscard]] bool KeepsWithoutEquityOptions(Isin isin) const;
+    [[nodiscard]] kv7im::Portfolio& GetPortfolioWithoutEquityOptions() noexcept
+    {
+        return m_portfolioWithoutEquityOptions;
+    }
     /// Rebuilds the book without premium-style options; does nothing and returns 0 while IsNotUseNOV is false.
     Z9ERR RefreshPortfolioWithoutEquityOptions();
     /// Rebuilds one futures of the book without premium-style options. Does nothing and returns 0 while IsNotUseNOV is

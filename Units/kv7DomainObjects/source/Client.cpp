@@ -17,12 +17,6 @@ namespace {
 constexpr std::int32_t InheritNClr2Delivery = -1;
 constexpr t_weight_int InheritExpWeight = t_weight_int::FromPlain(-100); // -1.00
 
-// The book without premium-style options takes every other instrument; an isin of no option counts as one.
-bool ShouldSyncPortfolioWithoutEquityOptions(const BraskClient& client, Isin isin)
-{
-    return !client.GetInstrumentsRepository().IsEquityOption(isin);
-}
-
 template <class Change>
 auto WithFailuresLogged(const Change& change)
 {
@@ -166,10 +160,16 @@ bool BraskClient::IsNotUseNOV() const noexcept
     return m_notUseNOV == -1 ? broker_.GetNotUseNOVClientDefault() : m_notUseNOV != 0;
 }
 
+// Every instrument but a premium-style option; an isin of no option counts as one.
+bool BraskClient::KeepsWithoutEquityOptions(Isin isin) const
+{
+    return IsNotUseNOV() && !GetInstrumentsRepository().IsEquityOption(isin);
+}
+
 Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions(Isin isin, std::int64_t quantity, double price,
                                                               std::int64_t volume)
 {
-    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
+    if (!KeepsWithoutEquityOptions(isin)) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.SetPosition(isin, quantity, price, volume);
 }
 
@@ -177,14 +177,14 @@ Z9ERR BraskClient::SetPositionInPortfolioWithoutEquityOptions_PositionsOnly(Isin
                                                                             double price, double marketPrice,
                                                                             std::int64_t volume)
 {
-    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
+    if (!KeepsWithoutEquityOptions(isin)) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.SetPosition_PositionsOnly(isin, quantity, price, marketPrice, volume);
 }
 
 Z9ERR BraskClient::ChangeOrderInPortfolioWithoutEquityOptions(Isin isin, std::size_t count,
                                                               const SClearingDeltaOrder* orders)
 {
-    if (!IsNotUseNOV() || !ShouldSyncPortfolioWithoutEquityOptions(*this, isin)) return Z9ERR_OK;
+    if (!KeepsWithoutEquityOptions(isin)) return Z9ERR_OK;
     return m_portfolioWithoutEquityOptions.ChangeOrder(isin, count, orders);
 }
 

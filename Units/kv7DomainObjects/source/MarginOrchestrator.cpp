@@ -1,6 +1,6 @@
 #include "MarginOrchestrator.h"
 
-#include <span>
+#include <optional>
 
 #include "MarginRoad.h"
 #include "instruments/InstrumentsRepository.h"
@@ -136,22 +136,34 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
 
+    // All books that have the order take what memory it needs before any of them changes.
+    using PreparedOrders = kv7im::Portfolio::PreparedOrders;
+    PreparedOrders ofClient(client.GetPortfolio(), isin, count, orders);
+    std::optional<PreparedOrders> withoutEquityOptions;
+    std::optional<PreparedOrders> ofFirm;
+    std::optional<PreparedOrders> ofAccount;
+    if (client.KeepsWithoutEquityOptions(isin))
+        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), isin, count, orders);
+    if (firm.GetMarginRule() == Enums::MarginRule::Netting) ofFirm.emplace(firm.GetPortfolio(), isin, count, orders);
+    if (account->GetMarginRule() == Enums::MarginRule::Netting)
+        ofAccount.emplace(account->GetPortfolio(), isin, count, orders);
+
     // The client itself.
     UpdateOrderReserve(client, count, orders);
-    Z9ERR code = client.GetPortfolio().ChangeOrder(isin, count, orders);
-    client.ChangeOrderInPortfolioWithoutEquityOptions(isin, count, orders);
+    Z9ERR code = ofClient.Apply();
+    if (withoutEquityOptions) static_cast<void>(withoutEquityOptions->Apply());
     const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
 
     // The firm. The money blocks stay as they are on all levels: an order is valued, not booked.
     const BraskBroker::MarginFigures before = firm.GetMarginFigures();
-    if (firm.GetMarginRule() == Enums::MarginRule::Netting)
-        code = firm.GetPortfolio().ChangeOrder(isin, count, orders);
+    if (ofFirm)
+        code = ofFirm->Apply();
     else
         firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
 
     // The settlement account.
-    if (account->GetMarginRule() == Enums::MarginRule::Netting)
-        code = account->GetPortfolio().ChangeOrder(isin, count, orders);
+    if (ofAccount)
+        code = ofAccount->Apply();
     else
         CarryToSettlementAccount(*account, firm, before, deltas);
     return code;

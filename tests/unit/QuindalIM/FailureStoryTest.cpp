@@ -214,7 +214,6 @@ protected:
     {
         long failures = 0;
         for (std::size_t failing = 0; failing < m_day.size(); ++failing) {
-            if (m_day[failing].name.starts_with("ChangeOrder")) continue; // changes several books, one by one
             for (long allocations = 0; DayWithAFailure<Memory>(failing, allocations); ++allocations) {
                 ++failures;
                 if (!HasFailure()) continue;
@@ -241,12 +240,12 @@ TEST_F(FailureStory, OfAnUndisturbedDayHasNoErrorsAndIsRepeatable)
 
 TEST_F(FailureStory, OneAllocationThatFailsLeavesEverythingAsItWas)
 {
-    EXPECT_GT(FailEachAllocationOfTheDay<OneFailingAllocation>(), 300);
+    EXPECT_GT(FailEachAllocationOfTheDay<OneFailingAllocation>(), 500);
 }
 
 TEST_F(FailureStory, MemoryThatEndsWithinACallLeavesEverythingAsItWas)
 {
-    EXPECT_GT(FailEachAllocationOfTheDay<RoomForAllocations>(), 300);
+    EXPECT_GT(FailEachAllocationOfTheDay<RoomForAllocations>(), 500);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -120,6 +121,26 @@ public:
     /// SetPosition; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
+    /// A change of orders in two steps, so that several books change together or not at all: the constructor does
+    /// everything that may run out of memory, Apply the rest. A change that was not applied leaves nothing behind but
+    /// flat positions. The book outlives it, and nothing changes in it in between.
+    class PreparedOrders
+    {
+    public:
+        PreparedOrders(Portfolio& book, Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+        /// Makes the change, which cannot fail, and gives the code of ChangeOrder; none is made for another than 0.
+        [[nodiscard]] Z9ERR Apply();
+
+    private:
+        [[nodiscard]] Z9ERR Prepare(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders);
+        [[nodiscard]] Z9ERR PrepareMultileg(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders);
+
+        SearchResult m_found;
+        std::optional<CSpecPosition::OrderChange> m_first;  // of the instrument, or of a multileg's first leg
+        std::optional<CSpecPosition::OrderChange> m_second; // of a multileg's second leg
+        Z9ERR m_code;
+    };
+
     /// Rebuilds the position on a futures, with its options and their orders, on the present instruments. With
     /// useRealCalcPrice the settlement prices replace the average prices. Returns Z9ERR_CALCGO_API_POSITION_NOT_FOUND
     /// without a position. Otherwise it stops at the first code that a rebuilt part returns; the parts rebuilt until
@@ -194,8 +215,6 @@ private:
 
     [[nodiscard]] Z9ERR ChangeOrderBySOrderInfoPrivate(Isin isin, bool isBuying, const KeyPriceType& key,
                                                        const SOrderInfo& info);
-    [[nodiscard]] Z9ERR ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
-                                            const SClearingDeltaOrder* orders, bool forceHalfNetting);
     [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info, Isin isin);
     [[nodiscard]] Z9ERR resetOrders(const OrdersMap& orders, Isin isin);
     [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice);

@@ -53,10 +53,16 @@ public:
     void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
     /// Adds one change of the futures' orders with the quantity, the leg prices and the netting type of `info`.
     void ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
-    /// Prepares a change of the orders in the futures without making it: see CSpecPosition::OrderChange.
-    [[nodiscard]] CSpecPosition::OrderChange PrepareFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
+    /// The position that orders in the futures are prepared for (CSpecPosition::OrderChange), with all the memory that
+    /// the change will take.
+    [[nodiscard]] CSpecPosition& MakeRoomForFuturesOrders();
+    /// The position that orders in an option are prepared for, with all the memory that the change will take. A missing
+    /// one is made flat, and the option is valued.
+    [[nodiscard]] CSpecPosition& MakeRoomForOptionOrders(const CSpecOption& option);
     /// Makes a prepared change of the futures' orders, which cannot fail, and carries it up to the portfolio's margins.
     void ChangeFuturesOrders(CSpecPosition::OrderChange& prepared);
+    /// Makes a prepared change of the orders in an option, which cannot fail, and carries it up.
+    void ChangeOptionOrders(const CSpecOption& option, CSpecPosition::OrderChange& prepared);
     /// Adds the records to the orders in an option of this futures and carries the change up. When it throws, nothing
     /// has changed.
     void ChangeOptionOrders(const CSpecOption& option, std::size_t count, const SClearingDeltaOrder* orders);
@@ -104,7 +110,6 @@ public:
 private:
     void InitializeUpperLevelRiskPrivate();
     RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
-    void ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count, const SClearingDeltaOrder* orders);
     // Makes a change and carries it up to the margins. The mark of a series standing alone belongs to one call: a step
     // that throws takes it along.
     template <class Step>

@@ -57,6 +57,10 @@ public:
     /// Takes back a block of Allocate or AllocateUnfilled, on any thread. Null is allowed.
     static void Release(void* data) noexcept;
 
+    /// Makes sure that so many requests of `bytes` bytes, or of any that share their bulk, will be served from the
+    /// list, so that what needs them cannot fail halfway. It holds until the list is used, and only for a thread that
+    /// has its turn; requests beyond the largest bulk always ask the system. Throws kv7base::CZ9Error with code 1.
+    static void MakeSure(std::size_t bytes, std::size_t blocks);
     /// Gives all free blocks back to the system, as after the end of a large book.
     static void GiveBack() noexcept;
 
@@ -70,7 +74,7 @@ public:
     [[nodiscard]] static std::ptrdiff_t OutstandingBlocks() noexcept;
     /// Blocks that the calling thread has asked of the system since it started.
     [[nodiscard]] static std::size_t SystemAllocations() noexcept;
-    /// Length of the free list of a bulk, 0 to BulkCount - 1. Walks the list, which nobody else may use meanwhile.
+    /// Length of the free list of a bulk, 0 to BulkCount - 1.
     [[nodiscard]] static std::size_t FreeBlocks(std::size_t bulk) noexcept;
     /// Block size of a bulk, 0 to BulkCount - 1, in bytes without the header.
     [[nodiscard]] static std::size_t ObjectSize(std::size_t bulk) noexcept;
@@ -80,18 +84,24 @@ public:
 private:
     class Use;
     class ProcessEnd;
+    struct List
+    {
+        MallocedHeader* head;
+        std::size_t length;
+    };
 
     [[nodiscard]] static MallocedHeader* Take(std::size_t bytes);
     [[nodiscard]] static MallocedHeader* TakeFromList(std::size_t bulk) noexcept;
-    [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize) noexcept;
+    [[nodiscard]] static MallocedHeader* TakeFromSystem(std::size_t objectSize);
+    static void Put(MallocedHeader* header, List& list) noexcept;
     static void FreeLists() noexcept;
     static void Close() noexcept;
 
     // All of it is constant-initialised and trivially destructible, so that it may be read and written before the first
     // constructor and after the last destructor of the library.
-    static constinit std::atomic_flag inUse;                      // of the two below
-    static constinit std::array<MallocedHeader*, BulkCount> pool; // heads of the free lists
-    static constinit bool isClosed;                               // the lists are gone for good
+    static constinit std::atomic_flag inUse;           // of the two below
+    static constinit std::array<List, BulkCount> pool; // free blocks
+    static constinit bool isClosed;                    // the lists are gone for good
     static const ProcessEnd processEnd;
 
     static thread_local constinit std::ptrdiff_t outstanding;

@@ -85,6 +85,12 @@ public:
     {
         return Add(ZeroUnlessAbove(rate, Centre(), ColumnsOf(block)), Sub(rate, rate));
     }
+    /// Length of the row that the cells of a node are kept in.
+    [[nodiscard]] static std::size_t LengthOf(std::size_t points, std::size_t scenarios, Form form) noexcept
+    {
+        const std::size_t rows = form == Form::Flat ? FlatRows : scenarios + 2 * StressRows;
+        return RegistersOf(points) * rows * RiskItem::Lanes;
+    }
     /// True when the rate rows of a futures fit into one row of a flat block.
     [[nodiscard]] static bool FitsFlat(const Profile& futures) noexcept;
 

@@ -2,7 +2,7 @@
 // RiskRowWrapper:     a view of one row inside a RiskMatrix, or of one array.
 //
 // Always true:  cells 0 to size() - 1 are real; the lanes after them, up to the end of the last RiskItem, are padding.
-//               storage comes from the pool of the thread and is aligned to 64 bytes.
+//               storage comes from the pool and is aligned to 64 bytes.
 //               operator=(double), and so every constructor with a length, puts NaN into the padding.
 // Numbers:      money per price point in the margin, a loss is negative. NaN in a real cell: outside the scope.
 // Two operands: they are meant to have one length, and none of the operators checks it: the left one drives the loop.
@@ -29,6 +29,9 @@ public:
 
     /// An array with undefined content: the caller writes every RiskItem of it, cells and padding.
     [[nodiscard]] static avxarray Unfilled(std::size_t size);
+    /// Makes sure that the pool has so many arrays of this length, so that taking them cannot fail
+    /// (LazyMemoryPool::MakeSure). Throws kv7base::CZ9Error with code 1.
+    static void MakeSure(std::size_t size, std::size_t arrays);
 
     avxarray& operator=(const avxarray& other);
     avxarray& operator=(avxarray&& other) noexcept;

@@ -59,6 +59,10 @@ public:
     void ReplacePositionInSpread(const OptionTransform& before, const OptionTransform& after, double chargeRatio,
                                  RiskNodeFutures& futures, const ViewOfSeries& view);
 
+    /// Makes sure that the next change of this series finds all the memory that it takes for a while or for good, so
+    /// that it cannot fail. Throws kv7base::CZ9Error with code 1.
+    void MakeRoomForChange() const;
+
     /// Adds the orders of one option in one pass over the cells, with the bits of node += TransformToOrder(orders) at
     /// the level of the node. chargeRatio multiplies the two charges. When it throws, the node is as it was.
     void AddOrders(const CSpecOption& option, const OrdersMap& orders, double chargeRatio);

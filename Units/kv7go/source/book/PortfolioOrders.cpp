@@ -67,24 +67,30 @@ LegOrders OrdersOfLeg(std::span<const SClearingDeltaOrder> orders, KeyPriceType:
 
 Z9ERR Portfolio::ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
 {
-    const SearchResult found = FindByIsin(isin);
-    if (found.MultilegFound()) {
-        const CSpecMultileg& multileg = *found.GetMultilegPtr();
-        return ChangeMultilegOrder(multileg, count, orders, multileg.IsIncompleteSpreadAspect());
-    }
-    if (found.FuturesFound())
-        found.GetPositionPtr()->ChangeFuturesOrders(count, orders);
-    else if (found.OptionFound())
-        found.GetPositionPtr()->ChangeOptionOrders(*found.GetOptionPtr(), count, orders);
-    return found.ErrorToZ9ErrorCode();
+    return PreparedOrders(*this, isin, count, orders).Apply();
 }
 
-Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t count,
-                                     const SClearingDeltaOrder* orders, bool forceHalfNetting)
+Portfolio::PreparedOrders::PreparedOrders(Portfolio& book, Isin isin, std::size_t count,
+                                          const SClearingDeltaOrder* orders)
+    : m_found(book.FindByIsin(isin)), m_code(Prepare(book, count, orders))
+{}
+
+Z9ERR Portfolio::PreparedOrders::Prepare(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders)
+{
+    if (m_found.MultilegFound()) return PrepareMultileg(book, count, orders);
+    if (m_found.FuturesFound())
+        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForFuturesOrders(), count, orders);
+    else if (m_found.OptionFound())
+        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForOptionOrders(*m_found.GetOptionPtr()), count, orders);
+    return m_found.ErrorToZ9ErrorCode();
+}
+
+Z9ERR Portfolio::PreparedOrders::PrepareMultileg(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders)
 {
     // The legs.
-    const SearchResult firstLeg = FindByIsin(multileg.GetFirstLegIsin());
-    const SearchResult secondLeg = FindByIsin(multileg.GetSecondLegIsin());
+    const CSpecMultileg& multileg = *m_found.GetMultilegPtr();
+    const SearchResult firstLeg = book.FindByIsin(multileg.GetFirstLegIsin());
+    const SearchResult secondLeg = book.FindByIsin(multileg.GetSecondLegIsin());
     if (!firstLeg.FuturesFound() || !secondLeg.FuturesFound()) return Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND;
     const CSpecFutures& first = *firstLeg.GetFuturesPtr();
     const CSpecFutures& second = *secondLeg.GetFuturesPtr();
@@ -92,28 +98,36 @@ Z9ERR Portfolio::ChangeMultilegOrder(const CSpecMultileg& multileg, std::size_t 
     // The part that the orders of both legs share.
     SOrderInfo leg;
     SetLegPrices(leg, first, second);
-    leg.participantCalSpreadMarginType = forceHalfNetting || EnforcesHalfNetting(first, second)
+    leg.participantCalSpreadMarginType = multileg.IsIncompleteSpreadAspect() || EnforcesHalfNetting(first, second)
                                              ? Enums::SpreadMarginType::HalfNetting
-                                             : participant_->GetCalSpreadMarginType();
+                                             : book.participant_->GetCalSpreadMarginType();
     const std::span<const SClearingDeltaOrder> sent(orders, count);
     const LegOrders ofFirst = OrdersOfLeg(sent, KeyPriceType::Type::FirstLeg, multileg.qtyRatio1, leg);
     const LegOrders ofSecond = OrdersOfLeg(sent, KeyPriceType::Type::SecondLeg, multileg.qtyRatio2, leg);
 
-    // Both legs change or none. A record with one leg in both slots takes them in one change: their kinds keep them
-    // apart.
-    CumulativePositionByFutures& firstPosition = *firstLeg.GetPositionPtr();
-    CumulativePositionByFutures& secondPosition = *secondLeg.GetPositionPtr();
+    // A record with one leg in both slots takes them in one change: their kinds keep them apart.
+    CumulativePositionByFutures& firstPosition = *m_found.GetPositionPtr();
+    CumulativePositionByFutures& secondPosition = *m_found.GetPositionSecondLegPtr();
     if (&firstPosition == &secondPosition) {
         LegOrders both = ofFirst;
         both.insert(both.end(), ofSecond.begin(), ofSecond.end());
-        firstPosition.ChangeFuturesOrders(both.size(), both.data());
+        m_first.emplace(firstPosition.MakeRoomForFuturesOrders(), both.size(), both.data());
         return Z9ERR_OK;
     }
-    CSpecPosition::OrderChange firstChange = firstPosition.PrepareFuturesOrders(ofFirst.size(), ofFirst.data());
-    CSpecPosition::OrderChange secondChange = secondPosition.PrepareFuturesOrders(ofSecond.size(), ofSecond.data());
-    firstPosition.ChangeFuturesOrders(firstChange);
-    secondPosition.ChangeFuturesOrders(secondChange);
+    m_first.emplace(firstPosition.MakeRoomForFuturesOrders(), ofFirst.size(), ofFirst.data());
+    m_second.emplace(secondPosition.MakeRoomForFuturesOrders(), ofSecond.size(), ofSecond.data());
     return Z9ERR_OK;
+}
+
+Z9ERR Portfolio::PreparedOrders::Apply()
+{
+    if (m_code != Z9ERR_OK) return m_code;
+    if (m_found.OptionFound())
+        m_found.GetPositionPtr()->ChangeOptionOrders(*m_found.GetOptionPtr(), *m_first);
+    else
+        m_found.GetPositionPtr()->ChangeFuturesOrders(*m_first);
+    if (m_second) m_found.GetPositionSecondLegPtr()->ChangeFuturesOrders(*m_second);
+    return m_code;
 }
 
 // Sets the prices of a leg order to those of the day on which its book is rebuilt. Both legs are read from the objects

@@ -114,17 +114,18 @@ void CumulativePositionByFutures::ChangeOptionPosition_PositionsOnly(const CSpec
            [&] { position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, novQuantity); });
 }
 
-void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
+CSpecPosition& CumulativePositionByFutures::MakeRoomForFuturesOrders()
 {
     m_ownerRisk.KeepCells();
-    ChangeSpecOrderPrivate(m_position, count, orders);
+    return m_position;
 }
 
-CSpecPosition::OrderChange CumulativePositionByFutures::PrepareFuturesOrders(std::size_t count,
-                                                                             const SClearingDeltaOrder* orders)
+CSpecPosition& CumulativePositionByFutures::MakeRoomForOptionOrders(const CSpecOption& option)
 {
-    m_ownerRisk.KeepCells();
-    return {m_position, count, orders};
+    CSpecPositionOptionsBase& position = FindOrCreateOptionPosition(option);
+    static_cast<void>(option.GetGrid(m_participant->GetRiskLevel()));
+    position.GetOptionSeriesRisk().MakeRoomForChange();
+    return position;
 }
 
 void CumulativePositionByFutures::ChangeFuturesOrders(CSpecPosition::OrderChange& prepared)
@@ -132,16 +133,23 @@ void CumulativePositionByFutures::ChangeFuturesOrders(CSpecPosition::OrderChange
     Change(MarginMode::Plain, [&] { prepared.Apply(); });
 }
 
+void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, CSpecPosition::OrderChange& prepared)
+{
+    static_cast<void>(FindOrCreateOptionPositionAndMarkChanged(option)); // it is there
+    Change(MarginMode::Plain, [&] { prepared.Apply(); });
+}
+
+void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
+{
+    CSpecPosition::OrderChange change(MakeRoomForFuturesOrders(), count, orders);
+    ChangeFuturesOrders(change);
+}
+
 void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, std::size_t count,
                                                      const SClearingDeltaOrder* orders)
 {
-    ChangeSpecOrderPrivate(FindOrCreateOptionPositionAndMarkChanged(option), count, orders);
-}
-
-void CumulativePositionByFutures::ChangeSpecOrderPrivate(CSpecPosition& position, std::size_t count,
-                                                         const SClearingDeltaOrder* orders)
-{
-    Change(MarginMode::Plain, [&] { position.UpdateInitialMarginByOrderChanges(count, orders); });
+    CSpecPosition::OrderChange change(MakeRoomForOptionOrders(option), count, orders);
+    ChangeOptionOrders(option, change);
 }
 
 CSpecPositionOptionsBase& CumulativePositionByFutures::FindOrCreateOptionPosition(const CSpecOption& option)

@@ -55,7 +55,7 @@ public:
 };
 
 constinit std::atomic_flag LazyMemoryPool::inUse;
-constinit std::array<MallocedHeader*, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = {};
+constinit std::array<LazyMemoryPool::List, LazyMemoryPool::BulkCount> LazyMemoryPool::pool = {};
 constinit bool LazyMemoryPool::isClosed = false;
 constinit const LazyMemoryPool::ProcessEnd LazyMemoryPool::processEnd;
 constinit thread_local std::ptrdiff_t LazyMemoryPool::outstanding = 0;
@@ -86,7 +86,22 @@ void LazyMemoryPool::Release(void* data) noexcept
     if (bulk == BulkCount || !use.HasLists())
         std::free(header);
     else
-        header->next = std::exchange(pool[bulk], header);
+        Put(header, pool[bulk]);
+}
+
+void LazyMemoryPool::Put(MallocedHeader* header, List& list) noexcept
+{
+    header->next = std::exchange(list.head, header);
+    ++list.length;
+}
+
+void LazyMemoryPool::MakeSure(std::size_t bytes, std::size_t blocks)
+{
+    const std::size_t bulk = BulkOf(bytes);
+    if (bulk == BulkCount) return;
+    const Use use;
+    while (use.HasLists() && pool[bulk].length < blocks)
+        Put(TakeFromSystem(ObjectSize(bulk)), pool[bulk]);
 }
 
 std::size_t LazyMemoryPool::BulkOf(std::size_t bytes) noexcept
@@ -115,34 +130,35 @@ MallocedHeader* LazyMemoryPool::Take(std::size_t bytes)
 {
     const std::size_t bulk = BulkOf(bytes);
     if (MallocedHeader* const free = TakeFromList(bulk); free != nullptr) return free;
-
-    const std::size_t size = bulk != BulkCount ? ObjectSize(bulk) : bytes + 1;
-    MallocedHeader* const header = TakeFromSystem(size);
-    if (header == nullptr) throw kv7base::CZ9Error(1, KV7_CURRENT_LOCATION).Fmt("Can't allocate new node");
-    header->size = size;
-    return header;
+    return TakeFromSystem(bulk != BulkCount ? ObjectSize(bulk) : bytes + 1);
 }
 
 MallocedHeader* LazyMemoryPool::TakeFromList(std::size_t bulk) noexcept
 {
     const Use use;
-    if (bulk == BulkCount || !use.HasLists() || pool[bulk] == nullptr) return nullptr;
-    return std::exchange(pool[bulk], pool[bulk]->next);
+    if (bulk == BulkCount || !use.HasLists() || pool[bulk].head == nullptr) return nullptr;
+    --pool[bulk].length;
+    return std::exchange(pool[bulk].head, pool[bulk].head->next);
 }
 
-MallocedHeader* LazyMemoryPool::TakeFromSystem(std::size_t objectSize) noexcept
+MallocedHeader* LazyMemoryPool::TakeFromSystem(std::size_t objectSize)
 {
     void* block = nullptr;
-    if (posix_memalign(&block, Alignment, objectSize + sizeof(MallocedHeader)) != 0) return nullptr;
+    if (posix_memalign(&block, Alignment, objectSize + sizeof(MallocedHeader)) != 0)
+        throw kv7base::CZ9Error(1, KV7_CURRENT_LOCATION).Fmt("Can't allocate new node");
     ++systemAllocations;
-    return static_cast<MallocedHeader*>(block);
+    auto* const header = static_cast<MallocedHeader*>(block);
+    header->size = objectSize;
+    return header;
 }
 
 void LazyMemoryPool::FreeLists() noexcept
 {
-    for (MallocedHeader*& head : pool)
-        while (head != nullptr)
-            std::free(std::exchange(head, head->next));
+    for (List& list : pool) {
+        while (list.head != nullptr)
+            std::free(std::exchange(list.head, list.head->next));
+        list.length = 0;
+    }
 }
 
 void LazyMemoryPool::GiveBack() noexcept
@@ -163,12 +179,6 @@ std::ptrdiff_t LazyMemoryPool::OutstandingBlocks() noexcept { return outstanding
 
 std::size_t LazyMemoryPool::SystemAllocations() noexcept { return systemAllocations; }
 
-std::size_t LazyMemoryPool::FreeBlocks(std::size_t bulk) noexcept
-{
-    std::size_t count = 0;
-    for (const MallocedHeader* header = pool[bulk]; header != nullptr; header = header->next)
-        ++count;
-    return count;
-}
+std::size_t LazyMemoryPool::FreeBlocks(std::size_t bulk) noexcept { return pool[bulk].length; }
 
 } // namespace kv7im::auxiliary

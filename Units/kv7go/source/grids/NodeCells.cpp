@@ -9,7 +9,7 @@ NodeCells::NodeCells(std::size_t pointsCount, std::size_t scenarios, Form form)
     : m_points(pointsCount), m_scenarios(scenarios), m_form(form)
 {
     const std::size_t rows = IsFlat() ? FlatRows : scenarios + 2 * StressRows;
-    m_cells.resize(Blocks() * rows * RiskItem::Lanes);
+    m_cells.resize(LengthOf(pointsCount, scenarios, form));
     const std::size_t padded = pointsCount % RiskItem::Lanes;
     if (padded == 0) return;
     RiskItem* const last = m_cells.pData() + (Blocks() - 1) * rows;

@@ -15,6 +15,12 @@ avxarray::avxarray(double value, std::size_t size) : avxarray(UnfilledTag{}, siz
 
 avxarray::avxarray(UnfilledTag, std::size_t size) { Initiator(size); }
 
+void avxarray::MakeSure(std::size_t size, std::size_t arrays)
+{
+    using auxiliary::LazyMemoryPool;
+    LazyMemoryPool::MakeSure(LazyMemoryPool::BytesOfItems(RegistersOf(size)), arrays);
+}
+
 avxarray avxarray::Unfilled(std::size_t size) { return avxarray(UnfilledTag{}, size); }
 
 avxarray::avxarray(const avxarray& other) : avxarray(UnfilledTag{}, other._size)

@@ -57,6 +57,25 @@ void RiskNodeOptionSeries::CollapseInto(CollapsedRows& target) const
     if (GetParameters().hasExpiration()) Expiration().CollapseToRiskRow(whole, target.delivery);
 }
 
+void RiskNodeOptionSeries::MakeRoomForChange() const
+{
+    constexpr std::size_t Most = 8; // rows of one change, should all of them share a bulk
+    const Parameters& parameters = GetParameters();
+    const Profile& cells = optionSeriesRisk.GetRisk();
+    if (parameters.hasSubPoints()) { // the folded row, and the views before and after
+        RiskRow::MakeSure(LengthOfFoldScratch(cells), Most);
+        RiskRow::MakeSure(LengthOfView(cells), Most);
+    }
+    if (parameters.hasExpiration()) { // the worst outcomes, and their views before and after
+        RiskRow::MakeSure(parameters.length(), Most);
+        RiskRow::MakeSure(parameters.pointsCount, Most);
+    }
+    if (borrower != nullptr) { // its own cells, where it can borrow these no longer
+        const NodeCells& shape = borrower->m_volatility;
+        RiskRow::MakeSure(NodeCells::LengthOf(shape.Points(), shape.Scenarios(), NodeCells::Form::Full), Most);
+    }
+}
+
 void RiskNodeOptionSeries::ReplacePosition(const OptionTransform& before, const OptionTransform& after,
                                            double chargeRatio)
 {
