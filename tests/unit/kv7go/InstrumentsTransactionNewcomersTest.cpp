@@ -187,6 +187,23 @@ TEST_F(Newcomers, DoNotBorrowFromAFamilyThatAnInsertionHasRecomputed)
     EXPECT_EQ(Option(eNew, 112).GetProfile(Level::Default).Volatility().ColsCount(), 8u);
 }
 
+// As above. What the new option is charged when it is sold short stands from its adoption on: an eighth of a quarter of
+// the spot of 256. Another spot waits for the recomputation.
+TEST_F(Newcomers, KeepTheValuesThatTheyWereAdoptedWith)
+{
+    ChangeWidth(256.0);
+    m_repository->ReleaseChanged();
+    Update(m_market.baseContracts[0]);
+    Insert(Month("NEAR", 3, 0.25));
+    Insert(NewOption);
+    m_repository->AdoptNewcomers();
+    ChangeWidth(4096.0);
+    const auto charge = [&] { return Option(eNew, 112).GetGrid(Level::Default).points.GetUpRisk(); };
+    EXPECT_EQ(charge(), 8.0);
+    Complete();
+    EXPECT_EQ(charge(), 128.0);
+}
+
 // Series and futures.
 
 TEST_F(Newcomers, OfEveryKindAreRecomputedWithTheFamilyThatTheyComeTo)

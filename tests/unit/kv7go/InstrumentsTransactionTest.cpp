@@ -398,6 +398,32 @@ TEST_F(Transaction, AfterAChangeOfTheContractTheNextFuturesSetsTheShiftWhateverI
     EXPECT_EQ(BC(eNew).ShiftCoefficient, 0.0625) << "and the nearer one takes over";
 }
 
+// The limits in money are those of the reference futures, which a change of the contract alone does not ask.
+TEST_F(Transaction, ChangedLimitsCountInMoneyFromTheNextChangeOfAFuturesOn)
+{
+    m_contract.ConcentrationLimit1 = 2000;
+    ASSERT_EQ(Update(m_contract), Z9ERR_OK);
+    Commit();
+    EXPECT_EQ(BC(eCurrent).ConcentrationLimit1, 2000);
+    EXPECT_EQ(BC(eCurrent).ConcentrationLimit1Spot, 20480.0) << "of the former 1000";
+    ASSERT_EQ(Update(m_futures), Z9ERR_OK);
+    Commit();
+    EXPECT_EQ(BC(eCurrent).ConcentrationLimit1Spot, 40960.0);
+}
+
+// A contract in per cent has a spot of its own, 100.
+TEST_F(Transaction, ChangedLimitsOfAContractInPerCentCountAtOnce)
+{
+    BaseContractSample rate("RATE");
+    rate.AssetClass = Enums::AssetClass::Percentage;
+    ASSERT_EQ(rate.InsertInto(m_repository), Z9ERR_OK);
+    ASSERT_EQ(BC(eCurrent, "RATE").ConcentrationLimit1Spot, 1000.0 * 100.0);
+    rate.ConcentrationLimit1 = 2000;
+    ASSERT_EQ(Update(rate), Z9ERR_OK);
+    Commit();
+    EXPECT_EQ(BC(eCurrent, "RATE").ConcentrationLimit1Spot, 2000.0 * 100.0);
+}
+
 // Stages.
 
 TEST_F(Transaction, CompletingNothingIsFineAndReleasingTwiceIsOnce)

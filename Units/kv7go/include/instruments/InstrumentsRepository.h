@@ -96,12 +96,12 @@ public:
     // Changes during the day: a transaction on copies. The Update operations open it for the whole family of a base
     // contract and write into the copies; UpdateComplete recomputes what has changed; ReleaseChanged makes it current.
     // Readers of the current objects see nothing of it until then. Each operation returns Z9ERR_OK or the code of a
-    // refusal; a refusal leaves the committed objects as they were and an open family open.
-    // When an Update or UpdateComplete throws for lack of memory, the committed objects are as they were too, and a
-    // family is opened as a whole or not at all. ReleaseChanged throws before anything of a family is released, and may
-    // be called again.
-    // A new option that is read before UpdateComplete reads its values through the current option, so such a reader
-    // counts as a reader of the current objects. UpdateComplete and the Updates before it touch none of these.
+    // refusal. A refusal leaves the committed objects as they were and an open family open; so does a throw for lack of
+    // memory, and a family is opened as a whole or not at all. ReleaseChanged throws before anything is released.
+    // A new option is read through the current one until UpdateComplete; its reader is one of the current objects.
+    // Two things are left to the host. A trade-at-settlement futures follows the futures that it tracks only where its
+    // own family is open: update it as well, be it to its present values. Limits that UpdateBaseContract changes count
+    // in money from the next UpdateFutures of the nearest futures on; those of a contract in per cent count at once.
 
     /// Changes a base contract, with the checks of InsertBaseContract; BC_NOT_FOUND for an unknown code.
     [[nodiscard]] Z9ERR UpdateBaseContract(const SBaseContractChanges& changes);

@@ -59,8 +59,8 @@ public:
     /// A copy of the series and its options under another futures. The copied options borrow their values from ours.
     [[nodiscard]] VirtualFuturesNode CopyUnder(CSpecFutures& futures) const;
     /// Adds copies of the options of `other`, the node that this one was copied from, that are missing here. They
-    /// borrow their values; where this node has been recomputed, or has other columns, they are valued here at their
-    /// first use.
+    /// borrow their values. A recomputed node values its own at their first use; one that has other columns without
+    /// having been recomputed values them at once, before a later change reaches them.
     void AdoptOptions(const VirtualFuturesNode& other, bool isRecomputed);
     /// Ends the borrowing of our options: they let go of the options that they read their values through.
     void StopBorrowing() noexcept;

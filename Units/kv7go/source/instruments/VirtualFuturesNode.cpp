@@ -75,6 +75,7 @@ void VirtualFuturesNode::AdoptOptions(const VirtualFuturesNode& other, bool isRe
         if (GetOption(option.isin) != nullptr) continue;
         CSpecOption copy = CSpecOption::BorrowingCopy(option, get());
         if (!borrow) copy.ForgetValues();
+        if (!borrow && !isRecomputed) copy.ValueAllLevels(); // of this moment: no recomputation stands behind it
         storageOptions.insert(std::move(copy));
     }
 }
