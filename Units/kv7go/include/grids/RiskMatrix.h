@@ -5,8 +5,7 @@
 //               is lane (c mod 4) of pData()[(c div 4) * rows + r]. A column block is contiguous, so that the
 //               minimum over the scenarios, which every margin ends in, runs straight through memory.
 // Always true:  the lanes past the last column are padding; operator=(double) puts NaN there, in every row, and the
-//               arithmetic keeps it. Storage comes from the pool of the thread; there is none when rows or columns
-//               are 0.
+//               arithmetic keeps it. Storage comes from the pool; there is none when rows or columns are 0.
 // Numbers:      prices in a profile, money in a Risk, where a loss is negative. NaN in a real cell: the price point is
 //               not part of the (delivery) scenario.
 // Shapes:       rows x columns, but the constructor takes the columns first.
