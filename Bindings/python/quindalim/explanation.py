@@ -64,13 +64,14 @@ class Provenance:
 
     ``market``: the market file, or the router that the server is behind, such as "127.0.0.1:4222".
     ``market_sha256``: digest of its bytes, as hashlib and sha256sum print it. ``market_time``: when the file was last
-    changed or the server's reply arrived, UTC; None where nobody knows. ``library``: version of the library.
+    changed or the server's reply arrived, UTC; None where nobody knows. ``library_version``: of what
+    computed.
     """
 
     market: str
     market_sha256: str
     market_time: datetime | None
-    library: str
+    library_version: str
 
 
 @dataclass(frozen=True)
@@ -126,7 +127,7 @@ def _provenance(said: dict[str, Any]) -> Provenance:
         market=market.get("server") or market["file"],
         market_sha256=market["sha256"],
         market_time=datetime.fromisoformat(time) if time else None,
-        library=said["library"],
+        library_version=said["library"],
     )
 
 
