@@ -14,8 +14,12 @@ if(QUINDAL_SANITIZE)
   # is optimised; of the tests it names functions.
   target_compile_options(quindal_flags INTERFACE
     $<IF:$<BOOL:$<TARGET_PROPERTY:QUINDAL_IS_TEST>>,-O0;-g0,-O1;-g1>
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(quindal_flags INTERFACE -fsanitize=address,undefined)
+    -fsanitize=${QUINDAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quindal_flags INTERFACE -fsanitize=${QUINDAL_SANITIZE})
+  # The thread sanitizer has to see every allocation, so its operator new stands before that of a test that counts them.
+  if(QUINDAL_SANITIZE STREQUAL "thread")
+    target_link_options(quindal_flags INTERFACE -Wl,--allow-multiple-definition)
+  endif()
 endif()
 if(QUINDAL_COVERAGE)
   target_compile_options(quindal_flags INTERFACE --coverage)
