@@ -5,6 +5,7 @@ does one whose program is the same to the byte. Called by scripts/mutate.sh, whi
 """
 
 import argparse
+import fcntl
 import hashlib
 import os
 import random
@@ -14,7 +15,7 @@ import subprocess
 import sys
 import time
 from pathlib import Path
-from typing import Iterator, NamedTuple
+from typing import Iterator, NamedTuple, TextIO
 
 WORK = Path("build/mutate")
 TREE = WORK / "tree"
@@ -133,6 +134,17 @@ def of_file(path: str) -> Iterator[Mutant]:
                 yield Mutant(path, number, line, after)
 
 
+def claim() -> TextIO:
+    """One run at a time: a second one would find the fault of the first in its sources."""
+    WORK.mkdir(parents=True, exist_ok=True)
+    lock = (WORK / "lock").open("w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"another run works in {WORK}: wait for its end")
+    return lock
+
+
 def take_over() -> None:
     """Brings the copy of the sources to what they are now. A fault that was left in it goes, too."""
     listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], check=True,
@@ -249,6 +261,7 @@ def main() -> int:
     words.add_argument("places", nargs="*")
     given = words.parse_args()
 
+    lock = claim()
     take_over()
     configure()
     results, units, harmless = known_results(), {}, explained()
@@ -272,6 +285,7 @@ def main() -> int:
         if outcome == "lived":
             lived.append(mutant)
             print(f"LIVED {mutant.path}:{mutant.number}\n    {mutant.before.strip()}\n    {mutant.after.strip()}", flush=True)
+    lock.close()
     noticed = tally["killed"] + tally["lived"]
     print(", ".join(f"{number} {what}" for what, number in tally.items())
           + f": {100 * tally['killed'] / noticed if noticed else 100:.1f} % of those that change something are killed")
