@@ -1,5 +1,6 @@
 // A firm: the corrections at its registration, its GO, and what it agrees with its clients.
 #include <limits>
+#include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -218,6 +219,19 @@ TEST_F(BrokerTest, KnowsWhichClientsHoldAFutures)
     firm.Clear();
     EXPECT_EQ(firm.GetClientCount(), 0U);
     EXPECT_THAT(firm.EnumerateClientsToRecalc(FUT), IsEmpty());
+}
+
+TEST_F(BrokerTest, ClearingItTakesItsOrdersToo)
+{
+    BraskBroker& firm = Register({});
+    COrderManager::SOrdersData& orders = firm.GetOrderManager().GetOrdersForUpdate();
+    orders.orders_ls.emplace(COrderManager::SOrderKey{1}, std::make_unique<COrderManager::SOrder>());
+    orders.orders_nm.emplace(COrderManager::SOrderKey{2}, std::make_unique<COrderManager::SOrder>());
+    orders.lsorderID = 17;
+    firm.Clear();
+    EXPECT_TRUE(firm.GetOrderManager().GetOrders().orders_ls.empty());
+    EXPECT_TRUE(firm.GetOrderManager().GetOrders().orders_nm.empty());
+    EXPECT_EQ(firm.GetOrderManager().GetOrders().lsorderID, 0) << "the next local number is 1 again";
 }
 
 TEST_F(BrokerTest, ADealMayMoveTheLimitAndIsCheckedUntilTheFlagsSayOtherwise)

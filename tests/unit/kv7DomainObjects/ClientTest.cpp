@@ -94,6 +94,15 @@ TEST_F(ClientTest, AWeightAboveOneIsLoweredToOne)
     EXPECT_EQ(client.GetExpWeight().AsPlain(), 100);
 }
 
+TEST_F(ClientTest, AWeightAtAnEndOfItsRangeStandsWithoutAWord)
+{
+    for (const double weight : {0.0, 1.0}) {
+        tree.registrar.ClearBroker(firm);
+        EXPECT_EQ(Register(0, weight).GetExpWeight(), t_weight_int(weight));
+    }
+    EXPECT_THAT(log.Take(), IsEmpty());
+}
+
 TEST_F(ClientTest, AWeightBelowMinusOneIsRaisedToZeroToo)
 {
     EXPECT_EQ(Register(0, -1.01).GetExpWeight().AsPlain(), 0);

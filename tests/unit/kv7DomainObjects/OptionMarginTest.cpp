@@ -194,16 +194,7 @@ TEST(SidePortfolioTest, TheLevelsAboveSeeTheWholeBook)
 TEST(OptionMarginTest, ACopyOfAClientCarriesItsOptions)
 {
     const auto makeCurrency = [](OptionTree& tree) {
-        AccountTree::Check(tree.instruments.InsertCurrency(1, 0.05));
-        BaseContractSample contract = HandBaseContract("FX");
-        contract.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
-        contract.CurrencyId = 1;
-        AccountTree::Check(contract.InsertInto(tree.instruments));
-        AccountTree::Check(HandFutures("FXF", 3, "FX").InsertInto(tree.instruments));
-        kv7im::OptionSeriesParameters series = HandSeries("FXO", "FXF");
-        series.marginStyle = Enums::MarginStyle::Equity;
-        AccountTree::Check(tree.instruments.InsertVirtFutures(series));
-        AccountTree::Check(HandOption("FXO", 31, OptionType::Call, 750.0, 55.0).InsertInto(tree.instruments));
+        tree.AddPremiumCallInCurrency(31);
         tree.positionInstruments.InsertBaseContract(2, true, 1);
         tree.positionInstruments.InsertFutures("FXF", 3, 2, 1.0, 1.0, t_bprice(800.0), 0.5,
                                                Enums::InstrumentStatus::None, 100.0);

@@ -35,6 +35,22 @@ struct OptionTree : AccountTree
         Check(HandOption(series, isin, type, strike).InsertInto(instruments));
     }
 
+    /// A premium-style call at 750, settled at 55, alone in the series FXO on FXF (isin 3), whose contract is of a
+    /// currency with the radius 0.05.
+    void AddPremiumCallInCurrency(Isin isin)
+    {
+        Check(instruments.InsertCurrency(1, 0.05));
+        BaseContractSample contract = HandBaseContract("FX");
+        contract.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
+        contract.CurrencyId = 1;
+        Check(contract.InsertInto(instruments));
+        Check(HandFutures("FXF", 3, "FX").InsertInto(instruments));
+        kv7im::OptionSeriesParameters series = HandSeries("FXO", "FXF");
+        series.marginStyle = Enums::MarginStyle::Equity;
+        Check(instruments.InsertVirtFutures(series));
+        Check(HandOption("FXO", isin, Enums::OptionType::Call, 750.0, 55.0).InsertInto(instruments));
+    }
+
     /// The series of an option, to be given clearings of its own.
     kv7im::CSpecVirtFutures& SeriesOf(Isin option) { return *Option(option).VirtFutures; }
     const kv7im::CSpecOption& Option(Isin option) const

@@ -9,6 +9,7 @@
 #include "MarginOrchestrator.h"
 #include "OptionTree.h"
 #include "PlainWalk.h"
+#include "StrangerAbove.h"
 #include "book/Portfolio.h"
 
 namespace test::OrderRoadTest {
@@ -248,37 +249,15 @@ TEST(OrderRoadTest, AnUnknownInstrumentGivesItsCodeAndChangesNothing)
     }
 }
 
-struct OtherMarket
-{
-    kv7im::InstrumentsRepository itsInstruments;
-};
-
-/// A client below an account under Netting that has an instruments repository of its own.
-struct StrangerAbove : OtherMarket, AccountTree
-{
-    StrangerAbove()
-        : account(std::make_shared<BraskSettlementAccount>(AccountRecord("ID2"), Netting, false,
-                                                           GetDummySettlementAccount()->GetOwner(), itsInstruments,
-                                                           positionInstruments)),
-          firm(AddFirm("AA01", HalfNetting, account)),
-          client(AddClient(firm, "AA01001"))
-    {}
-
-    BraskSettlementAccountPtr account;
-    BraskBroker& firm;
-    BraskClient& client;
-};
-
 // What the last level under Netting says is what the caller hears, good or bad.
 TEST(OrderRoadTest, TheCodeOfTheLastNettingLevelTakesThePlaceOfTheClients)
 {
-    StrangerAbove tree;
+    StrangerAbove tree(HalfNetting);
     EXPECT_EQ(Buy(tree.client, FUT, 800.0, 1), Z9ERR_INSTRUMENT_ABSENT);
     EXPECT_EQ(tree.client.GetInitialMargin(), 100.0); // taken all the same
     EXPECT_EQ(tree.firm.GetInitialMargin(), 100.0);
 
-    AccountTree::Check(HandBaseContract().InsertInto(tree.itsInstruments));
-    AccountTree::Check(HandFutures("OTHER", 50).InsertInto(tree.itsInstruments));
+    tree.InsertAbove(50);
     EXPECT_EQ(Buy(tree.client, 50, 800.0, 1), 0U); // the client does not know it
     EXPECT_EQ(tree.client.GetPortfolio().GetSpecPosition(50), nullptr);
     EXPECT_NE(tree.account->GetPortfolio().GetSpecPosition(50), nullptr);

@@ -138,6 +138,58 @@ TEST(ParticipantRegistrarTest, ACopyOfAClientCarriesParametersMoneyAndPositions)
     EXPECT_THAT(target.EnumerateClientsToRecalc(FUT), ElementsAre(&copy));
 }
 
+// Each value is one that no client has by itself, so that none of them can be left behind unseen.
+TEST(ParticipantRegistrarTest, ACopyOfAClientCarriesEveryParameterAndSum)
+{
+    AccountTree tree;
+    BraskBroker& firm = tree.AddFirm("AA01", MarginRule::Netting, GetDummySettlementAccount());
+    BraskClient& client =
+        tree.registrar.RegisterClient(firm, ClientCode::Parse("AA01001"), t_bprice_int(1.5), true, 2, t_weight_int(0.5),
+                                      Enums::ClientRiskLevel::High, Enums::InvestorStatus::Accredited);
+    client.GetCollateralChecker().Enable(!client.GetCollateralChecker().Enabled());
+    client.SetCalSpreadMarginType(Enums::SpreadMarginType::Netting);
+    client.SetInterContractSpreadMarginType(Enums::SpreadMarginType::Unused);
+    client.SetShortOptionMinimumChargeRatio(2.5);
+    client.SetAmountMoneyOld(t_bround_int::FromPlain(11));
+    client.SetNotUseNOVNextSession(true, false);
+    client.GetMeansForUpdate().VMReserve = t_bround_int::FromPlain(12);
+    client.GetMeansForUpdate().BlockedMoney = t_bround_int::FromPlain(13);
+    ClientRiskParameters parameters = client.GetRiskParameters();
+    parameters.autoUpdateLimit = true;
+    client.SetRiskParameters(parameters);
+    CPositionCalculator& accounting = client.GetPositionCalculator();
+    accounting.VM = t_bsum_int(1.0);
+    accounting.VMFull = t_bsum_int(2.0);
+    accounting.VMCurr = {{7, t_bsum_int(3.0)}};
+    accounting.VMCurrFull = {{8, t_bsum_int(4.0)}};
+    accounting.NetOptionValue = t_bsum_int(5.0);
+
+    BraskBroker& target = tree.AddFirm("AA02", MarginRule::Netting, GetDummySettlementAccount());
+    const BraskClient copy(client, target, tree.positionInstruments);
+    EXPECT_EQ(copy.GetClientCode(), client.GetClientCode());
+    EXPECT_EQ(copy.GetCollateralChecker().GetErrorCode(), Z9ERR_CLGO_NOT_ENOUGH);
+    EXPECT_EQ(copy.GetCollateralChecker().Enabled(), client.GetCollateralChecker().Enabled());
+    EXPECT_EQ(copy.GetNClr2Delivery(), 2);
+    EXPECT_EQ(copy.GetExpWeight().AsPlain(), 50);
+    EXPECT_TRUE(copy.GetNoFutDiscount());
+    EXPECT_EQ(copy.GetMarginRule(), MarginRule::Netting);
+    EXPECT_EQ(copy.GetRiskLevel(), Enums::ClientRiskLevel::High);
+    EXPECT_EQ(copy.GetInvestorStatus(), Enums::InvestorStatus::Accredited);
+    EXPECT_EQ(copy.GetCalSpreadMarginType(), Enums::SpreadMarginType::Netting);
+    EXPECT_EQ(copy.GetInterContractSpreadMarginType(), Enums::SpreadMarginType::Unused);
+    EXPECT_EQ(copy.GetShortOptionMinimumChargeRatio(), 2.5);
+    EXPECT_EQ(copy.GetAmountMoneyOld().AsPlain(), 11);
+    EXPECT_EQ(copy.GetMeans().VMReserve.AsPlain(), 12);
+    EXPECT_EQ(copy.GetMeans().BlockedMoney.AsPlain(), 13);
+    EXPECT_TRUE(copy.GetRiskParameters().autoUpdateLimit);
+    EXPECT_TRUE(copy.IsNotUseNOVNextSession()) << "as set, and not as the new firm has it";
+    EXPECT_EQ(copy.GetPositionCalculator().GetVM(), t_bsum_int(1.0));
+    EXPECT_EQ(copy.GetPositionCalculator().GetVMFull(), t_bsum_int(2.0));
+    EXPECT_THAT(copy.GetPositionCalculator().GetVMCurr(), ElementsAre(testing::Pair(7, t_bsum_int(3.0))));
+    EXPECT_THAT(copy.GetPositionCalculator().GetVMCurrFull(), ElementsAre(testing::Pair(8, t_bsum_int(4.0))));
+    EXPECT_EQ(copy.GetPositionCalculator().GetNetOptionValue(), t_bsum_int(5.0));
+}
+
 TEST(ParticipantRegistrarTest, ACopyThatCannotBeMadeLeavesTheTablesAsTheyWere)
 {
     AccountTree tree;

@@ -4,6 +4,7 @@
 // that is its margin, the paper loss stands apart.
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -80,6 +81,31 @@ TEST(PositionsOnlyRoad, TheRecordTypeNamesTheLevel)
     EXPECT_EQ(FailureOf([&] { return set("AA02", 1); }).code, Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED);
     EXPECT_EQ(FailureOf([&] { return set("AA01009", 2); }).code, Z9ERR_CHECK_CLIENT_NOT_FOUND);
     EXPECT_EQ(FailureOf([&] { return set("ID2", 0); }).code, Z9ERR_DATALOAD_SETTLEMENT_ACCOUNT_NOT_FOUND);
+}
+
+// One FUT bought at 780 with the market at 820 has won. Without discount it counts at the settlement price: 100 of
+// margin. Bought at 820 with the market at 780 it has lost 40 on paper and may lose the 80 that are left.
+TEST(PositionsOnlyRoad, CostAndMarketPriceKeepTheirPlacesAtEveryLevelWithoutDiscount)
+{
+    const struct
+    {
+        double cost, market, go;
+    } cases[] = {{780.0, 820.0, 100.0}, {820.0, 780.0, 80.0}};
+    for (const auto& c : cases) {
+        OneClientTree tree(MarginRule::Netting, MarginRule::Netting);
+        for (ParticipantBase* const level :
+             {static_cast<ParticipantBase*>(&tree.client), static_cast<ParticipantBase*>(&tree.firm),
+              static_cast<ParticipantBase*>(tree.account.get())})
+            level->SetNoFutDiscount(true);
+        tree.client.SetNotUseNOV(1); // the second book of the client, which its GO is taken from, gets the same
+        for (const auto& [code, type] : {std::pair("AA01001", AccountHierarchyRecordType::Client),
+                                         std::pair("AA01", AccountHierarchyRecordType::Broker),
+                                         std::pair("ID1", AccountHierarchyRecordType::SettlementAccount)})
+            EXPECT_EQ(SetPositionByRecordType_PositionsOnly(code, type, FUT, 1, c.cost, c.market, 0, tree.repository),
+                      Z9ERR_OK);
+        tree.ExpectGO(c.go, c.go, c.go);
+        EXPECT_NEAR(tree.client.GetPortfolio().GetVolatilityInitialMargin(), c.go, 1e-9);
+    }
 }
 
 TEST(PositionsOnlyRoad, AnUnknownInstrumentGivesItsCodeAtEveryLevel)

@@ -1,4 +1,6 @@
 // The counter of clients, and the arithmetic of GO.
+#include <cmath>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -72,6 +74,16 @@ TEST(InitialMarginArithmeticTest, ChargesACentMoreWhereTheProductByAHundredLands
     // The double next to 1.1 is 1.1 + 8.9e-17. A hundred times that is 110 + 8.9e-15, more than half of the spacing of
     // doubles at 110 (1.42e-14): the product becomes the double above 110, and the ceiling 111.
     EXPECT_EQ(Domain::RoundInitialMargin(1.1), 1.11);
+}
+
+// What the changes of a book that is empty again leave may stand below 0 by a rounding. A report shows 0.00 then, not
+// -0.00.
+TEST(InitialMarginArithmeticTest, NothingHasNoSign)
+{
+    for (const double margin : {0.0, -0.0, -1e-12, 1e-12}) {
+        EXPECT_EQ(Domain::RoundInitialMargin(margin), 0.0);
+        EXPECT_FALSE(std::signbit(Domain::RoundInitialMargin(margin))) << margin;
+    }
 }
 
 } // namespace

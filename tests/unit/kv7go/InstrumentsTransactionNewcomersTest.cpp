@@ -181,6 +181,7 @@ TEST_F(Newcomers, DoNotBorrowFromAFamilyThatAnInsertionHasRecomputed)
     m_repository->AdoptNewcomers();
     for (const Isin isin : {101, 112}) {
         EXPECT_EQ(Option(eNew, isin).GetParameters(Level::Default).length(), 16u);
+        EXPECT_EQ(Option(eNew, isin).GetGrid(Level::Default).ColsCount(), 16u);
         EXPECT_EQ(Option(eNew, isin).GetProfile(Level::Default).Volatility().ColsCount(), 16u);
     }
     Complete();
@@ -202,6 +203,30 @@ TEST_F(Newcomers, KeepTheValuesThatTheyWereAdoptedWith)
     EXPECT_EQ(charge(), 8.0);
     Complete();
     EXPECT_EQ(charge(), 128.0);
+}
+
+// The same with a spot that leaves the number of columns: half a grid of 252 has the multiples of 50 from 750 to 1250
+// between its points, as that of 256 has. The first and the last price are others. A twin of the option that was there
+// before is worth what that one is worth, on the columns of the copy.
+TEST_F(Newcomers, DoNotBorrowFromAFamilyWithAsManyColumnsAtOtherPrices)
+{
+    ChangeWidth(1008.0);
+    m_repository->ReleaseChanged();
+    Update(m_market.baseContracts[0]);
+    Insert(Month("NEAR", 3, 0.25));
+    Insert(OptionSample{.Code = "TWIN", .Isin = 112});
+    m_repository->AdoptNewcomers();
+    const auto lowestPrice = [&](AccessByStatus access) {
+        return Option(access, 112).VirtFutures->GetVolatilityMatrixCentralRow(Level::Default)[0];
+    };
+    ASSERT_EQ(lowestPrice(eCurrent), 748.0);
+    ASSERT_EQ(lowestPrice(eNew), 744.0);
+    ASSERT_EQ(Option(eCurrent, 112).GetGrid(Level::Default).ColsCount(), 16u);
+    const auto values = [&](AccessByStatus access, Isin isin) {
+        return Option(access, isin).GetProfile(Level::Default).Volatility();
+    };
+    EXPECT_TRUE(values(eNew, 112) == values(eNew, 101));
+    EXPECT_FALSE(values(eNew, 112) == values(eCurrent, 112));
 }
 
 // Series and futures.

@@ -263,14 +263,15 @@ TEST(RiskNodeMMS, SignedCellsNetAndRateStressesAddByTheirLosses)
 /// A futures whose base contract belongs to a group.
 struct Group : Held
 {
-    explicit Group(double window, Enums::SpreadMarginType type, double radius = 0.0)
-        : Held(Sample(window, radius), Family(Sample(window, radius), {}, radius), RulesOf(type))
+    explicit Group(double window, Enums::SpreadMarginType type, double radius = 0.0, double charge = 0.125)
+        : Held(Sample(window, radius, charge), Family(Sample(window, radius, charge), {}, radius), RulesOf(type))
     {}
-    static BaseContractSample Sample(double window, double radius)
+    static BaseContractSample Sample(double window, double radius, double charge)
     {
         BaseContractSample sample;
         sample.CodeMCS = "GROUP";
         sample.WindowSizePercentage = window;
+        sample.ShortOptionMinimumCharge = charge;
         if (radius > 0.0) sample.MSPType = Enums::MSPType::CurrencyIndicatorPriceStep;
         return sample;
     }
@@ -320,6 +321,31 @@ TEST(RiskNodeMCS, AWindowOfZeroLeavesTheRowAndFoldsTheStressPointsIntoItsEnds)
     EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()),
                 ElementsAre(0.0, testing::DoubleEq(-384.0), 0.0, 0.0, 0.0, 0.0, 0.0, 0.0));
     EXPECT_NEAR(group.mcs.GetInitialMarginValue(), 1024.0, 1e-9);
+}
+
+// One contract has its tails at 384 and -384 (see above; at the right 1952 * 256 / 976 * 0.75), and charges of the size
+// charge * 1024 * 0.25 * 2: 64 of an eighth, 2048 of 4. Under a window each tail is the worse of the two, and no gain.
+TEST(RiskNodeMCS, UnderAWindowTheWorseOfTailAndChargeStaysAtEachSide)
+{
+    const struct
+    {
+        double charge;
+        std::int64_t quantity;
+        double left, right;
+    } cases[] = {
+        {0.125, 1, -384.0, 0.0},  //
+        {4.0, 1, -2048.0, 0.0},   // the charge of the lowest price
+        {0.125, -1, 0.0, -384.0}, //
+        {4.0, -1, 0.0, -2048.0},  // and that of the highest
+    };
+    for (const auto& c : cases) {
+        Group group(0.0, Enums::SpreadMarginType::Netting, 0.0, c.charge);
+        group.Hold(c.quantity);
+        EXPECT_THAT(ValuesOf(group.mcs.VolatilityPoints()),
+                    ElementsAre(0.0, testing::DoubleEq(c.left), 0.0, 0.0, 0.0, 0.0, testing::DoubleEq(c.right), 0.0))
+            << c.quantity << " contracts, charge " << c.charge;
+        EXPECT_NEAR(group.mcs.GetInitialMarginValue(), c.charge > 1.0 ? 2048.0 : 1024.0, 1e-9);
+    }
 }
 
 // Share 0.5 of N = 2 is a window of one point.

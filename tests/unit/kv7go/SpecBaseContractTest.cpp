@@ -186,6 +186,8 @@ TEST(SpecBaseContract, WhichFuturesDisplacesTheReference)
         {"a nearer one", 0.4, false, 0.5, false, true, false},
         {"a farther one", 0.502, false, 0.5, false, false, false},
         {"an equal one", 0.5005, false, 0.5, false, true, true},
+        {"one farther by the thousandth itself", 0.001, false, 0.0, false, true, false},
+        {"one nearer by the thousandth itself", 0.001, false, 0.002, false, true, false},
         {"an expired one is no reference", 0.0, false, 0.5, false, false, false},
         {"nor one with hardly any time left", 1e-5, false, 0.5, false, false, false},
         {"a little more will do", 1.1e-5, false, 0.5, false, true, false},

@@ -243,6 +243,22 @@ TEST_F(Computed, AFarPointNearerThanAStepIsWarnedOfAndCoversTheBareRate)
     EXPECT_EQ(log.Take().size(), 1u);
 }
 
+// The far points are 474.75 and 1291.25 away from the settlement price of 1000.
+TEST_F(Computed, AFarPointAStepAwayIsCoveredByItsShare)
+{
+    LogCapture log;
+    m_sample.MinStep = 474.75;
+    Build();
+    static_cast<void>(log.Take()); // of the narrower levels
+    EXPECT_DOUBLE_EQ(m_futures->CalculateCoverZL(Level::Default), 192.0 / 474.75 * 0.75);
+    EXPECT_THAT(log.Take(), IsEmpty());
+    m_sample.MinStep = 1291.25;
+    Build();
+    static_cast<void>(log.Take());
+    EXPECT_DOUBLE_EQ(m_futures->CalculateCoverZR(Level::Default), 320.0 / 1291.25 * 0.75);
+    EXPECT_THAT(log.Take(), IsEmpty());
+}
+
 TEST_F(ComputedPercentage, TheFarPointsAreFixedAndVanishInEveryPosition)
 {
     for (const Level level : Levels) {

@@ -193,6 +193,17 @@ TEST(SpecialRiskPointsCorrection, StressPointsAreNoBetterThanThePositionWornDown
     ExpectPoints(corrected, {-1000, -1000, -112.5, -87.5, -55, -55, -1000, -1000}, "floors");
 }
 
+TEST(SpecialRiskPointsCorrection, ThePartBeyondTheSecondLimitPaysTheThirdRateInTheFarStepOnly)
+{
+    // Both sides reach past both limits: a = |-50 / 0.125| = |-100 / 0.25| = 400, worn down to 100, 200 and 100.
+    //   2D = -12.5 - 300 x 0.25 = -87.5    3D = -12.5 - 200 x 0.25 - 100 x 0.5 = -112.5
+    //   2U = -25 - 300 x 0.5 = -175        3U = -25 - 200 x 0.5 - 100 x 1 = -225
+    const auto contract = Contract(100, 300, Level::Medium, {0.125, 0.25, 0.5}, {0.25, 0.5, 1.0});
+    const SpecialRiskPoints points = PointsOf({0, 0, -512, -512, -512, -512, 0, 0});
+    const auto corrected = points.GetCorrectedSpecialRiskPoints(RowWithEdges(-50, -100), contract, Level::Medium);
+    ExpectPoints(corrected, {0, 0, -112.5, -87.5, -175, -225, 0, 0}, "all three tiers at both sides");
+}
+
 TEST(SpecialRiskPointsCorrection, APointAboveItsFloorStays)
 {
     const auto contract = Contract(100, 300, Level::High, {0.125, 0.25, 0.5}, {0.25, 0.5, 1.0});

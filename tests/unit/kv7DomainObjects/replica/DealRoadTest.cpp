@@ -7,6 +7,7 @@
 
 #include "MarginOrchestrator.h"
 #include "OneClientTree.h"
+#include "StrangerAbove.h"
 #include "kv7errors.h"
 #include "replica/DealRoad.h"
 
@@ -142,6 +143,46 @@ TEST(DealRoad, TheFirstCodeIsGivenAndTheOtherLegsFollow)
     Append(vectors, Deal(FUT, 2, 3, 4));
     EXPECT_EQ(SetPosition(tree.client, vectors), Z9ERR_INSTRUMENT_ABSENT);
     tree.ExpectGO(200.0, 300.0, 400.0);
+}
+
+// Above a firm under Netting stands an account that knows other instruments. What the levels below it say is kept, a
+// failure of its own as well.
+TEST(DealRoad, TheFailureOfAnyLevelIsGiven)
+{
+    StrangerAbove tree(MarginRule::Netting);
+    tree.InsertAbove(50);
+    EXPECT_EQ(SetPosition(tree.client, Deal(FUT, 2, 3, 4)), Z9ERR_INSTRUMENT_ABSENT) << "unknown to the account";
+    EXPECT_EQ(tree.client.GetInitialMargin(), 200.0) << "the levels below it have taken the deal";
+    EXPECT_EQ(tree.firm.GetInitialMargin(), 300.0);
+    EXPECT_EQ(tree.account->GetInitialMargin(), 0.0);
+    EXPECT_EQ(SetPosition(tree.client, Deal(50, 2, 3, 4)), Z9ERR_INSTRUMENT_ABSENT) << "known to the account only";
+    EXPECT_EQ(tree.firm.GetInitialMargin(), 300.0);
+    EXPECT_EQ(tree.account->GetInitialMargin(), 400.0);
+}
+
+// A premium-style call at 750 bought at 60, on a contract of a currency with the radius 0.05: worth 0, 50 and 150, so
+// -60 for each contract at the lowest price. The worth of what the last clearing left, 55 each, stands against that
+// loss before the radius takes its share of the rest.
+TEST(DealRoad, TheWorthOfAnOptionCountsTheContractsOfTheLastClearing)
+{
+    constexpr Isin Call750 = 31;
+    OneClientTree tree(MarginRule::Netting, MarginRule::Netting);
+    tree.AddPremiumCallInCurrency(Call750);
+    AssumedVectors vectors = Deal(Call750, 2, 3, 4);
+    const auto hold = [](pos::SPosTrade& record, std::int64_t afterLastClearing) {
+        record.waprice = t_bprice_int(60.0);
+        record.afterLastClearingQuantity = afterLastClearing;
+    };
+    hold(vectors.positionsTradesClient[0], 1);            // 120 + 0.05 x |55 - 120|
+    hold(vectors.positionsTradesBroker[0], 2);            // 180 + 0.05 x |110 - 180|
+    hold(vectors.positionsTradesSettlementAccount[0], 0); // 240 + 0.05 x |0 - 240|
+    EXPECT_EQ(SetPosition(tree.client, vectors), Z9ERR_OK);
+    const auto marginOf = [](const ParticipantBase& level) {
+        return level.GetPortfolio().GetVolatilityInitialMargin();
+    };
+    EXPECT_NEAR(marginOf(tree.client), 123.25, 1e-6);
+    EXPECT_NEAR(marginOf(tree.firm), 183.5, 1e-6);
+    EXPECT_NEAR(marginOf(*tree.account), 252.0, 1e-6);
 }
 
 // The put at 850 is worth 150, 50 and 0 and was bought at 60: 60 of margin. A client that leaves premium-style options
