@@ -116,7 +116,7 @@ std::optional<std::string> RealPath(const char* name)
 // The lines of a text that SimpleIni needs to see; each line that cannot be read is reported.
 std::string ReadableLines(std::string_view text, const std::string& path)
 {
-    std::string readable;
+    std::string readable = "\n"; // SimpleIni passes over a mark at the beginning, even if it belongs to a name
     unsigned number = 0;
     for (const z9::IniLine& line : z9::ReadIniLines(text)) {
         ++number;

@@ -136,6 +136,8 @@ std::string SetIniValue(const std::string& text, std::string_view section, std::
         added.append("[").append(section).append("]").append(lineEnd);
     }
     added.append(key).append(" = ").append(value).append(lineEnd);
+    // The bytes of a mark are passed over where a file begins with them, those of a name as well.
+    if (offset == 0 && added.starts_with(kByteOrderMark)) added.insert(0, kByteOrderMark);
     return result.insert(offset, added);
 }
 

@@ -400,6 +400,19 @@ TEST(Z9IniTest, LineEndsMarksAndBrokenLinesSurviveAWrite)
     EXPECT_EQ(ReadFile(path), "\xEF\xBB\xBF; top\r\n[s]\r\nnonsense\r\na=2\r\nb = 3\r\n");
 }
 
+TEST(Z9IniTest, AKeyThatBeginsLikeAByteOrderMarkIsReadBack)
+{
+    const TempDir dir;
+    for (const char* before : {"", "[s]\nk=v\n", "\xEF\xBB\xBF[s]\nk=v\n"}) {
+        const Ini ini(dir.Write("a.ini", before));
+        EXPECT_EQ(Z9IniCustWriteStr(ini, "", "\xEF\xBB\xBFkey", "1"), 0u);
+        EXPECT_EQ(Str(ini, "", "\xEF\xBB\xBFkey"), "1") << before;
+        EXPECT_EQ(Z9IniCustWriteStr(ini, "", "\xEF\xBB\xBFkey", "2"), 0u);
+        EXPECT_EQ(Str(ini, "", "\xEF\xBB\xBFkey"), "2") << before;
+    }
+    EXPECT_EQ(ReadFile(dir.File("a.ini")), "\xEF\xBB\xBF\xEF\xBB\xBFkey = 2\n[s]\nk=v\n");
+}
+
 TEST(Z9IniTest, AKeyThatStandsTwiceIsWrittenWhereItCounts)
 {
     const TempDir dir;
