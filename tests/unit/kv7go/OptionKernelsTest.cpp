@@ -386,5 +386,31 @@ TEST(OptionKernels, ANodeNarrowerOrWiderThanTheGridIsChangedWhereBothHaveColumns
         }
 }
 
+// With half the strike step the series has more deliveries than the node has rows for: each row takes the delivery of
+// its number, and no cell of another price is touched.
+TEST(OptionKernels, ANodeWithFewerDeliveryRowsThanDeliveriesTakesTheFirstOfThem)
+{
+    Pair pair({4, 3, false, true, false, false});
+    kv7im::RiskNodeOptionSeries& node = pair.series.engine;
+    OptionFamily& family = pair.series.family;
+    const std::size_t rows = node.Volatility().GetRisk().Expiration().RowsCount();
+    family.series->StrikeStep = 12.5;
+    family.series->RecalcInvariants();
+    for (const auto& option : family.options)
+        option->RecalcInvariants();
+    const kv7im::CSpecOption& option = family.Option(0);
+    const RiskMatrix expected = option.TransformToPosition(-1, 40.0, Level).GetRisk().Expiration();
+    ASSERT_GT(rows, 3U);
+    ASSERT_GT(expected.RowsCount(), rows);
+
+    node.ReplacePosition(option.DescribePosition(0, 0.0, Level), option.DescribePosition(-1, 40.0, Level), 1.0);
+    const Risk risk = node.Volatility();
+    const RiskMatrix& outcomes = risk.GetRisk().Expiration();
+    ASSERT_EQ(outcomes.RowsCount(), rows);
+    for (std::size_t row = 0; row < rows; ++row)
+        for (std::size_t column = 0; column < outcomes.ColsCount(); ++column)
+            EXPECT_TRUE(SameCell(outcomes[row][column], expected[row][column])) << row << ", " << column;
+}
+
 } // namespace
 } // namespace test::OptionKernelsTest

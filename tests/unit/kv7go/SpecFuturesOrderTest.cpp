@@ -1,6 +1,7 @@
 // Orders of a futures as a risk: all classes of orders against a plain twin, and figures worked by hand.
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -266,6 +267,17 @@ TEST_F(Orders, AHalfNettedLegStandsOnTheSettlementPrices)
     // A sale at 60 + 990 = 1050 is held at 1010 without discount: (1010 - 1064) x 2 = -108 ...
     EXPECT_EQ(GridOf(Key(60.0, Direction::Sell, Type::SecondLeg), Info(1, Netting::HalfNetting), Discount::No),
               (Row{0, 0, -108, -364, -620}));
+}
+
+// The price of the leg, 10 above the settlement price of the first one, is what counts with a discount.
+TEST_F(Orders, ASecondLegCountsAtItsOwnPriceWhereTheSettlementPriceIsNoNumber)
+{
+    SOrderInfo info = Info(1, Netting::HalfNetting);
+    info.realCalcPriceSecondLeg = std::numeric_limits<double>::quiet_NaN();
+    for (const Direction direction : {Direction::Buy, Direction::Sell}) {
+        const KeyPriceType key = Key(10.0, direction, Type::SecondLeg);
+        EXPECT_EQ(GridOf(key, info, Discount::No), GridOf(key, Info(1, Netting::HalfNetting), Discount::Yes));
+    }
 }
 
 TEST_F(Orders, AnOrderThatIsNotValuedStillCarriesItsRateStress)
