@@ -14,6 +14,7 @@
 #include "LibraryHost.h"
 #include "MarginMarket.h"
 #include "QuindalIM.hpp"
+#include "RiskArrayExports.h"
 
 namespace test::ArbitraryArgumentsTest {
 namespace {
@@ -171,14 +172,6 @@ TEST_F(ArbitraryArguments, OfMultilegs)
 // They answer the same to everybody, and look at nothing.
 TEST_F(ArbitraryArguments, OfRiskArrays)
 {
-    static constexpr std::array matrices{GetClientVfRisksArray,  GetClientDeliveryRisksArray, GetClientFutRisksArray,
-                                         GetClientMmsRisksArray, GetClientMcsRisksArray,      GetBrokerRisksArray};
-    static constexpr std::array rows{GetClientFinalRisksArray,
-                                     GetClientFinalRisksArrayWithPositiveValue,
-                                     GetBrokerFinalRisksArray,
-                                     GetBrokerFinalRisksArrayWithPositiveValue,
-                                     GetSettlementAccountFinalRisksArray,
-                                     GetSettlementAccountFinalRisksArrayWithPositiveValue};
     EXPECT_TRUE(rc::check([&] {
         const std::string instrument = AnyCode();
         const std::string client = AnyClient();
@@ -190,9 +183,10 @@ TEST_F(ArbitraryArguments, OfRiskArrays)
         ExtraRisksInfo info{};
         info.ZL = 10.0;
         double* const cells = *rc::gen::arbitrary<bool>() ? &cell : nullptr;
-        RC_ASSERT(AnyOf(matrices)(handle, type, instrument.c_str(), client.c_str(), cells, &points, &scenarios,
-                                  &info) == 94819);
-        RC_ASSERT(AnyOf(rows)(handle, type, instrument.c_str(), client.c_str(), cells, &points, &info) == 94819);
+        RC_ASSERT(AnyOf(calls::RiskMatrices)(handle, type, instrument.c_str(), client.c_str(), cells, &points,
+                                             &scenarios, &info) == 94819);
+        RC_ASSERT(AnyOf(calls::RiskRows)(handle, type, instrument.c_str(), client.c_str(), cells, &points, &info) ==
+                  94819);
         RC_ASSERT(GetRiskPoints(handle, type, instrument.c_str(), *rc::gen::arbitrary<bool>(), cells, &points,
                                 &scenarios, &info, AnyInteger<std::int32_t>()) == 94819);
         RC_ASSERT(GetOptionRisksArray(handle, type, instrument.c_str(), cells, &points, &scenarios, &info,
