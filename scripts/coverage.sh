@@ -48,7 +48,7 @@ if [ "${1:-}" = --record ]; then
 fi
 sum_up | awk -v record="$record" '
     FILENAME == record { if ($1 !~ /^#/) { lines[$1] = $2; branches[$1] = $3 }; next }
-    !($1 in lines) { print record " has no line for " $1; failed = 1; next }
+    !($1 in lines) { print record " has no line for " $1 ": run scripts/coverage.sh --record"; failed = 1; next }
     { seen[$1] }
     $3 < lines[$1] || $5 < branches[$1] {
         print $1 " has " lines[$1] " % of lines and " branches[$1] " % of branches in " record ": add tests"
