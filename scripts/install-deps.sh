@@ -22,8 +22,8 @@ fi
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--docs" ]; then
     packages+=(python3 pandoc man-db mandoc mkdocs mkdocs-material)
 fi
+if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev llvm-14); fi
 if [ "${1:-}" = "--coverage" ]; then packages+=(gcovr); fi
-if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev); fi
 
 missing=()
 for package in "${packages[@]}"; do
