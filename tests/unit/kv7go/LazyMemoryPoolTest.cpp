@@ -230,8 +230,8 @@ TEST(LazyMemoryPool, ThreadsThatTakeTurnsNeedNoMoreThanOne)
 TEST(LazyMemoryPool, ThreadsThatDoNotTakeTurnsHaveBlocksOfTheirOwn)
 {
     const auto work = [](unsigned char pattern) {
-        for (int step = 0; step < 20'000; ++step) {
-            const std::size_t bytes = 100 + step % 7 * 300u;
+        for (std::size_t step = 0; step < 20'000; ++step) {
+            const std::size_t bytes = 100 + step % 7 * 300;
             auto* data = static_cast<unsigned char*>(LazyMemoryPool::AllocateUnfilled(bytes));
             std::memset(data, pattern, bytes);
             const bool isOurs = std::all_of(data, data + bytes, [=](unsigned char byte) { return byte == pattern; });
@@ -241,7 +241,7 @@ TEST(LazyMemoryPool, ThreadsThatDoNotTakeTurnsHaveBlocksOfTheirOwn)
         EXPECT_EQ(LazyMemoryPool::OutstandingBlocks(), 0);
     };
     std::vector<std::thread> threads;
-    for (const unsigned char pattern : {'a', 'b', 'c', 'd'})
+    for (unsigned char pattern = 1; pattern <= 4; ++pattern)
         threads.emplace_back(work, pattern);
     for (std::thread& thread : threads)
         thread.join();
