@@ -22,7 +22,8 @@ fail() {
     echo "package test: $*" >&2
     exit 1
 }
-inside() { env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 "$@"; }
+surroundings=(PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8)
+inside() { env -i "${surroundings[@]}" "$@"; }
 
 # The machine's own files of the installed packages that these ones need, of the essential ones and of systemd, as a root
 # of its own.
@@ -124,7 +125,7 @@ start() {
     mapfile -t variables < <(grep '^QUINDAL_' "$root/etc/quindal/passwords")
     : >"$work/$1"
     # shellcheck disable=SC2086 # a command is words
-    inside chroot "$root" env "${variables[@]}" $command >"$work/$1" 2>&1 &
+    (exec env -i "${surroundings[@]}" chroot "$root" env "${variables[@]}" $command) >"$work/$1" 2>&1 & # the process itself
     started+=($!)
     for _ in $(seq 100); do
         if grep -q -e 'Server is ready' -e "on port $port" "$work/$1"; then return; fi
@@ -161,6 +162,11 @@ inside dpkg --root="$root" --install "$work/exchange.deb" "$work"/debs/{quindal,
 run quindal --version >/dev/null || fail "quindal does not start over another libz9sys"
 
 say "nothing left behind"
+for process in /proc/[0-9]*; do
+    if [ "$(readlink "$process/root" 2>/dev/null)" = "$root" ]; then
+        fail "${process#/proc/} still runs: $(tr '\0' ' ' <"$process/cmdline")"
+    fi
+done
 rm "$root/tmp/program" "$root/etc/quindal/passwords" "$root/etc/quindal/market.xml" # ours, not the packages'
 # shellcheck disable=SC2046 # names are words
 inside dpkg --root="$root" --purge $(for package in "${packages[@]}"; do dpkg-deb -f "$package" Package; done) exchange-z9sys \
