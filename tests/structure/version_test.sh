@@ -19,6 +19,7 @@ says() {
 
 says Units/QuindalIM/include/CalcGOConsts.h 'LibraryVersion = "'
 says Units/QuindalIM/include/QuindalIM.h 'Version of the library, "'
+says Units/QuindalIM/include/QuindalIM.h '#define QUINDAL_IM_VERSION_TEXT "'
 says docs/api/library.md '`GetQuindalIMLibraryVersion` | the version, "'
 says Bindings/python/pyproject.toml 'version = "'
 says Bindings/python/quindalim/shared_library.py 'Version of the library, such as "'
