@@ -329,5 +329,44 @@ TEST_P(FailureStory, MemoryThatEndsWithinACallLeavesEverythingAsItWas)
     EXPECT_GT(FailEachAllocationOfTheDay<RoomForAllocations>(), 500);
 }
 
+// The start of the library --------------------------------------------------------------------------------------------
+
+/// Starts the library again and again, one allocation failing each time, until none fails any more. In between it is
+/// not started, and the end is a library that works. Gives the number of failures.
+template <class Memory>
+long FailEachAllocationOfTheStart(const std::string& ini)
+{
+    constexpr std::int32_t OutOfMemory = 1; // of the platform, where the ini file or a log is opened
+    constexpr std::int32_t NotInitialized = 94821;
+    for (long allocations = 0;; ++allocations) {
+        std::int32_t code = 0;
+        {
+            const Memory memory(allocations);
+            code = InitQuindalIM(ini.c_str(), "user", "secret");
+        }
+        std::intptr_t calc = 0;
+        if (code == 0) {
+            EXPECT_EQ(CreateQuindalIMCalculator(&calc), 0);
+            return allocations;
+        }
+        EXPECT_TRUE(code == SomethingUnforeseen || code == OutOfMemory) << code << " after " << allocations;
+        EXPECT_EQ(CreateQuindalIMCalculator(&calc), NotInitialized);
+        kv7base::QLTracer::DeInit(); // the logs are opened anew by the next try
+        if (testing::Test::HasFailure()) return allocations;
+    }
+}
+
+using StartStory = LibraryTest;
+
+TEST_F(StartStory, AnAllocationThatFailsLeavesTheLibraryNotStartedAndTheNextTryStartsIt)
+{
+    EXPECT_GT(FailEachAllocationOfTheStart<OneFailingAllocation>(GoodIni()), 10);
+}
+
+TEST_F(StartStory, MemoryThatEndsWithinTheStartLeavesTheLibraryNotStarted)
+{
+    EXPECT_GT(FailEachAllocationOfTheStart<RoomForAllocations>(GoodIni()), 10);
+}
+
 } // namespace
 } // namespace test::FailureStoryTest
