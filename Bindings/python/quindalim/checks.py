@@ -12,7 +12,7 @@ from .errors import InputError
 _Word = TypeVar("_Word", bound=enum.IntEnum)
 
 LARGEST = 1e12
-"""Prices, and quantities, are of at most this size: what is larger would spoil a book for good."""
+"""Prices, and quantities, are of at most this size: what is larger leaves a book without its cents."""
 
 
 def number(name: str, value: Any, low: float = -math.inf, high: float = math.inf) -> float:

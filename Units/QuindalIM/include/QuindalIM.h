@@ -562,12 +562,10 @@ QUINDAL_API int32_t InsertBrokerBaseContractParam(intptr_t QuindalIMCalculator, 
  *   InstrCode                  futures or option. A multileg has no position: 0, and nothing changes
  *   Quantity                   contracts, short below 0; the whole position, not a change. Not checked, see WAPrice
  *   WAPrice                    weighted average price of the position; 0.0: the CalcFutPrice of the futures, the
- *                              CalcOptPrice of the option. Not checked: a price that is no number, infinite or as
- *                              large as 1e300 (or a Quantity like 2^63-1) spoils the book, and setting the right
- *                              position afterwards does not mend it. ClearParts and a new registration of everybody
- *                              bring all figures back. For the client's figures alone it is enough to set the right
- *                              position, then to call ChangePart with the other NoFutDiscount and ChangePart with the
- *                              client's own parameters
+ *                              CalcOptPrice of the option. Not checked: with a price that is no number, infinite or
+ *                              as large as 1e300 (or a Quantity like 2^63-1) the figures of this client, its firm and
+ *                              its account mean nothing as long as the position stands. The right position brings
+ *                              all of them back: the call values the book again, which takes as long as ChangePart
  *   afterLastClearingQuantity  contracts that the last clearing left. The net option value of an option whose premium
  *                              is paid up front (EQUITY) is computed from it; other instruments ignore it
  * Written for a client; a position of a firm or an account leaves all five as they are:

@@ -7,7 +7,6 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "CalcGOConsts.h"
 #include "LibraryState.h"
@@ -23,17 +22,6 @@ using kv7base::CZ9Error;
 
 namespace {
 
-/// Takes one section name into the vector behind `context`. Nothing may be thrown through the platform.
-int CollectSectionName(const char* name, void* context)
-{
-    try {
-        static_cast<std::vector<std::string>*>(context)->emplace_back(name);
-        return 0;
-    } catch (...) {
-        return 1; // ends the walk with a failing code
-    }
-}
-
 [[nodiscard]] std::string LowerCased(std::string text)
 {
     // Section names are ASCII; the locale of the process must not matter.
@@ -42,18 +30,30 @@ int CollectSectionName(const char* name, void* context)
     return text;
 }
 
+/// A section that is looked for among the names of an ini file, under its name or the name in lower case.
+struct WantedSection
+{
+    std::string name;
+    std::string inLowerCase;
+    bool isThere = false;
+};
+
+/// Looks at one section name; `context` is the WantedSection. The walk goes on.
+int LookAtSectionName(const char* name, void* context) noexcept
+{
+    auto& wanted = *static_cast<WantedSection*>(context);
+    wanted.isThere = wanted.isThere || name == wanted.name || name == wanted.inLowerCase;
+    return 0;
+}
+
 /// True when the ini file has the section, under this name or the name in lower case.
 [[nodiscard]] bool IsExistIniSection(Z9INI_HANDLE handle, const std::string& name)
 {
-    std::vector<std::string> sections;
-    const Z9ERR result = Z9IniCustEnumSections(handle, CollectSectionName, &sections);
+    WantedSection wanted{name, LowerCased(name)};
+    const Z9ERR result = Z9IniCustEnumSections(handle, LookAtSectionName, &wanted);
     if (result != Z9ERR_OK)
         throw CZ9Error(result, KV7_CURRENT_LOCATION).Fmt("Error while enumerating QuindalIM ini-file sections");
-
-    const auto has = [&sections](const std::string& wanted) {
-        return std::ranges::find(sections, wanted) != sections.end();
-    };
-    return has(name) || has(LowerCased(name));
+    return wanted.isThere;
 }
 
 void OpenLogsOf(Z9INI_HANDLE handle)

@@ -1,6 +1,8 @@
 #include "MarginOrchestrator.h"
 
+#include <algorithm>
 #include <optional>
+#include <vector>
 
 #include "MarginRoad.h"
 #include "book/RefreshedPortfolio.h"
@@ -14,35 +16,67 @@ namespace margin_orchestrator {
 
 namespace road {
 
-bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept
+namespace {
+
+// Calls with(firm) for each firm that is bound to an account, once.
+template <class With>
+void ForEachFirmOf(const BraskSettlementAccount& account, const With& with)
 {
-    return firm.GetMarginRule() == Enums::MarginRule::HalfNetting ||
-           account.GetMarginRule() == Enums::MarginRule::HalfNetting;
+    const std::vector<BraskBroker*>& firms = account.GetBrokers();
+    for (auto firm = firms.begin(); firm != firms.end(); ++firm)
+        if (std::find(firms.begin(), firm, *firm) == firm) with(**firm);
 }
 
-SumsAbove::SumsAbove(BraskBroker& firm, BraskSettlementAccount& account)
+void AppendReportedLosses(BraskBroker& firm, kv7im::RolledUpRisksVector& losses)
 {
-    if (firm.GetMarginRule() != Enums::MarginRule::Netting) m_ofFirm.emplace(firm.GetPortfolio());
-    if (account.GetMarginRule() == Enums::MarginRule::HalfNetting) m_ofAccount.emplace(account.GetPortfolio());
+    for (BraskClient& client : firm.EnumerateClients())
+        client.GetPortfolio().AppendReportedLosses(losses);
 }
 
-void SumsAbove::AddToFirm(const kv7im::RolledUpRisksVector& deltas)
+} // namespace
+
+bool LevelsAbove::SomeTakesLosses() const noexcept
 {
-    if (m_ofFirm) m_ofFirm->Add(deltas);
+    return m_firm.GetMarginRule() == Enums::MarginRule::HalfNetting ||
+           m_account.GetMarginRule() == Enums::MarginRule::HalfNetting;
 }
 
-void SumsAbove::AddToAccount(const kv7im::RolledUpRisksVector& deltas)
+void LevelsAbove::TakeAnew()
 {
-    if (m_ofAccount) m_ofAccount->Add(deltas);
+    if (FirmHasSums()) {
+        kv7im::RolledUpRisksVector losses;
+        AppendReportedLosses(m_firm, losses);
+        m_ofFirm.anew.emplace(m_firm.GetPortfolio(), losses);
+    }
+    if (AccountHasSums()) {
+        kv7im::RolledUpRisksVector losses;
+        ForEachFirmOf(m_account, [&](BraskBroker& firm) { AppendReportedLosses(firm, losses); });
+        m_ofAccount.anew.emplace(m_account.GetPortfolio(), losses);
+    }
 }
 
-LossesOnTheWay::LossesOnTheWay(BraskClient& client, Isin isin, const kv7im::Portfolio::SearchResult& found,
-                               BraskBroker& firm, BraskSettlementAccount& account)
-    : m_sums(firm, account)
+void LevelsAbove::AddToFirm(const kv7im::RolledUpRisksVector& deltas) { m_ofFirm.Add(deltas); }
+
+void LevelsAbove::AddToAccount(const kv7im::RolledUpRisksVector& deltas) { m_ofAccount.Add(deltas); }
+
+void LevelsAbove::Level::Add(const kv7im::RolledUpRisksVector& deltas)
 {
-    if (!SomeLevelTakesLosses(firm, account)) return;
+    if (anew)
+        anew->Keep();
+    else if (sums)
+        sums->Add(deltas);
+}
+
+void LossesOnTheWay::MakeRoom(BraskClient& client, Isin isin, const kv7im::Portfolio::SearchResult& found)
+{
     m_report.emplace(client.GetPortfolio(), isin, found);
-    m_sums.MakeRoomFor(*m_report);
+    m_above.MakeRoomFor(*m_report);
+}
+
+void LossesOnTheWay::TakeAnew(BraskClient& client)
+{
+    client.GetPortfolio().ReportAnew();
+    m_above.TakeAnew();
 }
 
 void LossesOnTheWay::Collect()
@@ -52,30 +86,38 @@ void LossesOnTheWay::Collect()
 
 void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm, const BraskBroker::MarginFigures& before)
 {
-    account.GetPortfolio().IncreaseGrossInitialMargin(firm.GetMarginFigures().InitialMargin() - before.InitialMargin());
+    kv7im::Portfolio& book = account.GetPortfolio();
+    const double was = before.InitialMargin();
+    const double now = firm.GetMarginFigures().InitialMargin();
+    book.NoteMagnitude(was);
+    book.NoteMagnitude(now);
+    book.IncreaseGrossInitialMargin(now - was);
+    if (!book.IsSuspect()) return;
+    double sum = 0.0;
+    ForEachFirmOf(account, [&](const BraskBroker& each) { sum += each.GetMarginFigures().InitialMargin(); });
+    if (!book.IsSpoiltFor(sum)) return;
+    book.SetGrossInitialMargin(sum);
+    book.ForgetMagnitude();
 }
 
-void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker& firm,
-                              const BraskBroker::MarginFigures& before, SumsAbove& sums,
-                              const kv7im::RolledUpRisksVector& deltas)
+void CarryToSettlementAccount(LevelsAbove& above, const kv7im::RolledUpRisksVector& deltas)
 {
-    switch (account.GetMarginRule()) {
+    switch (above.Account().GetMarginRule()) {
     case Enums::MarginRule::Netting:
         break; // keeps records of its own
     case Enums::MarginRule::HalfNetting:
-        sums.AddToAccount(deltas);
+        above.AddToAccount(deltas);
         break;
     case Enums::MarginRule::Gross:
-        GrowGrossMargin(account, firm, before);
+        GrowGrossMargin(above.Account(), above.Firm(), above.FirmBefore());
         break;
     }
 }
 
-void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, SumsAbove& sums,
-                        const kv7im::RolledUpRisksVector& deltas)
+void CarryUpFromClients(LevelsAbove& above, const kv7im::RolledUpRisksVector& deltas)
 {
     const auto byItsOwnRecords = [] {};
-    CarryUpFromClients(firm, account, sums, deltas, byItsOwnRecords, byItsOwnRecords);
+    CarryUpFromClients(above, deltas, byItsOwnRecords, byItsOwnRecords);
 }
 
 } // namespace road
@@ -84,15 +126,21 @@ namespace {
 
 using namespace road;
 
-// All changes of losses in the book.
-kv7im::RolledUpRisksVector CollectAllDeltas(BraskClient& client, const BraskBroker& firm,
-                                            const BraskSettlementAccount& account)
+// Makes room above for all changes of losses in the book, and gives them. A book that something may have spoilt has
+// spoilt the levels above as well: they are summed anew, and there are no changes.
+kv7im::RolledUpRisksVector ReportRefreshed(BraskClient& client, bool mayBeSpoilt, LevelsAbove& above)
 {
     kv7im::RolledUpRisksVector deltas;
-    if (!SomeLevelTakesLosses(firm, account)) return deltas;
+    if (!above.SomeTakesLosses()) return deltas;
     kv7im::Portfolio& book = client.GetPortfolio();
+    if (mayBeSpoilt) {
+        book.ReportAnew();
+        above.TakeAnew();
+        return deltas;
+    }
     for (const auto& [isin, position] : book.RangePositions())
         book.GetAllDeltaRolledUpRiskNodesByFutures(position, deltas);
+    above.MakeRoomFor(deltas);
     return deltas;
 }
 
@@ -130,23 +178,23 @@ Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, d
                         std::int64_t afterLastClearingQuantity)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
+    LevelsAbove above(firm, *firm.GetSettlementAccount());
 
     // All levels take what memory the change needs before any of them changes.
     using PreparedPosition = kv7im::Portfolio::PreparedPosition;
-    PreparedPosition ofClient(client.GetPortfolio(), isin);
+    PreparedPosition ofClient(client.GetPortfolio(), isin, quantity, waPrice, afterLastClearingQuantity);
     std::optional<PreparedPosition> withoutEquityOptions;
     if (client.KeepsWithoutEquityOptions(isin))
-        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), isin);
-    LossesOnTheWay losses(client, isin, ofClient.Found(), firm, *account);
+        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), isin, quantity, waPrice,
+                                     afterLastClearingQuantity);
+    LossesOnTheWay losses(client, isin, ofClient, above);
 
     // The client itself, and the levels above.
-    const Z9ERR code = ofClient.Set(quantity, waPrice, afterLastClearingQuantity);
-    if (withoutEquityOptions)
-        static_cast<void>(withoutEquityOptions->Set(quantity, waPrice, afterLastClearingQuantity));
+    const Z9ERR code = ofClient.Apply();
+    if (withoutEquityOptions) static_cast<void>(withoutEquityOptions->Apply());
     losses.Collect();
     UpdateParticipantMeans(client);
-    CarryUpFromClients(firm, *account, losses.Sums(), losses.Deltas());
+    CarryUpFromClients(above, losses.Deltas());
     return code;
 }
 
@@ -169,7 +217,8 @@ Z9ERR SetPositionSettlementAccount(BraskSettlementAccount& settlementAccount, Is
 Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
+    BraskSettlementAccount& account = *firm.GetSettlementAccount();
+    LevelsAbove above(firm, account);
 
     // All levels take what memory the order needs before any of them changes.
     using PreparedOrders = kv7im::Portfolio::PreparedOrders;
@@ -180,9 +229,9 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     if (client.KeepsWithoutEquityOptions(isin))
         withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), isin, count, orders);
     if (firm.GetMarginRule() == Enums::MarginRule::Netting) ofFirm.emplace(firm.GetPortfolio(), isin, count, orders);
-    if (account->GetMarginRule() == Enums::MarginRule::Netting)
-        ofAccount.emplace(account->GetPortfolio(), isin, count, orders);
-    LossesOnTheWay losses(client, isin, ofClient.Found(), firm, *account);
+    if (account.GetMarginRule() == Enums::MarginRule::Netting)
+        ofAccount.emplace(account.GetPortfolio(), isin, count, orders);
+    LossesOnTheWay losses(client, isin, ofClient, above);
 
     // The client itself.
     UpdateOrderReserve(client, count, orders);
@@ -191,37 +240,35 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     losses.Collect();
 
     // The firm. The money blocks stay as they are on all levels: an order is valued, not booked.
-    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
     if (ofFirm)
         code = ofFirm->Apply();
     else
-        losses.Sums().AddToFirm(losses.Deltas());
+        above.AddToFirm(losses.Deltas());
 
     // The settlement account.
     if (ofAccount)
         code = ofAccount->Apply();
     else
-        CarryToSettlementAccount(*account, firm, before, losses.Sums(), losses.Deltas());
+        CarryToSettlementAccount(above, losses.Deltas());
     return code;
 }
 
 Z9ERR RefreshClientPortfolio(BraskClient& client)
 {
     BraskBroker& firm = client.GetBroker();
-    const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
+    LevelsAbove above(firm, *firm.GetSettlementAccount());
 
     // Both books are rebuilt, and all levels take what memory the changes need: what fails gives the old books back.
+    const bool mayBeSpoilt = client.GetPortfolio().IsSuspect();
     kv7im::Portfolio::Refreshed book(client.GetPortfolio());
     std::optional<kv7im::Portfolio::Refreshed> withoutEquityOptions;
     if (client.IsNotUseNOV()) withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions());
-    const kv7im::RolledUpRisksVector deltas = CollectAllDeltas(client, firm, *account);
-    SumsAbove sums(firm, *account);
-    sums.MakeRoomFor(deltas);
+    const kv7im::RolledUpRisksVector deltas = ReportRefreshed(client, mayBeSpoilt, above);
 
     book.Keep();
     if (withoutEquityOptions) withoutEquityOptions->Keep();
     UpdateParticipantMeans(client);
-    CarryUpFromClients(firm, *account, sums, deltas);
+    CarryUpFromClients(above, deltas);
     return Z9ERR_OK;
 }
 

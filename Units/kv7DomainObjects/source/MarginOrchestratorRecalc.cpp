@@ -126,7 +126,8 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 
     // A level that takes losses reads from the new objects where the isin belongs. It is marked first: once the clients
     // have reported their changes, nothing may fail on the way to the levels that take them.
-    const bool takesLosses = SomeLevelTakesLosses(broker, *account);
+    LevelsAbove above(broker, *account);
+    const bool takesLosses = above.SomeTakesLosses();
     if (takesLosses && broker.GetMarginRule() != Enums::MarginRule::Netting)
         broker.GetInstrumentsForUpdate().SetRecalculated(isin);
     if (account->GetMarginRule() == Enums::MarginRule::HalfNetting)
@@ -140,11 +141,10 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 
     // The levels above. A firm whose own book fails must not keep the account from the changes of the clients, which
     // are reported only once.
-    SumsAbove sums(broker, *account);
-    sums.MakeRoomFor(deltas);
+    above.MakeRoomFor(deltas);
     std::exception_ptr failureOfFirm;
     CarryUpFromClients(
-        broker, *account, sums, deltas,
+        above, deltas,
         [&] {
             try {
                 KeepFirst(outcome.code, RecalcOwnPortfolio(broker, isin, useRealCalcPrice));

@@ -14,81 +14,116 @@
 
 namespace margin_orchestrator::road {
 
-/// True when some level above the client takes changes of losses; only then are they collected. False for a firm under
-/// Gross below an account that is not HalfNetting.
-[[nodiscard]] bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount& account) noexcept;
-/// Where the levels above a client add the changes of its losses; a level under another rule has no sums. Made, with
-/// room for the changes, before the client's book changes: nothing fails afterwards.
-class SumsAbove
+/// The firm and the account above a client, on the way of a change through them: where each adds the changes of losses,
+/// if its rule has such sums, and what the firm's GO was before. Made, with room for the changes, before anything
+/// changes: nothing fails afterwards.
+class LevelsAbove
 {
 public:
-    SumsAbove(BraskBroker& firm, BraskSettlementAccount& account);
+    LevelsAbove(BraskBroker& firm, BraskSettlementAccount& account)
+        : m_firm(firm), m_account(account), m_firmBefore(firm.GetMarginFigures())
+    {}
+    [[nodiscard]] BraskBroker& Firm() const noexcept { return m_firm; }
+    [[nodiscard]] BraskSettlementAccount& Account() const noexcept { return m_account; }
+    [[nodiscard]] const BraskBroker::MarginFigures& FirmBefore() const noexcept { return m_firmBefore; }
+    /// True when some of the two takes changes of losses; only then are they collected. False for a firm under Gross
+    /// below an account that is not HalfNetting.
+    [[nodiscard]] bool SomeTakesLosses() const noexcept;
+
     template <class Changes>
-    void MakeRoomFor(const Changes& changes)
-    {
-        for (std::optional<kv7im::Portfolio::PreparedSums>* const sums : {&m_ofFirm, &m_ofAccount})
-            if (*sums) (*sums)->MakeRoomFor(changes);
-    }
+    void MakeRoomFor(const Changes& changes);
+    /// Sums the reports of all clients anew, instead of changes.
+    void TakeAnew();
+
     void AddToFirm(const kv7im::RolledUpRisksVector& deltas);
     void AddToAccount(const kv7im::RolledUpRisksVector& deltas);
 
 private:
-    std::optional<kv7im::Portfolio::PreparedSums> m_ofFirm;
-    std::optional<kv7im::Portfolio::PreparedSums> m_ofAccount;
+    /// Of one level: one of the two, or none.
+    struct Level
+    {
+        std::optional<kv7im::Portfolio::PreparedSums> sums;
+        std::optional<kv7im::Portfolio::SumsAnew> anew;
+
+        void Add(const kv7im::RolledUpRisksVector& deltas);
+    };
+    [[nodiscard]] bool FirmHasSums() const noexcept { return m_firm.GetMarginRule() != Enums::MarginRule::Netting; }
+    [[nodiscard]] bool AccountHasSums() const noexcept
+    {
+        return m_account.GetMarginRule() == Enums::MarginRule::HalfNetting;
+    }
+
+    BraskBroker& m_firm;
+    BraskSettlementAccount& m_account;
+    BraskBroker::MarginFigures m_firmBefore;
+    Level m_ofFirm;
+    Level m_ofAccount;
 };
+
+template <class Changes>
+void LevelsAbove::MakeRoomFor(const Changes& changes)
+{
+    if (FirmHasSums()) m_ofFirm.sums.emplace(m_firm.GetPortfolio()).MakeRoomFor(changes);
+    if (AccountHasSums()) m_ofAccount.sums.emplace(m_account.GetPortfolio()).MakeRoomFor(changes);
+}
 
 /// The changes of losses that a change of one instrument in a client's book carries up. Made before the book changes,
 /// it takes what memory they need on all levels; nothing is collected where no level takes them.
 class LossesOnTheWay
 {
 public:
-    /// `found` is what the isin resolves to in the client's book.
-    LossesOnTheWay(BraskClient& client, Isin isin, const kv7im::Portfolio::SearchResult& found, BraskBroker& firm,
-                   BraskSettlementAccount& account);
+    /// `change` is the change of the client's book (Portfolio::PreparedPosition, Portfolio::PreparedOrders). Where it
+    /// takes the book anew, so are the levels above.
+    template <class Change>
+    LossesOnTheWay(BraskClient& client, Isin isin, const Change& change, LevelsAbove& above) : m_above(above)
+    {
+        if (!above.SomeTakesLosses()) return;
+        if (change.TakesAnew())
+            TakeAnew(client);
+        else
+            MakeRoom(client, isin, change.Found());
+    }
     /// Collects the changes, once the book has changed.
     void Collect();
-    [[nodiscard]] SumsAbove& Sums() noexcept { return m_sums; }
     [[nodiscard]] const kv7im::RolledUpRisksVector& Deltas() const noexcept { return m_deltas; }
 
 private:
+    void MakeRoom(BraskClient& client, Isin isin, const kv7im::Portfolio::SearchResult& found);
+    void TakeAnew(BraskClient& client);
+
     std::optional<kv7im::Portfolio::PreparedReport> m_report;
-    SumsAbove m_sums;
+    LevelsAbove& m_above;
     kv7im::RolledUpRisksVector m_deltas;
 };
 
-/// Adds the change of the firm's GO, as it is charged, to an account under Gross.
+/// Adds the change of the firm's GO, as it is charged, to an account under Gross. Where the GO before has spoilt the
+/// sum, it is taken anew over all firms of the account.
 void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm,
                      const BraskBroker::MarginFigures& before);
 /// Carries a change below to the account; does nothing under Netting.
-void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker& firm,
-                              const BraskBroker::MarginFigures& before, SumsAbove& sums,
-                              const kv7im::RolledUpRisksVector& deltas);
+void CarryToSettlementAccount(LevelsAbove& above, const kv7im::RolledUpRisksVector& deltas);
 
 /// Carries changes up from the clients: to the firm and its money block, then to the account and its money block. A
 /// level under Netting calls its function to change its own book instead of taking changes of losses.
 template <class OwnOfFirm, class OwnOfAccount>
-void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, SumsAbove& sums,
-                        const kv7im::RolledUpRisksVector& deltas, const OwnOfFirm& ownOfFirm,
+void CarryUpFromClients(LevelsAbove& above, const kv7im::RolledUpRisksVector& deltas, const OwnOfFirm& ownOfFirm,
                         const OwnOfAccount& ownOfAccount)
 {
-    // The figures of the firm's GO are kept for an account that sums the changes of the GO.
-    const BraskBroker::MarginFigures before = firm.GetMarginFigures();
-    if (firm.GetMarginRule() == Enums::MarginRule::Netting)
+    if (above.Firm().GetMarginRule() == Enums::MarginRule::Netting)
         ownOfFirm();
     else
-        sums.AddToFirm(deltas);
-    UpdateParticipantMeans(firm);
+        above.AddToFirm(deltas);
+    UpdateParticipantMeans(above.Firm());
 
-    if (account.GetMarginRule() == Enums::MarginRule::Netting)
+    if (above.Account().GetMarginRule() == Enums::MarginRule::Netting)
         ownOfAccount();
     else
-        CarryToSettlementAccount(account, firm, before, sums, deltas);
-    UpdateParticipantMeans(account);
+        CarryToSettlementAccount(above, deltas);
+    UpdateParticipantMeans(above.Account());
 }
 
 /// Carries changes up from the clients where the records of a level under Netting come another way.
-void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, SumsAbove& sums,
-                        const kv7im::RolledUpRisksVector& deltas);
+void CarryUpFromClients(LevelsAbove& above, const kv7im::RolledUpRisksVector& deltas);
 
 /// Changes a firm by a record: `change` sets it in the firm's portfolio if the firm is under Netting and so keeps
 /// records.

@@ -34,9 +34,10 @@ struct LevelRecords
 
 using PreparedPosition = kv7im::Portfolio::PreparedPosition;
 
-Z9ERR SetPositionOf(PreparedPosition& prepared, const pos::SPosTrade& record)
+// The change that a record makes to a book; made where it stands, since it is not to be moved.
+void Prepare(std::optional<PreparedPosition>& prepared, kv7im::Portfolio& book, const pos::SPosTrade& record)
 {
-    return prepared.Set(record.quantity, record.waprice.AsDouble(), record.afterLastClearingQuantity);
+    prepared.emplace(book, record.isin, record.quantity, record.waprice.AsDouble(), record.afterLastClearingQuantity);
 }
 
 // Sets the position of one leg. Unlike a position set from outside it reaches every level at once; all of them take
@@ -45,24 +46,25 @@ Z9ERR SetPositionByRecords(BraskClient& client, BraskBroker& firm, BraskSettleme
                            const pos::SPosTrade& ofClient, const pos::SPosTrade& ofBroker,
                            const pos::SPosTrade& ofAccount)
 {
-    PreparedPosition clients(client.GetPortfolio(), ofClient.isin);
+    LevelsAbove above(firm, account);
+    std::optional<PreparedPosition> clients;
     std::optional<PreparedPosition> withoutEquityOptions;
     std::optional<PreparedPosition> firms;
     std::optional<PreparedPosition> accounts;
+    Prepare(clients, client.GetPortfolio(), ofClient);
     if (client.KeepsWithoutEquityOptions(ofClient.isin))
-        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), ofClient.isin);
-    if (firm.GetMarginRule() == Enums::MarginRule::Netting) firms.emplace(firm.GetPortfolio(), ofBroker.isin);
-    if (account.GetMarginRule() == Enums::MarginRule::Netting) accounts.emplace(account.GetPortfolio(), ofAccount.isin);
-    LossesOnTheWay losses(client, ofClient.isin, clients.Found(), firm, account);
+        Prepare(withoutEquityOptions, client.GetPortfolioWithoutEquityOptions(), ofClient);
+    if (firm.GetMarginRule() == Enums::MarginRule::Netting) Prepare(firms, firm.GetPortfolio(), ofBroker);
+    if (account.GetMarginRule() == Enums::MarginRule::Netting) Prepare(accounts, account.GetPortfolio(), ofAccount);
+    LossesOnTheWay losses(client, ofClient.isin, *clients, above);
 
     UpdateDealReserve(client, ofClient.isin, ofClient.priceTechnic, ofClient.quantityTechnic);
-    Z9ERR code = SetPositionOf(clients, ofClient);
-    if (withoutEquityOptions) static_cast<void>(SetPositionOf(*withoutEquityOptions, ofClient));
+    Z9ERR code = clients->Apply();
+    if (withoutEquityOptions) static_cast<void>(withoutEquityOptions->Apply());
     losses.Collect();
     UpdateParticipantMeans(client);
     CarryUpFromClients(
-        firm, account, losses.Sums(), losses.Deltas(), [&] { KeepFirst(code, SetPositionOf(*firms, ofBroker)); },
-        [&] { KeepFirst(code, SetPositionOf(*accounts, ofAccount)); });
+        above, losses.Deltas(), [&] { KeepFirst(code, firms->Apply()); }, [&] { KeepFirst(code, accounts->Apply()); });
     return code;
 }
 

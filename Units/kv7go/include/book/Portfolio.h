@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -121,20 +122,43 @@ public:
     /// SetPosition; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
+    /// A refresh that can be taken back (book/RefreshedPortfolio.h).
+    class Refreshed;
+
     /// A change of a position in two steps, so that several books change together or not at all: the constructor does
-    /// everything that may run out of memory, Set the rest. A change that was not made leaves nothing behind but a flat
-    /// position. The book outlives it, and nothing else changes in it in between.
+    /// everything that may run out of memory, Apply the rest. A change that was not applied leaves nothing behind but a
+    /// flat position. The book outlives it, and nothing else changes in it in between.
+    ///
+    /// Where the change takes out what has spoilt the cells of the book (IsSpoiltFor), the book is taken anew: its
+    /// figures are those of a fresh book with what it holds now.
     class PreparedPosition
     {
     public:
-        PreparedPosition(Portfolio& book, Isin isin);
-        /// Sets the position, which cannot fail, and gives the code of SetPosition.
-        [[nodiscard]] Z9ERR Set(std::int64_t quantity, double price, std::int64_t novQuantity);
+        PreparedPosition(Portfolio& book, Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity);
+        ~PreparedPosition();
+        PreparedPosition(const PreparedPosition&) = delete;
+        PreparedPosition& operator=(const PreparedPosition&) = delete;
+
+        /// Makes the change, which cannot fail, and gives the code of SetPosition.
+        [[nodiscard]] Z9ERR Apply();
+        /// What the isin resolves to in the book, from Apply on too.
         [[nodiscard]] const SearchResult& Found() const noexcept { return m_found; }
+        /// True where Apply leaves a book that was taken anew. Until then the book shows what it will be.
+        [[nodiscard]] bool TakesAnew() const noexcept { return m_before != nullptr; }
 
     private:
+        void Find();
+        void Change();
+        void TakeAnew();
+
+        Portfolio& m_book;
+        Isin m_isin;
+        std::int64_t m_quantity;
+        double m_price;
+        std::int64_t m_novQuantity;
         SearchResult m_found;
-        CSpecPositionOptionsBase* m_option = nullptr; // the position, where the isin is that of an option
+        CSpecPosition* m_position = nullptr; // null for an isin that takes no position
+        std::unique_ptr<Refreshed> m_before; // the book as it was, where it is taken anew
     };
 
     /// A change of orders in two steps, as PreparedPosition is one of a position. A change that was not applied leaves
@@ -143,18 +167,28 @@ public:
     {
     public:
         PreparedOrders(Portfolio& book, Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
+        ~PreparedOrders();
+        PreparedOrders(const PreparedOrders&) = delete;
+        PreparedOrders& operator=(const PreparedOrders&) = delete;
+
         /// Makes the change, which cannot fail, and gives the code of ChangeOrder; none is made for another than 0.
         [[nodiscard]] Z9ERR Apply();
         [[nodiscard]] const SearchResult& Found() const noexcept { return m_found; }
+        [[nodiscard]] bool TakesAnew() const noexcept { return m_before != nullptr; }
 
     private:
         [[nodiscard]] Z9ERR Prepare(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders);
         [[nodiscard]] Z9ERR PrepareMultileg(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders);
+        void Change();
+        [[nodiscard]] double MagnitudeOfChanges() const noexcept;
+        void TakeAnew(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
+        Portfolio& m_book;
         SearchResult m_found;
         std::optional<CSpecPosition::OrderChange> m_first;  // of the instrument, or of a multileg's first leg
         std::optional<CSpecPosition::OrderChange> m_second; // of a multileg's second leg
         Z9ERR m_code;
+        std::unique_ptr<Refreshed> m_before; // the book as it was, where it is taken anew
     };
 
     /// Rebuilds the position on a futures, with its options and their orders, on the present instruments. With
@@ -168,8 +202,6 @@ public:
     /// Rebuilds the whole book after the participant's parameters have changed. A position whose instrument is gone
     /// drops out. Always returns 0. When it throws, the book is as it was.
     Z9ERR Refresh();
-    /// A refresh that can be taken back (book/RefreshedPortfolio.h).
-    class Refreshed;
 
     /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
     void Clear();
@@ -192,6 +224,7 @@ public:
     }
     /// Adds a change of the GO of a firm below, money; used by a settlement account under Gross.
     void IncreaseGrossInitialMargin(double change) noexcept { grossInitialMargin_ += change; }
+    void SetGrossInitialMargin(double margin) noexcept { grossInitialMargin_ = margin; }
     [[nodiscard]] double GetGrossInitialMargin() const noexcept { return grossInitialMargin_; }
 
     [[nodiscard]] RisksMap<RiskNodeMMS>& GetRisksMapOfLevelMMS() noexcept { return initialMarginRisksMapMMS_; }
@@ -199,9 +232,30 @@ public:
     [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
     [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
 
+    /// Largest magnitude (CSpecPosition::MagnitudeOf) that leaves the cents of a book as they are: half a cent is more
+    /// than what a double of this size is rounded by.
+    static constexpr double MagnitudeThatKeepsCents = 0.005 / (std::numeric_limits<double>::epsilon() / 2.0);
+    /// Remembers a magnitude that went through the book, since the book was made or taken anew.
+    void NoteMagnitude(double magnitude) noexcept
+    {
+        if (!(magnitude <= MagnitudeThatKeepsCents)) [[unlikely]]
+            RememberMagnitude(magnitude);
+    }
+    /// True where the book remembers something larger than MagnitudeThatKeepsCents, or no number.
+    [[nodiscard]] bool IsSuspect() const noexcept { return m_largestMagnitude != 0.0; }
+    /// True where what went through the book was no number, or more than a thousand times what is left, and what is
+    /// left, of this magnitude, is a number.
+    [[nodiscard]] bool IsSpoiltFor(double rest) const noexcept;
+    void ForgetMagnitude() noexcept { m_largestMagnitude = 0.0; }
+
     /// What a change of one instrument hands up, and where the levels above add it (book/PreparedRollUp.h).
     class PreparedReport;
     class PreparedSums;
+    class SumsAnew;
+    /// Begins to report anew: everything that the book holds counts as reported.
+    void ReportAnew();
+    /// Appends the losses that stand reported, entry by entry.
+    void AppendReportedLosses(RolledUpRisksVector& losses) const;
 
     /// Appends the change since the last call of the losses in the rolled-up risk of this isin's top node. An option of
     /// a series standing alone reports its series; any other option reports its futures, under the isin of the futures.
@@ -231,6 +285,10 @@ public:
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, const KeyPriceType& key, std::int64_t deltaQuantity);
 
 private:
+    void RememberMagnitude(double magnitude) noexcept;
+    /// Magnitude of what the book holds, without the position that is being changed; its orders count.
+    [[nodiscard]] double MagnitudeOfHoldings(const CSpecPosition* changing) const noexcept;
+
     [[nodiscard]] SearchResult FindByIsin(Isin isin);
     [[nodiscard]] SearchResult FindMultileg(const CSpecMultileg& multileg);
     CumulativePositionByFutures& FindOrCreateCumulativeFuturesPosition(const CSpecFutures& futures);
@@ -270,6 +328,7 @@ private:
     double VolatilityInitialMargin_ = 0.0;
     double DeliveryVolatilityInitialMargin_ = 0.0;
     double grossInitialMargin_ = 0.0;
+    double m_largestMagnitude = 0.0; // money; 0 while nothing could spoil the cells, infinite after what is no number
     MapRolledUpRiskNode halfNettingRisksCorrected_;
 };
 

@@ -79,4 +79,27 @@ private:
     boost::container::small_vector<Target, 2> m_targets;
 };
 
+/// Sums a book above anew from all the losses that its clients have reported: where one of them was spoilt, so were the
+/// sums. Unless Keep is called, the book gets back what it held.
+class Portfolio::SumsAnew
+{
+public:
+    /// When it throws, the book is as it was.
+    SumsAnew(Portfolio& book, const RolledUpRisksVector& losses);
+    SumsAnew(const SumsAnew&) = delete;
+    SumsAnew& operator=(const SumsAnew&) = delete;
+    ~SumsAnew();
+
+    void Keep() noexcept { m_isKept = true; }
+
+private:
+    void GiveBack() noexcept;
+
+    Portfolio& m_book;
+    MapRolledUpRiskNode m_entries;
+    double m_volatilityMargin;
+    double m_deliveryMargin;
+    bool m_isKept = false;
+};
+
 } // namespace kv7im

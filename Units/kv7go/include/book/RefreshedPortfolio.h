@@ -28,6 +28,7 @@ private:
     MapRolledUpRiskNode m_rolledUp;
     double m_volatilityMargin;
     double m_deliveryMargin;
+    double m_largestMagnitude;
     bool m_isKept = false;
 };
 

@@ -78,6 +78,8 @@ public:
         /// Adds the change to the nodes and to the orders of the position. It never throws for a futures; when it
         /// throws for an option, nodes and orders are as they were.
         void Apply();
+        /// The sum of MagnitudeOf over the changes.
+        [[nodiscard]] double Magnitude() const noexcept { return m_position.MagnitudeOfOrderChanges(); }
 
     private:
         CSpecPosition& m_position;
@@ -86,6 +88,13 @@ public:
     /// Adds the records to the orders. Records with a quantity of 0 are passed over, and an entry that comes to 0 is
     /// dropped. When it throws, the orders and the nodes are as they were.
     void UpdateInitialMarginByOrderChanges(std::size_t count, const SClearingDeltaOrder* orders);
+
+    /// About the most money that a cell gets of a position: its contracts, or those that the net option value counts
+    /// where they are more, at their price and that of the market. NaN or infinite where the price is.
+    [[nodiscard]] double MagnitudeOf(std::int64_t quantity, double price, std::int64_t novQuantity) const noexcept;
+    /// Of the position, and of the orders as they will be once the collected changes are applied.
+    [[nodiscard]] double MagnitudeOfPosition() const noexcept;
+    [[nodiscard]] double MagnitudeOfOrders() const noexcept;
 
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_state.quantity; }
     [[nodiscard]] double GetWAPrice() const noexcept { return m_state.WAPrice; }
@@ -123,6 +132,8 @@ protected:
     /// position has no share there.
     [[nodiscard]] double ChangeOfShare(const State& old, double State::*share) const noexcept;
     [[nodiscard]] double PaperLoss(double price, double moneyCoef) const noexcept;
+    /// Money of a contract at a price and at that of the market, about the most that a cell gets of it.
+    [[nodiscard]] virtual double MagnitudeOfContract(double price) const noexcept = 0;
 
     RiskParticipant* m_participant; // not owned
     Isin m_futIsin;
@@ -133,6 +144,7 @@ protected:
     OrdersMap m_deltaOrders; // the changes of the call under way
 
 private:
+    [[nodiscard]] double MagnitudeOfOrderChanges() const noexcept;
     void MoveTo(const State& state, std::int64_t novQuantity, MarginMode mode);
     void CollectDeltaOrders(std::size_t count, const SClearingDeltaOrder* orders);
     void UpdateOrders() noexcept;
@@ -158,6 +170,7 @@ public:
 protected:
     void CalculatePosRisk(const State& old, MarginMode mode) override;
     [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
+    [[nodiscard]] double MagnitudeOfContract(double price) const noexcept override;
     void UpdateRisksByOrderChanges() override;
 
 private:
@@ -192,6 +205,7 @@ protected:
     /// with a paper loss takes the market price instead where its value is higher by it.
     [[nodiscard]] double CalculateNOVi(std::int64_t quantity) const override;
     [[nodiscard]] double CalculateCumulativePerformance(double price) const override;
+    [[nodiscard]] double MagnitudeOfContract(double price) const noexcept override;
     /// Moves the change of this position's net option value and paper loss into the node of the series.
     void UpdateFiguresOfSeries(const State& old) noexcept;
     /// The risk of a state. Valued here, before any node is touched: an option is valued at its first use, which may

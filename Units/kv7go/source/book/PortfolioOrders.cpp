@@ -1,5 +1,5 @@
 // How orders enter a portfolio: in a futures, in an option, and in a spread, each leg of which takes its share.
-#include "book/Portfolio.h"
+#include "book/RefreshedPortfolio.h"
 
 #include <cstdlib>
 #include <span>
@@ -72,8 +72,13 @@ Z9ERR Portfolio::ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaO
 
 Portfolio::PreparedOrders::PreparedOrders(Portfolio& book, Isin isin, std::size_t count,
                                           const SClearingDeltaOrder* orders)
-    : m_found(book.FindByIsin(isin)), m_code(Prepare(book, count, orders))
-{}
+    : m_book(book), m_found(book.FindByIsin(isin)), m_code(Prepare(book, count, orders))
+{
+    if (m_code == Z9ERR_OK && book.IsSuspect() && book.IsSpoiltFor(book.MagnitudeOfHoldings(nullptr)))
+        TakeAnew(isin, count, orders);
+}
+
+Portfolio::PreparedOrders::~PreparedOrders() = default;
 
 Z9ERR Portfolio::PreparedOrders::Prepare(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders)
 {
@@ -119,14 +124,42 @@ Z9ERR Portfolio::PreparedOrders::PrepareMultileg(Portfolio& book, std::size_t co
     return Z9ERR_OK;
 }
 
-Z9ERR Portfolio::PreparedOrders::Apply()
+void Portfolio::PreparedOrders::Change()
 {
-    if (m_code != Z9ERR_OK) return m_code;
+    m_book.NoteMagnitude(MagnitudeOfChanges());
     if (m_found.OptionFound())
         m_found.GetPositionPtr()->ChangeOptionOrders(*m_found.GetOptionPtr(), *m_first);
     else
         m_found.GetPositionPtr()->ChangeFuturesOrders(*m_first);
     if (m_second) m_found.GetPositionSecondLegPtr()->ChangeFuturesOrders(*m_second);
+}
+
+double Portfolio::PreparedOrders::MagnitudeOfChanges() const noexcept
+{
+    return m_first->Magnitude() + (m_second ? m_second->Magnitude() : 0.0);
+}
+
+// The change is made in a copy of the book, and the copy is taken anew from what it holds then.
+void Portfolio::PreparedOrders::TakeAnew(Isin isin, std::size_t count, const SClearingDeltaOrder* orders)
+{
+    m_first.reset();
+    m_second.reset();
+    m_before = std::make_unique<Refreshed>(m_book);
+    m_found = m_book.FindByIsin(isin);
+    m_code = Prepare(m_book, count, orders);
+    if (m_code == Z9ERR_OK) Change();
+    m_first.reset();
+    m_second.reset();
+    Refreshed(m_book).Keep();
+    m_found = m_book.FindByIsin(isin);
+}
+
+Z9ERR Portfolio::PreparedOrders::Apply()
+{
+    if (TakesAnew())
+        m_before->Keep();
+    else if (m_code == Z9ERR_OK)
+        Change();
     return m_code;
 }
 

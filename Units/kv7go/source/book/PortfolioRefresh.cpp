@@ -47,12 +47,14 @@ Portfolio::Refreshed::Refreshed(Portfolio& book)
     : m_book(book),
       m_rolledUp(book.halfNettingRisksCorrected_),
       m_volatilityMargin(book.VolatilityInitialMargin_),
-      m_deliveryMargin(book.DeliveryVolatilityInitialMargin_)
+      m_deliveryMargin(book.DeliveryVolatilityInitialMargin_),
+      m_largestMagnitude(book.m_largestMagnitude)
 {
     m_book.positions.swap(m_positions);
     m_book.initialMarginRisksMapMMS_.swap(m_mms);
     m_book.initialMarginRisksMapMCS_.swap(m_mcs);
     m_book.Clear();
+    m_book.ForgetMagnitude();
     try {
         for (const auto& [isin, position] : m_positions) // a position whose instrument is gone drops out
             static_cast<void>(m_book.InsertFuturesPosition(position, false));
@@ -75,6 +77,7 @@ void Portfolio::Refreshed::GiveBack() noexcept
     m_book.halfNettingRisksCorrected_.swap(m_rolledUp);
     m_book.VolatilityInitialMargin_ = m_volatilityMargin;
     m_book.DeliveryVolatilityInitialMargin_ = m_deliveryMargin;
+    m_book.m_largestMagnitude = m_largestMagnitude;
 }
 
 } // namespace kv7im

@@ -1,5 +1,6 @@
 #include "book/PreparedRollUp.h"
 
+#include <set>
 #include <utility>
 
 #include "book/RiskParticipant.h"
@@ -141,6 +142,60 @@ void Portfolio::PreparedSums::Add(const Target& target, const RolledUpRiskNode& 
     *target.entry += delta;
     if (target.entryOfMCS != nullptr) m_book.RebuildRolledUpMCS(*target.baseContract, *target.entryOfMCS);
     m_book.AddMarginChangesOf(target.entryOfMCS != nullptr ? *target.entryOfMCS : *target.entry);
+}
+
+// Anew ---------------------------------------------------------------------------------------------------------------
+
+void Portfolio::ReportAnew()
+{
+    halfNettingRisksCorrected_.clear();
+    RolledUpRisksVector reported;
+    for (const auto& [isin, position] : positions)
+        GetAllDeltaRolledUpRiskNodesByFutures(position, reported);
+}
+
+void Portfolio::AppendReportedLosses(RolledUpRisksVector& losses) const
+{
+    std::set<const RolledUpRiskNode*> seen; // the futures of a contract in spread share an entry
+    const auto append = [&](Isin isin, const std::string& code) {
+        const RolledUpRiskNode* const entry = GetHalfNettingRisksByCode(code);
+        if (entry == nullptr || !seen.insert(entry).second) return;
+        MakeRoomFor(losses, 1);
+        losses.emplace_back(isin, *entry).second.BoundValuesFromAbove(0.0);
+    };
+    for (const auto& [isin, position] : positions) {
+        append(isin, RolledUpCodeOf(*position.GetFutures()));
+        for (const auto& [optionIsin, option] : position.RangeOptions())
+            if (!option->IsInSpread()) append(optionIsin, option->GetOption().VirtFutures->Code);
+    }
+}
+
+Portfolio::SumsAnew::SumsAnew(Portfolio& book, const RolledUpRisksVector& losses)
+    : m_book(book),
+      m_volatilityMargin(book.VolatilityInitialMargin_),
+      m_deliveryMargin(book.DeliveryVolatilityInitialMargin_)
+{
+    m_book.halfNettingRisksCorrected_.swap(m_entries);
+    m_book.VolatilityInitialMargin_ = 0.0;
+    m_book.DeliveryVolatilityInitialMargin_ = 0.0;
+    try {
+        m_book.AddRolledUpRiskNodes(losses);
+    } catch (...) {
+        GiveBack();
+        throw;
+    }
+}
+
+Portfolio::SumsAnew::~SumsAnew()
+{
+    if (!m_isKept) GiveBack();
+}
+
+void Portfolio::SumsAnew::GiveBack() noexcept
+{
+    m_book.halfNettingRisksCorrected_.swap(m_entries);
+    m_book.VolatilityInitialMargin_ = m_volatilityMargin;
+    m_book.DeliveryVolatilityInitialMargin_ = m_deliveryMargin;
 }
 
 } // namespace kv7im
