@@ -76,7 +76,7 @@ private:
     void Add(const Target& target, const RolledUpRiskNode& delta);
 
     Portfolio& m_book;
-    boost::container::small_vector<Target, 2> m_targets;
+    boost::container::small_vector<Target, 2> m_targets; // of a report's lines
 };
 
 /// Sums a book above anew from all the losses that its clients have reported: where one of them was spoilt, so were the

@@ -95,11 +95,11 @@ void Portfolio::PreparedSums::MakeRoomFor(const PreparedReport& report)
     }
 }
 
+// The entries are found once more when the changes are added: a list of them would take memory, too.
 void Portfolio::PreparedSums::MakeRoomFor(const RolledUpRisksVector& deltas)
 {
-    m_targets.reserve(m_targets.size() + deltas.size());
     for (const auto& [isin, delta] : deltas) {
-        const Target& target = m_targets.emplace_back(FindTarget(isin, delta.GetIsFromSpreadAspectChange()));
+        const Target target = FindTarget(isin, delta.GetIsFromSpreadAspectChange());
         if (target.entry != nullptr) target.entry->MakeRoomFor(delta);
         if (target.entryOfMCS != nullptr) m_book.MakeRoomInMCS(*target.baseContract, *target.entryOfMCS);
     }
@@ -133,7 +133,7 @@ void Portfolio::PreparedSums::Add(const RolledUpRisksVector& deltas)
 {
     std::size_t next = 0;
     for (const auto& [isin, delta] : deltas)
-        Add(m_targets[next++], delta);
+        Add(next < m_targets.size() ? m_targets[next++] : FindTarget(isin, delta.GetIsFromSpreadAspectChange()), delta);
 }
 
 void Portfolio::PreparedSums::Add(const Target& target, const RolledUpRiskNode& delta)
