@@ -11,13 +11,16 @@ namespace simulation {
 namespace {
 
 constexpr std::int32_t FewPoints = 3; // on either side
+constexpr double FarStep = 5.0;       // between strikes, and between the sub-points that follow them
 
 void TakeFewPoints(plain::Market& market)
 {
-    for (BaseContractSample& contract : market.baseContracts)
+    for (BaseContractSample& contract : market.baseContracts) {
         contract.RiskPointsN = 1 + contract.RiskPointsN % FewPoints;
+        contract.VolatNum = 3;
+    }
     for (kv7im::OptionSeriesParameters& series : market.series)
-        series.StrikeStep = std::max(series.StrikeStep, 2.5); // sub-points are as far apart
+        series.StrikeStep = FarStep;
 }
 
 const FuturesSample& FuturesOf(const plain::Market& market, const kv7im::OptionSeriesParameters& series)
@@ -49,7 +52,7 @@ std::optional<NewSeries> DrawSeries(std::uint64_t seed, const plain::Market& mar
     if (plain::IsCollateral(futures) || plain::TradesAtSettlement(futures)) return std::nullopt;
     NewSeries drawn;
     drawn.series = random_market::Series(Numbered(futures.Code + "-N", market.series.size()), futures);
-    drawn.series.StrikeStep = std::max(drawn.series.StrikeStep, 2.5);
+    drawn.series.StrikeStep = FarStep;
     drawn.option = random_market::Option(drawn.series.Code + "-1", drawn.series, futures, 0);
     return drawn;
 }

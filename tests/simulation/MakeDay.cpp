@@ -74,7 +74,7 @@ Day MakeDay(std::uint64_t seed, const Habits& habits)
     Draw draw(seed);
     Day day{seed, habits};
     day.twoThreads = draw.OnceIn(4);
-    day.wideGrids = draw.OnceIn(12);
+    day.wideGrids = draw.OnceIn(40);
     const bool memoryFails = draw.OnceIn(2) && (habits.failuresUnderNetting || habits.failuresUnderLosses);
     const int length = draw.OnceIn(3) ? draw.Whole(300, 900) : draw.Whole(20, 300);
     for (int i = 0; i < length; ++i)

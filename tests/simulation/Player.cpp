@@ -365,7 +365,7 @@ private:
     {
         return ToTrade(m_plain.Market(), step.what, SpreadsMayMove());
     }
-    [[nodiscard]] bool SpreadsMayMove() const { return !m_opened || m_day.habits.changesWhileOpen; }
+    [[nodiscard]] bool SpreadsMayMove() const { return !m_opened || m_day.habits.spreadOrdersWhileOpen; }
     /// Open orders of a client that may go now.
     [[nodiscard]] plain::Orders Cancellable(std::size_t client) const
     {
@@ -578,7 +578,6 @@ private:
     {
         return QuindalIM::GetInstrumentsRepositoryForQuindalIM();
     }
-    [[nodiscard]] bool NewcomersMayCome() const { return !m_opened || m_day.habits.changesWhileOpen; }
     /// Into the market that counts, and into the one that is being made of it.
     void AddToMarkets(const std::function<void(plain::Market&)>& add)
     {
@@ -597,7 +596,6 @@ private:
     }
     void InsertOptions(const Step& step)
     {
-        if (!NewcomersMayCome()) return;
         if (step.seed % 3 != 0) {
             if (const auto option = DrawOption(step.seed, m_plain.Market())) InsertOne(step, *option);
             return;
@@ -617,7 +615,6 @@ private:
     }
     void InsertOneFutures(const Step& step)
     {
-        if (!NewcomersMayCome()) return;
         FuturesSample futures = DrawFutures(step.seed, m_plain.Market());
         Insert(step, "InsertFutures " + futures.Code,
                [&] { return quindal::test::details::Insert(Calc(), futures, ""); });
@@ -630,6 +627,7 @@ private:
     {
         Tell("instruments change, drawn by " + std::to_string(step.seed));
         if (!m_opened) m_opened = m_plain.Market();
+        Instruments().AdoptNewcomers(); // what has come to an open family cannot change before
         const SeededDraws draws(step.seed);
         random_changes::Day(Instruments(), *m_opened).ChangeSome();
     }

@@ -13,11 +13,7 @@ namespace {
 std::vector<Step> Plainer(const Step& step)
 {
     std::vector<Step> plainer;
-    const auto offer = [&](const auto& change) {
-        Step candidate = step;
-        change(candidate);
-        if (candidate != step) plainer.push_back(candidate);
-    };
+    const auto offer = [&](const auto& change) { change(plainer.emplace_back(step)); };
     offer([](Step& s) { s.memory = Step::Plenty; });
     offer([](Step& s) { s.otherThread = false; });
     offer([](Step& s) { s.quantity = s.quantity < 0 ? -1 : 1; });
@@ -42,7 +38,7 @@ std::string CommandFor(const Day& day)
     else if (!day.habits.failuresUnderNetting)
         command += " --failures none";
     if (day.habits.wildNumbers) command += " --wild";
-    if (day.habits.changesWhileOpen) command += " --while-open";
+    if (day.habits.spreadOrdersWhileOpen) command += " --spread-orders";
     return command;
 }
 

@@ -37,15 +37,23 @@ template <class T, class Fails>
     return list;
 }
 
-/// Makes single elements plainer where the list still fails: `plainer` gives what an element may become.
+/// Makes single elements plainer as long as the list still fails: `plainer` gives what an element may become, the
+/// plainest first; nothing may become plainer without end.
 template <class T, class Plainer, class Fails>
 [[nodiscard]] std::vector<T> Simplified(std::vector<T> list, const Plainer& plainer, const Fails& fails)
 {
-    for (T& element : list)
-        for (const T& candidate : plainer(element)) {
-            const T before = element;
+    const auto simplify = [&](T& element) {
+        const T before = element;
+        for (const T& candidate : plainer(before)) {
+            if (candidate == before) continue;
             element = candidate;
-            if (!fails(list)) element = before;
+            if (fails(list)) return true;
+        }
+        element = before;
+        return false;
+    };
+    for (T& element : list)
+        while (simplify(element)) {
         }
     return list;
 }

@@ -1,5 +1,5 @@
 // Simulated days: each step on the library and on the plain model, every figure of every level compared.
-//   simulate [--steps N] [--seconds T] [--days D] [--seed S] [--failures KINDS] [--wild] [--while-open] [--story]
+//   simulate [--steps N] [--seconds T] [--days D] [--seed S] [--failures KINDS] [--wild] ...
 // See --help. Ends with 1 and the shrunk day at the first difference.
 #include <chrono>
 #include <csignal>
@@ -75,8 +75,8 @@ void Parse(CLI::App& app, Options& options)
         ->check(CLI::IsMember({"none", "netting", "all"}))
         ->capture_default_str();
     app.add_flag("--wild", options.habits.wildNumbers, "Prices that are no number, quantities beyond all measure");
-    app.add_flag("--while-open", options.habits.changesWhileOpen,
-                 "Instruments and spread orders come and go while changes of instruments are not committed");
+    app.add_flag("--spread-orders", options.habits.spreadOrdersWhileOpen,
+                 "Orders in calendar spreads come and go while changes are not committed");
     app.add_flag("--story", options.tellsStory, "Each day is told call by call");
 }
 

@@ -66,9 +66,9 @@ struct Habits
     bool failuresUnderNetting = true; // allocations fail where all levels above live by records of their own
     bool failuresUnderLosses = false; // and where a level sums losses or the GO of its firms
     bool wildNumbers = false;         // prices that are no number, quantities beyond all measure
-    // While changes of instruments are not committed: instruments come, and orders in calendar spreads come and go. The
-    // spread property of a multileg changes at once, and an order that stood then leaves something when it goes.
-    bool changesWhileOpen = false;
+    // Orders in calendar spreads come and go while changes of instruments are not committed. The spread property of a
+    // multileg changes at once, so an order that stood before leaves something when it goes then.
+    bool spreadOrdersWhileOpen = false;
 };
 
 /// A day: the seed that it was drawn with, and what happens.
