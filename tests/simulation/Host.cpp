@@ -66,13 +66,16 @@ void Require(std::int32_t code, const std::string& call)
     if (code != 0) throw std::runtime_error(call + " gives code " + std::to_string(code) + " instead of 0");
 }
 
-Host::Host()
+Host::Host(bool traced)
 {
     std::string folder = (std::filesystem::temp_directory_path() / "quindal-day-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder " + folder);
     m_folder = folder;
     m_ini = (m_folder / "margin.ini").string();
-    std::ofstream(m_ini) << "[QuindalIM::mq]\nport = 4001\ntimeout = 3000\n";
+    std::ofstream ini(m_ini);
+    ini << "[QuindalIM::mq]\nport = 4001\ntimeout = 3000\n";
+    if (traced) ini << "[QuindalIM::xplog]\nfile = " << (m_folder / "trace.log").string() << "\n";
+    ini.close();
     TheQueue() = FakeQueue();
     ServeInstruments(InstrumentsReply("<root/>", false));
     Start();
@@ -156,28 +159,35 @@ std::int32_t Host::DownloadSomethingBroken()
     return GetInstrumentParameters(m_calc, nullptr);
 }
 
-void Host::Register(const Tree& tree)
+void Host::Register(const Tree& tree, const Caller& make) const
 {
+    const auto require = [&](const std::string& name, const std::function<std::int32_t()>& call) {
+        Require(make(name, call), name);
+    };
     const auto spread = [](Enums::SpreadMarginType type) { return static_cast<QuindalSpreadMarginType>(type); };
     for (const Account& account : tree.accounts)
-        Require(RegisterSettlementAccount(m_calc, account.id.c_str(), static_cast<QuindalMarginRule>(account.rule),
-                                          spread(account.netting.calendar), spread(account.netting.interContract),
-                                          account.netting.shortChargeRatio),
-                "RegisterSettlementAccount " + account.id);
+        require("RegisterSettlementAccount " + account.id, [&] {
+            return RegisterSettlementAccount(m_calc, account.id.c_str(), static_cast<QuindalMarginRule>(account.rule),
+                                             spread(account.netting.calendar), spread(account.netting.interContract),
+                                             account.netting.shortChargeRatio);
+        });
     for (const Firm& firm : tree.firms) {
         const Account* const account = tree.AccountOf(firm);
-        Require(RegisterFirm(m_calc, firm.code.c_str(), 0, firm.weight, firm.weightOfClients,
-                             QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY, account == nullptr ? "" : account->id.c_str(),
-                             spread(firm.netting.calendar), static_cast<QuindalMarginRule>(firm.rule),
-                             spread(firm.netting.interContract), firm.netting.shortChargeRatio, 0),
-                "RegisterFirm " + firm.code);
-        if (!firm.ratioContract.empty())
-            Require(InsertBrokerBaseContractParam(m_calc, firm.code.c_str(), firm.ratioContract.c_str(), firm.ratio),
-                    "InsertBrokerBaseContractParam " + firm.code);
+        require("RegisterFirm " + firm.code, [&] {
+            return RegisterFirm(m_calc, firm.code.c_str(), 0, firm.weight, firm.weightOfClients,
+                                QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY, account == nullptr ? "" : account->id.c_str(),
+                                spread(firm.netting.calendar), static_cast<QuindalMarginRule>(firm.rule),
+                                spread(firm.netting.interContract), firm.netting.shortChargeRatio, 0);
+        });
+        if (firm.ratioContract.empty()) continue;
+        require("InsertBrokerBaseContractParam " + firm.code, [&] {
+            return InsertBrokerBaseContractParam(m_calc, firm.code.c_str(), firm.ratioContract.c_str(), firm.ratio);
+        });
     }
     for (const Client& client : tree.clients)
-        Require(quindal::test::RegisterClient(m_calc, client.code, client.rules, client.goRatio, client.weight),
-                "RegisterPart " + client.code);
+        require("RegisterPart " + client.code, [&] {
+            return quindal::test::RegisterClient(m_calc, client.code, client.rules, client.goRatio, client.weight);
+        });
 }
 
 void Host::MoveClock(std::int64_t milliseconds) { ::MoveClock(std::chrono::milliseconds(milliseconds)); }

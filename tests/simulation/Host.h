@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "DrawnTree.h"
@@ -17,7 +18,8 @@ namespace simulation {
 class Host
 {
 public:
-    Host();
+    /// traced: every call leaves a line in a trace log.
+    explicit Host(bool traced);
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
@@ -36,7 +38,9 @@ public:
     void Enter(plain::Market& market, bool byDownload, bool compressed);
     /// A download that the server answers with a document that breaks off; the code.
     [[nodiscard]] std::int32_t DownloadSomethingBroken();
-    void Register(const Tree& tree);
+    /// Makes a call that has to work: takes its name and what makes it, gives the code.
+    using Caller = std::function<std::int32_t(const std::string&, const std::function<std::int32_t()>&)>;
+    void Register(const Tree& tree, const Caller& make) const;
 
     /// The isin of an instrument that is in.
     [[nodiscard]] Isin IsinOf(const std::string& code) const;

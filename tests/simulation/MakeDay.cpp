@@ -59,7 +59,7 @@ Step AnyStep(Draw& draw, const Habits& habits, bool twoThreads, bool memoryFails
     step.price = draw.Whole(-16, 16);
     step.quantity = AnyQuantity(draw);
     step.seed = Any(draw);
-    const bool fails = draw.OnceIn(6);
+    const bool fails = draw.OnceIn(3);
     const int memory = draw.OnceIn(3) ? draw.Whole(0, 60) : draw.Whole(0, 12);
     if (memoryFails && fails) step.memory = memory;
     step.failsOnce = draw.OnceIn(2);
@@ -75,6 +75,7 @@ Day MakeDay(std::uint64_t seed, const Habits& habits)
     Day day{seed, habits};
     day.twoThreads = draw.OnceIn(4);
     day.wideGrids = draw.OnceIn(40);
+    day.traced = draw.OnceIn(10);
     const bool memoryFails = draw.OnceIn(2) && (habits.failuresUnderNetting || habits.failuresUnderLosses);
     const int length = draw.OnceIn(3) ? draw.Whole(300, 900) : draw.Whole(20, 300);
     for (int i = 0; i < length; ++i)

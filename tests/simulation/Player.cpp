@@ -104,10 +104,10 @@ class Player
 {
 public:
     Player(const Day& day, Tally& tally, const Distortion& distortion, std::vector<std::string>* story)
-        : m_day(day), m_tally(tally), m_story(story), m_plain(MakeMarket(day.seed), {}, distortion)
+        : m_day(day), m_tally(tally), m_story(story), m_host(day.traced), m_plain(MakeMarket(day.seed), {}, distortion)
     {
         m_plain.ChangeTree(DrawTree(day.seed, m_plain.Market()));
-        OnATurn(false, [&] { m_host.Register(m_plain.Participants()); });
+        OnATurn(false, [&] { Register(Step()); });
     }
 
     void PlayStep(const Step& step)
@@ -147,23 +147,34 @@ private:
         if (m_story != nullptr) m_story->push_back("    " + line);
     }
 
-    /// Makes a call that may fail for memory first: then it has changed nothing, and is made again. `call` gives a code
-    /// and takes the margins that it writes.
+    /// Makes a call that may fail for memory first: then it has changed nothing, which `look` looks at, and is made
+    /// again. `call` gives a code.
+    template <class Call, class Look>
+    std::int32_t MakeTwice(const Step& step, const std::string& name, std::int32_t codeOfFailure, const Call& call,
+                           const Look& look)
+    {
+        m_host.LookAtTheLink();
+        kv7im::auxiliary::LazyMemoryPool::GiveBack();
+        const std::int32_t code = WithLittleMemory(step, call);
+        if (code != codeOfFailure) return code;
+        ++m_tally.failures;
+        Tell("  fails for memory: " + name);
+        look();
+        return call();
+    }
+    /// The same of a call that writes margins, which it gets.
     template <class Call>
     std::int32_t Make(const Step& step, const std::string& name, bool mayFail, std::int32_t codeOfFailure,
                       calls::Margins& margins, const Call& call)
     {
         Tell(name);
         if (step.memory == Step::Plenty || !mayFail) return call(margins);
-        m_host.LookAtTheLink();
-        kv7im::auxiliary::LazyMemoryPool::GiveBack();
-        const std::int32_t code = WithLittleMemory(step, [&] { return call(margins); });
-        if (code != codeOfFailure) return code;
-        ++m_tally.failures;
-        Tell("  fails for memory");
-        if (margins != calls::Margins()) throw Differs(name + " has failed for memory and written figures");
-        CompareAll();
-        return call(margins);
+        return MakeTwice(
+            step, name, codeOfFailure, [&] { return call(margins); },
+            [&] {
+                if (margins != calls::Margins()) throw Differs(name + " has failed for memory and written figures");
+                CompareAll();
+            });
     }
     template <class Call>
     static std::int32_t WithLittleMemory(const Step& step, const Call& call)
@@ -688,12 +699,19 @@ private:
         m_host.StartAgain();
     }
 
+    void Register(const Step& step)
+    {
+        const bool mayFail = step.memory != Step::Plenty && m_day.habits.failuresUnderNetting;
+        m_host.Register(m_plain.Participants(), [&](const std::string& name, const auto& call) {
+            return mayFail ? MakeTwice(step, name, SomethingUnforeseen, call, [] {}) : call();
+        });
+    }
     void ClearAllParts(const Step& step)
     {
         Tell("ClearParts, and a tree drawn by " + std::to_string(step.seed));
         Require(ClearParts(Calc()), "ClearParts");
         m_plain.ChangeTree(DrawTree(step.seed, m_plain.Market()));
-        m_host.Register(m_plain.Participants());
+        Register(step);
     }
     void EnterAnotherMarket(const Step& step, bool newLife)
     {
@@ -714,7 +732,7 @@ private:
         m_plain.ChangeTree({});
         m_plain.ChangeMarket(market, {}, false);
         m_plain.ChangeTree(DrawTree(step.seed, market));
-        m_host.Register(m_plain.Participants());
+        Register(step);
     }
 
     /// A price that is no number or a quantity beyond all measure, then what was held before.

@@ -1,6 +1,7 @@
 // Simulated days: each step on the library and on the plain model, every figure of every level compared.
 //   simulate [--steps N] [--seconds T] [--days D] [--seed S] [--failures KINDS] [--wild] ...
 // See --help. Ends with 1 and the shrunk day at the first difference.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -13,8 +14,12 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include "PlayInChild.h"
 #include "Report.h"
 #include "Step.h"
+
+// There where a sanitizer is linked.
+extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
 
 namespace {
 
@@ -30,15 +35,38 @@ struct Options
     std::string failures = "netting";
     Habits habits;
     bool tellsStory = false;
+    bool inChildren = false;
 };
 
-// What a day that ends the process leaves behind: how to play it again.
-char lastWords[200] = "";
-extern "C" void SayLastWords(int signal)
+// What a day that ends the process leaves behind: how to have it shrunk.
+char lastWords[300] = "";
+void SayLastWords() { static_cast<void>(!write(STDERR_FILENO, lastWords, std::char_traits<char>::length(lastWords))); }
+extern "C" void SayLastWordsAt(int signal)
 {
-    static_cast<void>(!write(STDERR_FILENO, lastWords, std::char_traits<char>::length(lastWords)));
+    SayLastWords();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
+}
+void HaveLastWordsSaid()
+{
+    // The sanitizers tell of a signal themselves.
+    if (__sanitizer_set_death_callback != nullptr) return __sanitizer_set_death_callback(SayLastWords);
+    for (const int signal : {SIGSEGV, SIGABRT, SIGFPE, SIGILL, SIGBUS})
+        std::signal(signal, SayLastWordsAt);
+}
+
+/// Shrinks days that end the process they are played in.
+void ShrinkInChildren(const Options& options)
+{
+    for (std::uint64_t i = 0; i < std::max<std::uint64_t>(options.days, 1); ++i) {
+        const Day day = MakeDay(options.seed + i, options.habits);
+        if (ComesThrough(day)) continue;
+        std::string text = "The day of seed " + std::to_string(day.seed) + " does not come through:\n";
+        for (const Step& step : ShrunkInChildren(day).steps)
+            text += "    " + TextOf(step) + "\n";
+        throw std::runtime_error(text);
+    }
+    std::cout << "All days come through.\n";
 }
 
 void PlayDays(const Options& options)
@@ -53,7 +81,8 @@ void PlayDays(const Options& options)
     std::uint64_t days = 0;
     for (; !isOver(days, tally.Steps()); ++days) {
         const Day day = MakeDay(options.seed + days, options.habits);
-        std::snprintf(lastWords, sizeof lastWords, "The process ended within the day of `%s`.\n",
+        std::snprintf(lastWords, sizeof lastWords,
+                      "\nThe day ends its process. To have it shrunk:\n    %s --in-children\n",
                       CommandFor(day).c_str());
         if (options.tellsStory) std::cout << StoryOf(day);
         if (const auto finding = Play(day, tally)) {
@@ -78,14 +107,14 @@ void Parse(CLI::App& app, Options& options)
     app.add_flag("--spread-orders", options.habits.spreadOrdersWhileOpen,
                  "Orders in calendar spreads come and go while changes are not committed");
     app.add_flag("--story", options.tellsStory, "Each day is told call by call");
+    app.add_flag("--in-children", options.inChildren, "Days are played in processes of their own, and shrunk there");
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    for (const int signal : {SIGSEGV, SIGABRT, SIGFPE, SIGILL, SIGBUS})
-        std::signal(signal, SayLastWords);
+    HaveLastWordsSaid();
     CLI::App app("Simulated days against the plain margin model");
     Options options;
     options.seed = std::random_device()();
@@ -96,7 +125,7 @@ int main(int argc, char** argv)
     options.habits.failuresUnderLosses = options.failures == "all";
     try {
         std::cout << "The first seed is " << options.seed << ".\n" << std::flush;
-        PlayDays(options);
+        options.inChildren ? ShrinkInChildren(options) : PlayDays(options);
         return 0;
     } catch (const std::exception& failure) {
         std::cout << failure.what() << std::flush;

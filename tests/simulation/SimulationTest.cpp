@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include <gmock/gmock.h>
 
+#include "PlayInChild.h"
 #include "Player.h"
 #include "Report.h"
 #include "Step.h"
@@ -85,9 +87,8 @@ TEST(AFault, OfOnePositionIsShrunkToOneStep)
     EXPECT_EQ(shrunk.steps.size(), 1U) << Shrink(day, finding, fault);
 }
 
-// The model forgets the orders of whoever holds the same instrument: two steps at least, and no more where both are of
-// one participant.
-TEST(AFault, OfAPositionAndAnOrderIsShrunkToTwoSteps)
+// The model forgets the orders of whoever holds the same instrument.
+TEST(AFault, OfAPositionAndAnOrderIsShrunkUntilNothingCanBeLeftOut)
 {
     const Distortion fault = [](plain::Book& book, plain::Orders& orders) {
         std::erase_if(orders, [&](const plain::Order& order) {
@@ -97,7 +98,29 @@ TEST(AFault, OfAPositionAndAnOrderIsShrunkToTwoSteps)
     };
     const auto [day, finding] = FirstFinding(fault);
     const Day shrunk = ShrunkDay(day, finding, fault);
-    EXPECT_LE(shrunk.steps.size(), 2U) << Shrink(day, finding, fault);
+    Tally ignored;
+    EXPECT_TRUE(Play(shrunk, ignored, fault).has_value());
+    EXPECT_GT(day.steps.size(), 100U);
+    EXPECT_LE(shrunk.steps.size(), 4U) << Shrink(day, finding, fault);
+    for (std::size_t i = 0; i < shrunk.steps.size(); ++i) {
+        Day without = shrunk;
+        without.steps.erase(without.steps.begin() + static_cast<std::ptrdiff_t>(i));
+        EXPECT_FALSE(Play(without, ignored, fault).has_value()) << "without step " << i;
+    }
+}
+
+// The model ends the process at a large short position.
+TEST(AFault, ThatEndsTheProcessIsShrunkInChildren)
+{
+    const Distortion fault = [](plain::Book& book, plain::Orders&) {
+        for (const auto& [isin, holding] : book)
+            if (holding.quantity < -450) std::abort();
+    };
+    std::uint64_t seed = 1;
+    while (ComesThrough(MakeDay(seed), fault))
+        ++seed;
+    EXPECT_EQ(ShrunkInChildren(MakeDay(seed), fault).steps.size(), 1U) << "seed " << seed;
+    EXPECT_TRUE(ComesThrough(MakeDay(seed)));
 }
 
 TEST(AFault, IsToldWithItsSeedTheCommandAndTheCalls)

@@ -78,6 +78,7 @@ struct Day
     Habits habits = {};
     bool twoThreads = false;
     bool wideGrids = false; // as many price points as markets have; most days have a few
+    bool traced = false;    // the library writes its trace log
     std::vector<Step> steps = {};
 };
 
