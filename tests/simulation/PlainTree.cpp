@@ -11,6 +11,16 @@ namespace {
 // Increments round by the largest money that has gone through them.
 constexpr double Relative = 1e-9;
 
+plain::Rules RulesOfLevel(plain::Tier tier, const Netting& netting)
+{
+    plain::Rules rules;
+    rules.tier = tier;
+    rules.calendar = netting.calendar;
+    rules.interContract = netting.interContract;
+    rules.shortChargeRatio = netting.shortChargeRatio;
+    return rules;
+}
+
 } // namespace
 
 double Charged(double margin) { return std::ceil(std::round(margin * 100000) / 100000 * 100) / 100; }
@@ -21,10 +31,9 @@ bool Figures::HasMargins(const plain::Margins& shown) const
            std::abs(shown.delivery - margins.delivery) <= rounding;
 }
 
-bool Figures::HasGO(double shown) const
+double Figures::GOFor(const plain::Margins& of) const
 {
-    const auto isChargeFor = [shown](double margin) { return std::abs(shown - Charged(margin)) <= 1e-12 * shown; };
-    return isChargeFor(weighted) || isChargeFor(weighted - rounding) || isChargeFor(weighted + rounding);
+    return Charged(((1.0 - weight) * of.volatility + weight * of.delivery) * ratio);
 }
 
 PlainTree::PlainTree(plain::Market market, Tree tree, Distortion distortion)
@@ -232,10 +241,8 @@ plain::Margins PlainTree::MarginsOf(const plain::Rules& rules, plain::Book book,
 
 Figures PlainTree::Made(const plain::Margins& margins, double weight, double ratio, double& largest)
 {
-    Figures figures{margins, ((1.0 - weight) * margins.volatility + weight * margins.delivery) * ratio};
-    largest = std::max({largest, margins.volatility, margins.delivery, figures.weighted});
-    figures.rounding = Relative * (1.0 + largest);
-    return figures;
+    largest = std::max({largest, margins.volatility, margins.delivery});
+    return {margins, weight, ratio, Relative * (1.0 + largest)};
 }
 
 const Figures& PlainTree::OfClient(std::size_t client)
@@ -274,12 +281,7 @@ const Figures& PlainTree::OfFirm(std::size_t firm)
     const Firm& parameters = m_tree.firms[firm];
     plain::Margins margins;
     if (parameters.rule == Enums::MarginRule::Netting) {
-        plain::Rules rules;
-        rules.tier = plain::Tier::Firm;
-        rules.calendar = parameters.netting.calendar;
-        rules.interContract = parameters.netting.interContract;
-        rules.shortChargeRatio = parameters.netting.shortChargeRatio;
-        margins = MarginsOf(rules, book.held, OrdersBelow(firm));
+        margins = MarginsOf(RulesOfLevel(plain::Tier::Firm, parameters.netting), book.held, OrdersBelow(firm));
     } else if (m_tree.TakesLosses(parameters)) {
         plain::SumOfLosses losses(m_market);
         AddLosses(losses, firm);
@@ -291,43 +293,41 @@ const Figures& PlainTree::OfFirm(std::size_t firm)
     return *book.figures;
 }
 
-Figures PlainTree::OfAccount(std::size_t account, const std::vector<double>& goOfFirms)
+double PlainTree::SumOfFirms(std::size_t account, const std::vector<double>& goOfFirms) const
 {
-    LevelBook& book = m_accounts[account];
+    double sum = 0.0;
+    for (std::size_t f = 0; f < m_firms.size(); ++f)
+        if (m_tree.firms[f].account == account) sum += goOfFirms[f];
+    return sum;
+}
+
+plain::Margins PlainTree::MarginsOfAccount(std::size_t account)
+{
     const Account& parameters = m_tree.accounts[account];
     const auto isBelow = [&](std::size_t firm) { return m_tree.firms[firm].account == account; };
-    if (parameters.rule == Enums::MarginRule::Gross) {
-        Figures figures;
-        for (std::size_t f = 0; f < m_firms.size(); ++f)
-            if (isBelow(f)) figures.weighted += goOfFirms[f];
-        book.largest = std::max(book.largest, figures.weighted);
-        figures.rounding = Relative * (1.0 + book.largest);
-        return figures;
-    }
-    if (book.figures) return *book.figures;
-    plain::Margins margins;
-    if (parameters.rule == Enums::MarginRule::Netting) {
-        plain::Rules rules;
-        rules.tier = plain::Tier::Account;
-        rules.calendar = parameters.netting.calendar;
-        rules.interContract = parameters.netting.interContract;
-        rules.shortChargeRatio = parameters.netting.shortChargeRatio;
-        plain::Orders orders;
-        for (std::size_t f = 0; f < m_firms.size(); ++f)
-            if (isBelow(f)) {
-                const plain::Orders below = OrdersBelow(f);
-                orders.insert(orders.end(), below.begin(), below.end());
-            }
-        margins = MarginsOf(rules, book.held, orders);
-    } else {
+    if (parameters.rule == Enums::MarginRule::HalfNetting) {
         plain::SumOfLosses losses(m_market);
         for (std::size_t f = 0; f < m_firms.size(); ++f)
             if (isBelow(f)) AddLosses(losses, f);
-        margins = losses.Total();
+        return losses.Total();
     }
+    plain::Orders orders;
+    for (std::size_t f = 0; f < m_firms.size(); ++f)
+        if (isBelow(f)) {
+            const plain::Orders below = OrdersBelow(f);
+            orders.insert(orders.end(), below.begin(), below.end());
+        }
+    return MarginsOf(RulesOfLevel(plain::Tier::Account, parameters.netting), m_accounts[account].held, orders);
+}
+
+const Figures& PlainTree::OfAccount(std::size_t account)
+{
+    LevelBook& book = m_accounts[account];
+    if (book.figures) return *book.figures;
     for (std::size_t c = 0; c < m_clients.size(); ++c)
-        if (isBelow(m_tree.clients[c].firm)) book.largest = std::max(book.largest, m_clients[c].largest);
-    book.figures = Made(margins, 1.0, 1.0, book.largest);
+        if (m_tree.firms[m_tree.clients[c].firm].account == account)
+            book.largest = std::max(book.largest, m_clients[c].largest);
+    book.figures = Made(MarginsOfAccount(account), 1.0, 1.0, book.largest);
     return *book.figures;
 }
 

@@ -24,11 +24,13 @@ namespace simulation {
 struct Figures
 {
     plain::Margins margins = {};
-    double weighted = 0.0; // both margins by their weight, times the ratio: the GO before it is charged
+    double weight = 1.0; // of the delivery margin
+    double ratio = 1.0;  // of the GO
     double rounding = 0.0;
 
     [[nodiscard]] bool HasMargins(const plain::Margins& shown) const;
-    [[nodiscard]] bool HasGO(double shown) const;
+    /// The GO that is charged for margins of this level.
+    [[nodiscard]] double GOFor(const plain::Margins& of) const;
 };
 
 /// Changes a book before the model looks at it: the model goes wrong on purpose.
@@ -66,8 +68,10 @@ public:
 
     [[nodiscard]] const Figures& OfClient(std::size_t client);
     [[nodiscard]] const Figures& OfFirm(std::size_t firm);
-    /// goOfFirms: as they are charged, by firm; an account under Gross adds them up.
-    [[nodiscard]] Figures OfAccount(std::size_t account, const std::vector<double>& goOfFirms);
+    /// Of an account under Netting or HalfNetting.
+    [[nodiscard]] const Figures& OfAccount(std::size_t account);
+    /// Of an account under Gross, which has no margins: what its firms are charged, by firm, added up.
+    [[nodiscard]] double SumOfFirms(std::size_t account, const std::vector<double>& goOfFirms) const;
 
 private:
     struct ClientBook
@@ -97,6 +101,7 @@ private:
     void AddLosses(plain::SumOfLosses& sum, std::size_t firm);
     [[nodiscard]] plain::Margins MarginsOf(const plain::Rules& rules, plain::Book book, plain::Orders orders) const;
     [[nodiscard]] static Figures Made(const plain::Margins& margins, double weight, double ratio, double& largest);
+    [[nodiscard]] plain::Margins MarginsOfAccount(std::size_t account);
     void TakeAnew(plain::Book& book, const std::set<Isin>& futures, bool settles) const;
     void TakeAnew(plain::OrderBook& orders, const std::set<Isin>& futures) const;
     [[nodiscard]] Isin FuturesUnder(Isin isin) const;

@@ -211,7 +211,8 @@ private:
                  volatility ? margins.volatility : margins.delivery,
                  volatility ? expected.margins.volatility : expected.margins.delivery);
         }
-        if (!expected.HasGO(go) || std::signbit(go)) Fail("the GO of " + code, go, Charged(expected.weighted));
+        // The GO is what is charged for the margins shown, to the cent; no minus stands before a zero.
+        if (go != expected.GOFor(margins) || std::signbit(go)) Fail("the GO of " + code, go, expected.GOFor(margins));
     }
     void Compare(const std::string& code, const Figures& expected, const ParticipantBase& participant)
     {
@@ -231,9 +232,20 @@ private:
             Compare(tree.firms[f].code, m_plain.OfFirm(f), firm);
             goOfFirms.push_back(firm.GetInitialMargin());
         }
-        for (std::size_t a = 0; a < tree.accounts.size(); ++a)
-            Compare(tree.accounts[a].id, m_plain.OfAccount(a, goOfFirms),
-                    *shown.GetSettlementAccountById(tree.accounts[a].id));
+        for (std::size_t a = 0; a < tree.accounts.size(); ++a) {
+            const BraskSettlementAccount& account = *shown.GetSettlementAccountById(tree.accounts[a].id);
+            if (tree.accounts[a].rule == Enums::MarginRule::Gross)
+                CompareSum(tree.accounts[a].id, account.GetInitialMargin(), m_plain.SumOfFirms(a, goOfFirms));
+            else
+                Compare(tree.accounts[a].id, m_plain.OfAccount(a), account);
+        }
+    }
+    /// The changes of a sum of cents may leave a last bit, and a last bit above a cent is charged as another cent.
+    void CompareSum(const std::string& code, double go, double sum)
+    {
+        ++m_tally.comparisons;
+        const double rounding = 1e-12 * sum;
+        if (go < Charged(sum - rounding) || go > Charged(sum + rounding)) Fail("the GO of " + code, go, Charged(sum));
     }
     /// What a call has written of a client, and the levels above left alone or zeroed.
     void CompareWritten(std::size_t client, const calls::Margins& written)
