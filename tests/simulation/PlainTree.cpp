@@ -33,7 +33,7 @@ bool Figures::HasMargins(const plain::Margins& shown) const
 
 double Figures::GOFor(const plain::Margins& of) const
 {
-    return Charged(((1.0 - weight) * of.volatility + weight * of.delivery) * ratio);
+    return Charged(((1.0 - weight) * of.volatility + weight * of.delivery) * ratio) + 0.0; // no minus zero
 }
 
 PlainTree::PlainTree(plain::Market market, Tree tree, Distortion distortion)
