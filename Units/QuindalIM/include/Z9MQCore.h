@@ -124,6 +124,7 @@ public:
     [[nodiscard]] bool GetInstrumentParameters(CCalcGOEx& calculator, const char* datetime);
 
     /// True while the link is alive. Asks over the wire at most once in 20 seconds. A dead link is dropped for good.
+    /// Throws std::bad_alloc where there is no memory for the question; the link stays, and the next call asks.
     [[nodiscard]] bool CheckPing();
     /// Sends one ping over the wire.
     [[nodiscard]] bool CheckConnection();

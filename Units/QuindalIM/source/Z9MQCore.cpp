@@ -1,6 +1,7 @@
 #include "Z9MQCore.h"
 
 #include <ctime>
+#include <new>
 
 #include "CalcGOConsts.h"
 #include "OnlineTimer.h"
@@ -244,6 +245,8 @@ bool Z9MQCore::CheckPing()
         m_tc = MonotonicMilliseconds();
         return true;
     }
+    // A question for which there is no memory tells nothing about the link: the next call asks again.
+    if (GetLastErrorCode() == Z9ERR_COMMON_NO_MEMORY) throw std::bad_alloc();
     Cleanup(); // a later error of its farewell becomes the last error
     return false;
 }
@@ -256,7 +259,9 @@ bool Z9MQCore::CheckConnection()
 
     for (int attempt = 0; attempt < PingAttempts; ++attempt) {
         Z9AutoMessage reply;
-        if (Z9MQSendMsg(m_conn, request.Get(), reply.Receive(), m_timeout) != Z9ERR_OK || !reply) break;
+        const Z9ERR sent = Z9MQSendMsg(m_conn, request.Get(), reply.Receive(), m_timeout);
+        if (sent == Z9ERR_COMMON_NO_MEMORY) return Fail("Could not send message for server", sent);
+        if (sent != Z9ERR_OK || !reply) break;
         if (IsOfType(reply, IMSrvMessageType::ReplyPing)) return true;
     }
     return Fail("Network connection failed", Z9ERR_NOT_OK);

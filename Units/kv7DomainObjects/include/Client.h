@@ -64,8 +64,7 @@ public:
     [[nodiscard]] ClientRiskParameters GetRiskParameters() const noexcept;
     /// Sets other parameters. The book is rebuilt where discount, clearings or weight differ, and the money block is
     /// renewed where the ratio differs. clientRiskLevel is not applied, and nothing is checked. A failure is logged and
-    /// thrown on: when the book cannot be rebuilt everything is as it was; after that the levels above stay behind the
-    /// client.
+    /// thrown on; everything is as it was then.
     void SetRiskParameters(const ClientRiskParameters& parameters);
 
     /// True when premium-style options stay out of the margin.

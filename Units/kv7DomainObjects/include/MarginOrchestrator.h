@@ -68,12 +68,8 @@ struct NamedParticipant
 void UpdateOrderReserve(BraskClient& client, std::size_t count, const SClearingDeltaOrder* orders);
 
 /// Rebuilds the two books of a client after its parameters have changed, and carries the change to its firm and
-/// settlement account. Always returns 0. Throws what an allocation throws: everything is as it was when the client's
-/// own book fails; later the levels above stay behind.
+/// settlement account. Always returns 0. Throws what an allocation throws: everything is as it was then.
 [[nodiscard]] Z9ERR RefreshClientPortfolio(BraskClient& client);
-/// Second half of RefreshClientPortfolio, once the client's own book is rebuilt: its book without premium-style
-/// options, its money block, and the levels above.
-void FollowRefreshedPortfolio(BraskClient& client);
 
 // The mode of positions alone: positions are valued by their cost basis and a market price, the paper loss apart. A
 // client's change stays with the client: nothing flows upward.

@@ -147,12 +147,11 @@ void BraskClient::TakeBookAnew(const ClientRiskParameters& parameters)
     const ClientRiskParameters before = GetRiskParameters();
     SetBookParameters(parameters);
     try {
-        portfolio.Refresh();
+        static_cast<void>(margin_orchestrator::RefreshClientPortfolio(*this));
     } catch (...) {
         SetBookParameters(before);
         throw;
     }
-    margin_orchestrator::FollowRefreshedPortfolio(*this);
 }
 
 bool BraskClient::IsNotUseNOV() const noexcept

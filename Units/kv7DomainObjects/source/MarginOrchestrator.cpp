@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "MarginRoad.h"
+#include "book/RefreshedPortfolio.h"
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
@@ -19,12 +20,34 @@ bool SomeLevelTakesLosses(const BraskBroker& firm, const BraskSettlementAccount&
            account.GetMarginRule() == Enums::MarginRule::HalfNetting;
 }
 
-kv7im::RolledUpRisksVector CollectDeltas(BraskClient& client, Isin isin, const BraskBroker& firm,
-                                         const BraskSettlementAccount& account)
+SumsAbove::SumsAbove(BraskBroker& firm, BraskSettlementAccount& account)
 {
-    kv7im::RolledUpRisksVector deltas;
-    if (SomeLevelTakesLosses(firm, account)) client.GetPortfolio().GetDeltaRolledUpRiskNodes(isin, deltas);
-    return deltas;
+    if (firm.GetMarginRule() != Enums::MarginRule::Netting) m_ofFirm.emplace(firm.GetPortfolio());
+    if (account.GetMarginRule() == Enums::MarginRule::HalfNetting) m_ofAccount.emplace(account.GetPortfolio());
+}
+
+void SumsAbove::AddToFirm(const kv7im::RolledUpRisksVector& deltas)
+{
+    if (m_ofFirm) m_ofFirm->Add(deltas);
+}
+
+void SumsAbove::AddToAccount(const kv7im::RolledUpRisksVector& deltas)
+{
+    if (m_ofAccount) m_ofAccount->Add(deltas);
+}
+
+LossesOnTheWay::LossesOnTheWay(BraskClient& client, Isin isin, const kv7im::Portfolio::SearchResult& found,
+                               BraskBroker& firm, BraskSettlementAccount& account)
+    : m_sums(firm, account)
+{
+    if (!SomeLevelTakesLosses(firm, account)) return;
+    m_report.emplace(client.GetPortfolio(), isin, found);
+    m_sums.MakeRoomFor(*m_report);
+}
+
+void LossesOnTheWay::Collect()
+{
+    if (m_report) m_report->Collect(m_deltas);
 }
 
 void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm, const BraskBroker::MarginFigures& before)
@@ -33,13 +56,14 @@ void GrowGrossMargin(BraskSettlementAccount& account, const BraskBroker& firm, c
 }
 
 void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker& firm,
-                              const BraskBroker::MarginFigures& before, const kv7im::RolledUpRisksVector& deltas)
+                              const BraskBroker::MarginFigures& before, SumsAbove& sums,
+                              const kv7im::RolledUpRisksVector& deltas)
 {
     switch (account.GetMarginRule()) {
     case Enums::MarginRule::Netting:
         break; // keeps records of its own
     case Enums::MarginRule::HalfNetting:
-        account.GetPortfolio().AddRolledUpRiskNodes(deltas);
+        sums.AddToAccount(deltas);
         break;
     case Enums::MarginRule::Gross:
         GrowGrossMargin(account, firm, before);
@@ -47,10 +71,11 @@ void CarryToSettlementAccount(BraskSettlementAccount& account, const BraskBroker
     }
 }
 
-void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, const kv7im::RolledUpRisksVector& deltas)
+void CarryUpFromClients(BraskBroker& firm, BraskSettlementAccount& account, SumsAbove& sums,
+                        const kv7im::RolledUpRisksVector& deltas)
 {
     const auto byItsOwnRecords = [] {};
-    CarryUpFromClients(firm, account, deltas, byItsOwnRecords, byItsOwnRecords);
+    CarryUpFromClients(firm, account, sums, deltas, byItsOwnRecords, byItsOwnRecords);
 }
 
 } // namespace road
@@ -107,11 +132,21 @@ Z9ERR SetPositionClient(BraskClient& client, Isin isin, std::int64_t quantity, d
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
 
-    const Z9ERR code = client.GetPortfolio().SetPosition(isin, quantity, waPrice, afterLastClearingQuantity);
-    client.SetPositionInPortfolioWithoutEquityOptions(isin, quantity, waPrice, afterLastClearingQuantity);
-    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
+    // All levels take what memory the change needs before any of them changes.
+    using PreparedPosition = kv7im::Portfolio::PreparedPosition;
+    PreparedPosition ofClient(client.GetPortfolio(), isin);
+    std::optional<PreparedPosition> withoutEquityOptions;
+    if (client.KeepsWithoutEquityOptions(isin))
+        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), isin);
+    LossesOnTheWay losses(client, isin, ofClient.Found(), firm, *account);
+
+    // The client itself, and the levels above.
+    const Z9ERR code = ofClient.Set(quantity, waPrice, afterLastClearingQuantity);
+    if (withoutEquityOptions)
+        static_cast<void>(withoutEquityOptions->Set(quantity, waPrice, afterLastClearingQuantity));
+    losses.Collect();
     UpdateParticipantMeans(client);
-    CarryUpFromClients(firm, *account, deltas);
+    CarryUpFromClients(firm, *account, losses.Sums(), losses.Deltas());
     return code;
 }
 
@@ -136,7 +171,7 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
 
-    // All books that have the order take what memory it needs before any of them changes.
+    // All levels take what memory the order needs before any of them changes.
     using PreparedOrders = kv7im::Portfolio::PreparedOrders;
     PreparedOrders ofClient(client.GetPortfolio(), isin, count, orders);
     std::optional<PreparedOrders> withoutEquityOptions;
@@ -147,43 +182,47 @@ Z9ERR ChangeOrder(BraskClient& client, Isin isin, std::size_t count, const SClea
     if (firm.GetMarginRule() == Enums::MarginRule::Netting) ofFirm.emplace(firm.GetPortfolio(), isin, count, orders);
     if (account->GetMarginRule() == Enums::MarginRule::Netting)
         ofAccount.emplace(account->GetPortfolio(), isin, count, orders);
+    LossesOnTheWay losses(client, isin, ofClient.Found(), firm, *account);
 
     // The client itself.
     UpdateOrderReserve(client, count, orders);
     Z9ERR code = ofClient.Apply();
     if (withoutEquityOptions) static_cast<void>(withoutEquityOptions->Apply());
-    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, isin, firm, *account);
+    losses.Collect();
 
     // The firm. The money blocks stay as they are on all levels: an order is valued, not booked.
     const BraskBroker::MarginFigures before = firm.GetMarginFigures();
     if (ofFirm)
         code = ofFirm->Apply();
     else
-        firm.GetPortfolio().AddRolledUpRiskNodes(deltas);
+        losses.Sums().AddToFirm(losses.Deltas());
 
     // The settlement account.
     if (ofAccount)
         code = ofAccount->Apply();
     else
-        CarryToSettlementAccount(*account, firm, before, deltas);
+        CarryToSettlementAccount(*account, firm, before, losses.Sums(), losses.Deltas());
     return code;
 }
 
 Z9ERR RefreshClientPortfolio(BraskClient& client)
 {
-    const Z9ERR code = client.GetPortfolio().Refresh();
-    FollowRefreshedPortfolio(client);
-    return code;
-}
-
-void FollowRefreshedPortfolio(BraskClient& client)
-{
     BraskBroker& firm = client.GetBroker();
     const BraskSettlementAccountPtr& account = firm.GetSettlementAccount();
-    client.RefreshPortfolioWithoutEquityOptions();
+
+    // Both books are rebuilt, and all levels take what memory the changes need: what fails gives the old books back.
+    kv7im::Portfolio::Refreshed book(client.GetPortfolio());
+    std::optional<kv7im::Portfolio::Refreshed> withoutEquityOptions;
+    if (client.IsNotUseNOV()) withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions());
     const kv7im::RolledUpRisksVector deltas = CollectAllDeltas(client, firm, *account);
+    SumsAbove sums(firm, *account);
+    sums.MakeRoomFor(deltas);
+
+    book.Keep();
+    if (withoutEquityOptions) withoutEquityOptions->Keep();
     UpdateParticipantMeans(client);
-    CarryUpFromClients(firm, *account, deltas);
+    CarryUpFromClients(firm, *account, sums, deltas);
+    return Z9ERR_OK;
 }
 
 } // namespace margin_orchestrator

@@ -140,9 +140,11 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 
     // The levels above. A firm whose own book fails must not keep the account from the changes of the clients, which
     // are reported only once.
+    SumsAbove sums(broker, *account);
+    sums.MakeRoomFor(deltas);
     std::exception_ptr failureOfFirm;
     CarryUpFromClients(
-        broker, *account, deltas,
+        broker, *account, sums, deltas,
         [&] {
             try {
                 KeepFirst(outcome.code, RecalcOwnPortfolio(broker, isin, useRealCalcPrice));

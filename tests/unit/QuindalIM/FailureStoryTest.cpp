@@ -2,7 +2,9 @@
 // The call is then made again. From there on every answer is that of the day on which nothing failed, so a call that
 // failed for memory has changed nothing that shows, at no level of the account tree.
 //
-// Firms and accounts show their margins where their own positions are set, at the end of the day.
+// The margins of clients, firms and accounts are read from the inside after each call: no exported function hands all
+// of them out. The day is the same under every rule of the firm and of the account.
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <ostream>
@@ -10,8 +12,13 @@
 #include <vector>
 
 #include "../kv7go/FailingAllocations.h"
+#include "BraskSettlementAccount.h"
+#include "Broker.h"
+#include "Client.h"
 #include "ExportCalls.h"
 #include "FacadeFixture.h"
+#include "LibraryState.h"
+#include "ParticipantRepository.h"
 #include "grids/LazyMemoryPool.h"
 
 namespace test::FailureStoryTest {
@@ -23,19 +30,51 @@ using testing_support::RoomForAllocations;
 constexpr std::int32_t SomethingUnforeseen = 94808;
 constexpr std::int32_t SomethingUnforeseenInABook = 94708; // of ChangePart
 
-/// What a call gave back.
+/// GO and blocked money of both clients, the firm and the account; zeros where there is none.
+using Tree = std::array<double, 8>;
+
+/// What a call gave back, and what the tree held afterwards.
 struct Answer
 {
     std::int32_t code = 0;
     calls::Margins margins;
+    Tree tree{};
 
     friend bool operator==(const Answer&, const Answer&) = default;
     friend std::ostream& operator<<(std::ostream& out, const Answer& answer)
     {
         const calls::Margins& m = answer.margins;
-        return out << answer.code << ": " << m.volatility << ' ' << m.delivery << ' ' << m.part << ' ' << m.firm << ' '
-                   << m.account;
+        out << answer.code << ": " << m.volatility << ' ' << m.delivery << ' ' << m.part << ' ' << m.firm << ' '
+            << m.account << "; tree";
+        for (const double figure : answer.tree)
+            out << ' ' << figure;
+        return out;
     }
+};
+
+Tree LookAtTheTree()
+{
+    Tree tree{};
+    std::size_t next = 0;
+    const auto look = [&](ParticipantBase& participant) {
+        tree[next++] = participant.GetInitialMargin();
+        tree[next++] = participant.GetMeans().BlockedMoney.AsDouble();
+    };
+    ParticipantRepository& participants = QuindalIM::GetParticipantRepositoryForQuindaIM();
+    for (BraskBroker& firm : participants.EnumerateBrokers()) {
+        look(firm);
+        look(*firm.GetSettlementAccount());
+        for (const char* const code : {"AA01001", "AA01002"})
+            if (BraskClient* const client = firm.SearchClient(ClientCode::Parse(code))) look(*client);
+    }
+    return tree;
+}
+
+/// Rules of the firm and of its account.
+struct Rules
+{
+    QuindalMarginRule firm;
+    QuindalMarginRule account;
 };
 
 struct Call
@@ -47,7 +86,7 @@ struct Call
     {
         Answer answer;
         answer.code = make(calc, answer.margins);
-        return answer;
+        return answer; // the tree is looked at where memory is there again
     }
 };
 
@@ -114,12 +153,18 @@ std::vector<Call> Instruments()
     };
 }
 
-std::vector<Call> Tree()
+std::int32_t FirmUnder(std::intptr_t calc, const char* code, const char* account, QuindalMarginRule rule)
+{
+    return RegisterFirm(calc, code, 0, 1.0, 1.0, QUINDAL_BROKER_ACCOUNT_TYPE_ORDINARY, account,
+                        QUINDAL_SPREAD_MARGIN_TYPE_NETTING, rule, QUINDAL_SPREAD_MARGIN_TYPE_NETTING, 1.0, 0);
+}
+
+std::vector<Call> Registrations(const Rules& rules)
 {
     using Handle = std::intptr_t;
     return {
-        Step("RegisterSettlementAccount", [](Handle c) { return calls::Account(c, "ACCOUNT1"); }),
-        Step("RegisterFirm", [](Handle c) { return calls::Firm(c, "AA01", "ACCOUNT1"); }),
+        Step("RegisterSettlementAccount", [=](Handle c) { return calls::Account(c, "ACCOUNT1", rules.account); }),
+        Step("RegisterFirm", [=](Handle c) { return FirmUnder(c, "AA01", "ACCOUNT1", rules.firm); }),
         Step("InsertBrokerBaseContractParam",
              [](Handle c) { return InsertBrokerBaseContractParam(c, "AA01", "AAAA", 1.25); }),
         Step("RegisterPart 1", [](Handle c) { return calls::Part(c, "AA01001"); }),
@@ -157,24 +202,24 @@ std::vector<Call> Book()
     };
 }
 
-std::vector<Call> Day()
+std::vector<Call> Day(const Rules& rules)
 {
     std::vector<Call> day = Instruments();
-    for (const std::vector<Call>& part : {Tree(), Book()})
+    for (const std::vector<Call>& part : {Registrations(rules), Book()})
         day.insert(day.end(), part.begin(), part.end());
     day.push_back(Step("ClearParts", [](std::intptr_t c) { return ClearParts(c); }));
-    for (const std::vector<Call>& part : {Tree(), Book()}) // once more, with the instruments that stayed
+    for (const std::vector<Call>& part : {Registrations(rules), Book()}) // once more, with the instruments that stayed
         day.insert(day.end(), part.begin(), part.end());
     return day;
 }
 
-class FailureStory : public CalculatorTest
+class FailureStory : public CalculatorTest, public testing::WithParamInterface<Rules>
 {
 protected:
     FailureStory()
     {
         for (const Call& call : m_day)
-            m_undisturbed.push_back(call.Make(calc));
+            m_undisturbed.push_back(Make(call));
     }
 
     /// Starts the day anew, with a pool that has to ask the system.
@@ -185,10 +230,17 @@ protected:
         static_cast<void>(log.Take());
     }
     [[nodiscard]] const Answer& Undisturbed(std::size_t i) const { return m_undisturbed[i]; }
+    [[nodiscard]] const std::vector<Call>& Calls() const { return m_day; }
+    [[nodiscard]] Answer Make(const Call& call)
+    {
+        Answer answer = call.Make(calc);
+        answer.tree = LookAtTheTree();
+        return answer;
+    }
     void MakeUndisturbed(std::size_t first, std::size_t last)
     {
         for (std::size_t i = first; i < last; ++i)
-            EXPECT_EQ(m_day[i].Make(calc), m_undisturbed[i]) << "call " << i << ", " << m_day[i].name;
+            EXPECT_EQ(Make(m_day[i]), m_undisturbed[i]) << "call " << i << ", " << m_day[i].name;
     }
     /// The day with one call failing behind so many allocations; false when it does not fail any more.
     template <class Memory>
@@ -196,15 +248,18 @@ protected:
     {
         Begin();
         MakeUndisturbed(0, failing);
+        const Tree before = LookAtTheTree();
         Answer disturbed;
         {
             const Memory memory(allocations);
             disturbed = m_day[failing].Make(calc);
         }
+        disturbed.tree = LookAtTheTree();
         if (disturbed == m_undisturbed[failing]) return false;
         EXPECT_EQ(disturbed.code,
                   m_day[failing].name == "ChangePart" ? SomethingUnforeseenInABook : SomethingUnforeseen);
         EXPECT_EQ(disturbed.margins, calls::Margins()) << "nothing is written";
+        EXPECT_EQ(disturbed.tree, before) << "nothing has changed";
         MakeUndisturbed(failing, m_day.size());
         return true;
     }
@@ -226,26 +281,91 @@ protected:
     }
 
 private:
-    std::vector<Call> m_day = Day();
+    std::vector<Call> m_day = Day(GetParam());
     std::vector<Answer> m_undisturbed;
 };
 
-TEST_F(FailureStory, OfAnUndisturbedDayHasNoErrorsAndIsRepeatable)
+std::string NameOf(QuindalMarginRule rule)
 {
-    Begin();
-    MakeUndisturbed(0, Day().size());
-    for (std::size_t i = 0; i < Day().size(); ++i)
-        EXPECT_EQ(Undisturbed(i).code, 0) << Day()[i].name;
+    switch (rule) {
+    case QUINDAL_MARGIN_RULE_NETTING:
+        return "Netting";
+    case QUINDAL_MARGIN_RULE_HALF_NETTING:
+        return "HalfNetting";
+    default:
+        return "Gross";
+    }
 }
 
-TEST_F(FailureStory, OneAllocationThatFailsLeavesEverythingAsItWas)
+std::vector<Rules> AllRules()
+{
+    std::vector<Rules> all;
+    for (const auto firm : {QUINDAL_MARGIN_RULE_NETTING, QUINDAL_MARGIN_RULE_HALF_NETTING, QUINDAL_MARGIN_RULE_GROSS})
+        for (const auto account :
+             {QUINDAL_MARGIN_RULE_NETTING, QUINDAL_MARGIN_RULE_HALF_NETTING, QUINDAL_MARGIN_RULE_GROSS})
+            all.push_back({firm, account});
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(UnderEachRule, FailureStory, testing::ValuesIn(AllRules()), [](const auto& rules) {
+    return NameOf(rules.param.firm) + "Below" + NameOf(rules.param.account);
+});
+
+TEST_P(FailureStory, OfAnUndisturbedDayHasNoErrorsAndIsRepeatable)
+{
+    Begin();
+    MakeUndisturbed(0, Calls().size());
+    for (std::size_t i = 0; i < Calls().size(); ++i)
+        EXPECT_EQ(Undisturbed(i).code, 0) << Calls()[i].name;
+}
+
+TEST_P(FailureStory, OneAllocationThatFailsLeavesEverythingAsItWas)
 {
     EXPECT_GT(FailEachAllocationOfTheDay<OneFailingAllocation>(), 500);
 }
 
-TEST_F(FailureStory, MemoryThatEndsWithinACallLeavesEverythingAsItWas)
+TEST_P(FailureStory, MemoryThatEndsWithinACallLeavesEverythingAsItWas)
 {
     EXPECT_GT(FailEachAllocationOfTheDay<RoomForAllocations>(), 500);
+}
+
+// The start of the library --------------------------------------------------------------------------------------------
+
+/// Starts the library again and again, one allocation failing each time, until none fails any more. In between it is
+/// not started, and the end is a library that works. Gives the number of failures.
+template <class Memory>
+long FailEachAllocationOfTheStart(const std::string& ini)
+{
+    constexpr std::int32_t OutOfMemory = 1; // of the platform, where the ini file or a log is opened
+    constexpr std::int32_t NotInitialized = 94821;
+    for (long allocations = 0;; ++allocations) {
+        std::int32_t code = 0;
+        {
+            const Memory memory(allocations);
+            code = InitQuindalIM(ini.c_str(), "user", "secret");
+        }
+        std::intptr_t calc = 0;
+        if (code == 0) {
+            EXPECT_EQ(CreateQuindalIMCalculator(&calc), 0);
+            return allocations;
+        }
+        EXPECT_TRUE(code == SomethingUnforeseen || code == OutOfMemory) << code << " after " << allocations;
+        EXPECT_EQ(CreateQuindalIMCalculator(&calc), NotInitialized);
+        kv7base::QLTracer::DeInit(); // the logs are opened anew by the next try
+        if (testing::Test::HasFailure()) return allocations;
+    }
+}
+
+using StartStory = LibraryTest;
+
+TEST_F(StartStory, AnAllocationThatFailsLeavesTheLibraryNotStartedAndTheNextTryStartsIt)
+{
+    EXPECT_GT(FailEachAllocationOfTheStart<OneFailingAllocation>(GoodIni()), 10);
+}
+
+TEST_F(StartStory, MemoryThatEndsWithinTheStartLeavesTheLibraryNotStarted)
+{
+    EXPECT_GT(FailEachAllocationOfTheStart<RoomForAllocations>(GoodIni()), 10);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "Z9MQCore.h"
 
 #include <chrono>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -518,6 +519,24 @@ TEST_F(Z9MQCoreTest, AFailedCheckDropsTheConnectionForGood)
     EXPECT_FALSE(core.CheckPing()) << "a server that is back does not bring the connection back";
     EXPECT_TRUE(core.Logout());
     EXPECT_EQ(TheQueue().calls.size(), 8u);
+}
+
+TEST_F(Z9MQCoreTest, ACheckForWhichThereIsNoMemoryLeavesTheLinkAndTheNextOneAsks)
+{
+    LogIn();
+    MoveClock(20s);
+    TheQueue().createMessage = Z9ERR_COMMON_NO_MEMORY;
+    EXPECT_THROW(static_cast<void>(core.CheckPing()), std::bad_alloc);
+    EXPECT_THAT(TheQueue().calls, IsEmpty());
+
+    TheQueue().createMessage = Z9ERR_OK;
+    TheQueue().send = Z9ERR_COMMON_NO_MEMORY;
+    EXPECT_THROW(static_cast<void>(core.CheckPing()), std::bad_alloc);
+    EXPECT_THAT(TheQueue().calls, ElementsAre("Send"));
+
+    TheQueue().send = Z9ERR_OK;
+    EXPECT_TRUE(core.CheckPing());
+    EXPECT_THAT(TheQueue().calls, ElementsAre("Send", "Send"));
 }
 
 TEST_F(Z9MQCoreTest, AFailedCheckOfALostRouterEndsWithWhatTheLogoutFoundOut)

@@ -1,6 +1,7 @@
 #include "replica/DealRoad.h"
 
 #include <cstddef>
+#include <optional>
 #include <span>
 
 #include "MarginRoad.h"
@@ -31,25 +32,37 @@ struct LevelRecords
     }
 };
 
-Z9ERR SetPositionOf(kv7im::Portfolio& book, const pos::SPosTrade& record)
+using PreparedPosition = kv7im::Portfolio::PreparedPosition;
+
+Z9ERR SetPositionOf(PreparedPosition& prepared, const pos::SPosTrade& record)
 {
-    return book.SetPosition(record.isin, record.quantity, record.waprice.AsDouble(), record.afterLastClearingQuantity);
+    return prepared.Set(record.quantity, record.waprice.AsDouble(), record.afterLastClearingQuantity);
 }
 
-// Sets the position of one leg. Unlike a position set from outside it reaches every level at once.
+// Sets the position of one leg. Unlike a position set from outside it reaches every level at once; all of them take
+// what memory it needs before any of them changes.
 Z9ERR SetPositionByRecords(BraskClient& client, BraskBroker& firm, BraskSettlementAccount& account,
                            const pos::SPosTrade& ofClient, const pos::SPosTrade& ofBroker,
                            const pos::SPosTrade& ofAccount)
 {
+    PreparedPosition clients(client.GetPortfolio(), ofClient.isin);
+    std::optional<PreparedPosition> withoutEquityOptions;
+    std::optional<PreparedPosition> firms;
+    std::optional<PreparedPosition> accounts;
+    if (client.KeepsWithoutEquityOptions(ofClient.isin))
+        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(), ofClient.isin);
+    if (firm.GetMarginRule() == Enums::MarginRule::Netting) firms.emplace(firm.GetPortfolio(), ofBroker.isin);
+    if (account.GetMarginRule() == Enums::MarginRule::Netting) accounts.emplace(account.GetPortfolio(), ofAccount.isin);
+    LossesOnTheWay losses(client, ofClient.isin, clients.Found(), firm, account);
+
     UpdateDealReserve(client, ofClient.isin, ofClient.priceTechnic, ofClient.quantityTechnic);
-    Z9ERR code = SetPositionOf(client.GetPortfolio(), ofClient);
-    client.SetPositionInPortfolioWithoutEquityOptions(ofClient.isin, ofClient.quantity, ofClient.waprice.AsDouble(),
-                                                      ofClient.afterLastClearingQuantity);
-    const kv7im::RolledUpRisksVector deltas = CollectDeltas(client, ofClient.isin, firm, account);
+    Z9ERR code = SetPositionOf(clients, ofClient);
+    if (withoutEquityOptions) static_cast<void>(SetPositionOf(*withoutEquityOptions, ofClient));
+    losses.Collect();
     UpdateParticipantMeans(client);
     CarryUpFromClients(
-        firm, account, deltas, [&] { KeepFirst(code, SetPositionOf(firm.GetPortfolio(), ofBroker)); },
-        [&] { KeepFirst(code, SetPositionOf(account.GetPortfolio(), ofAccount)); });
+        firm, account, losses.Sums(), losses.Deltas(), [&] { KeepFirst(code, SetPositionOf(*firms, ofBroker)); },
+        [&] { KeepFirst(code, SetPositionOf(*accounts, ofAccount)); });
     return code;
 }
 

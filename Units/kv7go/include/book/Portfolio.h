@@ -121,15 +121,31 @@ public:
     /// SetPosition; Z9ERR_CALCGO_API_ERROR_FUTURES_NOT_FOUND for a multileg without one of its legs.
     [[nodiscard]] Z9ERR ChangeOrder(Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
 
-    /// A change of orders in two steps, so that several books change together or not at all: the constructor does
-    /// everything that may run out of memory, Apply the rest. A change that was not applied leaves nothing behind but
-    /// flat positions. The book outlives it, and nothing changes in it in between.
+    /// A change of a position in two steps, so that several books change together or not at all: the constructor does
+    /// everything that may run out of memory, Set the rest. A change that was not made leaves nothing behind but a flat
+    /// position. The book outlives it, and nothing else changes in it in between.
+    class PreparedPosition
+    {
+    public:
+        PreparedPosition(Portfolio& book, Isin isin);
+        /// Sets the position, which cannot fail, and gives the code of SetPosition.
+        [[nodiscard]] Z9ERR Set(std::int64_t quantity, double price, std::int64_t novQuantity);
+        [[nodiscard]] const SearchResult& Found() const noexcept { return m_found; }
+
+    private:
+        SearchResult m_found;
+        CSpecPositionOptionsBase* m_option = nullptr; // the position, where the isin is that of an option
+    };
+
+    /// A change of orders in two steps, as PreparedPosition is one of a position. A change that was not applied leaves
+    /// nothing behind but flat positions.
     class PreparedOrders
     {
     public:
         PreparedOrders(Portfolio& book, Isin isin, std::size_t count, const SClearingDeltaOrder* orders);
         /// Makes the change, which cannot fail, and gives the code of ChangeOrder; none is made for another than 0.
         [[nodiscard]] Z9ERR Apply();
+        [[nodiscard]] const SearchResult& Found() const noexcept { return m_found; }
 
     private:
         [[nodiscard]] Z9ERR Prepare(Portfolio& book, std::size_t count, const SClearingDeltaOrder* orders);
@@ -152,6 +168,8 @@ public:
     /// Rebuilds the whole book after the participant's parameters have changed. A position whose instrument is gone
     /// drops out. Always returns 0. When it throws, the book is as it was.
     Z9ERR Refresh();
+    /// A refresh that can be taken back (book/RefreshedPortfolio.h).
+    class Refreshed;
 
     /// Empties the book: positions, nodes and both margins. The gross sum and the rolled-up entries stay.
     void Clear();
@@ -181,6 +199,10 @@ public:
     [[nodiscard]] const RiskNodeMMS* GetRisksNodeOfLevelMMS(const std::string& code) const; ///< Null when absent.
     [[nodiscard]] const RiskNodeMCS* GetRisksNodeOfLevelMCS(const std::string& code) const; ///< Null when absent.
 
+    /// What a change of one instrument hands up, and where the levels above add it (book/PreparedRollUp.h).
+    class PreparedReport;
+    class PreparedSums;
+
     /// Appends the change since the last call of the losses in the rolled-up risk of this isin's top node. An option of
     /// a series standing alone reports its series; any other option reports its futures, under the isin of the futures.
     /// A multileg reports its first leg, and its second leg as well while the legs are not both in spread. An unknown
@@ -191,7 +213,7 @@ public:
     /// spread.
     void GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionByFutures& position,
                                                RolledUpRisksVector& deltas);
-    /// Applies the changes of the participants below, in their order.
+    /// Applies the changes of the participants below, in their order. When it throws, nothing has changed.
     void AddRolledUpRiskNodes(const RolledUpRisksVector& deltas);
     /// Applies one change. Under the isin of an option of a series in spread there is nothing to apply: its futures has
     /// it.
@@ -224,20 +246,21 @@ private:
     void ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker);
     void AddMarginOfGroupThatWasLeft(const CumulativePositionByFutures& old, const CSpecFutures* now);
 
-    [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const CumulativePositionByFutures& position,
-                                                              const CSpecBaseContract& baseContract);
+    [[nodiscard]] RolledUpRiskNode& EntryOfNode(const std::string& code, const RiskNodeBase& node,
+                                                const CSpecBaseContract& baseContract);
+    static void MakeRoomFor(RolledUpRisksVector& deltas, std::size_t more);
     [[nodiscard]] static RolledUpRiskNode GetRolledUpRiskNode(const RiskNodeBase& node,
                                                               const CSpecBaseContract& baseContract);
     [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNode(const std::string& code, RolledUpRiskNode current);
     [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeFromZero(const std::string& code, std::size_t pointsNum);
-    void PushDeltaOfPosition(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
     void PushDeltasOfSeries(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
     void PushDeltaOfSpreadAspect(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas);
     [[nodiscard]] RolledUpRiskNode GetDeltaRolledUpRiskNodeMMS(const CSpecFutures& futures);
-    void AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node);
-    void AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node);
     [[nodiscard]] RolledUpRiskNode& TryFindOrCreateRolledUpRisk(const std::string& code, std::size_t pointsNum);
-    void RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS);
+    template <class Do>
+    void ForEachMemberOfMCS(const CSpecBaseContract& baseContract, const Do& with) const;
+    void MakeRoomInMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS) const;
+    void RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS) const;
     void AddMarginChangesOf(RolledUpRiskNode& entry);
 
     RiskParticipant* participant_; // owner of this book

@@ -38,6 +38,9 @@ public:
     /// Sets a position in an option of this futures and carries the change up to the portfolio's margins. The net
     /// option value counts novQuantity contracts.
     void ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price, std::int64_t novQuantity);
+    /// The same of a position that MakeRoomForOption has given.
+    void ChangeOptionPosition(CSpecPositionOptionsBase& position, std::int64_t quantity, double price,
+                              std::int64_t novQuantity);
 
     /// Sets the futures position in the mode of positions alone, which values it by its cost basis and a market price
     /// and keeps the paper loss apart. A book runs in one mode or the other. When it throws, position and nodes are as
@@ -53,12 +56,11 @@ public:
     void ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders);
     /// Adds one change of the futures' orders with the quantity, the leg prices and the netting type of `info`.
     void ChangeFuturesOrders(bool isBuying, const KeyPriceType& key, const SOrderInfo& info);
-    /// The position that orders in the futures are prepared for (CSpecPosition::OrderChange), with all the memory that
-    /// the change will take.
-    [[nodiscard]] CSpecPosition& MakeRoomForFuturesOrders();
-    /// The position that orders in an option are prepared for, with all the memory that the change will take. A missing
-    /// one is made flat, and the option is valued.
-    [[nodiscard]] CSpecPosition& MakeRoomForOptionOrders(const CSpecOption& option);
+    /// The futures position, with all the memory that a change of it or of its orders will take.
+    [[nodiscard]] CSpecPositionFutures& MakeRoomForFutures();
+    /// The position in an option, with all the memory that a change of it or of its orders will take. A missing one is
+    /// made flat, and the option is valued.
+    [[nodiscard]] CSpecPositionOptionsBase& MakeRoomForOption(const CSpecOption& option);
     /// Makes a prepared change of the futures' orders, which cannot fail, and carries it up to the portfolio's margins.
     void ChangeFuturesOrders(CSpecPosition::OrderChange& prepared);
     /// Makes a prepared change of the orders in an option, which cannot fail, and carries it up.
@@ -110,6 +112,7 @@ public:
 private:
     void InitializeUpperLevelRiskPrivate();
     RiskNodeOptionSeries& InitializeOptionSeriesRisk(const CSpecOption& option);
+    void MarkChanged(CSpecPositionOptionsBase& position) noexcept;
     // Makes a change and carries it up to the margins. The mark of a series standing alone belongs to one call: a step
     // that throws takes it along.
     template <class Step>

@@ -30,6 +30,11 @@ public:
     /// Takes over the state of `now` and returns the change of the losses: what is below 0 there, less what was below 0
     /// here. The margins and the flag stay.
     [[nodiscard]] RolledUpRiskNode ReplaceBy(RolledUpRiskNode now);
+    /// Makes sure that adding a node like `other` takes no memory for cells.
+    void MakeRoomFor(const RolledUpRiskNode& other)
+    {
+        if (other.m_rows.SidesDiffer()) m_rows.Separate();
+    }
     void Zero(); ///< Rows, points and sums to 0; padding lanes stay NaN.
 
     /// Recomputes the volatility margin, the absolute value of the worst cell without a ratio; stores it and returns

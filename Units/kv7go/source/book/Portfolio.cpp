@@ -67,12 +67,24 @@ CumulativePositionByFutures& Portfolio::FindOrCreateCumulativeFuturesPosition(co
 
 Z9ERR Portfolio::SetPosition(Isin isin, std::int64_t quantity, double price, std::int64_t novQuantity)
 {
-    const SearchResult found = FindByIsin(isin);
-    if (found.FuturesFound())
-        found.GetPositionPtr()->ChangeFuturesPosition(quantity, price);
-    else if (found.OptionFound())
-        found.GetPositionPtr()->ChangeOptionPosition(*found.GetOptionPtr(), quantity, price, novQuantity);
-    return found.ErrorToZ9ErrorCode();
+    return PreparedPosition(*this, isin).Set(quantity, price, novQuantity);
+}
+
+Portfolio::PreparedPosition::PreparedPosition(Portfolio& book, Isin isin) : m_found(book.FindByIsin(isin))
+{
+    if (m_found.FuturesFound())
+        static_cast<void>(m_found.GetPositionPtr()->MakeRoomForFutures());
+    else if (m_found.OptionFound())
+        m_option = &m_found.GetPositionPtr()->MakeRoomForOption(*m_found.GetOptionPtr());
+}
+
+Z9ERR Portfolio::PreparedPosition::Set(std::int64_t quantity, double price, std::int64_t novQuantity)
+{
+    if (m_found.FuturesFound())
+        m_found.GetPositionPtr()->ChangeFuturesPosition(quantity, price);
+    else if (m_option != nullptr)
+        m_found.GetPositionPtr()->ChangeOptionPosition(*m_option, quantity, price, novQuantity);
+    return m_found.ErrorToZ9ErrorCode();
 }
 
 Z9ERR Portfolio::SetPosition_PositionsOnly(Isin isin, std::int64_t quantity, double price, double marketPrice,

@@ -79,9 +79,9 @@ Z9ERR Portfolio::PreparedOrders::Prepare(Portfolio& book, std::size_t count, con
 {
     if (m_found.MultilegFound()) return PrepareMultileg(book, count, orders);
     if (m_found.FuturesFound())
-        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForFuturesOrders(), count, orders);
+        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForFutures(), count, orders);
     else if (m_found.OptionFound())
-        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForOptionOrders(*m_found.GetOptionPtr()), count, orders);
+        m_first.emplace(m_found.GetPositionPtr()->MakeRoomForOption(*m_found.GetOptionPtr()), count, orders);
     return m_found.ErrorToZ9ErrorCode();
 }
 
@@ -111,11 +111,11 @@ Z9ERR Portfolio::PreparedOrders::PrepareMultileg(Portfolio& book, std::size_t co
     if (&firstPosition == &secondPosition) {
         LegOrders both = ofFirst;
         both.insert(both.end(), ofSecond.begin(), ofSecond.end());
-        m_first.emplace(firstPosition.MakeRoomForFuturesOrders(), both.size(), both.data());
+        m_first.emplace(firstPosition.MakeRoomForFutures(), both.size(), both.data());
         return Z9ERR_OK;
     }
-    m_first.emplace(firstPosition.MakeRoomForFuturesOrders(), ofFirst.size(), ofFirst.data());
-    m_second.emplace(secondPosition.MakeRoomForFuturesOrders(), ofSecond.size(), ofSecond.data());
+    m_first.emplace(firstPosition.MakeRoomForFutures(), ofFirst.size(), ofFirst.data());
+    m_second.emplace(secondPosition.MakeRoomForFutures(), ofSecond.size(), ofSecond.data());
     return Z9ERR_OK;
 }
 

@@ -1,5 +1,5 @@
 // A book taken anew after its participant's parameters have changed: positions and orders, one by one.
-#include "book/Portfolio.h"
+#include "book/RefreshedPortfolio.h"
 
 #include "book/RiskParticipant.h"
 #include "instruments/InstrumentsRepositoryWrapper.h"
@@ -39,29 +39,42 @@ Z9ERR Portfolio::InsertOptionPosition(const CSpecPositionOptionsBase& position, 
 
 Z9ERR Portfolio::Refresh()
 {
-    RisksMap<RiskNodeMCS> oldMCS;
-    RisksMap<RiskNodeMMS> oldMMS; // old positions point into these maps until they are gone
-    MapCumulativeFuturesPosition oldPositions;
-    const double volatilityBefore = VolatilityInitialMargin_;
-    const double deliveryBefore = DeliveryVolatilityInitialMargin_;
-    const auto exchange = [&]() noexcept {
-        positions.swap(oldPositions);
-        initialMarginRisksMapMMS_.swap(oldMMS);
-        initialMarginRisksMapMCS_.swap(oldMCS);
-    };
+    Refreshed(*this).Keep();
+    return Z9ERR_OK;
+}
 
-    exchange();
-    Clear();
+Portfolio::Refreshed::Refreshed(Portfolio& book)
+    : m_book(book),
+      m_rolledUp(book.halfNettingRisksCorrected_),
+      m_volatilityMargin(book.VolatilityInitialMargin_),
+      m_deliveryMargin(book.DeliveryVolatilityInitialMargin_)
+{
+    m_book.positions.swap(m_positions);
+    m_book.initialMarginRisksMapMMS_.swap(m_mms);
+    m_book.initialMarginRisksMapMCS_.swap(m_mcs);
+    m_book.Clear();
     try {
-        for (const auto& [isin, position] : oldPositions)
-            static_cast<void>(InsertFuturesPosition(position, false)); // a position whose instrument is gone drops out
+        for (const auto& [isin, position] : m_positions) // a position whose instrument is gone drops out
+            static_cast<void>(m_book.InsertFuturesPosition(position, false));
     } catch (...) {
-        exchange();
-        VolatilityInitialMargin_ = volatilityBefore;
-        DeliveryVolatilityInitialMargin_ = deliveryBefore;
+        GiveBack();
         throw;
     }
-    return Z9ERR_OK;
+}
+
+Portfolio::Refreshed::~Refreshed()
+{
+    if (!m_isKept) GiveBack();
+}
+
+void Portfolio::Refreshed::GiveBack() noexcept
+{
+    m_book.positions.swap(m_positions);
+    m_book.initialMarginRisksMapMMS_.swap(m_mms);
+    m_book.initialMarginRisksMapMCS_.swap(m_mcs);
+    m_book.halfNettingRisksCorrected_.swap(m_rolledUp);
+    m_book.VolatilityInitialMargin_ = m_volatilityMargin;
+    m_book.DeliveryVolatilityInitialMargin_ = m_deliveryMargin;
 }
 
 } // namespace kv7im

@@ -1,5 +1,5 @@
 // The changes that a participant hands to the participant above it, entity by entity, and how they are summed there.
-#include "book/Portfolio.h"
+#include "book/PreparedRollUp.h"
 
 #include <set>
 #include <string_view>
@@ -26,26 +26,6 @@ std::size_t PointsNumOf(const Instrument& instrument)
     return static_cast<std::size_t>(instrument.GetPointsNum());
 }
 
-// Code that a futures rolls up under: in a spread that of its base contract, otherwise its own.
-const std::string& RolledUpCodeOf(const CSpecFutures& futures)
-{
-    return futures.IsInSpread ? futures.CodeBC : futures.Code;
-}
-
-// The node of an option's series where the series is margined by itself and was held at some time; otherwise null.
-const RiskNodeOptionSeries* SeriesStandingAlone(const Portfolio::SearchResult& found)
-{
-    if (!found.OptionFound() || found.GetOptionPtr()->VirtFutures->IsInSpread) return nullptr;
-    return found.GetPositionPtr()->GetRiskNodeOptionSeriesByVFCode(found.GetOptionPtr()->CodeVF);
-}
-
-// Makes room for one more change. Called before an entry is asked for its change: the entry then counts it as reported,
-// so it must not get lost.
-void MakeRoomForOne(RolledUpRisksVector& deltas)
-{
-    if (deltas.size() == deltas.capacity()) deltas.reserve(2 * deltas.size());
-}
-
 void PushOfSpreadAspectChange(Isin isin, RolledUpRiskNode delta, RolledUpRisksVector& deltas)
 {
     delta.SetIsFromSpreadAspectChange(true);
@@ -59,19 +39,27 @@ RolledUpRiskNode& Portfolio::TryFindOrCreateRolledUpRisk(const std::string& code
     return halfNettingRisksCorrected_.try_emplace(code, pointsNum, participant_->GetRiskLevel()).first->second;
 }
 
+// The entry that a node reports by; an empty one is made where there is none yet.
+RolledUpRiskNode& Portfolio::EntryOfNode(const std::string& code, const RiskNodeBase& node,
+                                         const CSpecBaseContract& baseContract)
+{
+    const auto found = halfNettingRisksCorrected_.find(code);
+    if (found != halfNettingRisksCorrected_.end()) return found->second;
+    return TryFindOrCreateRolledUpRisk(code, GetRolledUpRiskNode(node, baseContract).PointsNum());
+}
+
+// Makes room for more changes. Called before an entry is asked for its change: the entry then counts it as reported, so
+// it must not get lost.
+void Portfolio::MakeRoomFor(RolledUpRisksVector& deltas, std::size_t more)
+{
+    if (deltas.capacity() - deltas.size() < more) deltas.reserve(2 * deltas.size() + more);
+}
+
 RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const RiskNodeBase& node, const CSpecBaseContract& baseContract)
 {
     RolledUpRiskNode rolledUp = node.GetRolledUpRiskNode(Risk::CollapseProperty::NegativeAndPositive);
     rolledUp.ApplyCorrection(baseContract);
     return rolledUp;
-}
-
-RolledUpRiskNode Portfolio::GetRolledUpRiskNode(const CumulativePositionByFutures& position,
-                                                const CSpecBaseContract& baseContract)
-{
-    const RiskNodeFutures& owner = position.GetOwnerRiskNode();
-    return GetRolledUpRiskNode(position.HasLevelMMS() ? static_cast<const RiskNodeBase&>(*owner.Group()) : owner,
-                               baseContract);
 }
 
 // The change of the losses under this code since the last call; profits are cut off before and after.
@@ -94,28 +82,9 @@ RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeFromZero(const std::string& 
     return delta;
 }
 
-void Portfolio::PushDeltaOfPosition(const CumulativePositionByFutures& position, RolledUpRisksVector& deltas)
-{
-    const CSpecFutures& futures = *position.GetFutures();
-    MakeRoomForOne(deltas);
-    deltas.emplace_back(futures.isin, GetDeltaRolledUpRiskNode(RolledUpCodeOf(futures),
-                                                               GetRolledUpRiskNode(position, *futures.BaseContract)));
-}
-
 void Portfolio::GetDeltaRolledUpRiskNodes(Isin isin, RolledUpRisksVector& deltas)
 {
-    const SearchResult found = FindByIsin(isin);
-    if (found.GetPositionPtr() == nullptr) return;
-    if (const RiskNodeOptionSeries* const series = SeriesStandingAlone(found)) {
-        const std::string& code = found.GetOptionPtr()->VirtFutures->Code;
-        const CSpecBaseContract& baseContract = *found.GetPositionPtr()->GetFutures()->BaseContract;
-        MakeRoomForOne(deltas);
-        deltas.emplace_back(isin, GetDeltaRolledUpRiskNode(code, GetRolledUpRiskNode(*series, baseContract)));
-        return;
-    }
-    PushDeltaOfPosition(*found.GetPositionPtr(), deltas);
-    if (found.MultilegFound() && found.GetMultilegPtr()->IsIncompleteSpreadAspect())
-        PushDeltaOfPosition(*found.GetPositionSecondLegPtr(), deltas);
+    PreparedReport(*this, isin, FindByIsin(isin)).Collect(deltas);
 }
 
 void Portfolio::GetAllDeltaRolledUpRiskNodesByFutures(const CumulativePositionByFutures& position,
@@ -143,7 +112,7 @@ void Portfolio::PushDeltasOfSeries(const CumulativePositionByFutures& position, 
         }
         const CSpecVirtFutures* const before = repository.GetVirtualFutures(AccessByStatus::eCurrent, series.Code);
         if (before == nullptr || before->IsInSpread) continue;
-        MakeRoomForOne(deltas);
+        MakeRoomFor(deltas, 1);
         PushOfSpreadAspectChange(isin, GetDeltaRolledUpRiskNodeFromZero(series.Code, PointsNumOf(series)), deltas);
     }
 }
@@ -156,7 +125,7 @@ void Portfolio::PushDeltaOfSpreadAspect(const CumulativePositionByFutures& posit
     const CSpecFutures* const before =
         participant_->GetInstruments().GetRepository().GetFutures(AccessByStatus::eCurrent, position.GetIsin());
     if (before == nullptr || before->IsInSpread == now.IsInSpread) return;
-    MakeRoomForOne(deltas);
+    MakeRoomFor(deltas, 1);
     if (before->IsInSpread)
         PushOfSpreadAspectChange(now.isin, GetDeltaRolledUpRiskNodeMMS(now), deltas);
     else
@@ -174,58 +143,36 @@ RolledUpRiskNode Portfolio::GetDeltaRolledUpRiskNodeMMS(const CSpecFutures& futu
 
 void Portfolio::AddRolledUpRiskNodes(const RolledUpRisksVector& deltas)
 {
-    for (const auto& [isin, node] : deltas)
-        AddRolledUpRiskNode(isin, node);
+    PreparedSums sums(*this);
+    sums.MakeRoomFor(deltas);
+    sums.Add(deltas);
 }
 
 void Portfolio::AddRolledUpRiskNode(Isin isin, const RolledUpRiskNode& node)
 {
-    // After a change of the spread the isin is read in the shape before it.
-    const InstrumentsRepositoryWrapper& instruments = participant_->GetInstruments();
-    const AccessByStatus access =
-        node.GetIsFromSpreadAspectChange() ? AccessByStatus::eCurrent : instruments.GetStatus(isin);
-    const InstrumentsRepository& repository = instruments.GetRepository();
-    if (const CSpecFutures* const futures = repository.GetFutures(access, isin)) {
-        AddRolledUpRiskNode(*futures, node);
-        return;
-    }
-    const CSpecOption* const option = repository.GetOption(access, isin);
-    if (option != nullptr && !option->VirtFutures->IsInSpread) AddRolledUpRiskNode(*option->VirtFutures, node);
+    AddRolledUpRiskNodes(RolledUpRisksVector(1, {isin, node}));
 }
 
-void Portfolio::AddRolledUpRiskNode(const CSpecFutures& futures, const RolledUpRiskNode& node)
+template <class Do>
+void Portfolio::ForEachMemberOfMCS(const CSpecBaseContract& baseContract, const Do& with) const
 {
-    const CSpecBaseContract& baseContract = *futures.BaseContract;
-    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(RolledUpCodeOf(futures), PointsNumOf(futures));
-    if (!futures.IsInSpread || !baseContract.HasMCS()) {
-        entry += node;
-        AddMarginChangesOf(entry);
-        return;
-    }
-    RolledUpRiskNode& entryOfMCS = TryFindOrCreateRolledUpRisk(baseContract.CodeMCS, PointsNumOf(futures));
-    entry += node;
-    RebuildRolledUpMCS(baseContract, entryOfMCS);
-    AddMarginChangesOf(entryOfMCS);
-}
-
-// Applies a change of a series standing alone, which belongs to no group. The row has real price points only:
-// sub-points were folded below.
-void Portfolio::AddRolledUpRiskNode(const CSpecVirtFutures& series, const RolledUpRiskNode& node)
-{
-    RolledUpRiskNode& entry = TryFindOrCreateRolledUpRisk(series.Code, static_cast<std::size_t>(series.GetPointsNum()));
-    entry += node;
-    AddMarginChangesOf(entry);
-}
-
-// Builds the sum of an MCS anew from the entries of its base contracts instead of updating it.
-void Portfolio::RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS)
-{
-    entryOfMCS.Zero();
     const InstrumentsRepository& repository = participant_->GetInstruments().GetRepository();
     for (const BaseContractNode& member : repository.RangeBaseContractByMCS(baseContract.CodeMCS)) {
         const RolledUpRiskNode* const entry = GetHalfNettingRisksByCode(member.GetCode());
-        if (entry != nullptr) entryOfMCS += *entry;
+        if (entry != nullptr) with(*entry);
     }
+}
+
+void Portfolio::MakeRoomInMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS) const
+{
+    ForEachMemberOfMCS(baseContract, [&](const RolledUpRiskNode& member) { entryOfMCS.MakeRoomFor(member); });
+}
+
+// Builds the sum of an MCS anew from the entries of its base contracts instead of updating it.
+void Portfolio::RebuildRolledUpMCS(const CSpecBaseContract& baseContract, RolledUpRiskNode& entryOfMCS) const
+{
+    entryOfMCS.Zero();
+    ForEachMemberOfMCS(baseContract, [&](const RolledUpRiskNode& member) { entryOfMCS += member; });
 }
 
 void Portfolio::AddMarginChangesOf(RolledUpRiskNode& entry)

@@ -101,8 +101,15 @@ void CumulativePositionByFutures::ChangeFuturesPosition_PositionsOnly(std::int64
 void CumulativePositionByFutures::ChangeOptionPosition(const CSpecOption& option, std::int64_t quantity, double price,
                                                        std::int64_t novQuantity)
 {
-    CSpecPosition& position = FindOrCreateOptionPositionAndMarkChanged(option);
-    Change(MarginMode::Plain, [&] { position.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
+    ChangeOptionPosition(FindOrCreateOptionPosition(option), quantity, price, novQuantity);
+}
+
+void CumulativePositionByFutures::ChangeOptionPosition(CSpecPositionOptionsBase& position, std::int64_t quantity,
+                                                       double price, std::int64_t novQuantity)
+{
+    MarkChanged(position);
+    CSpecPosition& any = position;
+    Change(MarginMode::Plain, [&] { any.UpdateInitialMarginByNewPosition(quantity, price, novQuantity); });
 }
 
 void CumulativePositionByFutures::ChangeOptionPosition_PositionsOnly(const CSpecOption& option, std::int64_t quantity,
@@ -114,13 +121,13 @@ void CumulativePositionByFutures::ChangeOptionPosition_PositionsOnly(const CSpec
            [&] { position.UpdateInitialMarginByNewPosition_PositionsOnly(quantity, price, marketPrice, novQuantity); });
 }
 
-CSpecPosition& CumulativePositionByFutures::MakeRoomForFuturesOrders()
+CSpecPositionFutures& CumulativePositionByFutures::MakeRoomForFutures()
 {
     m_ownerRisk.KeepCells();
     return m_position;
 }
 
-CSpecPosition& CumulativePositionByFutures::MakeRoomForOptionOrders(const CSpecOption& option)
+CSpecPositionOptionsBase& CumulativePositionByFutures::MakeRoomForOption(const CSpecOption& option)
 {
     CSpecPositionOptionsBase& position = FindOrCreateOptionPosition(option);
     static_cast<void>(option.GetGrid(m_participant->GetRiskLevel()));
@@ -141,14 +148,14 @@ void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, 
 
 void CumulativePositionByFutures::ChangeFuturesOrders(std::size_t count, const SClearingDeltaOrder* orders)
 {
-    CSpecPosition::OrderChange change(MakeRoomForFuturesOrders(), count, orders);
+    CSpecPosition::OrderChange change(MakeRoomForFutures(), count, orders);
     ChangeFuturesOrders(change);
 }
 
 void CumulativePositionByFutures::ChangeOptionOrders(const CSpecOption& option, std::size_t count,
                                                      const SClearingDeltaOrder* orders)
 {
-    CSpecPosition::OrderChange change(MakeRoomForOptionOrders(option), count, orders);
+    CSpecPosition::OrderChange change(MakeRoomForOption(option), count, orders);
     ChangeOptionOrders(option, change);
 }
 
@@ -170,8 +177,13 @@ CSpecPositionOptionsBase&
 CumulativePositionByFutures::FindOrCreateOptionPositionAndMarkChanged(const CSpecOption& option)
 {
     CSpecPositionOptionsBase& position = FindOrCreateOptionPosition(option);
-    if (!position.IsInSpread()) m_changedOptionSeriesNodeWithoutSpread = &position.GetOptionSeriesRisk();
+    MarkChanged(position);
     return position;
+}
+
+void CumulativePositionByFutures::MarkChanged(CSpecPositionOptionsBase& position) noexcept
+{
+    if (!position.IsInSpread()) m_changedOptionSeriesNodeWithoutSpread = &position.GetOptionSeriesRisk();
 }
 
 // The node of a series; it has no delivery rows where the participant does not count deliveries of the series.
