@@ -5,7 +5,7 @@
 #   scripts/simulate.sh [--asan] [STEPS [WORD...]]
 #     --asan     with the address and undefined-behaviour sanitizers; some 10 times slower
 #     STEPS      100000 without it
-#     WORD...    goes to the program: --seed 7, --days 1, --story, --failures all; --help tells them all
+#     WORD...    goes to the program: --seed 7, --days 1, --story, --failures none; --help tells them all
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 preset=release

@@ -33,10 +33,8 @@ std::string Lines(const std::vector<std::string>& lines)
 std::string CommandFor(const Day& day)
 {
     std::string command = "simulate --days 1 --seed " + std::to_string(day.seed);
-    if (day.habits.failuresUnderLosses)
-        command += " --failures all";
-    else if (!day.habits.failuresUnderNetting)
-        command += " --failures none";
+    if (!day.habits.failuresUnderLosses)
+        command += day.habits.failuresUnderNetting ? " --failures netting" : " --failures none";
     if (day.habits.wildNumbers) command += " --wild";
     if (day.habits.spreadOrdersWhileOpen) command += " --spread-orders";
     return command;

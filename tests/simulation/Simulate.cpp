@@ -32,7 +32,7 @@ struct Options
     std::uint64_t days = 0;
     double seconds = 0.0;
     std::uint64_t seed = 0;
-    std::string failures = "netting";
+    std::string failures = "all";
     Habits habits;
     bool tellsStory = false;
     bool inChildren = false;

@@ -141,13 +141,13 @@ TEST(AFault, IsToldWithItsSeedTheCommandAndTheCalls)
 TEST(TheCommand, HasTheHabitsOfTheDay)
 {
     Habits habits;
+    habits.wildNumbers = habits.spreadOrdersWhileOpen = true;
+    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --wild --spread-orders");
+    habits = {};
+    habits.failuresUnderLosses = false;
+    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --failures netting");
     habits.failuresUnderNetting = false;
-    habits.wildNumbers = true;
-    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --failures none --wild");
-    habits.failuresUnderNetting = habits.failuresUnderLosses = true;
-    habits.wildNumbers = false;
-    habits.spreadOrdersWhileOpen = true;
-    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --failures all --spread-orders");
+    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --failures none");
 }
 
 } // namespace
