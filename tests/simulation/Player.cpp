@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -362,7 +363,7 @@ private:
         case Kind::ChangeMarket:
             return ChangeMarket(step);
         case Kind::CommitMarket:
-            return CommitMarket(step.seed % 2 == 0);
+            return CommitMarket(step);
         case Kind::JumpClock:
             return JumpClock(step);
         case Kind::LoseLink:
@@ -654,17 +655,33 @@ private:
         const SeededDraws draws(step.seed);
         random_changes::Day(Instruments(), *m_opened).ChangeSome();
     }
-    void CommitMarket(bool settles)
+    /// A call of the inside that may be repeated after it has failed for memory: by a code, or by what it throws.
+    template <class Call>
+    void Repeat(const Step& step, const std::string& name, const Call& call)
+    {
+        if (step.memory != Step::Plenty && m_day.habits.failuresUnderLosses) {
+            try {
+                if (WithLittleMemory(step, call) == Z9ERR_OK) return;
+            } catch (const std::exception&) { // repeated like one that gives a code
+            }
+            ++m_tally.failures;
+            Tell("  fails for memory: " + name);
+        }
+        Expect(static_cast<std::int32_t>(call()), 0, name);
+    }
+    void CommitMarket(const Step& step)
     {
         if (!m_opened) return;
+        const bool settles = step.seed % 2 == 0;
         Tell(settles ? "the changes are committed, positions are settled" : "the changes are committed");
-        Expect(static_cast<std::int32_t>(Instruments().UpdateComplete()), 0, "UpdateComplete");
+        Repeat(step, "UpdateComplete", [&] { return Instruments().UpdateComplete(); });
         std::set<Isin> open;
         for (const kv7im::FuturesNode& node : Instruments().RangeFuturesByIsin())
             if (node.GetStatus() == kv7im::Status::WasChanged) open.insert(node.GetIsin());
-        Expect(static_cast<std::int32_t>(margin_orchestrator::RecalcChangedInstruments(
-                   QuindalIM::GetParticipantRepositoryForQuindaIM(), Instruments(), settles)),
-               0, "RecalcChangedInstruments");
+        Repeat(step, "RecalcChangedInstruments", [&] {
+            return margin_orchestrator::RecalcChangedInstruments(QuindalIM::GetParticipantRepositoryForQuindaIM(),
+                                                                 Instruments(), settles);
+        });
         m_plain.ChangeMarket(*m_opened, open, settles);
         m_opened.reset();
     }
