@@ -373,6 +373,36 @@ TEST(PortfolioOptions, SubPointsShowTheLossBetweenThePricesOfTheGrid)
 
 // What an isin resolves to.
 
+// Long strangles gain 1000 and more at each price; the call sold in the other series, with a wide smile, sub-points and
+// volatilities that move apart, loses some hundred at most. Three prices leave a fourth lane, which belongs to nobody.
+TEST(PortfolioOptions, ABookThatGainsEverywhereCostsNothingInWhateverOrderItCame)
+{
+    plain::Market market = MarketOf(InSpread(HandSeries("S")));
+    kv7im::OptionSeriesParameters wide = InSpread(HandSeries("WIDE"));
+    wide.SubRisk = true;
+    wide.A_Bach = 1.0;
+    wide.M_Bach = 200.0;
+    wide.VolatilityRiskMismatch = 0.2;
+    market.series.push_back(wide);
+    constexpr Isin Second = 100;
+    for (const OptionSample& option : OptionsOf("WIDE", Second))
+        market.options.push_back(option);
+    const plain::Book gains = {{Call750, {10, 0.0}}, {Put850, {10, 0.0}}};
+    const plain::Book sold = {{Second + Call825, {-1, 60.0}}};
+    plain::Book all = gains;
+    all.insert(sold.begin(), sold.end());
+    ASSERT_EQ(plain::Model(market, NettingRules()).Of(all).volatility, 0.0);
+
+    const auto repository = MakeRepository(market);
+    for (const bool soldFirst : {true, false}) {
+        EngineBook engine(*repository, NettingRules());
+        Fill(engine, soldFirst ? sold : gains);
+        Fill(engine, soldFirst ? gains : sold);
+        EXPECT_EQ(engine.Margins().volatility, 0.0) << (soldFirst ? "sold first" : "sold last");
+        EXPECT_EQ(engine.Margins().delivery, 0.0) << (soldFirst ? "sold first" : "sold last");
+    }
+}
+
 TEST(PortfolioOptions, AnOptionStandsUnderItsFutures)
 {
     const auto repository = MakeRepository(MarketOf(HandSeries("S")));

@@ -76,7 +76,8 @@ void RiskNodeFutures::KeepCells()
 }
 
 // What the series has put into the futures: its cells; of the mismatch, and of the rates of a futures on collateral,
-// the losses.
+// the losses. They are added to the zeros of a new node, so that the padding stays no number: the losses of what is no
+// number are 0, and a series with sub-points has numbers there.
 NodeCells RiskNodeFutures::BorrowedCells() const
 {
     NodeCells cells(m_volatility.Points(), m_volatility.Scenarios(), NodeCells::Form::Full);
@@ -87,8 +88,9 @@ NodeCells RiskNodeFutures::BorrowedCells() const
         std::copy_n(series.Volatility().pData() + block * cells.Scenarios(), cells.Scenarios(), at.values);
         for (std::size_t row = 0; row < NodeCells::StressRows; ++row) {
             const std::size_t item = block * NodeCells::StressRows + row;
-            at.rates[row] = kernels::RateOfSeries(series.InterestRate().pData()[item], isCollateral);
-            at.mismatches[row] = kernels::Loss(series.VolatilityMismatch().pData()[item]);
+            at.rates[row] =
+                Add(at.rates[row], kernels::RateOfSeries(series.InterestRate().pData()[item], isCollateral));
+            at.mismatches[row] = Add(at.mismatches[row], kernels::Loss(series.VolatilityMismatch().pData()[item]));
         }
     }
     return cells;
