@@ -1,10 +1,14 @@
 # How every target of the house is compiled, said once.
 
+# 256-bit vectors, the one instruction level the engine is written for. Another one is for scripts/same-bits.sh alone.
+set(QUINDAL_ARCHITECTURE x86-64-v3 CACHE STRING "Instructions that the compiler may use, as in -march=")
+mark_as_advanced(QUINDAL_ARCHITECTURE)
+
 add_library(quindal_flags INTERFACE)
 target_compile_features(quindal_flags INTERFACE cxx_std_20 c_std_99)
 target_compile_options(quindal_flags INTERFACE
-  -march=x86-64-v3      # 256-bit vectors, the one instruction level the engine is written for
-  -ffp-contract=off     # no fused multiply-add behind our back: same input, same bits, every build
+  -march=${QUINDAL_ARCHITECTURE}
+  -ffp-contract=off # no fused multiply-add behind our back: same input, same bits, every build
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
   # gcc 12 sees overlaps in std::string's operator+ that are not there.
   $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wno-restrict>

@@ -3,6 +3,7 @@
 # unit and compares it with the least shares in tests/structure/coverage.txt. Branches that only an exception takes do
 # not count. Ends with 1 where a share is below.
 #   scripts/coverage.sh             all of it
+#   scripts/coverage.sh --quick     libZ9Sys alone, compared with nothing: the preset builds, runs and counts
 #   scripts/coverage.sh --print     prints and compares what the last run has left
 #   scripts/coverage.sh --record    makes what the last run has left the least shares from now on
 # What a unit lacks, line by line: build/coverage/coverage.txt.
@@ -11,17 +12,29 @@ tree=build/coverage
 record=tests/structure/coverage.txt
 
 scripts/install-deps.sh --coverage
-if [ "$#" -eq 0 ]; then
+case "${1:-}" in
+'' | --quick)
     configure coverage
     find "$tree" -name '*.gcda' -delete # what runs of an older build have counted
+    ;;
+esac
+case "${1:-}" in
+'')
     build coverage quindal_unit_tests
     ctest --preset coverage -j2 -L unit >&2
-fi
+    ;;
+--quick)
+    build coverage z9sys_tests
+    "$tree/tests/unit/z9sys_tests" --gtest_brief=1 >&2
+    ;;
+esac
 
+filters=(--filter 'Platform/' --filter 'Units/' --filter 'Apps/')
+if [ "${1:-}" = --quick ]; then filters=(--filter 'Platform/'); fi
 say "gcovr"
 # gcc writes down a header's figures once for each source; gcovr adds them up.
 gcovr --root . --object-directory "$tree" --exclude-throw-branches --exclude-unreachable-branches -j 2 \
-    --filter 'Platform/' --filter 'Units/' --filter 'Apps/' --csv "$tree/coverage.csv" --txt "$tree/coverage.txt" >&2
+    "${filters[@]}" --csv "$tree/coverage.csv" --txt "$tree/coverage.txt" >&2
 
 # A row a unit: name, lines, their share in percent, branches, their share.
 sum_up() {
@@ -42,6 +55,7 @@ sum_up() {
 
 printf '%-20s %8s %7s %9s %7s\n' unit lines % branches %
 sum_up
+if [ "${1:-}" = --quick ]; then exit; fi
 if [ "${1:-}" = --record ]; then
     { sed -n '/^#/p' "$record" && sum_up | awk '{ print $1, $3, $5 }'; } >"$tree/record" && cp "$tree/record" "$record"
     exit

@@ -14,6 +14,7 @@ if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
 if [ "${1:-}" = "--tests" ]; then
     packages+=(python3 python3-pytest mypy python3-numpy python3-pandas python3-matplotlib)
     packages+=(python3-pip python3-setuptools python3-wheel)
+    packages+=(universal-ctags)
 fi
 if [ "${1:-}" = "--package" ]; then
     packages+=(dpkg-dev file chrpath lintian systemd procps pandoc python3 python3-pip python3-setuptools python3-wheel)
@@ -24,6 +25,7 @@ if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--docs" ]; then
 fi
 if [ "${1:-}" = "--clang" ]; then packages+=(clang-14 libclang-rt-14-dev llvm-14); fi
 if [ "${1:-}" = "--coverage" ]; then packages+=(gcovr); fi
+if [ "${1:-}" = "--memcheck" ]; then packages+=(valgrind); fi
 
 missing=()
 for package in "${packages[@]}"; do
