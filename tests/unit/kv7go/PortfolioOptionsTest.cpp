@@ -371,8 +371,6 @@ TEST(PortfolioOptions, SubPointsShowTheLossBetweenThePricesOfTheGrid)
     EXPECT_EQ(engine.portfolio.GetVolatilityInitialMargin(), engine.portfolio.GetDeliveryVolatilityInitialMargin());
 }
 
-// What an isin resolves to.
-
 // Long strangles gain 1000 and more at each price; the call sold in the other series, with a wide smile, sub-points and
 // volatilities that move apart, loses some hundred at most. Three prices leave a fourth lane, which belongs to nobody.
 TEST(PortfolioOptions, ABookThatGainsEverywhereCostsNothingInWhateverOrderItCame)
@@ -402,6 +400,8 @@ TEST(PortfolioOptions, ABookThatGainsEverywhereCostsNothingInWhateverOrderItCame
         EXPECT_EQ(engine.Margins().delivery, 0.0) << (soldFirst ? "sold first" : "sold last");
     }
 }
+
+// What an isin resolves to.
 
 TEST(PortfolioOptions, AnOptionStandsUnderItsFutures)
 {
