@@ -49,8 +49,8 @@ command_of() {
     coverage) full_or_short scripts/coverage.sh / scripts/coverage.sh --quick ;;
     threads) full_or_short scripts/threads.sh / scripts/threads.sh z9sys_tests ;;
     memcheck) full_or_short scripts/memcheck.sh / scripts/memcheck.sh kv7ordman_failure_tests ;;
-    simulation) command=(scripts/simulate.sh --steps "$steps") ;;
-    simulation-asan) command=(scripts/simulate.sh --steps "$((steps / 10))" --asan) ;;
+    simulation) command=(scripts/simulate.sh "$steps") ;;
+    simulation-asan) command=(scripts/simulate.sh --asan "$((steps / 10))") ;;
     fuzz-*) command=(scripts/fuzz.sh "$fuzz_seconds" "${1#fuzz-}") ;;
     mutants) full_or_short scripts/mutate.sh "$mutants" / scripts/mutate.sh "$mutants" 1 Z9Sys ;;
     benchmarks) full_or_short scripts/bench.sh / scripts/bench.sh --quick ;;

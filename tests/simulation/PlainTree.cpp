@@ -97,6 +97,12 @@ void PlainTree::ChangeClient(std::size_t client, bool noFutDiscount, std::int32_
     ClientBook& book = m_clients[client];
     for (auto& [isin, holding] : book.held)
         holding.afterLastClearing = 0; // nothing comes from the accounting
+    TakeAnew(client);
+}
+
+void PlainTree::TakeAnew(std::size_t client)
+{
+    ClientBook& book = m_clients[client];
     book.own.TakeAnew();
     book.figures.reset();
     book.losses.reset();

@@ -58,6 +58,8 @@ public:
     /// All books move to a changed market. Those on the futures given are taken anew; where it settles, at settlement
     /// prices.
     void ChangeMarket(plain::Market market, const std::set<Isin>& futures, bool settles);
+    /// The client's book is made anew of what it holds: what cancelled orders have left in it is gone.
+    void TakeAnew(std::size_t client);
     void ClearBooks();
     void ChangeTree(Tree tree);
 

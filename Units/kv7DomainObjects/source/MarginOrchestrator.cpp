@@ -260,9 +260,12 @@ Z9ERR RefreshClientPortfolio(BraskClient& client)
 
     // Both books are rebuilt, and all levels take what memory the changes need: what fails gives the old books back.
     const bool mayBeSpoilt = client.GetPortfolio().IsSuspect();
-    kv7im::Portfolio::Refreshed book(client.GetPortfolio());
-    std::optional<kv7im::Portfolio::Refreshed> withoutEquityOptions;
-    if (client.IsNotUseNOV()) withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions());
+    using Refreshed = kv7im::Portfolio::Refreshed;
+    Refreshed book(client.GetPortfolio(), Refreshed::Because::ParametersHaveChanged);
+    std::optional<Refreshed> withoutEquityOptions;
+    if (client.IsNotUseNOV())
+        withoutEquityOptions.emplace(client.GetPortfolioWithoutEquityOptions(),
+                                     Refreshed::Because::ParametersHaveChanged);
     const kv7im::RolledUpRisksVector deltas = ReportRefreshed(client, mayBeSpoilt, above);
 
     book.Keep();

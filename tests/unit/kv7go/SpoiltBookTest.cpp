@@ -15,14 +15,17 @@ namespace {
 
 constexpr Isin NEXT = 2;
 constexpr Isin Call850 = 10;
+constexpr Isin PremiumCall750 = 11;
 constexpr double HalfACentLost =
     0.005 * 9007199254740992.0; // times 2^53: a double of this size is rounded by half a cent
 
 plain::Market MarketOf()
 {
     plain::Market market{{HandBaseContract("BC")}, {HandFutures(), HandFutures("NEXT", NEXT)}, {}};
-    market.series = {HandSeries("S")};
-    market.options = {HandOption("S", Call850, Enums::OptionType::Call, 850.0)};
+    market.series = {HandSeries("S"), HandSeries("PREMIUM")};
+    market.series.back().marginStyle = Enums::MarginStyle::Equity;
+    market.options = {HandOption("S", Call850, Enums::OptionType::Call, 850.0),
+                      HandOption("PREMIUM", PremiumCall750, Enums::OptionType::Call, 750.0, 60.0)};
     return market;
 }
 
@@ -137,6 +140,20 @@ TEST(SpoiltBook, StaysAsItIsWhileSomethingElseInItIsNoNumber)
     EXPECT_TRUE(desk.IsSuspect()) << "no contracts at no price are no number either";
     desk.Set(Call850, 0, 0.0);
     EXPECT_FALSE(desk.IsSuspect());
+    EXPECT_EQ(desk.Margin(), right);
+}
+
+// The net option value counts the contracts of the last clearing, before and after.
+TEST(SpoiltBook, TakenAnewKeepsTheNetOptionValue)
+{
+    Desk desk;
+    desk.Set(NEXT, 3, 789.42);
+    desk.Set(PremiumCall750, 4, 60.0, 2);
+    const double right = desk.Margin();
+    desk.Set(FUT, 1'000'000'000'000, 800.0);
+    desk.Set(FUT, 0, 0.0);
+    EXPECT_FALSE(desk.IsSuspect());
+    EXPECT_EQ(desk.engine.portfolio.GetSpecPosition(PremiumCall750)->GetNOVi(), 2 * 60.0);
     EXPECT_EQ(desk.Margin(), right);
 }
 

@@ -297,8 +297,16 @@ private:
                                                        const SOrderInfo& info);
     [[nodiscard]] Z9ERR RefreshLegPrices(SOrderInfo& info, Isin isin);
     [[nodiscard]] Z9ERR resetOrders(const OrdersMap& orders, Isin isin);
-    [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice);
-    [[nodiscard]] Z9ERR InsertOptionPosition(const CSpecPositionOptionsBase& position, bool useRealCalcPrice);
+    /// Where a position that is entered again has the contracts from that its net option value counts.
+    enum class NovQuantity
+    {
+        OfAccounting,
+        AsItWas,
+    };
+    [[nodiscard]] Z9ERR InsertFuturesPosition(const CumulativePositionByFutures& position, bool useRealCalcPrice,
+                                              NovQuantity novQuantity = NovQuantity::OfAccounting);
+    [[nodiscard]] Z9ERR InsertOptionPosition(const CSpecPositionOptionsBase& position, bool useRealCalcPrice,
+                                             NovQuantity novQuantity);
     struct KeptGroups;
     [[nodiscard]] KeptGroups KeepGroups(const CSpecBaseContract& baseContract) const;
     void ZeroingRiskByFutures(const CumulativePositionByFutures& position, const CSpecFutures& speaker);

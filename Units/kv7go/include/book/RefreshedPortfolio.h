@@ -1,4 +1,4 @@
-// A book rebuilt under other parameters, together with what it was before.
+// A book rebuilt, under other parameters or because its cells were spoilt, together with what it was before.
 #pragma once
 
 #include "book/Portfolio.h"
@@ -10,8 +10,13 @@ namespace kv7im {
 class Portfolio::Refreshed
 {
 public:
+    enum class Because
+    {
+        ParametersHaveChanged,
+        CellsAreSpoilt, // holdings and net option values are what they were
+    };
     /// When it throws, the book is as it was.
-    explicit Refreshed(Portfolio& book);
+    Refreshed(Portfolio& book, Because because);
     Refreshed(const Refreshed&) = delete;
     Refreshed& operator=(const Refreshed&) = delete;
     ~Refreshed();

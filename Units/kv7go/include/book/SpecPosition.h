@@ -98,6 +98,8 @@ public:
 
     [[nodiscard]] std::int64_t GetQuantity() const noexcept { return m_state.quantity; }
     [[nodiscard]] double GetWAPrice() const noexcept { return m_state.WAPrice; }
+    /// Contracts that the net option value of an option counts.
+    [[nodiscard]] std::int64_t GetNovQuantity() const noexcept { return m_state.novQuantity; }
     /// Net option value, money; 0 for anything but a premium-style option.
     [[nodiscard]] double GetNOVi() const noexcept { return m_state.NOVi; }
     /// Market price given last in the mode of positions alone; 0 for a position that was never in that mode.
@@ -116,6 +118,7 @@ protected:
         double WAPrice = 0.0;               // price units, cost basis
         double marketPrice = 0.0;           // price units, last one of the mode of positions alone
         double NOVi = 0.0;                  // money, net option value
+        std::int64_t novQuantity = 0;       // contracts that it counts
         double cumulativePerformance = 0.0; // money, paper loss in the mode of positions alone
     };
 

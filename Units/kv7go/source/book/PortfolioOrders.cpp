@@ -144,13 +144,13 @@ void Portfolio::PreparedOrders::TakeAnew(Isin isin, std::size_t count, const SCl
 {
     m_first.reset();
     m_second.reset();
-    m_before = std::make_unique<Refreshed>(m_book);
+    m_before = std::make_unique<Refreshed>(m_book, Refreshed::Because::CellsAreSpoilt);
     m_found = m_book.FindByIsin(isin);
     m_code = Prepare(m_book, count, orders);
     if (m_code == Z9ERR_OK) Change();
     m_first.reset();
     m_second.reset();
-    Refreshed(m_book).Keep();
+    Refreshed(m_book, Refreshed::Because::CellsAreSpoilt).Keep();
     m_found = m_book.FindByIsin(isin);
 }
 

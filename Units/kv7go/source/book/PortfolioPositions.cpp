@@ -38,10 +38,10 @@ void Portfolio::PreparedPosition::Change()
 // The change is made in a copy of the book, and the copy is taken anew from what it holds then.
 void Portfolio::PreparedPosition::TakeAnew()
 {
-    m_before = std::make_unique<Refreshed>(m_book);
+    m_before = std::make_unique<Refreshed>(m_book, Refreshed::Because::CellsAreSpoilt);
     Find();
     Change();
-    Refreshed(m_book).Keep();
+    Refreshed(m_book, Refreshed::Because::CellsAreSpoilt).Keep();
     Find();
 }
 

@@ -59,6 +59,7 @@ void CSpecPosition::UpdateInitialMarginByNewPosition_PositionsOnly(std::int64_t 
 void CSpecPosition::MoveTo(const State& state, std::int64_t novQuantity, MarginMode mode)
 {
     const State old = std::exchange(m_state, state);
+    m_state.novQuantity = novQuantity;
     m_state.NOVi = CalculateNOVi(novQuantity); // before the paper loss, since it counts that of the last change
     if (mode == MarginMode::PositionsOnly)
         m_state.cumulativePerformance = CalculateCumulativePerformance(m_state.marketPrice);
