@@ -659,28 +659,28 @@ private:
     template <class Call>
     void Repeat(const Step& step, const std::string& name, const Call& call)
     {
-        if (step.memory != Step::Plenty && m_day.habits.failuresUnderLosses) {
+        if (step.memory != Step::Plenty && m_day.habits.failingCommits) {
             try {
-                if (WithLittleMemory(step, call) == Z9ERR_OK) return;
+                if (WithLittleMemory(step, call) == 0) return;
             } catch (const std::exception&) { // repeated like one that gives a code
             }
             ++m_tally.failures;
             Tell("  fails for memory: " + name);
         }
-        Expect(static_cast<std::int32_t>(call()), 0, name);
+        Expect(call(), 0, name);
     }
     void CommitMarket(const Step& step)
     {
         if (!m_opened) return;
         const bool settles = step.seed % 2 == 0;
         Tell(settles ? "the changes are committed, positions are settled" : "the changes are committed");
-        Repeat(step, "UpdateComplete", [&] { return Instruments().UpdateComplete(); });
+        Repeat(step, "UpdateComplete", [&] { return static_cast<std::int32_t>(Instruments().UpdateComplete()); });
         std::set<Isin> open;
         for (const kv7im::FuturesNode& node : Instruments().RangeFuturesByIsin())
             if (node.GetStatus() == kv7im::Status::WasChanged) open.insert(node.GetIsin());
         Repeat(step, "RecalcChangedInstruments", [&] {
-            return margin_orchestrator::RecalcChangedInstruments(QuindalIM::GetParticipantRepositoryForQuindaIM(),
-                                                                 Instruments(), settles);
+            return static_cast<std::int32_t>(margin_orchestrator::RecalcChangedInstruments(
+                QuindalIM::GetParticipantRepositoryForQuindaIM(), Instruments(), settles));
         });
         m_plain.ChangeMarket(*m_opened, open, settles);
         m_opened.reset();
