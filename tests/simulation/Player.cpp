@@ -245,7 +245,8 @@ private:
     void CompareSum(const std::string& code, double go, double sum)
     {
         ++m_tally.comparisons;
-        const double rounding = 1e-12 * sum;
+        constexpr double halfACent = 0.005; // what a wild number may leave behind
+        const double rounding = m_day.habits.wildNumbers ? halfACent : 1e-12 * sum;
         if (go < Charged(sum - rounding) || go > Charged(sum + rounding)) Fail("the GO of " + code, go, Charged(sum));
     }
     /// What a call has written of a client, and the levels above left alone or zeroed.
@@ -769,6 +770,8 @@ private:
     {
         constexpr double prices[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
                                      1e300};
+        if (Cancellable(client).size() != m_plain.OpenOrders(client).size())
+            return; // its spreads would be entered anew
         const Tradable instrument = Held(step);
         const std::string& code = Participants().clients[client].code;
         plain::Holding wild = HoldingOf(instrument, step);

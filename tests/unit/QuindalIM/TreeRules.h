@@ -14,10 +14,11 @@ struct TreeRules
 
 [[nodiscard]] inline std::vector<TreeRules> AllTreeRules()
 {
+    constexpr QuindalMarginRule rules[] = {QUINDAL_MARGIN_RULE_NETTING, QUINDAL_MARGIN_RULE_HALF_NETTING,
+                                           QUINDAL_MARGIN_RULE_GROSS};
     std::vector<TreeRules> all;
-    for (const auto firm : {QUINDAL_MARGIN_RULE_NETTING, QUINDAL_MARGIN_RULE_HALF_NETTING, QUINDAL_MARGIN_RULE_GROSS})
-        for (const auto account :
-             {QUINDAL_MARGIN_RULE_NETTING, QUINDAL_MARGIN_RULE_HALF_NETTING, QUINDAL_MARGIN_RULE_GROSS})
+    for (const QuindalMarginRule firm : rules)
+        for (const QuindalMarginRule account : rules)
             all.push_back({firm, account});
     return all;
 }
