@@ -55,6 +55,17 @@ void LevelsAbove::TakeAnew()
     }
 }
 
+void LevelsAbove::SetBehind() noexcept
+{
+    m_firm.GetPortfolio().SetSumsBehind(FirmHasSums());
+    m_account.GetPortfolio().SetSumsBehind(AccountHasSums());
+}
+
+bool LevelsAbove::AreBehind() const noexcept
+{
+    return m_firm.GetPortfolio().AreSumsBehind() || m_account.GetPortfolio().AreSumsBehind();
+}
+
 void LevelsAbove::AddToFirm(const kv7im::RolledUpRisksVector& deltas) { m_ofFirm.Add(deltas); }
 
 void LevelsAbove::AddToAccount(const kv7im::RolledUpRisksVector& deltas) { m_ofAccount.Add(deltas); }

@@ -141,7 +141,12 @@ Outcome RecalcBroker(BraskBroker& broker, Isin isin, bool useRealCalcPrice)
 
     // The levels above. A firm whose own book fails must not keep the account from the changes of the clients, which
     // are reported only once.
-    above.MakeRoomFor(deltas);
+    try {
+        above.MakeRoomFor(deltas);
+    } catch (...) { // the clients will not report these changes again
+        above.SetBehind();
+        throw;
+    }
     std::exception_ptr failureOfFirm;
     CarryUpFromClients(
         above, deltas,
@@ -181,6 +186,16 @@ bool HasBooksToRecalculate(BraskBroker& firm)
         return client.GetPortfolio().StandsOnChangedInstruments() ||
                client.GetPortfolioWithoutEquityOptions().StandsOnChangedInstruments();
     });
+}
+
+// Takes the sums of a firm and its account anew where changes have got lost on the way to them. All clients are on the
+// new objects by now.
+void MakeUpForLostChanges(BraskBroker& firm)
+{
+    LevelsAbove above(firm, *firm.GetSettlementAccount());
+    if (!above.AreBehind()) return;
+    above.TakeAnew();
+    CarryUpFromClients(above, {});
 }
 
 // Ends the pass for one participant. The account of firms without one is shared with other calculators: it is under
@@ -223,6 +238,8 @@ Z9ERR RecalcChangedInstruments(ParticipantRepository& participants, kv7im::Instr
 
     // The changes are released only when no book needs the old objects any more.
     if (outcome.unfinished || HasBooksToRecalculate(participants)) return Z9ERR_RECALC_BROKER_NOT_CONSISTENTLY;
+    for (BraskBroker& firm : participants.EnumerateBrokers())
+        MakeUpForLostChanges(firm);
     instruments.ReleaseChanged();
     EndRecalculation(participants);
     return outcome.code;

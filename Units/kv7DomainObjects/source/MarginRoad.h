@@ -34,6 +34,9 @@ public:
     void MakeRoomFor(const Changes& changes);
     /// Sums the reports of all clients anew, instead of changes.
     void TakeAnew();
+    /// Changes that count as reported have got lost on the way: the sums are behind until they are taken anew.
+    void SetBehind() noexcept;
+    [[nodiscard]] bool AreBehind() const noexcept;
 
     void AddToFirm(const kv7im::RolledUpRisksVector& deltas);
     void AddToAccount(const kv7im::RolledUpRisksVector& deltas);

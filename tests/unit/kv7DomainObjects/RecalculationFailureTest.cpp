@@ -65,11 +65,18 @@ Books BooksOf()
     return books;
 }
 
-/// A tree that stands before the pass, with the changes recomputed. It has been through the next day and back, so every
-/// level has its entries for both shapes: only their contents can get lost.
+/// What the levels of a tree know of the next day: where they have been through it and back they have their entries for
+/// both shapes, and only their contents can get lost.
+enum class NextDayIs
+{
+    Known,
+    New,
+};
+
+/// A tree that stands before the pass, with the changes recomputed.
 struct Desk
 {
-    explicit Desk(const Rules& rules)
+    explicit Desk(const Rules& rules, NextDayIs nextDay = NextDayIs::Known)
         : repository(MakeRepository(MarketOf())),
           changed(MakeRepository(NextDay())),
           tree(*repository, rules),
@@ -77,10 +84,11 @@ struct Desk
     {
         tree.Enter(BooksOf());
         fresh.Enter(BooksOf());
-        for (const plain::Market& day : {NextDay(), MarketOf()}) {
-            Open(day);
-            Tree::Check(Recalculate());
-        }
+        if (nextDay == NextDayIs::Known)
+            for (const plain::Market& day : {NextDay(), MarketOf()}) {
+                Open(day);
+                Tree::Check(Recalculate());
+            }
         Open(NextDay());
     }
     void Open(const plain::Market& day)
@@ -139,7 +147,7 @@ void TellAnew(BraskClient& client, BraskBroker& firm)
 /// while a book needs the old objects, a second try makes up for what is missing, and then every level is that of a
 /// fresh tree, whichever level it was that had no memory. Gives how often it was a client that failed.
 template <class Failing>
-int FailAtEveryAllocation(MarginRule firm, MarginRule account)
+int FailAtEveryAllocation(MarginRule firm, MarginRule account, NextDayIs nextDay = NextDayIs::Known)
 {
     int failedClients = 0;
     End end = End::Threw;
@@ -147,7 +155,7 @@ int FailAtEveryAllocation(MarginRule firm, MarginRule account)
         SCOPED_TRACE("firm " + std::to_string(static_cast<int>(firm)) + ", account " +
                      std::to_string(static_cast<int>(account)) + ", behind " + std::to_string(before));
         testing_support::WithAnEmptyPool([&] {
-            Desk desk(RulesOf(firm, account));
+            Desk desk(RulesOf(firm, account), nextDay);
             end = RecalculateWith<Failing>(before, desk);
             failedClients += end == End::GaveACode ? 1 : 0;
             if (end != End::Done) {
@@ -181,6 +189,15 @@ TEST(RecalculationFailure, ASecondTryMakesUpForExhaustedMemory)
 {
     for (const auto& [firm, account] : SomeRules)
         static_cast<void>(FailAtEveryAllocation<testing_support::RoomForAllocations>(firm, account));
+}
+
+// A level above has no entry yet for the shape of the next day, and no memory for it when its clients have reported.
+TEST(RecalculationFailure, ASecondTryMakesUpForReportsThatGotLostOnTheWayUp)
+{
+    for (const auto& [firm, account] : SomeRules) {
+        static_cast<void>(FailAtEveryAllocation<testing_support::OneFailingAllocation>(firm, account, NextDayIs::New));
+        static_cast<void>(FailAtEveryAllocation<testing_support::RoomForAllocations>(firm, account, NextDayIs::New));
+    }
 }
 
 // A book that could not be taken anew stands as it stood, groups and margins included.

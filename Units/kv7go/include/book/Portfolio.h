@@ -252,6 +252,10 @@ public:
     class PreparedReport;
     class PreparedSums;
     class SumsAnew;
+    /// Whether reports of clients that count as reported have not reached the sums of this book: they are to be taken
+    /// anew (SumsAnew).
+    [[nodiscard]] bool AreSumsBehind() const noexcept { return m_areSumsBehind; }
+    void SetSumsBehind(bool value) noexcept { m_areSumsBehind = value; }
     /// Begins to report anew: everything that the book holds counts as reported.
     void ReportAnew();
     /// Appends the losses that stand reported, entry by entry.
@@ -336,6 +340,7 @@ private:
     double VolatilityInitialMargin_ = 0.0;
     double DeliveryVolatilityInitialMargin_ = 0.0;
     double grossInitialMargin_ = 0.0;
+    bool m_areSumsBehind = false;
     double m_largestMagnitude = 0.0; // money; 0 while nothing could spoil the cells, infinite after what is no number
     MapRolledUpRiskNode halfNettingRisksCorrected_;
 };

@@ -90,7 +90,7 @@ public:
     SumsAnew& operator=(const SumsAnew&) = delete;
     ~SumsAnew();
 
-    void Keep() noexcept { m_isKept = true; }
+    void Keep() noexcept;
 
 private:
     void GiveBack() noexcept;

@@ -186,6 +186,12 @@ Portfolio::SumsAnew::SumsAnew(Portfolio& book, const RolledUpRisksVector& losses
     }
 }
 
+void Portfolio::SumsAnew::Keep() noexcept
+{
+    m_isKept = true;
+    m_book.SetSumsBehind(false);
+}
+
 Portfolio::SumsAnew::~SumsAnew()
 {
     if (!m_isKept) GiveBack();
