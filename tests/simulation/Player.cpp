@@ -660,7 +660,7 @@ private:
     template <class Call>
     void Repeat(const Step& step, const std::string& name, const Call& call)
     {
-        if (step.memory != Step::Plenty && m_day.habits.failingCommits) {
+        if (step.memory != Step::Plenty && m_day.habits.failuresUnderLosses) {
             try {
                 if (WithLittleMemory(step, call) == 0) return;
             } catch (const std::exception&) { // repeated like one that gives a code

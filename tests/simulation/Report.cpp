@@ -36,7 +36,6 @@ std::string CommandFor(const Day& day)
     if (!day.habits.failuresUnderLosses)
         command += day.habits.failuresUnderNetting ? " --failures netting" : " --failures none";
     if (day.habits.wildNumbers) command += " --wild";
-    if (day.habits.failingCommits) command += " --failing-commits";
     if (day.habits.spreadOrdersWhileOpen) command += " --spread-orders";
     return command;
 }

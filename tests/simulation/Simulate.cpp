@@ -104,8 +104,6 @@ void Parse(CLI::App& app, Options& options)
         ->check(CLI::IsMember({"none", "netting", "all"}))
         ->capture_default_str();
     app.add_flag("--wild", options.habits.wildNumbers, "Prices that are no number, quantities beyond all measure");
-    app.add_flag("--failing-commits", options.habits.failingCommits,
-                 "Commits of changed instruments fail for memory and are repeated");
     app.add_flag("--spread-orders", options.habits.spreadOrdersWhileOpen,
                  "Orders in calendar spreads come and go while changes are not committed");
     app.add_flag("--story", options.tellsStory, "Each day is told call by call");

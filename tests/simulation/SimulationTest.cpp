@@ -141,8 +141,8 @@ TEST(AFault, IsToldWithItsSeedTheCommandAndTheCalls)
 TEST(TheCommand, HasTheHabitsOfTheDay)
 {
     Habits habits;
-    habits.wildNumbers = habits.failingCommits = habits.spreadOrdersWhileOpen = true;
-    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --wild --failing-commits --spread-orders");
+    habits.wildNumbers = habits.spreadOrdersWhileOpen = true;
+    EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --wild --spread-orders");
     habits = {};
     habits.failuresUnderLosses = false;
     EXPECT_EQ(CommandFor(MakeDay(3, habits)), "simulate --days 1 --seed 3 --failures netting");

@@ -66,8 +66,6 @@ struct Habits
     bool failuresUnderNetting = true; // allocations fail where all levels above live by records of their own
     bool failuresUnderLosses = true;  // and where a level sums losses or the GO of its firms
     bool wildNumbers = false;         // prices that are no number, quantities beyond all measure
-    // A commit of changed instruments fails for memory and is repeated. Levels above may be left behind then.
-    bool failingCommits = false;
     // Orders in calendar spreads come and go while changes of instruments are not committed. The spread property of a
     // multileg changes at once, so an order that stood before leaves something when it goes then.
     bool spreadOrdersWhileOpen = false;
