@@ -132,6 +132,21 @@ std::string ReadableLines(std::string_view text, const std::string& path)
     return readable;
 }
 
+// Copies a text for SimpleIni as it is, and remembers where the copy of this thread's last text stands.
+class RememberingConverter : public SI_ConvertA<char>
+{
+public:
+    using SI_ConvertA<char>::SI_ConvertA;
+    bool ConvertFromStore(const char* text, std::size_t size, char* to, std::size_t room)
+    {
+        const bool isCopied = SI_ConvertA<char>::ConvertFromStore(text, size, to, room);
+        copy = isCopied ? to : nullptr; // one that failed has gone already
+        return isCopied;
+    }
+
+    static inline constinit thread_local char* copy = nullptr;
+};
+
 // One open file. Always true: the values are those of the file as it was last read or written by us.
 class IniFile
 {
@@ -192,15 +207,28 @@ public:
     }
 
 private:
-    using Values = CSimpleIniCaseA;
+    using Values = CSimpleIniTempl<char, SI_GenericCase<char>, RememberingConverter>;
 
     void Load(std::string_view text)
     {
         const std::string readable = ReadableLines(text, path_);
         auto values = std::make_unique<Values>();
-        if (values->LoadData(readable.data(), readable.size()) < 0) throw std::bad_alloc();
+        LoadInto(values, readable);
         const std::lock_guard lock(guard_);
         values_ = std::move(values);
+    }
+
+    // SimpleIni leaves its copy of the text behind where memory ends while it is parsed.
+    static void LoadInto(std::unique_ptr<Values>& values, const std::string& text)
+    {
+        RememberingConverter::copy = nullptr;
+        try {
+            if (values->LoadData(text.data(), text.size()) < 0) throw std::bad_alloc();
+        } catch (...) {
+            values.reset(); // points into the copy
+            delete[] RememberingConverter::copy;
+            throw;
+        }
     }
 
     static std::vector<std::string> InFileOrder(Values::TNamesDepend& names)
