@@ -35,9 +35,7 @@ work=build/same-bytes
 play() {
     say "$2"
     mkdir -p "$work/now"
-    # Leaks are for the tests to find: their search breaks down in a program that has the runtime by preloading alone.
-    ASAN_OPTIONS=detect_leaks=0 PART_COUNT=100 PROGRAM_PRELOAD="$(sanitizer_of "$2")" \
-        tests/integration/with_server.sh \
+    PART_COUNT=100 PROGRAM_PRELOAD="$(sanitizer_of "$2")" tests/integration/with_server.sh \
         build/release/Apps/quindal/quindal examples/market.xml \
         build/release/tests/replay/call_script "$2" "$work/now" | tee "$work/now/summary"
     without_moments "$work"/now/*.log

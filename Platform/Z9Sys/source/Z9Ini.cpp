@@ -132,7 +132,7 @@ std::string ReadableLines(std::string_view text, const std::string& path)
     return readable;
 }
 
-// Copies a text for SimpleIni as it is, and remembers where the copy of this thread's last text stands.
+// Copies a text for SimpleIni as it is, and remembers where the copy of the last text stands. One text at a time.
 class RememberingConverter : public SI_ConvertA<char>
 {
 public:
@@ -144,7 +144,7 @@ public:
         return isCopied;
     }
 
-    static inline constinit thread_local char* copy = nullptr;
+    static inline constinit char* copy = nullptr;
 };
 
 // One open file. Always true: the values are those of the file as it was last read or written by us.
@@ -221,6 +221,8 @@ private:
     // SimpleIni leaves its copy of the text behind where memory ends while it is parsed.
     static void LoadInto(std::unique_ptr<Values>& values, const std::string& text)
     {
+        static z9::Immortal<std::mutex> oneLoader;
+        const std::lock_guard loading(oneLoader.Get());
         RememberingConverter::copy = nullptr;
         try {
             if (values->LoadData(text.data(), text.size()) < 0) throw std::bad_alloc();
