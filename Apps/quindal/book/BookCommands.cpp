@@ -6,11 +6,11 @@
 #include <memory>
 #include <string>
 
+#include "BookWords.h"
 #include "CheckCommand.h"
 #include "CommandHelp.h"
 #include "Commands.h"
 #include "ExplainCommand.h"
-#include "InputFile.h"
 #include "MarginCommand.h"
 #include "Schema.h"
 
@@ -39,77 +39,10 @@ constexpr const char* CheckExamples =
 
 constexpr const char* FilesExamples = "  quindal files | less\n";
 
-std::string About(const std::string& purpose, const Schema& schema)
-{
-    return purpose + " (CSV: " + schema.Columns() + ")";
-}
-
-/// Refuses "-" for more than one file: standard input can be read once.
-void CheckStandardInput(std::initializer_list<const std::string*> files)
-{
-    if (std::count_if(files.begin(), files.end(), [](const std::string* file) { return *file == StandardInput; }) > 1)
-        throw CLI::ValidationError("\"-\"", "standard input can be one of the files only");
-}
-
-/// Accepts a currency's code as ISO 4217 forms them.
-CLI::Validator CurrencyCode()
-{
-    const auto fault = [](const std::string& code) {
-        const bool isCode =
-            code.size() == 3 && std::all_of(code.begin(), code.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
-        return isCode ? std::string() : "\"" + code + "\": a currency's code is three capital letters, such as EUR";
-    };
-    return {fault, "", "currency"};
-}
-
-/// Where a book comes from.
-void AddBook(CLI::App& command, const std::shared_ptr<BookOptions>& options)
-{
-    CLI::Option* const ini =
-        command.add_option("--ini", options->iniFile, "Ini file that names a live server")->type_name("FILE");
-    CLI::Option* const instruments = command
-                                         .add_option("--instruments", options->instruments,
-                                                     "Market file (XML), served privately for the length of the run")
-                                         ->type_name("FILE");
-    ini->excludes(instruments);
-    command
-        .add_option("--user", options->user, "User to log in as; its password comes from the environment or a prompt")
-        ->type_name("NAME")
-        ->check(UserName());
-    command.add_option("--accounts", options->accounts, About("Accounts", AccountsSchema))
-        ->type_name("FILE")
-        ->required();
-    command.add_option("--positions", options->positions, About("Positions", PositionsSchema))
-        ->type_name("FILE")
-        ->required();
-    command.add_option("--password-env", options->passwordVariable, "Environment variable that holds the password")
-        ->type_name("NAME")
-        ->capture_default_str();
-    command.add_flag("--strict", options->isStrict, "A warning ends the run without figures");
-    command
-        .add_option("--currency", options->currency,
-                    "Currency that the margins are in, for the record: market files do not name it")
-        ->type_name("CODE")
-        ->check(CurrencyCode());
-    command.add_flag("--provenance", options->showsProvenance,
-                     "Say before the tables what they come from: market, its digest and time, library, currency");
-    command.add_flag("--derive-levels", options->deriveLevels,
-                     "Take the records of firms and accounts that live by their own and have none from their clients");
-}
-
-void CheckBook(BookOptions& options)
-{
-    if (options.iniFile.empty() && options.instruments.empty()) throw CLI::RequiredError("--ini or --instruments");
-    if (!options.iniFile.empty() && options.user.empty()) throw CLI::RequiredError("--user");
-    if (options.user.empty()) options.user = "demo";
-}
-
 } // namespace
 
 Command AddMargin(CLI::App& app)
 {
-    static const std::map<std::string, ReportFormat> formats{
-        {"table", ReportFormat::Table}, {"csv", ReportFormat::Csv}, {"json", ReportFormat::Json}};
     const auto options = std::make_shared<MarginOptions>();
     CLI::App* const margin = AddWord(app, "margin", "Compute the margin of a book of positions", MarginExamples);
     AddBook(*margin, options);
@@ -117,7 +50,7 @@ Command AddMargin(CLI::App& app)
         ->add_option("--orders", options->orders,
                      About("What-ifs: orders whose effect on the margin is shown, as if they were sent", OrdersSchema))
         ->type_name("FILE");
-    Choice(*margin, "--format", options->format, formats,
+    Choice(*margin, "--format", options->format, ReportFormats(),
            "How the figures are printed; csv has one table: that of the what-ifs with --orders")
         ->default_str("table");
     margin->callback([options] {
