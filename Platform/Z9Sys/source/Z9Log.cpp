@@ -4,10 +4,13 @@
 #include "Z9Log.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -23,6 +26,8 @@
 #include <unistd.h>
 
 #include <spdlog/details/log_msg.h>
+#include <spdlog/details/os.h>
+#include <spdlog/formatter.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 
@@ -36,12 +41,48 @@ using SinkPtr = std::shared_ptr<spdlog::sinks::sink>;
 
 constexpr std::string_view kSeverityNames[] = {"INFO", "WARNING", "ERROR", "FATAL"};
 constexpr std::string_view kLevelNames[] = {"info", "warning", "error", "fatal", "off"}; // index: the lowest written
-constexpr const char* kLinePattern = "%Y-%m-%d %H:%M:%S.%e %v";
-constexpr std::size_t kMaxTextSize = std::size_t{64} * 1024; // with the terminating zero
+constexpr std::size_t kMaxTextSize = std::size_t{64} * 1024;                             // with the terminating zero
 constexpr std::uint64_t kDefaultMaxFiles = 5;
 constexpr std::uint64_t kMostFiles = 200000; // the rotating sink refuses more
 
 bool IsSeverity(int severity) noexcept { return severity >= Z9LOG_INFO && severity <= Z9LOG_FATAL; }
+
+// A line of a log: local time to the millisecond, a blank, the text. Lines come many to a second, so the text of the
+// second is kept. A sink asks one line after the other.
+class TimedLine final : public spdlog::formatter
+{
+public:
+    void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override
+    {
+        using std::chrono::milliseconds, std::chrono::seconds;
+        const auto sinceEpoch = std::chrono::floor<milliseconds>(message.time.time_since_epoch());
+        const auto second = std::chrono::floor<seconds>(sinceEpoch);
+        if (second != second_ || secondSize_ == 0) Keep(second);
+
+        const auto fraction = static_cast<unsigned>((sinceEpoch - second).count());
+        const char digits[] = {Digit(fraction / 100), Digit(fraction / 10), Digit(fraction), ' '};
+        line.reserve(line.size() + secondSize_ + sizeof digits + message.payload.size() + 1);
+        line.append(text_.data(), text_.data() + secondSize_);
+        line.append(digits, digits + sizeof digits);
+        line.append(message.payload.begin(), message.payload.end());
+        line.push_back('\n');
+    }
+    [[nodiscard]] std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<TimedLine>(); }
+
+private:
+    static char Digit(unsigned number) noexcept { return static_cast<char>('0' + number % 10); }
+
+    void Keep(std::chrono::seconds second)
+    {
+        const std::tm local = spdlog::details::os::localtime(static_cast<std::time_t>(second.count()));
+        secondSize_ = std::strftime(text_.data(), text_.size(), "%Y-%m-%d %H:%M:%S.", &local);
+        second_ = second;
+    }
+
+    std::chrono::seconds second_{};
+    std::array<char, 64> text_{}; // "2026-11-21 10:15:30."
+    std::size_t secondSize_ = 0;
+};
 
 // One open log. Without a sink it is open and writes nowhere.
 class Log
@@ -258,7 +299,7 @@ SinkPtr OpenSink(const Settings& settings)
             sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.string(), settings.maxSize,
                                                                           settings.maxFiles, false, handlers);
         }
-        sink->set_pattern(kLinePattern);
+        sink->set_formatter(std::make_unique<TimedLine>());
         return sink;
     } catch (const spdlog::spdlog_ex&) {
         return nullptr;
@@ -281,24 +322,27 @@ Z9ERR MakeLog(Z9INI_HANDLE ini, const char* section, bool fileRequired, std::sha
 
 // Writing ----------------------------------------------------------------------------------------------------------
 
-// A text on its way into a log. An ordinary one stands on the stack, a longer one on the heap.
-using TextBuffer = fmt::basic_memory_buffer<char, 1024>;
+// A line on its way into a log. An ordinary one stands on the stack, a longer one on the heap.
+constexpr std::size_t kOrdinaryTextSize = 1024;
+using TextBuffer = fmt::basic_memory_buffer<char, kOrdinaryTextSize + 256>;
 
 void Append(TextBuffer& line, std::string_view part) { line.append(part.data(), part.data() + part.size()); }
 
-// Formats into a buffer that grows up to the limit; a longer text is cut there.
-void FormatText(TextBuffer& text, const char* format, va_list args)
+// Formats a text to the end of a line, which grows up to the limit of a text; a longer one is cut there.
+void AppendFormatted(TextBuffer& line, const char* format, va_list args)
 {
-    for (std::size_t size = 1024; size <= kMaxTextSize; size *= 8) {
-        text.resize(size); // leaves the bytes as they are
+    const std::size_t begin = line.size();
+    for (std::size_t size = kOrdinaryTextSize; size <= kMaxTextSize; size *= 8) {
+        line.resize(begin + size); // leaves the bytes as they are
+        char* const text = line.data() + begin;
         va_list copy;
         va_copy(copy, args);
-        const int count = Z9SysVSNPrintf(text.data(), size, format, copy);
+        const int count = Z9SysVSNPrintf(text, size, format, copy);
         va_end(copy);
         const bool isCut = count >= 0 && static_cast<std::size_t>(count) + 1 == size;
         if (isCut && size < kMaxTextSize) continue;
-        text.resize(count >= 0 ? static_cast<std::size_t>(count)
-                               : std::strlen(text.data())); // a failure left its beginning
+        line.resize(begin +
+                    (count >= 0 ? static_cast<std::size_t>(count) : std::strlen(text))); // a failure left its beginning
         break;
     }
 }
@@ -359,9 +403,9 @@ void AppendEscaped(TextBuffer& line, std::string_view control)
 // True for a text of visible ASCII alone. It is one sweep of vectors, without a way out in the middle.
 bool IsVisibleAscii(std::string_view text) noexcept
 {
-    unsigned others = 0;
+    signed char others = 0; // as wide as a character, so that a vector holds as many
     for (const char c : text)
-        others |= static_cast<unsigned>(c < 0x20 || c == 0x7F); // char is signed here: from 0x80 on it is below 0
+        others = static_cast<signed char>(others | (c < 0x20) | (c == 0x7F)); // from 0x80 on a char is below 0 here
     return others == 0;
 }
 
@@ -370,10 +414,6 @@ bool IsVisibleAscii(std::string_view text) noexcept
 // backslashes too.
 void AppendOnOneLine(TextBuffer& line, std::string_view text)
 {
-    if (IsVisibleAscii(text)) {
-        Append(line, text);
-        return;
-    }
     while (!text.empty()) {
         if (text.starts_with("\r\n")) text.remove_prefix(1); // the pair is one break
         const std::string_view character = text.substr(0, std::max<std::size_t>(CharacterSize(text), 1));
@@ -386,6 +426,16 @@ void AppendOnOneLine(TextBuffer& line, std::string_view text)
     }
 }
 
+// The same for what a line has from some place on.
+void PutOnOneLine(TextBuffer& line, std::size_t begin)
+{
+    const std::string_view text(line.data() + begin, line.size() - begin);
+    if (IsVisibleAscii(text)) return;
+    const std::string asItCame(text);
+    line.resize(begin);
+    AppendOnOneLine(line, asItCame);
+}
+
 // Writes a line. Nothing that goes wrong while logging reaches the caller, and errno stays the caller's.
 void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::optional<Z9ERR> code, const char* format,
                va_list args) noexcept
@@ -396,16 +446,15 @@ void WriteLine(Z9LOG_HANDLE handle, int severity, const char* category, std::opt
         const std::shared_ptr<Log> log = AllLogs().Find(handle);
         if (log == nullptr || !log->Writes(severity)) return z9::kOk;
         errno = callersErrno;
-        TextBuffer text;
-        FormatText(text, format, args);
-        if (code) Append(text, " (code " + std::to_string(*code) + ")");
-
         TextBuffer line;
         Append(line, kSeverityNames[severity]);
         Append(line, " [");
         AppendOnOneLine(line, category == nullptr ? "" : category);
         Append(line, "] ");
-        AppendOnOneLine(line, {text.data(), text.size()});
+        const std::size_t begin = line.size();
+        AppendFormatted(line, format, args);
+        if (code) Append(line, " (code " + std::to_string(*code) + ")");
+        PutOnOneLine(line, begin);
         log->Write(severity, {line.data(), line.size()});
         return z9::kOk;
     }));

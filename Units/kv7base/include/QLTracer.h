@@ -20,7 +20,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory_resource>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,6 +29,7 @@
 #include <vector>
 
 #include "Enums.h"
+#include "TraceText.h"
 #include "kv7errors.h"
 #include "z9custom_log.h"
 
@@ -47,7 +47,7 @@ class Formatter
 {
 public:
     /// Room for any number that the functions below write.
-    using NumberBuffer = std::array<char, 32>;
+    using NumberBuffer = std::array<char, 40>;
 
     /// Formats with plain printf verbs in the "C" locale.
     [[nodiscard, gnu::format(printf, 1, 2)]] static std::string DoFormat(const char* format, ...);
@@ -89,8 +89,11 @@ public:
 class ParamsBuilder
 {
 public:
-    /// Null for a call that leaves no line: what is added then is not looked at.
-    explicit ParamsBuilder(std::pmr::string* params) noexcept : m_params(params) {}
+    /// The text of a line, with room for an ordinary one.
+    using Text = TraceText<1024>;
+
+    /// Null for a call that leaves no line: what is added then is not looked at. Each argument has a comma behind it.
+    explicit ParamsBuilder(Text* params) noexcept : m_params(params) {}
 
     ParamsBuilder& Add(std::string_view name, int value) { return Add(name, static_cast<long>(value)); }
     ParamsBuilder& Add(std::string_view name, signed char value) { return Add(name, static_cast<long>(value)); }
@@ -111,7 +114,7 @@ public:
 private:
     void AddText(std::string_view name, std::string_view value, std::string_view quote = {});
 
-    std::pmr::string* m_params;
+    Text* m_params;
 };
 
 /// Builds one extra line after the traced call, value by value; the line begins with the first value.
@@ -154,7 +157,7 @@ public:
     explicit QLTracer(std::string_view functionName, Recording recording = Recording::Always);
     QLTracer(const QLTracer&) = delete;
     QLTracer& operator=(const QLTracer&) = delete;
-    /// Writes the line. An exception from a custom function ends the process.
+    /// Writes the line; without memory for it there is none. An exception from a custom function ends the process.
     ~QLTracer();
 
     /// Opens the trace log from the section "xplog"; an open log stays as it is. Throws CZ9Error.
@@ -180,7 +183,7 @@ public:
 
     /// False where nothing that is handed in will be looked at.
     [[nodiscard]] bool IsRecording() const noexcept { return m_line.has_value(); }
-    [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_line ? &m_line->params : nullptr); }
+    [[nodiscard]] ParamsBuilder Params() noexcept { return ParamsBuilder(m_line ? &m_line->record : nullptr); }
     [[nodiscard]] TraceBuilder Traces() noexcept { return TraceBuilder(m_line ? &m_line->traceList : nullptr); }
     /// Moves these lines behind the present ones; `lines` is left empty.
     void MergeTraces(std::vector<std::string>& lines);
@@ -191,15 +194,11 @@ private:
     {
         Line(std::string_view name, chronoTime now);
 
-        // The texts of an ordinary call fit in here, so that tracing it does not touch the heap.
-        std::array<std::byte, 1024> room; // NOLINT(*-member-init): filled as the texts grow
-        std::pmr::monotonic_buffer_resource memory{room.data(), room.size()};
-
-        std::pmr::string functionName{&memory};
-        std::pmr::string errorStr{&memory}; // text of the last code
-        std::int32_t errorNum = XPNoError;  // last code set
-        std::uint64_t operId = 0;           // 0 when there is none
-        std::pmr::string params{&memory};
+        ParamsBuilder::Text record; // "function,@name=value,@name=value,"
+        std::size_t beginOfParams;
+        TraceText<256> errorStr;           // text of the last code, where it is no success
+        std::int32_t errorNum = XPNoError; // last code set
+        std::uint64_t operId = 0;          // 0 when there is none
         chronoTime beginMeasurementTime;
         std::vector<std::string> traceList;
         LogFunc logNoErrorFunc;
@@ -208,7 +207,10 @@ private:
     };
 
     void Trace();
-    static void AppendPrefix(std::pmr::string& prefix, const Line& line, chronoTime now);
+    using PrefixText = TraceText<256>;
+    static void AppendPrefix(PrefixText& prefix, const Line& line, chronoTime now);
+    /// Builds the prefix and completes the record, each with a zero behind it. False when there is no memory for them.
+    [[nodiscard]] static bool Complete(PrefixText& prefix, Line& line) noexcept;
 
     static constexpr std::int32_t XPNoError = 0; // the code that means no error
 

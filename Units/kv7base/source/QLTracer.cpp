@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "UnitsOfDouble.h"
 #include "z9ini.h"
@@ -18,6 +19,22 @@ namespace {
 
 constexpr std::size_t fieldWidth = 12;
 
+/// "00" to "99", one after the other.
+constexpr std::array<char, 200> digitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); i += 2) {
+        pairs[i] = static_cast<char>('0' + i / 20);
+        pairs[i + 1] = static_cast<char>('0' + i / 2 % 10);
+    }
+    return pairs;
+}();
+
+/// Writes two digits and returns where they begin.
+char* PutPairBefore(char* end, std::uint32_t below100) noexcept
+{
+    return static_cast<char*>(std::memcpy(end - 2, &digitPairs[2 * below100], 2));
+}
+
 /// A number of countable units as "%12.6f": a half of a millionth falls to the even side, as printf has it.
 std::string_view FormatMillionths(Formatter::NumberBuffer& buffer, double value) noexcept
 {
@@ -26,15 +43,20 @@ std::string_view FormatMillionths(Formatter::NumberBuffer& buffer, double value)
     std::uint64_t millionths = units.whole;
     if (units.restToHalf > 0 || (units.restToHalf == 0 && millionths % 2 != 0)) ++millionths;
 
-    // From the last digit to the first.
+    // From the last digit to the first, two at a time.
     char* const end = buffer.data() + buffer.size();
     char* at = end;
-    for (; at != end - fractionDigits; millionths /= 10)
-        *--at = static_cast<char>('0' + millionths % 10);
+    auto fraction = static_cast<std::uint32_t>(millionths % 1'000'000);
+    for (int digits = 0; digits != fractionDigits; digits += 2, fraction /= 100)
+        at = PutPairBefore(at, fraction % 100);
     *--at = '.';
-    do
-        *--at = static_cast<char>('0' + millionths % 10);
-    while ((millionths /= 10) != 0);
+    std::uint64_t whole = millionths / 1'000'000;
+    for (; whole >= 100; whole /= 100)
+        at = PutPairBefore(at, static_cast<std::uint32_t>(whole % 100));
+    if (whole >= 10)
+        at = PutPairBefore(at, static_cast<std::uint32_t>(whole));
+    else
+        *--at = static_cast<char>('0' + whole);
     if (value < 0) *--at = '-';
     while (static_cast<std::size_t>(end - at) < fieldWidth)
         *--at = ' ';
@@ -129,6 +151,7 @@ std::string Formatter::DoFormat(const char* format, ...)
 std::string_view Formatter::FormatDouble(NumberBuffer& buffer, double value) noexcept
 {
     const double magnitude = std::fabs(value);
+    if (magnitude == 0.0) return std::signbit(value) ? "          -0" : "           0"; // a margin is often none
     if (magnitude <= 1e8 && HasCountableUnits(magnitude)) return FormatMillionths(buffer, value);
     // NaN and the infinities have one text in either form.
     const auto [end, error] =
@@ -225,13 +248,14 @@ ParamsBuilder& ParamsBuilder::Add(std::string_view name, const char* value)
 
 void ParamsBuilder::AddText(std::string_view name, std::string_view value, std::string_view quote)
 {
-    // Room for all the parts at once: the string is asked once and not six times.
-    const std::size_t before = m_params->size();
-    const std::string_view separator = before == 0 ? "@" : ",@";
-    m_params->resize(before + separator.size() + name.size() + 1 + value.size() + 2 * quote.size());
-    char* at = m_params->data() + before;
-    for (const std::string_view part : {separator, name, std::string_view("="), quote, value, quote})
-        at = std::copy(part.begin(), part.end(), at);
+    // Room for all the pieces at once: the text is asked once and not seven times.
+    char* at = m_params->Extend(1 + name.size() + 1 + value.size() + 2 * quote.size() + 1);
+    *at++ = '@';
+    at = PutPiece(at, name);
+    *at++ = '=';
+    for (const std::string_view piece : {quote, value, quote})
+        at = PutPiece(at, piece);
+    *at = ',';
 }
 
 constinit chronoTime QLTracer::s_initializeTime{};
@@ -239,9 +263,11 @@ constinit Z9CustomLog& QLTracer::s_log = xpLog.value;
 constinit std::string& QLTracer::s_fullFilePath = fullFilePath.value;
 constinit std::string& QLTracer::s_category = category.value;
 
-QLTracer::Line::Line(std::string_view name, chronoTime now) : functionName(name, &memory), beginMeasurementTime(now)
+QLTracer::Line::Line(std::string_view name, chronoTime now) : beginMeasurementTime(now)
 {
-    params.reserve(512);
+    record.Append(name);
+    record.Append(',');
+    beginOfParams = record.Size();
 }
 
 QLTracer::QLTracer(std::string_view functionName, Recording recording)
@@ -286,7 +312,7 @@ void QLTracer::SetCustomLogFunctions(LogFunc noError, LogFunc error, TraceFunc t
 
 Z9ERR QLTracer::SetError(Z9ERR code)
 {
-    if (m_line) SetError(static_cast<Enums::RptCode>(code), Kv7ErrGetDescrStr(code));
+    if (m_line) SetError(static_cast<Enums::RptCode>(code), code == Z9ERR_OK ? nullptr : Kv7ErrGetDescrStr(code));
     return code;
 }
 
@@ -294,7 +320,8 @@ void QLTracer::SetError(Enums::RptCode code, const char* text)
 {
     if (!m_line) return;
     m_line->errorNum = static_cast<std::int32_t>(code);
-    m_line->errorStr = text == nullptr ? "" : text;
+    m_line->errorStr.Clear();
+    if (m_line->errorNum != XPNoError && text != nullptr) m_line->errorStr.Append(text);
 }
 
 void QLTracer::SetError(std::uint64_t operId, Enums::RptCode code, const char* text)
@@ -311,46 +338,57 @@ void QLTracer::MergeTraces(std::vector<std::string>& lines)
     lines.clear();
 }
 
-void QLTracer::AppendPrefix(std::pmr::string& prefix, const Line& line, chronoTime now)
+void QLTracer::AppendPrefix(PrefixText& prefix, const Line& line, chronoTime now)
 {
     Formatter::NumberBuffer number;
     if (line.operId != 0) {
-        prefix += Formatter::FormatUnsigned(number, line.operId);
-        prefix += ',';
+        prefix.Append(Formatter::FormatUnsigned(number, line.operId));
+        prefix.Append(',');
     }
-    prefix += Formatter::FormatDouble(number, Seconds(line.beginMeasurementTime - s_initializeTime));
-    prefix += ',';
-    prefix += Formatter::FormatDouble(number, Seconds(now - line.beginMeasurementTime));
-    prefix += ',';
-    if (line.errorNum >= 0 && line.errorNum <= 9) prefix += '0'; // "%02d"
-    prefix += Formatter::FormatLong(number, line.errorNum);
-    prefix += ',';
-    if (line.errorNum != XPNoError) prefix += line.errorStr;
-    prefix += ',';
+    prefix.Append(Formatter::FormatDouble(number, Seconds(line.beginMeasurementTime - s_initializeTime)));
+    prefix.Append(',');
+    prefix.Append(Formatter::FormatDouble(number, Seconds(now - line.beginMeasurementTime)));
+    prefix.Append(',');
+    if (line.errorNum >= 0 && line.errorNum <= 9) prefix.Append('0'); // "%02d"
+    prefix.Append(Formatter::FormatLong(number, line.errorNum));
+    prefix.Append(',');
+    if (line.errorNum != XPNoError) prefix.Append(line.errorStr.View());
+    prefix.Append(',');
+}
+
+bool QLTracer::Complete(PrefixText& prefix, Line& line) noexcept
+{
+    try {
+        AppendPrefix(prefix, line, std::chrono::steady_clock::now());
+        if (line.record.Size() > line.beginOfParams) line.record.DropLast(1); // the comma behind the last argument
+        prefix.Append('\0');
+        line.record.Append('\0');
+        return true;
+    } catch (const std::bad_alloc&) { // the call has its result; the line is all that is missing
+        return false;
+    }
 }
 
 void QLTracer::Trace()
 {
     if (!m_line || !s_log.IsOpen()) return;
     Line& line = *m_line;
-    const chronoTime now = std::chrono::steady_clock::now();
-    std::pmr::string prefix(&line.memory);
-    prefix.reserve(128);
-    AppendPrefix(prefix, line, now);
+    PrefixText prefix;
+    if (!Complete(prefix, line)) return;
+    const char* const begin = prefix.View().data();
+    const char* const record = line.record.View().data();
 
     const bool success = line.errorNum == XPNoError;
     if (line.logNoErrorFunc && line.logErrorFunc && line.logTraceFunc) {
-        (success ? line.logNoErrorFunc : line.logErrorFunc)(s_category, prefix, line.params);
+        (success ? line.logNoErrorFunc : line.logErrorFunc)(s_category, begin, record + line.beginOfParams);
         for (const std::string& extraLine : line.traceList)
             line.logTraceFunc(extraLine);
         return;
     }
     if (success) {
-        KV7TRACE_GEN_(s_log, LogInfoEx, , likely, s_category.c_str(), "%s%s,%s", prefix.c_str(),
-                      line.functionName.c_str(), line.params.c_str());
+        KV7TRACE_GEN_(s_log, LogInfoEx, , likely, s_category.c_str(), "%s%s", begin, record);
     } else {
-        KV7TRACE_GEN_(s_log, LogErrorEx, , likely, s_category.c_str(), "%s%s,%s", prefix.c_str(),
-                      line.functionName.c_str(), line.params.c_str());
+        KV7TRACE_GEN_(s_log, LogErrorEx, , likely, s_category.c_str(), "%s%s", begin, record);
     }
 }
 

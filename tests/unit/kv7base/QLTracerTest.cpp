@@ -29,6 +29,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing_support::AllocationProbe;
+using testing_support::LargeAllocationsFail;
 using testing_support::TempFiles;
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -584,6 +585,46 @@ TEST_F(Tracer, AnOrdinaryCallIsTracedWithoutTouchingTheHeap)
         tracer.SetError(0);
     }
     EXPECT_EQ(probe.Count(), 0u);
+}
+
+TEST_F(Tracer, ALineOfAnyLengthIsWhole)
+{
+    QLTracer::Init(ini.GetHandle(), "xplog");
+    // The room for an ordinary line ends somewhere between these; pieces of every length cross it.
+    for (std::size_t length = 0; length < 2600; length += 29) {
+        const std::string text = std::string(length, 'x') + "end";
+        const std::string error = std::string(length / 4, 'e') + ".";
+        const std::size_t before = Lines().size();
+        {
+            QLTracer tracer("RegisterFirm");
+            tracer.Params().Add("Code", text.c_str()).Add("Short", 7);
+            tracer.SetError(Enums::RptCode(12), "an earlier and perhaps longer text that must not be seen");
+            tracer.SetError(Enums::RptCode(13), error.c_str());
+        }
+        const std::vector<std::string> after = Lines();
+        ASSERT_EQ(after.size(), before + 1);
+        EXPECT_TRUE(after.back().ends_with(",13," + error + ",RegisterFirm,@Code='" + text + "',@Short=7"))
+            << after.back();
+    }
+}
+
+TEST_F(Tracer, ACallWithoutMemoryForItsLineGoesOnWithoutIt)
+{
+    QLTracer::Init(ini.GetHandle(), "xplog");
+    {
+        QLTracer tracer("F");
+        const LargeAllocationsFail noMemory(256);
+        EXPECT_THROW(tracer.Params().Add("Code", std::string(2000, 'x').c_str()), std::bad_alloc);
+        tracer.Params().Add("Short", 7);
+    }
+    EXPECT_THAT(Lines(), ElementsAre(testing::EndsWith("F,@Short=7"))) << "what did not fit is missing as a whole";
+    const std::string error(250, 'e');
+    {
+        const LargeAllocationsFail noMemory(256);
+        QLTracer tracer("G");
+        tracer.SetError(Enums::RptCode(12), error.c_str());
+    }
+    EXPECT_EQ(Lines().size(), 1u) << "the line of G is missing, and nothing else happened";
 }
 
 TEST_F(Tracer, ThePathOfTheTracesIsKept)
