@@ -15,7 +15,8 @@ CLI::App* AddWord(CLI::App& app, const std::string& name, const std::string& pur
 std::string ExitStatuses()
 {
     return "Exit statuses: 0 good; 1 an input was refused; 2 wrong usage; 3 router, login, server or a time-out;\n"
-           "4 internal. A signal ends the run as that signal.";
+           "4 internal; 5 figures that do not hold: a limit is exceeded, or the clearing has another figure.\n"
+           "A signal ends the run as that signal.";
 }
 
 std::string HelpFormatter::make_usage(const CLI::App* app, std::string name) const

@@ -5,6 +5,8 @@
 //   2  wrong usage     the words of the command line
 //   3  the link        router, login, server, a time-out
 //   4  internal        anything else: a defect of ours, a full disk, exhausted memory, a processor without AVX2
+//   5  does not hold   figures were computed, and what they were held against does not hold: a limit is exceeded, or a
+//                      figure of the clearing is another one
 //
 // A signal ends the run as that signal, after tidying up.
 #pragma once
@@ -21,6 +23,7 @@ enum ExitStatus : int
     StatusUsage = 2,
     StatusLink = 3,
     StatusInternal = 4,
+    StatusDoesNotHold = 5,
 };
 
 /// An error for the person at the terminal: its text is printed behind "quindal: ", its status ends the run.

@@ -28,7 +28,7 @@ import xml.etree.ElementTree as xml
 from dataclasses import dataclass, field
 from pathlib import Path
 
-PAGES = ["install", "first-margin", "what-if", "explain", "provenance", "quick-start", "input-files", "serve", "upgrade"]
+PAGES = ["install", "first-margin", "what-if", "explain", "limits", "provenance", "quick-start", "input-files", "serve", "upgrade"]
 PAGES += ["errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
 
 # What is not typed here, and why not.
@@ -236,6 +236,9 @@ def by_hand(market: Path) -> set[str]:
     before, after, and_rolled = rounded_up(held), rounded_up(held + bought), rounded_up(held + rolled)
     figures = [held, before, bought, after, after - before, rolled, and_rolled, and_rolled - before, 0.0]
     figures += [(3300 - low_end(near)) * 5 * money, stress(near) * 5 * money]
+    at_calculated_price = rounded_up(held + (float(near["CalcFutPrice"]) - 3300) * 5 * money)
+    figures += [at_calculated_price, at_calculated_price - before, (float(near["CalcFutPrice"]) - 3300) * 5 * money]
+    figures += [20000, 20000 - before, 15000, before - 15000]  # limits, and what is left of them
     figures += [(3290 - low_end(near)) * 2 * money, stress(near) * 2 * money]
     return {f"{figure:.2f}" for figure in figures}
 

@@ -1,6 +1,8 @@
 // The words that work on a book of positions, and their options.
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -12,6 +14,7 @@
 #include "Commands.h"
 #include "ExplainCommand.h"
 #include "MarginCommand.h"
+#include "ReconcileCommand.h"
 #include "Schema.h"
 
 namespace quindal {
@@ -32,12 +35,34 @@ constexpr const char* ExplainExamples =
     R"(  quindal explain --client CL01001 --instruments market.xml --accounts accounts.csv \
     --positions positions.csv --svg CL01001.svg
 )";
+constexpr const char* ReconcileExamples =
+    R"(  quindal reconcile --report clearing.csv --tolerance 0.05 --instruments market.xml \
+    --accounts accounts.csv --positions positions.csv
+  quindal reconcile --report clearing.csv --tolerance 0.5% --other-instruments yesterday.xml \
+    --instruments market.xml --accounts accounts.csv --positions positions.csv
+)";
 constexpr const char* CheckExamples =
     R"(  quindal check --instruments market.xml --accounts accounts.csv --positions positions.csv --orders orders.csv
   quindal check --positions -      # a file named - is standard input
 )";
 
 constexpr const char* FilesExamples = "  quindal files | less\n";
+
+/// A tolerance as people write it: "0.05" is money, "0.5%" a share of the clearing's margin.
+Tolerance ReadTolerance(std::string text)
+{
+    Tolerance tolerance;
+    tolerance.isShare = text.ends_with('%');
+    const std::string number = text.substr(0, text.size() - (tolerance.isShare ? 1 : 0));
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), tolerance.amount);
+    const bool isGood = error == std::errc{} && end == number.data() + number.size() && tolerance.amount >= 0.0 &&
+                        std::isfinite(tolerance.amount);
+    if (!isGood)
+        throw CLI::ValidationError("--tolerance",
+                                   '"' + text + "\" is neither money, such as 0.05, nor a share, such as 0.5%");
+    if (tolerance.isShare) tolerance.amount /= 100.0;
+    return tolerance;
+}
 
 } // namespace
 
@@ -50,12 +75,22 @@ Command AddMargin(CLI::App& app)
         ->add_option("--orders", options->orders,
                      About("What-ifs: orders whose effect on the margin is shown, as if they were sent", OrdersSchema))
         ->type_name("FILE");
+    CLI::Option* const orders = margin->get_option("--orders");
+    CLI::Option* const limits =
+        margin
+            ->add_option("--limits", options->limits,
+                         About("Margins that are not to be exceeded; where one is, the exit status is 5", LimitsSchema))
+            ->type_name("FILE");
     Choice(*margin, "--format", options->format, ReportFormats(),
-           "How the figures are printed; csv has one table: that of the what-ifs with --orders")
+           "How the figures are printed; csv has one table: that of the what-ifs with --orders, of the limits with "
+           "--limits")
         ->default_str("table");
-    margin->callback([options] {
+    margin->callback([options, orders, limits] {
         CheckBook(*options);
-        CheckStandardInput({&options->instruments, &options->accounts, &options->positions, &options->orders});
+        CheckStandardInput(
+            {&options->instruments, &options->accounts, &options->positions, &options->orders, &options->limits});
+        if (options->format == ReportFormat::Csv && orders->count() > 0 && limits->count() > 0)
+            throw CLI::ValidationError("--format csv", "has one table: ask for --orders or for --limits");
     });
     return {margin, [options] { return RunMargin(*options); }};
 }
@@ -76,6 +111,42 @@ Command AddExplain(CLI::App& app)
         CheckStandardInput({&options->instruments, &options->accounts, &options->positions});
     });
     return {explain, [options] { return RunExplain(*options); }};
+}
+
+Command AddReconcile(CLI::App& app)
+{
+    const auto options = std::make_shared<ReconcileOptions>();
+    CLI::App* const reconcile =
+        AddWord(app, "reconcile", "Compare margins with the clearing's and say what would explain differences",
+                ReconcileExamples);
+    reconcile->add_option("--report", options->report, About("The clearing's margins", ClearingSchema))
+        ->type_name("FILE")
+        ->required();
+    reconcile
+        ->add_option_function<std::string>(
+            "--tolerance", [options](const std::string& text) { options->tolerance = ReadTolerance(text); },
+            "How far a margin may be from the clearing's and still agree: money, or per cent of the clearing's")
+        ->type_name("MONEY|PERCENT%")
+        ->default_str("0");
+    reconcile->add_option("--explain", options->explained, "How many clients that are off to look into")
+        ->type_name("N")
+        ->capture_default_str();
+    reconcile
+        ->add_option("--other-positions", options->otherPositions,
+                     "Positions that the clearing may have had instead; tried as an explanation")
+        ->type_name("FILE");
+    reconcile
+        ->add_option("--other-instruments", options->otherInstruments,
+                     "Market file (XML) that it may have had instead, such as an older one; likewise")
+        ->type_name("FILE");
+    AddBook(*reconcile, options);
+    Choice(*reconcile, "--format", options->format, ReportFormats(), "How the report is printed")->default_str("table");
+    reconcile->callback([options] {
+        CheckBook(*options);
+        CheckStandardInput({&options->instruments, &options->accounts, &options->positions, &options->report,
+                            &options->otherPositions, &options->otherInstruments});
+    });
+    return {reconcile, [options] { return RunReconcile(*options); }};
 }
 
 Command AddCheck(CLI::App& app)

@@ -79,7 +79,7 @@ void CheckNames(const Book& book, const MarketCodes& codes, Problems& problems)
 
 } // namespace
 
-Book BookRun::Read(const std::string& orders)
+Book BookRun::Read(const std::string& orders, const ReadFurther& readFurther)
 {
     // Throws for a SOURCE_DATE_EPOCH that is none, before a server is asked for anything.
     static_cast<void>(ReportedTime({}));
@@ -90,6 +90,7 @@ Book BookRun::Read(const std::string& orders)
               {}};
     if (!orders.empty()) book.orders = ReadOrders(ReadInput(orders), problems);
     CheckRows(book, problems);
+    if (readFurther) readFurther(book, problems);
     if (!m_options.instruments.empty()) {
         book.market = ReadInput(m_options.instruments);
         m_source = SourceOf(*book.market);

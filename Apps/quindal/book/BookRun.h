@@ -46,9 +46,11 @@ class BookRun
 public:
     explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
+    /// Reads further files of a command and checks them against the book.
+    using ReadFurther = std::function<void(const Book&, Problems&)>;
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
     /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
-    [[nodiscard]] Book Read(const std::string& orders);
+    [[nodiscard]] Book Read(const std::string& orders, const ReadFurther& readFurther = {});
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
     void With(const Book& book, const std::function<void(MarginSession&)>& body);
@@ -60,6 +62,8 @@ public:
     [[nodiscard]] Provenance Origin() const { return {m_source, m_options.currency}; }
 
     [[nodiscard]] Warnings& Told() noexcept { return m_warnings; }
+    /// Passes over the library's log lines since the last look: what was computed was none of the book.
+    void Overlook() { static_cast<void>(m_log.Next()); }
     /// Ascribes the library's log lines since the last look to `where`.
     void Watch(const std::string& where) { m_warnings.Add(where, m_log.Next()); }
 

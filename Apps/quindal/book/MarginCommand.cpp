@@ -1,9 +1,12 @@
 #include "MarginCommand.h"
 
+#include <algorithm>
 #include <iostream>
 #include <utility>
 #include <vector>
 
+#include "BookCheck.h"
+#include "Limits.h"
 #include "Progress.h"
 #include "WhatIf.h"
 
@@ -26,29 +29,45 @@ std::vector<WhatIfFigures> TryAll(BookRun& run, MarginSession& session, const Bo
     return figures;
 }
 
+/// Says how many limits are exceeded, if any are.
+ExitStatus StatusOf(const std::vector<LimitUse>& limits)
+{
+    const auto exceeded =
+        std::count_if(limits.begin(), limits.end(), [](const LimitUse& use) { return use.IsExceeded(); });
+    if (exceeded == 0) return StatusGood;
+    std::cerr << "quindal: " << exceeded << " of " << limits.size() << " limits are exceeded\n";
+    return StatusDoesNotHold;
+}
+
 } // namespace
 
 int RunMargin(const MarginOptions& options)
 {
-    MarginFigures figures;
+    MarginReport report;
     Provenance provenance;
     Reported(
         options,
         [&](BookRun& run) {
-            const Book book = run.Read(options.orders);
+            Rows<MoneyRow> limits;
+            const Book book = run.Read(options.orders, [&](const Book& read, Problems& problems) {
+                if (options.limits.empty()) return;
+                limits = ReadLimits(ReadInput(options.limits), problems);
+                CheckLimits(read.accounts, limits, problems);
+            });
             run.CompleteLevels();
             run.With(book, [&](MarginSession& session) {
-                figures = session.Figures();
-                if (book.orders) figures.whatIfs = TryAll(run, session, book);
+                report.figures = session.Figures();
+                if (book.orders) report.whatIfs = TryAll(run, session, book);
             });
+            if (!options.limits.empty()) report.limits = UsesOf(limits, report.figures);
             provenance = run.Origin();
         },
         [&] {
             if (options.showsProvenance && options.format == ReportFormat::Table)
                 WriteProvenance(std::cout, provenance);
-            WriteReport(std::cout, figures, provenance, options.format);
+            WriteReport(std::cout, report, provenance, options.format);
         });
-    return StatusGood;
+    return report.limits ? StatusOf(*report.limits) : StatusGood;
 }
 
 } // namespace quindal

@@ -11,6 +11,7 @@ namespace quindal {
 struct MarginOptions : BookOptions
 {
     std::string orders; // what-ifs to be tried; empty: none
+    std::string limits; // that the margins are held against; empty: none
     ReportFormat format = ReportFormat::Table;
 };
 

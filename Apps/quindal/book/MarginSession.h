@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,7 +67,6 @@ struct MarginFigures
     std::vector<ClientFigures> clients; // each list in the order of the accounts file
     std::vector<FirmFigures> firms;
     std::vector<SettlementAccountFigures> settlementAccounts;
-    std::optional<std::vector<WhatIfFigures>> whatIfs; // in the order of the orders file; none when there is no file
 };
 
 /// An order as a client would send it.

@@ -87,7 +87,10 @@ void CheckFirmOfClient(const Rows<AccountRow>& accounts, const AccountRow& clien
         Refuse(accounts, client, "parent", client.parent, "is not the firm that the code begins with", problems);
 }
 
-void CheckHolder(const Rows<PositionRow>& positions, const PositionRow& row, Names& names, Problems& problems)
+/// The account row of the level and code that a row names; a code that is none of the accounts becomes a problem. Null
+/// then, and for a row without a code.
+template <class Row>
+const AccountRow* LevelOf(const Rows<Row>& rows, const Row& row, Names& names, Problems& problems)
 {
     static constexpr struct
     {
@@ -100,17 +103,24 @@ void CheckHolder(const Rows<PositionRow>& positions, const PositionRow& row, Nam
     for (const auto& [level, ofAccounts, called] : levels) {
         if (level != row.level || row.code.empty()) continue;
         const auto& known = names.Of(ofAccounts);
-        const auto holder = known.find(row.code);
-        if (holder == known.end())
-            Refuse(positions, row, "code", row.code,
-                   std::string("is none of the ") + called + " in the accounts" + Suggested(row.code, known, problems),
-                   problems);
-        else if (ofAccounts != AccountLevelClient && holder->second->marginRule != QUINDAL_MARGIN_RULE_NETTING)
-            Refuse(positions, row, "code", row.code,
-                   "is not under the netting rule: what it holds comes from below, and a record of its own would not "
-                   "count",
-                   problems);
+        const auto found = known.find(row.code);
+        if (found != known.end()) return found->second;
+        Refuse(rows, row, "code", row.code,
+               std::string("is none of the ") + called + " in the accounts" + Suggested(row.code, known, problems),
+               problems);
     }
+    return nullptr;
+}
+
+void CheckHolder(const Rows<PositionRow>& positions, const PositionRow& row, Names& names, Problems& problems)
+{
+    const AccountRow* const holder = LevelOf(positions, row, names, problems);
+    if (holder == nullptr || holder->level == AccountLevelClient) return;
+    if (holder->marginRule != QUINDAL_MARGIN_RULE_NETTING)
+        Refuse(positions, row, "code", row.code,
+               "is not under the netting rule: what it holds comes from below, and a record of its own would not "
+               "count",
+               problems);
 }
 
 /// Use of an instrument: orders stand in all of them, positions in futures and options only.
@@ -176,6 +186,24 @@ void CheckHolders(const Rows<AccountRow>& accounts, const Rows<PositionRow>& pos
     Names names(accounts);
     for (const PositionRow& row : positions.rows)
         CheckHolder(positions, row, names, problems);
+}
+
+void CheckLimits(const Rows<AccountRow>& accounts, const Rows<MoneyRow>& limits, Problems& problems)
+{
+    CheckRepeated(limits, problems);
+    Names names(accounts);
+    for (const MoneyRow& row : limits.rows)
+        static_cast<void>(LevelOf(limits, row, names, problems));
+}
+
+void CheckRepeated(const Rows<MoneyRow>& rows, Problems& problems)
+{
+    std::map<std::pair<std::int32_t, std::string>, std::size_t> lines;
+    for (const MoneyRow& row : rows.rows) {
+        if (row.code.empty()) continue;
+        const auto [before, isNew] = lines.emplace(std::pair(row.level, row.code), row.line);
+        if (!isNew) Refuse(rows, row, "code", row.code, Twice(before->second), problems);
+    }
 }
 
 void CheckClients(const Rows<AccountRow>& accounts, const Rows<OrderRow>& orders, Problems& problems)

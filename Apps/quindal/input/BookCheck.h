@@ -15,6 +15,10 @@ void CheckRepeated(const Rows<PositionRow>& positions, Problems& problems);
 void CheckHolders(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Problems& problems);
 /// Checks that the senders of orders are among the clients.
 void CheckClients(const Rows<AccountRow>& accounts, const Rows<OrderRow>& orders, Problems& problems);
+/// Checks that the levels that have limits are among the accounts, each once.
+void CheckLimits(const Rows<AccountRow>& accounts, const Rows<MoneyRow>& limits, Problems& problems);
+/// Checks that no level has its money twice.
+void CheckRepeated(const Rows<MoneyRow>& rows, Problems& problems);
 
 /// Checks the base contracts of ratios.
 void CheckInstruments(const MarketCodes& codes, const Rows<AccountRow>& accounts, Problems& problems);

@@ -71,6 +71,7 @@ void SchemaTable::CheckHeader(Problems& problems)
     std::set<std::string_view> present;
     for (const std::string& name : m_table.header.cells) {
         if (!m_schema.HasColumn(name)) {
+            if (m_schema.isOfOthers) continue;
             Suggestion suggestion(name);
             for (const ColumnRule& rule : m_schema.rules)
                 suggestion.Offer(rule.column);

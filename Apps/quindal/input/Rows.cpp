@@ -85,6 +85,13 @@ void TakeOrder(RowReader& reader, OrderRow& row)
     row.price = reader.Number("price");
 }
 
+void TakeMoney(RowReader& reader, MoneyRow& row, const char* column)
+{
+    row.level = reader.FindWord("level").value_or(QUINDAL_ACCOUNT_HIERARCHY_CLIENT);
+    row.code = reader.Text("code");
+    row.money = reader.Number(column);
+}
+
 template <class Row>
 Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
                    const std::function<void(RowReader&, Row&)>& take)
@@ -117,6 +124,18 @@ Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems)
 Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems)
 {
     return ReadRows<OrderRow>(file, OrdersSchema, problems, TakeOrder);
+}
+
+Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems)
+{
+    return ReadRows<MoneyRow>(file, LimitsSchema, problems,
+                              [](RowReader& reader, MoneyRow& row) { TakeMoney(reader, row, "limit"); });
+}
+
+Rows<MoneyRow> ReadClearing(const InputFile& file, Problems& problems)
+{
+    return ReadRows<MoneyRow>(file, ClearingSchema, problems,
+                              [](RowReader& reader, MoneyRow& row) { TakeMoney(reader, row, "go"); });
 }
 
 Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems)

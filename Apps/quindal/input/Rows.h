@@ -54,6 +54,15 @@ struct OrderRow
     double price = 0.0; ///< 0: the calculated price of the instrument.
 };
 
+/// Money of an account, a firm or a client: a limit of its margin, or the margin that somebody else has computed.
+struct MoneyRow
+{
+    std::size_t line = 0;
+    std::int32_t level = QUINDAL_ACCOUNT_HIERARCHY_CLIENT;
+    std::string code;
+    double money = 0.0;
+};
+
 struct UserRow
 {
     std::size_t line = 0;
@@ -77,6 +86,9 @@ struct Rows
 [[nodiscard]] Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
+[[nodiscard]] Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems);
+/// Reads the margins that the clearing has computed; columns that are none of ours are passed over.
+[[nodiscard]] Rows<MoneyRow> ReadClearing(const InputFile& file, Problems& problems);
 /// Reads the users. A name that stands twice, and a name with other letters than a router takes, become problems.
 [[nodiscard]] Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems);
 

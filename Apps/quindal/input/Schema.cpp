@@ -221,6 +221,39 @@ constexpr std::array OrderRules{
                .meaning = "Price of the order, rounded to five digits behind the point"},
 };
 
+constexpr std::array LimitRules{
+    ColumnRule{.column = "level",
+               .kind = CellKind::OneOf,
+               .fallback = "client",
+               .words = PositionLevelWords,
+               .meaning = "Whose margin is limited"},
+    ColumnRule{.column = "code", .isRequired = true, .meaning = "Its code, one of the accounts"},
+    ColumnRule{.column = "limit",
+               .kind = CellKind::Number,
+               .unit = "money",
+               .isRequired = true,
+               .least = 0,
+               .most = MostMoney,
+               .decimals = 2,
+               .meaning = "The largest margin that it may have"},
+};
+
+constexpr std::array ClearingRules{
+    ColumnRule{.column = "level",
+               .kind = CellKind::OneOf,
+               .fallback = "client",
+               .words = PositionLevelWords,
+               .meaning = "Whose margin it is"},
+    ColumnRule{.column = "code", .isRequired = true, .meaning = "Its code"},
+    ColumnRule{.column = "go",
+               .kind = CellKind::Number,
+               .unit = "money",
+               .isRequired = true,
+               .least = 0,
+               .most = MostMoney,
+               .meaning = "The margin that the clearing has computed"},
+};
+
 constexpr std::array UserRules{
     ColumnRule{.column = "user", .isRequired = true, .least = 1, .meaning = "Name: letters, digits, \"_\" and \"-\""},
     ColumnRule{.column = "part_count",
@@ -296,6 +329,11 @@ const Schema AccountsSchema{"accounts.csv",
                             AccountRules};
 const Schema PositionsSchema{"positions.csv", "What is held: one row for each holder and instrument.", PositionRules};
 const Schema OrdersSchema{"orders.csv", "What-ifs: orders that nobody has sent.", OrderRules};
+const Schema LimitsSchema{"limits.csv", "The margin that clients, firms and accounts may have at most.", LimitRules};
+const Schema ClearingSchema{"clearing.csv",
+                            "The clearing's margins, for `quindal reconcile`. Other columns are passed over, so that a "
+                            "csv report of `quindal margin` can be read, too.",
+                            ClearingRules, true};
 const Schema UsersSchema{"users.csv", "Who may log in at `quindal serve`.", UserRules};
 
 const ColumnRule* Schema::Find(std::string_view column, unsigned rows) const
@@ -341,7 +379,8 @@ std::string RangeText(const ColumnRule& rule)
 std::string InputFilesReference()
 {
     std::string text;
-    for (const Schema* schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &UsersSchema})
+    for (const Schema* schema :
+         {&AccountsSchema, &PositionsSchema, &OrdersSchema, &LimitsSchema, &ClearingSchema, &UsersSchema})
         text += (text.empty() ? "" : "\n") + Reference(*schema);
     return text;
 }

@@ -53,6 +53,7 @@ struct Schema
     std::string_view file; ///< Usual name: "accounts.csv".
     std::string_view purpose;
     std::span<const ColumnRule> rules;
+    bool isOfOthers = false; ///< Written by a program of somebody else: columns without a rule are passed over.
 
     /// Rule of a column in rows of one kind; null when these rows do not have it.
     [[nodiscard]] const ColumnRule* Find(std::string_view column, unsigned rows) const;
@@ -64,6 +65,8 @@ struct Schema
 extern const Schema AccountsSchema;
 extern const Schema PositionsSchema;
 extern const Schema OrdersSchema;
+extern const Schema LimitsSchema;
+extern const Schema ClearingSchema;
 extern const Schema UsersSchema;
 
 /// The words as a list: "netting, half_netting".

@@ -109,6 +109,40 @@ void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs
     }
 }
 
+std::string_view StateOf(const LimitUse& use) { return use.IsExceeded() ? "exceeded" : "within"; }
+
+void WriteLimitTable(std::ostream& out, const std::vector<LimitUse>& limits)
+{
+    std::vector<Cells> rows{{"Level", "Code", "Limit is", "GO", "Limit", "Left"}};
+    for (const LimitUse& use : limits)
+        rows.push_back({std::string(LevelWord(use.level)), use.code, std::string(StateOf(use)), Grouped(use.GO),
+                        Grouped(use.limit), Grouped(use.free)});
+    WriteTable(out, rows, 3);
+    out << '\n';
+}
+
+void WriteLimitCsv(std::ostream& out, const std::vector<LimitUse>& limits, const Provenance& provenance)
+{
+    out << "level,code,limit_is,go,limit,left" << ProvenanceColumns() << '\n';
+    const std::string end = ProvenanceCells(provenance) + '\n';
+    for (const LimitUse& use : limits)
+        out << LevelWord(use.level) << ',' << CsvCell(use.code) << ',' << StateOf(use) << ',' << Cents(use.GO) << ','
+            << Cents(use.limit) << ',' << Cents(use.free) << end;
+}
+
+ordered_json LimitsJson(const std::vector<LimitUse>& limits)
+{
+    ordered_json array = ordered_json::array();
+    for (const LimitUse& use : limits)
+        array.push_back({{"level", LevelWord(use.level)},
+                         {"code", use.code},
+                         {"isExceeded", use.IsExceeded()},
+                         {"GO", use.GO},
+                         {"limit", use.limit},
+                         {"left", use.free}});
+    return array;
+}
+
 /// The three figures of a client, or of what was added to them.
 ordered_json ThreeFigures(const auto& figures)
 {
@@ -129,8 +163,9 @@ ordered_json WhatIfsJson(const std::vector<WhatIfFigures>& whatIfs)
     return array;
 }
 
-void WriteJson(std::ostream& out, const MarginFigures& figures, const Provenance& provenance)
+void WriteJson(std::ostream& out, const MarginReport& report, const Provenance& provenance)
 {
+    const MarginFigures& figures = report.figures;
     ordered_json document{{"provenance", ProvenanceJson(provenance)},
                           {"clients", ordered_json::array()},
                           {"firms", ordered_json::array()},
@@ -146,27 +181,31 @@ void WriteJson(std::ostream& out, const MarginFigures& figures, const Provenance
             {{"code", firm.code}, {"settlementAccount", firm.settlementAccount}, {"GO", firm.GO}});
     for (const SettlementAccountFigures& account : figures.settlementAccounts)
         document["settlementAccounts"].push_back({{"id", account.id}, {"GO", account.GO}});
-    if (figures.whatIfs) document["whatIfs"] = WhatIfsJson(*figures.whatIfs);
+    if (report.whatIfs) document["whatIfs"] = WhatIfsJson(*report.whatIfs);
+    if (report.limits) document["limits"] = LimitsJson(*report.limits);
     out << document.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
 }
 
 } // namespace
 
-void WriteReport(std::ostream& out, const MarginFigures& figures, const Provenance& provenance, ReportFormat format)
+void WriteReport(std::ostream& out, const MarginReport& report, const Provenance& provenance, ReportFormat format)
 {
     switch (format) {
     case ReportFormat::Table:
-        WriteTables(out, figures);
-        if (figures.whatIfs) WriteWhatIfTable(out, *figures.whatIfs);
+        if (report.limits) WriteLimitTable(out, *report.limits);
+        WriteTables(out, report.figures);
+        if (report.whatIfs) WriteWhatIfTable(out, *report.whatIfs);
         break;
     case ReportFormat::Csv:
-        if (figures.whatIfs)
-            WriteWhatIfCsv(out, *figures.whatIfs, provenance);
+        if (report.whatIfs)
+            WriteWhatIfCsv(out, *report.whatIfs, provenance);
+        else if (report.limits)
+            WriteLimitCsv(out, *report.limits, provenance);
         else
-            WriteCsv(out, figures, provenance);
+            WriteCsv(out, report.figures, provenance);
         break;
     case ReportFormat::Json:
-        WriteJson(out, figures, provenance);
+        WriteJson(out, report, provenance);
         break;
     }
 }
