@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "MarginSession.h"
+#include "PartOfBook.h"
 #include "Rows.h"
 
 namespace quindal {
@@ -33,12 +34,7 @@ enum class FitAs
 };
 
 /// Whose margin is to stay within the limit.
-enum class FitLevel
-{
-    Client,
-    Firm,    // of the client
-    Account, // settlement account of the firm
-};
+using FitLevel = MarginLevel;
 
 struct FitQuestion
 {
@@ -84,7 +80,7 @@ private:
     MarginSession& m_session;
     const Rows<AccountRow>& m_accounts;
     const Rows<PositionRow>& m_positions;
-    std::vector<const AccountRow*> m_order; // in the order of registration
+    MarketCodes m_codes;
 };
 
 } // namespace quindal
