@@ -63,6 +63,15 @@ struct MoneyRow
     double money = 0.0;
 };
 
+struct BasketRow
+{
+    std::size_t line = 0;
+    std::string instrument;
+    bool isBuy = true;
+    std::int64_t ratio = 1;
+    double price = 0.0; ///< 0: the calculated price of the instrument.
+};
+
 struct UserRow
 {
     std::size_t line = 0;
@@ -89,6 +98,8 @@ struct Rows
 [[nodiscard]] Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems);
 /// Reads the margins that the clearing has computed; columns that are none of ours are passed over.
 [[nodiscard]] Rows<MoneyRow> ReadClearing(const InputFile& file, Problems& problems);
+/// Reads a basket. An instrument that stands twice, and a basket of nothing, become problems.
+[[nodiscard]] Rows<BasketRow> ReadBasket(const InputFile& file, Problems& problems);
 /// Reads the users. A name that stands twice, and a name with other letters than a router takes, become problems.
 [[nodiscard]] Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems);
 

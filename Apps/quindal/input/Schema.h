@@ -67,6 +67,7 @@ extern const Schema PositionsSchema;
 extern const Schema OrdersSchema;
 extern const Schema LimitsSchema;
 extern const Schema ClearingSchema;
+extern const Schema BasketSchema;
 extern const Schema UsersSchema;
 
 /// The words as a list: "netting, half_netting".
