@@ -19,6 +19,7 @@ struct Command
 
 [[nodiscard]] Command AddMargin(CLI::App& app);
 [[nodiscard]] Command AddExplain(CLI::App& app);
+[[nodiscard]] Command AddWhatIf(CLI::App& app);
 [[nodiscard]] Command AddReconcile(CLI::App& app);
 [[nodiscard]] Command AddFit(CLI::App& app);
 [[nodiscard]] Command AddCheck(CLI::App& app);

@@ -238,6 +238,12 @@ def by_hand(market: Path) -> set[str]:
     figures += [(3300 - low_end(near)) * 5 * money, stress(near) * 5 * money]
     at_calculated_price = rounded_up(held + (float(near["CalcFutPrice"]) - 3300) * 5 * money)
     figures += [at_calculated_price, at_calculated_price - before, (float(near["CalcFutPrice"]) - 3300) * 5 * money]
+    reach_high = float(contract["MarketRiskHigh"]) * float(near["NormalizedSpot"])
+    low_high = float(near["CalcFutPrice"]) - reach_high
+    rate = float(near["InterestRateRiskDown"]) * float(near["TimeToExpiration"])
+    at_high_risk = rounded_up((3300 - low_high + low_high * -math.expm1(-rate)) * 5 * money)
+    two_sold = rounded_up(held * 3 / 5)
+    figures += [two_sold, before - two_sold, at_high_risk, at_high_risk - before]
     figures += [20000, 20000 - before, 15000, before - 15000]  # limits, and what is left of them
     figures += [(3290 - low_end(near)) * 2 * money, stress(near) * 2 * money]
     return {f"{figure:.2f}" for figure in figures + that_fit(held, bought / 2, high_end(near, contract), money)}

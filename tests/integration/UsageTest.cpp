@@ -92,7 +92,7 @@ TEST(Usage, TheVersionNamesTheProgramAndItsParts)
 TEST(Usage, EachHelpHasExamplesAndTheExitStatusesAndNothingOfTheParser)
 {
     std::vector<std::vector<std::string>> words{{"--help"}};
-    for (const char* word : {"margin", "explain", "reconcile", "fetch", "serve", "status"}) {
+    for (const char* word : {"margin", "explain", "what-if", "reconcile", "fetch", "serve", "status"}) {
         EXPECT_THAT(RunToEnd(Quindal({"--help"})).out, HasSubstr(std::string("\n  ") + word + ' '));
         words.push_back({word, "--help"});
     }

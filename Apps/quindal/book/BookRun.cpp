@@ -79,8 +79,9 @@ void CheckNames(const Book& book, const MarketCodes& codes, Problems& problems)
 
 } // namespace
 
-Book BookRun::Read(const std::string& orders, const ReadFurther& readFurther)
+Book BookRun::Read(const std::string& orders, const FurtherFiles& further)
 {
+    m_further = further;
     // Throws for a SOURCE_DATE_EPOCH that is none, before a server is asked for anything.
     static_cast<void>(ReportedTime({}));
     Problems problems;
@@ -90,16 +91,22 @@ Book BookRun::Read(const std::string& orders, const ReadFurther& readFurther)
               {}};
     if (!orders.empty()) book.orders = ReadOrders(ReadInput(orders), problems);
     CheckRows(book, problems);
-    if (readFurther) readFurther(book, problems);
+    if (m_further.read) m_further.read(book, problems);
     if (!m_options.instruments.empty()) {
         book.market = ReadInput(m_options.instruments);
         m_source = SourceOf(*book.market);
         const MarketContents market = CheckMarket(*book.market, m_log, problems, m_warnings);
         // Missing instruments would be blamed on the rows.
-        if (market.isWhole) CheckNames(book, market.codes, problems);
+        if (market.isWhole) CheckAllNames(book, market.codes, problems);
     }
     problems.ThrowIfAny();
     return book;
+}
+
+void BookRun::CheckAllNames(const Book& book, const MarketCodes& codes, Problems& problems) const
+{
+    CheckNames(book, codes, problems);
+    if (m_further.checkNames) m_further.checkNames(codes, problems);
 }
 
 void BookRun::With(const Book& book, const std::function<void(MarginSession&)>& body)
@@ -138,7 +145,7 @@ void BookRun::LoadInstruments(MarginSession& session, const Book& book)
     Watch("the server's instruments");
     Problems problems;
     MarginSession::CheckInstruments(m_options.iniFile, problems);
-    CheckNames(book, MarginSession::Codes(), problems);
+    CheckAllNames(book, MarginSession::Codes(), problems);
     problems.ThrowIfAny();
 }
 

@@ -41,16 +41,21 @@ struct Book
     std::optional<InputFile> market; // to be served; its instruments are checked with the rows
 };
 
+/// Further files of a command: read and checked against the book, and against the instruments once these are known.
+struct FurtherFiles
+{
+    std::function<void(const Book&, Problems&)> read = {};
+    std::function<void(const MarketCodes&, Problems&)> checkNames = {};
+};
+
 class BookRun
 {
 public:
     explicit BookRun(const BookOptions& options) : m_options(options), m_log(options.iniFile) {}
 
-    /// Reads further files of a command and checks them against the book.
-    using ReadFurther = std::function<void(const Book&, Problems&)>;
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
     /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
-    [[nodiscard]] Book Read(const std::string& orders, const ReadFurther& readFurther = {});
+    [[nodiscard]] Book Read(const std::string& orders, const FurtherFiles& further = {});
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
     void With(const Book& book, const std::function<void(MarginSession&)>& body);
@@ -71,6 +76,7 @@ private:
     void Run(const Book& book, const std::string& iniFile, const std::string& password,
              const std::function<void(MarginSession&)>& body);
     void LoadInstruments(MarginSession& session, const Book& book);
+    void CheckAllNames(const Book& book, const MarketCodes& codes, Problems& problems) const;
     void Fill(MarginSession& session, const Book& book);
     void FillLevels(MarginSession& session, const Book& book);
 
@@ -79,6 +85,7 @@ private:
     Warnings m_warnings;
     MarketSource m_source;
     bool m_completesLevels = false;
+    FurtherFiles m_further;
 };
 
 /// Warns of levels under the netting rule that have no records of their own.

@@ -49,11 +49,12 @@ int RunMargin(const MarginOptions& options)
         options,
         [&](BookRun& run) {
             Rows<MoneyRow> limits;
-            const Book book = run.Read(options.orders, [&](const Book& read, Problems& problems) {
+            const auto readLimits = [&](const Book& read, Problems& problems) {
                 if (options.limits.empty()) return;
                 limits = ReadLimits(ReadInput(options.limits), problems);
                 CheckLimits(read.accounts, limits, problems);
-            });
+            };
+            const Book book = run.Read(options.orders, {readLimits});
             run.CompleteLevels();
             run.With(book, [&](MarginSession& session) {
                 report.figures = session.Figures();

@@ -110,8 +110,13 @@ int RunReconcile(const ReconcileOptions& options)
         options,
         [&](BookRun& run) {
             ReconcileInput input;
-            const Book book = run.Read(
-                {}, [&](const Book& read, Problems& problems) { input = ReadFurther(options, read, problems); });
+            const auto readFurther = [&](const Book& read, Problems& problems) {
+                input = ReadFurther(options, read, problems);
+            };
+            const auto checkNames = [&](const MarketCodes& codes, Problems& problems) {
+                if (input.otherPositions) CheckInstruments(codes, *input.otherPositions, problems);
+            };
+            const Book book = run.Read({}, {readFurther, checkNames});
             run.CompleteLevels();
             std::vector<ReconciledLevel*> clients;
             run.With(book, [&](MarginSession& session) {

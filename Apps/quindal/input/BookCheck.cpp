@@ -112,15 +112,18 @@ const AccountRow* LevelOf(const Rows<Row>& rows, const Row& row, Names& names, P
     return nullptr;
 }
 
+/// Clients hold positions; a level above holds records of its own under the netting rule only.
+bool HasRecords(const AccountRow& holder)
+{
+    return holder.level == AccountLevelClient || holder.marginRule == QUINDAL_MARGIN_RULE_NETTING;
+}
+constexpr const char* NoRecords =
+    "is not under the netting rule: what it holds comes from below, and a record of its own would not count";
+
 void CheckHolder(const Rows<PositionRow>& positions, const PositionRow& row, Names& names, Problems& problems)
 {
     const AccountRow* const holder = LevelOf(positions, row, names, problems);
-    if (holder == nullptr || holder->level == AccountLevelClient) return;
-    if (holder->marginRule != QUINDAL_MARGIN_RULE_NETTING)
-        Refuse(positions, row, "code", row.code,
-               "is not under the netting rule: what it holds comes from below, and a record of its own would not "
-               "count",
-               problems);
+    if (holder != nullptr && !HasRecords(*holder)) Refuse(positions, row, "code", row.code, NoRecords, problems);
 }
 
 /// Use of an instrument: orders stand in all of them, positions in futures and options only.
@@ -200,6 +203,17 @@ void CheckHolders(const Rows<AccountRow>& accounts, const Rows<PositionRow>& pos
         CheckHolder(positions, row, names, problems);
 }
 
+void CheckActors(const Rows<AccountRow>& accounts, const Rows<ActionRow>& actions, Problems& problems)
+{
+    Names names(accounts);
+    for (const ActionRow& row : actions.rows) {
+        const AccountRow* const actor = LevelOf(actions, row, names, problems);
+        const bool trades = row.kind == ActionExecute || row.kind == ActionClose;
+        if (actor != nullptr && trades && !HasRecords(*actor))
+            Refuse(actions, row, "code", row.code, NoRecords, problems);
+    }
+}
+
 void CheckLimits(const Rows<AccountRow>& accounts, const Rows<MoneyRow>& limits, Problems& problems)
 {
     CheckRepeated(limits, problems);
@@ -258,6 +272,15 @@ void CheckInstruments(const MarketCodes& codes, const Rows<BasketRow>& basket, b
     for (const BasketRow& row : basket.rows) {
         CheckInstrument(codes, basket, row, isHeld ? Use::Position : Use::Order, problems);
         if (!isHeld) CheckPriceOfSpread(codes, basket, row, problems);
+    }
+}
+
+void CheckInstruments(const MarketCodes& codes, const Rows<ActionRow>& actions, Problems& problems)
+{
+    for (const ActionRow& row : actions.rows) {
+        const bool isOrder = row.kind == ActionOrder;
+        CheckInstrument(codes, actions, row, isOrder ? Use::Order : Use::Position, problems);
+        if (isOrder) CheckPriceOfSpread(codes, actions, row, problems);
     }
 }
 

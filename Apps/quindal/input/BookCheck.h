@@ -1,6 +1,7 @@
 // Checks of rows against each other: each name is known, each entry stands once, each record counts.
 #pragma once
 
+#include "Actions.h"
 #include "MarketCodes.h"
 #include "Problems.h"
 #include "Rows.h"
@@ -15,6 +16,11 @@ void CheckRepeated(const Rows<PositionRow>& positions, Problems& problems);
 void CheckHolders(const Rows<AccountRow>& accounts, const Rows<PositionRow>& positions, Problems& problems);
 /// Checks that the senders of orders are among the clients.
 void CheckClients(const Rows<AccountRow>& accounts, const Rows<OrderRow>& orders, Problems& problems);
+/// Checks that those who act are among the accounts, and that executions and closings are of those who hold records of
+/// their own.
+void CheckActors(const Rows<AccountRow>& accounts, const Rows<ActionRow>& actions, Problems& problems);
+/// Checks the instruments of actions.
+void CheckInstruments(const MarketCodes& codes, const Rows<ActionRow>& actions, Problems& problems);
 /// Checks that the levels that have limits are among the accounts, each once.
 void CheckLimits(const Rows<AccountRow>& accounts, const Rows<MoneyRow>& limits, Problems& problems);
 /// Checks that no level has its money twice.

@@ -1,11 +1,11 @@
 #include "Rows.h"
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <string_view>
 #include <utility>
 
+#include "ReadRows.h"
 #include "RowReader.h"
 #include "UserNames.h"
 
@@ -92,24 +92,19 @@ void TakeMoney(RowReader& reader, MoneyRow& row, const char* column)
     row.money = reader.Number(column);
 }
 
-template <class Row>
-Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
-                   const std::function<void(RowReader&, Row&)>& take)
-{
-    const SchemaTable table(ReadCsv(file, problems), schema, problems);
-    Rows<Row> rows{file.name};
-    if (!table.IsReadable()) return rows;
-    rows.rows.reserve(table.Table().rows.size());
-    for (const CsvRow& cells : table.Table().rows) {
-        RowReader reader(table, cells, problems);
-        Row& row = rows.rows.emplace_back();
-        row.line = cells.line;
-        take(reader, row);
-    }
-    return rows;
-}
-
 } // namespace
+
+AccountRow ReadAccountCell(const CellOfAccount& cell, Problems& problems)
+{
+    const std::string level(AccountLevelWords[static_cast<std::size_t>(cell.level)].first);
+    const CsvRow cells{cell.line, {level, cell.code, cell.value}};
+    const SchemaTable table({cell.file, {cell.line, {"level", "code", cell.column}}, {cells}}, AccountsSchema,
+                            problems);
+    RowReader reader(table, cells, problems);
+    AccountRow row;
+    TakeAccount(reader, row);
+    return row;
+}
 
 Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems)
 {

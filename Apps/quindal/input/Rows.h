@@ -93,6 +93,20 @@ struct Rows
 };
 
 [[nodiscard]] Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems);
+
+/// A cell of a row of accounts.csv that stands in another file.
+struct CellOfAccount
+{
+    std::string file; ///< Name in messages, with the line.
+    std::size_t line = 0;
+    AccountLevel level = AccountLevelClient;
+    std::string code;
+    std::string column;
+    std::string value;
+};
+/// Reads the cell by the rules of accounts.csv; the other values of the row are those of empty cells.
+[[nodiscard]] AccountRow ReadAccountCell(const CellOfAccount& cell, Problems& problems);
+
 [[nodiscard]] Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems);

@@ -405,7 +405,7 @@ std::string InputFilesReference()
 {
     std::string text;
     for (const Schema* schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &BasketSchema, &LimitsSchema,
-                                 &ClearingSchema, &UsersSchema})
+                                 &ActionsSchema, &ClearingSchema, &UsersSchema})
         text += (text.empty() ? "" : "\n") + Reference(*schema);
     return text;
 }

@@ -65,6 +65,7 @@ struct Schema
 extern const Schema AccountsSchema;
 extern const Schema PositionsSchema;
 extern const Schema OrdersSchema;
+extern const Schema ActionsSchema;
 extern const Schema LimitsSchema;
 extern const Schema ClearingSchema;
 extern const Schema BasketSchema;
