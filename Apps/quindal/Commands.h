@@ -20,6 +20,7 @@ struct Command
 [[nodiscard]] Command AddMargin(CLI::App& app);
 [[nodiscard]] Command AddExplain(CLI::App& app);
 [[nodiscard]] Command AddFit(CLI::App& app);
+[[nodiscard]] Command AddRelief(CLI::App& app);
 [[nodiscard]] Command AddCheck(CLI::App& app);
 [[nodiscard]] Command AddFiles(CLI::App& app);
 [[nodiscard]] Command AddServe(CLI::App& app);
