@@ -29,11 +29,11 @@ class ReliefCommand : public CommandErrors
 {
 protected:
     /// GO of CL01002 with these positions in the place of its own.
-    double GOWith(const std::string& positions)
+    double GOWith(const std::string& held)
     {
         const Finished finished =
             RunToEnd(Margin({"--instruments", Example("market.xml"), "--format", "json"}, Example("accounts.csv"),
-                            Write("positions.csv", "code,instrument,quantity,price\n" + positions)));
+                            Write("positions.csv", "code,instrument,quantity,price\n" + held)));
         EXPECT_EQ(finished.status, 0) << finished.errors;
         for (const Row& row : FromJson(finished.out))
             if (row.code == "CL01002") return row.go;

@@ -12,7 +12,7 @@ std::int64_t Passed(double excess, double fall, std::int64_t most)
 {
     const double contracts = std::ceil(excess / fall);
     if (!(contracts > 1.0)) return 1; // infinite falls and figures that are no number, too
-    return contracts < static_cast<double>(most) ? static_cast<std::int64_t>(contracts) : most + 1;
+    return contracts <= static_cast<double>(most) ? static_cast<std::int64_t>(contracts) : most + 1;
 }
 
 /// The quantity to be looked at behind `quantity`, of which `passed` are passed over; a jump is looked at itself.

@@ -11,7 +11,7 @@ namespace quindal {
 
 namespace {
 
-constexpr const char* Examples =
+constexpr const char* FitExamples =
     R"(  quindal fit --client CL02001 --instrument INDX-12.26 --side sell --limit 1000000 \
     --instruments market.xml --accounts accounts.csv --positions positions.csv
       # with at most 50 000 more GO, once the order is filled
@@ -21,7 +21,7 @@ constexpr const char* Examples =
     --instruments market.xml --accounts accounts.csv --positions positions.csv
 )";
 
-constexpr std::int64_t MostContracts = 1'000'000'000;
+constexpr std::int64_t MostFitted = 1'000'000'000;
 
 void AddTrade(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
 {
@@ -70,7 +70,7 @@ void AddLimit(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
         ->default_str("order");
     fit.add_option("--max", options->question.most, "The largest quantity that is asked for")
         ->type_name("N")
-        ->check(CLI::Range(std::int64_t{0}, MostContracts).description(""))
+        ->check(CLI::Range(std::int64_t{0}, MostFitted).description(""))
         ->capture_default_str();
 }
 
@@ -79,7 +79,7 @@ void AddLimit(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
 Command AddFit(CLI::App& app)
 {
     const auto options = std::make_shared<FitOptions>();
-    CLI::App* const fit = AddWord(app, "fit", "Say how many contracts still fit within a margin", Examples);
+    CLI::App* const fit = AddWord(app, "fit", "Say how many contracts still fit within a margin", FitExamples);
     AddTrade(*fit, options);
     AddLimit(*fit, options);
     AddBook(*fit, options);

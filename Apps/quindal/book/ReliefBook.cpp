@@ -73,7 +73,8 @@ public:
             if (best.empty()) best = Two();
             if (best.empty()) best = Many();
             if (StepsOf(best).after > Target())
-                if (Parts share = ShareOfAll(); IsWayDown(share)) best = std::move(share);
+                if (Parts share = ShareOfAll(); share.size() <= m_question.mostSteps && IsWayDown(share))
+                    best = std::move(share);
         }
         ReliefAnswer answer = StepsOf(best);
         answer.isReached = !m_question.target || answer.after <= *m_question.target;
