@@ -28,8 +28,8 @@ import xml.etree.ElementTree as xml
 from dataclasses import dataclass, field
 from pathlib import Path
 
-PAGES = ["install", "first-margin", "what-if", "fit", "explain", "limits", "provenance", "quick-start", "input-files", "serve"]
-PAGES += ["upgrade", "errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
+PAGES = ["install", "first-margin", "what-if", "fit", "relief", "explain", "limits", "provenance", "quick-start", "input-files"]
+PAGES += ["serve", "upgrade", "errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
 
 # What is not typed here, and why not.
 ELSEWHERE = {
@@ -246,7 +246,8 @@ def by_hand(market: Path) -> set[str]:
     figures += [two_sold, before - two_sold, at_high_risk, at_high_risk - before]
     figures += [20000, 20000 - before, 15000, before - 15000]  # limits, and what is left of them
     figures += [(3290 - low_end(near)) * 2 * money, stress(near) * 2 * money]
-    return {f"{figure:.2f}" for figure in figures + that_fit(held, bought / 2, high_end(near, contract), money)}
+    return {f"{figure:.2f}" for figure in figures + that_fit(held, bought / 2, high_end(near, contract), money) +
+            that_free(held, float(near["CalcFutPrice"]) * money)}
 
 
 def high_end(futures: dict[str, str], contract: dict[str, str]) -> float:
@@ -265,6 +266,12 @@ def that_fit(held: float, bought: float, sold: float, money: float) -> list[floa
     within = [held + (most_bought + more) * bought for more in (0, 1)] + [(most_sold + more) * sold * money for more in (0, 1)]
     before, *after = (math.ceil(figure * 100) / 100 for figure in (held, *within))
     return limits + after + [abs(figure - before) for figure in after]
+
+
+def that_free(held: float, contract: float) -> list[float]:
+    """What is left when three of the five are closed, what that frees, and its turnover."""
+    before, after = (math.ceil(figure * 100) / 100 for figure in (held, held * 2 / 5))
+    return [after, before - after, 3 * contract]
 
 
 def unfounded(pages: list[Path], source: Path) -> list[str]:

@@ -73,6 +73,13 @@ TEST(Fit, PassesOverWhatCannotFit)
     EXPECT_LE(found.evaluations, 4U);
 }
 
+// From three, three quantities cannot fit; none is left to be looked at but 0.
+TEST(Fit, LooksAtNothingTradedBehindAllThatIsPassedOver)
+{
+    const std::vector<double> figures{1.0, 2.0, 3.0, 4.0};
+    EXPECT_EQ(LargestThatFits(Over(figures, 1.0, 1.0)).quantity, 0);
+}
+
 TEST(Fit, LooksAtEachQuantityWithoutABound)
 {
     std::vector<double> figures(50, 10.0);

@@ -1,6 +1,7 @@
 #include "BookWords.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "CommandHelp.h"
 #include "InputFile.h"
@@ -32,6 +33,17 @@ const std::map<std::string, ReportFormat>& ReportFormats()
 std::string About(const std::string& purpose, const Schema& schema)
 {
     return purpose + " (CSV: " + schema.Columns() + ")";
+}
+
+CLI::Validator SaneNumber(const std::string& kind)
+{
+    const auto fault = [kind](const std::string& text) {
+        constexpr double Most = 99'999'999'999.0;
+        double number = 0.0;
+        const bool isNumber = CLI::detail::lexical_cast(text, number);
+        return isNumber && std::abs(number) <= Most ? std::string() : "\"" + text + "\" is no " + kind;
+    };
+    return {fault, "", kind};
 }
 
 void CheckStandardInput(std::initializer_list<const std::string*> files)

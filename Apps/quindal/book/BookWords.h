@@ -12,7 +12,8 @@
 
 namespace CLI {
 class App;
-}
+class Validator;
+} // namespace CLI
 
 namespace quindal {
 
@@ -25,6 +26,9 @@ void CheckBook(BookOptions& options);
 [[nodiscard]] std::string About(const std::string& purpose, const Schema& schema);
 /// Refuses "-" for more than one file: standard input can be read once.
 void CheckStandardInput(std::initializer_list<const std::string*> files);
+
+/// Accepts a number of the size that the files take; `kind` is what a message calls it.
+[[nodiscard]] CLI::Validator SaneNumber(const std::string& kind);
 
 /// Words of --format.
 [[nodiscard]] const std::map<std::string, ReportFormat>& ReportFormats();

@@ -12,6 +12,7 @@
 #include "LibraryState.h"
 #include "MarginSession.h"
 #include "ParticipantRepository.h"
+#include "TradedInstrument.h"
 #include "TradingCodes.h"
 #include "instruments/InstrumentsRepository.h"
 #include "instruments/SpecBaseContract.h"
@@ -42,40 +43,12 @@ struct Road
     SpreadMarginType calendar;
 };
 
-/// What the futures of a trade belongs to, and the instrument itself: one of the two.
-struct Instrument
-{
-    const kv7im::CSpecFutures* futures = nullptr;
-    const kv7im::CSpecOption* option = nullptr;
-
-    [[nodiscard]] const kv7im::CSpecFutures& Futures() const
-    {
-        return option != nullptr ? *option->VirtFutures->Futures : *futures;
-    }
-    [[nodiscard]] const kv7im::CSpecBaseContract& Contract() const { return *Futures().BaseContract; }
-    [[nodiscard]] Risk Held(std::int64_t quantity, double price, ClientRiskLevel level) const
-    {
-        return option != nullptr ? option->TransformToPosition(quantity, price, level)
-                                 : futures->TransformToPosition(quantity, price, level);
-    }
-};
-
-const kv7im::InstrumentsRepository& Instruments() { return QuindalIM::GetInstrumentsRepositoryForQuindalIM(); }
-
-Instrument Find(const std::string& code)
-{
-    Instrument found;
-    found.futures = Instruments().GetFutures(code);
-    if (found.futures == nullptr) found.option = Instruments().GetOption(kv7im::AccessByStatus::eCurrent, code);
-    return found;
-}
-
 const kv7im::CSpecMultileg* FindMultileg(const std::string& code)
 {
     int isin = 0;
     double price = 0.0;
     if (QuindalIM::g_pCalcGOEx->GetIsinAndCalcPriceByCode(code.c_str(), isin, price) != Z9ERR_OK) return nullptr;
-    return Instruments().GetMultileg(isin);
+    return LoadedInstruments().GetMultileg(isin);
 }
 
 /// The roads that the margin of a level depends on: its own where it lives by its own book, that of the client where it
@@ -137,7 +110,7 @@ double SteepestFloor(const kv7im::CSpecBaseContract& contract, ClientRiskLevel l
 /// Money by which a margin may fall when this change is taken out of a book. Sums, minima and windows over cells never
 /// make more of a change than its worst cell; a stress of rates and one of the mismatch come on top of a cell, a floor
 /// of a stress point may follow the edge of the grid either way, and the curvature of a currency adds its radius.
-double FallBy(const Risk& change, const Instrument& instrument, const Road& road)
+double FallBy(const Risk& change, const TradedInstrument& instrument, const Road& road)
 {
     const kv7im::CSpecBaseContract& contract = instrument.Contract();
     const kv7im::Profile& cells = change.GetRisk();
@@ -184,8 +157,8 @@ double FallOfFuturesOrder(const kv7im::CSpecFutures& futures, const OrdersMap& o
 double FallOfSpreadOrder(const std::string& client, const FitItem& item, const kv7im::CSpecMultileg& multileg,
                          FitLevel level)
 {
-    const kv7im::CSpecFutures& first = *Instruments().GetFutures(multileg.GetFirstLegIsin());
-    const kv7im::CSpecFutures& second = *Instruments().GetFutures(multileg.GetSecondLegIsin());
+    const kv7im::CSpecFutures& first = *LoadedInstruments().GetFutures(multileg.GetFirstLegIsin());
+    const kv7im::CSpecFutures& second = *LoadedInstruments().GetFutures(multileg.GetSecondLegIsin());
     SOrderInfo info;
     info.realCalcPriceFirstLeg = first.RealCalcPrice;
     info.realCalcPriceSecondLeg = second.RealCalcPrice;
@@ -209,7 +182,7 @@ double FallOfSpreadOrder(const std::string& client, const FitItem& item, const k
 }
 
 /// The price that a futures is valued from, where that of a position may not be better than the settlement.
-void AddSettlement(const Instrument& instrument, bool noDiscount, std::vector<double>& prices)
+void AddSettlement(const TradedInstrument& instrument, bool noDiscount, std::vector<double>& prices)
 {
     const kv7im::CSpecFutures* const futures = instrument.futures;
     if (futures == nullptr) return;
@@ -223,7 +196,7 @@ void AddSettlement(const Instrument& instrument, bool noDiscount, std::vector<do
 
 double FallOfOrder(const std::string& client, const FitItem& item, FitLevel level)
 {
-    const Instrument instrument = Find(item.instrument);
+    const TradedInstrument instrument = TradedInstrument::Find(item.instrument);
     const double ratio = static_cast<double>(item.ratio);
     if (instrument.futures == nullptr && instrument.option == nullptr) {
         const kv7im::CSpecMultileg* const multileg = FindMultileg(item.instrument);
@@ -242,7 +215,7 @@ double FallOfOrder(const std::string& client, const FitItem& item, FitLevel leve
 
 double FallOfPosition(const std::string& client, const FitItem& item, const Held& held, FitLevel level)
 {
-    const Instrument instrument = Find(item.instrument);
+    const TradedInstrument instrument = TradedInstrument::Find(item.instrument);
     const double price = item.price == 0.0 ? MarginSession::CalculatedPrice(item.instrument) : item.price;
     const std::int64_t side = item.isBuy ? 1 : -1;
     double fall = 0.0;
@@ -264,7 +237,7 @@ double FallOfPosition(const std::string& client, const FitItem& item, const Held
 
 double PremiumOf(const FitItem& item)
 {
-    const kv7im::CSpecOption* const option = Find(item.instrument).option;
+    const kv7im::CSpecOption* const option = TradedInstrument::Find(item.instrument).option;
     if (option == nullptr || !item.isBuy || option->VirtFutures->marginStyle != Enums::MarginStyle::Equity) return 0.0;
     const double price = item.price == 0.0 ? option->CalcOptPrice : item.price;
     return static_cast<double>(item.ratio) * price * option->VirtFutures->MoneyCoef;
@@ -272,11 +245,11 @@ double PremiumOf(const FitItem& item)
 
 bool RemembersOrders(const std::string& instrument)
 {
-    const Instrument found = Find(instrument);
+    const TradedInstrument found = TradedInstrument::Find(instrument);
     if (found.futures != nullptr || found.option != nullptr) return found.Futures().IsCollateral();
     const kv7im::CSpecMultileg* const multileg = FindMultileg(instrument);
-    return multileg != nullptr && (Instruments().GetFutures(multileg->GetFirstLegIsin())->IsCollateral() ||
-                                   Instruments().GetFutures(multileg->GetSecondLegIsin())->IsCollateral());
+    return multileg != nullptr && (LoadedInstruments().GetFutures(multileg->GetFirstLegIsin())->IsCollateral() ||
+                                   LoadedInstruments().GetFutures(multileg->GetSecondLegIsin())->IsCollateral());
 }
 
 } // namespace quindal

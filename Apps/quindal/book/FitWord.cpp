@@ -1,5 +1,4 @@
 // The word fit and its options.
-#include <cmath>
 #include <map>
 #include <memory>
 
@@ -12,7 +11,7 @@ namespace quindal {
 
 namespace {
 
-constexpr const char* Examples =
+constexpr const char* FitExamples =
     R"(  quindal fit --client CL02001 --instrument INDX-12.26 --side sell --limit 1000000 \
     --instruments market.xml --accounts accounts.csv --positions positions.csv
       # with at most 50 000 more GO, once the order is filled
@@ -22,19 +21,7 @@ constexpr const char* Examples =
     --instruments market.xml --accounts accounts.csv --positions positions.csv
 )";
 
-constexpr std::int64_t MostContracts = 1'000'000'000;
-
-/// Refuses a number beyond what the files take: not finite, or out of all proportion.
-CLI::Validator Sane(const std::string& kind)
-{
-    const auto fault = [kind](const std::string& text) {
-        constexpr double Most = 99'999'999'999.0;
-        double number = 0.0;
-        const bool isNumber = CLI::detail::lexical_cast(text, number);
-        return isNumber && std::abs(number) <= Most ? std::string() : "\"" + text + "\" is no " + kind;
-    };
-    return {fault, "", kind};
-}
+constexpr std::int64_t MostFitted = 1'000'000'000;
 
 void AddTrade(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
 {
@@ -49,7 +36,7 @@ void AddTrade(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
     CLI::Option* const price =
         fit.add_option("--price", options->item.price, "Its price; without, the calculated price of the instrument")
             ->type_name("PRICE")
-            ->check(Sane("price"));
+            ->check(SaneNumber("price"));
     CLI::Option* const basket =
         fit.add_option("--basket", options->basket,
                        About("Several instruments in fixed ratios, in the place of one", BasketSchema))
@@ -67,7 +54,7 @@ void AddLimit(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
     static const std::map<std::string, FitAs> kinds{{"order", FitAs::Order}, {"position", FitAs::Position}};
     CLI::Option* const limit = fit.add_option("--limit", options->question.money, "Money that the GO may come to")
                                    ->type_name("MONEY")
-                                   ->check(Sane("money"));
+                                   ->check(SaneNumber("money"));
     CLI::Option* const free = fit.add_option_function<double>(
                                      "--free",
                                      [options](double money) {
@@ -83,7 +70,7 @@ void AddLimit(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
         ->default_str("order");
     fit.add_option("--max", options->question.most, "The largest quantity that is asked for")
         ->type_name("N")
-        ->check(CLI::Range(std::int64_t{0}, MostContracts).description(""))
+        ->check(CLI::Range(std::int64_t{0}, MostFitted).description(""))
         ->capture_default_str();
 }
 
@@ -92,7 +79,7 @@ void AddLimit(CLI::App& fit, const std::shared_ptr<FitOptions>& options)
 Command AddFit(CLI::App& app)
 {
     const auto options = std::make_shared<FitOptions>();
-    CLI::App* const fit = AddWord(app, "fit", "Say how many contracts still fit within a margin", Examples);
+    CLI::App* const fit = AddWord(app, "fit", "Say how many contracts still fit within a margin", FitExamples);
     AddTrade(*fit, options);
     AddLimit(*fit, options);
     AddBook(*fit, options);

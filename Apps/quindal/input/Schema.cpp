@@ -196,15 +196,27 @@ constexpr std::array PositionRules{
                .meaning = "What of it the last clearing left; the value of options goes by it"},
 };
 
+constexpr ColumnRule InstrumentOfOrder{
+    .column = "instrument", .isRequired = true, .meaning = "Code of a futures, an option or a calendar spread"};
+constexpr ColumnRule SideOfOrder{
+    .column = "side", .kind = CellKind::OneOf, .isRequired = true, .words = SideWords, .meaning = "Buy or sell"};
+constexpr ColumnRule PriceOfOrder{.column = "price",
+                                  .kind = CellKind::Number,
+                                  .unit = "price",
+                                  .fallback = "0",
+                                  .emptyMeans =
+                                      "the calculated price of the instrument, as 0; a calendar spread has none",
+                                  .least = -MostOrderPrice,
+                                  .most = MostOrderPrice,
+                                  .meaning = "Price of the order, rounded to five digits behind the point"};
+
 constexpr std::array OrderRules{
     ColumnRule{.column = "what_if",
                .emptyMeans = "a what-if of its own, called # and its number",
                .meaning = "Label; orders of one label are placed together, in their order"},
     ColumnRule{.column = "client", .isRequired = true, .meaning = "Who orders, a client of the accounts"},
-    ColumnRule{
-        .column = "instrument", .isRequired = true, .meaning = "Code of a futures, an option or a calendar spread"},
-    ColumnRule{
-        .column = "side", .kind = CellKind::OneOf, .isRequired = true, .words = SideWords, .meaning = "Buy or sell"},
+    InstrumentOfOrder,
+    SideOfOrder,
     ColumnRule{.column = "quantity",
                .kind = CellKind::Whole,
                .unit = "contracts",
@@ -212,14 +224,7 @@ constexpr std::array OrderRules{
                .least = 1,
                .most = MostContracts,
                .meaning = "Contracts ordered"},
-    ColumnRule{.column = "price",
-               .kind = CellKind::Number,
-               .unit = "price",
-               .fallback = "0",
-               .emptyMeans = "the calculated price of the instrument, as 0; a calendar spread has none",
-               .least = -MostOrderPrice,
-               .most = MostOrderPrice,
-               .meaning = "Price of the order, rounded to five digits behind the point"},
+    PriceOfOrder,
 };
 
 constexpr std::array LimitRules{
@@ -256,10 +261,8 @@ constexpr std::array ClearingRules{
 };
 
 constexpr std::array BasketRules{
-    ColumnRule{
-        .column = "instrument", .isRequired = true, .meaning = "Code of a futures, an option or a calendar spread"},
-    ColumnRule{
-        .column = "side", .kind = CellKind::OneOf, .isRequired = true, .words = SideWords, .meaning = "Buy or sell"},
+    InstrumentOfOrder,
+    SideOfOrder,
     ColumnRule{.column = "ratio",
                .kind = CellKind::Whole,
                .unit = "contracts",
@@ -267,14 +270,7 @@ constexpr std::array BasketRules{
                .least = 1,
                .most = MostOfBasket,
                .meaning = "Contracts in one basket"},
-    ColumnRule{.column = "price",
-               .kind = CellKind::Number,
-               .unit = "price",
-               .fallback = "0",
-               .emptyMeans = "the calculated price of the instrument, as 0; a calendar spread has none",
-               .least = -MostOrderPrice,
-               .most = MostOrderPrice,
-               .meaning = "Price that it is ordered or traded at"},
+    PriceOfOrder,
 };
 
 constexpr std::array UserRules{
