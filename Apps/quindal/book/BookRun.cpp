@@ -118,8 +118,13 @@ void BookRun::Run(const Book& book, const std::string& iniFile, const std::strin
     MarginSession session({iniFile, m_options.iniFile}, m_options.user, password, m_log);
     LoadInstruments(session, book);
     Fill(session, book);
-    if (m_completesLevels) FillLevels(session, book);
     body(session);
+}
+
+void BookRun::Refill(MarginSession& session, const Book& book)
+{
+    session.RemoveAccounts();
+    Fill(session, book);
 }
 
 void BookRun::LoadInstruments(MarginSession& session, const Book& book)
@@ -145,7 +150,7 @@ void BookRun::Fill(MarginSession& session, const Book& book)
 {
     {
         const std::vector<const AccountRow*> accounts = InOrderOfRegistration(book.accounts);
-        Progress progress("accounts", accounts.size());
+        Progress progress("accounts", accounts.size(), m_listener);
         for (const AccountRow* const row : accounts) {
             const std::string where = book.accounts.Where(*row);
             session.Register(where, *row);
@@ -153,13 +158,14 @@ void BookRun::Fill(MarginSession& session, const Book& book)
             progress.Step();
         }
     }
-    Progress progress("positions", book.positions.rows.size());
+    Progress progress("positions", book.positions.rows.size(), m_listener);
     for (const PositionRow& row : book.positions.rows) {
         const std::string where = book.positions.Where(row);
         session.SetPosition(where, row);
         Watch(where);
         progress.Step();
     }
+    if (m_completesLevels) FillLevels(session, book);
 }
 
 void BookRun::FillLevels(MarginSession& session, const Book& book)

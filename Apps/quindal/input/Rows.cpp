@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "CsvTable.h"
 #include "RowReader.h"
 #include "UserNames.h"
 
@@ -86,11 +87,11 @@ void TakeOrder(RowReader& reader, OrderRow& row)
 }
 
 template <class Row>
-Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
+Rows<Row> ReadRows(CsvTable&& text, const Schema& schema, Problems& problems,
                    const std::function<void(RowReader&, Row&)>& take)
 {
-    const SchemaTable table(ReadCsv(file, problems), schema, problems);
-    Rows<Row> rows{file.name};
+    const SchemaTable table(std::move(text), schema, problems);
+    Rows<Row> rows{table.Table().file};
     if (!table.IsReadable()) return rows;
     rows.rows.reserve(table.Table().rows.size());
     for (const CsvRow& cells : table.Table().rows) {
@@ -100,6 +101,13 @@ Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& proble
         take(reader, row);
     }
     return rows;
+}
+
+template <class Row>
+Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
+                   const std::function<void(RowReader&, Row&)>& take)
+{
+    return ReadRows(ReadCsv(file, problems), schema, problems, take);
 }
 
 } // namespace
@@ -117,6 +125,11 @@ Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems)
 Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems)
 {
     return ReadRows<OrderRow>(file, OrdersSchema, problems, TakeOrder);
+}
+
+Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems)
+{
+    return ReadRows<OrderRow>(std::move(table), OrdersSchema, problems, TakeOrder);
 }
 
 Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems)

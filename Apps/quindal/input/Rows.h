@@ -77,6 +77,8 @@ struct Rows
 [[nodiscard]] Rows<AccountRow> ReadAccounts(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
+/// Reads orders out of a table that was made elsewhere, by the same rules.
+[[nodiscard]] Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems);
 /// Reads the users. A name that stands twice, and a name with other letters than a router takes, become problems.
 [[nodiscard]] Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems);
 

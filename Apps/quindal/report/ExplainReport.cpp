@@ -161,57 +161,10 @@ void WriteHead(std::ostream& out, const std::string& client, const MarginExplana
     out << ", rounded up\n";
 }
 
-void WriteLevels(std::ostream& out, const MarginExplanation& explanation)
-{
-    std::vector<Cells> rows{{"Netting", "Margin", "Saved"}};
-    for (const LevelMargin& level : explanation.levels)
-        rows.push_back({std::string(Of(LevelTexts, level.level)), MoneyText(level.margin),
-                        level.level == NettingLevel::Gross ? "" : MoneyText(level.saved)});
-    WriteTable(out, rows, 1);
-}
-
-std::vector<Cells> WorstCells(const MarginExplanation& explanation)
-{
-    std::vector<Cells> rows{{"Margin of", "Side", "Worst cell", "Result", "Margin"}};
-    for (const EntityExplanation& entity : explanation.entities)
-        for (const SideOutcome& side : entity.sides)
-            AddSide(rows, entity, side);
-    return rows;
-}
-
-/// Prints the meanings of the words in the worst cells.
-void WriteMeanings(std::ostream& out, const std::vector<Cells>& worstCells)
-{
-    const auto occurs = [&](std::string_view text) {
-        return !text.empty() && std::any_of(worstCells.begin(), worstCells.end(),
-                                            [&](const Cells& row) { return row[2].find(text) != std::string::npos; });
-    };
-    std::vector<Cells> rows;
-    for (const CellWord& word : CellWords)
-        if (std::any_of(word.texts.begin(), word.texts.end(), occurs))
-            rows.push_back({std::string(word.word), std::string(word.meaning)});
-    if (rows.empty()) return;
-    out << '\n';
-    WriteTable(out, rows, 2);
-}
-
 std::string_view CutText(const MarginShare& share)
 {
     if (!share.isGated) return "";
     return share.margin == 0.0 ? ", cut" : ", partly cut";
-}
-
-void WriteShares(std::ostream& out, const MarginExplanation& explanation)
-{
-    std::vector<Cells> rows{{"Share of", "", "in the margin of", "Quantity", "Price", "Share"}};
-    for (const MarginShare& share : explanation.shares) {
-        const bool isPosition = share.kind == MarginShare::Kind::Position;
-        rows.push_back({share.instrument, std::string(isPosition ? "position" : "orders").append(CutText(share)),
-                        TextOf(explanation.entities[share.entity]), std::to_string(share.quantity),
-                        isPosition ? PriceText(share.price) : "", MoneyText(share.margin)});
-    }
-    rows.push_back({"Total", "", "", "", "", MoneyText(explanation.unrounded)});
-    WriteTable(out, rows, 3);
 }
 
 void WriteTables(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
@@ -219,13 +172,16 @@ void WriteTables(std::ostream& out, const std::string& client, const MarginExpla
     WriteHead(out, client, explanation);
     if (explanation.shares.empty()) return;
     out << '\n';
-    WriteLevels(out, explanation);
+    WriteTable(out, LevelRows(explanation), 1);
     out << '\n';
-    const std::vector<Cells> worstCells = WorstCells(explanation);
+    const std::vector<Cells> worstCells = WorstCellRows(explanation);
     WriteTable(out, worstCells, 3);
     out << '\n';
-    WriteShares(out, explanation);
-    WriteMeanings(out, worstCells);
+    WriteTable(out, ShareRows(explanation), 3);
+    const std::vector<Cells> meanings = MeaningRows(worstCells);
+    if (meanings.empty()) return;
+    out << '\n';
+    WriteTable(out, meanings, 2);
 }
 
 // ---- JSON ---------------------------------------------------------------------------------------------------------
@@ -378,6 +334,52 @@ std::string MoneyText(double money)
 {
     const std::string text = Grouped(money);
     return text == "-0.00" ? "0.00" : text;
+}
+
+// ---- Rows of the tables -------------------------------------------------------------------------------------------
+
+std::vector<Cells> LevelRows(const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Netting", "Margin", "Saved"}};
+    for (const LevelMargin& level : explanation.levels)
+        rows.push_back({std::string(Of(LevelTexts, level.level)), MoneyText(level.margin),
+                        level.level == NettingLevel::Gross ? "" : MoneyText(level.saved)});
+    return rows;
+}
+
+std::vector<Cells> WorstCellRows(const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Margin of", "Side", "Worst cell", "Result", "Margin"}};
+    for (const EntityExplanation& entity : explanation.entities)
+        for (const SideOutcome& side : entity.sides)
+            AddSide(rows, entity, side);
+    return rows;
+}
+
+std::vector<Cells> MeaningRows(const std::vector<Cells>& worstCells)
+{
+    const auto occurs = [&](std::string_view text) {
+        return !text.empty() && std::any_of(worstCells.begin(), worstCells.end(),
+                                            [&](const Cells& row) { return row[2].find(text) != std::string::npos; });
+    };
+    std::vector<Cells> rows;
+    for (const CellWord& word : CellWords)
+        if (std::any_of(word.texts.begin(), word.texts.end(), occurs))
+            rows.push_back({std::string(word.word), std::string(word.meaning)});
+    return rows;
+}
+
+std::vector<Cells> ShareRows(const MarginExplanation& explanation)
+{
+    std::vector<Cells> rows{{"Share of", "", "in the margin of", "Quantity", "Price", "Share"}};
+    for (const MarginShare& share : explanation.shares) {
+        const bool isPosition = share.kind == MarginShare::Kind::Position;
+        rows.push_back({share.instrument, std::string(isPosition ? "position" : "orders").append(CutText(share)),
+                        TextOf(explanation.entities[share.entity]), std::to_string(share.quantity),
+                        isPosition ? PriceText(share.price) : "", MoneyText(share.margin)});
+    }
+    rows.push_back({"Total", "", "", "", "", MoneyText(explanation.unrounded)});
+    return rows;
 }
 
 void WriteExplanation(std::ostream& out, const std::string& client, const MarginExplanation& explanation,

@@ -25,21 +25,6 @@ std::string Exact(double value)
     return {text, end};
 }
 
-/// Money that the orders of a what-if add.
-struct Added
-{
-    explicit Added(const WhatIfFigures& figures)
-        : volatilityGO(figures.after.volatilityGO - figures.before.volatilityGO),
-          deliveryAndVolatilityGO(figures.after.deliveryAndVolatilityGO - figures.before.deliveryAndVolatilityGO),
-          // The two GOs are in cents, and so is their difference.
-          GO(std::round((figures.after.GO - figures.before.GO) * 100.0) / 100.0)
-    {}
-
-    double volatilityGO;
-    double deliveryAndVolatilityGO;
-    double GO;
-};
-
 void WriteTables(std::ostream& out, const MarginFigures& figures)
 {
     std::vector<Cells> clients{{"Client", "Firm", "Volatility GO", "Delivery GO", "GO"}};
@@ -66,7 +51,7 @@ void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatI
     std::vector<Cells> rows{
         {"What-if", "Client", "GO before", "GO after", "Difference", "of volatility GO", "of delivery GO"}};
     for (const WhatIfFigures& whatIf : whatIfs) {
-        const Added added(whatIf);
+        const ClientFigures added = DifferenceOf(whatIf);
         rows.push_back({whatIf.label, whatIf.before.code, Grouped(whatIf.before.GO), Grouped(whatIf.after.GO),
                         Grouped(added.GO), Grouped(added.volatilityGO), Grouped(added.deliveryAndVolatilityGO)});
     }
@@ -97,7 +82,7 @@ void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs
     const std::string end = ProvenanceCells(provenance) + '\n';
     for (const WhatIfFigures& whatIf : whatIfs) {
         const auto& [label, before, after] = whatIf;
-        const Added added(whatIf);
+        const ClientFigures added = DifferenceOf(whatIf);
         out << CsvCell(label) << ',' << CsvCell(before.code);
         for (const double figure :
              {before.volatilityGO, after.volatilityGO, added.volatilityGO, before.deliveryAndVolatilityGO,
@@ -125,7 +110,7 @@ ordered_json WhatIfsJson(const std::vector<WhatIfFigures>& whatIfs)
                          {"client", whatIf.before.code},
                          {"before", ThreeFigures(whatIf.before)},
                          {"after", ThreeFigures(whatIf.after)},
-                         {"difference", ThreeFigures(Added(whatIf))}});
+                         {"difference", ThreeFigures(DifferenceOf(whatIf))}});
     return array;
 }
 
@@ -151,6 +136,15 @@ void WriteJson(std::ostream& out, const MarginFigures& figures, const Provenance
 }
 
 } // namespace
+
+ClientFigures DifferenceOf(const WhatIfFigures& figures)
+{
+    const auto& [label, before, after] = figures;
+    return {before.code, before.firm, after.volatilityGO - before.volatilityGO,
+            after.deliveryAndVolatilityGO - before.deliveryAndVolatilityGO,
+            // The two GOs are in cents, and so is their difference.
+            std::round((after.GO - before.GO) * 100.0) / 100.0};
+}
 
 void WriteReport(std::ostream& out, const MarginFigures& figures, const Provenance& provenance, ReportFormat format)
 {

@@ -15,6 +15,9 @@ enum class ReportFormat
     Json,
 };
 
+/// Money that the orders of a what-if add to the three figures of its client.
+[[nodiscard]] ClientFigures DifferenceOf(const WhatIfFigures& figures);
+
 /// Writes the figures. Money is printed in cents. The two figures that are not rounded are printed to the nearest cents
 /// in the table and with all their digits in the other formats. Each what-if and client has a line behind the figures
 /// of the book: the table shows the GO before and after, its difference, and the differences of the two other figures;
