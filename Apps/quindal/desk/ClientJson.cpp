@@ -118,25 +118,6 @@ ordered_json ClientJson(const DeskBook& book, const std::string& client, const M
             {"shares", SharesJson(explanation)}};
 }
 
-ordered_json GridsJson(const MarginExplanation& explanation)
-{
-    ordered_json grids = ordered_json::array();
-    for (const QuindalIM::ContractGrid& grid : explanation.grids) {
-        ordered_json prices = ordered_json::array();
-        for (const double price : grid.prices)
-            prices.push_back(PriceText(price));
-        ordered_json scenarios = ordered_json::array();
-        for (const std::vector<double>& scenario : grid.scenarios) {
-            ordered_json money = ordered_json::array();
-            for (const double value : scenario)
-                money.push_back(std::isfinite(value) ? MoneyText(value) : "");
-            scenarios.push_back(std::move(money));
-        }
-        grids.push_back({{"code", grid.code}, {"prices", std::move(prices)}, {"money", std::move(scenarios)}});
-    }
-    return grids;
-}
-
 std::string SharesCsv(const std::string& client, const MarginExplanation& explanation, const Provenance& provenance)
 {
     std::string csv = "client,instrument,kind,of_kind,of,quantity,price,share" + ProvenanceColumns() + '\n';

@@ -14,9 +14,6 @@ namespace quindal {
 [[nodiscard]] nlohmann::ordered_json ClientJson(const DeskBook& book, const std::string& client,
                                                 const QuindalIM::MarginExplanation& explanation);
 
-/// Profit and loss over the price grids: a price text a column, a money text a scenario and column.
-[[nodiscard]] nlohmann::ordered_json GridsJson(const QuindalIM::MarginExplanation& explanation);
-
 /// Shares as csv: all digits, and where they come from in the last columns.
 [[nodiscard]] std::string SharesCsv(const std::string& client, const QuindalIM::MarginExplanation& explanation,
                                     const Provenance& provenance);

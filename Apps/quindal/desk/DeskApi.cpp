@@ -149,9 +149,7 @@ DeskAnswer DeskApi::Client(const json& request)
 DeskAnswer DeskApi::Picture(const json& request)
 {
     const std::string client = ClientOf(request);
-    const QuindalIM::MarginExplanation explanation = m_book.Explain(client);
-    return JsonAnswer(
-        {{"svg", DrawMargin(client, explanation, ProvenanceLine(m_book.Origin()))}, {"grids", GridsJson(explanation)}});
+    return JsonAnswer({{"svg", DrawMargin(client, m_book.Explain(client), ProvenanceLine(m_book.Origin()))}});
 }
 
 DeskAnswer DeskApi::Instruments(const json& request) const

@@ -16,7 +16,7 @@ constexpr std::size_t MostTimes = 100'000; // of one request that are kept
 void DeskState::Progress(const std::string& what, std::size_t done, std::size_t total)
 {
     const std::lock_guard lock(m_mutex);
-    if (done == 1 || m_what.empty()) m_what = what;
+    m_what = what;
     m_done = done;
     m_total = total;
 }

@@ -58,15 +58,14 @@ function worstCells(client) {
 
 function shares(client) {
   return table("Shares of the positions", ["Share of", "", "In the margin of", "#Quantity", "#Price", "#Share", ""],
-    client.shares.map((share) => [share.instrument, share.kind, share.of, share.quantity, share.price, share.share,
+    client.shares.map((share) => [share.instrument, share.kind === "position" ? "" : share.kind, share.of, share.quantity, share.price, share.share,
       bar(share.bar, share.bar < 0 ? "down" : "up")]));
 }
 
 export function showClient(client) {
   document.getElementById("name").textContent = client.code;
   document.getElementById("above").textContent =
-    `firm ${client.firm}${client.account ? ", account " + client.account : ""} \u00b7 delivery weight ${client.weight}` +
-    (client.ratio === "1" ? "" : ` \u00b7 ratio ${client.ratio}`);
+    `firm ${client.firm}${client.account ? ", account " + client.account : ""}`;
   document.getElementById("figures").replaceChildren(figure("Volatility GO", client.volatilityGO.text),
     figure("Delivery GO", client.deliveryGO.text), figure("GO", client.GO.text, "main"));
   const why = document.getElementById("why");
@@ -76,6 +75,8 @@ export function showClient(client) {
   }
   why.replaceChildren(part("What netting saves", levels(client)), part("Worst cells", worstCells(client)),
     part("Share of each position", shares(client)),
+    element("p", { className: "words" }, `Delivery GO has the weight ${client.weight}` +
+      (client.ratio === "1" ? "." : `, and the margin is taken times ${client.ratio}.`)),
     element("p", { className: "words" }, client.words.map((word) => `${word.word}: ${word.meaning}. `).join("")));
   why.scrollTop = 0;
 }

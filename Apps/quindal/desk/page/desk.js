@@ -16,6 +16,8 @@ const basket = makeBasket(byId("kept"), open);
 const ticket = makeTicket((whatIf) => basket.keep(whatIf));
 makeFiles(byId("files"), { positionsChanged: bookChanged });
 
+const nameOf = (path) => path.split("/").pop();
+
 // ---- The book
 
 async function loaded() {
@@ -38,9 +40,9 @@ async function showBook() {
   byId("loading").hidden = true;
   requestAnimationFrame(() => performance.mark("tree-drawn"));
   const market = book.provenance.market;
-  byId("origin").textContent = `${market.file ?? market.server} \u00b7 ${market.changed ?? market.received ?? ""} \u00b7 ` +
-    `${book.positionsFile}${book.provenance.currency ? " \u00b7 " + book.provenance.currency : ""}`;
-  byId("origin").title = `SHA-256 of the market ${market.sha256}, library ${book.provenance.library}`;
+  byId("origin").textContent = `${nameOf(market.file ?? market.server)}, ${market.changed ?? market.received ?? "time unknown"} \u00b7 ` +
+    `${nameOf(book.positionsFile)}${book.provenance.currency ? " \u00b7 " + book.provenance.currency : ""}`;
+  byId("origin").title = `${market.file ?? market.server}, ${book.positionsFile}, SHA-256 of the market ${market.sha256}, library ${book.provenance.library}`;
   byId("warnings").hidden = book.warnings.length === 0;
   byId("warnings").textContent = book.warnings.length === 1 ? "1 warning" : `${book.warnings.length} warnings`;
   byId("warnings").onclick = () => complain(book.warnings.join("\n"));

@@ -56,7 +56,7 @@ export function makeTicket(keep) {
   let lines = [];      // the orders: their fields and the place for a fault
   let number = 0;      // of the next order, for names of fields
   let tried = null;    // the last answer, with its orders
-  let timer;
+  let timer = null;    // runs while the last key is fresh
   let running = null;  // request that is under way
 
   function field(label, input) { return element("label", {}, element("span", {}, label), input); }
@@ -122,10 +122,16 @@ export function makeTicket(keep) {
       row("of delivery GO", "delivery-difference", signed(difference.deliveryGO))));
   }
 
-  async function tryNow() {
+  function forget() {
+    clearTimeout(timer);
+    timer = null;
     running?.abort();
     tried = null;
-    keepButton.disabled = true;
+    keepButton.disabled = !client || !lines.some(isTyped);
+  }
+
+  async function tryNow() {
+    forget();
     const typed = lines.filter(isTyped);
     if (!client || typed.length === 0) { answerPlace.replaceChildren(); showFaults([], typed); return; }
     running = new AbortController();
@@ -138,12 +144,16 @@ export function makeTicket(keep) {
       return;
     }
     tried = { client, orders };
-    keepButton.disabled = false;
     showFigures(answer.whatIfs[0]);
   }
-  function tryLater() { clearTimeout(timer); timer = setTimeout(tryNow, patience); }
+  function tryLater() { forget(); timer = setTimeout(tryNow, patience); }
 
-  form.addEventListener("submit", (event) => { event.preventDefault(); if (tried) keep(tried); });
+  /// Keeps what is typed, tried first where it has not been yet.
+  async function keepIt() {
+    if (!tried) await tryNow();
+    if (tried) keep(tried);
+  }
+  form.addEventListener("submit", (event) => { event.preventDefault(); keepIt(); });
   document.getElementById("add-order").onclick = () => addLine().fields.instrument.focus();
   addLine();
 

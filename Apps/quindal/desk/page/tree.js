@@ -43,13 +43,15 @@ export function makeTree(open) {
   }
 
   function rebuild() {
+    const before = rows[active]?.node;
     rows = [];
     const text = search.value.trim().toUpperCase();
     for (const root of roots) collect(root, 1, text, rows);
     space.style.height = rows.length * height + "px";
     const clients = rows.filter((row) => row.node.kind === "client").length;
     count.textContent = text ? `${clients} clients found` : `${clients} clients`;
-    active = Math.min(active, Math.max(rows.length - 1, 0));
+    const at = rows.findIndex((row) => row.node === before);
+    active = at >= 0 ? at : 0;
     draw();
   }
 
@@ -129,7 +131,7 @@ export function makeTree(open) {
   search.addEventListener("keydown", (event) => {
     if (event.key === "Enter" && rows[active]?.node.kind === "client") open(rows[active].node.code);
     else if (event.key === "ArrowDown" || event.key === "ArrowUp") { event.preventDefault(); keys[event.key](); }
-    else if (event.key === "Escape") { search.value = ""; rebuild(); tree.focus(); }
+    else if (event.key === "Escape") { search.value = ""; rebuild(); goTo(active); tree.focus(); }
   });
 
   return {
