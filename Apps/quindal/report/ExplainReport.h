@@ -3,8 +3,8 @@
 
 #include <iosfwd>
 #include <string>
-#include <string_view>
 
+#include "ExplainWords.h"
 #include "MarginExplanation.h"
 #include "Provenance.h"
 
@@ -20,13 +20,5 @@ enum class ExplainFormat
 /// provenance too.
 void WriteExplanation(std::ostream& out, const std::string& client, const QuindalIM::MarginExplanation& explanation,
                       const Provenance& provenance, ExplainFormat format);
-
-// Words of the report, used by the drawing too.
-
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginSide side);                   ///< "volatility", "delivery"
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginEntity entity);               ///< "MCS", "base contract", ...
-[[nodiscard]] std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point); ///< "PnL3D", ...
-[[nodiscard]] std::string PriceText(double price);                                   ///< shortest text of ten digits
-[[nodiscard]] std::string MoneyText(double money); ///< grouped cents; a zero has no sign
 
 } // namespace quindal

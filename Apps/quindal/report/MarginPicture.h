@@ -33,8 +33,8 @@ enum class PictureTheme
 struct PictureStyle
 {
     PictureTheme theme = PictureTheme::Light;
-    std::size_t top = 10; ///< Contracts that are drawn: those with the largest part of the margin.
-    std::string idPrefix; ///< Before each id of an SVG: pictures that stand in one page need different ones.
+    std::size_t top = 10;   ///< Contracts that are drawn: those with the largest part of the margin.
+    std::string idPrefix{}; ///< Before each id of an SVG: pictures that stand in one page need different ones.
 };
 
 /// A point of a line. Places are in pixels of the SVG's viewBox, from its upper left corner.
