@@ -7,6 +7,7 @@ packages=(
     libboost-dev libpugixml-dev libsnappy-dev libsparsehash-dev libhwy-dev
     libnats-dev nats-server libspdlog-dev libsimpleini-dev
     libcli11-dev libcsv-dev nlohmann-json3-dev libbsd-dev libmd-dev libcpp-httplib-dev
+    libcairo2-dev fonts-dejavu-core
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev
     qemu-user locales openssl
 )

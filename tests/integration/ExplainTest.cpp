@@ -287,216 +287,42 @@ TEST(ExplainCommand, PrintsWhatTheFirstPageShows)
     EXPECT_THAT(ContentOf(Example("../README.md")), HasSubstr("\n```\n" + ExplainAsTable("CL01001") + "```\n"));
 }
 
-// ---- The drawing ------------------------------------------------------------------------------------------------
+// ---- The picture --------------------------------------------------------------------------------------------------
 
-/// Elements of a kind and class within a panel.
-std::vector<const ptree*> ElementsOf(const ptree& parent, const std::string& name, const std::string& cssClass)
-{
-    std::vector<const ptree*> found;
-    for (const auto& [tag, element] : parent)
-        if (tag == name && element.get<std::string>("<xmlattr>.class", "") == cssClass) found.push_back(&element);
-    return found;
-}
-
-/// The scale that the first and the last tick label of an axis tell: where a value stands.
-class Scale
-{
-public:
-    Scale(const ptree& panel, const std::string& axis, const std::string& coordinate, double offset)
-    {
-        const std::vector<const ptree*> ticks = ElementsOf(panel, "text", axis);
-        EXPECT_GE(ticks.size(), 2U) << axis;
-        const auto placeOf = [&](const ptree& tick) { return tick.get<double>("<xmlattr>." + coordinate) - offset; };
-        m_value = Ungrouped(ticks.front()->data());
-        m_place = placeOf(*ticks.front());
-        m_perUnit = (placeOf(*ticks.back()) - m_place) / (Ungrouped(ticks.back()->data()) - m_value);
-    }
-    [[nodiscard]] double At(double value) const { return m_place + (value - m_value) * m_perUnit; }
-
-private:
-    double m_value = 0.0;
-    double m_place = 0.0;
-    double m_perUnit = 0.0;
-};
-
-using Point = std::pair<double, double>;
-
-/// The points of a polyline or a polygon.
-std::vector<Point> PointsOf(const ptree& element)
-{
-    std::vector<Point> points;
-    for (const std::string& text : Split(element.get<std::string>("<xmlattr>.points"), " ")) {
-        const auto coordinates = Split(text, ",");
-        points.emplace_back(std::stod(coordinates.at(0)), std::stod(coordinates.at(1)));
-    }
-    return points;
-}
-
-/// Places of ticks and points have two decimals.
-void ExpectAt(const Point& point, double x, double y)
-{
-    EXPECT_NEAR(point.first, x, 0.05);
-    EXPECT_NEAR(point.second, y, 0.05);
-}
-
-void ExpectPolyline(const ptree& line, const json& prices, const json& results, const Scale& onPrices,
-                    const Scale& onMoney)
-{
-    const std::vector<Point> points = PointsOf(line);
-    ASSERT_EQ(points.size(), prices.size());
-    ASSERT_EQ(points.size(), results.size());
-    for (std::size_t i = 0; i < points.size(); ++i)
-        ExpectAt(points[i], onPrices.At(prices[i]), onMoney.At(results[i]));
-}
-
-class ExplainDrawing : public CommandErrors
+class ExplainPicture : public CommandErrors
 {
 protected:
-    std::vector<const ptree*> Draw(const std::string& client)
+    /// What explain writes for a client with an option that names a file.
+    std::string Draw(const std::string& client, const std::string& option, const std::vector<std::string>& further = {})
     {
-        const std::string file = (folder.Path() / (client + ".svg")).string();
-        const Finished finished = RunToEnd(Explain(client, {"--format", "json", "--svg", file}));
+        const std::string file = (folder.Path() / ("picture" + option)).string();
+        std::vector<std::string> words{option, file};
+        words.insert(words.end(), further.begin(), further.end());
+        const Finished finished = RunToEnd(Explain(client, words));
         EXPECT_EQ(finished.status, 0) << finished.errors;
-        explained = json::parse(finished.out);
-        boost::property_tree::read_xml(file, document);
-        return ElementsOf(document.get_child("svg"), "g", "panel");
+        return ContentOf(file);
     }
+};
 
-    json explained;
+TEST_F(ExplainPicture, IsTheSameEachTimeAndTellsWhatItIs)
+{
+    const std::string svg = Draw("CL01001", "--svg");
+    EXPECT_TRUE(svg == Draw("CL01001", "--svg"));
+    std::istringstream stream(svg);
     ptree document;
-};
-
-TEST_F(ExplainDrawing, HasAPanelForEachContractAndAPolylineForEachScenario)
-{
-    for (const std::string client : {"CL01001", "OM01001"}) {
-        SCOPED_TRACE(client);
-        const std::vector<const ptree*> panels = Draw(client);
-        const json& grids = explained.at("grids");
-        ASSERT_EQ(panels.size(), grids.size());
-        EXPECT_THAT(document.get<std::string>("svg.<xmlattr>.viewBox"), HasSubstr("0 0 "));
-        for (std::size_t i = 0; i < panels.size(); ++i) {
-            const auto lines = ElementsOf(*panels[i], "polyline", "scenario");
-            ASSERT_EQ(lines.size(), grids[i].at("scenarios").size());
-            const Scale prices(*panels[i], "price", "x", 0.0);
-            const Scale money(*panels[i], "money", "y", 4.0);
-            for (std::size_t scenario = 0; scenario < lines.size(); ++scenario)
-                ExpectPolyline(*lines[scenario], grids[i].at("prices"), grids[i].at("scenarios")[scenario], prices,
-                               money);
-        }
-    }
+    boost::property_tree::read_xml(stream, document);
+    EXPECT_EQ(document.get<std::string>("svg.title"), "Profit and loss of client CL01001");
+    EXPECT_THAT(document.get<std::string>("svg.desc"), HasSubstr("market.xml; sha256: "));
+    const std::string pdf = Draw("CL01001", "--pdf");
+    EXPECT_TRUE(pdf == Draw("CL01001", "--pdf"));
+    EXPECT_TRUE(pdf.starts_with("%PDF-"));
+    EXPECT_TRUE(pdf.ends_with("%%EOF\n"));
 }
 
-/// What is to be marked in the panel of a contract: rings by price and money, arrows by edge price and money. A cell
-/// that both sides share is marked once.
-struct Expected
+TEST_F(ExplainPicture, IsDrawnForEveryClientOfTheExamples)
 {
-    std::vector<Point> rings;
-    std::vector<Point> arrows;
-};
-
-void AddOnce(std::vector<Point>& points, const Point& point)
-{
-    if (std::find(points.begin(), points.end(), point) == points.end()) points.push_back(point);
-}
-
-Expected MarksOf(const json& explained, const json& grid)
-{
-    const json& prices = grid.at("prices");
-    Expected expected;
-    for (const json& entity : explained.at("entities")) {
-        for (const json& side : entity.at("sides")) {
-            for (const json& contract : side.at("contracts")) {
-                if (contract.at("code") != grid.at("code")) continue;
-                if (contract.contains("price")) AddOnce(expected.rings, {contract.at("price"), contract.at("cell")});
-                if (!contract.contains("stressPoint")) continue;
-                const std::string point = contract.at("stressPoint");
-                const bool isDown = point == "DownRisk" || point == "ZL" || point == "PnL3D" || point == "PnL2D";
-                AddOnce(expected.arrows, {isDown ? prices.front() : prices.back(), contract.at("money")});
-            }
-        }
-    }
-    return expected;
-}
-
-// A contract's worst cell within the grid stands where its price and its money stand on the axes. A stress point is an
-// arrow out of the plot at the height of its money: to the left below the market, to the right above it.
-TEST_F(ExplainDrawing, MarksTheWorstCellAtItsPriceAndMoney)
-{
-    std::size_t rings = 0;
-    std::size_t left = 0;
-    std::size_t right = 0;
-    for (const std::string& client : ClientsOfExamples) {
-        SCOPED_TRACE(client);
-        const std::vector<const ptree*> panels = Draw(client);
-        for (std::size_t i = 0; i < panels.size(); ++i) {
-            const Scale prices(*panels[i], "price", "x", 0.0);
-            const Scale money(*panels[i], "money", "y", 4.0);
-            const Expected expected = MarksOf(explained, explained.at("grids")[i]);
-            const auto circles = ElementsOf(*panels[i], "circle", "worst");
-            ASSERT_EQ(circles.size(), expected.rings.size());
-            for (std::size_t k = 0; k < circles.size(); ++k, ++rings)
-                ExpectAt({circles[k]->get<double>("<xmlattr>.cx"), circles[k]->get<double>("<xmlattr>.cy")},
-                         prices.At(expected.rings[k].first), money.At(expected.rings[k].second));
-            const auto arrows = ElementsOf(*panels[i], "polygon", "worst beyond");
-            ASSERT_EQ(arrows.size(), expected.arrows.size());
-            for (std::size_t k = 0; k < arrows.size(); ++k) {
-                const std::vector<Point> corners = PointsOf(*arrows[k]);
-                ExpectAt(corners.at(0), prices.At(expected.arrows[k].first), money.At(expected.arrows[k].second));
-                ++(corners.at(0).first < corners.at(1).first ? left : right);
-            }
-            EXPECT_FALSE(ElementsOf(*panels[i], "text", "worst-words").empty());
-        }
-    }
-    EXPECT_GE(rings, 5U);
-    EXPECT_GE(left, 3U);
-    EXPECT_GE(right, 1U);
-}
-
-// The ring stands on the line, the words below have what it comes to with the stresses: both figures are there.
-TEST_F(ExplainDrawing, TellsTheResultBeforeStressesBesideTheOneAfter)
-{
-    const std::vector<const ptree*> panels = Draw("CL01001");
-    ASSERT_FALSE(panels.empty());
-    const auto words = ElementsOf(*panels.front(), "text", "worst-words");
-    ASSERT_EQ(words.size(), 1U);
-    EXPECT_THAT(words.front()->data(), HasSubstr("-110 133.21 at the price 61.468; -90 144.79 before stresses"));
-}
-
-// Labels that would stand on one another: less than a line apart on the same half of the plot.
-TEST_F(ExplainDrawing, KeepsLabelsApart)
-{
-    for (const std::string& client : ClientsOfExamples) {
-        SCOPED_TRACE(client);
-        for (const ptree* const panel : Draw(client)) {
-            std::vector<std::pair<bool, double>> labels;
-            for (const auto& [tag, element] : *panel) {
-                if (tag != "text" || element.get<std::string>("<xmlattr>.fill", "") != "#d62728" ||
-                    element.get<std::string>("<xmlattr>.class", "") == "worst-words")
-                    continue;
-                const bool isRight = element.get<std::string>("<xmlattr>.text-anchor", "") == "end";
-                const double y = element.get<double>("<xmlattr>.y");
-                for (const auto& [otherRight, otherY] : labels)
-                    EXPECT_TRUE(otherRight != isRight || std::abs(otherY - y) >= 17.9) << element.data();
-                labels.emplace_back(isRight, y);
-            }
-        }
-    }
-}
-
-TEST_F(ExplainDrawing, StaysReadableWhateverTheCodes)
-{
-    std::string market = OptionsMarket;
-    const std::string plainly = "\"FUT\"";
-    for (std::size_t at = 0; (at = market.find(plainly, at)) != std::string::npos;)
-        market.replace(at, plainly.size(), "\"&lt;F&amp;T&gt;\"");
-    const std::string book = Write("book.csv", "level,code,instrument,quantity\nclient,AA01001,<F&T>,1\n");
-    const std::string file = (folder.Path() / "codes.svg").string();
-    const Finished finished = RunToEnd(Explain("AA01001", {"--svg", file}, Write("codes.xml", market), accounts, book));
-    ASSERT_EQ(finished.status, 0) << finished.errors;
-    boost::property_tree::read_xml(file, document);
-    const auto panels = ElementsOf(document.get_child("svg"), "g", "panel");
-    ASSERT_EQ(panels.size(), 1U);
-    EXPECT_THAT(panels.front()->get<std::string>("text"), HasSubstr("<F&T>"));
+    for (const std::string& client : ClientsOfExamples)
+        EXPECT_THAT(Draw(client, "--svg"), HasSubstr("<title>Profit and loss of client " + client + "</title>"));
 }
 
 // ---- Errors -------------------------------------------------------------------------------------------------------
@@ -547,11 +373,13 @@ TEST_F(ExplainErrors, ADrawingThatCannotBeWrittenIsNamedAndLeavesNothingBehind)
 {
     const std::string directory = (folder.Path() / "drawing.svg").string();
     std::filesystem::create_directory(directory);
-    for (const std::string& path : {std::string("/nowhere/drawing.svg"), directory}) {
-        const Finished finished =
-            RunToEnd(Explain("AA01001", {"--svg", path}, Example("market.xml"), accounts, positions));
-        ExpectRefusal(finished);
-        EXPECT_THAT(finished.errors, HasSubstr(path + ": cannot be written: "));
+    for (const std::string option : {"--svg", "--pdf"}) {
+        for (const std::string& path : {std::string("/nowhere/drawing.svg"), directory}) {
+            const Finished finished =
+                RunToEnd(Explain("AA01001", {option, path}, Example("market.xml"), accounts, positions));
+            ExpectRefusal(finished);
+            EXPECT_THAT(finished.errors, HasSubstr(path + ": cannot be written: "));
+        }
     }
     for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
         EXPECT_TRUE(entry.path() == directory || entry.path().extension() == ".csv") << entry.path();

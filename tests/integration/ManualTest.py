@@ -29,7 +29,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 PAGES = ["install", "first-margin", "what-if", "explain", "provenance", "quick-start", "input-files", "serve", "upgrade"]
-PAGES += ["errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
+PAGES += ["desk", "errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
 
 # What is not typed here, and why not.
 ELSEWHERE = {
@@ -42,6 +42,7 @@ ELSEWHERE = {
 PASSING = [
     (re.compile(r"on port \d+"), "on port N"),
     (re.compile(r"127\.0\.0\.1:\d+"), "127.0.0.1:N"),
+    (re.compile(r"token=[0-9a-f]{64}"), "token=TOKEN"),
     (re.compile(r"\b\d+(\.\d+)? ms\b"), "N ms"),
     (re.compile(r"\b\d+ s ago\b"), "N s ago"),
     (re.compile(r"\b\d{4}-\d\d-\d\dT[\d:.]+Z"), "TIME"),

@@ -71,6 +71,7 @@ Command AddExplain(CLI::App& app)
     Choice(*explain, "--format", options->format, formats, "How the explanation is printed")->default_str("table");
     explain->add_option("--svg", options->svg, "File to draw profit and loss over the price grids into (SVG)")
         ->type_name("FILE");
+    explain->add_option("--pdf", options->pdf, "The same as pages to print (PDF)")->type_name("FILE");
     explain->callback([options] {
         CheckBook(*options);
         CheckStandardInput({&options->instruments, &options->accounts, &options->positions});

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "BookSelection.h"
-#include "MarginChart.h"
+#include "MarginPicture.h"
 #include "Suggestion.h"
 #include "WholeFile.h"
 
@@ -50,8 +50,9 @@ int RunExplain(const ExplainOptions& options)
             provenance = run.Origin();
         },
         [&] {
-            if (!options.svg.empty())
-                WriteWhole(options.svg, DrawMargin(options.client, explanation, ProvenanceLine(provenance)));
+            const PictureInput picture{"client " + options.client, explanation, provenance};
+            if (!options.svg.empty()) WriteWhole(options.svg, PictureAsSvg(picture));
+            if (!options.pdf.empty()) WriteWhole(options.pdf, PictureAsPdf(picture));
             if (options.showsProvenance && options.format == ExplainFormat::Table)
                 WriteProvenance(std::cout, provenance);
             WriteExplanation(std::cout, options.client, explanation, provenance, options.format);

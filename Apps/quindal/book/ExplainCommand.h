@@ -11,7 +11,8 @@ namespace quindal {
 struct ExplainOptions : BookOptions
 {
     std::string client;
-    std::string svg; // file to draw the profit and loss into; empty: none
+    std::string svg; // files to draw the profit and loss into; empty: none
+    std::string pdf;
     ExplainFormat format = ExplainFormat::Table;
 };
 

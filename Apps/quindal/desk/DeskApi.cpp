@@ -10,7 +10,7 @@
 #include "DeskJson.h"
 #include "DeskOrders.h"
 #include "ExplainReport.h"
-#include "MarginChart.h"
+#include "PictureJson.h"
 #include "Report.h"
 #include "Suggestion.h"
 #include "Uploads.h"
@@ -149,7 +149,7 @@ DeskAnswer DeskApi::Client(const json& request)
 DeskAnswer DeskApi::Picture(const json& request)
 {
     const std::string client = ClientOf(request);
-    return JsonAnswer({{"svg", DrawMargin(client, m_book.Explain(client), ProvenanceLine(m_book.Origin()))}});
+    return JsonAnswer(PictureJson(client, m_book.Explain(client), m_book.Origin(), TextField(request, "theme")));
 }
 
 DeskAnswer DeskApi::Instruments(const json& request) const
@@ -230,8 +230,9 @@ DeskAnswer DeskApi::DownloadOfClient(const json& request)
     const std::string format = TextField(request, "format");
     const QuindalIM::MarginExplanation explanation = m_book.Explain(client);
     const Provenance provenance = m_book.Origin();
-    if (format == "svg")
-        return {DeskGood, DrawMargin(client, explanation, ProvenanceLine(provenance)), "image/svg+xml"};
+    const PictureInput drawn{"client " + client, explanation, provenance};
+    if (format == "svg") return {DeskGood, PictureAsSvg(drawn), "image/svg+xml"};
+    if (format == "pdf") return {DeskGood, PictureAsPdf(drawn), "application/pdf"};
     if (FormatOf(request) == ReportFormat::Csv)
         return {DeskGood, SharesCsv(client, explanation, provenance), "text/csv"};
     std::ostringstream text;

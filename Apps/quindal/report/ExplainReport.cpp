@@ -313,29 +313,6 @@ void WriteJson(std::ostream& out, const std::string& client, const MarginExplana
 
 } // namespace
 
-std::string_view NameOf(MarginSide side) { return side == MarginSide::Volatility ? "volatility" : "delivery"; }
-
-std::string_view NameOf(MarginEntity entity)
-{
-    static constexpr std::array<std::string_view, 4> names{"MCS", "base contract", "futures", "option series"};
-    return Of(names, entity);
-}
-
-std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point) { return kv7im::stress::Points.at(point).name; }
-
-std::string PriceText(double price)
-{
-    char text[40];
-    std::snprintf(text, sizeof text, "%.10g", price);
-    return text;
-}
-
-std::string MoneyText(double money)
-{
-    const std::string text = Grouped(money);
-    return text == "-0.00" ? "0.00" : text;
-}
-
 // ---- Rows of the tables -------------------------------------------------------------------------------------------
 
 std::vector<Cells> LevelRows(const MarginExplanation& explanation)

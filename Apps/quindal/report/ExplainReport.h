@@ -3,9 +3,9 @@
 
 #include <iosfwd>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "ExplainWords.h"
 #include "MarginExplanation.h"
 #include "Provenance.h"
 #include "TextTable.h"
@@ -32,13 +32,5 @@ void WriteExplanation(std::ostream& out, const std::string& client, const Quinda
 [[nodiscard]] std::vector<Cells> MeaningRows(const std::vector<Cells>& worstCells);
 /// Shares in their order, and the total.
 [[nodiscard]] std::vector<Cells> ShareRows(const QuindalIM::MarginExplanation& explanation);
-
-// Words of the report, used by the drawing too.
-
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginSide side);                   ///< "volatility", "delivery"
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginEntity entity);               ///< "MCS", "base contract", ...
-[[nodiscard]] std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point); ///< "PnL3D", ...
-[[nodiscard]] std::string PriceText(double price);                                   ///< shortest text of ten digits
-[[nodiscard]] std::string MoneyText(double money); ///< grouped cents; a zero has no sign
 
 } // namespace quindal

@@ -162,6 +162,8 @@ TEST_F(DeskRequests, ARequestOfAnotherFormIsMalformed)
         {"positions", R"({"name": "", "text": ""})"},
         {"orders", R"({"name": "o.csv", "text": 1})"},
         {"instruments", "{}"},
+        {"picture", R"({"client": "AA01001"})"},
+        {"picture", R"({"client": "AA01001", "theme": "loud"})"},
         {"download", R"({"what": "everything"})"},
         {"download", R"({"what": "book", "format": "svg"})"},
         {"download", R"({"what": "client", "client": "AA01001", "format": "exe"})"},
@@ -252,6 +254,24 @@ TEST_F(DeskRequests, DownloadsAreReportsOfTheCommandLine)
     const DeskAnswer picture = api.Answer("download", client.dump());
     EXPECT_EQ(picture.type, "image/svg+xml");
     EXPECT_THAT(picture.body, HasSubstr("<svg"));
+    client["format"] = "pdf";
+    EXPECT_THAT(api.Answer("download", client.dump()).body, testing::StartsWith("%PDF-"));
+}
+
+TEST_F(DeskRequests, APictureSaysWhereItsPointsLie)
+{
+    const json answer = Asked("picture", {{"client", "AA01002"}, {"theme", "dark"}});
+    EXPECT_THAT(answer["svg"].get<std::string>(), HasSubstr("<svg"));
+    ASSERT_EQ(answer["panels"].size(), 1U);
+    const json& panel = answer["panels"][0];
+    EXPECT_EQ(panel["contract"], "INDX");
+    const json& points = panel["lines"][0]["points"];
+    ASSERT_EQ(points.size(), 2U) << "the grid has two prices";
+    EXPECT_EQ(points[0][2], "90");
+    EXPECT_EQ(points[0][3], "-20.00");
+    EXPECT_EQ(points[1][3], "5.00");
+    EXPECT_EQ(points[0][0], panel["left"]) << "the lowest price stands at the left edge";
+    EXPECT_GT(points[0][1], points[1][1]) << "a loss stands below a profit";
 }
 
 } // namespace test::DeskApiTest
