@@ -255,6 +255,28 @@ ClientFigures MarginSession::PlaceOrder(const Order& order)
     return figures;
 }
 
+void MarginSession::ChangeOrders(const Order& order)
+{
+    double unused = 0.0;
+    Check(ChangeOrder(m_calculator, order.client.c_str(), order.instrument.c_str(), order.isBuy ? 1 : 0, order.price,
+                      order.quantity, &unused, &unused, &unused, &unused, &unused),
+          "ChangeOrder", order.where);
+}
+
+double MarginSession::GOOfFirm(const std::string& firm)
+{
+    return QuindalIM::GetParticipantRepositoryForQuindaIM()
+        .GetBroker(BrokerCode::Parse(firm), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED)
+        .GetInitialMargin();
+}
+
+double MarginSession::GOOfAccount(const std::string& account)
+{
+    return QuindalIM::GetParticipantRepositoryForQuindaIM()
+        .GetSettlementAccountById(std::string_view(account).substr(0, 12))
+        ->GetInitialMargin();
+}
+
 ClientFigures MarginSession::FiguresOf(const std::string& client) const
 {
     ClientFigures figures{client, FirmOf(client), 0.0, 0.0, 0.0};
@@ -274,7 +296,6 @@ QuindalIM::MarginExplanation MarginSession::Explain(const std::string& client) c
 
 MarginFigures MarginSession::Figures() const
 {
-    ParticipantRepository& participants = QuindalIM::GetParticipantRepositoryForQuindaIM();
     MarginFigures figures;
     for (const std::string& client : m_clients) {
         figures.clients.push_back(FiguresOf(client));
@@ -282,13 +303,11 @@ MarginFigures MarginSession::Figures() const
     }
     figures.firms = m_firms;
     for (FirmFigures& firm : figures.firms) {
-        firm.GO = participants.GetBroker(BrokerCode::Parse(firm.code), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED)
-                      .GetInitialMargin();
+        firm.GO = GOOfFirm(firm.code);
         CheckFigure(firm.GO, "firm " + firm.code);
     }
     for (const std::string& id : m_settlementAccounts) {
-        figures.settlementAccounts.push_back(
-            {id, participants.GetSettlementAccountById(std::string_view(id).substr(0, 12))->GetInitialMargin()});
+        figures.settlementAccounts.push_back({id, GOOfAccount(id)});
         CheckFigure(figures.settlementAccounts.back().GO, "account " + id);
     }
     return figures;

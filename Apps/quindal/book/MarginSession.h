@@ -116,10 +116,16 @@ public:
     void SetPosition(const std::string& where, const PositionRow& row);
     /// Adds an order to those of its client and returns the figures with it.
     ClientFigures PlaceOrder(const Order& order);
+    /// Adds an order to those of its client, or cancels so much of them by a quantity below 0. Reads no figures.
+    void ChangeOrders(const Order& order);
     /// Forgets accounts, firms, clients, their positions and orders; the instruments stay.
     void RemoveAccounts();
     /// Figures of a registered client.
     [[nodiscard]] ClientFigures FiguresOf(const std::string& client) const;
+    /// GO of a registered firm, money, in cents; read from the inside.
+    [[nodiscard]] static double GOOfFirm(const std::string& firm);
+    /// GO of a registered settlement account, money, in cents; read from the inside.
+    [[nodiscard]] static double GOOfAccount(const std::string& account);
     /// Figures of the book. Throws InputError for a figure that is no number, or too large to have cents.
     [[nodiscard]] MarginFigures Figures() const;
     /// Explains the GO of a registered client; read from the inside.

@@ -7,6 +7,7 @@
 
 #include "BookCheck.h"
 #include "ClientJson.h"
+#include "DeskFit.h"
 #include "DeskJson.h"
 #include "DeskOrders.h"
 #include "ExplainReport.h"
@@ -96,6 +97,7 @@ DeskAnswer DeskApi::Answer(std::string_view name, std::string_view body)
         for (const auto& [known, ask] : {std::pair<std::string_view, Request>{"client", &DeskApi::Client},
                                          {"picture", &DeskApi::Picture},
                                          {"whatif", &DeskApi::WhatIf},
+                                         {"fit", &DeskApi::Fit},
                                          {"positions", &DeskApi::UploadPositions},
                                          {"orders", &DeskApi::UploadOrders},
                                          {"download", &DeskApi::Download}})
@@ -180,6 +182,14 @@ DeskAnswer DeskApi::WhatIf(const json& request)
     CheckOrders(m_book, orders, problems);
     if (!problems.IsEmpty()) return JsonAnswer(ProblemsJson(problems), DeskRefused);
     return JsonAnswer({{"whatIfs", WhatIfsForThePage(m_book.Try(orders))}});
+}
+
+DeskAnswer DeskApi::Fit(const json& request)
+{
+    Problems problems;
+    const FitQuestion question = ReadFit(m_book, request, problems);
+    if (!problems.IsEmpty()) return JsonAnswer(ProblemsJson(problems), DeskRefused);
+    return JsonAnswer(FitJson(m_book.Largest(question)));
 }
 
 DeskAnswer DeskApi::UploadPositions(const json& request)

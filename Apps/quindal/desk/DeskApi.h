@@ -20,7 +20,7 @@ public:
     /// The book outlives it.
     explicit DeskApi(DeskBook& book) : m_book(book) {}
 
-    /// Answers the request of this name: book, client, picture, instruments, whatif, positions, orders, download.
+    /// Answers the request of this name: book, client, picture, instruments, whatif, fit, positions, orders, download.
     [[nodiscard]] DeskAnswer Answer(std::string_view name, std::string_view body);
 
 private:
@@ -29,6 +29,7 @@ private:
     [[nodiscard]] DeskAnswer Picture(const nlohmann::json& request);
     [[nodiscard]] DeskAnswer Instruments(const nlohmann::json& request) const;
     [[nodiscard]] DeskAnswer WhatIf(const nlohmann::json& request);
+    [[nodiscard]] DeskAnswer Fit(const nlohmann::json& request);
     [[nodiscard]] DeskAnswer UploadPositions(const nlohmann::json& request);
     [[nodiscard]] DeskAnswer UploadOrders(const nlohmann::json& request);
     [[nodiscard]] DeskAnswer Download(const nlohmann::json& request);

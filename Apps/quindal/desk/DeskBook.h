@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "FitBook.h"
 #include "MarginExplanation.h"
 #include "MarginSession.h"
 #include "MarketCodes.h"
@@ -34,6 +35,9 @@ public:
     /// Figures with orders and without. Rows of one label are one what-if, a row without a label is one of its own.
     /// Clients and instruments are known. Throws CommandError for orders that the library refuses.
     [[nodiscard]] virtual std::vector<WhatIfFigures> Try(const Rows<OrderRow>& orders) = 0;
+    /// The largest quantity that fits. Client and instruments are known. Throws CommandError for a question that the
+    /// library refuses.
+    [[nodiscard]] virtual FitAnswer Largest(const FitQuestion& question) = 0;
     /// Puts other positions in the place of all there are. Holders and instruments are known. Throws CommandError for
     /// positions that the library refuses; those before them stay then.
     virtual void Replace(Rows<PositionRow> positions) = 0;

@@ -22,6 +22,7 @@ QUINDAL_TAKE_IN(tree, "tree.js")
 QUINDAL_TAKE_IN(client, "client.js")
 QUINDAL_TAKE_IN(picture, "picture.js")
 QUINDAL_TAKE_IN(ticket, "ticket.js")
+QUINDAL_TAKE_IN(fit, "fit.js")
 QUINDAL_TAKE_IN(basket, "basket.js")
 QUINDAL_TAKE_IN(files, "files.js")
 
@@ -35,12 +36,17 @@ constexpr std::string_view Script = "text/javascript";
     std::string_view(quindal_page_##name##_begin,                                                                      \
                      static_cast<std::size_t>(quindal_page_##name##_end - quindal_page_##name##_begin))
 
-const std::array Files{
-    PageFile{"index.html", "text/html", QUINDAL_TEXT(index)}, PageFile{"desk.css", "text/css", QUINDAL_TEXT(style)},
-    PageFile{"desk.js", Script, QUINDAL_TEXT(desk)},          PageFile{"ask.js", Script, QUINDAL_TEXT(ask)},
-    PageFile{"tree.js", Script, QUINDAL_TEXT(tree)},          PageFile{"client.js", Script, QUINDAL_TEXT(client)},
-    PageFile{"picture.js", Script, QUINDAL_TEXT(picture)},    PageFile{"ticket.js", Script, QUINDAL_TEXT(ticket)},
-    PageFile{"basket.js", Script, QUINDAL_TEXT(basket)},      PageFile{"files.js", Script, QUINDAL_TEXT(files)}};
+const std::array Files{PageFile{"index.html", "text/html", QUINDAL_TEXT(index)},
+                       PageFile{"desk.css", "text/css", QUINDAL_TEXT(style)},
+                       PageFile{"desk.js", Script, QUINDAL_TEXT(desk)},
+                       PageFile{"ask.js", Script, QUINDAL_TEXT(ask)},
+                       PageFile{"tree.js", Script, QUINDAL_TEXT(tree)},
+                       PageFile{"client.js", Script, QUINDAL_TEXT(client)},
+                       PageFile{"picture.js", Script, QUINDAL_TEXT(picture)},
+                       PageFile{"ticket.js", Script, QUINDAL_TEXT(ticket)},
+                       PageFile{"fit.js", Script, QUINDAL_TEXT(fit)},
+                       PageFile{"basket.js", Script, QUINDAL_TEXT(basket)},
+                       PageFile{"files.js", Script, QUINDAL_TEXT(files)}};
 
 } // namespace
 

@@ -11,7 +11,8 @@ SessionDeskBook::SessionDeskBook(BookRun& run, MarginSession& session, const Boo
       m_book{book.accounts, book.positions, {}, {}},
       m_instruments(MarginSession::Codes()),
       m_figures(session.Figures()),
-      m_parts(std::make_unique<WhatIfBook>(session, m_book.accounts, m_book.positions))
+      m_parts(std::make_unique<WhatIfBook>(session, m_book.accounts, m_book.positions)),
+      m_fits(std::make_unique<FitBook>(session, m_book.accounts, m_book.positions))
 {}
 
 std::vector<std::string> SessionDeskBook::Warnings() const { return m_run.Told().Texts(); }
@@ -37,11 +38,14 @@ std::vector<WhatIfFigures> SessionDeskBook::Try(const Rows<OrderRow>& orders)
     return figures;
 }
 
+FitAnswer SessionDeskBook::Largest(const FitQuestion& question) { return m_fits->Largest(question); }
+
 void SessionDeskBook::Take()
 {
     m_run.Refill(m_session, m_book);
     m_figures = m_session.Figures();
     m_parts = std::make_unique<WhatIfBook>(m_session, m_book.accounts, m_book.positions);
+    m_fits = std::make_unique<FitBook>(m_session, m_book.accounts, m_book.positions);
 }
 
 void SessionDeskBook::Replace(Rows<PositionRow> positions)

@@ -30,6 +30,7 @@ public:
     [[nodiscard]] double CalculatedPrice(const std::string& instrument) const override;
     [[nodiscard]] QuindalIM::MarginExplanation Explain(const std::string& client) override;
     [[nodiscard]] std::vector<WhatIfFigures> Try(const Rows<OrderRow>& orders) override;
+    [[nodiscard]] FitAnswer Largest(const FitQuestion& question) override;
     void Replace(Rows<PositionRow> positions) override;
 
 private:
@@ -42,6 +43,7 @@ private:
     MarketCodes m_instruments;
     MarginFigures m_figures;
     std::unique_ptr<WhatIfBook> m_parts;
+    std::unique_ptr<FitBook> m_fits;
 };
 
 } // namespace quindal

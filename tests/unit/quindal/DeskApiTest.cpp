@@ -133,6 +133,33 @@ TEST_F(DeskRequests, AnOrderIsReadByTheRulesOfTheOrdersFile)
     }
 }
 
+TEST_F(DeskRequests, TheLargestQuantityThatFitsIsToldWithOneMore)
+{
+    json request{{"order", {{"client", "AA01002"}, {"instrument", "INDX-3.27"}, {"side", "sell"}, {"price", ""}}},
+                 {"of", "limit"},
+                 {"money", "1 055.00"}};
+    // Two contracts are held: (1055 - 20) / 10.
+    json answer = Asked("fit", request);
+    EXPECT_EQ(answer["without"]["GO"]["text"], "20.00");
+    EXPECT_EQ(answer["with"]["quantity"], 103);
+    EXPECT_EQ(answer["with"]["GO"]["text"], "1 050.00");
+    EXPECT_EQ(answer["next"]["quantity"], 104);
+    EXPECT_EQ(answer["next"]["GO"]["text"], "1 060.00");
+    request["of"] = "free";
+    EXPECT_EQ(Asked("fit", request)["with"]["quantity"], 105);
+    request["of"] = "limit";
+    request["money"] = "10";
+    answer = Asked("fit", request);
+    EXPECT_FALSE(answer.contains("with")) << "twenty are needed without it";
+    for (const char* const money : {"", "much", "-1", "1e400", "nan", "inf", "5 EUR"}) {
+        request["money"] = money;
+        EXPECT_EQ(Asked("fit", request, DeskRefused)["problems"][0]["column"], "money") << money;
+    }
+    request["money"] = "10";
+    request["order"]["instrument"] = "INDX-3.28";
+    EXPECT_EQ(Asked("fit", request, DeskRefused)["problems"][0]["column"], "instrument");
+}
+
 TEST_F(DeskRequests, WhatTheLibraryRefusesIsAnsweredWithItsWords)
 {
     const json answer = Asked("whatif", OneOrder("INDX-3.27", "sell", "1000000"), DeskRefused);
@@ -162,6 +189,9 @@ TEST_F(DeskRequests, ARequestOfAnotherFormIsMalformed)
         {"positions", R"({"name": "", "text": ""})"},
         {"orders", R"({"name": "o.csv", "text": 1})"},
         {"instruments", "{}"},
+        {"fit", R"({"of": "limit", "money": "5"})"},
+        {"fit", R"({"of": "limit", "money": "5", "order": [1]})"},
+        {"fit", R"({"of": "more", "money": "5", "order": {}})"},
         {"picture", R"({"client": "AA01001"})"},
         {"picture", R"({"client": "AA01001", "theme": "loud"})"},
         {"download", R"({"what": "everything"})"},

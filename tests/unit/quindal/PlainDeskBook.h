@@ -1,6 +1,7 @@
 // PlainDeskBook: a desk's book whose figures can be worked out in the head: ten for each contract held or ordered.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <string>
@@ -93,6 +94,21 @@ public:
         return figures;
     }
 
+    [[nodiscard]] FitAnswer Largest(const FitQuestion& question) override
+    {
+        const double before = Go(question.client);
+        const auto figures = [&](std::int64_t quantity) {
+            const double added = MoneyOfAContract * static_cast<double>(quantity);
+            return FitFigures{quantity, before + added, 0.0, added};
+        };
+        FitAnswer answer{figures(0), {}, {}, 1};
+        const double room = question.isFree ? question.money : question.money - before;
+        if (room < 0.0) return answer;
+        const auto fitting = static_cast<std::int64_t>(std::min(room / MoneyOfAContract, 1e6));
+        answer.with = figures(fitting);
+        if (fitting < question.most) answer.next = figures(fitting + 1);
+        return answer;
+    }
     void Replace(Rows<PositionRow> positions) override
     {
         for (const PositionRow& row : positions.rows)

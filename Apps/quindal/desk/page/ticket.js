@@ -1,5 +1,6 @@
 // The order ticket: what is typed is tried at once.
 import { ask, element, signed } from "./ask.js";
+import { makeFit } from "./fit.js";
 
 const patience = 40; // milliseconds without a key before orders are tried
 
@@ -157,9 +158,18 @@ export function makeTicket(keep) {
   document.getElementById("add-order").onclick = () => addLine().fields.instrument.focus();
   addLine();
 
+  /// The order that a largest quantity is asked for; none while there are several.
+  function orderToFit() {
+    if (!client || lines.length !== 1 || lines[0].fields.instrument.value.trim() === "") return null;
+    const { quantity, ...order } = orderOf(lines[0]);
+    return order;
+  }
+  const fit = makeFit(orderToFit, (quantity) => { lines[0].fields.quantity.value = quantity; tryNow(); });
+
   return {
     setClient(code) {
       client = code;
+      fit.clear();
       document.getElementById("ticket-client").textContent = `Orders of ${code} that nobody has sent`;
       tryNow();
     },
