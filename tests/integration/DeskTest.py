@@ -13,6 +13,7 @@ import csv
 import http.client
 import io
 import json
+import re
 import signal
 import subprocess
 import sys
@@ -278,6 +279,25 @@ class ThePage(unittest.TestCase):
         self.assertEqual(self.text("#volatility-difference"), "+" + grouped(what_if["difference"]["volatilityGO"]))
         self.assertEqual(self.text("#figure-GO"), grouped(what_if["before"]["GO"]), "the book has not changed")
 
+    def test_the_largest_quantity_that_fits_fits_and_one_more_does_not(self) -> None:
+        self.open("CL02001")
+        self.order("INDX-12.26", "1", "sell")
+        self.browser.find_element(By.ID, "fit-money").send_keys("1 000 000", Keys.ENTER)
+        self.until(lambda: " fit: GO " in self.text("#fit-answer"))
+        told = self.text("#fit-answer")
+        found = re.fullmatch(r"(\d+) fit: GO ([\d .]+), [\d .]+ used\. With (\d+): GO ([\d .]+), [\d .]+ used\.", told)
+        assert found, told
+        quantity, go, next_quantity, next_go = found.groups()
+        self.assertEqual(int(next_quantity), int(quantity) + 1)
+        orders = Path(self.folder.name) / "fit.csv"
+        orders.write_text("what_if,client,instrument,side,quantity\n" +
+                          "".join(f"{n},CL02001,INDX-12.26,sell,{n}\n" for n in (quantity, next_quantity)))
+        rows = json.loads(printed("margin", *BOOK, "--orders", str(orders), "--format", "json"))["whatIfs"]
+        self.assertEqual([grouped(row["after"]["GO"]) for row in rows], [go, next_go])
+        self.assertLessEqual(rows[0]["after"]["GO"], 1_000_000.0)
+        self.assertGreater(rows[1]["after"]["GO"], 1_000_000.0)
+        self.until(lambda: self.text("#go-after") == go)
+
     def test_a_what_if_that_is_kept_right_behind_the_last_key_is_the_one_that_was_typed(self) -> None:
         self.open("CL02001")
         self.order("INDX-12.26", "1")
@@ -374,6 +394,25 @@ class ThePage(unittest.TestCase):
         self.open("CL01001")
         self.browser.find_element(By.ID, "tab-picture").click()
         self.until(lambda: self.browser.execute_script("return document.querySelector('#picture img')?.naturalWidth > 0"))
+        told = json.loads(printed("explain", "--client", "CL01001", *BOOK, "--format", "json"))
+        grid = next(grid for grid in told["grids"] if grid["code"] == "CRUD")
+        panels = json.loads(self.desk.ask("picture", client="CL01001", theme="light")[2])["panels"]
+        panel = next(panel for panel in panels if panel["contract"] == "CRUD")
+        self.assertEqual(len(grid["scenarios"]), 5)
+        for line, scenario in zip(panel["lines"], grid["scenarios"]):
+            self.assertEqual([point[3] for point in line["points"]], [grouped(money) for money in scenario])
+        self.hover(panel)
+
+    def hover(self, panel: dict[str, object]) -> None:
+        """Moves the pointer to the first point of the first line, and reads what it is told."""
+        x, y, price, money = panel["lines"][0]["points"][3]  # type: ignore[index]
+        self.browser.execute_script("""const sheet = document.querySelector(".sheet"), frame = sheet.getBoundingClientRect();
+            const width = arguments[2];
+            sheet.dispatchEvent(new PointerEvent("pointermove", { clientX: frame.left + arguments[0] * frame.width / width,
+              clientY: frame.top + arguments[1] * frame.width / width }))""", x, y,
+            json.loads(self.desk.ask("picture", client="CL01001", theme="light")[2])["width"])
+        self.until(lambda: f"at {price}, " in self.text(".hover"))
+        self.assertTrue(self.text(".hover").endswith(f": {money}"), self.text(".hover"))
 
     def test_light_and_dark_are_chosen_and_kept(self) -> None:
         def ground() -> str:

@@ -72,7 +72,11 @@ public:
             if (row.code == client) told.shares.push_back(ShareOf(row));
         told.levels = {{NettingLevel::Gross, 4.0 * told.margin, 0.0},
                        {NettingLevel::Series, told.margin, 3.0 * told.margin}};
-        told.grids.push_back({"INDX", 0, "INDX-12.26", {90.0, 110.0}, {{-told.margin, 5.0}}});
+        ContractGrid& grid = told.grids.emplace_back();
+        grid.code = "INDX";
+        grid.futures = "INDX-12.26";
+        grid.prices = {90.0, 110.0};
+        grid.scenarios = {{-told.margin, 5.0}};
         return told;
     }
 
