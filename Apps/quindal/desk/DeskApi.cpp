@@ -123,11 +123,9 @@ DeskAnswer DeskApi::Answer(std::string_view name, std::string_view body)
 std::string DeskApi::ClientOf(const json& request) const
 {
     const std::string client = TextField(request, "client");
-    const auto& clients = m_book.Figures().clients;
-    if (std::any_of(clients.begin(), clients.end(), [&](const ClientFigures& known) { return known.code == client; }))
-        return client;
+    if (m_book.HasClient(client)) return client;
     Suggestion suggestion(client);
-    for (const ClientFigures& known : clients)
+    for (const ClientFigures& known : m_book.Figures().clients)
         suggestion.Offer(known.code);
     throw DeskError(DeskUnknown, "\"" + client + "\" is none of the clients in the accounts" + suggestion.Text());
 }

@@ -20,6 +20,8 @@ public:
     virtual ~DeskBook() = default;
 
     [[nodiscard]] virtual const Rows<AccountRow>& Accounts() const = 0;
+    /// Whether a client is among the accounts; does not take longer for many.
+    [[nodiscard]] virtual bool HasClient(const std::string& client) const = 0;
     [[nodiscard]] virtual const Rows<PositionRow>& Positions() const = 0;
     [[nodiscard]] virtual const MarketCodes& Instruments() const = 0;
     [[nodiscard]] virtual Provenance Origin() const = 0;

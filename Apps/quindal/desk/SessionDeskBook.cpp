@@ -13,7 +13,10 @@ SessionDeskBook::SessionDeskBook(BookRun& run, MarginSession& session, const Boo
       m_figures(session.Figures()),
       m_parts(std::make_unique<WhatIfBook>(session, m_book.accounts, m_book.positions)),
       m_fits(std::make_unique<FitBook>(session, m_book.accounts, m_book.positions))
-{}
+{
+    for (const AccountRow& row : m_book.accounts.rows)
+        if (row.level == AccountLevelClient) m_clients.insert(row.code);
+}
 
 std::vector<std::string> SessionDeskBook::Warnings() const { return m_run.Told().Texts(); }
 

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "BookRun.h"
@@ -22,6 +23,7 @@ public:
     SessionDeskBook(BookRun& run, MarginSession& session, const Book& book);
 
     [[nodiscard]] const Rows<AccountRow>& Accounts() const override { return m_book.accounts; }
+    [[nodiscard]] bool HasClient(const std::string& client) const override { return m_clients.contains(client); }
     [[nodiscard]] const Rows<PositionRow>& Positions() const override { return m_book.positions; }
     [[nodiscard]] const MarketCodes& Instruments() const override { return m_instruments; }
     [[nodiscard]] Provenance Origin() const override { return m_run.Origin(); }
@@ -40,6 +42,7 @@ private:
     BookRun& m_run;
     MarginSession& m_session;
     Book m_book;
+    std::unordered_set<std::string> m_clients;
     MarketCodes m_instruments;
     MarginFigures m_figures;
     std::unique_ptr<WhatIfBook> m_parts;

@@ -44,6 +44,12 @@ public:
     }
 
     [[nodiscard]] const Rows<AccountRow>& Accounts() const override { return m_accounts; }
+    [[nodiscard]] bool HasClient(const std::string& client) const override
+    {
+        return std::any_of(m_accounts.rows.begin(), m_accounts.rows.end(), [&](const AccountRow& row) {
+            return row.level == AccountLevelClient && row.code == client;
+        });
+    }
     [[nodiscard]] const Rows<PositionRow>& Positions() const override { return m_positions; }
     [[nodiscard]] const MarketCodes& Instruments() const override { return m_codes; }
     [[nodiscard]] Provenance Origin() const override { return {{"market.xml", false, "0123", {}}, "EUR"}; }

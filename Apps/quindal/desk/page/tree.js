@@ -49,7 +49,7 @@ export function makeTree(open) {
     for (const root of roots) collect(root, 1, text, rows);
     space.style.height = rows.length * height + "px";
     const clients = rows.filter((row) => row.node.kind === "client").length;
-    count.textContent = text ? `${clients} clients found` : `${clients} clients`;
+    count.textContent = `${clients} ${clients === 1 ? "client" : "clients"}${text ? " found" : ""}`;
     const at = rows.findIndex((row) => row.node === before);
     active = at >= 0 ? at : 0;
     draw();
