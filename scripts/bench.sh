@@ -16,7 +16,7 @@ esac
 
 configure release
 tables=(change_table growth_table insertion_table memory_table export_table)
-build release "${tables[@]}" quindal_benchmarks quindal QuindalIM_Client
+build release "${tables[@]}" fit_table quindal_benchmarks quindal QuindalIM_Client
 bin=build/release/tests/benchmarks
 quindal=build/release/Apps/quindal/quindal
 
@@ -41,6 +41,7 @@ tests/integration/with_server.sh "$quindal" examples/market.xml "$bin/export_tab
 "$bin/growth_table" "${quick[@]}"
 "$bin/insertion_table" "${quick[@]}"
 "$bin/memory_table" "$@" "$quindal"
+build/release/tests/session/fit_table examples/market.xml "${quick[@]}"
 printf '\nThe valuation of options, one thread\n\n'
 valuations='MarketOfOptions/40000|Grids'
 [ "${1:-}" = --quick ] && valuations='MarketOfOptions/160/|Grids'

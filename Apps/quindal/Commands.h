@@ -19,6 +19,7 @@ struct Command
 
 [[nodiscard]] Command AddMargin(CLI::App& app);
 [[nodiscard]] Command AddExplain(CLI::App& app);
+[[nodiscard]] Command AddFit(CLI::App& app);
 [[nodiscard]] Command AddDesk(CLI::App& app);
 [[nodiscard]] Command AddCheck(CLI::App& app);
 [[nodiscard]] Command AddFiles(CLI::App& app);

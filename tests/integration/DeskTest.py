@@ -297,6 +297,9 @@ class ThePage(unittest.TestCase):
         self.assertLessEqual(rows[0]["after"]["GO"], 1_000_000.0)
         self.assertGreater(rows[1]["after"]["GO"], 1_000_000.0)
         self.until(lambda: self.text("#go-after") == go)
+        asked = json.loads(printed("fit", "--client", "CL02001", "--instrument", "INDX-12.26", "--side", "sell", "--limit", "1000000",
+                                   *BOOK, "--format", "json"))
+        self.assertEqual((str(asked["with"]["quantity"]), str(asked["next"]["quantity"])), (quantity, next_quantity))
 
     def test_a_what_if_that_is_kept_right_behind_the_last_key_is_the_one_that_was_typed(self) -> None:
         self.open("CL02001")

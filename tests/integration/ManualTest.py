@@ -28,7 +28,7 @@ import xml.etree.ElementTree as xml
 from dataclasses import dataclass, field
 from pathlib import Path
 
-PAGES = ["install", "first-margin", "what-if", "explain", "provenance", "quick-start", "input-files", "serve", "upgrade"]
+PAGES = ["install", "first-margin", "what-if", "fit", "explain", "provenance", "quick-start", "input-files", "serve", "upgrade"]
 PAGES += ["desk", "errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
 
 # What is not typed here, and why not.
@@ -238,7 +238,25 @@ def by_hand(market: Path) -> set[str]:
     figures = [held, before, bought, after, after - before, rolled, and_rolled, and_rolled - before, 0.0]
     figures += [(3300 - low_end(near)) * 5 * money, stress(near) * 5 * money]
     figures += [(3290 - low_end(near)) * 2 * money, stress(near) * 2 * money]
-    return {f"{figure:.2f}" for figure in figures}
+    return {f"{figure:.2f}" for figure in figures + that_fit(held, bought / 2, high_end(near, contract), money)}
+
+
+def high_end(futures: dict[str, str], contract: dict[str, str]) -> float:
+    """What one futures sold at its calculated price loses at the high end of the grid, with the rate stressed upwards."""
+    reach = float(contract["MarketRisk"]) * float(futures["NormalizedSpot"])
+    rate = float(futures["InterestRateRiskUp"]) * float(futures["TimeToExpiration"])
+    return reach + (float(futures["CalcFutPrice"]) + reach) * math.expm1(rate)
+
+
+def that_fit(held: float, bought: float, sold: float, money: float) -> list[float]:
+    """The limits of the page on what fits, and its figures: so many bought at 3290 beside what is held; so many sold,
+    the first five of which close it."""
+    limits = [100000.0, 15000.0, 10000.0]
+    most_bought = math.floor((limits[0] - held) / bought)
+    most_sold = math.floor(limits[1] / (sold * money))
+    within = [held + (most_bought + more) * bought for more in (0, 1)] + [(most_sold + more) * sold * money for more in (0, 1)]
+    before, *after = (math.ceil(figure * 100) / 100 for figure in (held, *within))
+    return limits + after + [abs(figure - before) for figure in after]
 
 
 def unfounded(pages: list[Path], source: Path) -> list[str]:

@@ -34,6 +34,7 @@ constexpr double Unbounded = std::numeric_limits<double>::infinity();
 /// Whose rules the change of a cell goes through on its way to the margin.
 struct Road
 {
+    const ParticipantBase* participant;
     ClientRiskLevel riskLevel;
     double chargeRatio; // on the minimum charges of short options
     double marginRatio; // on the margin of the base contract, and on the whole
@@ -86,8 +87,8 @@ std::vector<Road> RoadsOf(const std::string& code, FitLevel level, const kv7im::
         const double ofContract =
             std::max(participant.GetBrokerBaseContractGORatio(contract.Code),
                      contract.HasMCS() ? participant.GetBrokerBaseContractGORatioForMCS(contract.CodeMCS) : 0.0);
-        return Road{participant.GetRiskLevel(), participant.GetShortOptionMinimumChargeRatio(), ofContract * ratio,
-                    participant.GetNoFutDiscount(), participant.GetCalSpreadMarginType()};
+        return Road{&participant,       participant.GetRiskLevel(),     participant.GetShortOptionMinimumChargeRatio(),
+                    ofContract * ratio, participant.GetNoFutDiscount(), participant.GetCalSpreadMarginType()};
     };
     if (level == FitLevel::Client) return {road(client, client.GetClgoRatio().AsDouble())};
     Road losses = road(client, 1.0);
@@ -136,12 +137,13 @@ double SteepestFloor(const kv7im::CSpecBaseContract& contract, ClientRiskLevel l
 /// Money by which a margin may fall when this change is taken out of a book. Sums, minima and windows over cells never
 /// make more of a change than its worst cell; a stress of rates and one of the mismatch come on top of a cell, a floor
 /// of a stress point may follow the edge of the grid either way, and the curvature of a currency adds its radius.
-double FallBy(const Risk& change, const kv7im::CSpecBaseContract& contract, const Road& road)
+double FallBy(const Risk& change, const Instrument& instrument, const Road& road)
 {
+    const kv7im::CSpecBaseContract& contract = instrument.Contract();
     const kv7im::Profile& cells = change.GetRisk();
     Extent values;
     values.Take(cells.Volatility());
-    values.Take(cells.Expiration());
+    if (road.participant->WeHaveToCalcDeliveryRisk(instrument.option)) values.Take(cells.Expiration());
     Extent rates;
     rates.Take(cells.InterestRate());
     Extent mismatch;
@@ -175,7 +177,7 @@ OrdersMap OneOrder(const FitItem& item, bool isBuy, KeyPriceType::Type type, SOr
 double FallOfFuturesOrder(const kv7im::CSpecFutures& futures, const OrdersMap& orders, const Road& road)
 {
     const auto discount = road.noDiscount ? kv7type::Discount::No : kv7type::Discount::Yes;
-    return FallBy(futures.TransformToOrder(orders, discount, road.riskLevel), *futures.BaseContract, road);
+    return FallBy(futures.TransformToOrder(orders, discount, road.riskLevel), {&futures, nullptr}, road);
 }
 
 /// The legs of a spread for themselves, or as they net: the worse of what the rules may make of them.
@@ -232,10 +234,9 @@ double FallOfOrder(const std::string& client, const FitItem& item, FitLevel leve
     const OrdersMap order = OneOrder(item, item.isBuy, KeyPriceType::Type::Ordinal, info);
     double fall = 0.0;
     for (const Road& road : RoadsOf(client, level, instrument.Contract()))
-        fall = std::max(
-            fall, instrument.option != nullptr
-                      ? FallBy(instrument.option->TransformToOrder(order, road.riskLevel), instrument.Contract(), road)
-                      : FallOfFuturesOrder(*instrument.futures, order, road));
+        fall = std::max(fall, instrument.option != nullptr
+                                  ? FallBy(instrument.option->TransformToOrder(order, road.riskLevel), instrument, road)
+                                  : FallOfFuturesOrder(*instrument.futures, order, road));
     return ratio * fall;
 }
 
@@ -251,11 +252,11 @@ double FallOfPosition(const std::string& client, const FitItem& item, const Held
         std::vector<double> prices{price, held.price};
         AddSettlement(instrument, road.noDiscount, prices);
         for (const double each : prices) {
-            fall = std::max(fall, FallBy(instrument.Held(side, each, road.riskLevel), instrument.Contract(), road));
+            fall = std::max(fall, FallBy(instrument.Held(side, each, road.riskLevel), instrument, road));
             if (held.quantity * side >= 0) continue;
             Risk taken = instrument.Held(-side, each, road.riskLevel);
             taken *= -1.0;
-            fall = std::max(fall, FallBy(taken, instrument.Contract(), road));
+            fall = std::max(fall, FallBy(taken, instrument, road));
         }
     }
     return static_cast<double>(item.ratio) * fall;

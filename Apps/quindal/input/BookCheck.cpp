@@ -142,6 +142,18 @@ void CheckInstrument(const MarketCodes& codes, const auto& rows, const auto& row
     }
 }
 
+void CheckPriceOfSpread(const MarketCodes& codes, const auto& rows, const auto& row, Problems& problems)
+{
+    const InstrumentKind* const kind = codes.Find(row.instrument);
+    if (row.price == 0.0 && kind != nullptr && *kind == InstrumentKind::CalendarSpread)
+        problems.Add({rows.file,
+                      row.line,
+                      "price",
+                      {},
+                      "is 0 or empty, and the calendar spread " + row.instrument +
+                          " has no calculated price: give another one (0.000001 for nothing)"});
+}
+
 } // namespace
 
 void CheckAccounts(const Rows<AccountRow>& accounts, Problems& problems)
@@ -209,14 +221,15 @@ void CheckInstruments(const MarketCodes& codes, const Rows<OrderRow>& orders, Pr
 {
     for (const OrderRow& row : orders.rows) {
         CheckInstrument(codes, orders, row, Use::Order, problems);
-        const InstrumentKind* const kind = codes.Find(row.instrument);
-        if (row.price == 0.0 && kind != nullptr && *kind == InstrumentKind::CalendarSpread)
-            problems.Add({orders.file,
-                          row.line,
-                          "price",
-                          {},
-                          "is 0 or empty, and the calendar spread " + row.instrument +
-                              " has no calculated price: give another one (0.000001 for nothing)"});
+        CheckPriceOfSpread(codes, orders, row, problems);
+    }
+}
+
+void CheckInstruments(const MarketCodes& codes, const Rows<BasketRow>& basket, bool isHeld, Problems& problems)
+{
+    for (const BasketRow& row : basket.rows) {
+        CheckInstrument(codes, basket, row, isHeld ? Use::Position : Use::Order, problems);
+        if (!isHeld) CheckPriceOfSpread(codes, basket, row, problems);
     }
 }
 

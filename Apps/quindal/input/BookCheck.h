@@ -22,5 +22,7 @@ void CheckInstruments(const MarketCodes& codes, const Rows<AccountRow>& accounts
 void CheckInstruments(const MarketCodes& codes, const Rows<PositionRow>& positions, Problems& problems);
 /// Checks the instruments of orders.
 void CheckInstruments(const MarketCodes& codes, const Rows<OrderRow>& orders, Problems& problems);
+/// Checks the instruments of a basket that is ordered, or held.
+void CheckInstruments(const MarketCodes& codes, const Rows<BasketRow>& basket, bool isHeld, Problems& problems);
 
 } // namespace quindal

@@ -132,6 +132,22 @@ Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems)
     return ReadRows<OrderRow>(std::move(table), OrdersSchema, problems, TakeOrder);
 }
 
+Rows<BasketRow> ReadBasket(const InputFile& file, Problems& problems)
+{
+    std::map<std::string, std::size_t> lines;
+    Rows<BasketRow> rows = ReadRows<BasketRow>(file, BasketSchema, problems, [&](RowReader& reader, BasketRow& row) {
+        row.instrument = reader.Text("instrument");
+        row.isBuy = reader.Word("side") != 0;
+        row.ratio = reader.Whole("ratio");
+        row.price = reader.Number("price");
+        const auto [before, isNew] = lines.emplace(row.instrument, row.line);
+        if (!isNew && !row.instrument.empty())
+            reader.Refuse("instrument", "stands twice, first in line " + std::to_string(before->second));
+    });
+    if (rows.rows.empty() && problems.IsEmpty()) problems.Add({file.name, 0, {}, {}, "has no rows"});
+    return rows;
+}
+
 Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems)
 {
     std::map<std::string, std::size_t> lines;

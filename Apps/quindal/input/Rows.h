@@ -54,6 +54,15 @@ struct OrderRow
     double price = 0.0; ///< 0: the calculated price of the instrument.
 };
 
+struct BasketRow
+{
+    std::size_t line = 0;
+    std::string instrument;
+    bool isBuy = true;
+    std::int64_t ratio = 1;
+    double price = 0.0; ///< 0: the calculated price of the instrument.
+};
+
 struct UserRow
 {
     std::size_t line = 0;
@@ -79,6 +88,8 @@ struct Rows
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
 /// Reads orders out of a table that was made elsewhere, by the same rules.
 [[nodiscard]] Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems);
+/// Reads a basket. An instrument that stands twice, and a basket of nothing, become problems.
+[[nodiscard]] Rows<BasketRow> ReadBasket(const InputFile& file, Problems& problems);
 /// Reads the users. A name that stands twice, and a name with other letters than a router takes, become problems.
 [[nodiscard]] Rows<UserRow> ReadUsers(const InputFile& file, bool needPasswords, Problems& problems);
 

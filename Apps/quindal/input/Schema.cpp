@@ -15,6 +15,7 @@ constexpr double MostMoney = 1e12;
 constexpr double MostContracts = 1e12;
 // Prices of orders are kept in 16 digits, five of them behind the point.
 constexpr double MostOrderPrice = 99'999'999'999.0;
+constexpr double MostOfBasket = 1e6;
 constexpr double MostClearings = 127;
 constexpr double MostRatio = 10.0; // the engine's limit for a base contract
 
@@ -221,6 +222,28 @@ constexpr std::array OrderRules{
                .meaning = "Price of the order, rounded to five digits behind the point"},
 };
 
+constexpr std::array BasketRules{
+    ColumnRule{
+        .column = "instrument", .isRequired = true, .meaning = "Code of a futures, an option or a calendar spread"},
+    ColumnRule{
+        .column = "side", .kind = CellKind::OneOf, .isRequired = true, .words = SideWords, .meaning = "Buy or sell"},
+    ColumnRule{.column = "ratio",
+               .kind = CellKind::Whole,
+               .unit = "contracts",
+               .fallback = "1",
+               .least = 1,
+               .most = MostOfBasket,
+               .meaning = "Contracts in one basket"},
+    ColumnRule{.column = "price",
+               .kind = CellKind::Number,
+               .unit = "price",
+               .fallback = "0",
+               .emptyMeans = "the calculated price of the instrument, as 0; a calendar spread has none",
+               .least = -MostOrderPrice,
+               .most = MostOrderPrice,
+               .meaning = "Price that it is ordered or traded at"},
+};
+
 constexpr std::array UserRules{
     ColumnRule{.column = "user", .isRequired = true, .least = 1, .meaning = "Name: letters, digits, \"_\" and \"-\""},
     ColumnRule{.column = "part_count",
@@ -296,6 +319,8 @@ const Schema AccountsSchema{"accounts.csv",
                             AccountRules};
 const Schema PositionsSchema{"positions.csv", "What is held: one row for each holder and instrument.", PositionRules};
 const Schema OrdersSchema{"orders.csv", "What-ifs: orders that nobody has sent.", OrderRules};
+const Schema BasketSchema{"basket.csv", "A basket for `quindal fit`: what is traded together, in fixed ratios.",
+                          BasketRules};
 const Schema UsersSchema{"users.csv", "Who may log in at `quindal serve`.", UserRules};
 
 const ColumnRule* Schema::Find(std::string_view column, unsigned rows) const
@@ -341,7 +366,7 @@ std::string RangeText(const ColumnRule& rule)
 std::string InputFilesReference()
 {
     std::string text;
-    for (const Schema* schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &UsersSchema})
+    for (const Schema* schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &BasketSchema, &UsersSchema})
         text += (text.empty() ? "" : "\n") + Reference(*schema);
     return text;
 }

@@ -64,6 +64,7 @@ struct Schema
 extern const Schema AccountsSchema;
 extern const Schema PositionsSchema;
 extern const Schema OrdersSchema;
+extern const Schema BasketSchema;
 extern const Schema UsersSchema;
 
 /// The words as a list: "netting, half_netting".

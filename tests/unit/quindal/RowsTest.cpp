@@ -219,6 +219,36 @@ TEST(Orders, RefuseWhatTheyCannotMean)
         ExpectProblem(cell, ReadOrders);
 }
 
+TEST(Baskets, AreReadWithTheirDefaults)
+{
+    const Rows<BasketRow> rows = Basket("instrument,side,ratio,price\nF,buy,3,1.5\nG,sell,,\n");
+    ASSERT_THAT(rows.rows, SizeIs(2));
+    EXPECT_TRUE(rows.rows[0].isBuy);
+    EXPECT_EQ(rows.rows[0].ratio, 3);
+    EXPECT_EQ(rows.rows[0].price, 1.5);
+    EXPECT_FALSE(rows.rows[1].isBuy);
+    EXPECT_EQ(rows.rows[1].ratio, 1);
+    EXPECT_EQ(rows.rows[1].price, 0.0);
+}
+
+TEST(Baskets, RefuseWhatTheyCannotMean)
+{
+    const BadCell cells[] = {
+        {"instrument,side\n,buy\n", "column \"instrument\" is empty"},
+        {"instrument,side\nF,\n", "column \"side\" is empty"},
+        {"instrument,side,ratio\nF,buy,0\n", "column \"ratio\": \"0\" is out of range: from 1 to 1000000"},
+    };
+    for (const BadCell& cell : cells)
+        ExpectProblem(cell, ReadBasket);
+    Problems problems;
+    static_cast<void>(ReadBasket(File("instrument,side\nF,buy\nF,sell\n"), problems));
+    EXPECT_THAT(TextsOf(problems),
+                ElementsAre("file.csv:3: column \"instrument\": \"F\" stands twice, first in line 2"));
+    Problems empty;
+    static_cast<void>(ReadBasket(File("instrument,side\n"), empty));
+    EXPECT_THAT(TextsOf(empty), ElementsAre("file.csv: has no rows"));
+}
+
 TEST(Users, AreReadWithTheirDefaults)
 {
     Problems problems;

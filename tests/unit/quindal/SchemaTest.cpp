@@ -30,13 +30,14 @@ TEST(Schema, ListsTheColumnsOnceEach)
               "no_discount,go_ratio,short_charge_ratio,risk_level,account_type");
     EXPECT_EQ(PositionsSchema.Columns(), "level,code,instrument,quantity,price,after_last_clearing");
     EXPECT_EQ(OrdersSchema.Columns(), "what_if,client,instrument,side,quantity,price");
+    EXPECT_EQ(BasketSchema.Columns(), "instrument,side,ratio,price");
     EXPECT_EQ(UsersSchema.Columns(), "user,part_count,login_type,password");
 }
 
 // A rule that another one hides, or a default that its own rule would refuse, would be a promise that no reader keeps.
 TEST(Schema, HasOneRuleForEachColumnAndKindOfRow)
 {
-    for (const Schema* const schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &UsersSchema})
+    for (const Schema* const schema : {&AccountsSchema, &PositionsSchema, &OrdersSchema, &BasketSchema, &UsersSchema})
         for (const ColumnRule& rule : schema->rules) {
             SCOPED_TRACE(std::string(schema->file) + ' ' + std::string(rule.column));
             EXPECT_FALSE(rule.meaning.empty());

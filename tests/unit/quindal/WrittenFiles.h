@@ -30,6 +30,7 @@ Rows<Row> Good(const InputFile& file, Rows<Row> (*read)(const InputFile& file, P
 }
 inline Rows<AccountRow> Accounts(const std::string& text) { return Good(File(text, "accounts.csv"), ReadAccounts); }
 inline Rows<PositionRow> Positions(const std::string& text) { return Good(File(text, "positions.csv"), ReadPositions); }
+inline Rows<BasketRow> Basket(const std::string& text) { return Good(File(text, "basket.csv"), ReadBasket); }
 inline Rows<OrderRow> Orders(const std::string& text) { return Good(File(text, "orders.csv"), ReadOrders); }
 
 } // namespace quindal::test
