@@ -21,7 +21,7 @@ struct DeskAnswer
     int status = DeskGood;
     std::string body;
     std::string type = "application/json";
-    double milliseconds = 0.0; ///< Spent on the answer, without waiting for its turn.
+    double milliseconds = 0.0; ///< From the request read to the answer, waiting for its turn included.
 };
 
 } // namespace quindal

@@ -1,7 +1,6 @@
 #include "DeskApi.h"
 
 #include <algorithm>
-#include <chrono>
 #include <new>
 #include <sstream>
 
@@ -87,7 +86,6 @@ DeskAnswer DeskApi::Answer(std::string_view name, std::string_view body)
 {
     using Request = DeskAnswer (DeskApi::*)(const json&);
     using Look = DeskAnswer (DeskApi::*)(const json&) const;
-    const auto began = std::chrono::steady_clock::now();
     const auto answer = [&]() -> DeskAnswer {
         const json request = json::parse(body, nullptr, false);
         if (!request.is_object()) throw DeskError(DeskMalformed, "the request is no JSON object");
@@ -116,7 +114,6 @@ DeskAnswer DeskApi::Answer(std::string_view name, std::string_view body)
     } catch (const std::exception& error) {
         given = ErrorAnswer(DeskFailed, error.what());
     }
-    given.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - began).count();
     return given;
 }
 

@@ -1,5 +1,6 @@
 #include "DeskCommand.h"
 
+#include <chrono>
 #include <csignal>
 #include <future>
 #include <iostream>
@@ -37,18 +38,16 @@ DeskAnswer Busy(const char* text) { return JsonAnswer({{"error", text}}, DeskBus
 class Desk
 {
 public:
-    /// Answers a request; waits for its turn. Called by any thread.
+    /// Answers a request and says how long that took. Called by any thread.
     DeskAnswer Ask(const std::string& name, const std::string& body)
     {
-        if (name == "state") return m_state.Answer();
-        if (!m_state.IsLoaded()) return Busy("the book is being loaded");
-        std::optional<std::future<DeskAnswer>> turn = m_turns.Put([this, &name, &body] { return Work(name, body); });
-        if (!turn) return Busy("too much is asked for at once; ask again");
-        try {
-            return turn->get();
-        } catch (const std::future_error&) {
-            return Busy("the desk is being closed");
-        }
+        const auto began = std::chrono::steady_clock::now();
+        DeskAnswer answer = name == "state" ? m_state.Answer() : InTurn(name, body);
+        const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - began;
+        answer.milliseconds = spent.count();
+        const bool isOfTheBook = name != "state" && answer.status != DeskUnknown && answer.status != DeskBusy;
+        if (isOfTheBook) m_state.Took(name, answer.milliseconds);
+        return answer;
     }
 
     /// Answers what is asked about the book until a signal asks for the end; returns that signal.
@@ -70,11 +69,18 @@ public:
     [[nodiscard]] DeskState& State() noexcept { return m_state; }
 
 private:
-    DeskAnswer Work(const std::string& name, const std::string& body)
+    /// Waits for the turn of a request.
+    DeskAnswer InTurn(const std::string& name, const std::string& body)
     {
-        DeskAnswer answer = m_api->Answer(name, body);
-        if (answer.status != DeskUnknown) m_state.Took(name, answer.milliseconds);
-        return answer;
+        if (!m_state.IsLoaded()) return Busy("the book is being loaded");
+        std::optional<std::future<DeskAnswer>> turn =
+            m_turns.Put([this, &name, &body] { return m_api->Answer(name, body); });
+        if (!turn) return Busy("too much is asked for at once; ask again");
+        try {
+            return turn->get();
+        } catch (const std::future_error&) {
+            return Busy("the desk is being closed");
+        }
     }
     static bool IsIgnored(int signal)
     {

@@ -69,7 +69,7 @@ void AllowReuse(socket_t socket)
 std::string ServerTiming(double milliseconds)
 {
     std::array<char, 60> text{};
-    std::snprintf(text.data(), text.size(), "work;dur=%.3f", milliseconds);
+    std::snprintf(text.data(), text.size(), "answer;dur=%.3f", milliseconds);
     return text.data();
 }
 
