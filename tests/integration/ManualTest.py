@@ -236,6 +236,8 @@ def by_hand(market: Path) -> set[str]:
     rolled = stress(far) * 5 * money
     before, after, and_rolled = rounded_up(held), rounded_up(held + bought), rounded_up(held + rolled)
     figures = [held, before, bought, after, after - before, rolled, and_rolled, and_rolled - before, 0.0]
+    yesterday = rounded_up(held / 5 * 2)  # two contracts
+    figures += [yesterday, before - yesterday]
     figures += [(3300 - low_end(near)) * 5 * money, stress(near) * 5 * money]
     figures += [(3290 - low_end(near)) * 2 * money, stress(near) * 2 * money]
     return {f"{figure:.2f}" for figure in figures + that_fit(held, bought / 2, high_end(near, contract), money)}

@@ -10,7 +10,6 @@
 #include "CheckCommand.h"
 #include "CommandHelp.h"
 #include "Commands.h"
-#include "ExplainCommand.h"
 #include "MarginCommand.h"
 #include "Schema.h"
 
@@ -28,10 +27,6 @@ constexpr const char* MarginExamples =
   quindal files      # what the columns mean; one of the files may be standard input, named -
 )";
 
-constexpr const char* ExplainExamples =
-    R"(  quindal explain --client CL01001 --instruments market.xml --accounts accounts.csv \
-    --positions positions.csv --svg CL01001.svg
-)";
 constexpr const char* CheckExamples =
     R"(  quindal check --instruments market.xml --accounts accounts.csv --positions positions.csv --orders orders.csv
   quindal check --positions -      # a file named - is standard input
@@ -58,25 +53,6 @@ Command AddMargin(CLI::App& app)
         CheckStandardInput({&options->instruments, &options->accounts, &options->positions, &options->orders});
     });
     return {margin, [options] { return RunMargin(*options); }};
-}
-
-Command AddExplain(CLI::App& app)
-{
-    static const std::map<std::string, ExplainFormat> formats{{"table", ExplainFormat::Table},
-                                                              {"json", ExplainFormat::Json}};
-    const auto options = std::make_shared<ExplainOptions>();
-    CLI::App* const explain = AddWord(app, "explain", "Say why the margin of a client is what it is", ExplainExamples);
-    explain->add_option("--client", options->client, "Client, one of the accounts")->type_name("CODE")->required();
-    AddBook(*explain, options);
-    Choice(*explain, "--format", options->format, formats, "How the explanation is printed")->default_str("table");
-    explain->add_option("--svg", options->svg, "File to draw profit and loss over the price grids into (SVG)")
-        ->type_name("FILE");
-    explain->add_option("--pdf", options->pdf, "The same as pages to print (PDF)")->type_name("FILE");
-    explain->callback([options] {
-        CheckBook(*options);
-        CheckStandardInput({&options->instruments, &options->accounts, &options->positions});
-    });
-    return {explain, [options] { return RunExplain(*options); }};
 }
 
 Command AddCheck(CLI::App& app)

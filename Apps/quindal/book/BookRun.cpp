@@ -101,6 +101,16 @@ Book BookRun::Read(const std::string& orders)
     return book;
 }
 
+Rows<PositionRow> BookRun::ReadOther(const std::string& positions, const Rows<AccountRow>& accounts)
+{
+    Problems problems;
+    Rows<PositionRow> rows = ReadPositions(ReadInput(positions), problems);
+    CheckRepeated(rows, problems);
+    CheckHolders(accounts, rows, problems);
+    problems.ThrowIfAny();
+    return rows;
+}
+
 void BookRun::With(const Book& book, const std::function<void(MarginSession&)>& body)
 {
     if (!book.market) {

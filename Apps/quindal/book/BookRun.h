@@ -51,6 +51,8 @@ public:
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
     /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
     [[nodiscard]] Book Read(const std::string& orders);
+    /// Reads the positions of another book with the same accounts and checks them. Throws InputError.
+    [[nodiscard]] static Rows<PositionRow> ReadOther(const std::string& positions, const Rows<AccountRow>& accounts);
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
     void With(const Book& book, const std::function<void(MarginSession&)>& body);

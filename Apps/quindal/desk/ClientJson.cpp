@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "CsvCell.h"
 #include "DeskJson.h"
-#include "TextTable.h"
+#include "ExplainCells.h"
 
 namespace quindal {
 
@@ -22,16 +21,15 @@ double Bar(double value, double longest) { return longest > 0.0 ? value / longes
 
 ordered_json LevelsJson(const MarginExplanation& explanation)
 {
-    const std::vector<Cells> rows = LevelRows(explanation);
     double longest = 0.0;
     for (const QuindalIM::LevelMargin& level : explanation.levels)
         longest = std::max(longest, level.margin);
     ordered_json levels = ordered_json::array();
-    for (std::size_t i = 0; i < explanation.levels.size(); ++i)
-        levels.push_back({{"name", rows[i + 1][0]},
-                          {"margin", rows[i + 1][1]},
-                          {"saved", rows[i + 1][2]},
-                          {"bar", Bar(explanation.levels[i].margin, longest)}});
+    for (const QuindalIM::LevelMargin& level : explanation.levels)
+        levels.push_back({{"name", TextOf(level.level)},
+                          {"margin", MoneyText(level.margin)},
+                          {"saved", level.level == QuindalIM::NettingLevel::Gross ? "" : MoneyText(level.saved)},
+                          {"bar", Bar(level.margin, longest)}});
     return levels;
 }
 
@@ -65,27 +63,27 @@ ordered_json WorstCellsJson(const std::vector<Cells>& rows)
 ordered_json MeaningsJson(const std::vector<Cells>& worstCells)
 {
     ordered_json words = ordered_json::array();
-    for (const Cells& row : MeaningRows(worstCells))
+    for (const Cells& row : MeaningsOf(worstCells))
         words.push_back({{"word", row[0]}, {"meaning", row[1]}});
     return words;
 }
 
 ordered_json SharesJson(const MarginExplanation& explanation)
 {
-    const std::vector<Cells> rows = ShareRows(explanation);
     double longest = 0.0;
     for (const MarginShare& share : explanation.shares)
         longest = std::max(longest, std::abs(share.margin));
     ordered_json shares = ordered_json::array();
-    for (std::size_t i = 0; i < explanation.shares.size(); ++i) {
-        const Cells& row = rows[i + 1];
-        shares.push_back({{"instrument", row[0]},
-                          {"kind", row[1]},
-                          {"of", row[2]},
-                          {"quantity", row[3]},
-                          {"price", row[4]},
-                          {"share", row[5]},
-                          {"bar", Bar(explanation.shares[i].margin, longest)}});
+    for (const MarginShare& share : explanation.shares) {
+        const bool isPosition = share.kind == MarginShare::Kind::Position;
+        shares.push_back({{"instrument", share.instrument},
+                          {"kind", KindText(share)},
+                          {"of", TextOf(explanation.entities[share.entity])},
+                          {"quantity", std::to_string(share.quantity)},
+                          {"price", isPosition ? PriceText(share.price) : ""},
+                          {"share", MoneyText(share.margin)},
+                          {"part", PercentText(share.margin, explanation.unrounded)},
+                          {"bar", Bar(share.margin, longest)}});
     }
     return shares;
 }
@@ -102,7 +100,7 @@ std::string AccountOf(const DeskBook& book, const std::string& firm)
 ordered_json ClientJson(const DeskBook& book, const std::string& client, const MarginExplanation& explanation)
 {
     const std::string firm = FirmOf(client);
-    const std::vector<Cells> worstCells = WorstCellRows(explanation);
+    const std::vector<Cells> worstCells = WorstCells(explanation);
     return {{"code", client},
             {"firm", firm},
             {"account", AccountOf(book, firm)},
@@ -116,20 +114,6 @@ ordered_json ClientJson(const DeskBook& book, const std::string& client, const M
             {"worst", WorstCellsJson(worstCells)},
             {"words", MeaningsJson(worstCells)},
             {"shares", SharesJson(explanation)}};
-}
-
-std::string SharesCsv(const std::string& client, const MarginExplanation& explanation, const Provenance& provenance)
-{
-    std::string csv = "client,instrument,kind,of_kind,of,quantity,price,share" + ProvenanceColumns() + '\n';
-    for (const MarginShare& share : explanation.shares) {
-        const QuindalIM::EntityExplanation& entity = explanation.entities[share.entity];
-        const bool isPosition = share.kind == MarginShare::Kind::Position;
-        csv += CsvCell(client) + ',' + CsvCell(share.instrument) + (isPosition ? ",position," : ",orders,") +
-               std::string(NameOf(entity.kind)) + ',' + CsvCell(entity.code) + ',' + std::to_string(share.quantity) +
-               ',' + (isPosition ? ordered_json(share.price).dump() : "") + ',' + ordered_json(share.margin).dump() +
-               ProvenanceCells(provenance) + '\n';
-    }
-    return csv;
 }
 
 } // namespace quindal

@@ -14,8 +14,4 @@ namespace quindal {
 [[nodiscard]] nlohmann::ordered_json ClientJson(const DeskBook& book, const std::string& client,
                                                 const QuindalIM::MarginExplanation& explanation);
 
-/// Shares as csv: all digits, and where they come from in the last columns.
-[[nodiscard]] std::string SharesCsv(const std::string& client, const QuindalIM::MarginExplanation& explanation,
-                                    const Provenance& provenance);
-
 } // namespace quindal

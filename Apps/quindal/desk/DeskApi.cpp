@@ -9,6 +9,7 @@
 #include "DeskFit.h"
 #include "DeskJson.h"
 #include "DeskOrders.h"
+#include "ExplainPage.h"
 #include "ExplainReport.h"
 #include "PictureJson.h"
 #include "Report.h"
@@ -58,11 +59,13 @@ ReportFormat FormatOf(const json& request)
     throw DeskError(DeskMalformed, "this download is csv or json");
 }
 
+const char* TypeOf(ReportFormat format) { return format == ReportFormat::Csv ? "text/csv" : "application/json"; }
+
 DeskAnswer ReportAnswer(const MarginFigures& figures, const Provenance& provenance, ReportFormat format)
 {
     std::ostringstream text;
     WriteReport(text, figures, provenance, format);
-    return {DeskGood, text.str(), format == ReportFormat::Csv ? "text/csv" : "application/json"};
+    return {DeskGood, text.str(), TypeOf(format)};
 }
 
 /// The tree with its figures: a row each, in the order of the accounts.
@@ -231,18 +234,20 @@ DeskAnswer DeskApi::Download(const json& request)
 
 DeskAnswer DeskApi::DownloadOfClient(const json& request)
 {
-    const std::string client = ClientOf(request);
+    ExplainedMargin explained;
+    explained.code = ClientOf(request);
     const std::string format = TextField(request, "format");
-    const QuindalIM::MarginExplanation explanation = m_book.Explain(client);
+    explained.explanation = m_book.Explain(explained.code);
+    explained.GO = explained.explanation.margin;
     const Provenance provenance = m_book.Origin();
-    const PictureInput drawn{"client " + client, explanation, provenance};
+    const PictureInput drawn{NameOf(explained), explained.explanation, provenance};
     if (format == "svg") return {DeskGood, PictureAsSvg(drawn), "image/svg+xml"};
     if (format == "pdf") return {DeskGood, PictureAsPdf(drawn), "application/pdf"};
-    if (FormatOf(request) == ReportFormat::Csv)
-        return {DeskGood, SharesCsv(client, explanation, provenance), "text/csv"};
+    if (format == "html") return {DeskGood, ExplanationPage(explained, provenance, 0), "text/html"};
+    const ReportFormat report = FormatOf(request);
     std::ostringstream text;
-    WriteExplanation(text, client, explanation, provenance, ExplainFormat::Json);
-    return {DeskGood, text.str()};
+    WriteExplanation(text, explained, provenance, report, 0);
+    return {DeskGood, text.str(), TypeOf(report)};
 }
 
 } // namespace quindal

@@ -7,7 +7,7 @@
 
 #include "DeskAnswer.h"
 #include "DeskError.h"
-#include "ExplainReport.h"
+#include "ExplainWords.h"
 
 namespace quindal {
 

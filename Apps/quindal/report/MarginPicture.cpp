@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string_view>
 
+#include "Html.h"
 #include "PictureCanvas.h"
 #include "PictureLayout.h"
 #include "Printable.h"
@@ -15,27 +16,6 @@ namespace {
 constexpr double A4Height = 900.0 * 297.0 / 210.0; // of a sheet that is 900 wide
 
 std::string Title(const PictureInput& input) { return "Profit and loss of " + Printable(input.holder); }
-
-std::string Escaped(std::string_view text)
-{
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
 
 void ReplaceAll(std::string& text, std::string_view old, const std::string& fresh)
 {
@@ -62,7 +42,7 @@ void PrefixIds(std::string& svg, const std::string& prefix)
 void Describe(std::string& svg, const std::string& title, const std::string& description)
 {
     const std::size_t end = svg.find('>', svg.find("<svg "));
-    svg.insert(end + 1, "\n<title>" + Escaped(title) + "</title>\n<desc>" + Escaped(description) + "</desc>");
+    svg.insert(end + 1, "\n<title>" + html::Text(title) + "</title>\n<desc>" + html::Text(description) + "</desc>");
 }
 
 // The time that a PDF is dated by: that of the market; without one the beginning of the count, so that the same input

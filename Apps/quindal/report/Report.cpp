@@ -1,6 +1,5 @@
 #include "Report.h"
 
-#include <charconv>
 #include <cmath>
 #include <ostream>
 #include <string>
@@ -16,14 +15,6 @@ namespace quindal {
 namespace {
 
 using nlohmann::ordered_json;
-
-// Shortest text that reads back as the same double.
-std::string Exact(double value)
-{
-    char text[32];
-    const auto [end, error] = std::to_chars(text, text + sizeof text, value);
-    return {text, end};
-}
 
 void WriteTables(std::ostream& out, const MarginFigures& figures)
 {

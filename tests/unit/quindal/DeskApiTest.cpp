@@ -66,6 +66,7 @@ TEST_F(DeskRequests, AClientIsShownWithItsFiguresItsWorstCellAndItsShares)
     EXPECT_THAT(answer["worst"][0]["cell"].get<std::string>(), HasSubstr("at 90 (point 0)"));
     ASSERT_EQ(answer["shares"].size(), 1U) << "the total is no share";
     EXPECT_EQ(answer["shares"][0]["share"], "-1 500 000.00");
+    EXPECT_EQ(answer["shares"][0]["part"], "-100.0 %");
     EXPECT_EQ(answer["shares"][0]["bar"], -1.0) << "a gain";
 }
 
@@ -279,11 +280,13 @@ TEST_F(DeskRequests, DownloadsAreReportsOfTheCommandLine)
     EXPECT_EQ(json::parse(api.Answer("download", client.dump()).body)["GO"], 20.0);
     client["format"] = "csv";
     EXPECT_THAT(api.Answer("download", client.dump()).body,
-                HasSubstr("\nAA01002,XINDX-C100,position,base contract,INDX,2,0.0,20.0,market.xml,0123,"));
+                HasSubstr("\nclient,AA01002,XINDX-C100,position,2,0,baseContract,INDX,0,0,20,false,market.xml,0123,"));
     client["format"] = "svg";
     const DeskAnswer picture = api.Answer("download", client.dump());
     EXPECT_EQ(picture.type, "image/svg+xml");
     EXPECT_THAT(picture.body, HasSubstr("<svg"));
+    client["format"] = "html";
+    EXPECT_THAT(api.Answer("download", client.dump()).body, HasSubstr("20.00"));
     client["format"] = "pdf";
     EXPECT_THAT(api.Answer("download", client.dump()).body, testing::StartsWith("%PDF-"));
 }

@@ -57,8 +57,8 @@ function worstCells(client) {
 }
 
 function shares(client) {
-  return table("Shares of the positions", ["Share of", "", "In the margin of", "#Quantity", "#Price", "#Share", ""],
-    client.shares.map((share) => [share.instrument, share.kind === "position" ? "" : share.kind, share.of, share.quantity, share.price, share.share,
+  return table("Shares of the positions", ["Share of", "", "In the margin of", "#Quantity", "#Price", "#Share", "#Part", ""],
+    client.shares.map((share) => [share.instrument, share.kind === "position" ? "" : share.kind, share.of, share.quantity, share.price, share.share, share.part,
       bar(share.bar, share.bar < 0 ? "down" : "up")]));
 }
 
