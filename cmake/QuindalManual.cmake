@@ -1,7 +1,7 @@
 # The man pages, out of docs/man and of the help of the command line: `cmake --build build/release --target quindal_manual`
 # writes man/man1/quindal.1 and the others into the build tree. Needs pandoc (scripts/install-deps.sh --docs).
 set(QUINDAL_MAN_PAGES
-  quindal.1 quindal-check.1 quindal-explain.1 quindal-fetch.1 quindal-files.1 quindal-fit.1 quindal-margin.1
+  quindal.1 quindal-check.1 quindal-desk.1 quindal-explain.1 quindal-fetch.1 quindal-files.1 quindal-fit.1 quindal-margin.1
   quindal-reconcile.1 quindal-relief.1 quindal-serve.1 quindal-status.1 quindal-what-if.1 libquindalim.3 quindal.ini.5
   quindal-accounts.5 quindal-basket.5 quindal-market.5 quindal-orders.5 quindal-positions.5 quindal-users.5)
 

@@ -123,7 +123,7 @@ quindal_package(quindal SECTION utils
   TEXT "Computes the margin of a book of positions from CSV files, explains it, says
 what orders would add to it, and checks input files. Serves a market file to
 clients of libQuindalIM_Client, by systemd where that is wanted."
-  DEPENDS "${middleware}, nats-server" RECOMMENDS bash-completion)
+  DEPENDS "${middleware}, nats-server, fonts-dejavu-core" RECOMMENDS bash-completion)
 quindal_package(python3-quindalim SECTION python
   SUMMARY "initial margin of derivatives portfolios - Python package"
   TEXT "Calls libQuindalIM_Client from Python: sessions, accounts, positions, orders,

@@ -17,7 +17,7 @@ fi
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(exports server_requests transaction xml user_info instruments compressed_block ini messages link_forms
+    targets=(exports server_requests desk_api transaction xml user_info instruments compressed_block ini messages link_forms
         trading_codes decimals format time position_state accounts positions orders)
 fi
 

@@ -6,7 +6,8 @@ packages=(
     g++ cmake ninja-build pkg-config git ca-certificates
     libboost-dev libpugixml-dev libsnappy-dev libsparsehash-dev libhwy-dev
     libnats-dev nats-server libspdlog-dev libsimpleini-dev
-    libcli11-dev libcsv-dev nlohmann-json3-dev libbsd-dev libmd-dev
+    libcli11-dev libcsv-dev nlohmann-json3-dev libbsd-dev libmd-dev libcpp-httplib-dev
+    libcairo2-dev fonts-dejavu-core
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev libquantlib0-dev
     qemu-user locales openssl
 )
@@ -14,7 +15,7 @@ if [ "${1:-}" = "--lint" ]; then packages+=(clang-format-14 clang-tidy-14); fi
 if [ "${1:-}" = "--tests" ]; then
     packages+=(python3 python3-pytest mypy python3-numpy python3-pandas python3-matplotlib)
     packages+=(python3-pip python3-setuptools python3-wheel)
-    packages+=(universal-ctags)
+    packages+=(universal-ctags chromium chromium-driver python3-selenium)
 fi
 if [ "${1:-}" = "--package" ]; then
     packages+=(dpkg-dev file chrpath lintian systemd procps pandoc python3 python3-pip python3-setuptools python3-wheel)

@@ -23,6 +23,7 @@ struct Command
 [[nodiscard]] Command AddReconcile(CLI::App& app);
 [[nodiscard]] Command AddFit(CLI::App& app);
 [[nodiscard]] Command AddRelief(CLI::App& app);
+[[nodiscard]] Command AddDesk(CLI::App& app);
 [[nodiscard]] Command AddCheck(CLI::App& app);
 [[nodiscard]] Command AddFiles(CLI::App& app);
 [[nodiscard]] Command AddServe(CLI::App& app);

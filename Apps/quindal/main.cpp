@@ -95,9 +95,9 @@ int Run(int argc, char** argv)
     app.set_version_flag("--version", VersionText(), "Print the version and those of the parts, and exit");
     app.set_help_flag("-h,--help", "Print this and exit");
     app.footer(Examples + ExitStatuses());
-    const std::vector<Command> commands{AddMargin(app), AddExplain(app),   AddWhatIf(app), AddFit(app),
-                                        AddRelief(app), AddReconcile(app), AddCheck(app),  AddFiles(app),
-                                        AddFetch(app),  AddServe(app),     AddStatus(app), AddCompletion(app)};
+    const std::vector<Command> commands{
+        AddMargin(app), AddExplain(app), AddWhatIf(app), AddFit(app),   AddRelief(app), AddReconcile(app), AddDesk(app),
+        AddCheck(app),  AddFiles(app),   AddFetch(app),  AddServe(app), AddStatus(app), AddCompletion(app)};
     if (argc < 2) {
         std::cerr << app.help();
         return StatusUsage;

@@ -112,7 +112,9 @@ TEST(ExplainCommand, PrintsTheSameFiguresAsATableAndAsJson)
             ASSERT_GE(cells.size(), 5U) << share;
             EXPECT_EQ(cells[1].find("cut") != std::string::npos, share.at("cut").get<bool>()) << share;
             EXPECT_EQ(std::stoll(cells[3]), share.at("quantity"));
-            EXPECT_NEAR(Ungrouped(cells.back()), share.at("margin"), 0.00501);
+            EXPECT_NEAR(Ungrouped(cells[cells.size() - 2]), share.at("margin"), 0.00501);
+            const double percent = share.at("margin").get<double>() / explained.at("unrounded").get<double>() * 100.0;
+            EXPECT_NEAR(std::stod(cells.back()), percent, 0.0501) << share;
         }
         EXPECT_NEAR(Ungrouped(LineOf(table, {"Total"}, 2).at(1)), explained.at("unrounded"), 0.00501);
         const auto gross = LineOf(table, {"each position alone"}, 2);
@@ -173,21 +175,41 @@ Cells StressWords(const json& outcome)
     return words;
 }
 
-std::string GridWords(const json& contract)
+std::string PerCent(const json& shift)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "%+.4g", shift.get<double>() * 100.0);
+    return text;
+}
+
+/// What a scenario does to the volatility, by the grid of its contract.
+std::string ScenarioWords(const json& contract, const json& grids)
+{
+    for (const json& grid : grids) {
+        if (grid.at("code") != contract.at("code") || !grid.contains("volatilityShifts")) continue;
+        const json& shift = grid.at("volatilityShifts").at(contract.at("scenario").get<std::size_t>());
+        if (shift.at(0) != shift.at(1))
+            return "volatility " + PerCent(shift.at(0)) + " to " + PerCent(shift.at(1)) + " %";
+        return shift.at(0) == 0.0 ? "volatility unchanged" : "volatility " + PerCent(shift.at(0)) + " %";
+    }
+    return "";
+}
+
+std::string GridWords(const json& contract, const json& grids)
 {
     std::string words =
         "at " + Digits(contract.at("price")) + " (point " + std::to_string(contract.at("pricePoint").get<int>()) + ")";
     if (contract.at("delivery")) words += ", deliveries";
-    if (contract.contains("scenario")) words += ", scenario " + std::to_string(contract.at("scenario").get<int>());
-    return words;
+    const std::string scenario = contract.contains("scenario") ? ScenarioWords(contract, grids) : "";
+    return scenario.empty() ? words : words + ", " + scenario;
 }
 
 /// The words of a contract's result, made of its JSON.
-std::string CellWords(const json& contract)
+std::string CellWords(const json& contract, const json& grids)
 {
     const std::string kind = contract.at("kind");
     if (kind == "nothing") return contract.at("cut") ? "its gain is cut" : "nothing";
-    if (kind == "pricePoint") return GridWords(contract);
+    if (kind == "pricePoint") return GridWords(contract, grids);
     return "stress point " + contract.at("stressPoint").get<std::string>();
 }
 
@@ -203,7 +225,7 @@ std::string PartWords(const json& part)
 }
 
 /// The lines of one entity on one side; money follows as it stands in the JSON, with all its digits.
-std::vector<Cells> LinesOf(const json& entity, const json& side)
+std::vector<Cells> LinesOf(const json& entity, const json& side, const json& grids)
 {
     static const std::map<std::string, std::string> kinds{
         {"MCS", "MCS"}, {"baseContract", "base contract"}, {"futures", "futures"}, {"optionSeries", "option series"}};
@@ -215,7 +237,7 @@ std::vector<Cells> LinesOf(const json& entity, const json& side)
     if (!side.at("loss"))
         lines.push_back({name, side.at("side"), "no loss", side.at("margin").dump()});
     else if (!isGroup)
-        lines.push_back({name, side.at("side"), CellWords(contracts.at(0)), contracts.at(0).at("money").dump(),
+        lines.push_back({name, side.at("side"), CellWords(contracts.at(0), grids), contracts.at(0).at("money").dump(),
                          side.at("margin").dump()});
     else if (side.contains("stressPoint"))
         lines.push_back({name, side.at("side"), "stress point " + side.at("stressPoint").get<std::string>(),
@@ -224,8 +246,8 @@ std::vector<Cells> LinesOf(const json& entity, const json& side)
         lines.push_back({name, side.at("side"), "price point " + std::to_string(side.at("pricePoint").get<int>()),
                          side.at("margin").dump()});
     for (const json& contract : contracts) {
-        if (isGroup) lines.push_back({contract.at("code"), CellWords(contract), contract.at("money").dump()});
-        if (contract.at("kind") == "edgeFloor") lines.push_back({"by the edge " + GridWords(contract)});
+        if (isGroup) lines.push_back({contract.at("code"), CellWords(contract, grids), contract.at("money").dump()});
+        if (contract.at("kind") == "edgeFloor") lines.push_back({"by the edge " + GridWords(contract, grids)});
         if (const Cells stresses = StressWords(contract); !stresses.empty()) lines.push_back({Joined(stresses)});
         for (const json& part : contract.at("parts"))
             lines.push_back({part.at("code"), PartWords(part)});
@@ -266,7 +288,7 @@ TEST(ExplainCommand, PrintsTheWorstCellsThatItsJsonHas)
         std::vector<Cells> expected;
         for (const json explained = ExplainAsJson(client); const json& entity : explained.at("entities"))
             for (const json& side : entity.at("sides"))
-                for (const Cells& line : LinesOf(entity, side))
+                for (const Cells& line : LinesOf(entity, side, explained.at("grids")))
                     expected.push_back(line);
         const std::vector<Cells> lines = LinesUnder("Margin of", ExplainAsTable(client));
         ASSERT_EQ(lines.size(), expected.size());
@@ -275,9 +297,9 @@ TEST(ExplainCommand, PrintsTheWorstCellsThatItsJsonHas)
             printed += Joined(lines[i]) + '\n';
         }
     }
-    for (const std::string words :
-         {"MCS INDEX-GROUP", "rates up", "rates down", "mismatch up", "mismatch down", "stress point ZL", "PnL3U",
-          "by the edge at", "delivery at", ", deliveries", "sub-point", "its gain is cut", "x 1.25"})
+    for (const std::string words : {"MCS INDEX-GROUP", "rates up", "rates down", "mismatch up", "mismatch down",
+                                    "stress point ZL", "PnL3U", "by the edge at", "delivery at", ", deliveries",
+                                    "sub-point", "its gain is cut", "x 1.25", "volatility -30 to -22 %"})
         EXPECT_THAT(printed, HasSubstr(words)) << "the examples have one of each";
 }
 
@@ -287,216 +309,287 @@ TEST(ExplainCommand, PrintsWhatTheFirstPageShows)
     EXPECT_THAT(ContentOf(Example("../README.md")), HasSubstr("\n```\n" + ExplainAsTable("CL01001") + "```\n"));
 }
 
-// ---- The drawing ------------------------------------------------------------------------------------------------
+// ---- Listed, ordered, compared ------------------------------------------------------------------------------------
 
-/// Elements of a kind and class within a panel.
-std::vector<const ptree*> ElementsOf(const ptree& parent, const std::string& name, const std::string& cssClass)
-{
-    std::vector<const ptree*> found;
-    for (const auto& [tag, element] : parent)
-        if (tag == name && element.get<std::string>("<xmlattr>.class", "") == cssClass) found.push_back(&element);
-    return found;
-}
-
-/// The scale that the first and the last tick label of an axis tell: where a value stands.
-class Scale
-{
-public:
-    Scale(const ptree& panel, const std::string& axis, const std::string& coordinate, double offset)
-    {
-        const std::vector<const ptree*> ticks = ElementsOf(panel, "text", axis);
-        EXPECT_GE(ticks.size(), 2U) << axis;
-        const auto placeOf = [&](const ptree& tick) { return tick.get<double>("<xmlattr>." + coordinate) - offset; };
-        m_value = Ungrouped(ticks.front()->data());
-        m_place = placeOf(*ticks.front());
-        m_perUnit = (placeOf(*ticks.back()) - m_place) / (Ungrouped(ticks.back()->data()) - m_value);
-    }
-    [[nodiscard]] double At(double value) const { return m_place + (value - m_value) * m_perUnit; }
-
-private:
-    double m_value = 0.0;
-    double m_place = 0.0;
-    double m_perUnit = 0.0;
-};
-
-using Point = std::pair<double, double>;
-
-/// The points of a polyline or a polygon.
-std::vector<Point> PointsOf(const ptree& element)
-{
-    std::vector<Point> points;
-    for (const std::string& text : Split(element.get<std::string>("<xmlattr>.points"), " ")) {
-        const auto coordinates = Split(text, ",");
-        points.emplace_back(std::stod(coordinates.at(0)), std::stod(coordinates.at(1)));
-    }
-    return points;
-}
-
-/// Places of ticks and points have two decimals.
-void ExpectAt(const Point& point, double x, double y)
-{
-    EXPECT_NEAR(point.first, x, 0.05);
-    EXPECT_NEAR(point.second, y, 0.05);
-}
-
-void ExpectPolyline(const ptree& line, const json& prices, const json& results, const Scale& onPrices,
-                    const Scale& onMoney)
-{
-    const std::vector<Point> points = PointsOf(line);
-    ASSERT_EQ(points.size(), prices.size());
-    ASSERT_EQ(points.size(), results.size());
-    for (std::size_t i = 0; i < points.size(); ++i)
-        ExpectAt(points[i], onPrices.At(prices[i]), onMoney.At(results[i]));
-}
-
-class ExplainDrawing : public CommandErrors
+class ExplainMore : public CommandErrors
 {
 protected:
-    std::vector<const ptree*> Draw(const std::string& client)
+    static Finished Good(const std::vector<std::string>& command)
     {
-        const std::string file = (folder.Path() / (client + ".svg")).string();
-        const Finished finished = RunToEnd(Explain(client, {"--format", "json", "--svg", file}));
+        Finished finished = RunToEnd(command);
         EXPECT_EQ(finished.status, 0) << finished.errors;
-        explained = json::parse(finished.out);
-        boost::property_tree::read_xml(file, document);
-        return ElementsOf(document.get_child("svg"), "g", "panel");
+        return finished;
     }
+    static std::vector<std::string> Of(const std::string& option, const std::string& code,
+                                       const std::vector<std::string>& further)
+    {
+        std::vector<std::string> command = Explain(code, further);
+        command[2] = option;
+        return command;
+    }
+    static json JsonOf(const std::string& option, const std::string& code)
+    {
+        return json::parse(Good(Of(option, code, {"--format", "json"})).out);
+    }
+};
 
-    json explained;
+TEST_F(ExplainMore, TheLargestSharesComeFirstAndTheOthersAreOneRow)
+{
+    const json shares = ExplainAsJson("HS01001").at("shares");
+    std::vector<double> margins;
+    for (const json& share : shares)
+        margins.push_back(std::abs(share.at("margin").get<double>()));
+    ASSERT_GE(margins.size(), 4U);
+    std::sort(margins.rbegin(), margins.rend());
+    const std::string table = Good(Explain("HS01001", {"--top", "2"})).out;
+    const std::vector<Cells> lines = LinesUnder("Share of", table);
+    ASSERT_EQ(lines.size(), 4U) << "two shares, the others, the total";
+    EXPECT_NEAR(std::abs(Ungrouped(lines[0][5])), margins[0], 0.00501);
+    EXPECT_NEAR(std::abs(Ungrouped(lines[1][5])), margins[1], 0.00501);
+    EXPECT_EQ(lines[2][0], std::to_string(margins.size() - 2) + " others");
+    EXPECT_NEAR(Ungrouped(lines[0][5]) + Ungrouped(lines[1][5]) + Ungrouped(lines[2][1]), Ungrouped(lines[3][1]),
+                0.0151);
+}
+
+TEST_F(ExplainMore, CsvHasTheSharesOfTheJson)
+{
+    const std::string csv = Good(Explain("OM01001", {"--format", "csv"})).out;
+    std::istringstream rows(FiguresOf(csv));
+    std::string line;
+    std::getline(rows, line);
+    EXPECT_EQ(line, "level,code,instrument,kind,quantity,price,entity_kind,entity,volatility,delivery,margin,cut");
+    for (const json explained = ExplainAsJson("OM01001"); const json& share : explained.at("shares")) {
+        ASSERT_TRUE(std::getline(rows, line));
+        const Cells cells = Split(line, ",");
+        ASSERT_EQ(cells.size(), 12U);
+        EXPECT_EQ(cells[0] + ' ' + cells[1], "client OM01001");
+        EXPECT_EQ(cells[2], share.at("instrument"));
+        EXPECT_EQ(cells[3], share.at("kind"));
+        EXPECT_EQ(std::stoll(cells[4]), share.at("quantity"));
+        EXPECT_EQ(std::stod(cells[5]), share.at("price"));
+        EXPECT_EQ(cells[6], share.at("entityKind"));
+        EXPECT_EQ(cells[7], share.at("entity"));
+        EXPECT_EQ(std::stod(cells[8]), share.at("volatility")) << "to the last bit";
+        EXPECT_EQ(std::stod(cells[9]), share.at("delivery"));
+        EXPECT_EQ(std::stod(cells[10]), share.at("margin"));
+        EXPECT_EQ(cells[11], share.at("cut").get<bool>() ? "true" : "false");
+    }
+    EXPECT_FALSE(std::getline(rows, line));
+}
+
+// The orders of the client, and of no other, are placed together: as one what-if of the margin command.
+TEST_F(ExplainMore, WithOrdersTheGOIsThatOfTheWhatIf)
+{
+    const std::string orders = Write("orders.csv", "what_if,client,instrument,side,quantity,price\n"
+                                                   "all,CL02001,INDX-12.26,buy,5,3302.5\n"
+                                                   "other,CL02002,INDX-12.26,buy,50,3302.5\n"
+                                                   "all,CL02001,EURU-3.27,sell,20,\n");
+    const json margin =
+        json::parse(Good(Margin({"--instruments", Example("market.xml"), "--format", "json", "--orders", orders})).out);
+    const json& whatIf = margin.at("whatIfs").at(0);
+    ASSERT_EQ(whatIf.at("client"), "CL02001");
+    const json explained = json::parse(Good(Explain("CL02001", {"--format", "json", "--orders", orders})).out);
+    EXPECT_EQ(explained.at("GO"), whatIf.at("after").at("GO"));
+    const json& shares = explained.at("shares");
+    EXPECT_EQ(
+        std::count_if(shares.begin(), shares.end(), [](const json& share) { return share.at("kind") == "orders"; }), 2);
+    const Finished without = Good(Explain("CL01001", {"--orders", orders}));
+    EXPECT_THAT(without.errors, HasSubstr("has no order for CL01001: the margin is explained without"));
+}
+
+TEST_F(ExplainMore, LevelsAreExplainedByTheirRecordsOrByThoseBelow)
+{
+    const json margin = json::parse(Good(MarginOfExamples("json")).out);
+    std::size_t own = 0;
+    std::size_t below = 0;
+    const auto check = [&](const json& explained, const json& figures, const std::string& list, const std::string& key,
+                           const std::string& parent, const json& code) {
+        EXPECT_EQ(explained.at("GO"), figures.at("GO"));
+        if (explained.at("marginRule") == "netting") {
+            ++own;
+            double shares = 0.0;
+            for (const json& share : explained.at("shares"))
+                shares += share.at("margin").get<double>();
+            EXPECT_NEAR(shares, explained.at("GO"), 0.0101);
+            EXPECT_EQ(explained.at("levels").back().at("margin"), explained.at("unrounded"));
+            return;
+        }
+        ++below;
+        std::map<std::string, double> expected;
+        for (const json& member : margin.at(list))
+            if (member.at(parent) == code) expected[member.at(key)] = member.at("GO");
+        std::map<std::string, double> told;
+        for (const json& member : explained.at("members"))
+            told[member.at("code")] = member.at("GO");
+        EXPECT_EQ(told, expected);
+    };
+    for (const json& firm : margin.at("firms"))
+        check(JsonOf("--firm", firm.at("code")), firm, "clients", "code", "firm", firm.at("code"));
+    for (const json& account : margin.at("settlementAccounts"))
+        check(JsonOf("--account", account.at("id")), account, "firms", "code", "settlementAccount", account.at("id"));
+    EXPECT_GE(own, 2U);
+    EXPECT_GE(below, 4U);
+}
+
+TEST_F(ExplainMore, WhatIsNoFirmOrAccountIsNamed)
+{
+    const Finished firm = RunToEnd(Of("--firm", "CL03", {}));
+    ExpectRefusal(firm);
+    EXPECT_THAT(firm.errors, HasSubstr("--firm: \"CL03\" is none of the firms in the accounts"));
+    const Finished account = RunToEnd(Of("--account", "CL01", {}));
+    ExpectRefusal(account);
+    EXPECT_THAT(account.errors, HasSubstr("--account: \"CL01\" is none of the settlement accounts in the accounts"));
+}
+
+std::int64_t CentsOf(const json& money) { return std::llround(money.get<double>() * 100.0); }
+
+/// The example's positions with the quantities of some clients' instruments changed; 0 takes one out.
+std::string PositionsWith(const std::map<std::pair<std::string, std::string>, int>& changes)
+{
+    std::istringstream rows(ContentOf(Example("positions.csv")));
+    std::string changed;
+    for (std::string line; std::getline(rows, line);) {
+        Cells cells = Split(line, ",");
+        const auto change = cells.size() < 5 ? changes.end() : changes.find({cells[1], cells[2]});
+        if (change == changes.end()) {
+            changed += line + '\n';
+        } else if (change->second != 0) {
+            cells[3] = std::to_string(change->second);
+            changed += cells[0] + ',' + cells[1] + ',' + cells[2] + ',' + cells[3] + ',' + cells[4] + '\n';
+        }
+    }
+    return changed;
+}
+
+TEST_F(ExplainMore, TheDifferenceOfTwoBooksAddsUpToTheCentOverThePositionsThatDiffer)
+{
+    const std::string client = "CL01001";
+    const std::string before = Write("before.csv", PositionsWith({{{client, "CRUD-3.27"}, -120},
+                                                                  {{client, "CRUD-17DEC26-C74"}, 0},
+                                                                  {{client, "CRUT-12.26"}, 7},
+                                                                  {{"CL01002", "CRUD-12.26"}, 1}}));
+    const json compared = json::parse(Good(Explain(client, {"--format", "json", "--compare", before})).out);
+    const json explainedBefore = json::parse(
+        Good(Explain(client, {"--format", "json"}, Example("market.xml"), Example("accounts.csv"), before)).out);
+    EXPECT_EQ(compared.at("before").at("GO"), explainedBefore.at("GO"));
+    EXPECT_EQ(compared.at("after").at("GO"), ExplainAsJson(client).at("GO"));
+    std::int64_t sum = 0;
+    Cells instruments;
+    for (const json& position : compared.at("positions")) {
+        instruments.push_back(position.at("instrument"));
+        sum += CentsOf(position.at("part"));
+    }
+    EXPECT_EQ(Joined(instruments), "CRUD-17DEC26-C74, CRUD-3.27, CRUT-12.26") << "what is alike has no part";
+    EXPECT_EQ(sum, CentsOf(compared.at("difference")));
+    EXPECT_EQ(CentsOf(compared.at("after").at("GO")) - CentsOf(compared.at("before").at("GO")), sum);
+    // CRUT stands alone: whatever the others do, its part is what 13 contracts more cost.
+    const double perContract = 156881.18 / 20;
+    EXPECT_NEAR(compared.at("positions").at(2).at("part"), 13 * perContract, 0.02);
+}
+
+TEST_F(ExplainMore, BooksThatAreAlikeDifferByNothing)
+{
+    const Finished finished = Good(Explain("CL01001", {"--compare", Example("positions.csv")}));
+    EXPECT_THAT(finished.out, testing::ContainsRegex("\nDifference +0.00\n\nNo position differs.\n"));
+}
+
+TEST_F(ExplainMore, AComparisonBackwardsHasTheSamePartsWithTheOtherSign)
+{
+    const std::string before =
+        Write("before.csv", PositionsWith({{{"CL01001", "CRUD-3.27"}, -120}, {{"CL01001", "CRUD-12.26"}, 20}}));
+    const json there = json::parse(Good(Explain("CL01001", {"--format", "json", "--compare", before})).out);
+    const json back = json::parse(Good(Explain("CL01001", {"--format", "json", "--compare", Example("positions.csv")},
+                                               Example("market.xml"), Example("accounts.csv"), before))
+                                      .out);
+    ASSERT_EQ(there.at("positions").size(), 2U);
+    ASSERT_EQ(back.at("positions").size(), 2U);
+    EXPECT_EQ(CentsOf(there.at("difference")), -CentsOf(back.at("difference")));
+    for (std::size_t i = 0; i < 2; ++i)
+        EXPECT_LE(std::abs(CentsOf(there.at("positions")[i].at("part")) + CentsOf(back.at("positions")[i].at("part"))),
+                  1)
+            << "but for a half cent";
+}
+
+TEST_F(ExplainMore, TheOtherBookIsCheckedAsTheFirstOneIs)
+{
+    const std::string other = Write("other.csv", "level,code,instrument,quantity\nclient,CL01001,CRUD-12.26,many\n");
+    const Finished finished = RunToEnd(Explain("CL01001", {"--compare", other}));
+    ExpectRefusal(finished);
+    EXPECT_THAT(finished.errors, HasSubstr("other.csv:2: column \"quantity\": \"many\" is not a whole number"));
+}
+
+// ---- The picture --------------------------------------------------------------------------------------------------
+
+class ExplainPicture : public CommandErrors
+{
+protected:
+    /// What explain writes for a client with an option that names a file.
+    std::string Draw(const std::string& client, const std::string& option, const std::vector<std::string>& further = {})
+    {
+        const std::string file = (folder.Path() / ("picture" + option)).string();
+        std::vector<std::string> words{option, file};
+        words.insert(words.end(), further.begin(), further.end());
+        const Finished finished = RunToEnd(Explain(client, words));
+        EXPECT_EQ(finished.status, 0) << finished.errors;
+        return ContentOf(file);
+    }
+};
+
+TEST_F(ExplainPicture, IsTheSameEachTimeAndTellsWhatItIs)
+{
+    const std::string svg = Draw("CL01001", "--svg");
+    EXPECT_TRUE(svg == Draw("CL01001", "--svg"));
+    std::istringstream stream(svg);
     ptree document;
-};
-
-TEST_F(ExplainDrawing, HasAPanelForEachContractAndAPolylineForEachScenario)
-{
-    for (const std::string client : {"CL01001", "OM01001"}) {
-        SCOPED_TRACE(client);
-        const std::vector<const ptree*> panels = Draw(client);
-        const json& grids = explained.at("grids");
-        ASSERT_EQ(panels.size(), grids.size());
-        EXPECT_THAT(document.get<std::string>("svg.<xmlattr>.viewBox"), HasSubstr("0 0 "));
-        for (std::size_t i = 0; i < panels.size(); ++i) {
-            const auto lines = ElementsOf(*panels[i], "polyline", "scenario");
-            ASSERT_EQ(lines.size(), grids[i].at("scenarios").size());
-            const Scale prices(*panels[i], "price", "x", 0.0);
-            const Scale money(*panels[i], "money", "y", 4.0);
-            for (std::size_t scenario = 0; scenario < lines.size(); ++scenario)
-                ExpectPolyline(*lines[scenario], grids[i].at("prices"), grids[i].at("scenarios")[scenario], prices,
-                               money);
-        }
-    }
+    boost::property_tree::read_xml(stream, document);
+    EXPECT_EQ(document.get<std::string>("svg.title"), "Profit and loss of client CL01001");
+    EXPECT_THAT(document.get<std::string>("svg.desc"), HasSubstr("market.xml; sha256: "));
+    const std::string pdf = Draw("CL01001", "--pdf");
+    EXPECT_TRUE(pdf == Draw("CL01001", "--pdf"));
+    EXPECT_TRUE(pdf.starts_with("%PDF-"));
+    EXPECT_TRUE(pdf.ends_with("%%EOF\n"));
 }
 
-/// What is to be marked in the panel of a contract: rings by price and money, arrows by edge price and money. A cell
-/// that both sides share is marked once.
-struct Expected
+TEST_F(ExplainPicture, StandsOnAPageThatNeedsNothingBesideIt)
 {
-    std::vector<Point> rings;
-    std::vector<Point> arrows;
-};
-
-void AddOnce(std::vector<Point>& points, const Point& point)
-{
-    if (std::find(points.begin(), points.end(), point) == points.end()) points.push_back(point);
+    const std::string page = Draw("OM01001", "--html");
+    EXPECT_TRUE(page == Draw("OM01001", "--html"));
+    EXPECT_TRUE(page.starts_with("<!DOCTYPE html>"));
+    for (const std::string part :
+         {"<title>Margin of client OM01001</title>", "GO 1 524 451.13", "default-src 'none'",
+          "<summary>Netting</summary>",
+          "<summary>MCS INDEX-GROUP: ", "<td>INDX-26NOV26-P3300</td><td>position, partly cut</td>",
+          "<title>Profit and loss of client OM01001</title>", "id=\"night-glyph0-0\"", "sha256: "})
+        EXPECT_THAT(page, HasSubstr(part));
+    // Nothing is loaded: the only addresses name what the pictures are written in, the only references are their own.
+    EXPECT_THAT(page, testing::Not(HasSubstr("<script")));
+    EXPECT_THAT(page, testing::Not(HasSubstr("src=")));
+    EXPECT_THAT(page, testing::Not(HasSubstr("@import")));
+    for (std::size_t at = 0; (at = page.find("http", at)) != std::string::npos; ++at)
+        EXPECT_TRUE(page.compare(at, 17, "http://www.w3.org") == 0 || page.compare(at, 10, "http-equiv") == 0)
+            << page.substr(at, 60);
+    for (std::size_t at = 0; (at = page.find("href=\"", at)) != std::string::npos; ++at)
+        EXPECT_EQ(page[at + 6], '#') << page.substr(at, 60);
+    EXPECT_THAT(Draw("OM01001", "--html", {"--top", "1"}), HasSubstr("4 smaller shares are not listed."));
 }
 
-Expected MarksOf(const json& explained, const json& grid)
+TEST_F(ExplainPicture, OfALevelThatLivesByItsClientsIsAPageOfThem)
 {
-    const json& prices = grid.at("prices");
-    Expected expected;
-    for (const json& entity : explained.at("entities")) {
-        for (const json& side : entity.at("sides")) {
-            for (const json& contract : side.at("contracts")) {
-                if (contract.at("code") != grid.at("code")) continue;
-                if (contract.contains("price")) AddOnce(expected.rings, {contract.at("price"), contract.at("cell")});
-                if (!contract.contains("stressPoint")) continue;
-                const std::string point = contract.at("stressPoint");
-                const bool isDown = point == "DownRisk" || point == "ZL" || point == "PnL3D" || point == "PnL2D";
-                AddOnce(expected.arrows, {isDown ? prices.front() : prices.back(), contract.at("money")});
-            }
-        }
-    }
-    return expected;
-}
-
-// A contract's worst cell within the grid stands where its price and its money stand on the axes. A stress point is an
-// arrow out of the plot at the height of its money: to the left below the market, to the right above it.
-TEST_F(ExplainDrawing, MarksTheWorstCellAtItsPriceAndMoney)
-{
-    std::size_t rings = 0;
-    std::size_t left = 0;
-    std::size_t right = 0;
-    for (const std::string& client : ClientsOfExamples) {
-        SCOPED_TRACE(client);
-        const std::vector<const ptree*> panels = Draw(client);
-        for (std::size_t i = 0; i < panels.size(); ++i) {
-            const Scale prices(*panels[i], "price", "x", 0.0);
-            const Scale money(*panels[i], "money", "y", 4.0);
-            const Expected expected = MarksOf(explained, explained.at("grids")[i]);
-            const auto circles = ElementsOf(*panels[i], "circle", "worst");
-            ASSERT_EQ(circles.size(), expected.rings.size());
-            for (std::size_t k = 0; k < circles.size(); ++k, ++rings)
-                ExpectAt({circles[k]->get<double>("<xmlattr>.cx"), circles[k]->get<double>("<xmlattr>.cy")},
-                         prices.At(expected.rings[k].first), money.At(expected.rings[k].second));
-            const auto arrows = ElementsOf(*panels[i], "polygon", "worst beyond");
-            ASSERT_EQ(arrows.size(), expected.arrows.size());
-            for (std::size_t k = 0; k < arrows.size(); ++k) {
-                const std::vector<Point> corners = PointsOf(*arrows[k]);
-                ExpectAt(corners.at(0), prices.At(expected.arrows[k].first), money.At(expected.arrows[k].second));
-                ++(corners.at(0).first < corners.at(1).first ? left : right);
-            }
-            EXPECT_FALSE(ElementsOf(*panels[i], "text", "worst-words").empty());
-        }
-    }
-    EXPECT_GE(rings, 5U);
-    EXPECT_GE(left, 3U);
-    EXPECT_GE(right, 1U);
-}
-
-// The ring stands on the line, the words below have what it comes to with the stresses: both figures are there.
-TEST_F(ExplainDrawing, TellsTheResultBeforeStressesBesideTheOneAfter)
-{
-    const std::vector<const ptree*> panels = Draw("CL01001");
-    ASSERT_FALSE(panels.empty());
-    const auto words = ElementsOf(*panels.front(), "text", "worst-words");
-    ASSERT_EQ(words.size(), 1U);
-    EXPECT_THAT(words.front()->data(), HasSubstr("-110 133.21 at the price 61.468; -90 144.79 before stresses"));
-}
-
-// Labels that would stand on one another: less than a line apart on the same half of the plot.
-TEST_F(ExplainDrawing, KeepsLabelsApart)
-{
-    for (const std::string& client : ClientsOfExamples) {
-        SCOPED_TRACE(client);
-        for (const ptree* const panel : Draw(client)) {
-            std::vector<std::pair<bool, double>> labels;
-            for (const auto& [tag, element] : *panel) {
-                if (tag != "text" || element.get<std::string>("<xmlattr>.fill", "") != "#d62728" ||
-                    element.get<std::string>("<xmlattr>.class", "") == "worst-words")
-                    continue;
-                const bool isRight = element.get<std::string>("<xmlattr>.text-anchor", "") == "end";
-                const double y = element.get<double>("<xmlattr>.y");
-                for (const auto& [otherRight, otherY] : labels)
-                    EXPECT_TRUE(otherRight != isRight || std::abs(otherY - y) >= 17.9) << element.data();
-                labels.emplace_back(isRight, y);
-            }
-        }
-    }
-}
-
-TEST_F(ExplainDrawing, StaysReadableWhateverTheCodes)
-{
-    std::string market = OptionsMarket;
-    const std::string plainly = "\"FUT\"";
-    for (std::size_t at = 0; (at = market.find(plainly, at)) != std::string::npos;)
-        market.replace(at, plainly.size(), "\"&lt;F&amp;T&gt;\"");
-    const std::string book = Write("book.csv", "level,code,instrument,quantity\nclient,AA01001,<F&T>,1\n");
-    const std::string file = (folder.Path() / "codes.svg").string();
-    const Finished finished = RunToEnd(Explain("AA01001", {"--svg", file}, Write("codes.xml", market), accounts, book));
+    const std::string file = (folder.Path() / "firm.html").string();
+    std::vector<std::string> command = Explain("CL01", {"--html", file});
+    command[2] = "--firm";
+    const Finished finished = RunToEnd(command);
     ASSERT_EQ(finished.status, 0) << finished.errors;
-    boost::property_tree::read_xml(file, document);
-    const auto panels = ElementsOf(document.get_child("svg"), "g", "panel");
-    ASSERT_EQ(panels.size(), 1U);
-    EXPECT_THAT(panels.front()->get<std::string>("text"), HasSubstr("<F&T>"));
+    const std::string page = ContentOf(file);
+    EXPECT_THAT(page, HasSubstr("<title>Margin of firm CL01</title>"));
+    EXPECT_THAT(page, HasSubstr("<td>CL01001</td><td class=\"figure\">267 014.40</td>"));
+    EXPECT_THAT(page, testing::Not(HasSubstr("<svg")));
+}
+
+TEST_F(ExplainPicture, IsDrawnForEveryClientOfTheExamples)
+{
+    for (const std::string& client : ClientsOfExamples)
+        EXPECT_THAT(Draw(client, "--svg"), HasSubstr("<title>Profit and loss of client " + client + "</title>"));
 }
 
 // ---- Errors -------------------------------------------------------------------------------------------------------
@@ -547,11 +640,13 @@ TEST_F(ExplainErrors, ADrawingThatCannotBeWrittenIsNamedAndLeavesNothingBehind)
 {
     const std::string directory = (folder.Path() / "drawing.svg").string();
     std::filesystem::create_directory(directory);
-    for (const std::string& path : {std::string("/nowhere/drawing.svg"), directory}) {
-        const Finished finished =
-            RunToEnd(Explain("AA01001", {"--svg", path}, Example("market.xml"), accounts, positions));
-        ExpectRefusal(finished);
-        EXPECT_THAT(finished.errors, HasSubstr(path + ": cannot be written: "));
+    for (const std::string option : {"--svg", "--pdf"}) {
+        for (const std::string& path : {std::string("/nowhere/drawing.svg"), directory}) {
+            const Finished finished =
+                RunToEnd(Explain("AA01001", {option, path}, Example("market.xml"), accounts, positions));
+            ExpectRefusal(finished);
+            EXPECT_THAT(finished.errors, HasSubstr(path + ": cannot be written: "));
+        }
     }
     for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
         EXPECT_TRUE(entry.path() == directory || entry.path().extension() == ".csv") << entry.path();

@@ -29,7 +29,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 PAGES = ["install", "first-margin", "what-if", "fit", "relief", "explain", "limits", "provenance", "quick-start", "input-files"]
-PAGES += ["serve", "upgrade", "errors"]  # those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest
+PAGES += ["serve", "desk", "upgrade", "errors"]
+# Those of operate.md are typed by the test of the packages, the program of cpp.md by InstalledTreeTest.
 
 # What is not typed here, and why not.
 ELSEWHERE = {
@@ -42,6 +43,7 @@ ELSEWHERE = {
 PASSING = [
     (re.compile(r"on port \d+"), "on port N"),
     (re.compile(r"127\.0\.0\.1:\d+"), "127.0.0.1:N"),
+    (re.compile(r"token=[0-9a-f]{64}"), "token=TOKEN"),
     (re.compile(r"\b\d+(\.\d+)? ms\b"), "N ms"),
     (re.compile(r"\b\d+ s ago\b"), "N s ago"),
     (re.compile(r"\b\d{4}-\d\d-\d\dT[\d:.]+Z"), "TIME"),
@@ -235,6 +237,8 @@ def by_hand(market: Path) -> set[str]:
     rolled = stress(far) * 5 * money
     before, after, and_rolled = rounded_up(held), rounded_up(held + bought), rounded_up(held + rolled)
     figures = [held, before, bought, after, after - before, rolled, and_rolled, and_rolled - before, 0.0]
+    yesterday = rounded_up(held / 5 * 2)  # two contracts
+    figures += [yesterday, before - yesterday]
     figures += [(3300 - low_end(near)) * 5 * money, stress(near) * 5 * money]
     at_calculated_price = rounded_up(held + (float(near["CalcFutPrice"]) - 3300) * 5 * money)
     figures += [at_calculated_price, at_calculated_price - before, (float(near["CalcFutPrice"]) - 3300) * 5 * money]

@@ -1,8 +1,6 @@
 // The words that work on a book of positions, and their options.
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -12,9 +10,7 @@
 #include "CheckCommand.h"
 #include "CommandHelp.h"
 #include "Commands.h"
-#include "ExplainCommand.h"
 #include "MarginCommand.h"
-#include "ReconcileCommand.h"
 #include "Schema.h"
 
 namespace quindal {
@@ -31,38 +27,12 @@ constexpr const char* MarginExamples =
   quindal files      # what the columns mean; one of the files may be standard input, named -
 )";
 
-constexpr const char* ExplainExamples =
-    R"(  quindal explain --client CL01001 --instruments market.xml --accounts accounts.csv \
-    --positions positions.csv --svg CL01001.svg
-)";
-constexpr const char* ReconcileExamples =
-    R"(  quindal reconcile --report clearing.csv --tolerance 0.05 --instruments market.xml \
-    --accounts accounts.csv --positions positions.csv
-  quindal reconcile --report clearing.csv --tolerance 0.5% --other-instruments yesterday.xml \
-    --instruments market.xml --accounts accounts.csv --positions positions.csv
-)";
 constexpr const char* CheckExamples =
     R"(  quindal check --instruments market.xml --accounts accounts.csv --positions positions.csv --orders orders.csv
   quindal check --positions -      # a file named - is standard input
 )";
 
 constexpr const char* FilesExamples = "  quindal files | less\n";
-
-/// A tolerance as people write it: "0.05" is money, "0.5%" a share of the clearing's margin.
-Tolerance ReadTolerance(std::string text)
-{
-    Tolerance tolerance;
-    tolerance.isShare = text.ends_with('%');
-    const std::string number = text.substr(0, text.size() - (tolerance.isShare ? 1 : 0));
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), tolerance.amount);
-    const bool isGood = error == std::errc{} && end == number.data() + number.size() && tolerance.amount >= 0.0 &&
-                        std::isfinite(tolerance.amount);
-    if (!isGood)
-        throw CLI::ValidationError("--tolerance",
-                                   '"' + text + "\" is neither money, such as 0.05, nor a share, such as 0.5%");
-    if (tolerance.isShare) tolerance.amount /= 100.0;
-    return tolerance;
-}
 
 } // namespace
 
@@ -93,60 +63,6 @@ Command AddMargin(CLI::App& app)
             throw CLI::ValidationError("--format csv", "has one table: ask for --orders or for --limits");
     });
     return {margin, [options] { return RunMargin(*options); }};
-}
-
-Command AddExplain(CLI::App& app)
-{
-    static const std::map<std::string, ExplainFormat> formats{{"table", ExplainFormat::Table},
-                                                              {"json", ExplainFormat::Json}};
-    const auto options = std::make_shared<ExplainOptions>();
-    CLI::App* const explain = AddWord(app, "explain", "Say why the margin of a client is what it is", ExplainExamples);
-    explain->add_option("--client", options->client, "Client, one of the accounts")->type_name("CODE")->required();
-    AddBook(*explain, options);
-    Choice(*explain, "--format", options->format, formats, "How the explanation is printed")->default_str("table");
-    explain->add_option("--svg", options->svg, "File to draw profit and loss over the price grids into (SVG)")
-        ->type_name("FILE");
-    explain->callback([options] {
-        CheckBook(*options);
-        CheckStandardInput({&options->instruments, &options->accounts, &options->positions});
-    });
-    return {explain, [options] { return RunExplain(*options); }};
-}
-
-Command AddReconcile(CLI::App& app)
-{
-    const auto options = std::make_shared<ReconcileOptions>();
-    CLI::App* const reconcile =
-        AddWord(app, "reconcile", "Compare margins with the clearing's and say what would explain differences",
-                ReconcileExamples);
-    reconcile->add_option("--report", options->report, About("The clearing's margins", ClearingSchema))
-        ->type_name("FILE")
-        ->required();
-    reconcile
-        ->add_option_function<std::string>(
-            "--tolerance", [options](const std::string& text) { options->tolerance = ReadTolerance(text); },
-            "How far a margin may be from the clearing's and still agree: money, or per cent of the clearing's")
-        ->type_name("MONEY|PERCENT%")
-        ->default_str("0");
-    reconcile->add_option("--explain", options->explained, "How many clients that are off to look into")
-        ->type_name("N")
-        ->capture_default_str();
-    reconcile
-        ->add_option("--other-positions", options->otherPositions,
-                     "Positions that the clearing may have had instead; tried as an explanation")
-        ->type_name("FILE");
-    reconcile
-        ->add_option("--other-instruments", options->otherInstruments,
-                     "Market file (XML) that it may have had instead, such as an older one; likewise")
-        ->type_name("FILE");
-    AddBook(*reconcile, options);
-    Choice(*reconcile, "--format", options->format, ReportFormats(), "How the report is printed")->default_str("table");
-    reconcile->callback([options] {
-        CheckBook(*options);
-        CheckStandardInput({&options->instruments, &options->accounts, &options->positions, &options->report,
-                            &options->otherPositions, &options->otherInstruments});
-    });
-    return {reconcile, [options] { return RunReconcile(*options); }};
 }
 
 Command AddCheck(CLI::App& app)

@@ -109,6 +109,16 @@ void BookRun::CheckAllNames(const Book& book, const MarketCodes& codes, Problems
     if (m_further.checkNames) m_further.checkNames(codes, problems);
 }
 
+Rows<PositionRow> BookRun::ReadOther(const std::string& positions, const Rows<AccountRow>& accounts)
+{
+    Problems problems;
+    Rows<PositionRow> rows = ReadPositions(ReadInput(positions), problems);
+    CheckRepeated(rows, problems);
+    CheckHolders(accounts, rows, problems);
+    problems.ThrowIfAny();
+    return rows;
+}
+
 void BookRun::With(const Book& book, const std::function<void(MarginSession&)>& body)
 {
     if (!book.market) {
@@ -126,8 +136,13 @@ void BookRun::Run(const Book& book, const std::string& iniFile, const std::strin
     MarginSession session({iniFile, m_options.iniFile}, m_options.user, password, m_log);
     LoadInstruments(session, book);
     Fill(session, book);
-    if (m_completesLevels) FillLevels(session, book);
     body(session);
+}
+
+void BookRun::Refill(MarginSession& session, const Book& book)
+{
+    session.RemoveAccounts();
+    Fill(session, book);
 }
 
 void BookRun::LoadInstruments(MarginSession& session, const Book& book)
@@ -153,7 +168,7 @@ void BookRun::Fill(MarginSession& session, const Book& book)
 {
     {
         const std::vector<const AccountRow*> accounts = InOrderOfRegistration(book.accounts);
-        Progress progress("accounts", accounts.size());
+        Progress progress("accounts", accounts.size(), m_listener);
         for (const AccountRow* const row : accounts) {
             const std::string where = book.accounts.Where(*row);
             session.Register(where, *row);
@@ -161,13 +176,14 @@ void BookRun::Fill(MarginSession& session, const Book& book)
             progress.Step();
         }
     }
-    Progress progress("positions", book.positions.rows.size());
+    Progress progress("positions", book.positions.rows.size(), m_listener);
     for (const PositionRow& row : book.positions.rows) {
         const std::string where = book.positions.Where(row);
         session.SetPosition(where, row);
         Watch(where);
         progress.Step();
     }
+    if (m_completesLevels) FillLevels(session, book);
 }
 
 void BookRun::FillLevels(MarginSession& session, const Book& book)

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "DerivedLevels.h"
@@ -11,6 +12,7 @@
 #include "MarginSession.h"
 #include "MarketCodes.h"
 #include "MarketSource.h"
+#include "Progress.h"
 #include "Provenance.h"
 #include "Rows.h"
 #include "RunLog.h"
@@ -56,9 +58,15 @@ public:
     /// Reads the files and checks them. `orders` is empty for none. Throws InputError that names everything that is
     /// wrong, and UsageError for a SOURCE_DATE_EPOCH that is none.
     [[nodiscard]] Book Read(const std::string& orders, const FurtherFiles& further = {});
+    /// Reads the positions of another book with the same accounts and checks them. Throws InputError.
+    [[nodiscard]] static Rows<PositionRow> ReadOther(const std::string& positions, const Rows<AccountRow>& accounts);
     /// Logs in, loads the instruments, registers the accounts, sets the positions and calls `body`. Throws InputError,
     /// CallError.
     void With(const Book& book, const std::function<void(MarginSession&)>& body);
+    /// Registers the accounts and sets the positions of a book in the place of those that are there. Throws CallError.
+    void Refill(MarginSession& session, const Book& book);
+    /// Tells the progress of filling a session to somebody else, too.
+    void OnProgress(Progress::Listener listener) { m_listener = std::move(listener); }
     /// Derives the records of levels that have none from their clients where that is asked for; warns of such levels
     /// otherwise.
     void CompleteLevels() noexcept { m_completesLevels = true; }
@@ -84,6 +92,7 @@ private:
     RunLog m_log;
     Warnings m_warnings;
     MarketSource m_source;
+    Progress::Listener m_listener;
     bool m_completesLevels = false;
     FurtherFiles m_further;
 };

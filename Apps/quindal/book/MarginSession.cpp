@@ -294,6 +294,22 @@ QuindalIM::MarginExplanation MarginSession::Explain(const std::string& client) c
         QuindalIM::GetParticipantRepositoryForQuindaIM().GetClient(ClientCode::Parse(client)));
 }
 
+QuindalIM::MarginExplanation MarginSession::ExplainFirm(const std::string& firm) const
+{
+    const BraskBroker& broker = QuindalIM::GetParticipantRepositoryForQuindaIM().GetBroker(
+        BrokerCode::Parse(firm), Z9ERR_CHECK_BROKER_NOT_FOUND_OR_DELETED);
+    const BraskBroker::MarginFigures figures = broker.GetMarginFigures();
+    return QuindalIM::ExplainMargin(broker.GetPortfolio(), broker, figures.expWeight.AsDouble(),
+                                    figures.ratio.AsDouble());
+}
+
+QuindalIM::MarginExplanation MarginSession::ExplainAccount(const std::string& account) const
+{
+    const BraskSettlementAccountPtr found = QuindalIM::GetParticipantRepositoryForQuindaIM().GetSettlementAccountById(
+        std::string_view(account).substr(0, 12));
+    return QuindalIM::ExplainMargin(found->GetPortfolio(), *found, found->GetExpWeight().AsDouble(), 1.0);
+}
+
 MarginFigures MarginSession::Figures() const
 {
     MarginFigures figures;

@@ -128,6 +128,9 @@ public:
     [[nodiscard]] MarginFigures Figures() const;
     /// Explains the GO of a registered client; read from the inside.
     [[nodiscard]] QuindalIM::MarginExplanation Explain(const std::string& client) const;
+    // The same for a registered firm and a registered account, of the records of their own.
+    [[nodiscard]] QuindalIM::MarginExplanation ExplainFirm(const std::string& firm) const;
+    [[nodiscard]] QuindalIM::MarginExplanation ExplainAccount(const std::string& account) const;
 
 private:
     void RegisterAccount(const std::string& where, const AccountRow& row);

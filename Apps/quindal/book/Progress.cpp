@@ -17,8 +17,12 @@ constexpr std::size_t Width = 40;
 
 } // namespace
 
-Progress::Progress(std::string what, std::size_t total)
-    : m_what(std::move(what)), m_total(total), m_visible(::isatty(STDERR_FILENO) == 1), m_next(Clock::now() + Patience)
+Progress::Progress(std::string what, std::size_t total, Listener listener)
+    : m_what(std::move(what)),
+      m_total(total),
+      m_listener(std::move(listener)),
+      m_visible(::isatty(STDERR_FILENO) == 1),
+      m_next(Clock::now() + Patience)
 {}
 
 Progress::~Progress()
@@ -29,6 +33,7 @@ Progress::~Progress()
 void Progress::Step()
 {
     ++m_done;
+    if (m_listener) m_listener(m_what, m_done, m_total);
     if (!m_visible || Clock::now() < m_next) return;
     m_next = Clock::now() + Interval;
     m_drawn = true;

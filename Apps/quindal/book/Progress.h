@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace quindal {
@@ -10,8 +11,11 @@ namespace quindal {
 class Progress
 {
 public:
+    /// Hears of each step: the name of the work, the steps done and their number.
+    using Listener = std::function<void(const std::string& what, std::size_t done, std::size_t total)>;
+
     /// what: name of the work, such as "positions"; total: number of steps.
-    Progress(std::string what, std::size_t total);
+    Progress(std::string what, std::size_t total, Listener listener = {});
     ~Progress(); ///< Wipes the bar, if one was drawn.
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -23,6 +27,7 @@ private:
 
     std::string m_what;
     std::size_t m_total;
+    Listener m_listener;
     std::size_t m_done = 0;
     bool m_visible; // stderr is a terminal
     bool m_drawn = false;

@@ -19,6 +19,8 @@ public:
     void Add(const std::string& where, const std::string& text) { Take("warning", where, text); }
     /// Adds lines that the library has logged about an object.
     void Add(const std::string& where, const std::vector<LogLine>& lines);
+    /// The first MostTold warnings, as they are printed.
+    [[nodiscard]] const std::vector<std::string>& Texts() const noexcept { return m_told; }
     [[nodiscard]] std::size_t Count() const noexcept { return m_count; }
     /// Prints the warnings and their number on stderr.
     void Tell() const;

@@ -42,11 +42,10 @@ public:
     /// Figures before and after the orders, one entry a client, in the order in which the what-if names the clients.
     /// The accounts contain all of them. Throws CallError.
     [[nodiscard]] std::vector<WhatIfFigures> Try(const WhatIf& whatIf);
-
-private:
     /// Brings the part of the book that concerns these clients back to its state without orders.
     void Restore(const std::vector<std::string>& clients);
 
+private:
     MarginSession& m_session;
     const Rows<AccountRow>& m_accounts;
     const Rows<PositionRow>& m_positions;

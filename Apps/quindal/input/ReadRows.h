@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <utility>
 
+#include "CsvTable.h"
 #include "InputFile.h"
 #include "Problems.h"
 #include "RowReader.h"
@@ -12,11 +14,11 @@
 namespace quindal {
 
 template <class Row>
-Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
+Rows<Row> ReadRows(CsvTable&& text, const Schema& schema, Problems& problems,
                    const std::function<void(RowReader&, Row&)>& take)
 {
-    const SchemaTable table(ReadCsv(file, problems), schema, problems);
-    Rows<Row> rows{file.name};
+    const SchemaTable table(std::move(text), schema, problems);
+    Rows<Row> rows{table.Table().file};
     if (!table.IsReadable()) return rows;
     rows.rows.reserve(table.Table().rows.size());
     for (const CsvRow& cells : table.Table().rows) {
@@ -26,6 +28,13 @@ Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& proble
         take(reader, row);
     }
     return rows;
+}
+
+template <class Row>
+Rows<Row> ReadRows(const InputFile& file, const Schema& schema, Problems& problems,
+                   const std::function<void(RowReader&, Row&)>& take)
+{
+    return ReadRows<Row>(ReadCsv(file, problems), schema, problems, take);
 }
 
 } // namespace quindal

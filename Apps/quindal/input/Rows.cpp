@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "CsvTable.h"
 #include "ReadRows.h"
 #include "RowReader.h"
 #include "UserNames.h"
@@ -119,6 +120,11 @@ Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems)
 Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems)
 {
     return ReadRows<OrderRow>(file, OrdersSchema, problems, TakeOrder);
+}
+
+Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems)
+{
+    return ReadRows<OrderRow>(std::move(table), OrdersSchema, problems, TakeOrder);
 }
 
 Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems)

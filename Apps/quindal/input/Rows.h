@@ -109,6 +109,8 @@ struct CellOfAccount
 
 [[nodiscard]] Rows<PositionRow> ReadPositions(const InputFile& file, Problems& problems);
 [[nodiscard]] Rows<OrderRow> ReadOrders(const InputFile& file, Problems& problems);
+/// Reads orders out of a table that was made elsewhere, by the same rules.
+[[nodiscard]] Rows<OrderRow> ReadOrderTable(CsvTable table, Problems& problems);
 [[nodiscard]] Rows<MoneyRow> ReadLimits(const InputFile& file, Problems& problems);
 /// Reads the margins that the clearing has computed; columns that are none of ours are passed over.
 [[nodiscard]] Rows<MoneyRow> ReadClearing(const InputFile& file, Problems& problems);

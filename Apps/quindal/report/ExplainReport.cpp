@@ -1,13 +1,14 @@
 #include "ExplainReport.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
+#include <cstddef>
 #include <ostream>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "CsvCell.h"
+#include "ExplainCells.h"
+#include "ExplainJson.h"
 #include "Printable.h"
 #include "TextTable.h"
 
@@ -16,207 +17,80 @@ namespace quindal {
 namespace {
 
 using namespace QuindalIM;
-using nlohmann::ordered_json;
 
-constexpr std::array<std::string_view, 5> LevelTexts{"each position alone", "options within their series",
-                                                     "series within their futures", "months within their base contract",
-                                                     "base contracts within their MCS"};
-constexpr std::array<std::string_view, 5> LevelNames{"gross", "series", "futures", "baseContract", "acrossContracts"};
-constexpr std::array<std::string_view, 4> ContractNames{"pricePoint", "stressPoint", "edgeFloor", "nothing"};
-constexpr std::array<std::string_view, 4> EntityNames{"MCS", "baseContract", "futures", "optionSeries"};
-constexpr std::array<std::string_view, 2> DirectionNames{"up", "down"};
-
-template <class Enumeration, std::size_t Size>
-std::string_view Of(const std::array<std::string_view, Size>& names, Enumeration value)
+std::string_view LevelWord(HolderKind kind)
 {
-    return names.at(static_cast<std::size_t>(value));
+    return kind == HolderKind::Client ? "client" : kind == HolderKind::Firm ? "firm" : "account";
 }
 
-// ---- The table ----------------------------------------------------------------------------------------------------
+// ---- The tables ---------------------------------------------------------------------------------------------------
 
-/// A word of the worst cells, the texts that it occurs in, and what it means.
-struct CellWord
+void WriteHead(std::ostream& out, const ExplainedMargin& explained)
 {
-    std::string_view word;
-    std::array<std::string_view, 2> texts;
-    std::string_view meaning;
-};
-constexpr std::array CellWords{
-    CellWord{"PnL2D, PnL3D", {"PnL2D", "PnL3D"}, "the two stress steps below the grid"},
-    CellWord{"PnL2U, PnL3U", {"PnL2U", "PnL3U"}, "the two stress steps above the grid"},
-    CellWord{"ZL, ZR", {"stress point ZL", "stress point ZR"}, "the far ends below and above, of which a share counts"},
-    CellWord{"DownRisk, UpRisk", {"DownRisk", "UpRisk"}, "the least charge of short options"},
-    CellWord{"by the edge", {"by the edge", ""}, "no worse than what the edge of the grid implies"},
-    CellWord{"rates", {"rates up", "rates down"}, "stress of the interest rates"},
-    CellWord{"mismatch", {"mismatch up", "mismatch down"}, "stress by volatilities that move apart"},
-    CellWord{"sub-point", {"sub-point ", ""}, "a price between two points of the grid, close to a strike"},
-    CellWord{"deliveries", {", deliveries", ""}, "worse with the options delivered than with them held"},
-    CellWord{"its gain is cut", {"its gain is cut", ""}, "losses only are taken of it, and it has none in this cell"}};
-static_assert(std::ranges::all_of(kv7im::stress::Points,
-                                  [](const kv7im::stress::Point& row) {
-                                      return std::ranges::any_of(CellWords, [&](const CellWord& words) {
-                                          return words.word.find(row.name) != std::string_view::npos;
-                                      });
-                                  }),
-              "each stress point is explained");
-
-std::string TextOf(const EntityExplanation& entity) { return std::string(NameOf(entity.kind)) + ' ' + entity.code; }
-
-std::string WithRatio(const EntityExplanation& entity)
-{
-    const std::string text = TextOf(entity);
-    return entity.ratio == 1.0 ? text : text + " x " + PriceText(entity.ratio);
-}
-
-std::string Stresses(const std::optional<std::size_t>& rateRow, const std::optional<std::size_t>& mismatchRow)
-{
-    std::string text;
-    if (rateRow) text = "rates " + std::string(Of(DirectionNames, *rateRow));
-    if (mismatchRow)
-        text += (text.empty() ? "mismatch " : ", mismatch ") + std::string(Of(DirectionNames, *mismatchRow));
-    return text;
-}
-
-std::string GridCell(const ContractOutcome& contract)
-{
-    std::string text = PriceText(*contract.price) + " (point " + std::to_string(*contract.pricePoint) + ")";
-    if (contract.isDelivery) text += ", deliveries";
-    if (contract.scenario) text += ", scenario " + std::to_string(*contract.scenario);
-    return text;
-}
-
-std::string TextOf(const ContractOutcome& contract)
-{
-    switch (contract.kind) {
-    case ContractOutcome::Kind::PricePoint:
-        return "at " + GridCell(contract);
-    case ContractOutcome::Kind::StressPoint:
-    case ContractOutcome::Kind::EdgeFloor:
-        return "stress point " + std::string(NameOf(*contract.stressPoint));
-    default:
-        return contract.isCut ? "its gain is cut" : "nothing";
-    }
-}
-
-std::string TextOf(const PartOutcome& part)
-{
-    std::string text = part.isCut ? ", its gain is cut" : "";
-    if (part.subPoint) text += ", sub-point " + PriceText(*part.subPoint);
-    if (part.deliveryPrice) text += ", delivery at " + PriceText(*part.deliveryPrice);
-    const std::string stresses = Stresses(part.rateRow, part.mismatchRow);
-    if (!stresses.empty()) text += ", " + stresses;
-    return text.empty() ? text : text.substr(2);
-}
-
-std::string TextOf(const SideOutcome& side)
-{
-    if (!side.isLoss) return "no loss";
-    if (side.stressPoint) return "stress point " + std::string(NameOf(*side.stressPoint));
-    return "price point " + std::to_string(*side.pricePoint);
-}
-
-// Adds the edge that a contract goes by, its stresses and its parts, in lines of their own.
-void AddDetails(std::vector<Cells>& rows, const ContractOutcome& contract, const std::string& indent)
-{
-    const auto add = [&](const std::string& detail) {
-        if (!detail.empty()) rows.push_back({"", "", "  " + detail, "", ""});
-    };
-    if (contract.kind == ContractOutcome::Kind::EdgeFloor)
-        add(contract.price ? "by the edge at " + GridCell(contract) : "by the edge of the grid");
-    add(Stresses(contract.rateRow, contract.mismatchRow));
-    for (const PartOutcome& part : contract.parts)
-        rows.push_back({indent + part.code, "", TextOf(part), "", ""});
-}
-
-void AddSide(std::vector<Cells>& rows, const EntityExplanation& entity, const SideOutcome& side)
-{
-    const bool isGroup = entity.kind == MarginEntity::MCS;
-    const bool isKnown = !isGroup && side.isLoss;
-    rows.push_back({WithRatio(entity), std::string(NameOf(side.side)),
-                    isKnown ? TextOf(side.contracts.front()) : TextOf(side),
-                    isKnown ? MoneyText(side.contracts.front().money) : "", MoneyText(side.margin)});
-    for (const ContractOutcome& contract : side.contracts) {
-        if (isGroup) rows.push_back({"  " + contract.code, "", TextOf(contract), MoneyText(contract.money), ""});
-        AddDetails(rows, contract, isGroup ? "    " : "  ");
-    }
-}
-
-void WriteHead(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
-{
-    out << "GO of " << Printable(client) << ": " << MoneyText(explanation.margin) << '\n';
-    if (explanation.shares.empty()) {
+    const std::string holder = explained.kind == HolderKind::Client ? explained.code : NameOf(explained);
+    out << "GO of " << Printable(holder) << ": " << MoneyText(explained.GO) << '\n';
+    if (!explained.livesByMembers && explained.explanation.shares.empty())
         out << "Nothing is held and nothing is ordered.\n";
-        return;
-    }
-    const std::string w = PriceText(explanation.weight);
-    const std::string volatility = MoneyText(explanation.volatility) + " volatility GO";
-    const std::string delivery = MoneyText(explanation.delivery) + " delivery GO";
-    if (explanation.weight == 0.0)
-        out << "  = " << volatility;
-    else if (explanation.weight == 1.0)
-        out << "  = " << delivery;
-    else
-        out << "  = (1 - " << w << ") x " << volatility << " + " << w << " x " << delivery;
-    if (explanation.ratio != 1.0) out << ", times " << PriceText(explanation.ratio);
-    out << ", rounded up\n";
+    else if (!explained.livesByMembers)
+        out << "  = " << FormulaText(explained.explanation) << '\n';
 }
 
 void WriteLevels(std::ostream& out, const MarginExplanation& explanation)
 {
     std::vector<Cells> rows{{"Netting", "Margin", "Saved"}};
     for (const LevelMargin& level : explanation.levels)
-        rows.push_back({std::string(Of(LevelTexts, level.level)), MoneyText(level.margin),
+        rows.push_back({std::string(TextOf(level.level)), MoneyText(level.margin),
                         level.level == NettingLevel::Gross ? "" : MoneyText(level.saved)});
     WriteTable(out, rows, 1);
 }
 
-std::vector<Cells> WorstCells(const MarginExplanation& explanation)
+// The row of those that are not listed; none where all are.
+void AddOthers(std::vector<Cells>& rows, const MarginExplanation& explanation,
+               const std::vector<const MarginShare*>& listed)
 {
-    std::vector<Cells> rows{{"Margin of", "Side", "Worst cell", "Result", "Margin"}};
-    for (const EntityExplanation& entity : explanation.entities)
-        for (const SideOutcome& side : entity.sides)
-            AddSide(rows, entity, side);
-    return rows;
+    const std::size_t others = explanation.shares.size() - listed.size();
+    if (others == 0) return;
+    double rest = explanation.unrounded;
+    for (const MarginShare* const share : listed)
+        rest -= share->margin;
+    rows.push_back({std::to_string(others) + (others == 1 ? " other" : " others"), "", "", "", "", MoneyText(rest),
+                    PercentText(rest, explanation.unrounded)});
 }
 
-/// Prints the meanings of the words in the worst cells.
-void WriteMeanings(std::ostream& out, const std::vector<Cells>& worstCells)
+void WriteShares(std::ostream& out, const MarginExplanation& explanation, std::size_t top)
 {
-    const auto occurs = [&](std::string_view text) {
-        return !text.empty() && std::any_of(worstCells.begin(), worstCells.end(),
-                                            [&](const Cells& row) { return row[2].find(text) != std::string::npos; });
-    };
-    std::vector<Cells> rows;
-    for (const CellWord& word : CellWords)
-        if (std::any_of(word.texts.begin(), word.texts.end(), occurs))
-            rows.push_back({std::string(word.word), std::string(word.meaning)});
-    if (rows.empty()) return;
-    out << '\n';
-    WriteTable(out, rows, 2);
-}
-
-std::string_view CutText(const MarginShare& share)
-{
-    if (!share.isGated) return "";
-    return share.margin == 0.0 ? ", cut" : ", partly cut";
-}
-
-void WriteShares(std::ostream& out, const MarginExplanation& explanation)
-{
-    std::vector<Cells> rows{{"Share of", "", "in the margin of", "Quantity", "Price", "Share"}};
-    for (const MarginShare& share : explanation.shares) {
-        const bool isPosition = share.kind == MarginShare::Kind::Position;
-        rows.push_back({share.instrument, std::string(isPosition ? "position" : "orders").append(CutText(share)),
-                        TextOf(explanation.entities[share.entity]), std::to_string(share.quantity),
-                        isPosition ? PriceText(share.price) : "", MoneyText(share.margin)});
-    }
-    rows.push_back({"Total", "", "", "", "", MoneyText(explanation.unrounded)});
+    const std::vector<const MarginShare*> shares = LargestShares(explanation, top);
+    std::vector<Cells> rows{{"Share of", "", "in the margin of", "Quantity", "Price", "Share", "Part"}};
+    for (const MarginShare* const share : shares)
+        rows.push_back({share->instrument, KindText(*share), TextOf(explanation.entities[share->entity]),
+                        std::to_string(share->quantity),
+                        share->kind == MarginShare::Kind::Position ? PriceText(share->price) : "",
+                        MoneyText(share->margin), PercentText(share->margin, explanation.unrounded)});
+    AddOthers(rows, explanation, shares);
+    rows.push_back({"Total", "", "", "", "", MoneyText(explanation.unrounded),
+                    PercentText(explanation.unrounded, explanation.unrounded)});
     WriteTable(out, rows, 3);
 }
 
-void WriteTables(std::ostream& out, const std::string& client, const MarginExplanation& explanation)
+void WriteMembers(std::ostream& out, const ExplainedMargin& explained)
 {
-    WriteHead(out, client, explanation);
+    double sum = 0.0;
+    for (const Member& member : explained.members)
+        sum += member.GO;
+    std::vector<Cells> rows{{explained.kind == HolderKind::Firm ? "Client" : "Firm", "GO", "Part of the sum"}};
+    for (const Member& member : explained.members)
+        rows.push_back({member.code, MoneyText(member.GO), PercentText(member.GO, sum)});
+    rows.push_back({"Sum", MoneyText(sum), ""});
+    rows.push_back({"Sum less the GO", MoneyText(sum - explained.GO), PercentText(sum - explained.GO, sum)});
+    out << "  " << RuleText(explained) << "\n\n";
+    WriteTable(out, rows, 1);
+}
+
+void WriteTables(std::ostream& out, const ExplainedMargin& explained, std::size_t top)
+{
+    const MarginExplanation& explanation = explained.explanation;
+    WriteHead(out, explained);
+    if (explained.livesByMembers) return WriteMembers(out, explained);
     if (explanation.shares.empty()) return;
     out << '\n';
     WriteLevels(out, explanation);
@@ -224,169 +98,64 @@ void WriteTables(std::ostream& out, const std::string& client, const MarginExpla
     const std::vector<Cells> worstCells = WorstCells(explanation);
     WriteTable(out, worstCells, 3);
     out << '\n';
-    WriteShares(out, explanation);
-    WriteMeanings(out, worstCells);
+    WriteShares(out, explanation, top);
+    const std::vector<Cells> meanings = MeaningsOf(worstCells);
+    if (meanings.empty()) return;
+    out << '\n';
+    WriteTable(out, meanings, 2);
 }
 
-// ---- JSON ---------------------------------------------------------------------------------------------------------
+// ---- CSV ----------------------------------------------------------------------------------------------------------
 
-template <class Value>
-void Put(ordered_json& object, const char* name, const std::optional<Value>& value)
+void WriteSharesAsCsv(std::ostream& out, const ExplainedMargin& explained, const Provenance& provenance,
+                      std::size_t top)
 {
-    if (value) object[name] = *value;
-}
-void Put(ordered_json& object, const char* name, const std::optional<kv7im::SpecialRiskPoints::MappingPoint>& point)
-{
-    if (point) object[name] = NameOf(*point);
-}
-void PutStresses(ordered_json& object, const std::optional<std::size_t>& rateRow,
-                 const std::optional<std::size_t>& mismatchRow)
-{
-    if (rateRow) object["rates"] = Of(DirectionNames, *rateRow);
-    if (mismatchRow) object["mismatch"] = Of(DirectionNames, *mismatchRow);
-}
-
-// Declared before the arrays that are made of it.
-ordered_json Json(const PartOutcome& part);
-ordered_json Json(const ContractOutcome& contract);
-ordered_json Json(const SideOutcome& side);
-ordered_json Json(const EntityExplanation& entity);
-ordered_json Json(const LevelMargin& level);
-ordered_json Json(const ContractGrid& grid);
-
-template <class Item>
-ordered_json JsonArray(const std::vector<Item>& items)
-{
-    ordered_json array = ordered_json::array();
-    for (const Item& item : items)
-        array.push_back(Json(item));
-    return array;
-}
-
-ordered_json Json(const PartOutcome& part)
-{
-    ordered_json object{{"code", part.code}, {"cut", part.isCut}};
-    Put(object, "subPoint", part.subPoint);
-    Put(object, "deliveryRow", part.deliveryRow);
-    Put(object, "deliveryPrice", part.deliveryPrice);
-    PutStresses(object, part.rateRow, part.mismatchRow);
-    return object;
-}
-
-ordered_json Json(const ContractOutcome& contract)
-{
-    ordered_json object{{"code", contract.code},
-                        {"kind", Of(ContractNames, contract.kind)},
-                        {"money", contract.money},
-                        {"cut", contract.isCut}};
-    Put(object, "stressPoint", contract.stressPoint);
-    if (contract.pricePoint) {
-        Put(object, "pricePoint", contract.pricePoint);
-        Put(object, "price", contract.price);
-        object["delivery"] = contract.isDelivery;
-        Put(object, "scenario", contract.scenario);
-        object["cell"] = contract.cell;
-        PutStresses(object, contract.rateRow, contract.mismatchRow);
+    const MarginExplanation& explanation = explained.explanation;
+    out << "level,code,instrument,kind,quantity,price,entity_kind,entity,volatility,delivery,margin,cut"
+        << ProvenanceColumns() << '\n';
+    for (const MarginShare* const share : LargestShares(explanation, top)) {
+        const bool isPosition = share->kind == MarginShare::Kind::Position;
+        const EntityExplanation& entity = explanation.entities[share->entity];
+        out << LevelWord(explained.kind) << ',' << CsvCell(explained.code) << ',' << CsvCell(share->instrument) << ','
+            << (isPosition ? "position" : "orders") << ',' << share->quantity << ','
+            << (isPosition ? Exact(share->price) : "") << ',' << WordOf(entity.kind) << ',' << CsvCell(entity.code)
+            << ',' << Exact(share->volatility) << ',' << Exact(share->delivery) << ',' << Exact(share->margin) << ','
+            << (share->isGated ? "true" : "false") << ProvenanceCells(provenance) << '\n';
     }
-    object["parts"] = JsonArray(contract.parts);
-    return object;
 }
 
-ordered_json Json(const SideOutcome& side)
+void WriteMembersAsCsv(std::ostream& out, const ExplainedMargin& explained, const Provenance& provenance)
 {
-    ordered_json object{{"side", NameOf(side.side)}, {"margin", side.margin}, {"loss", side.isLoss}};
-    Put(object, "pricePoint", side.pricePoint);
-    Put(object, "stressPoint", side.stressPoint);
-    object["contracts"] = JsonArray(side.contracts);
-    return object;
-}
-
-ordered_json Json(const EntityExplanation& entity)
-{
-    return {{"kind", Of(EntityNames, entity.kind)},
-            {"code", entity.code},
-            {"ratio", entity.ratio},
-            {"margin", entity.margin},
-            {"sides", JsonArray(entity.sides)}};
-}
-
-ordered_json Json(const LevelMargin& level)
-{
-    return {{"level", Of(LevelNames, level.level)}, {"margin", level.margin}, {"saved", level.saved}};
-}
-
-ordered_json Json(const ContractGrid& grid)
-{
-    return {{"code", grid.code}, {"futures", grid.futures}, {"prices", grid.prices}, {"scenarios", grid.scenarios}};
-}
-
-ordered_json ShareJson(const MarginShare& share, const EntityExplanation& entity)
-{
-    const bool isPosition = share.kind == MarginShare::Kind::Position;
-    ordered_json object{
-        {"instrument", share.instrument}, {"kind", isPosition ? "position" : "orders"}, {"quantity", share.quantity}};
-    if (isPosition) object["price"] = share.price;
-    object.update({{"entityKind", Of(EntityNames, entity.kind)},
-                   {"entity", entity.code},
-                   {"volatility", share.volatility},
-                   {"delivery", share.delivery},
-                   {"margin", share.margin},
-                   {"cut", share.isGated}});
-    return object;
-}
-
-void WriteJson(std::ostream& out, const std::string& client, const MarginExplanation& explanation,
-               const Provenance& provenance)
-{
-    ordered_json document{{"provenance", ProvenanceJson(provenance)},
-                          {"client", client},
-                          {"GO", explanation.margin},
-                          {"unrounded", explanation.unrounded},
-                          {"volatilityGO", explanation.volatility},
-                          {"deliveryAndVolatilityGO", explanation.delivery},
-                          {"deliveryWeight", explanation.weight},
-                          {"ratio", explanation.ratio},
-                          {"levels", JsonArray(explanation.levels)},
-                          {"entities", JsonArray(explanation.entities)},
-                          {"shares", ordered_json::array()},
-                          {"grids", JsonArray(explanation.grids)}};
-    for (const MarginShare& share : explanation.shares)
-        document["shares"].push_back(ShareJson(share, explanation.entities[share.entity]));
-    out << document.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+    out << "level,code,margin_rule,go,member,member_go" << ProvenanceColumns() << '\n';
+    for (const Member& member : explained.members)
+        out << LevelWord(explained.kind) << ',' << CsvCell(explained.code) << ',' << explained.rule << ','
+            << Exact(explained.GO) << ',' << CsvCell(member.code) << ',' << Exact(member.GO)
+            << ProvenanceCells(provenance) << '\n';
 }
 
 } // namespace
 
-std::string_view NameOf(MarginSide side) { return side == MarginSide::Volatility ? "volatility" : "delivery"; }
-
-std::string_view NameOf(MarginEntity entity)
+std::string RuleText(const ExplainedMargin& explained)
 {
-    static constexpr std::array<std::string_view, 4> names{"MCS", "base contract", "futures", "option series"};
-    return Of(names, entity);
+    const bool isAccount = explained.kind == HolderKind::Account;
+    if (isAccount && explained.rule == "gross") return "= the sum of the GO of its firms (gross)";
+    return "= the losses of " + std::string(isAccount ? "its firms' clients" : "its clients") +
+           ", price by price; what one gains takes nothing from what another loses (" + explained.rule + ")";
 }
 
-std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point) { return kv7im::stress::Points.at(point).name; }
-
-std::string PriceText(double price)
+void WriteExplanation(std::ostream& out, const ExplainedMargin& explained, const Provenance& provenance,
+                      ReportFormat format, std::size_t top)
 {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.10g", price);
-    return text;
-}
-
-std::string MoneyText(double money)
-{
-    const std::string text = Grouped(money);
-    return text == "-0.00" ? "0.00" : text;
-}
-
-void WriteExplanation(std::ostream& out, const std::string& client, const MarginExplanation& explanation,
-                      const Provenance& provenance, ExplainFormat format)
-{
-    if (format == ExplainFormat::Json)
-        WriteJson(out, client, explanation, provenance);
+    if (format == ReportFormat::Json)
+        out << ExplanationJson(explained, provenance)
+                   .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+            << '\n';
+    else if (format == ReportFormat::Table)
+        WriteTables(out, explained, top);
+    else if (explained.livesByMembers)
+        WriteMembersAsCsv(out, explained, provenance);
     else
-        WriteTables(out, client, explanation);
+        WriteSharesAsCsv(out, explained, provenance, top);
 }
 
 } // namespace quindal

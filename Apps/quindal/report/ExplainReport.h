@@ -1,32 +1,23 @@
-// The explanation of a margin, as a table for the eye and as JSON.
+// The explanation of a margin, as tables for the eye, as CSV and as JSON.
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
-#include <string_view>
 
-#include "MarginExplanation.h"
+#include "Explained.h"
 #include "Provenance.h"
+#include "Report.h"
 
 namespace quindal {
 
-enum class ExplainFormat
-{
-    Table,
-    Json,
-};
+/// Writes the explanation. Tables round money to the nearest cents; JSON has all digits, and the grids and the
+/// provenance too; CSV is the table of the shares, or of the members of a level that lives by them. top: how many
+/// shares tables and CSV list, the largest first; 0: all, by what they are in.
+void WriteExplanation(std::ostream& out, const ExplainedMargin& explained, const Provenance& provenance,
+                      ReportFormat format, std::size_t top);
 
-/// Writes the explanation. The table rounds money to the nearest cents; JSON has all digits, and the grids and the
-/// provenance too.
-void WriteExplanation(std::ostream& out, const std::string& client, const QuindalIM::MarginExplanation& explanation,
-                      const Provenance& provenance, ExplainFormat format);
-
-// Words of the report, used by the drawing too.
-
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginSide side);                   ///< "volatility", "delivery"
-[[nodiscard]] std::string_view NameOf(QuindalIM::MarginEntity entity);               ///< "MCS", "base contract", ...
-[[nodiscard]] std::string_view NameOf(kv7im::SpecialRiskPoints::MappingPoint point); ///< "PnL3D", ...
-[[nodiscard]] std::string PriceText(double price);                                   ///< shortest text of ten digits
-[[nodiscard]] std::string MoneyText(double money); ///< grouped cents; a zero has no sign
+/// How a level that lives by its members comes to its margin, in words.
+[[nodiscard]] std::string RuleText(const ExplainedMargin& explained);
 
 } // namespace quindal

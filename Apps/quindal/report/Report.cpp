@@ -1,6 +1,5 @@
 #include "Report.h"
 
-#include <charconv>
 #include <cmath>
 #include <ostream>
 #include <string>
@@ -16,29 +15,6 @@ namespace quindal {
 namespace {
 
 using nlohmann::ordered_json;
-
-// Shortest text that reads back as the same double.
-std::string Exact(double value)
-{
-    char text[32];
-    const auto [end, error] = std::to_chars(text, text + sizeof text, value);
-    return {text, end};
-}
-
-/// Money that the orders of a what-if add.
-struct Added
-{
-    explicit Added(const WhatIfFigures& figures)
-        : volatilityGO(figures.after.volatilityGO - figures.before.volatilityGO),
-          deliveryAndVolatilityGO(figures.after.deliveryAndVolatilityGO - figures.before.deliveryAndVolatilityGO),
-          // The two GOs are in cents, and so is their difference.
-          GO(std::round((figures.after.GO - figures.before.GO) * 100.0) / 100.0)
-    {}
-
-    double volatilityGO;
-    double deliveryAndVolatilityGO;
-    double GO;
-};
 
 void WriteTables(std::ostream& out, const MarginFigures& figures)
 {
@@ -66,7 +42,7 @@ void WriteWhatIfTable(std::ostream& out, const std::vector<WhatIfFigures>& whatI
     std::vector<Cells> rows{
         {"What-if", "Client", "GO before", "GO after", "Difference", "of volatility GO", "of delivery GO"}};
     for (const WhatIfFigures& whatIf : whatIfs) {
-        const Added added(whatIf);
+        const ClientFigures added = DifferenceOf(whatIf);
         rows.push_back({whatIf.label, whatIf.before.code, Grouped(whatIf.before.GO), Grouped(whatIf.after.GO),
                         Grouped(added.GO), Grouped(added.volatilityGO), Grouped(added.deliveryAndVolatilityGO)});
     }
@@ -97,7 +73,7 @@ void WriteWhatIfCsv(std::ostream& out, const std::vector<WhatIfFigures>& whatIfs
     const std::string end = ProvenanceCells(provenance) + '\n';
     for (const WhatIfFigures& whatIf : whatIfs) {
         const auto& [label, before, after] = whatIf;
-        const Added added(whatIf);
+        const ClientFigures added = DifferenceOf(whatIf);
         out << CsvCell(label) << ',' << CsvCell(before.code);
         for (const double figure :
              {before.volatilityGO, after.volatilityGO, added.volatilityGO, before.deliveryAndVolatilityGO,
@@ -159,7 +135,7 @@ ordered_json WhatIfsJson(const std::vector<WhatIfFigures>& whatIfs)
                          {"client", whatIf.before.code},
                          {"before", ThreeFigures(whatIf.before)},
                          {"after", ThreeFigures(whatIf.after)},
-                         {"difference", ThreeFigures(Added(whatIf))}});
+                         {"difference", ThreeFigures(DifferenceOf(whatIf))}});
     return array;
 }
 
@@ -187,6 +163,15 @@ void WriteJson(std::ostream& out, const MarginReport& report, const Provenance& 
 }
 
 } // namespace
+
+ClientFigures DifferenceOf(const WhatIfFigures& figures)
+{
+    const auto& [label, before, after] = figures;
+    return {before.code, before.firm, after.volatilityGO - before.volatilityGO,
+            after.deliveryAndVolatilityGO - before.deliveryAndVolatilityGO,
+            // The two GOs are in cents, and so is their difference.
+            std::round((after.GO - before.GO) * 100.0) / 100.0};
+}
 
 void WriteReport(std::ostream& out, const MarginReport& report, const Provenance& provenance, ReportFormat format)
 {

@@ -25,6 +25,8 @@ struct MarginReport
     std::optional<std::vector<WhatIfFigures>> whatIfs; ///< In the order of the orders file; none without a file.
     std::optional<std::vector<LimitUse>> limits;       ///< Those with the least left first; none without a file.
 };
+/// Money that the orders of a what-if add to the three figures of its client.
+[[nodiscard]] ClientFigures DifferenceOf(const WhatIfFigures& figures);
 
 /// Writes the figures. Money is printed in cents. The two figures that are not rounded are printed to the nearest cents
 /// in the table and with all their digits in the other formats. Each what-if and client has a line behind the figures

@@ -1,6 +1,7 @@
 #include "TextTable.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdio>
 #include <ostream>
@@ -23,6 +24,13 @@ std::string Grouped(double value)
     for (std::size_t at = text.find('.'); at != std::string::npos && at > first + 3;)
         text.insert(at -= 3, " ");
     return text;
+}
+
+std::string Exact(double value)
+{
+    char text[32];
+    const auto [end, error] = std::to_chars(text, text + sizeof text, value);
+    return {text, end};
 }
 
 namespace {

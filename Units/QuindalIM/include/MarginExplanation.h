@@ -147,14 +147,26 @@ struct LevelMargin
     double saved = 0.0;  // against the level before; below 0 where limits hit positions that are held together
 };
 
+/// Relative shift of the volatility in one scenario, 0.12 for an eighth more than now: the least and the largest of the
+/// option series that are held or ordered. -1 is an option without time value.
+struct VolatilityShift
+{
+    double lowest = 0.0;
+    double highest = 0.0;
+};
+
 /// Profit and loss over the price grid of one base contract, or of a futures or series standing alone.
 struct ContractGrid
 {
     std::string code;
     std::size_t entity = 0;
+    double margin = 0.0;                        // part of the unrounded margin, below 0 for a gain in the worst cell
     std::string futures;                        // futures whose prices the axis has: the one held that expires first
+    double currentPrice = 0.0;                  // calculated price of this futures: the centre of the grid
     std::vector<double> prices;                 // one a column, ascending
     std::vector<std::vector<double>> scenarios; // money, volatility scenarios x columns, before stresses and curvature
+    std::vector<VolatilityShift> shifts;        // one a scenario; none where no option is held or ordered
+    std::vector<double> deliveries; // money, one a column: the worst with deliveries; none where none is worse
 };
 
 struct MarginExplanation

@@ -11,7 +11,9 @@
 #include "Primitives.h"
 #include "book/Portfolio.h"
 #include "book/RiskParticipant.h"
+#include "instruments/SpecBaseContract.h"
 #include "instruments/SpecFutures.h"
+#include "instruments/SpecVirtFutures.h"
 
 namespace QuindalIM {
 
@@ -73,13 +75,67 @@ EntityExplanation Explain(const std::pair<MarginEntity, std::string>& name, cons
     return explained;
 }
 
-ContractGrid GridOf(const std::string& code, const Contract& contract, std::size_t entity)
+// The part of the margin that the worst cells take from a contract.
+double MarginOf(const std::string& contract, const EntityExplanation& entity, const MarginExplanation& terms)
+{
+    double margin = 0.0;
+    for (const SideOutcome& side : entity.sides)
+        for (const ContractOutcome& outcome : side.contracts)
+            if (outcome.code == contract)
+                margin -= (side.side == MarginSide::Delivery ? terms.weight : 1.0 - terms.weight) * terms.ratio *
+                          entity.ratio * outcome.money;
+    return margin;
+}
+
+// The shift by which a series is valued in a scenario.
+double ShiftOf(const kv7im::CSpecVirtFutures& series, std::size_t scenario, std::size_t scenarios)
+{
+    if (scenario == 0 && series.UseNullVolat) return -1.0;
+    return (2.0 * static_cast<double>(scenario) / static_cast<double>(scenarios - 1) - 1.0) * series.VolatilityRisk;
+}
+
+// Takes in the shifts of the series in a node, scenario by scenario.
+void AddShifts(const explanation::Node& node, std::vector<VolatilityShift>& shifts)
+{
+    for (const explanation::Node& part : node.parts)
+        AddShifts(part, shifts);
+    if (node.series == nullptr) return;
+    const bool isFirst = shifts.empty();
+    shifts.resize(static_cast<std::size_t>(node.series->Futures->BaseContract->VolatNum));
+    for (std::size_t scenario = 0; scenario < shifts.size(); ++scenario) {
+        const double shift = ShiftOf(*node.series, scenario, shifts.size());
+        VolatilityShift& range = shifts[scenario];
+        range = isFirst ? VolatilityShift{shift, shift}
+                        : VolatilityShift{std::min(range.lowest, shift), std::max(range.highest, shift)};
+    }
+}
+
+// The worst results with deliveries, where a delivery is worse than no delivery at any price.
+std::vector<double> DeliveriesOf(const explanation::Node& node, std::size_t columns)
+{
+    std::vector<double> deliveries;
+    bool isWorse = false;
+    const auto worst = [&](MarginSide side, std::size_t column) {
+        return node.Cell(node.WorstCell(side, explanation::Table::Volatility, column));
+    };
+    for (std::size_t column = 0; column < columns; ++column) {
+        deliveries.push_back(worst(MarginSide::Delivery, column));
+        if (deliveries.back() < worst(MarginSide::Volatility, column)) isWorse = true;
+    }
+    return isWorse ? deliveries : std::vector<double>{};
+}
+
+ContractGrid GridOf(const std::string& code, const Contract& contract, const MarginExplanation& explained)
 {
     const kv7im::RiskMatrix& cells = contract.node.Cells(MarginSide::Volatility, explanation::Table::Volatility);
     ContractGrid grid;
     grid.code = code;
-    grid.entity = entity;
+    grid.entity = explained.entities.size() - 1;
+    grid.margin = MarginOf(code, explained.entities.back(), explained);
     grid.futures = contract.futures->Code;
+    grid.currentPrice = contract.futures->CalcFutPrice;
+    AddShifts(contract.node, grid.shifts);
+    grid.deliveries = DeliveriesOf(contract.node, cells.ColsCount());
     for (std::size_t column = 0; column < cells.ColsCount(); ++column)
         grid.prices.push_back(contract.futures->CalculatePointX(column, contract.collapsed.GetRiskLevel()));
     for (std::size_t scenario = 0; scenario < cells.RowsCount(); ++scenario) {
@@ -110,7 +166,7 @@ MarginExplanation ExplainMargin(const kv7im::Portfolio& book, const kv7im::RiskP
         NameEntity(entity, index, explained.shares);
         explained.entities.push_back(Explain(name, entity, explained, explained.shares));
         for (const auto& [code, contract] : entity.contracts)
-            explained.grids.push_back(GridOf(code, contract, index));
+            explained.grids.push_back(GridOf(code, contract, explained));
     }
     std::sort(explained.shares.begin(), explained.shares.end(), [](const MarginShare& a, const MarginShare& b) {
         return std::tie(a.entity, a.instrument, a.kind) < std::tie(b.entity, b.instrument, b.kind);

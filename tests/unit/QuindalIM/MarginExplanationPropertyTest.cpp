@@ -111,6 +111,10 @@ void ExpectWhole(const MarginExplanation& explained)
         for (const MarginShare& share : explained.shares)
             if (share.entity == i) ofEntity += share.margin;
         ExpectNear(ofEntity, explained.entities[i].margin, "shares of " + explained.entities[i].code, largest);
+        double contracts = 0.0;
+        for (const ContractGrid& grid : explained.grids)
+            if (grid.entity == i) contracts += grid.margin;
+        ExpectNear(contracts, explained.entities[i].margin, "contracts of " + explained.entities[i].code, largest);
     }
     ExpectNear(entities, explained.unrounded, "entities", largest);
     RC_ASSERT(explained.levels.back().margin == explained.unrounded);

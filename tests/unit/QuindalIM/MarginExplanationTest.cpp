@@ -386,6 +386,39 @@ TEST(MarginExplanationTest, NamesTheScenarioBesideADeliveryWhereOtherSeriesAreNo
     EXPECT_NEAR(contract.cell, -25.0 + scenarios.front()[1], Cent);
     EXPECT_NEAR(ShareOf(explained, Option1).margin, 25.0, Cent);
     EXPECT_NEAR(ShareOf(explained, Option2).margin, -scenarios.front()[1], Cent);
+
+    const ContractGrid& grid = explained.grids.front();
+    EXPECT_EQ(grid.currentPrice, 800.0);
+    EXPECT_NEAR(grid.margin, explained.unrounded, Cent);
+    ASSERT_EQ(grid.deliveries.size(), 3U);
+    EXPECT_EQ(grid.deliveries[1], contract.cell) << "the worst cell is one of the deliveries";
+    ASSERT_EQ(grid.shifts.size(), 3U);
+    EXPECT_EQ(grid.shifts[0].lowest, -0.5) << "of the second series; the first one's volatility stays";
+    EXPECT_EQ(grid.shifts[0].highest, 0.0);
+    EXPECT_EQ(grid.shifts[1].lowest, 0.0);
+    EXPECT_EQ(grid.shifts[1].highest, 0.0);
+    EXPECT_EQ(grid.shifts[2].lowest, 0.0);
+    EXPECT_EQ(grid.shifts[2].highest, 0.5);
+}
+
+TEST(MarginExplanationTest, ScenariosMoveTheVolatilityOfOptionsOnly)
+{
+    const MarginExplanation futures = Book(OneFutures()).Hold(FUT, 1, 800.0).Explain();
+    EXPECT_THAT(futures.grids.front().shifts, IsEmpty());
+    EXPECT_THAT(futures.grids.front().deliveries, IsEmpty());
+
+    plain::Market market = OneFutures();
+    market.baseContracts.front().VolatNum = 5;
+    market.series.front().VolatilityRisk = 0.24;
+    market.series.front().UseNullVolat = true;
+    market.options = {HandOption("S", Option1, Enums::OptionType::Put, 850.0)};
+    const MarginExplanation options = Book(market).Hold(Option1, 1, 0.0).Explain();
+    std::vector<double> shifts;
+    for (const VolatilityShift& shift : options.grids.front().shifts) {
+        EXPECT_EQ(shift.lowest, shift.highest) << "one series";
+        shifts.push_back(shift.lowest);
+    }
+    EXPECT_THAT(shifts, ElementsAre(-1.0, -0.12, 0.0, 0.12, 0.24)) << "the lowest is no volatility at all";
 }
 
 // A premium-style put worth 40, bought for 40, and two futures: 110 and -200 at 700. Its value covers 40 of the loss of
