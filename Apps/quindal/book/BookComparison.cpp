@@ -166,6 +166,7 @@ BookDifference CompareBooks(MarginSession& session, const std::string& client, c
     const std::int64_t end = walk.CentsWith(rowsAfter);
 
     std::vector<std::string> instruments;
+    instruments.reserve(pairs.size());
     for (const auto& [instrument, pair] : pairs)
         instruments.push_back(instrument);
     const std::vector<std::int64_t> onWay = walk.Steps(instruments, begin, end);

@@ -41,6 +41,7 @@ Layout LayoutOf(const MarginExplanation& explained, const PictureStyle& style = 
 std::vector<std::string> TextsOf(const Sheet& sheet)
 {
     std::vector<std::string> texts;
+    texts.reserve(sheet.words.size());
     for (const Words& words : sheet.words)
         texts.push_back(words.text);
     return texts;

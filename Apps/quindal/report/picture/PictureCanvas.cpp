@@ -28,8 +28,8 @@ using Surface = std::unique_ptr<cairo_surface_t, Freed>;
 void Check(cairo_status_t status)
 {
     if (status == CAIRO_STATUS_SUCCESS) return;
-    throw CommandError(StatusInternal, std::string("the picture cannot be drawn: ") + cairo_status_to_string(status) +
-                                           "; is a font installed, such as fonts-dejavu-core?");
+    throw CommandError(StatusInternal,
+                       std::string("the picture cannot be drawn: cairo says: ") + cairo_status_to_string(status));
 }
 
 cairo_status_t Append(void* text, const unsigned char* bytes, unsigned count)

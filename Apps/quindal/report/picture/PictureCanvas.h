@@ -9,7 +9,7 @@
 
 namespace quindal::picture {
 
-/// Measures texts as they will be drawn. Throws CommandError where the system has no font.
+/// Measures texts as they will be drawn. Throws CommandError with what cairo says.
 [[nodiscard]] TextMeasure MeasureByCairo();
 
 /// One sheet as SVG.

@@ -50,6 +50,7 @@ std::vector<std::string> TextsOf(const std::vector<double>& ticks)
 {
     const bool isWhole = std::ranges::all_of(ticks, [](double tick) { return tick == std::round(tick); });
     std::vector<std::string> texts;
+    texts.reserve(ticks.size());
     for (const double tick : ticks)
         texts.push_back(MoneyTick(tick, isWhole));
     return texts;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <sstream>
+#include <utility>
 
 namespace quindal::picture {
 
@@ -58,9 +59,11 @@ std::vector<std::string> Typesetter::Broken(const std::string& text, const Font&
     std::string line;
     for (std::string word; words >> word;) {
         word = Fitted(word, font, room);
-        const std::string longer = line.empty() ? word : line + ' ' + word;
+        std::string longer = line;
+        if (!longer.empty()) longer += ' ';
+        longer += word;
         if (line.empty() || WidthOf(longer, font) <= room) {
-            line = longer;
+            line = std::move(longer);
         } else {
             lines.push_back(line);
             line = word;
