@@ -39,7 +39,7 @@ std::vector<LimitUse> UsesOf(const Rows<MoneyRow>& limits, const MarginFigures& 
     return uses;
 }
 
-std::string_view LevelWord(std::int32_t level)
+std::string_view HierarchyWord(std::int32_t level)
 {
     for (const auto& [word, value] : PositionLevelWords)
         if (value == level) return word;

@@ -32,6 +32,6 @@ MarginsByLevel(const MarginFigures& figures);
 [[nodiscard]] std::vector<LimitUse> UsesOf(const Rows<MoneyRow>& limits, const MarginFigures& figures);
 
 /// Word of a level in reports: "client", "firm", "account".
-[[nodiscard]] std::string_view LevelWord(std::int32_t level);
+[[nodiscard]] std::string_view HierarchyWord(std::int32_t level);
 
 } // namespace quindal

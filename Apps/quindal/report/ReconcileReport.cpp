@@ -57,7 +57,7 @@ void WriteLevels(std::ostream& out, const ReconcileReport& report)
     std::vector<Cells> rows{{"Level", "Code", "Is", "Ours", "Clearing", "Difference"}};
     for (const ReconciledLevel& level : report.levels)
         if (level.agreement != Agreement::Equal)
-            rows.push_back({std::string(LevelWord(level.level)), level.code, std::string(WordOf(level.agreement)),
+            rows.push_back({std::string(HierarchyWord(level.level)), level.code, std::string(WordOf(level.agreement)),
                             MoneyOr(level.ours, "not in the book"), MoneyOr(level.clearing, "not told"),
                             Grouped(level.difference)});
     if (rows.size() == 1) return;
@@ -78,7 +78,7 @@ void WriteCsv(std::ostream& out, const ReconcileReport& report, const Provenance
     out << "level,code,is,ours,clearing,difference,explanation" << ProvenanceColumns() << '\n';
     const std::string end = ProvenanceCells(provenance) + '\n';
     for (const ReconciledLevel& level : report.levels)
-        out << LevelWord(level.level) << ',' << CsvCell(level.code) << ',' << WordOf(level.agreement) << ','
+        out << HierarchyWord(level.level) << ',' << CsvCell(level.code) << ',' << WordOf(level.agreement) << ','
             << (level.ours ? Cents(*level.ours) : "") << ',' << (level.clearing ? Cents(*level.clearing) : "") << ','
             << Cents(level.difference) << ',' << CsvCell(Joined(level.explanations)) << end;
 }
@@ -93,7 +93,8 @@ void WriteJson(std::ostream& out, const ReconcileReport& report, const Provenanc
                           {"off", CountOf(report, Agreement::Off)},
                           {"levels", ordered_json::array()}};
     for (const ReconciledLevel& level : report.levels) {
-        ordered_json entry{{"level", LevelWord(level.level)}, {"code", level.code}, {"is", WordOf(level.agreement)}};
+        ordered_json entry{
+            {"level", HierarchyWord(level.level)}, {"code", level.code}, {"is", WordOf(level.agreement)}};
         if (level.ours) entry["ours"] = *level.ours;
         if (level.clearing) entry["clearing"] = *level.clearing;
         entry["difference"] = level.difference;

@@ -91,7 +91,7 @@ void WriteLimitTable(std::ostream& out, const std::vector<LimitUse>& limits)
 {
     std::vector<Cells> rows{{"Level", "Code", "Limit is", "GO", "Limit", "Left"}};
     for (const LimitUse& use : limits)
-        rows.push_back({std::string(LevelWord(use.level)), use.code, std::string(StateOf(use)), Grouped(use.GO),
+        rows.push_back({std::string(HierarchyWord(use.level)), use.code, std::string(StateOf(use)), Grouped(use.GO),
                         Grouped(use.limit), Grouped(use.free)});
     WriteTable(out, rows, 3);
     out << '\n';
@@ -102,15 +102,15 @@ void WriteLimitCsv(std::ostream& out, const std::vector<LimitUse>& limits, const
     out << "level,code,limit_is,go,limit,left" << ProvenanceColumns() << '\n';
     const std::string end = ProvenanceCells(provenance) + '\n';
     for (const LimitUse& use : limits)
-        out << LevelWord(use.level) << ',' << CsvCell(use.code) << ',' << StateOf(use) << ',' << Cents(use.GO) << ','
-            << Cents(use.limit) << ',' << Cents(use.free) << end;
+        out << HierarchyWord(use.level) << ',' << CsvCell(use.code) << ',' << StateOf(use) << ',' << Cents(use.GO)
+            << ',' << Cents(use.limit) << ',' << Cents(use.free) << end;
 }
 
 ordered_json LimitsJson(const std::vector<LimitUse>& limits)
 {
     ordered_json array = ordered_json::array();
     for (const LimitUse& use : limits)
-        array.push_back({{"level", LevelWord(use.level)},
+        array.push_back({{"level", HierarchyWord(use.level)},
                          {"code", use.code},
                          {"isExceeded", use.IsExceeded()},
                          {"GO", use.GO},

@@ -23,7 +23,7 @@ void WriteTried(std::ostream& out, const std::vector<TriedLevel>& tried)
 {
     std::vector<Cells> rows{{"What-if", "Level", "Code", "GO before", "GO after", "Difference"}};
     for (const TriedLevel& level : tried)
-        rows.push_back({level.label, std::string(LevelWord(level.level)), level.code, Grouped(level.before),
+        rows.push_back({level.label, std::string(HierarchyWord(level.level)), level.code, Grouped(level.before),
                         Grouped(level.after), Grouped(Difference(level))});
     WriteTable(out, rows, 3);
 }
@@ -33,7 +33,7 @@ void WriteCsv(std::ostream& out, const std::vector<TriedLevel>& tried, const Pro
     out << "what_if,level,code,go_before,go_after,go_difference" << ProvenanceColumns() << '\n';
     const std::string end = ProvenanceCells(provenance) + '\n';
     for (const TriedLevel& level : tried)
-        out << CsvCell(level.label) << ',' << LevelWord(level.level) << ',' << CsvCell(level.code) << ','
+        out << CsvCell(level.label) << ',' << HierarchyWord(level.level) << ',' << CsvCell(level.code) << ','
             << Cents(level.before) << ',' << Cents(level.after) << ',' << Cents(Difference(level)) << end;
 }
 
@@ -42,7 +42,7 @@ void WriteJson(std::ostream& out, const std::vector<TriedLevel>& tried, const Pr
     ordered_json document{{"provenance", ProvenanceJson(provenance)}, {"whatIfs", ordered_json::array()}};
     for (const TriedLevel& level : tried)
         document["whatIfs"].push_back({{"whatIf", level.label},
-                                       {"level", LevelWord(level.level)},
+                                       {"level", HierarchyWord(level.level)},
                                        {"code", level.code},
                                        {"before", level.before},
                                        {"after", level.after},
