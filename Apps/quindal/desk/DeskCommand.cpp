@@ -146,7 +146,7 @@ Command AddDesk(CLI::App& app)
     AddBook(*desk, options);
     desk->add_option("--port", options->port, "Port of the page on this machine; any that is free by default")
         ->type_name("PORT")
-        ->check(CLI::Range(1, 65535));
+        ->check(CLI::Range(1, 65535).description({}));
     desk->callback([options] {
         CheckBook(*options);
         CheckStandardInput({&options->instruments, &options->accounts, &options->positions});
