@@ -4,8 +4,8 @@
 // line for deliveries where the worst cell is one of theirs, the price of now, and the worst cells: a ring at a point
 // of the grid, an arrow at the edge for a stress point beyond it. The same input gives the same bytes.
 //
-// Text is measured in the font that the system has for "sans-serif"; without any font cairo writes in thin strokes of its
-// own.
+// Text is measured in the font that the system has for "sans-serif"; without any font cairo writes in thin strokes of
+// its own.
 #pragma once
 
 #include <cstddef>

@@ -55,7 +55,8 @@ std::vector<double> DashOf(std::size_t line)
 {
     constexpr std::size_t Kinds = 5; // by the number of dots behind a stroke; then the strokes grow longer
     if (line == 0) return {};
-    std::vector<double> dash{7.0 + 6.0 * static_cast<double>(line / Kinds), 3.0};
+    const std::size_t longer = line / Kinds;
+    std::vector<double> dash{7.0 + 6.0 * static_cast<double>(longer), 3.0};
     for (std::size_t dot = 0; dot < line % Kinds; ++dot)
         dash.insert(dash.end(), {1.5, 3.0});
     return dash;
