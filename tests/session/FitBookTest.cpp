@@ -256,7 +256,7 @@ private:
 
 TEST_F(FitBooks, AnswerAsLookingAtEveryQuantityDoes)
 {
-    Ask(Setting("QUINDAL_FIT_SEED", 1), Setting("QUINDAL_FIT_BOOKS", 6));
+    Ask(Setting("QUINDAL_FIT_SEED", 1), Setting("QUINDAL_FIT_BOOKS", 4));
 }
 
 } // namespace
