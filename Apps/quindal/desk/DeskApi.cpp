@@ -61,10 +61,10 @@ ReportFormat FormatOf(const json& request)
 
 const char* TypeOf(ReportFormat format) { return format == ReportFormat::Csv ? "text/csv" : "application/json"; }
 
-DeskAnswer ReportAnswer(const MarginFigures& figures, const Provenance& provenance, ReportFormat format)
+DeskAnswer ReportAnswer(const MarginReport& report, const Provenance& provenance, ReportFormat format)
 {
     std::ostringstream text;
-    WriteReport(text, figures, provenance, format);
+    WriteReport(text, report, provenance, format);
     return {DeskGood, text.str(), TypeOf(format)};
 }
 
@@ -218,7 +218,7 @@ DeskAnswer DeskApi::UploadOrders(const json& request)
 DeskAnswer DeskApi::Download(const json& request)
 {
     const std::string what = TextField(request, "what");
-    if (what == "book") return ReportAnswer(m_book.Figures(), m_book.Origin(), FormatOf(request));
+    if (what == "book") return ReportAnswer({m_book.Figures(), {}, {}}, m_book.Origin(), FormatOf(request));
     if (what == "client") return DownloadOfClient(request);
     if (what != "whatifs" && what != "orders")
         throw DeskError(DeskMalformed, "a download is of the book, a client, whatifs or orders");
@@ -227,9 +227,8 @@ DeskAnswer DeskApi::Download(const json& request)
         what == "orders" ? ReadOrders(UploadedFile(request), problems) : ReadWhatIfs(request, problems);
     CheckOrders(m_book, orders, problems);
     if (!problems.IsEmpty()) return JsonAnswer(ProblemsJson(problems), DeskRefused);
-    MarginFigures figures = m_book.Figures();
-    figures.whatIfs = m_book.Try(orders);
-    return ReportAnswer(figures, m_book.Origin(), FormatOf(request));
+    const MarginFigures figures = m_book.Figures();
+    return ReportAnswer({figures, m_book.Try(orders), {}}, m_book.Origin(), FormatOf(request));
 }
 
 DeskAnswer DeskApi::DownloadOfClient(const json& request)
