@@ -50,7 +50,7 @@ class ManPages(unittest.TestCase):
 
     def test_a_page_for_each_command_and_for_no_other(self) -> None:
         listed = part(run(QUINDAL, "--help").stdout, "Commands:")
-        commands = set(re.findall(r"^  (\w+) ", listed, re.MULTILINE))
+        commands = set(re.findall(r"^  ([\w-]+) ", listed, re.MULTILINE))
         self.assertGreaterEqual(len(commands), 7)
         made = {path.name for path in (PAGES / "man1").iterdir()}
         self.assertEqual(made, {f"quindal-{command}.1" for command in commands} | {"quindal.1"})
