@@ -1,6 +1,6 @@
-// Requests of the desk's page with any body. The first line of an input names the request, the others are its body. Each
-// is answered with a known status, in JSON that can be read unless a report was asked for; what is refused leaves the
-// book as it was; nothing is a failure of ours.
+// Requests of the desk's page with any body. The first line of an input names the request, the others are its body.
+// Each is answered with a known status, in JSON that can be read unless a report was asked for; what is refused leaves
+// the book as it was; nothing is a failure of ours.
 #include <algorithm>
 #include <cstdint>
 #include <set>

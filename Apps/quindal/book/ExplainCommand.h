@@ -18,7 +18,7 @@ struct ExplainOptions : BookOptions
     std::string compare; // positions of the book before; empty: no comparison
     std::string svg;     // files to draw the profit and loss into; empty: none
     std::string pdf;
-    std::string html; // file for the explanation as a page; empty: none
+    std::string html;    // file for the explanation as a page; empty: none
     std::size_t top = 0; // shares and pictures, the largest first; 0: all shares, ten pictures
     ReportFormat format = ReportFormat::Table;
 };
