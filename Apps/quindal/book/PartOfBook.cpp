@@ -119,7 +119,7 @@ void PartOfBook::CheckMoves(bool byOrders) const
 {
     if (m_level == MarginLevel::Client) return;
     const std::string unmoved = "nothing that " + m_client + " trades moves the margin of ";
-    const auto check = [&](std::int32_t rule, const std::string& name) {
+    const auto check = [&](QuindalMarginRule rule, const std::string& name) {
         if (rule == QUINDAL_MARGIN_RULE_NETTING && !byOrders)
             throw InputError("the position of " + m_client + " does not move the margin of " + Name() + ": " + name +
                              " is under the netting rule and lives by records of its own; ask with --as order, or for "

@@ -56,8 +56,8 @@ private:
     std::string m_client;
     MarginLevel m_level;
     std::string m_account; // above the firm; empty for none
-    std::int32_t m_ruleOfFirm = QUINDAL_MARGIN_RULE_HALF_NETTING;
-    std::int32_t m_ruleOfAccount = QUINDAL_MARGIN_RULE_GROSS;
+    QuindalMarginRule m_ruleOfFirm = QUINDAL_MARGIN_RULE_HALF_NETTING;
+    QuindalMarginRule m_ruleOfAccount = QUINDAL_MARGIN_RULE_GROSS;
     std::vector<const AccountRow*> m_accounts;
     std::vector<const PositionRow*> m_positions;
 };

@@ -86,7 +86,7 @@ void TryMarket(const ReconcileOptions& options, const Book& book, const std::vec
     std::set<std::string> names;
     for (const ReconciledLevel* const client : clients)
         names.insert(client->code);
-    BookOptions inOther = options;
+    BookOptions inOther = static_cast<const BookOptions&>(options); // what says where a book comes from
     inOther.iniFile.clear();
     inOther.instruments = options.otherInstruments;
     BookRun run(inOther);

@@ -21,7 +21,7 @@ constexpr const char* ReconcileExamples =
 )";
 
 /// A tolerance as people write it: "0.05" is money, "0.5%" a share of the clearing's margin.
-Tolerance ReadTolerance(std::string text)
+Tolerance ReadTolerance(const std::string& text)
 {
     Tolerance tolerance;
     tolerance.isShare = text.ends_with('%');

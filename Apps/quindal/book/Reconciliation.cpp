@@ -134,49 +134,71 @@ ClientTrials::Trial ClientTrials::AsItIs(const std::string& client) const
     return trial;
 }
 
-std::vector<ClientTrials::Trial> ClientTrials::TrialsOf(const Trial& asItIs) const
+void ClientTrials::AddOfPosition(const Trial& asItIs, std::size_t place, std::vector<Trial>& trials)
 {
-    std::vector<Trial> trials;
-    const auto tryWith = [&](std::string text, const auto& change) {
+    const PositionRow& row = asItIs.positions[place];
+    const std::string name = row.instrument + " (" + std::to_string(row.quantity) + " contracts)";
+    const auto tryAs = [&](std::string text, const PositionRow& other) {
         Trial& trial = trials.emplace_back(asItIs);
         trial.text = std::move(text);
-        change(trial);
+        trial.positions[place] = other;
     };
-    for (std::size_t i = 0; i < asItIs.positions.size(); ++i) {
-        const PositionRow& row = asItIs.positions[i];
-        const std::string name = row.instrument + " (" + std::to_string(row.quantity) + " contracts)";
-        tryWith("without the position in " + name, [&](Trial& trial) { trial.positions[i].quantity = 0; });
-        tryWith("with the position in " + name + " the other way round", [&](Trial& trial) {
-            trial.positions[i].quantity *= -1;
-            trial.positions[i].afterLastClearing *= -1;
-        });
-        if (row.afterLastClearing != row.quantity)
-            tryWith("with " + std::to_string(row.afterLastClearing) + " contracts of " + row.instrument +
-                        ", as the last clearing left it",
-                    [&](Trial& trial) { trial.positions[i].quantity = row.afterLastClearing; });
-        if (row.price != 0.0)
-            tryWith("with the position in " + name + " at its calculated price",
-                    [&](Trial& trial) { trial.positions[i].price = 0.0; });
+    PositionRow other = row;
+    other.quantity = 0;
+    tryAs("without the position in " + name, other);
+    other.quantity = -row.quantity;
+    other.afterLastClearing = -row.afterLastClearing;
+    tryAs("with the position in " + name + " the other way round", other);
+    other = row;
+    other.quantity = row.afterLastClearing;
+    if (other.quantity != row.quantity)
+        tryAs("with " + std::to_string(other.quantity) + " contracts of " + row.instrument +
+                  ", as the last clearing left it",
+              other);
+    other = row;
+    other.price = 0.0;
+    if (row.price != 0.0) tryAs("with the position in " + name + " at its calculated price", other);
+}
+
+void ClientTrials::AddOfParameters(const Trial& asItIs, std::vector<Trial>& trials)
+{
+    const auto tryAs = [&](std::string text, const AccountRow& other) {
+        Trial& trial = trials.emplace_back(asItIs);
+        trial.text = std::move(text);
+        trial.client = other;
+    };
+    const AccountRow& row = asItIs.client;
+    for (const auto& [word, value] : RiskLevelWords) {
+        AccountRow other = row;
+        other.riskLevel = value;
+        if (value != row.riskLevel) tryAs("at the risk level " + std::string(word), other);
     }
-    tryWith("with every position at its calculated price", [](Trial& trial) {
-        for (PositionRow& row : trial.positions)
-            row.price = 0.0;
-    });
-    for (const auto& [word, value] : RiskLevelWords)
-        if (value != asItIs.client.riskLevel)
-            tryWith("at the risk level " + std::string(word), [&](Trial& trial) { trial.client.riskLevel = value; });
-    tryWith(asItIs.client.noDiscount ? "with discounts" : "without discounts",
-            [](Trial& trial) { trial.client.noDiscount = !trial.client.noDiscount; });
     for (const auto& [word, value] : SpreadWords) {
-        const auto type = static_cast<QuindalSpreadMarginType>(value);
-        if (type != asItIs.client.calendar)
-            tryWith("with calendar spreads under " + std::string(word),
-                    [&](Trial& trial) { trial.client.calendar = type; });
-        if (type != asItIs.client.interContract)
-            tryWith("with spreads across contracts under " + std::string(word),
-                    [&](Trial& trial) { trial.client.interContract = type; });
+        AccountRow other = row;
+        other.calendar = static_cast<QuindalSpreadMarginType>(value);
+        if (value != row.calendar) tryAs("with calendar spreads under " + std::string(word), other);
+        other = row;
+        other.interContract = static_cast<QuindalSpreadMarginType>(value);
+        if (value != row.interContract) tryAs("with spreads across contracts under " + std::string(word), other);
     }
-    if (asItIs.client.goRatio != 1.0) tryWith("without its GO ratio", [](Trial& trial) { trial.client.goRatio = 1.0; });
+    AccountRow other = row;
+    other.noDiscount = !row.noDiscount;
+    tryAs(row.noDiscount ? "with discounts" : "without discounts", other);
+    other = row;
+    other.goRatio = 1.0;
+    if (row.goRatio != 1.0) tryAs("without its GO ratio", other);
+}
+
+std::vector<ClientTrials::Trial> ClientTrials::TrialsOf(const Trial& asItIs)
+{
+    std::vector<Trial> trials;
+    for (std::size_t i = 0; i < asItIs.positions.size(); ++i)
+        AddOfPosition(asItIs, i, trials);
+    Trial& atCalculatedPrices = trials.emplace_back(asItIs);
+    atCalculatedPrices.text = "with every position at its calculated price";
+    for (PositionRow& row : atCalculatedPrices.positions)
+        row.price = 0.0;
+    AddOfParameters(asItIs, trials);
     return trials;
 }
 

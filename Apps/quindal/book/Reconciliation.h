@@ -77,7 +77,9 @@ private:
         AccountRow client;
         std::vector<PositionRow> positions;
     };
-    [[nodiscard]] std::vector<Trial> TrialsOf(const Trial& asItIs) const;
+    [[nodiscard]] static std::vector<Trial> TrialsOf(const Trial& asItIs);
+    static void AddOfPosition(const Trial& asItIs, std::size_t place, std::vector<Trial>& trials);
+    static void AddOfParameters(const Trial& asItIs, std::vector<Trial>& trials);
     [[nodiscard]] Trial AsItIs(const std::string& client) const;
     [[nodiscard]] std::optional<double> MarginOf(const Trial& trial);
 

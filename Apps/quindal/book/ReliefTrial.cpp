@@ -39,7 +39,7 @@ ReliefTrial::ReliefTrial(MarginSession& session, const PartOfBook& part, const R
 PositionRow ReliefTrial::RowOf(const ReliefCandidate& trade, std::int64_t quantity) const
 {
     const auto held = m_held.find(trade.item.instrument);
-    const PositionRow row = held == m_held.end() ? Flat(m_part.Client(), trade.item.instrument) : held->second;
+    PositionRow row = held == m_held.end() ? Flat(m_part.Client(), trade.item.instrument) : held->second;
     if (quantity == 0) return row;
     return Traded(WithPrice(row), trade.item.isBuy ? quantity : -quantity,
                   MarginSession::CalculatedPrice(trade.item.instrument));

@@ -122,7 +122,7 @@ DeskAnswer DeskApi::Answer(std::string_view name, std::string_view body)
 
 std::string DeskApi::ClientOf(const json& request) const
 {
-    const std::string client = TextField(request, "client");
+    std::string client = TextField(request, "client");
     if (m_book.HasClient(client)) return client;
     Suggestion suggestion(client);
     for (const ClientFigures& known : m_book.Figures().clients)

@@ -37,7 +37,7 @@ std::string Headline(const ReliefQuestion& question, const ReliefAnswer& answer)
     const std::string from = "GO of " + question.client + ": " + Grouped(answer.before);
     if (answer.steps.empty() && answer.isReached)
         return from + (question.target ? ", within " + Grouped(*question.target) : ", and nothing frees any of it");
-    const std::string to = from + ", and " + Grouped(answer.after) + " with these trades";
+    std::string to = from + ", and " + Grouped(answer.after) + " with these trades";
     if (answer.isReached) return to;
     return (answer.steps.empty() ? from + ", and nothing frees any of it" : to) + ": " + Grouped(*question.target) +
            " is not reached" + (question.allowsDetour ? "" : " by trades none of which raises the GO (--allow-detour)");

@@ -32,7 +32,7 @@ constexpr std::array<char, 200> digitPairs = [] {
 /// Writes two digits and returns where they begin.
 char* PutPairBefore(char* end, std::uint32_t below100) noexcept
 {
-    return static_cast<char*>(std::memcpy(end - 2, &digitPairs[2 * below100], 2));
+    return static_cast<char*>(std::memcpy(end - 2, &digitPairs[std::size_t{2} * below100], 2));
 }
 
 /// A number of countable units as "%12.6f": a half of a millionth falls to the even side, as printf has it.
