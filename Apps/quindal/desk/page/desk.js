@@ -42,7 +42,7 @@ async function showBook() {
   const market = book.provenance.market;
   byId("origin").textContent = `${nameOf(market.file ?? market.server)}, ${market.changed ?? market.received ?? "time unknown"} \u00b7 ` +
     `${nameOf(book.positionsFile)}${book.provenance.currency ? " \u00b7 " + book.provenance.currency : ""}`;
-  byId("origin").title = `${market.file ?? market.server}, ${book.positionsFile}, SHA-256 of the market ${market.sha256}, library ${book.provenance.library}`;
+  byId("origin").title = `${market.file ?? market.server}, ${book.positionsFile}, SHA-256 of the market ${market.sha256}, library ${book.provenance["library"]}`;
   byId("warnings").hidden = book.warnings.length === 0;
   byId("warnings").textContent = book.warnings.length === 1 ? "1 warning" : `${book.warnings.length} warnings`;
   byId("warnings").onclick = () => complain(book.warnings.join("\n"));
